@@ -1,0 +1,88 @@
+# The front door. Each goal installs the Debian packages that it needs and that are missing, and nothing else.
+
+MAKEFLAGS += --no-print-directory
+
+# Continuous integration builds with warnings as errors, in a folder of its own.
+PRESET := $(if $(filter-out false 0,$(CI)),werror,release)
+BUILD ?= build/$(PRESET)
+PREFIX ?= /usr/local
+DESTDIR ?=
+JOBS ?= $(shell nproc)
+FILES ?=
+
+SOURCE_FOLDERS := $(wildcard src tests bench examples tools)
+FORMATTED = find $(SOURCE_FOLDERS) \( -name '*.h' -o -name '*.cpp' \) -print0 | xargs -0 clang-format
+
+# $(call configure,preset,folder,parts to build,further options); a folder keeps the generator that it began with.
+PARTS := EXAMPLES TESTS BENCH
+configure = cmake --preset $(1) -B $(2) --log-level=WARNING \
+	$$(test -e $(2)/CMakeCache.txt || ! command -v ninja >/dev/null || echo -G Ninja) \
+	$(foreach part,$(PARTS),-DPSCOLLECTIONS_$(part)=$(if $(filter $(part),$(3)),ON,OFF)) $(4)
+run_tests = ctest --test-dir $(1) --output-on-failure --no-label-summary -j $(JOBS)
+
+.PHONY: build demo check bench bench-quick install asan format format-check tidy clean help
+
+build:
+	@tools/install-dependencies build
+	@$(call configure,$(PRESET),$(BUILD),EXAMPLES)
+	@cmake --build $(BUILD) -j $(JOBS)
+
+demo:
+	@tools/install-dependencies build
+	@$(call configure,$(PRESET),$(BUILD),EXAMPLES)
+	@cmake --build $(BUILD) -j $(JOBS) --target wordbook
+	@examples/wordbook/demo.sh $(BUILD)/examples/wordbook/wordbook $(FILES)
+
+check:
+	@tools/install-dependencies build test
+	@$(call configure,$(PRESET),$(BUILD),EXAMPLES TESTS)
+	@cmake --build $(BUILD) -j $(JOBS)
+	@$(call run_tests,$(BUILD))
+
+# Links everything statically, so that the static library is covered on the way.
+asan:
+	@tools/install-dependencies build test
+	@$(call configure,dev,build/dev,EXAMPLES TESTS,-DPSCOLLECTIONS_STATIC=ON)
+	@cmake --build build/dev -j $(JOBS)
+	@$(call run_tests,build/dev)
+
+bench bench-quick:
+	@tools/install-dependencies build bench
+	@$(call configure,bench,build/bench,BENCH)
+	@cmake --build build/bench -j $(JOBS)
+	@cmake --build build/bench --target $@
+
+install:
+	@tools/install-dependencies build
+	@$(call configure,$(PRESET),$(BUILD),EXAMPLES,-DCMAKE_INSTALL_PREFIX="$(PREFIX)")
+	@cmake --build $(BUILD) -j $(JOBS)
+	@DESTDIR="$(DESTDIR)" cmake --install $(BUILD)
+	@if [ -z "$(DESTDIR)" ] && [ "$$(id -u)" -eq 0 ]; then ldconfig; fi
+
+format:
+	@tools/install-dependencies format
+	@$(FORMATTED) -i
+
+format-check:
+	@tools/install-dependencies format
+	@$(FORMATTED) --dry-run --Werror
+
+tidy:
+	@tools/install-dependencies build test lint
+	@$(call configure,$(PRESET),$(BUILD),EXAMPLES TESTS)
+	@run-clang-tidy -quiet -p $(BUILD) -j $(JOBS) '$(CURDIR)/(src|examples|tools)/'
+
+clean:
+	rm -rf build
+
+help:
+	@echo 'make              build the library, the examples and the tools'
+	@echo 'make demo         build and run the example; FILES="a.txt b.txt" indexes texts of your own'
+	@echo 'make check        build and run all tests'
+	@echo 'make asan         the same under address and undefined-behaviour sanitizers'
+	@echo 'make bench        build and run the benchmarks; bench-quick is a short run that only shows that they work'
+	@echo 'make install      install below PREFIX ($(PREFIX)), staged below DESTDIR if that is set'
+	@echo 'make format       format the sources; format-check only looks'
+	@echo 'make tidy         run clang-tidy over the sources'
+	@echo 'make clean        remove what was built'
+	@echo 'Variables: BUILD (folder), JOBS (parallel jobs), CI=true (warnings are errors)'

@@ -1,0 +1,137 @@
+#pragma once
+
+#include "arrays/ArrayView.h"
+#include "core/IdOrder.h"
+#include "core/KeyProbe.h"
+
+// The one binary search. It has two modes: in an array of elements it finds the first that is not less than the key, in
+// an array of nodes the first whose lowest element is greater.
+namespace ps::detail {
+
+struct SearchResult {
+  int position = 0;
+  bool matched = false;  // the element at position equals the key; in an array of elements only
+  bool failed = false;   // position is then no answer
+};
+
+// Whether the first and the last entry are looked at before the halving starts. The published binarySearch does: its
+// results for entries that cannot be read depend on it. The trees have no use for the two comparisons.
+enum class SearchEnds { asked, notAsked };
+
+SearchResult searchElements(const ArrayView& elements, KeyProbe& probe, SearchEnds ends = SearchEnds::notAsked);
+
+// In an array of nodes. The nodes belong to the layer above, which defines this one.
+SearchResult searchNodes(const ArrayView& nodes, KeyProbe& probe, SearchEnds ends = SearchEnds::notAsked);
+
+// Compares identifiers in place.
+class IdComparison {
+ public:
+  explicit IdComparison(const psId& key) : key_(orderOf(key)) {}
+  int operator()(const pstRef<psObj>& stored) const {
+    const std::uint64_t order = orderOf(stored.oid());
+    return (order > key_) - (order < key_);
+  }
+  bool failed() const { return false; }
+
+ private:
+  std::uint64_t key_;
+};
+
+// Asks the probe.
+class ProbeComparison {
+ public:
+  explicit ProbeComparison(KeyProbe& probe) : probe_(probe) {}
+  int operator()(const pstRef<psObj>& stored) const { return probe_.compare(stored); }
+  bool failed() const { return probe_.failed(); }
+
+ private:
+  KeyProbe& probe_;
+};
+
+// Reads elements as they are.
+struct ElementReader {
+  static constexpr bool equalIsBehind = true;  // an equal element stands at or behind the position looked for
+  bool operator()(const pstRef<psObj>& entry, pstRef<psObj>& value) const {
+    value = entry;
+    return true;
+  }
+};
+
+// One search: what is read from an entry, and how it is compared. Reader gives false for an entry that cannot be read.
+template <class Reader, class Comparison>
+class BinarySearch {
+ public:
+  BinarySearch(const ArrayView& array, Comparison comparison) : array_(array), comparison_(comparison) {}
+
+  // Invariant: what lies at low or before it is below the position looked for, what lies at high or behind is not. The
+  // array is taken to go on beyond both ends.
+  SearchResult run(int low, int high) {
+    while (high - low > 1) {
+      const int middle = (low + high) / 2;
+      const int result = compareAt(middle);
+      if (result_.failed) return failure(-1);
+      if (isBehind(result)) {
+        high = middle;
+        result_.matched = result == 0;
+      } else {
+        low = middle;
+      }
+    }
+    result_.position = high;
+    return result_;
+  }
+
+  SearchResult runWithEnds() {
+    const int last = array_.count() - 1;
+    if (last < 0) return result_;
+    const int atFirst = compareAt(0);
+    if (result_.failed) return failure(0);
+    if (atFirst >= 0) {
+      result_.matched = atFirst == 0;
+      return result_;
+    }
+    const int atLast = compareAt(last);
+    if (result_.failed || !isBehind(atLast)) {
+      result_.position = last + 1;
+      return result_;
+    }
+    result_.matched = atLast == 0;
+    return run(0, last);
+  }
+
+ private:
+  int compareAt(int i) {
+    pstRef<psObj> value;
+    if (!reader_(array_[i], value)) {
+      result_.failed = true;
+      return 0;
+    }
+    const int result = comparison_(value);
+    result_.failed = comparison_.failed();
+    return result;
+  }
+
+  static bool isBehind(int result) { return Reader::equalIsBehind ? result >= 0 : result > 0; }
+
+  SearchResult failure(int position) const { return {position, false, true}; }
+
+  const ArrayView& array_;
+  Comparison comparison_;
+  Reader reader_;
+  SearchResult result_;
+};
+
+template <class Reader, class Comparison>
+SearchResult searchWith(const ArrayView& array, Comparison comparison, SearchEnds ends) {
+  BinarySearch<Reader, Comparison> search(array, comparison);
+  return ends == SearchEnds::asked ? search.runWithEnds() : search.run(-1, array.count());
+}
+
+template <class Reader>
+SearchResult searchArray(const ArrayView& array, KeyProbe& probe, SearchEnds ends) {
+  if (!array.isOpen() || probe.failed()) return {0, false, true};
+  if (probe.identifier() != nullptr) return searchWith<Reader>(array, IdComparison(*probe.identifier()), ends);
+  return searchWith<Reader>(array, ProbeComparison(probe), ends);
+}
+
+}  // namespace ps::detail

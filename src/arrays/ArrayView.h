@@ -1,0 +1,63 @@
+#pragma once
+
+#include "arrays/psUnsortedArray.h"
+
+namespace ps::detail {
+
+// An array open for reading. The array and its storage stay in memory and where they are for as long as the view lives,
+// whatever comparators load meanwhile; the storage is looked up once. Changes made through an edit or the array's own
+// operations make it stale.
+class ArrayView {
+ public:
+  // Opens the array.
+  explicit ArrayView(const pstRef<psUnsortedArray>& array) : ArrayView(pstHandle<psUnsortedArray>(array)) {}
+  explicit ArrayView(const pstHandle<psUnsortedArray>& array)
+      : array_(array), object_(array_.isNull() ? nullptr : array_.operator->()), pin_(read()) {}
+  // An array that is open already, or lives outside the store.
+  explicit ArrayView(const psUnsortedArray& array) : object_(&array), pin_(read()) {}
+
+  // False when the array or its storage could not be read; it then counts no element.
+  bool isOpen() const { return isOpen_; }
+
+  int count() const { return count_; }
+  int capacity() const { return isOpen_ ? object_->size() : 0; }
+  bool isFull() const { return count_ >= capacity(); }
+  const pstRef<psObj>& operator[](int i) const { return entries_[i]; }  // NOLINT(clang-analyzer-core.*): i < count()
+  const pstRef<psObj>& last() const { return entries_[count_ - 1]; }
+
+  // The first position that holds the object, -1 when there is none.
+  int find(const psId& object) const {
+    for (int i = 0; i < count_; ++i) {
+      if (entries_[i].oid() == object) return i;
+    }
+    return -1;
+  }
+
+  const pstHandle<psUnsortedArray>& array() const { return array_; }
+
+  // One element without a view: its address, good for the moment, or null when there is none or it cannot be read.
+  static const pstRef<psObj>* peek(const pstHandle<psUnsortedArray>& array, int i) {
+    const psUnsortedArray* const object = array.isNull() ? nullptr : array.operator->();
+    if (object == nullptr || i < 0 || i > object->lastIndex_) return nullptr;
+    const pstRef<psObj>* const entries = object->entries_.head();
+    return entries != nullptr ? entries + i : nullptr;
+  }
+
+ private:
+  const void* read() {
+    if (object_ == nullptr) return nullptr;
+    entries_ = object_->entries_.head();
+    isOpen_ = entries_ != nullptr || object_->isEmpty();
+    if (isOpen_) count_ = object_->usedSize();
+    return entries_;
+  }
+
+  pstHandle<psUnsortedArray> array_;
+  const psUnsortedArray* object_;
+  const pstRef<psObj>* entries_ = nullptr;
+  int count_ = 0;
+  bool isOpen_ = false;
+  PagePin pin_;
+};
+
+}  // namespace ps::detail

@@ -1,0 +1,65 @@
+#include "arrays/psSortedArray.h"
+
+#include "arrays/ArraySearch.h"
+
+using ps::detail::ArrayView;
+using ps::detail::CallbackProbe;
+using ps::detail::HandleProbe;
+using ps::detail::JavaProbe;
+using ps::detail::KeyProbe;
+using ps::detail::RawProbe;
+using ps::detail::SearchEnds;
+using ps::detail::SearchResult;
+
+namespace {
+
+const pstProcessInitTermClass processInitTerm;
+
+SearchResult search(const psSortedArray& array, KeyProbe& probe, unsigned char leaf) {
+  const ArrayView view(array);
+  return leaf != 0 ? ps::detail::searchElements(view, probe, SearchEnds::asked)
+                   : ps::detail::searchNodes(view, probe, SearchEnds::asked);
+}
+
+int insert(psSortedArray& array, const pstHandle<psObj>& element, KeyProbe& probe, unsigned char leaf) {
+  if (element.isNull()) return -1;
+  if (array.isEmpty()) return array.addLast(element) ? 0 : -1;
+  const SearchResult found = search(array, probe, leaf);
+  return !found.failed && array.insertBefore(element, found.position) == 1 ? found.position : -1;
+}
+
+}  // namespace
+
+psSortedArray::~psSortedArray() noexcept = default;
+
+int psSortedArray::binarySearch(const pstHandle<psObj>& key, pstHandle<psCompare>& comparator,
+                                unsigned char leaf) const {
+  HandleProbe probe(key, {comparator});
+  return search(*this, probe, leaf).position;
+}
+
+int psSortedArray::binarySearch(const void* key, pstHandle<psCompare>& comparator, unsigned char leaf) const {
+  RawProbe probe(key, {comparator});
+  return search(*this, probe, leaf).position;
+}
+
+int psSortedArray::binarySearch(int (*compare)(unsigned int, unsigned int), unsigned char leaf) const {
+  CallbackProbe probe(compare);
+  return search(*this, probe, leaf).position;
+}
+
+int psSortedArray::binarySearch(_jobject*& key, _jobject*& callee, JNIEnv_* env, unsigned char leaf) const {
+  JavaProbe probe(key, callee, env);
+  return search(*this, probe, leaf).position;
+}
+
+int psSortedArray::add(const pstHandle<psObj>& element, pstHandle<psCompare>& comparator, unsigned char leaf) {
+  HandleProbe probe(element, {comparator});
+  return insert(*this, element, probe, leaf);
+}
+
+int psSortedArray::add(const pstHandle<psObj>& element, _jobject*& key, _jobject*& callee, JNIEnv_* env,
+                       unsigned char leaf) {
+  JavaProbe probe(key, callee, env);
+  return insert(*this, element, probe, leaf);
+}

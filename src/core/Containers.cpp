@@ -1,0 +1,43 @@
+#include "core/Containers.h"
+
+#include <algorithm>
+
+#include "store/pstItr.h"
+
+namespace ps::detail {
+
+namespace {
+
+bool isEmpty(const pstHandle<psContObj>& container) {
+  pstItr<psObj> any;
+  return any.scan(container, pscNoOpen) == 1 && !any.next();
+}
+
+}  // namespace
+
+pstHandle<psContObj> createContainer(const psId& near, bool garbageCollectable) {
+  if (garbageCollectable) return pstHandle<psContObj>(new (nullptr, 0, 1, 0, near) psGCContObj);
+  return pstHandle<psContObj>(new (nullptr, 0, 1, 0, near) psContObj);
+}
+
+bool isGarbageCollectable(const pstHandle<psContObj>& container) {
+  return ptmIsKindOf(container.typeN(), psGCContObj::pstTypeN) != 0;
+}
+
+bool ContainerRelease::secure(const pstHandle<psObj>& object) {
+  const pstHandle<psContObj> container = object.containedIn();
+  if (!container.isValid() || isGarbageCollectable(container) || container.name() != nullptr) return true;
+  if (std::find(containers_.begin(), containers_.end(), container) != containers_.end()) return true;
+  if (container.open(pscUpdate) != 1) return false;
+  containers_.push_back(container);
+  return true;
+}
+
+void ContainerRelease::release() {
+  for (pstHandle<psContObj>& container : containers_) {
+    if (isEmpty(container)) psDelete(container);
+  }
+  containers_.clear();
+}
+
+}  // namespace ps::detail

@@ -1,0 +1,88 @@
+#pragma once
+
+#include "core/RefusalWatch.h"
+#include "core/psCompare.h"
+#include "store/pstRef.h"
+
+// A probe is the key of one operation, in one of the four flavours, together with what compares it. Every algorithm
+// that looks for a key is written once, over a probe; the public overloads only choose which probe to make.
+namespace ps::detail {
+
+// A collection's comparator, as far as it could be found out.
+struct ComparatorChoice {
+  pstRef<psCompare> comparator;  // null: order by identifier
+  bool refused = false;          // a node on the way to the collection could not be opened
+};
+
+class KeyProbe {
+ public:
+  KeyProbe(const KeyProbe&) = delete;
+  KeyProbe& operator=(const KeyProbe&) = delete;
+
+  // Compares the stored element with the key, the stored one first. Worth nothing once failed() is true.
+  virtual int compare(const pstRef<psObj>& stored) = 0;
+
+  // Whether the answers so far cannot be trusted: there is no usable key or comparator, a call into Java failed, or
+  // something was refused since the probe was made, be it within a comparator or on the search's own way. A failed
+  // search is no answer, least of all "absent".
+  bool failed() const { return failed_ || watch_.refused(); }
+
+  // The key's identifier when the order is that of identifiers, so that a search can compare without a call; else null.
+  const psId* identifier() const { return identifier_; }
+
+ protected:
+  KeyProbe() = default;
+  ~KeyProbe() = default;
+
+  void fail() { failed_ = true; }
+  void orderByIdentifier(const psId& key) { identifier_ = &key; }
+
+ private:
+  RefusalWatch watch_;
+  const psId* identifier_ = nullptr;
+  bool failed_ = false;
+};
+
+// Only a comparator understands a raw key: without one the probe has failed from the start.
+class RawProbe final : public KeyProbe {
+ public:
+  RawProbe(const void* key, const ComparatorChoice& choice);
+  int compare(const pstRef<psObj>& stored) override;
+
+ private:
+  const void* key_;
+  pstHandle<psCompare> comparator_;
+};
+
+// A null object is no key: the probe has failed from the start. key must outlive the probe.
+class HandleProbe final : public KeyProbe {
+ public:
+  HandleProbe(const pstHandle<psObj>& key, const ComparatorChoice& choice);
+  int compare(const pstRef<psObj>& stored) override;
+
+ private:
+  const pstHandle<psObj>& key_;
+  pstHandle<psCompare> comparator_;
+};
+
+class CallbackProbe final : public KeyProbe {
+ public:
+  explicit CallbackProbe(int (*function)(unsigned int, unsigned int));
+  int compare(const pstRef<psObj>& stored) override;
+
+ private:
+  int (*function_)(unsigned int, unsigned int);
+};
+
+class JavaProbe final : public KeyProbe {
+ public:
+  JavaProbe(_jobject*& key, _jobject*& callee, JNIEnv_* env) : key_(key), callee_(callee), env_(env) {}
+  int compare(const pstRef<psObj>& stored) override;
+
+ private:
+  _jobject* key_;
+  _jobject* callee_;
+  JNIEnv_* env_;
+};
+
+}  // namespace ps::detail

@@ -1,0 +1,115 @@
+#include "core/psCollection.h"
+
+#include <memory>
+
+#include "core/RefusalWatch.h"
+#include "core/psCollectionIterator.h"
+
+using ps::detail::RefusalWatch;
+
+namespace {
+
+const pstProcessInitTermClass processInitTerm;
+
+using IteratorOwner = std::unique_ptr<psCollectionIterator>;
+
+// Calls visit(element) for the keys of other, in order, until it returns false or something is refused. False when not
+// all were visited. The loops here end on hasNext, since a list may hold null elements.
+template <class Visit>
+bool visitKeys(pstHandle<psCollection>& other, Visit visit) {
+  if (other.open(pscRead) != 1) return false;
+  const RefusalWatch watch;
+  const IteratorOwner it(other->keyIterator());
+  while (it->hasNext()) {
+    const pstHandle<psObj> element(it->next(pscNoLock));
+    if (watch.refused() || !visit(element)) return false;
+  }
+  return !watch.refused();
+}
+
+}  // namespace
+
+psCollection::~psCollection() noexcept = default;
+
+bool psCollection::equal(const pstHandle<psObj>& a, const pstHandle<psObj>& b) const {
+  const RefusalWatch watch;
+  const pstHandle<psCompare> order(comparator());
+  if (watch.refused()) return false;
+  if (order.isNull()) return a == b;
+  return order.open(pscRead) == 1 && order->equal(a, b) && !watch.refused();
+}
+
+bool psCollection::addAll(pstHandle<psCollection>& other) {
+  if (psThis(pscNoOpen) == other) return false;
+  bool changed = false;
+  visitKeys(other, [&](const pstHandle<psObj>& element) {
+    changed |= add(element);
+    return true;
+  });
+  return changed;
+}
+
+void psCollection::clear() {
+  const int n = size();
+  const IteratorOwner it(keyIterator());
+  it->goToIndex(n - 1, pscNoLock);
+  for (int i = 0; i < n && it->remove() == 1; ++i) {
+  }
+}
+
+bool psCollection::containsAll(pstHandle<psCollection>& other) const {
+  return visitKeys(other, [&](const pstHandle<psObj>& element) { return contains(element); });
+}
+
+bool psCollection::contains(const void* key) const { return !get(key).isNull(); }
+
+psCollectionIterator* psCollection::keyIterator() const { return iterator(); }
+
+psCollectionIterator* psCollection::valueIterator() const { return iterator(); }
+
+bool psCollection::removeAll(pstHandle<psCollection>& other) {
+  if (psThis(pscNoOpen) == other) {
+    const int before = size();
+    if (before <= 0) return false;
+    clear();
+    const int after = size();
+    return after >= 0 && after < before;
+  }
+  bool changed = false;
+  visitKeys(other, [&](const pstHandle<psObj>& element) {
+    changed |= remove(element);
+    return true;
+  });
+  return changed;
+}
+
+void psCollection::removeAllDeleted() {
+  const RefusalWatch watch;
+  const IteratorOwner it(iterator());
+  while (it->hasNext()) {
+    const pstRef<psObj> element = it->next(pscNoLock);
+    if (watch.refused()) return;
+    if (!element.isNull() && !element.isValid() && it->remove() != 1) return;
+  }
+}
+
+bool psCollection::retainAll(pstHandle<psCollection>& other) {
+  if (other.open(pscRead) != 1) return false;
+  const RefusalWatch watch;
+  bool changed = false;
+  const int n = size();
+  const IteratorOwner it(keyIterator());
+  pstRef<psObj> current = it->goToIndex(n - 1, pscNoLock);
+  for (int i = 0; i < n && !watch.refused(); ++i) {
+    const bool retained = other->contains(pstHandle<psObj>(current));
+    if (watch.refused()) break;
+    if (retained) {
+      current = it->previous(pscNoLock);
+    } else {
+      if (it->remove() != 1) break;
+      changed = true;
+      current = it->current(pscNoLock);
+    }
+  }
+  return changed;
+}

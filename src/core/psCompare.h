@@ -1,0 +1,122 @@
+#pragma once
+
+#include "core/psJavaTypes.h"
+#include "store/psPersistentClass.h"
+
+// Decides the order and the hash of a collection's elements. It is an object of the store, so that a collection can
+// refer to it; an application derives from it and overrides what it needs. A collection without a comparator uses
+// identifiers, by comparePsId and hashPsId, as this class itself does.
+//
+// Keys come in four flavours, and every look-up of the library exists in each:
+//   raw key    a pointer that only an overridden comparator understands
+//   handle     an object, compared as a stored element is
+//   callback   a function that compares, or hashes, a stored element given by its identifier; it knows the key itself
+//   Java       a Java object, compared by a method of the Java object callee
+//
+// A comparison puts the stored element first: negative when it sorts before the key, zero when they match, positive
+// when it sorts after. Only the sign counts. The order must be total and must not change while elements are in a
+// collection; elements that compare equal must hash equal.
+//
+// An override may open objects. It must not change the collection that asks, nor throw. When an object cannot be
+// opened, any answer will do: the operation notices the refused open, changes nothing and gives its failure result.
+class PS_API psCompare : public psObj {
+  PS_PERSISTENT_CLASS(psCompare, psObj, 4013)
+
+ public:
+  psCompare() = default;
+  ~psCompare() noexcept override;
+
+  // The raw-key form takes key to be the address of a pstHandle<psObj>, and null to be the null handle. Override both
+  // raw-key operations to give raw keys a meaning of their own.
+  virtual int compare(const pstHandle<psObj>& element, const void*& key) const;
+  virtual int compare(const pstHandle<psObj>& element, const pstHandle<psObj>& other) const;
+  virtual int hash(const void*& key) const;
+  virtual int hash(const pstHandle<psObj>& element) const;
+
+  // What compare says, as predicates. In each flavour an override of compare decides them too.
+  bool less(const pstHandle<psObj>& element, const void* key) const { return compare(element, key) < 0; }
+  bool lessOrEqual(const pstHandle<psObj>& element, const void* key) const { return compare(element, key) <= 0; }
+  bool greater(const pstHandle<psObj>& element, const void* key) const { return compare(element, key) > 0; }
+  bool greaterOrEqual(const pstHandle<psObj>& element, const void* key) const { return compare(element, key) >= 0; }
+  bool equal(const pstHandle<psObj>& element, const void* key) const { return compare(element, key) == 0; }
+
+  bool less(const pstHandle<psObj>& a, const pstHandle<psObj>& b) const { return compare(a, b) < 0; }
+  bool lessOrEqual(const pstHandle<psObj>& a, const pstHandle<psObj>& b) const { return compare(a, b) <= 0; }
+  bool greater(const pstHandle<psObj>& a, const pstHandle<psObj>& b) const { return compare(a, b) > 0; }
+  bool greaterOrEqual(const pstHandle<psObj>& a, const pstHandle<psObj>& b) const { return compare(a, b) >= 0; }
+  bool equal(const pstHandle<psObj>& a, const pstHandle<psObj>& b) const { return compare(a, b) == 0; }
+
+  // Callback flavour: what f returns for the element's identifier, database and container in its first argument (high
+  // and low half), page and slot in the second. f is called once.
+  static int compare(const pstHandle<psObj>& element, int (*f)(unsigned int, unsigned int));
+  static int hash(const pstHandle<psObj>& element, int (*f)(unsigned int, unsigned int));
+  static bool less(const pstHandle<psObj>& element, int (*f)(unsigned int, unsigned int)) {
+    return compare(element, f) < 0;
+  }
+  static bool lessOrEqual(const pstHandle<psObj>& element, int (*f)(unsigned int, unsigned int)) {
+    return compare(element, f) <= 0;
+  }
+  static bool greater(const pstHandle<psObj>& element, int (*f)(unsigned int, unsigned int)) {
+    return compare(element, f) > 0;
+  }
+  static bool greaterOrEqual(const pstHandle<psObj>& element, int (*f)(unsigned int, unsigned int)) {
+    return compare(element, f) >= 0;
+  }
+  static bool equal(const pstHandle<psObj>& element, int (*f)(unsigned int, unsigned int)) {
+    return compare(element, f) == 0;
+  }
+
+  // Java flavour: what the method of callee returns. 0, with a Java exception pending or an error signalled, when the
+  // call fails.
+  static int compare(const pstHandle<psObj>& element, _jobject*& key, _jobject*& callee, JNIEnv_* env);
+  static int hash(_jobject*& key, _jobject*& callee, JNIEnv_* env);
+  static int compare(const pstHandle<psObj>& element, const pstHandle<psObj>& other, _jobject*& callee, JNIEnv_* env);
+  static int hash(const pstHandle<psObj>& element, _jobject*& callee, JNIEnv_* env);
+
+  static bool less(const pstHandle<psObj>& element, _jobject*& key, _jobject*& callee, JNIEnv_* env) {
+    return compare(element, key, callee, env) < 0;
+  }
+  static bool lessOrEqual(const pstHandle<psObj>& element, _jobject*& key, _jobject*& callee, JNIEnv_* env) {
+    return compare(element, key, callee, env) <= 0;
+  }
+  static bool greater(const pstHandle<psObj>& element, _jobject*& key, _jobject*& callee, JNIEnv_* env) {
+    return compare(element, key, callee, env) > 0;
+  }
+  static bool greaterOrEqual(const pstHandle<psObj>& element, _jobject*& key, _jobject*& callee, JNIEnv_* env) {
+    return compare(element, key, callee, env) >= 0;
+  }
+  static bool equal(const pstHandle<psObj>& element, _jobject*& key, _jobject*& callee, JNIEnv_* env) {
+    return compare(element, key, callee, env) == 0;
+  }
+
+  static bool less(const pstHandle<psObj>& a, const pstHandle<psObj>& b, _jobject*& callee, JNIEnv_* env) {
+    return compare(a, b, callee, env) < 0;
+  }
+  static bool lessOrEqual(const pstHandle<psObj>& a, const pstHandle<psObj>& b, _jobject*& callee, JNIEnv_* env) {
+    return compare(a, b, callee, env) <= 0;
+  }
+  static bool greater(const pstHandle<psObj>& a, const pstHandle<psObj>& b, _jobject*& callee, JNIEnv_* env) {
+    return compare(a, b, callee, env) > 0;
+  }
+  static bool greaterOrEqual(const pstHandle<psObj>& a, const pstHandle<psObj>& b, _jobject*& callee, JNIEnv_* env) {
+    return compare(a, b, callee, env) >= 0;
+  }
+  static bool equal(const pstHandle<psObj>& a, const pstHandle<psObj>& b, _jobject*& callee, JNIEnv_* env) {
+    return compare(a, b, callee, env) == 0;
+  }
+
+  // The order and the hash of identifiers. Neither opens the objects, and no override changes them. comparePsId gives
+  // exactly -1, 0 or 1, by database, container, page and slot in this order; a null handle has the identifier (0, 0, 0,
+  // 0).
+  static int comparePsId(const pstHandle<psObj>& a, const pstHandle<psObj>& b);
+  static int hashPsId(const pstHandle<psObj>& element);
+  static bool lessPsId(const pstHandle<psObj>& a, const pstHandle<psObj>& b) { return comparePsId(a, b) < 0; }
+  static bool lessOrEqualPsId(const pstHandle<psObj>& a, const pstHandle<psObj>& b) { return comparePsId(a, b) <= 0; }
+  static bool greaterPsId(const pstHandle<psObj>& a, const pstHandle<psObj>& b) { return comparePsId(a, b) > 0; }
+  static bool greaterOrEqualPsId(const pstHandle<psObj>& a, const pstHandle<psObj>& b) {
+    return comparePsId(a, b) >= 0;
+  }
+  static bool equalPsId(const pstHandle<psObj>& a, const pstHandle<psObj>& b) { return comparePsId(a, b) == 0; }
+};
+
+static_assert(sizeof(psCompare) == 8, "a comparator has no field of its own");

@@ -1,0 +1,25 @@
+#pragma once
+
+// Everything that applications use: sessions and the store's objects, the collections, their iterators and comparators.
+
+#include "arrays/psSortedArray.h"
+#include "arrays/psUnsortedArray.h"
+#include "core/psAdmin.h"
+#include "core/psCollection.h"
+#include "core/psCollectionIterator.h"
+#include "core/psCompare.h"
+#include "hash/psHashAdmin.h"
+#include "sorted/psTreeSet.h"
+#include "store/d_Ref_Any.h"
+#include "store/psContObj.h"
+#include "store/psDBObj.h"
+#include "store/psError.h"
+#include "store/psFDObj.h"
+#include "store/psPersistentClass.h"
+#include "store/psSession.h"
+#include "store/pstItr.h"
+#include "store/pstVArray.h"
+#include "tree/psBTree.h"
+#include "tree/psBTreeNode.h"
+#include "tree/psTreeAdmin.h"
+#include "tree/psTreeIterator.h"

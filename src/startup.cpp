@@ -1,0 +1,56 @@
+#include "arrays/psSortedArray.h"
+#include "arrays/psUnsortedArray.h"
+#include "core/psAdmin.h"
+#include "core/psCollection.h"
+#include "core/psCompare.h"
+#include "hash/psHashAdmin.h"
+#include "sorted/psTreeSet.h"
+#include "store/psTypeManager.h"
+#include "tree/psBTree.h"
+#include "tree/psBTreeNode.h"
+#include "tree/psTreeAdmin.h"
+
+using ps::detail::adoptPrototype;
+
+namespace {
+
+template <class T>
+void introduce(const char* name, psRelocation relocation) {
+  ps::detail::registerClass<T>(name, relocation);
+  T::psAssocRegister();
+}
+
+int introduceAll() {
+  introduce<psCompare>("psCompare", psRelocation::allowed);
+  introduce<psUnsortedArray>("psUnsortedArray", psRelocation::allowed);
+  introduce<psSortedArray>("psSortedArray", psRelocation::allowed);
+  introduce<psCollection>("psCollection", psRelocation::refused);
+  introduce<psBTree>("psBTree", psRelocation::refused);
+  introduce<psBTreeNode>("psBTreeNode", psRelocation::refused);
+  introduce<psTreeSet>("psTreeSet", psRelocation::refused);
+  introduce<psAdmin>("psAdmin", psRelocation::refused);
+  introduce<psHashAdmin>("psHashAdmin", psRelocation::refused);
+  introduce<psTreeAdmin>("psTreeAdmin", psRelocation::refused);
+  return ptmAddToVTableInitList(&psInitVTables);
+}
+
+}  // namespace
+
+int psDoFileInit() {
+  static const int queued = introduceAll();
+  return queued;
+}
+
+void psInitVTables() {
+  adoptPrototype<psCompare>();
+  adoptPrototype<psUnsortedArray>();
+  adoptPrototype<psSortedArray>();
+  adoptPrototype<psBTreeNode>();
+  adoptPrototype<psTreeSet>();
+  adoptPrototype<psAdmin>();
+  adoptPrototype<psHashAdmin>();
+  adoptPrototype<psTreeAdmin>();
+}
+
+// Loading the library is enough to make its classes known.
+[[maybe_unused]] static const int psFileInitResult = psDoFileInit();

@@ -1,0 +1,111 @@
+#include "store/Relocation.h"
+
+#include <cstring>
+#include <vector>
+
+#include "store/cache/TypeRegistry.h"
+#include "store/pstHandle.h"
+
+namespace ps::detail {
+
+namespace {
+
+psId wordAt(const char* object, std::uint32_t offset) {
+  psId id;
+  std::memcpy(static_cast<void*>(&id), object + offset, sizeof id);
+  return id;
+}
+
+void setWord(char* object, std::uint32_t offset, const psId& id) { std::memcpy(object + offset, &id, sizeof id); }
+
+// Frees a half-made object: its storage as far as it got, then itself. No destructor runs.
+void discardCopy(SessionCore& session, const ClassInfo& info, psObj* copy) {
+  for (const std::uint32_t offset : info.arrayOffsets) {
+    const psId storage = wordAt(reinterpret_cast<const char*>(copy), offset);
+    if (!storage.isNull()) session.freeObject(storage);
+  }
+  session.freeObject(copy->psOid());
+}
+
+// Gives a copy that still names the original's storage storage of its own.
+bool copyStorage(SessionCore& session, const ClassInfo& info, const char* original, psObj* copy) {
+  char* const bytes = reinterpret_cast<char*>(copy);
+  for (const std::uint32_t offset : info.arrayOffsets) setWord(bytes, offset, psId());
+  for (const std::uint32_t offset : info.arrayOffsets) {
+    const psId from = wordAt(original, offset);
+    if (from.isNull()) continue;
+    const void* const source = session.storage(from);
+    if (source == nullptr) return session.fail("an array of " + textOf(copy->psOid()) + " cannot be read");
+    const PagePin pinned(source);
+    const std::uint32_t size = headerOf(source)->size;
+    void* const target = session.createStorage(copy->psOid(), size, size);
+    if (target == nullptr) return false;
+    std::memcpy(target, source, size);
+    psId made = frameOfObject(target)->pageId;
+    made.set_slot(headerOf(target)->slot);
+    setWord(bytes, offset, made);
+  }
+  return true;
+}
+
+const ClassInfo* relocatable(SessionCore& session, const psId& id, const char* what) {
+  const ClassInfo* const info = TypeRegistry::instance().find(session.typeOf(id));
+  if (info == nullptr || id.get_page() == 0) {
+    session.fail(textOf(id) + " cannot be " + what + ": it is no object of a registered class");
+    return nullptr;
+  }
+  if (info->relocation == psRelocation::allowed) return info;
+  session.fail(textOf(id) + " cannot be " + what + ": an object of class " + info->name +
+               " owns others, which would be shared");
+  return nullptr;
+}
+
+// The bytes of an object in a new place, with storage of its own.
+psObj* duplicate(SessionCore& session, const ClassInfo& info, const pstHandle<psObj>& original, const psId& near) {
+  void* const memory = session.create(info.number, info.size, near);
+  if (memory == nullptr) return nullptr;
+  const PagePin pinned(memory);
+  const char* const source = reinterpret_cast<const char*>(&*original);
+  std::memcpy(memory, source, info.size);
+  auto* const copy = static_cast<psObj*>(memory);
+  if (copyStorage(session, info, source, copy)) return copy;
+  discardCopy(session, info, copy);
+  return nullptr;
+}
+
+}  // namespace
+
+psObj* copyObject(SessionCore& session, const psId& object, const psId& near) {
+  const ClassInfo* const info = relocatable(session, object, "copied");
+  const pstHandle<psObj> original(object);
+  if (info == nullptr || original.open(pscRead) != 1) return nullptr;
+  psObj* const copy = duplicate(session, *info, original, near);
+  if (copy == nullptr) return nullptr;
+  const PagePin pinned(copy);
+  copy->psCopyInit();
+  return copy;
+}
+
+psId moveObject(SessionCore& session, const psId& object, const psId& near) {
+  const ClassInfo* const info = relocatable(session, object, "moved");
+  const pstHandle<psObj> original(object);
+  if (info == nullptr || original.open(pscUpdate) != 1) return psId();
+  original->psPreMoveInit();
+  psObj* const moved = duplicate(session, *info, original, near);
+  if (moved == nullptr) return psId();
+  const PagePin pinned(moved);
+  const psId id = moved->psOid();
+  if ((headerOf(&*original)->type & namedFlag) != 0) {
+    if (!session.names().rename(object, id)) {
+      discardCopy(session, *info, moved);
+      return psId();
+    }
+    headerOf(moved)->type |= namedFlag;
+    headerOf(&*original)->type &= ~namedFlag;
+  }
+  discardCopy(session, *info, &*original);
+  moved->psPostMoveInit();
+  return id;
+}
+
+}  // namespace ps::detail

@@ -1,0 +1,565 @@
+#include "store/SessionCore.h"
+
+#include <pthread.h>
+
+#include <algorithm>
+#include <atomic>
+#include <cstring>
+
+#include "store/cache/Arena.h"
+#include "store/cache/StoreKey.h"
+#include "store/cache/TypeRegistry.h"
+#include "store/psError.h"
+
+namespace ps::detail {
+
+namespace {
+
+SessionHead noSession;
+
+// Stamps are unique in the process: 0 is an image that stands for nothing, 1 one that must be checked.
+std::uint64_t freshStamp() {
+  static std::atomic<std::uint64_t> last{1};
+  return ++last;
+}
+
+void markForkedChild() {
+  if (SessionCore* const session = SessionCore::current()) {
+    session->forked = true;
+    session->updateStamps();
+  }
+}
+
+void watchForks() {
+  static const int registered = pthread_atfork(nullptr, nullptr, &markForkedChild);
+  (void)registered;
+}
+
+bool isPageSize(unsigned int size) { return size >= 4096 && size <= 32768 && (size & (size - 1)) == 0; }
+
+}  // namespace
+
+__thread SessionHead* currentSession __attribute__((tls_model("initial-exec"))) = &noSession;
+
+std::string textOf(const psId& id) {
+  const std::string db = std::to_string(id.get_DB());
+  if (id.get_DB() == 0) return id.isNull() ? "the null object" : "the federation";
+  if (id.get_OC() == 0) return "database " + db;
+  const std::string container = db + "," + std::to_string(id.get_OC());
+  if (id.get_page() == 0) return "container (" + container + ")";
+  return "object (" + container + "," + std::to_string(id.get_page()) + "," + std::to_string(id.get_slot()) + ")";
+}
+
+SessionCore* SessionCore::current() {
+  return currentSession == &noSession ? nullptr : static_cast<SessionCore*>(currentSession);
+}
+
+SessionCore* SessionCore::required() {
+  SessionCore* const session = current();
+  if (session == nullptr)
+    psSignal(pscError, psteStore, nullptr, "no session is open on this thread; call psSession::open first");
+  return session;
+}
+
+SessionCore* SessionCore::updating(const char* what) {
+  SessionCore* const session = required();
+  if (session == nullptr || !session->usable(what)) return nullptr;
+  if (session->mode_ == pscUpdate) return session;
+  session->fail(std::string(what) + " needs an update transaction; begin one with psSession::begin(pscUpdate)");
+  return nullptr;
+}
+
+SessionCore::~SessionCore() {
+  if (current() == this) currentSession = &noSession;
+}
+
+bool SessionCore::fail(const std::string& message) {
+  // The engine's messages name the store themselves.
+  const bool named = path_.empty() || message.rfind("Cannot ", 0) == 0;
+  psSignal(pscError, psteStore, nullptr, (named ? message : "store " + path_ + ": " + message).c_str());
+  return false;
+}
+
+// Whether the session can be used at all by this process, and is in a transaction.
+bool SessionCore::usable(const char* what) {
+  if (forked) {
+    return fail(std::string(what) +
+                " in a forked child: the session belongs to the parent process; open a session of the child's own");
+  }
+  if (mode_ == pscNoOpen) return fail(std::string(what) + " outside a transaction; call psSession::begin first");
+  return true;
+}
+
+bool SessionCore::open(const std::string& path, const psSessionOptions& options) {
+  if (current() != nullptr) {
+    return fail("this thread has a session open already; close it first, or open the other one on a thread of its own");
+  }
+  if (!isPageSize(options.pageSize)) {
+    return fail("pageSize " + std::to_string(options.pageSize) + " is not a power of two from 4096 to 32768");
+  }
+  psDoFileInit();
+  TypeRegistry::instance().initialize();
+  if (const std::string conflict = TypeRegistry::instance().conflict(); !conflict.empty()) return fail(conflict);
+  if (!Arena::instance().reserve())
+    return fail("the process may not reserve 256 MiB of address space; raise its limit (ulimit -v)");
+  std::string error;
+  engine_ = openEngine(path, options, error);
+  if (engine_ == nullptr) return fail(error);
+  path_ = path;
+  catalog_.attach(*engine_);
+  cache_.limit(options.cacheLimit);
+  if (!openFederation(options)) {
+    engine_.reset();
+    path_.clear();
+    return false;
+  }
+  cache_.attach(*engine_, pageSize);
+  watchForks();
+  currentSession = this;
+  return true;
+}
+
+bool SessionCore::openFederation(const psSessionOptions& options) {
+  if (!engine_->begin(false)) return fail(engine_->error());
+  std::string_view record;
+  const Engine::Lookup found = engine_->get(StoreKey::federation(), record);
+  bool empty = true;
+  if (found == Engine::Lookup::absent)
+    engine_->scan("", [&empty](std::string_view, std::string_view) { return empty = false; });
+  const bool done = found == Engine::Lookup::found && readFederation();
+  const std::string error = engine_->error();
+  engine_->abort();
+  if (found == Engine::Lookup::failed) return fail(error);
+  if (found == Engine::Lookup::found) return done;
+  if (!empty) return fail("the file holds something else than a store of persistent objects; choose another path");
+  if (options.readOnly) return fail("the file holds no store yet; open it once without readOnly");
+  return createFederation(options);
+}
+
+bool SessionCore::createFederation(const psSessionOptions& options) {
+  if (!engine_->begin(true)) return fail(engine_->error());
+  std::string_view record;
+  if (engine_->get(StoreKey::federation(), record) == Engine::Lookup::found) {
+    // Another process was faster.
+    const bool done = readFederation();
+    engine_->abort();
+    return done;
+  }
+  pageSize = options.pageSize;
+  startTransaction(pscUpdate);
+  const bool written = catalog_.createFederation(storeFormat, pageSize) != nullptr && catalog_.writeChanges();
+  const bool done = written && engine_->commit() == Engine::Commit::committed;
+  if (done) {
+    catalog_.afterCommit();
+  } else {
+    fail(engine_->error());
+    engine_->abort();
+    catalog_.afterAbort();
+  }
+  version_ = engine_->version();
+  endTransaction();
+  return done;
+}
+
+bool SessionCore::readFederation() {
+  startTransaction(pscRead);
+  const CatalogEntry* const federation = catalog_.find(Catalog::federationId());
+  endTransaction();
+  if (federation == nullptr) return fail(catalog_.error());
+  if (federation->name != storeFormat) {
+    return fail("the file is in format \"" + federation->name + "\", but this release of pscollections reads \"" +
+                std::string(storeFormat) + "\"; use the release that wrote it, or a newer one");
+  }
+  pageSize = federation->pageSize;
+  if (!isPageSize(pageSize)) return fail("the store's page size is damaged; restore the store from a backup");
+  return true;
+}
+
+// The engine's transaction has begun.
+void SessionCore::startTransaction(psMode mode) {
+  mode_ = mode;
+  if (epoch_ == 0 || engine_->version() != version_) {
+    epoch_ = freshStamp();
+    version_ = engine_->version();
+  }
+  update_ = mode == pscUpdate ? freshStamp() : noStamp;
+  catalog_.begin(epoch_, update_);
+  cache_.begin(epoch_, update_);
+  updateStamps();
+}
+
+void SessionCore::endTransaction() {
+  kept_.clear();
+  mode_ = pscNoOpen;
+  update_ = noStamp;
+  updateStamps();
+}
+
+void SessionCore::updateStamps() {
+  const bool inlined = mode_ != pscNoOpen && guard == nullptr && !forked;
+  readStamp = inlined ? epoch_ : noStamp;
+  updateStamp = inlined ? update_ : noStamp;
+}
+
+bool SessionCore::begin(psMode mode) {
+  if (forked) return usable("begin");
+  if (mode_ != pscNoOpen) {
+    return fail(std::string("begin inside ") + (mode_ == pscUpdate ? "an update" : "a read") +
+                " transaction; commit or abort it first");
+  }
+  if (mode != pscRead && mode != pscUpdate) return fail("begin takes pscRead or pscUpdate");
+  if (!engine_->begin(mode == pscUpdate)) return fail(engine_->error());
+  startTransaction(mode);
+  pehSessionDataGetFunction()->clear();
+  return true;
+}
+
+bool SessionCore::commit() {
+  if (!usable("commit")) return false;
+  if (mode_ == pscRead) {
+    engine_->abort();
+    endTransaction();
+    return true;
+  }
+  std::string error;
+  if (!cache_.writeChanges()) error = cache_.error();
+  if (error.empty() && !catalog_.writeChanges()) error = catalog_.error();
+  if (error.empty()) {
+    const Engine::Commit outcome = engine_->commit();
+    if (outcome == Engine::Commit::committed) {
+      cache_.afterCommit();
+      catalog_.afterCommit();
+      version_ = engine_->version();
+      endTransaction();
+      return true;
+    }
+    error = engine_->error();
+    // Nobody knows which of the two states the store is in: everything in memory is checked again.
+    if (outcome == Engine::Commit::unknown) {
+      epoch_ = 0;
+      version_ = ~std::uint64_t{0};
+    }
+  }
+  abort();
+  return fail(error);
+}
+
+bool SessionCore::abort() {
+  if (!usable("abort")) return false;
+  engine_->abort();
+  if (mode_ == pscUpdate) {
+    catalog_.afterAbort();
+    // Images that are in use get their old content in place, when the store is still as this transaction found it.
+    const bool reads = engine_->begin(false) && engine_->version() == version_;
+    cache_.afterAbort(reads);
+    engine_->abort();
+    beingDeleted_.clear();
+  }
+  endTransaction();
+  return true;
+}
+
+psObj* SessionCore::refuse(const std::string& message) {
+  ++refusals;
+  ++counters.refusals;
+  fail(message);
+  return nullptr;
+}
+
+bool SessionCore::admits(const psId& id, psMode mode) {
+  if (guard == nullptr || guard(id, mode)) return true;
+  refuse("the session's open guard refused " + textOf(id));
+  return false;
+}
+
+psObj* SessionCore::openObject(const psId& id, psMode mode) {
+  if (id.isNull()) return nullptr;
+  if (!usable("an open")) {
+    ++refusals;
+    ++counters.refusals;
+    return nullptr;
+  }
+  if (mode == pscUpdate && mode_ != pscUpdate) {
+    return refuse(textOf(id) +
+                  " cannot be opened for update in a read transaction; begin one with psSession::begin(pscUpdate)");
+  }
+  if (!admits(id, mode)) return nullptr;
+  psObj* const object = id.get_page() == 0 ? openEntry(id, mode) : openInPage(id, mode);
+  if (object != nullptr) ++opens;
+  return object;
+}
+
+psObj* SessionCore::openEntry(const psId& id, psMode mode) {
+  CatalogEntry* const entry = catalog_.find(id);
+  if (entry == nullptr) {
+    if (catalog_.isUnreadable(id)) return refuse(catalog_.error());
+    fail(textOf(id) + " does not exist");
+    return nullptr;
+  }
+  if (mode == pscUpdate) catalog_.change(*entry);
+  pin(entry->frame);
+  return entry->asObject();
+}
+
+psObj* SessionCore::openInPage(const psId& id, psMode mode) {
+  Page* page = nullptr;
+  const PageCache::Fetch found = cache_.fetch(id, page);
+  if (found == PageCache::Fetch::unreadable) return refuse(cache_.error());
+  const std::uint16_t* const slots = found == PageCache::Fetch::present ? slotsOf(page->frame) : nullptr;
+  const bool here =
+      slots != nullptr && id.get_slot() != 0 && id.get_slot() <= page->frame->slotLimit && slots[id.get_slot()] != 0;
+  if (!here) {
+    const std::string foreign = slots != nullptr ? foreignText(id, *page) : std::string();
+    if (!foreign.empty()) return refuse(foreign);
+    fail(textOf(id) + " does not exist");
+    return nullptr;
+  }
+  if (mode == pscUpdate) cache_.change(*page);
+  pin(page->frame);
+  return reinterpret_cast<psObj*>(bodyAt(page->frame, slots[id.get_slot()]));
+}
+
+// Why an object that is there cannot be opened in this process; empty when it is not there.
+std::string SessionCore::foreignText(const psId& id, const Page& page) const {
+  const auto found = std::find_if(page.foreign.begin(), page.foreign.end(),
+                                  [&id](const auto& object) { return object.first == id.get_slot(); });
+  if (found == page.foreign.end()) return {};
+  const ObjectHeader& header = *headerAt(page.frame, found->second);
+  const std::uint32_t type = header.type & ~namedFlag;
+  const ClassInfo* const info = TypeRegistry::instance().find(type);
+  if (info == nullptr || info->virtualTable == 0) {
+    return textOf(id) + " is of class number " + std::to_string(type) +
+           ", which this program does not register; link the library that defines it (PS_REGISTER_CLASS)";
+  }
+  return textOf(id) + " of class " + info->name + " (number " + std::to_string(type) + ") is stored with " +
+         std::to_string(header.size) + " bytes, but the class has " + std::to_string(info->size) +
+         "; give a class whose fields change a new number, and convert the objects";
+}
+
+bool SessionCore::isUsable(const psObj* held) const {
+  return mode_ != pscNoOpen && !forked && frameOfObject(held)->readStamp == epoch_;
+}
+
+bool SessionCore::isUpdatable(const psObj* held) const {
+  return mode_ == pscUpdate && isUsable(held) && frameOfObject(held)->updateStamp == update_;
+}
+
+bool SessionCore::exists(const psId& id) {
+  if (mode_ == pscNoOpen || forked || id.isNull()) return false;
+  if (id.get_page() == 0) return catalog_.find(id) != nullptr || catalog_.isUnreadable(id);
+  Page* page = nullptr;
+  const PageCache::Fetch found = cache_.fetch(id, page);
+  if (found != PageCache::Fetch::present) return found == PageCache::Fetch::unreadable;
+  const std::uint16_t* const slots = slotsOf(page->frame);
+  return id.get_slot() != 0 &&
+         ((id.get_slot() <= page->frame->slotLimit && slots[id.get_slot()] != 0) || !foreignText(id, *page).empty());
+}
+
+std::uint32_t SessionCore::typeOf(const psId& id) {
+  if (mode_ == pscNoOpen || forked || id.isNull()) return 0;
+  if (id.get_page() == 0) {
+    const CatalogEntry* const entry = catalog_.find(id);
+    return entry != nullptr ? entry->header.type : 0;
+  }
+  Page* page = nullptr;
+  if (cache_.fetch(id, page) != PageCache::Fetch::present || id.get_slot() == 0) return 0;
+  const std::uint16_t* const slots = slotsOf(page->frame);
+  if (id.get_slot() <= page->frame->slotLimit && slots[id.get_slot()] != 0) {
+    return headerAt(page->frame, slots[id.get_slot()])->type & ~namedFlag;
+  }
+  for (const auto& [slot, offset] : page->foreign) {
+    if (slot == id.get_slot()) return headerAt(page->frame, offset)->type & ~namedFlag;
+  }
+  return 0;
+}
+
+void* SessionCore::storage(const psId& id) {
+  if (mode_ == pscNoOpen || forked || id.get_page() == 0 || id.get_slot() == 0) return nullptr;
+  Page* page = nullptr;
+  const PageCache::Fetch found = cache_.fetch(id, page);
+  if (found == PageCache::Fetch::unreadable) refuse(cache_.error());
+  if (found != PageCache::Fetch::present) return nullptr;
+  const std::uint16_t* const slots = slotsOf(page->frame);
+  if (id.get_slot() > page->frame->slotLimit || slots[id.get_slot()] == 0) return nullptr;
+  return bodyAt(page->frame, slots[id.get_slot()]);
+}
+
+bool SessionCore::changePageOf(const void* address) {
+  Frame* const frame = frameOfAddress(address);
+  if (mode_ != pscUpdate || forked || frame->readStamp != epoch_) return false;
+  cache_.change(*frame->page);
+  return true;
+}
+
+void* SessionCore::create(std::uint32_t type, std::size_t size, const psId& near) {
+  const ClassInfo* const info = TypeRegistry::instance().find(type);
+  if (info == nullptr || info->virtualTable == 0) {
+    fail("class number " + std::to_string(type) + " is not registered; put PS_REGISTER_CLASS into one source file");
+    return nullptr;
+  }
+  if (info->size != size) {
+    fail("an object of " + std::to_string(size) + " bytes was asked for class " + info->name + " of " +
+         std::to_string(info->size) + "; a class derived from it needs its own PS_PERSISTENT_CLASS");
+    return nullptr;
+  }
+  CatalogEntry* const in = near.get_OC() != 0 ? container(near) : nullptr;
+  if (in == nullptr) {
+    fail("there is no container to place an object of class " + info->name + " in: near " + textOf(near));
+    return nullptr;
+  }
+  char* const object =
+      cache_.allocate(*in, near, type, static_cast<std::uint32_t>(size), static_cast<std::uint32_t>(size));
+  if (object == nullptr) {
+    fail(cache_.error());
+    return nullptr;
+  }
+  ++in->live;
+  catalog_.change(*in);
+  return object;
+}
+
+void* SessionCore::createStorage(const psId& near, std::uint32_t size, std::uint32_t capacity) {
+  CatalogEntry* const in = container(near);
+  char* const storage = in != nullptr ? cache_.allocate(*in, near, storageType, size, capacity) : nullptr;
+  if (storage == nullptr) {
+    fail(in != nullptr ? cache_.error() : "the container of " + textOf(near) + " does not exist");
+    return nullptr;
+  }
+  catalog_.change(*in);
+  return storage;
+}
+
+bool SessionCore::freeObject(const psId& id) {
+  Page* page = nullptr;
+  if (cache_.fetch(id, page) != PageCache::Fetch::present) return false;
+  const std::uint16_t* const slots = slotsOf(page->frame);
+  if (id.get_slot() == 0 || id.get_slot() > page->frame->slotLimit || slots[id.get_slot()] == 0) return false;
+  const std::uint32_t type = headerAt(page->frame, slots[id.get_slot()])->type;
+  if ((type & namedFlag) != 0 && !names().forget(id)) return fail(engine_->error());
+  cache_.free(*page, id.get_slot());
+  if (type == storageType) return true;
+  if (CatalogEntry* const in = container(id)) {
+    --in->live;
+    catalog_.change(*in);
+  }
+  return true;
+}
+
+bool SessionCore::destroy(const psId& id, psObj* openForUpdate) {
+  if (std::find(beingDeleted_.begin(), beingDeleted_.end(), id) != beingDeleted_.end()) return false;
+  // A handle may have kept the memory of an object that is deleted already.
+  if (openForUpdate != nullptr && !exists(id)) return fail(textOf(id) + " does not exist");
+  psObj* const object = openForUpdate != nullptr ? openForUpdate : openObject(id, pscUpdate);
+  if (object == nullptr) return false;
+  if (openForUpdate != nullptr) pin(frameOfObject(object));
+  bool done = false;
+  if (id.get_page() == 0) {
+    CatalogEntry* const entry = catalog_.find(id);
+    if (id.get_DB() == 0) {
+      fail("the federation cannot be deleted; delete its databases, or the store's file");
+    } else if (entry != nullptr) {
+      done = id.get_OC() == 0 ? destroyDatabase(*entry) : destroyContainer(*entry);
+    }
+  } else {
+    beingDeleted_.push_back(id);
+    object->~psObj();
+    beingDeleted_.erase(std::find(beingDeleted_.begin(), beingDeleted_.end(), id));
+    done = freeObject(id);
+  }
+  unpin(frameOfObject(object));
+  return done;
+}
+
+bool SessionCore::destroyContainer(CatalogEntry& entry) {
+  const psId id = entry.id();
+  if (!names().forget(id)) return fail(engine_->error());
+  cache_.dropContainer(id.get_DB(), id.get_OC());
+  return catalog_.dropContainer(entry) || fail(catalog_.error());
+}
+
+bool SessionCore::destroyDatabase(CatalogEntry& entry) {
+  const psId id = entry.id();
+  for (const psId& member : catalog_.membersOf(entry)) {
+    CatalogEntry* const in = catalog_.find(member);
+    if (in != nullptr && !destroyContainer(*in)) return false;
+  }
+  if (!names().forget(id)) return fail(engine_->error());
+  return catalog_.dropDatabase(entry) || fail(catalog_.error());
+}
+
+CatalogEntry* SessionCore::containerNamed(const psId& database, const char* name, std::uint32_t type,
+                                          std::uint32_t number) {
+  CatalogEntry* const in = catalog_.find(psId(database.get_DB(), 0, 0, 0));
+  if (in == nullptr || database.get_DB() == 0) {
+    fail("a container needs a database to lie in, not " + textOf(database));
+    return nullptr;
+  }
+  const std::string_view text = name != nullptr ? name : "";
+  if (text.size() > longestName) {
+    fail("a container's name has at most 400 bytes");
+    return nullptr;
+  }
+  CatalogEntry* const entry = catalog_.createContainer(*in, text, type, number);
+  if (entry == nullptr) fail(catalog_.error());
+  return entry;
+}
+
+CatalogEntry* SessionCore::databaseNamed(const char* name) {
+  if (CatalogEntry* const found = catalog_.databaseNamed(name); found != nullptr || mode_ != pscUpdate) return found;
+  CatalogEntry* const entry = catalog_.isFreeDatabaseName(name) ? catalog_.createDatabase() : nullptr;
+  if (entry != nullptr && catalog_.nameDatabase(*entry, name)) return entry;
+  fail(catalog_.error());
+  if (entry != nullptr) catalog_.dropDatabase(*entry);
+  return nullptr;
+}
+
+// Marks an object as one that has names or scopes them, so that its deletion looks for them. Containers and databases
+// are always looked for.
+bool SessionCore::setNamed(const psId& id) {
+  if (id.get_page() == 0) return catalog_.find(id) != nullptr;
+  psObj* const object = openObject(id, pscUpdate);
+  if (object == nullptr) return false;
+  headerOf(object)->type |= namedFlag;
+  unpin(frameOfObject(object));
+  return true;
+}
+
+bool SessionCore::file(const psId& object, const psId& scope, std::string_view name) {
+  if (name.size() < 2 || name.size() > longestName + 1) return fail("a name or key has 1 to 400 bytes");
+  if (!exists(object)) return fail(textOf(object) + " does not exist and so cannot be named");
+  if (!exists(scope)) return fail(textOf(scope) + " does not exist and so cannot scope names");
+  if (!setNamed(object) || !setNamed(scope)) return false;
+  switch (names().bind(object, scope, name)) {
+    case NameIndex::Bound::done:
+      return true;
+    case NameIndex::Bound::taken:
+      return fail("\"" + std::string(name.substr(1)) + "\" is taken in " + textOf(scope) + "; choose another name");
+    default:
+      return fail(engine_->error());
+  }
+}
+
+psId SessionCore::nextObject(const psId& in, const psId& after, unsigned int typeN) {
+  const CatalogEntry* const entry = container(in);
+  // Storage is not counted: a container without objects has nothing to show.
+  if (entry == nullptr || entry->live == 0) return psId();
+  std::uint32_t slot = after.get_slot() + 1U;
+  for (std::uint32_t number = std::max<std::uint32_t>(after.get_page(), 1); number < entry->nextNumber;
+       ++number, slot = 1) {
+    const psId id(in.get_DB(), in.get_OC(), static_cast<unsigned short>(number), 0);
+    Page* page = nullptr;
+    const PageCache::Fetch found = cache_.fetch(id, page);
+    if (found == PageCache::Fetch::unreadable) refuse(cache_.error());
+    if (found != PageCache::Fetch::present) continue;
+    for (; slot < page->nextSlot; ++slot) {
+      psId object = id;
+      object.set_slot(static_cast<unsigned short>(slot));
+      const std::uint32_t type = typeOf(object);
+      if (type == 0 || type == storageType) continue;
+      if (typeN == psObj::pstTypeN || TypeRegistry::instance().isKindOf(type, typeN)) return object;
+    }
+  }
+  return psId();
+}
+
+}  // namespace ps::detail

@@ -1,0 +1,126 @@
+#pragma once
+
+#include <functional>
+#include <memory>
+#include <string>
+#include <vector>
+
+#include "store/cache/Catalog.h"
+#include "store/cache/NameIndex.h"
+#include "store/cache/PageCache.h"
+#include "store/engine/Engine.h"
+#include "store/psSession.h"
+
+namespace ps::detail {
+
+// What the federation's record says of the form in which the store is kept; docs/format.md describes it.
+constexpr std::string_view storeFormat = "pscollections 1";
+constexpr std::size_t longestName = 400;
+
+// A session at work: its engine, its cache, its catalog and its transaction. The operations of handles, containers,
+// arrays and scans that are not inlined end here; psSession is its face to the application.
+//
+// Operations that fail signal an error, unless a failure is the plain answer "there is no such object".
+class SessionCore : public SessionHead {
+ public:
+  SessionCore() = default;
+  SessionCore(const SessionCore&) = delete;
+  SessionCore& operator=(const SessionCore&) = delete;
+  ~SessionCore();
+
+  // The calling thread's open session; null without one.
+  static SessionCore* current();
+  // The same, signalling an error when there is none.
+  static SessionCore* required();
+  // The same, when it is in an update transaction that can still succeed; what is the name of the refused operation.
+  static SessionCore* updating(const char* what);
+
+  // Sessions and transactions; see psSession.
+  bool open(const std::string& path, const psSessionOptions& options);
+  bool isOpen() const { return engine_ != nullptr; }
+  bool begin(psMode mode);
+  bool commit();
+  bool abort();
+  psMode mode() const { return mode_; }
+
+  // Opens an object, container, database or the federation; null when refused or absent. The result is pinned.
+  psObj* openObject(const psId& id, psMode mode);
+  // Whether an opened object's address is good as it is.
+  bool isUsable(const psObj* held) const;
+  // Whether it is, and open for update.
+  bool isUpdatable(const psObj* held) const;
+  bool exists(const psId& id);
+  std::uint32_t typeOf(const psId& id);
+  // Storage of an array; null when it cannot be read.
+  void* storage(const psId& id);
+
+  // Marks the page of an object or array that is in memory as changed. Asks nobody.
+  bool changePageOf(const void* address);
+  // Asks the guard; true without one.
+  bool admits(const psId& id, psMode mode);
+
+  void* create(std::uint32_t type, std::size_t size, const psId& near);
+  void* createStorage(const psId& near, std::uint32_t size, std::uint32_t capacity);
+  bool destroy(const psId& id, psObj* openForUpdate);
+  // Frees an object or storage without running anything.
+  bool freeObject(const psId& id);
+
+  Catalog& catalog() { return catalog_; }
+  PageCache& cache() { return cache_; }
+  NameIndex names() { return NameIndex(*engine_); }
+
+  CatalogEntry* container(const psId& id) { return catalog_.find(psId(id.get_DB(), id.get_OC(), 0, 0)); }
+  CatalogEntry* containerNamed(const psId& database, const char* name, std::uint32_t type, std::uint32_t number);
+  CatalogEntry* databaseNamed(const char* name);
+  bool file(const psId& object, const psId& scope, std::string_view name);
+
+  // The next object behind after, in the identifiers' order, that is of the class; null when there is none.
+  psId nextObject(const psId& in, const psId& after, unsigned int typeN);
+
+  // Keeps an object's memory readable until the transaction ends.
+  void keep(const pstHandle<psObj>& object) { kept_.push_back(object); }
+
+  // Signals a failure of the store; false, for return.
+  bool fail(const std::string& message);
+
+  pstSessionData data;
+  psSession::OpenGuard guard;
+  psSessionCounters counters;
+  std::uint64_t refusals = 0;
+  std::uint32_t pageSize = 8192;
+  bool forked = false;  // this process is a child of the one that opened the session
+
+  // With a guard, or without a transaction, every open is decided out of line.
+  void updateStamps();
+
+ private:
+  bool openFederation(const psSessionOptions& options);
+  bool createFederation(const psSessionOptions& options);
+  bool readFederation();
+  void startTransaction(psMode mode);
+  void endTransaction();
+  bool usable(const char* what);
+  psObj* refuse(const std::string& message);
+  psObj* openEntry(const psId& id, psMode mode);
+  psObj* openInPage(const psId& id, psMode mode);
+  std::string foreignText(const psId& id, const Page& page) const;
+  bool setNamed(const psId& id);
+  bool destroyContainer(CatalogEntry& entry);
+  bool destroyDatabase(CatalogEntry& entry);
+
+  std::string path_;
+  std::unique_ptr<Engine> engine_;
+  Catalog catalog_;
+  PageCache cache_{*this, counters};
+  psMode mode_ = pscNoOpen;
+  std::uint64_t epoch_ = 0;    // stamp of images known to be current; changes when another session has committed
+  std::uint64_t version_ = 0;  // of the engine, that epoch_ stands for
+  std::uint64_t update_ = noStamp;
+  std::vector<psId> beingDeleted_;
+  std::vector<pstHandle<psObj>> kept_;
+};
+
+// Text for an identifier in a message.
+std::string textOf(const psId& id);
+
+}  // namespace ps::detail

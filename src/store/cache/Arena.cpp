@@ -1,0 +1,142 @@
+#include "store/cache/Arena.h"
+
+#include <sys/mman.h>
+
+#include <algorithm>
+#include <new>
+
+#include "store/cache/Frame.h"
+
+namespace ps::detail {
+
+std::uintptr_t arenaBegin = 0;
+std::uintptr_t arenaSize = 0;
+Frame* frameTable = nullptr;
+
+namespace {
+
+constexpr unsigned largestRangeOrder = 28;   // 256 GiB
+constexpr unsigned smallestRangeOrder = 18;  // 256 MiB
+constexpr unsigned returnOrder = 10;         // free blocks of a megabyte go back to the system
+
+// For each unit of an allocated block, the index of its frame.
+std::uint32_t* frameOfUnit = nullptr;
+
+void* reserveRange(std::size_t bytes) {
+  void* const range = mmap(nullptr, bytes, PROT_READ | PROT_WRITE, MAP_PRIVATE | MAP_ANONYMOUS | MAP_NORESERVE, -1, 0);
+  if (range == MAP_FAILED) return nullptr;
+  return range;
+}
+
+unsigned orderOf(std::size_t size) {
+  unsigned order = 0;
+  while ((Arena::unit << order) < size) ++order;
+  return order;
+}
+
+std::uint32_t unitOf(const void* address) {
+  return static_cast<std::uint32_t>((reinterpret_cast<std::uintptr_t>(address) - arenaBegin) / Arena::unit);
+}
+
+}  // namespace
+
+Arena& Arena::instance() {
+  // Never destroyed: handles in static objects may outlive everything else.
+  static Arena* const arena = new Arena;
+  return *arena;
+}
+
+bool Arena::reserve() {
+  const std::lock_guard<std::mutex> lock(mutex_);
+  if (arenaSize != 0) return true;
+  for (unsigned order = largestRangeOrder; order >= smallestRangeOrder; --order) {
+    const std::size_t bytes = unit << order;
+    void* const range = reserveRange(bytes);
+    if (range == nullptr) continue;
+    const std::size_t units = std::size_t{1} << order;
+    void* const tables = reserveRange(units * (sizeof(Frame) + sizeof(std::uint32_t)));
+    if (tables == nullptr) {
+      munmap(range, bytes);
+      continue;
+    }
+    frameTable = static_cast<Frame*>(tables);
+    frameOfUnit = reinterpret_cast<std::uint32_t*>(frameTable + units);
+    topOrder_ = order;
+    free_[order].insert(0);
+    arenaBegin = reinterpret_cast<std::uintptr_t>(range);
+    arenaSize = bytes;
+    return true;
+  }
+  return false;
+}
+
+Frame* Arena::allocate(std::size_t size, std::size_t& granted) {
+  const unsigned order = orderOf(size);
+  const std::lock_guard<std::mutex> lock(mutex_);
+  char* const block = takeBlock(order);
+  if (block == nullptr) return nullptr;
+  granted = unit << order;
+  Frame* const frame = takeFrame(block);
+  std::fill_n(frameOfUnit + unitOf(block), std::size_t{1} << order, static_cast<std::uint32_t>(frame - frameTable));
+  return frame;
+}
+
+char* Arena::takeBlock(unsigned order) {
+  unsigned from = order;
+  while (from <= topOrder_ && free_[from].empty()) ++from;
+  if (from > topOrder_) return nullptr;
+  const std::uint32_t block = *free_[from].begin();
+  free_[from].erase(free_[from].begin());
+  while (from > order) {
+    --from;
+    free_[from].insert(block + (1U << from));
+  }
+  return reinterpret_cast<char*>(arenaBegin + std::uintptr_t{block} * unit);
+}
+
+Frame* Arena::takeFrame(char* image) {
+  std::uint32_t index = 0;
+  if (freeFrames_.empty()) {
+    index = framesUsed_++;
+  } else {
+    index = freeFrames_.back();
+    freeFrames_.pop_back();
+  }
+  auto* const frame = ::new (static_cast<void*>(frameTable + index)) Frame{};
+  frame->image = image;
+  return frame;
+}
+
+Frame* Arena::allocateFrame(char* image) {
+  const std::lock_guard<std::mutex> lock(mutex_);
+  return takeFrame(image);
+}
+
+void Arena::releaseFrame(Frame* frame) {
+  const std::lock_guard<std::mutex> lock(mutex_);
+  freeFrames_.push_back(static_cast<std::uint32_t>(frame - frameTable));
+}
+
+void Arena::release(Frame* frame, std::size_t granted) {
+  std::uint32_t block = unitOf(frame->image);
+  unsigned order = orderOf(granted);
+  releaseFrame(frame);
+  const std::lock_guard<std::mutex> lock(mutex_);
+  if (order >= returnOrder) giveBackMemory(block, order);
+  while (order < topOrder_) {
+    const auto buddy = free_[order].find(block ^ (1U << order));
+    if (buddy == free_[order].end()) break;
+    block &= ~(1U << order);
+    free_[order].erase(buddy);
+    if (++order == returnOrder) giveBackMemory(block, order);
+  }
+  free_[order].insert(block);
+}
+
+void Arena::giveBackMemory(std::uint32_t block, unsigned order) {
+  madvise(reinterpret_cast<void*>(arenaBegin + std::uintptr_t{block} * unit), unit << order, MADV_DONTNEED);
+}
+
+Frame* Arena::frameOf(const void* address) { return frameTable + frameOfUnit[unitOf(address)]; }
+
+}  // namespace ps::detail

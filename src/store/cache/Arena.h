@@ -1,0 +1,54 @@
+#pragma once
+
+#include <cstddef>
+#include <cstdint>
+#include <mutex>
+#include <set>
+#include <vector>
+
+namespace ps::detail {
+
+struct Frame;
+
+// The one address range of the process from which all page images come: reserved once, never given back, so that an
+// address tells by two comparisons whether it belongs to the store. A buddy allocator: blocks are powers of two, which
+// lets neighbours of different sizes merge again when the cache changes its mix of page sizes. Used from several
+// threads.
+class Arena {
+ public:
+  static constexpr std::size_t unit = 1024;
+
+  static Arena& instance();
+
+  // Reserves the range on first use; false when the process may not have even the smallest one.
+  bool reserve();
+
+  // A frame whose image is a block of at least size bytes, of arbitrary content; null when the range is used up.
+  // granted is the block's real size. The frame is zero but for its image.
+  Frame* allocate(std::size_t size, std::size_t& granted);
+  // Gives both back; granted is what allocate said.
+  void release(Frame* frame, std::size_t granted);
+
+  // A frame for an image that lies within another's block.
+  Frame* allocateFrame(char* image);
+  void releaseFrame(Frame* frame);
+
+  // The frame whose block an address lies in.
+  static Frame* frameOf(const void* address);
+
+ private:
+  static constexpr unsigned orders = 29;
+
+  char* takeBlock(unsigned order);
+  void giveBackMemory(std::uint32_t block, unsigned order);
+  Frame* takeFrame(char* image);
+
+  std::mutex mutex_;
+  std::set<std::uint32_t>
+      free_[orders];  // first units of the free blocks of each order; lowest first keeps memory dense
+  unsigned topOrder_ = 0;
+  std::uint32_t framesUsed_ = 0;
+  std::vector<std::uint32_t> freeFrames_;
+};
+
+}  // namespace ps::detail

@@ -1,0 +1,85 @@
+#pragma once
+
+#include <cstdint>
+#include <string>
+#include <string_view>
+#include <unordered_map>
+#include <vector>
+
+#include "store/cache/CatalogEntry.h"
+#include "store/engine/Engine.h"
+
+namespace ps::detail {
+
+// The federation, its databases and their containers, as one session sees them. Names stand in the engine's transaction
+// at once; records are written at commit.
+class Catalog {
+ public:
+  static constexpr std::uint32_t highestContainer = 65535;
+  static constexpr std::uint32_t highestDatabase = 65534;
+
+  Catalog() = default;
+  Catalog(const Catalog&) = delete;
+  Catalog& operator=(const Catalog&) = delete;
+  ~Catalog();
+
+  void attach(Engine& engine) { engine_ = &engine; }
+  void begin(std::uint64_t readStamp, std::uint64_t updateStamp);
+  bool writeChanges();
+  void afterCommit();
+  void afterAbort();
+
+  static psId federationId() { return psId(0, 0, 0, 1); }
+
+  // The entry of a federation, database or container, current; null when there is none. changed, when given, tells
+  // whether another session's commit altered it since it was last looked at.
+  CatalogEntry* find(const psId& id, bool* changed = nullptr);
+
+  // Whether there is an entry that find cannot give, because its record is damaged; error() says so.
+  bool isUnreadable(const psId& id);
+
+  CatalogEntry* createFederation(std::string_view format, std::uint32_t pageSize);
+
+  // The database of a name; null when there is none.
+  CatalogEntry* databaseNamed(std::string_view name);
+  bool isFreeDatabaseName(std::string_view name);
+  // A new database that has no name yet and is not kept unless it gets one.
+  CatalogEntry* createDatabase();
+  bool nameDatabase(CatalogEntry& database, std::string_view name);
+  bool dropDatabase(CatalogEntry& database);
+
+  CatalogEntry* containerNamed(const CatalogEntry& database, std::string_view name);
+  // A new container; an empty name makes an unnamed one, number 0 takes the next. Null when the name or number is
+  // taken, or all numbers are.
+  CatalogEntry* createContainer(CatalogEntry& database, std::string_view name, std::uint32_t type,
+                                std::uint32_t number);
+  bool dropContainer(CatalogEntry& container);
+
+  // Identifiers of all containers of a database, or of all databases, ascending.
+  std::vector<psId> membersOf(const CatalogEntry& scope);
+
+  void change(CatalogEntry& entry);
+
+  const std::string& error() const { return error_; }
+
+ private:
+  static std::uint32_t tableKey(const psId& id) { return std::uint32_t{id.get_DB()} << 16 | id.get_OC(); }
+
+  CatalogEntry* read(const psId& id);
+  CatalogEntry* add(CatalogEntry* entry);
+  std::uint32_t freshNumber(const CatalogEntry& scope, std::uint32_t highest);
+  CatalogEntry* named(std::string_view key, const psId& scope, std::string_view name);
+  bool isFreeName(std::string_view key, const CatalogEntry* found, const std::string& what);
+  bool erasePrefix(std::string_view prefix);
+  void retire(CatalogEntry& entry);
+  bool fail(std::string message);
+
+  Engine* engine_ = nullptr;
+  std::uint64_t readStamp_ = 0;
+  std::uint64_t updateStamp_ = SessionHead::noStamp;
+  std::unordered_map<std::uint32_t, CatalogEntry*> entries_;  // by database and container number; 0 is the federation
+  std::vector<CatalogEntry*> changed_;
+  std::string error_;
+};
+
+}  // namespace ps::detail

@@ -1,0 +1,50 @@
+#pragma once
+
+#include <cstdint>
+#include <string>
+#include <string_view>
+
+#include "store/cache/Page.h"
+
+namespace ps::detail {
+
+// A container, a database or the federation in memory: what the store keeps of it, and an object of its class with a
+// frame of its own, so that handles open and pin it like any other object.
+struct alignas(64) CatalogEntry {
+  Frame* frame = nullptr;  // its image is this entry
+  alignas(alignment) ObjectHeader header{};
+  alignas(
+      alignment) unsigned char object[alignment] = {};  // of class header.type; nothing but its virtual table pointer
+
+  // Kept in the store.
+  std::string name;              // empty: unnamed
+  std::uint32_t nextNumber = 1;  // container: the next fresh page; database: container; federation: database
+  std::uint32_t live = 0;        // container: objects, without storage; database: containers; federation: databases
+  std::uint32_t pageSize = 0;    // federation only
+
+  std::size_t changedIndex = 0;  // in the catalog's list of changed entries
+  bool changed = false;          // has to be written
+  bool created = false;          // by the running transaction
+  bool stored = false;
+
+  psId id() const {
+    psId result = frame->pageId;
+    result.set_slot(header.slot);
+    return result;
+  }
+  psObj* asObject() { return reinterpret_cast<psObj*>(object); }
+  static CatalogEntry* of(Frame* frame) { return reinterpret_cast<CatalogEntry*>(frame->image); }
+
+  // A new entry of the class and identifier; null when the address range is used up.
+  static CatalogEntry* create(std::uint32_t type, const psId& id);
+  // Takes the entry out of service: it is freed with its last pin, or at once.
+  static void retire(CatalogEntry* entry);
+  static void destroy(CatalogEntry* entry);
+
+  // The stored form: its checksum, seeded with the key, then the fields.
+  std::string encode(std::string_view key) const;
+  // False when the record is damaged.
+  bool decode(std::string_view key, std::string_view record);
+};
+
+}  // namespace ps::detail

@@ -1,0 +1,175 @@
+#pragma once
+
+#include <cstddef>
+#include <cstdint>
+
+#include "store/psExport.h"
+#include "store/psId.h"
+
+class psObj;
+
+// The part of the page cache that is compiled into the application: what it takes to open an object that is already in
+// memory. Everything rarer is out of line. Applications do not use these names.
+namespace ps::detail {
+
+struct Page;
+
+// What an open needs of a page image in memory: one cache line. Frames stand in a table of their own and not at the
+// images' starts: those are aligned to powers of two, so that the heads of all pages would compete for the same few
+// lines of the processor's caches.
+struct alignas(64) Frame {
+  // Set in pins when the frame no longer stands for its page; the last unpin then frees it.
+  static constexpr std::uint32_t detached = 0x80000000U;
+
+  std::uint64_t readStamp;    // equals the session's while the image is known to be current
+  std::uint64_t updateStamp;  // equals the session's while the page counts as changed
+  std::uint32_t pins;
+  std::uint32_t touched;  // the session's count of page loads at the last open
+  // Begins with the slot table: element n is the distance of object n from the image's start in units of 16 bytes, 0
+  // when there is no object that can be opened.
+  char* image;
+  std::uint32_t slotLimit;  // the highest slot number that the slot table has room for
+  psId pageId;              // (DB, OC, page, 0)
+  Page* page;               // null for the frame of a container, database or federation
+};
+static_assert(sizeof(Frame) == 64);
+
+// Stands right before every object.
+struct ObjectHeader {
+  std::uint32_t type;   // class number; the top bit marks an object that has names or scopes them
+  std::uint32_t size;   // bytes of the object
+  std::uint32_t frame;  // index in the table of frames
+  std::uint16_t slot;
+  std::uint16_t room;  // bytes that the object may grow to in place, in units of 16; 0: all that its page has
+};
+static_assert(sizeof(ObjectHeader) == 16);
+
+// Where a container's pages are: the first one directly, since most containers have no other; all others through pages,
+// whose element 0 holds the number of elements.
+struct ContainerSlot {
+  Frame* firstPage;
+  Frame** pages;
+};
+
+// What the inlined paths read of the session that is bound to the thread.
+struct SessionHead {
+  // No frame carries this stamp: a session whose readStamp it is has every open decided out of line.
+  static constexpr std::uint64_t noStamp = ~std::uint64_t{0};
+
+  std::uint64_t readStamp = noStamp;
+  std::uint64_t updateStamp = noStamp;
+  ContainerSlot* const* databases = nullptr;  // one table of 65,536 containers each
+  std::uint32_t databaseLimit = 0;            // number of elements of databases
+  std::uint32_t loads = 0;                    // pages loaded so far, the cache's clock
+  std::uint64_t opens = 0;
+};
+
+// Never null: a thread without a session sees one in which nothing is resident.
+PS_API extern __thread SessionHead* currentSession __attribute__((tls_model("initial-exec")));
+
+// The address range that holds every page image of the process; empty before the first store is opened.
+PS_API extern std::uintptr_t arenaBegin;
+PS_API extern std::uintptr_t arenaSize;
+
+// The frames of all images of the process.
+PS_API extern Frame* frameTable;
+
+inline bool isInArena(const void* address) {
+  return reinterpret_cast<std::uintptr_t>(address) - arenaBegin < arenaSize;
+}
+
+// Opens, asking the guard; the result is pinned, null when refused or when there is no such object.
+PS_API psObj* openOutOfLine(const psId& id, psMode mode);
+// For a handle that holds an address which the inlined test does not recognise as current: the address, or the object's
+// new one, pinned in its place; null, with held unpinned, when it can no longer be opened.
+PS_API psObj* reopenOutOfLine(const psId& id, psObj* held);
+// The same as openOutOfLine for the storage of an array of an open object: the guard is not asked, nothing is pinned.
+PS_API void* storageOutOfLine(const psId& id);
+PS_API void releaseDetached(Frame* frame);
+// The frame of any address in a page image.
+PS_API Frame* frameOfAddress(const void* address);
+
+inline ObjectHeader* headerOf(const void* object) {
+  return reinterpret_cast<ObjectHeader*>(const_cast<void*>(object)) - 1;
+}
+
+inline Frame* frameOfObject(const void* object) { return frameTable + headerOf(object)->frame; }
+
+// The slot table of a page; element 0 is always 0.
+inline std::uint16_t* slotsOf(const Frame* frame) { return reinterpret_cast<std::uint16_t*>(frame->image); }
+
+inline void pin(Frame* frame) { ++frame->pins; }
+
+inline void unpin(Frame* frame) {
+  if (PS_UNLIKELY(--frame->pins == Frame::detached)) releaseDetached(frame);
+}
+
+inline Frame* residentFrame(const SessionHead& session, const psId& id) {
+  if (PS_UNLIKELY(id.get_DB() >= session.databaseLimit)) return nullptr;
+  const ContainerSlot& container = session.databases[id.get_DB()][id.get_OC()];
+  if (PS_LIKELY(id.get_page() == 1)) return container.firstPage;
+  Frame** const pages = container.pages;
+  if (pages == nullptr || id.get_page() >= reinterpret_cast<std::uintptr_t>(pages[0]) || id.get_page() == 0)
+    return nullptr;
+  return pages[id.get_page()];
+}
+
+// The object of an identifier when its image is in memory and current, else null.
+inline char* residentObject(SessionHead& session, const psId& id, Frame*& frame) {
+  frame = residentFrame(session, id);
+  if (frame == nullptr || PS_UNLIKELY(frame->readStamp != session.readStamp)) return nullptr;
+  if (PS_UNLIKELY(id.get_slot() > frame->slotLimit)) return nullptr;
+  const std::size_t offset = slotsOf(frame)[id.get_slot()];
+  if (PS_UNLIKELY(offset == 0)) return nullptr;
+  frame->touched = session.loads;
+  return frame->image + offset * 16;
+}
+
+// Opens for reading; the result is pinned.
+inline psObj* openForReading(const psId& id) {
+  SessionHead& session = *currentSession;
+  Frame* frame = nullptr;
+  char* const object = residentObject(session, id, frame);
+  if (PS_UNLIKELY(object == nullptr)) return openOutOfLine(id, pscRead);
+  ++session.opens;
+  pin(frame);
+  return reinterpret_cast<psObj*>(object);
+}
+
+inline psObj* openForUpdate(const psId& id) {
+  SessionHead& session = *currentSession;
+  Frame* frame = nullptr;
+  char* const object = residentObject(session, id, frame);
+  if (PS_UNLIKELY(object == nullptr || frame->updateStamp != session.updateStamp)) return openOutOfLine(id, pscUpdate);
+  ++session.opens;
+  pin(frame);
+  return reinterpret_cast<psObj*>(object);
+}
+
+// Whether an object that was opened before can be used as it is in the running transaction.
+inline bool isCurrent(const void* object) { return frameOfObject(object)->readStamp == currentSession->readStamp; }
+
+// The storage of an array inside an open object: asks nobody, pins nothing. Null when it cannot be read.
+inline void* residentStorage(const psId& id) {
+  Frame* frame = nullptr;
+  char* const storage = residentObject(*currentSession, id, frame);
+  return PS_LIKELY(storage != nullptr) ? storage : storageOutOfLine(id);
+}
+
+// Keeps the page of an address in memory while it lives; an address outside the store needs nothing.
+class PagePin {
+ public:
+  explicit PagePin(const void* address) : frame_(isInArena(address) ? frameOfAddress(address) : nullptr) {
+    if (frame_ != nullptr) pin(frame_);
+  }
+  PagePin(const PagePin&) = delete;
+  PagePin& operator=(const PagePin&) = delete;
+  ~PagePin() {
+    if (frame_ != nullptr) unpin(frame_);
+  }
+
+ private:
+  Frame* frame_;
+};
+
+}  // namespace ps::detail

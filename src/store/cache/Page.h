@@ -1,0 +1,61 @@
+#pragma once
+
+#include <cstdint>
+#include <utility>
+#include <vector>
+
+#include "store/cache/Frame.h"
+
+namespace ps::detail {
+
+// The class number under which an array's storage stands in a page; no scan shows it, and its first word is data.
+constexpr std::uint32_t storageType = 9;
+// In ObjectHeader::type: the object has names, or scopes them.
+constexpr std::uint32_t namedFlag = 0x80000000U;
+
+constexpr std::size_t alignment = 16;
+constexpr std::size_t aligned(std::size_t size) { return (size + alignment - 1) / alignment * alignment; }
+
+// What the cache knows of a page image in memory besides what stands in its Frame.
+struct Page {
+  Frame* frame = nullptr;
+  std::size_t bytes = 0;       // of the block that the image has
+  std::size_t used = 0;        // from the image's start; what lies behind is free. Freed objects leave gaps until the
+                               // image is read again: an address is never given to a second object.
+  std::uint32_t nextSlot = 1;  // slot numbers below it are taken or were
+  std::uint32_t objects = 0;   // live, storage included; at 0 the page is erased when it is written
+  bool changed = false;        // has to be written
+  bool created = false;        // by the running transaction
+  bool stored = false;         // the engine has it, as far as the running transaction can see
+  std::uint32_t lastTouched = 0;         // the frame's stamp when the clock hand last passed
+  std::size_t residentIndex = 0;         // in the cache's list of resident pages
+  std::size_t changedIndex = 0;          // in its list of changed pages
+  std::vector<std::uint64_t> checksums;  // of the stored record's chunks
+
+  // Objects that are kept as they are but cannot be opened here: their class is unknown, or its size has changed.
+  std::vector<std::pair<std::uint16_t, std::uint16_t>> foreign;  // slot, offset
+  // Objects that the running transaction deleted; their bytes are still in place.
+  std::vector<std::pair<std::uint16_t, std::uint16_t>> freed;
+};
+
+// The object at a place of a slot table.
+inline char* bodyAt(const Frame* frame, std::uint16_t offset) { return frame->image + std::size_t{offset} * alignment; }
+inline ObjectHeader* headerAt(const Frame* frame, std::uint16_t offset) { return headerOf(bodyAt(frame, offset)); }
+
+// Where the first object's header stands when the slot table has room for the given number of slots.
+constexpr std::size_t objectsBegin(std::size_t slots) { return aligned((slots + 1) * sizeof(std::uint16_t)); }
+
+// Bytes that an object may grow to where it is.
+inline std::size_t capacityOf(const Page& page, const ObjectHeader& header) {
+  if (header.room != 0) return std::size_t{header.room} * alignment;
+  const char* const body = reinterpret_cast<const char*>(&header + 1);
+  return page.bytes - static_cast<std::size_t>(body - page.frame->image);
+}
+
+// ObjectHeader::room for a number of bytes; objects of that many units have a page to themselves.
+inline std::uint16_t roomFor(std::size_t bytes) {
+  const std::size_t units = aligned(bytes) / alignment;
+  return units <= 0xFFFF ? static_cast<std::uint16_t>(units) : 0;
+}
+
+}  // namespace ps::detail

@@ -1,0 +1,465 @@
+#include "store/cache/PageCache.h"
+
+#include <xxhash.h>
+
+#include <algorithm>
+#include <cstdlib>
+#include <cstring>
+#include <new>
+
+#include "store/cache/Arena.h"
+#include "store/cache/PageRecord.h"
+#include "store/cache/StoreKey.h"
+
+namespace ps::detail {
+
+namespace {
+
+constexpr std::size_t containersInDatabase = 65536;
+constexpr std::uint32_t highestPage = 65535;
+// A slot for every 48 bytes: the smallest object that is worth a reference takes that much with its header.
+constexpr std::size_t bytesPerSlot = 48;
+
+// Stands for the containers of a database that has none in memory.
+ContainerSlot noContainers[containersInDatabase];
+
+psId pageOf(const psId& id) { return psId(id.get_DB(), id.get_OC(), id.get_page(), 0); }
+
+std::string pageText(const psId& id) {
+  return "page " + std::to_string(id.get_page()) + " of container (" + std::to_string(id.get_DB()) + "," +
+         std::to_string(id.get_OC()) + ")";
+}
+
+std::size_t pageCount(Frame** pages) { return pages == nullptr ? 0 : reinterpret_cast<std::uintptr_t>(pages[0]); }
+
+bool precedes(const Page* a, const Page* b) {
+  const psId& left = a->frame->pageId;
+  const psId& right = b->frame->pageId;
+  if (left.get_DB() != right.get_DB()) return left.get_DB() < right.get_DB();
+  if (left.get_OC() != right.get_OC()) return left.get_OC() < right.get_OC();
+  return left.get_page() < right.get_page();
+}
+
+bool fits(const Page& page, std::size_t size) {
+  return page.nextSlot <= page.frame->slotLimit && page.used + sizeof(ObjectHeader) + aligned(size) <= page.bytes;
+}
+
+std::uint64_t tailHash(const std::vector<std::uint64_t>& checksums) {
+  if (checksums.size() < 2) return 0;
+  return XXH3_64bits(checksums.data() + 1, (checksums.size() - 1) * sizeof(std::uint64_t));
+}
+
+}  // namespace
+
+void releaseDetached(Frame* frame) {
+  Page* const page = frame->page;
+  if (page == nullptr) {
+    CatalogEntry::destroy(CatalogEntry::of(frame));
+    return;
+  }
+  Arena::instance().release(frame, page->bytes);
+  delete page;
+}
+
+Frame* frameOfAddress(const void* address) { return Arena::frameOf(address); }
+
+PageCache::~PageCache() {
+  while (!resident_.empty()) discard(*resident_.back());
+  for (ContainerSlot* const containers : databases_) {
+    if (containers == noContainers) continue;
+    for (std::size_t i = 0; i < containersInDatabase; ++i) std::free(containers[i].pages);
+    std::free(containers);
+  }
+}
+
+void PageCache::attach(Engine& engine, std::uint32_t pageSize) {
+  engine_ = &engine;
+  pageSize_ = pageSize;
+}
+
+void PageCache::limit(std::size_t bytes) { limit_ = std::max(bytes, leastLimit); }
+
+void PageCache::begin(std::uint64_t readStamp, std::uint64_t updateStamp) {
+  readStamp_ = readStamp;
+  updateStamp_ = updateStamp;
+}
+
+// The place in the translation tables for a page, which are grown as needed.
+Frame** PageCache::place(const psId& id) {
+  if (id.get_DB() >= databases_.size()) {
+    databases_.resize(id.get_DB() + 1U, noContainers);
+    head_.databases = databases_.data();
+    head_.databaseLimit = static_cast<std::uint32_t>(databases_.size());
+  }
+  ContainerSlot*& containers = databases_[id.get_DB()];
+  if (containers == noContainers) {
+    // A megabyte of which only what is used becomes real memory.
+    containers = static_cast<ContainerSlot*>(std::calloc(containersInDatabase, sizeof(ContainerSlot)));
+    if (containers == nullptr) {
+      containers = noContainers;
+      return nullptr;
+    }
+  }
+  ContainerSlot& container = containers[id.get_OC()];
+  if (id.get_page() == 1) return &container.firstPage;
+  const std::size_t count = pageCount(container.pages);
+  if (id.get_page() >= count) {
+    const std::size_t grown = std::max<std::size_t>(id.get_page() + 1U, std::max<std::size_t>(8, 2 * count));
+    auto** const pages = static_cast<Frame**>(std::realloc(container.pages, grown * sizeof(void*)));
+    if (pages == nullptr) return nullptr;
+    std::fill(pages + count, pages + grown, nullptr);
+    pages[0] = reinterpret_cast<Frame*>(grown);
+    container.pages = pages;
+  }
+  return &container.pages[id.get_page()];
+}
+
+PageCache::Fetch PageCache::fetch(const psId& id, Page*& page) {
+  Frame* const frame = residentFrame(head_, id);
+  if (frame != nullptr && (frame->readStamp == readStamp_ || revalidate(id, *frame->page))) {
+    frame->touched = head_.loads;
+    page = frame->page;
+    return Fetch::present;
+  }
+  return load(pageOf(id), page);
+}
+
+// Whether an image that was read in an earlier transaction is still what the store holds; drops it when it is not.
+bool PageCache::revalidate(const psId& id, Page& page) {
+  std::string_view value;
+  if (engine_->get(StoreKey::chunk(id, 0), value) == Engine::Lookup::found && value.size() >= sizeof(std::uint64_t) &&
+      std::memcmp(value.data(), page.checksums.data(), sizeof(std::uint64_t)) == 0) {
+    page.frame->readStamp = readStamp_;
+    return true;
+  }
+  discard(page);
+  return false;
+}
+
+PageCache::Fetch PageCache::readRecord(const psId& id, std::string& record, std::vector<std::uint64_t>& checksums) {
+  record.clear();
+  checksums.clear();
+  std::size_t length = sizeof(RecordHeader);
+  RecordHeader header{};
+  do {
+    const StoreKey key = StoreKey::chunk(id, static_cast<std::uint32_t>(checksums.size()));
+    std::string_view value;
+    const Engine::Lookup found = engine_->get(key, value);
+    if (found == Engine::Lookup::absent && checksums.empty()) return Fetch::absent;
+    if (found == Engine::Lookup::failed) {
+      error_ = engine_->error();
+      return Fetch::unreadable;
+    }
+    std::uint64_t checksum = 0;
+    const std::string_view payload =
+        found == Engine::Lookup::found ? verifiedPayload(key, value, checksum) : std::string_view{};
+    if (payload.size() < (checksums.empty() ? sizeof(RecordHeader) : 1)) break;
+    record.append(payload);
+    if (checksums.empty()) {
+      std::memcpy(&header, record.data(), sizeof header);
+      length = header.length;
+    }
+    checksums.push_back(checksum);
+  } while (record.size() < length);
+  if (record.size() == length && !checksums.empty() && header.tailHash == tailHash(checksums)) return Fetch::present;
+  error_ = pageText(id) +
+           " is damaged: what is stored does not match its checksum; restore the store from a backup, or " +
+           "delete the container to go on without it";
+  return Fetch::unreadable;
+}
+
+PageCache::Fetch PageCache::load(const psId& id, Page*& page) {
+  if (id.get_page() == 0 || id.get_OC() == 0) return Fetch::absent;
+  std::vector<std::uint64_t> checksums;
+  const Fetch found = readRecord(id, record_, checksums);
+  if (found != Fetch::present) return found;
+  RecordShape shape{};
+  if (!readShape(record_, shape)) {
+    error_ = pageText(id) +
+             " contradicts itself; restore the store from a backup, or delete the container to go on without it";
+    return Fetch::unreadable;
+  }
+  std::size_t slots = shape.header.nextSlot - 1U;
+  std::size_t needed = objectsBegin(slots) + shape.bytes;
+  // Where objects may be added, the image gets the room of a whole page. A container that holds one array will not
+  // grow.
+  if (updateStamp_ != SessionHead::noStamp && shape.header.objects > 2 && needed < pageSize_ / 4 * 3) {
+    slots = std::max<std::size_t>(slots, pageSize_ / bytesPerSlot);
+    needed = std::max<std::size_t>(pageSize_, objectsBegin(slots) + shape.bytes);
+  }
+  page = newImage(id, needed);
+  if (page == nullptr) return Fetch::unreadable;
+  decodePage(record_, shape, slots, *page);
+  page->checksums = std::move(checksums);
+  page->stored = true;
+  ++counters_.pageReads;
+  if (!spilled_.empty() && spilled_.count(id.bits()) != 0) change(*page);
+  return Fetch::present;
+}
+
+// An image without content, in the tables; null when there is no memory for it.
+Page* PageCache::newImage(const psId& id, std::size_t bytes) {
+  makeRoom(bytes);
+  Frame** const where = place(id);
+  std::size_t granted = 0;
+  Frame* const frame = where != nullptr ? Arena::instance().allocate(bytes, granted) : nullptr;
+  if (frame == nullptr) {
+    error_ = "there is no memory for " + pageText(id) + "; lower the session's cacheLimit or close handles";
+    return nullptr;
+  }
+  auto* const page = new Page;
+  page->frame = frame;
+  page->bytes = granted;
+  page->residentIndex = resident_.size();
+  frame->page = page;
+  frame->pageId = id;
+  frame->readStamp = readStamp_;
+  frame->touched = ++head_.loads;
+  page->lastTouched = frame->touched;
+  resident_.push_back(page);
+  *where = frame;
+  counters_.residentBytes += granted;
+  counters_.peakResidentBytes = std::max(counters_.peakResidentBytes, counters_.residentBytes);
+  return page;
+}
+
+void PageCache::change(Page& page) {
+  page.frame->updateStamp = updateStamp_;
+  if (page.changed) return;
+  page.changed = true;
+  page.changedIndex = changed_.size();
+  changed_.push_back(&page);
+}
+
+char* PageCache::allocate(CatalogEntry& container, const psId& near, std::uint32_t type, std::uint32_t size,
+                          std::uint32_t capacity) {
+  const psId& id = container.frame->pageId;
+  Page* page = nullptr;
+  Frame* const nearby = near.get_page() != 0 ? residentFrame(head_, near) : nullptr;
+  if (nearby != nullptr && nearby->readStamp == readStamp_ && fits(*nearby->page, capacity)) page = nearby->page;
+  if (page == nullptr && container.nextNumber > 1) {
+    const psId last(id.get_DB(), id.get_OC(), static_cast<unsigned short>(container.nextNumber - 1), 0);
+    if (fetch(last, page) != Fetch::present || !fits(*page, capacity)) page = nullptr;
+  }
+  if (page == nullptr) page = newPage(container, capacity);
+  if (page == nullptr) return nullptr;
+  change(*page);
+  const auto offset = static_cast<std::uint16_t>((page->used + sizeof(ObjectHeader)) / alignment);
+  const std::size_t room = aligned(capacity);
+  char* const body = bodyAt(page->frame, offset);
+  std::memset(body, 0, room);
+  const auto slot = static_cast<std::uint16_t>(page->nextSlot++);
+  *headerAt(page->frame, offset) = {type, size, static_cast<std::uint32_t>(page->frame - frameTable), slot,
+                                    roomFor(room)};
+  slotsOf(page->frame)[slot] = offset;
+  page->used += sizeof(ObjectHeader) + room;
+  ++page->objects;
+  return body;
+}
+
+bool PageCache::resizeInPlace(Page& page, ObjectHeader& header, std::uint32_t size) {
+  char* const body = reinterpret_cast<char*>(&header + 1);
+  const std::size_t capacity = capacityOf(page, header);
+  if (size > capacity) {
+    const std::size_t end = static_cast<std::size_t>(body - page.frame->image) + capacity;
+    const std::size_t more = aligned(size) - capacity;
+    if (end != page.used || page.used + more > page.bytes) return false;
+    page.used += more;
+    header.room = roomFor(capacity + more);
+  }
+  if (size > header.size) std::memset(body + header.size, 0, size - header.size);
+  header.size = size;
+  return true;
+}
+
+Page* PageCache::newPage(CatalogEntry& container, std::size_t capacity) {
+  const std::size_t onPage = pageSize_ - objectsBegin(pageSize_ / bytesPerSlot) - sizeof(ObjectHeader);
+  const bool alone = capacity > onPage;
+  const std::size_t slots = alone ? 1 : pageSize_ / bytesPerSlot;
+  const std::size_t bytes = alone ? objectsBegin(slots) + sizeof(ObjectHeader) + aligned(capacity) : pageSize_;
+  const std::uint32_t number = freshPageNumber(container);
+  if (number == 0) return nullptr;
+  psId id = container.frame->pageId;
+  id.set_page(static_cast<unsigned short>(number));
+  Page* const page = newImage(id, bytes);
+  if (page == nullptr) return nullptr;
+  std::memset(page->frame->image, 0, objectsBegin(slots));
+  page->frame->slotLimit = static_cast<std::uint32_t>(slots);
+  page->used = objectsBegin(slots);
+  page->created = true;
+  container.nextNumber = std::max(container.nextNumber, number + 1);
+  return page;
+}
+
+// The next page number of a container; only when there is none above those in use, one whose page is gone. 0: none at
+// all.
+std::uint32_t PageCache::freshPageNumber(CatalogEntry& container) {
+  if (container.nextNumber <= highestPage) return container.nextNumber;
+  psId id = container.frame->pageId;
+  for (std::uint32_t number = 1; number <= highestPage; ++number) {
+    id.set_page(static_cast<unsigned short>(number));
+    std::string_view value;
+    if (residentFrame(head_, id) == nullptr && engine_->get(StoreKey::chunk(id, 0), value) == Engine::Lookup::absent) {
+      return number;
+    }
+  }
+  error_ = "container (" + std::to_string(id.get_DB()) + "," + std::to_string(id.get_OC()) +
+           ") is full: it has 65,535 pages; place further objects in another container";
+  return 0;
+}
+
+void PageCache::free(Page& page, std::uint16_t slot) {
+  change(page);
+  std::uint16_t* const slots = slotsOf(page.frame);
+  page.freed.emplace_back(slot, slots[slot]);
+  slots[slot] = 0;
+  --page.objects;
+}
+
+void PageCache::dropContainer(std::uint16_t db, std::uint16_t oc) {
+  if (db >= databases_.size()) return;
+  ContainerSlot& container = databases_[db][oc];
+  if (container.firstPage != nullptr) discard(*container.firstPage->page);
+  for (std::size_t i = 1; i < pageCount(container.pages); ++i) {
+    if (container.pages[i] != nullptr) discard(*container.pages[i]->page);
+  }
+}
+
+bool PageCache::writeChanges() {
+  std::sort(changed_.begin(), changed_.end(), precedes);
+  for (std::size_t i = 0; i < changed_.size(); ++i) changed_[i]->changedIndex = i;
+  return std::all_of(changed_.begin(), changed_.end(), [this](Page* page) { return write(*page); });
+}
+
+bool PageCache::write(Page& page) {
+  const psId& id = page.frame->pageId;
+  const bool done = page.objects == 0 ? eraseChunks(id, page, 0) : writeChunks(id, page);
+  if (!done) error_ = engine_->error();
+  return done;
+}
+
+bool PageCache::writeChunks(const psId& id, Page& page) {
+  encodePage(page, written_);
+  const std::size_t count = (written_.size() + chunkPayload - 1) / chunkPayload;
+  std::vector<std::uint64_t> checksums(count);
+  bool wrote = false;
+  // Backwards, since the first chunk holds the hash of the others' checksums.
+  for (std::size_t i = count; i-- > 0;) {
+    const StoreKey key = StoreKey::chunk(id, static_cast<std::uint32_t>(i));
+    if (i == 0) {
+      const std::uint64_t hash = tailHash(checksums);
+      std::memcpy(written_.data() + offsetof(RecordHeader, tailHash), &hash, sizeof hash);
+    }
+    const std::string_view payload = std::string_view(written_).substr(i * chunkPayload, chunkPayload);
+    checksums[i] = chunkChecksum(key, payload);
+    if (page.stored && i < page.checksums.size() && page.checksums[i] == checksums[i]) continue;
+    chunk_.assign(reinterpret_cast<const char*>(&checksums[i]), sizeof(std::uint64_t));
+    chunk_.append(payload);
+    if (!engine_->put(key, chunk_)) return false;
+    wrote = true;
+  }
+  if (page.checksums.size() > count && !eraseChunks(id, page, count)) return false;
+  page.checksums = std::move(checksums);
+  page.stored = true;
+  if (wrote) ++counters_.pageWrites;
+  return true;
+}
+
+bool PageCache::eraseChunks(const psId& id, Page& page, std::size_t from) {
+  for (std::size_t i = from; i < page.checksums.size(); ++i) {
+    if (!engine_->erase(StoreKey::chunk(id, static_cast<std::uint32_t>(i)))) return false;
+  }
+  page.checksums.resize(from);
+  if (from == 0) page.stored = false;
+  return true;
+}
+
+// Evicts until there is room for an image, as far as images can be evicted. The clock hand takes those that were not
+// opened since it last passed.
+void PageCache::makeRoom(std::size_t bytes) {
+  std::size_t steps = 2 * resident_.size();
+  while (counters_.residentBytes + bytes > limit_ && steps-- > 0 && !resident_.empty()) {
+    if (hand_ >= resident_.size()) hand_ = 0;
+    Page& page = *resident_[hand_];
+    const std::uint32_t touched = page.frame->touched;
+    if (page.frame->pins != 0 || head_.loads - touched <= protectedLoads) {
+      ++hand_;
+    } else if (touched != page.lastTouched) {
+      page.lastTouched = touched;
+      ++hand_;
+    } else if (!evict(page)) {
+      return;
+    }
+  }
+}
+
+bool PageCache::evict(Page& page) {
+  if (page.changed) {
+    if (updateStamp_ == SessionHead::noStamp || !write(page)) return false;
+    spilled_.insert(page.frame->pageId.bits());
+  }
+  discard(page);
+  return true;
+}
+
+// Takes a page out of the lists of resident and of changed pages.
+void PageCache::unlist(Page& page) {
+  settle(page);
+  resident_.back()->residentIndex = page.residentIndex;
+  resident_[page.residentIndex] = resident_.back();
+  resident_.pop_back();
+}
+
+// Ends a page's being changed.
+void PageCache::settle(Page& page) {
+  if (!page.changed) return;
+  changed_.back()->changedIndex = page.changedIndex;
+  changed_[page.changedIndex] = changed_.back();
+  changed_.pop_back();
+  page.changed = false;
+  page.frame->updateStamp = 0;
+}
+
+// Takes an image out of the cache: pinned ones are freed with their last pin.
+void PageCache::discard(Page& page) {
+  Frame* const frame = page.frame;
+  unlist(page);
+  *place(frame->pageId) = nullptr;
+  counters_.residentBytes -= page.bytes;
+  frame->readStamp = 0;
+  frame->pins |= Frame::detached;
+  if (frame->pins == Frame::detached) releaseDetached(frame);
+}
+
+void PageCache::afterCommit() {
+  while (!changed_.empty()) {
+    Page& page = *changed_.back();
+    settle(page);
+    page.created = false;
+    page.freed.clear();
+    if (page.objects == 0) discard(page);
+  }
+  spilled_.clear();
+}
+
+void PageCache::afterAbort(bool engineReads) {
+  spilled_.clear();
+  while (!changed_.empty()) {
+    Page& page = *changed_.back();
+    settle(page);
+    if (page.created || page.frame->pins == 0 || !engineReads || !restore(page)) discard(page);
+  }
+}
+
+bool PageCache::restore(Page& page) {
+  std::vector<std::uint64_t> checksums;
+  RecordShape shape{};
+  if (readRecord(page.frame->pageId, record_, checksums) != Fetch::present || !readShape(record_, shape)) return false;
+  if (!restorePage(record_, shape, page)) return false;
+  page.checksums = std::move(checksums);
+  page.stored = true;
+  page.freed.clear();
+  return true;
+}
+
+}  // namespace ps::detail

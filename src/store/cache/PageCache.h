@@ -1,0 +1,106 @@
+#pragma once
+
+#include <cstdint>
+#include <string>
+#include <unordered_set>
+#include <vector>
+
+#include "store/cache/CatalogEntry.h"
+#include "store/cache/Page.h"
+#include "store/engine/Engine.h"
+#include "store/psSession.h"
+
+namespace ps::detail {
+
+// The page images that one session has in memory, and the translation from identifiers to addresses.
+//
+// An image stays where it is from its first use until it is evicted. Evicted is only what is not pinned and was not
+// opened within the last 256 page loads, so that a reference into a page outlives the calls around it. A changed image
+// leaves memory by being written into the engine's transaction; when it comes back it counts as changed again, so that
+// a write after an update open is never lost.
+class PageCache {
+ public:
+  enum class Fetch { present, absent, unreadable };
+
+  static constexpr std::size_t leastLimit = std::size_t{4} << 20;
+  static constexpr std::uint32_t protectedLoads = 256;
+
+  PageCache(SessionHead& head, psSessionCounters& counters) : head_(head), counters_(counters) {}
+  PageCache(const PageCache&) = delete;
+  PageCache& operator=(const PageCache&) = delete;
+  // Pinned images stay readable.
+  ~PageCache();
+
+  void attach(Engine& engine, std::uint32_t pageSize);
+  void limit(std::size_t bytes);
+
+  // Starts a transaction. Images read under another stamp are checked against the engine on their first use.
+  void begin(std::uint64_t readStamp, std::uint64_t updateStamp);
+  // Writes every changed image into the engine's transaction; false when the engine refuses.
+  bool writeChanges();
+  void afterCommit();
+  // Forgets the transaction's changes. With an engine that reads the state before the transaction, pinned images get
+  // their old content in place; without one, and where that cannot be, they are detached.
+  void afterAbort(bool engineReads);
+
+  // The image of a page (the slot does not matter), current and in memory.
+  Fetch fetch(const psId& id, Page*& page);
+
+  // Marks a current image as changed in this transaction.
+  void change(Page& page);
+
+  // A place for a new object: zeroed, with its header; null when the container is full or memory is short. Tries the
+  // page of near, then the container's last page, then a new one.
+  char* allocate(CatalogEntry& container, const psId& near, std::uint32_t type, std::uint32_t size,
+                 std::uint32_t capacity);
+  // Grows or shrinks an object within its capacity, or into free memory right behind it. Added bytes are zero.
+  static bool resizeInPlace(Page& page, ObjectHeader& header, std::uint32_t size);
+  // Removes an object from its image; the image counts as changed.
+  void free(Page& page, std::uint16_t slot);
+
+  // Drops all images of a container that is being deleted.
+  void dropContainer(std::uint16_t db, std::uint16_t oc);
+
+  // Text of the last failure.
+  const std::string& error() const { return error_; }
+
+ private:
+  Frame** place(const psId& id);
+  Fetch load(const psId& id, Page*& page);
+  Fetch readRecord(const psId& id, std::string& record, std::vector<std::uint64_t>& checksums);
+  Page* newImage(const psId& id, std::size_t bytes);
+  Page* newPage(CatalogEntry& container, std::size_t capacity);
+  std::uint32_t freshPageNumber(CatalogEntry& container);
+  bool revalidate(const psId& id, Page& page);
+  bool restore(Page& page);
+  bool write(Page& page);
+  bool writeChunks(const psId& id, Page& page);
+  bool eraseChunks(const psId& id, Page& page, std::size_t from);
+  void makeRoom(std::size_t bytes);
+  bool evict(Page& page);
+  void unlist(Page& page);
+  void settle(Page& page);
+  void discard(Page& page);
+
+  SessionHead& head_;
+  psSessionCounters& counters_;
+  Engine* engine_ = nullptr;
+  std::uint32_t pageSize_ = 0;
+  std::size_t limit_ = leastLimit;
+  std::uint64_t readStamp_ = 0;
+  std::uint64_t updateStamp_ = SessionHead::noStamp;
+
+  std::vector<ContainerSlot*> databases_;
+  std::vector<Page*> resident_;
+  std::size_t hand_ = 0;
+  std::vector<Page*> changed_;
+  std::unordered_set<std::uint64_t> spilled_;  // changed pages that are in the engine's transaction but not in memory
+
+  // Kept for their memory. Two records, since making room for the one that is being read may write another.
+  std::string record_;
+  std::string written_;
+  std::string chunk_;
+  std::string error_;
+};
+
+}  // namespace ps::detail

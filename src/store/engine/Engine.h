@@ -1,0 +1,73 @@
+#pragma once
+
+#include <cstddef>
+#include <cstdint>
+#include <functional>
+#include <memory>
+#include <string>
+#include <string_view>
+
+#include "store/psSessionOptions.h"
+
+namespace ps::detail {
+
+// The ordered key/value transactions on which the store keeps its page images. One instance serves one session and is
+// used by one thread at a time; instances on the same store, in this process or in others, see each other's commits.
+//
+// At most one transaction is open in an instance. An update transaction excludes every other update transaction on the
+// same store from begin to commit or abort (a second one waits); readers keep the snapshot that they began with.
+//
+// Every call that fails leaves a sentence in error() that says what failed, where and what to do about it. After a
+// failed put or erase the transaction is void: only abort is of use.
+class Engine {
+ public:
+  enum class Lookup { found, absent, failed };
+
+  // unknown: the engine cannot tell whether the transaction reached the store.
+  enum class Commit { committed, conflict, unknown };
+
+  // Called for each pair in key order; the views live until the visitor returns. False ends the scan.
+  using Visitor = std::function<bool(std::string_view key, std::string_view value)>;
+
+  Engine() = default;
+  Engine(const Engine&) = delete;
+  Engine& operator=(const Engine&) = delete;
+  virtual ~Engine() = default;  // aborts what is open
+
+  virtual bool begin(bool update) = 0;
+
+  // The view lives until the next put, erase, commit or abort of this instance.
+  virtual Lookup get(std::string_view key, std::string_view& value) = 0;
+
+  virtual bool put(std::string_view key, std::string_view value) = 0;
+
+  // Removing an absent key succeeds.
+  virtual bool erase(std::string_view key) = 0;
+
+  // Visits all pairs whose key begins with prefix. The visitor must not change the store.
+  virtual bool scan(std::string_view prefix, const Visitor& visitor) = 0;
+
+  virtual Commit commit() = 0;
+  virtual void abort() = 0;
+
+  // Number of the last commit that the open transaction sees (in an update transaction: that it builds upon); right
+  // after a successful commit, the number of that commit. Two transactions with one number see the same content.
+  virtual std::uint64_t version() const = 0;
+
+  virtual std::size_t maxKeySize() const = 0;
+  virtual std::size_t maxValueSize() const = 0;
+
+  const std::string& error() const { return error_; }
+
+ protected:
+  void fail(std::string message) { error_ = std::move(message); }
+
+ private:
+  std::string error_;
+};
+
+// Opens the store at path, creating it unless options.readOnly. A path that begins with "memory:" names a store that
+// lives as long as the instance and is private to it. Null on failure, with the reason in error.
+std::unique_ptr<Engine> openEngine(const std::string& path, const psSessionOptions& options, std::string& error);
+
+}  // namespace ps::detail

@@ -1,0 +1,189 @@
+#include "store/engine/LmdbEngine.h"
+
+#include <memory>
+#include <utility>
+
+namespace ps::detail {
+
+namespace {
+
+constexpr const char* beginAction = "begin a transaction on";
+constexpr const char* readAction = "read";
+constexpr const char* changeAction = "change";
+constexpr const char* commitAction = "commit to";
+
+// LMDB does not write through the pointers of what it is given.
+MDB_val toValue(std::string_view bytes) { return {bytes.size(), const_cast<char*>(bytes.data())}; }
+
+std::string_view toView(const MDB_val& value) { return {static_cast<const char*>(value.mv_data), value.mv_size}; }
+
+struct CloseCursor {
+  void operator()(MDB_cursor* cursor) const noexcept { mdb_cursor_close(cursor); }
+};
+
+}  // namespace
+
+LmdbEngine::LmdbEngine(LmdbEnvironment::Handle environment, const psSessionOptions& options)
+    : environment_(std::move(environment)),
+      readOnly_(options.readOnly),
+      sync_(options.sync),
+      maxKeySize_(environment_->maxKeySize()) {}
+
+LmdbEngine::~LmdbEngine() {
+  if (environment_->inherited()) return;
+  abort();
+  if (reader_ != nullptr) mdb_txn_abort(reader_);
+}
+
+bool LmdbEngine::begin(bool update) {
+  if (!isUsable(beginAction)) return false;
+  if (state_ != State::idle) return refuse(beginAction, "this session has one open already. Commit or abort it first");
+  if (update && readOnly_) {
+    return refuse(beginAction, "it was opened for reading only. Open it without the option readOnly to change it");
+  }
+  MDB_txn*& begun = update ? transaction_ : reader_;
+  const int code = update ? environment_->beginUpdate(sync_, begun) : environment_->beginRead(begun);
+  if (code != 0) return refuse(beginAction, environment_->describe(code));
+  transaction_ = begun;
+  state_ = update ? State::updating : State::reading;
+  changed_ = false;
+  // LMDB numbers an update transaction by the commit that it is to become.
+  version_ = mdb_txn_id(transaction_) - (update ? 1 : 0);
+  return true;
+}
+
+Engine::Lookup LmdbEngine::get(std::string_view key, std::string_view& value) {
+  if (!isReadable(readAction)) return Lookup::failed;
+  if (!isKey(key)) {
+    refuse(readAction, describeKeyLimit(key));
+    return Lookup::failed;
+  }
+  MDB_val wanted = toValue(key);
+  MDB_val found{};
+  const int code = mdb_get(transaction_, environment_->database(), &wanted, &found);
+  if (code == MDB_NOTFOUND) return Lookup::absent;
+  if (code != 0) {
+    refuse(readAction, environment_->describe(code));
+    return Lookup::failed;
+  }
+  value = toView(found);
+  return Lookup::found;
+}
+
+bool LmdbEngine::put(std::string_view key, std::string_view value) {
+  if (!isWritable(changeAction)) return false;
+  if (!isKey(key)) return voidTransaction(changeAction, describeKeyLimit(key));
+  if (value.size() > maxValueSize()) {
+    return voidTransaction(changeAction, "a value of " + std::to_string(value.size()) + " bytes exceeds the limit of " +
+                                             std::to_string(maxValueSize()));
+  }
+  MDB_val storedKey = toValue(key);
+  MDB_val storedValue = toValue(value);
+  const int code = mdb_put(transaction_, environment_->database(), &storedKey, &storedValue, 0);
+  if (code == MDB_MAP_FULL) environment_->reapReaders();  // so that the next transaction finds more room
+  if (code != 0) return voidTransaction(changeAction, environment_->describe(code));
+  changed_ = true;
+  return true;
+}
+
+bool LmdbEngine::erase(std::string_view key) {
+  if (!isWritable(changeAction)) return false;
+  if (!isKey(key)) return voidTransaction(changeAction, describeKeyLimit(key));
+  MDB_val unwanted = toValue(key);
+  const int code = mdb_del(transaction_, environment_->database(), &unwanted, nullptr);
+  if (code == MDB_NOTFOUND) return true;
+  if (code == MDB_MAP_FULL) environment_->reapReaders();
+  if (code != 0) return voidTransaction(changeAction, environment_->describe(code));
+  changed_ = true;
+  return true;
+}
+
+bool LmdbEngine::scan(std::string_view prefix, const Visitor& visitor) {
+  if (!isReadable(readAction)) return false;
+  if (prefix.size() > maxKeySize_) return true;
+  MDB_cursor* opened = nullptr;
+  int code = mdb_cursor_open(transaction_, environment_->database(), &opened);
+  const std::unique_ptr<MDB_cursor, CloseCursor> cursor(opened);
+  MDB_val key = toValue(prefix);
+  MDB_val value{};
+  if (code == 0) code = mdb_cursor_get(opened, &key, &value, prefix.empty() ? MDB_FIRST : MDB_SET_RANGE);
+  for (; code == 0; code = mdb_cursor_get(opened, &key, &value, MDB_NEXT)) {
+    const std::string_view found = toView(key);
+    if (found.substr(0, prefix.size()) != prefix || !visitor(found, toView(value))) return true;
+  }
+  return code == MDB_NOTFOUND || refuse(readAction, environment_->describe(code));
+}
+
+Engine::Commit LmdbEngine::commit() {
+  const bool usable = isUsable(commitAction);
+  if (usable && state_ == State::updating) return commitUpdate();
+  if (usable && state_ == State::idle) refuse(commitAction, "no transaction is open. Begin one first");
+  if (usable && state_ == State::voided) refuse(commitAction, "the transaction was void because " + voidReason_);
+  const bool reading = state_ == State::reading;
+  abort();
+  return usable && reading ? Commit::committed : Commit::conflict;
+}
+
+Engine::Commit LmdbEngine::commitUpdate() {
+  int code = 0;
+  const Commit outcome = environment_->commit(transaction_, code);
+  transaction_ = nullptr;
+  state_ = State::idle;
+  if (outcome == Commit::committed) {
+    version_ += changed_ ? 1 : 0;
+  } else if (outcome == Commit::conflict) {
+    refuse(commitAction, environment_->describe(code));
+  } else {
+    refuse(commitAction,
+           std::string("it is not known whether the transaction is in it, because the last write failed (") +
+               mdb_strerror(code) + "). Close every session that this process has on the store, open it anew and look");
+  }
+  return outcome;
+}
+
+void LmdbEngine::abort() {
+  if (!environment_->inherited()) {
+    if (state_ == State::reading) environment_->endRead(transaction_);
+    if (state_ == State::updating || state_ == State::voided) environment_->abort(transaction_);
+  }
+  transaction_ = nullptr;
+  state_ = State::idle;
+}
+
+std::size_t LmdbEngine::maxValueSize() const { return 0xffffffff; }
+
+bool LmdbEngine::refuse(const char* action, const std::string& reason) {
+  fail(std::string("Cannot ") + action + " the store '" + environment_->path() + "': " + reason + ".");
+  return false;
+}
+
+bool LmdbEngine::isUsable(const char* action) {
+  if (!environment_->inherited()) return true;
+  return refuse(action, "it was opened by the parent of this process, before the fork. Open it anew in the child");
+}
+
+bool LmdbEngine::isReadable(const char* action) {
+  if (!isUsable(action)) return false;
+  if (state_ == State::reading || state_ == State::updating) return true;
+  if (state_ == State::idle) return refuse(action, "no transaction is open. Begin one first");
+  return refuse(action, "the transaction is void because " + voidReason_);
+}
+
+bool LmdbEngine::isWritable(const char* action) {
+  if (!isReadable(action)) return false;
+  if (state_ == State::updating) return true;
+  return refuse(action, "the open transaction is for reading only. Begin one for update");
+}
+
+std::string LmdbEngine::describeKeyLimit(std::string_view key) const {
+  return "a key of " + std::to_string(key.size()) + " bytes is outside the limits of 1 and " +
+         std::to_string(maxKeySize_);
+}
+
+bool LmdbEngine::voidTransaction(const char* action, const std::string& reason) {
+  state_ = State::voided;
+  voidReason_ = reason;
+  return refuse(action, reason);
+}
+
+}  // namespace ps::detail

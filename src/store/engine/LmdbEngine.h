@@ -1,0 +1,66 @@
+#pragma once
+
+#include <cstddef>
+#include <cstdint>
+#include <string>
+#include <string_view>
+
+#include "store/engine/Engine.h"
+#include "store/engine/LmdbEnvironment.h"
+#include "store/psSessionOptions.h"
+
+namespace ps::detail {
+
+// Transactions on a file of LMDB, kept in its one unnamed database. A commit is durable when it returns, unless
+// options.sync is false. An idle engine keeps one of the file's 1024 reader slots from its first read transaction on,
+// which makes the next one cheap.
+//
+// In a forked child everything fails, and destruction leaves the parent's transaction alone.
+class LmdbEngine final : public Engine {
+ public:
+  LmdbEngine(LmdbEnvironment::Handle environment, const psSessionOptions& options);
+  ~LmdbEngine() override;
+
+  // An update transaction is refused when this thread has one open in another engine on the same file: it would wait
+  // for itself.
+  bool begin(bool update) override;
+  Lookup get(std::string_view key, std::string_view& value) override;
+  bool put(std::string_view key, std::string_view value) override;
+  bool erase(std::string_view key) override;
+  bool scan(std::string_view prefix, const Visitor& visitor) override;
+
+  // unknown when the last step of the commit failed; the file's other sessions in this process are then of no further
+  // use.
+  Commit commit() override;
+  void abort() override;
+
+  std::uint64_t version() const override { return version_; }
+  std::size_t maxKeySize() const override { return maxKeySize_; }
+  std::size_t maxValueSize() const override;
+
+ private:
+  enum class State { idle, reading, updating, voided };
+
+  bool refuse(const char* action, const std::string& reason);
+  bool isUsable(const char* action);
+  bool isReadable(const char* action);
+  bool isWritable(const char* action);
+  bool isKey(std::string_view key) const { return !key.empty() && key.size() <= maxKeySize_; }
+  std::string describeKeyLimit(std::string_view key) const;
+  bool voidTransaction(const char* action, const std::string& reason);
+  Commit commitUpdate();
+
+  LmdbEnvironment::Handle environment_;
+  const bool readOnly_;
+  const bool sync_;
+  const std::size_t maxKeySize_;
+
+  State state_ = State::idle;
+  MDB_txn* transaction_ = nullptr;  // the open one; in a read transaction the same as reader_
+  MDB_txn* reader_ = nullptr;       // kept between read transactions
+  std::uint64_t version_ = 0;
+  bool changed_ = false;    // LMDB counts a commit only when it changed something
+  std::string voidReason_;  // of the failure that made the transaction void
+};
+
+}  // namespace ps::detail

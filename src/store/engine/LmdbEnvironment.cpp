@@ -1,0 +1,501 @@
+#include "store/engine/LmdbEnvironment.h"
+
+#include <fcntl.h>
+#include <linux/magic.h>
+#include <pthread.h>
+#include <sys/stat.h>
+#include <sys/statvfs.h>
+#include <sys/vfs.h>
+#include <unistd.h>
+
+#include <algorithm>
+#include <cerrno>
+#include <charconv>
+#include <cstdint>
+#include <cstdlib>
+#include <cstring>
+#include <filesystem>
+#include <string_view>
+#include <system_error>
+#include <vector>
+
+namespace ps::detail {
+
+struct LmdbEnvironment::File {
+  std::string path;
+  bool exists = false;
+  dev_t device = 0;
+  ino_t inode = 0;
+
+  bool isSameFile(const LmdbEnvironment& open) const { return open.device_ == device && open.inode_ == inode; }
+  std::string lockPath() const { return path + "-lock"; }
+};
+
+namespace {
+
+constexpr unsigned int maxReaders = 1024;
+constexpr unsigned int commitsBetweenReaps = 64;
+constexpr std::size_t defaultMapSize = std::size_t{1} << 40;
+constexpr std::size_t largestMapSize = std::size_t{1} << 47;
+constexpr std::size_t smallestHalvedMapSize = std::size_t{64} << 20;
+
+struct Registry {
+  std::mutex mutex;
+  std::vector<LmdbEnvironment*> environments;
+};
+
+// Never destroyed: engines with static lifetime may outlive every other static object.
+Registry& registry() {
+  static Registry& instance = *new Registry;
+  return instance;
+}
+
+// Counts the forks between the first process and this one. A load is all that it costs to learn of a fork; getpid is a
+// system call.
+std::atomic<unsigned int> forkGeneration{0};
+
+// The registry is locked across a fork, so that a child never finds it half changed or locked for ever by a thread that
+// it does not have. What the parent has open is not open in the child.
+int watchForks() {
+  static const int code = pthread_atfork([] { registry().mutex.lock(); }, [] { registry().mutex.unlock(); },
+                                         [] {
+                                           forkGeneration.fetch_add(1, std::memory_order_relaxed);
+                                           registry().environments.clear();
+                                           registry().mutex.unlock();
+                                         });
+  return code;
+}
+
+std::string freeSpaceOf(const std::string& path) {
+  struct statvfs status {};
+  if (::statvfs(path.c_str(), &status) != 0) return "unknown";
+  return std::to_string(std::uint64_t{status.f_bavail} * status.f_frsize);
+}
+
+std::string explain(int code, const std::string& path) {
+  switch (code) {
+    case MDB_INVALID:
+      return "the file is not a store. Check the path; the file was left as it is";
+    case MDB_VERSION_MISMATCH:
+      return "the file was written by an incompatible version of LMDB. Open it with the program that wrote it";
+    case MDB_CORRUPTED:
+    case MDB_PAGE_NOTFOUND:
+    case MDB_CURSOR_FULL:
+      return std::string("the file is damaged (") + mdb_strerror(code) + "). Restore it from a backup";
+    case MDB_PANIC:
+      return "writing to the file has failed before, so this process can no longer trust its view of it. Close every "
+             "session that it has on the store, then open the store anew";
+    case MDB_READERS_FULL:
+      return "all " + std::to_string(maxReaders) +
+             " reader slots are taken. Close sessions that are not needed, in this process or in others";
+    case MDB_MAP_RESIZED:
+      return "another process has let the file grow beyond the address space reserved here, and more cannot be "
+             "reserved "
+             "while other transactions of this process are open. End them and try again, or give all processes the "
+             "same "
+             "mapSize (or PSCOLLECTIONS_MAP_SIZE)";
+    case MDB_TXN_FULL:
+      return "the transaction has changed too much. Commit more often";
+    case MDB_BAD_TXN:
+      return "the transaction is void since an earlier failure. Abort it";
+    case EDEADLK:
+      return "this thread already has an update transaction open on the store and would wait for itself for ever. "
+             "Commit "
+             "or abort that one first";
+    case EACCES:
+    case EPERM:
+      return "permission denied. Check the permissions of the file, of the lock file beside it (the name with -lock) "
+             "and "
+             "of their directory";
+    case EROFS:
+      return "the file system is read-only. Open the store with the option readOnly";
+    case ENOMEM:
+      return "there is no memory or address space left. Lower the option mapSize (or PSCOLLECTIONS_MAP_SIZE), or raise "
+             "the process's limit";
+    case ENOSPC:
+    case EDQUOT:
+      return std::string(std::strerror(code)) + " (" + freeSpaceOf(path) +
+             " bytes free). Make room and repeat the transaction";
+    case EFBIG:
+      return "the file may not grow further by the process's limit (ulimit -f) or the file system's. Raise it";
+    case EIO:
+      // LMDB gives this code for an incomplete write, too.
+      return "a read or write failed, or the disk is full (" + freeSpaceOf(path) +
+             " bytes free). Make room, check the device, then repeat the transaction";
+    case ENOLCK:
+    case ENOSYS:
+      return "the file system does not provide the locks that a store needs. Put it on a local file system";
+    default:
+      return mdb_strerror(code);
+  }
+}
+
+std::string cannotOpen(const std::string& path, const std::string& reason) {
+  return "Cannot open the store '" + path + "': " + reason + ".";
+}
+
+// Only file systems that are shared between machines by their nature; a FUSE mount may be local.
+bool isNetworkFileSystem(const std::string& path) {
+  constexpr std::uint32_t smb2 = 0xFE534D42, cifs = 0xFF534D42, kernelAfs = 0x6B414653, ceph = 0x00C36400,
+                          gfs2 = 0x01161970, ocfs2 = 0x7461636F, lustre = 0x0BD00BD0, gpfs = 0x47504653;
+  struct statfs status {};
+  if (::statfs(path.c_str(), &status) != 0) return false;
+  switch (static_cast<std::uint32_t>(status.f_type)) {
+    case NFS_SUPER_MAGIC:
+    case SMB_SUPER_MAGIC:
+    case AFS_SUPER_MAGIC:
+    case CODA_SUPER_MAGIC:
+    case NCP_SUPER_MAGIC:
+    case smb2:
+    case cifs:
+    case kernelAfs:
+    case ceph:
+    case gfs2:
+    case ocfs2:
+    case lustre:
+    case gpfs:
+      return true;
+    default:
+      return false;
+  }
+}
+
+bool chooseMapSize(const psSessionOptions& options, std::size_t& size, std::string& reason) {
+  size = options.mapSize;
+  const char* setting = std::getenv("PSCOLLECTIONS_MAP_SIZE");
+  if (size == 0 && setting != nullptr && *setting != '\0') {
+    const char* end = setting + std::strlen(setting);
+    const auto parsed = std::from_chars(setting, end, size);
+    if (parsed.ec != std::errc() || parsed.ptr != end || size == 0) {
+      reason = std::string("the environment variable PSCOLLECTIONS_MAP_SIZE is '") + setting +
+               "'. Set it to a number of bytes, as in 1073741824, or remove it";
+      return false;
+    }
+  }
+  if (size == 0) size = defaultMapSize;
+  size = std::min(size, largestMapSize);
+  return true;
+}
+
+std::size_t roundToSystemPages(std::size_t size) {
+  const auto page = static_cast<std::size_t>(::sysconf(_SC_PAGESIZE));
+  return (size + page - 1) / page * page;
+}
+
+// Reading a mapped page beyond the end of the file kills the process. When a file has been cut short, its missing pages
+// become zeros, which LMDB and the store's checksums report as damage. fallocate never shrinks nor overwrites, so
+// another process may be writing; where it is not supported, the file stays as it is. (A sound file may lack free pages
+// at its end.)
+void coverAllPages(MDB_env* environment, int descriptor, off_t size) {
+  MDB_envinfo info{};
+  MDB_stat status{};
+  mdb_env_info(environment, &info);
+  mdb_env_stat(environment, &status);
+  const auto end = static_cast<off_t>((info.me_last_pgno + 1) * status.ms_psize);
+  if (end > size) static_cast<void>(::fallocate(descriptor, 0, end - 1, 1));
+}
+
+}  // namespace
+
+LmdbEnvironment::Handle LmdbEnvironment::acquire(const std::string& path, const psSessionOptions& options,
+                                                 std::string& error) {
+  if (const int code = watchForks(); code != 0) {
+    error = cannotOpen(path, explain(code, path));
+    return nullptr;
+  }
+  const std::lock_guard<std::mutex> lock(registry().mutex);
+  std::string reason;
+  File file;
+  LmdbEnvironment* environment = nullptr;
+  if (locate(path, options, file, reason)) {
+    environment = findOpen(file, reason);
+    if (environment != nullptr) {
+      ++environment->users_;
+    } else if (reason.empty()) {
+      environment = open(file, options, reason);
+      if (environment != nullptr) registry().environments.push_back(environment);
+    }
+  }
+  if (environment == nullptr) error = cannotOpen(path, reason);
+  return Handle(environment);
+}
+
+void LmdbEnvironment::Release::operator()(LmdbEnvironment* environment) const noexcept {
+  if (environment->inherited()) return;  // closing would write to the parent's lock table
+  const std::lock_guard<std::mutex> lock(registry().mutex);
+  if (--environment->users_ > 0) return;
+  auto& open = registry().environments;
+  open.erase(std::find(open.begin(), open.end(), environment));
+  delete environment;
+}
+
+// Finds the real file. The lock file lies beside it and goes by its name, so all must reach it by one name.
+bool LmdbEnvironment::locate(const std::string& path, const psSessionOptions& options, File& file, std::string& error) {
+  struct stat status {};
+  file.exists = ::stat(path.c_str(), &status) == 0;
+  if (!file.exists && errno != ENOENT) {
+    error = std::string(std::strerror(errno)) + ". Check the path and its permissions";
+  } else if (!file.exists && options.readOnly) {
+    error = "there is no such file, and one opened for reading only is not created. Check the path";
+  } else if (!file.exists) {
+    locateMissing(path, file, error);
+  } else if (S_ISDIR(status.st_mode)) {
+    error = "it is a directory, but a store is a file. Name a file in it";
+  } else if (!S_ISREG(status.st_mode)) {
+    error = "it is not a regular file. Choose another path";
+  } else if (status.st_size == 0 && options.readOnly) {
+    error = "the file is empty, and one opened for reading only is not made into a store. Check the path";
+  } else if (status.st_nlink > 1) {
+    error =
+        "the file has several names (hard links), and those who use different names would not see each other's locks. "
+        "Remove the other names, or make copies of them";
+  } else {
+    std::error_code code;
+    file.path = std::filesystem::canonical(path, code).string();
+    file.device = status.st_dev;
+    file.inode = status.st_ino;
+    if (code) error = code.message() + ". Check the path and its permissions";
+  }
+  if (!error.empty()) return false;
+  const std::string place = file.exists ? file.path : std::filesystem::path(file.path).parent_path().string();
+  if (!options.allowNetworkFileSystem && isNetworkFileSystem(place)) {
+    error =
+        "it lies on a network file system, where locks do not work reliably. Put it on a local one, or set the option "
+        "allowNetworkFileSystem if no two machines ever use it at the same time";
+  }
+  return error.empty();
+}
+
+bool LmdbEnvironment::locateMissing(const std::string& path, File& file, std::string& error) {
+  const std::filesystem::path wanted(path);
+  std::error_code code;
+  if (!wanted.has_filename()) {
+    error =
+        path.empty() ? "the path is empty. Name a file" : "there is no such directory. Name a file in an existing one";
+    return false;
+  }
+  if (std::filesystem::is_symlink(wanted, code)) {
+    error = "it is a symbolic link to a file that does not exist. Name that file, or remove the link";
+    return false;
+  }
+  const std::filesystem::path directory =
+      std::filesystem::canonical(wanted.has_parent_path() ? wanted.parent_path() : std::filesystem::path("."), code);
+  if (code) {
+    error = "the directory '" + wanted.parent_path().string() + "' cannot be reached (" + code.message() +
+            "). Create it, or correct the path";
+    return false;
+  }
+  file.path = (directory / wanted.filename()).string();
+  return true;
+}
+
+// Null with a reason in error: opening the file would take the locks from a store that this process has open.
+LmdbEnvironment* LmdbEnvironment::findOpen(const File& file, std::string& error) {
+  for (LmdbEnvironment* open : registry().environments) {
+    if (file.exists && file.isSameFile(*open)) return open;
+    if (open->path_ == file.path) {
+      error =
+          "the file was removed or replaced while this process has its predecessor open. Close the sessions on that "
+          "one "
+          "first";
+      return nullptr;
+    }
+    if (open->path_ + "-lock" == file.path) {
+      error = "it is the lock file of a store that is open. Name the store";
+      return nullptr;
+    }
+  }
+  return nullptr;
+}
+
+LmdbEnvironment* LmdbEnvironment::open(File& file, const psSessionOptions& options, std::string& error) {
+  std::size_t mapSize = 0;
+  if (!chooseMapSize(options, mapSize, error)) return nullptr;
+  const bool hadLockFile = ::access(file.lockPath().c_str(), F_OK) == 0;
+
+  // A store to be read only is opened for writing where that is permitted, so that another session of this process may
+  // still update it.
+  constexpr unsigned int flags = MDB_NOSUBDIR | MDB_NOTLS | MDB_NORDAHEAD;
+  Pointer environment;
+  int code = openMapped(file, flags, mapSize, environment);
+  if (options.readOnly && (code == EACCES || code == EPERM || code == EROFS)) {
+    code = openMapped(file, flags | MDB_RDONLY, mapSize, environment);
+  }
+  MDB_dbi database = 0;
+  if (code == 0) code = openDatabase(environment.get(), database);
+  if (code != 0) {
+    environment.reset();
+    error = explain(code, file.path);
+    // Nobody can be using the lock file of a file that is no store.
+    if (!hadLockFile && (code == MDB_INVALID || code == MDB_VERSION_MISMATCH)) ::unlink(file.lockPath().c_str());
+    return nullptr;
+  }
+
+  int descriptor = -1;
+  struct stat status {};
+  mdb_env_get_fd(environment.get(), &descriptor);
+  ::fcntl(descriptor, F_SETFD, FD_CLOEXEC);
+  ::fstat(descriptor, &status);
+  if (file.exists && (status.st_dev != file.device || status.st_ino != file.inode)) {
+    error = "the file was replaced while it was being opened. Try again";
+    return nullptr;
+  }
+  file.device = status.st_dev;
+  file.inode = status.st_ino;
+  coverAllPages(environment.get(), descriptor, status.st_size);
+  auto* opened = new LmdbEnvironment(std::move(environment), file);
+  opened->database_ = database;
+  opened->reapReaders();
+  return opened;
+}
+
+// The map is sparse, so it is made as large as the process's limits allow. An existing file is mapped as a whole,
+// whatever mapSize is.
+int LmdbEnvironment::openMapped(const File& file, unsigned int flags, std::size_t mapSize, Pointer& environment) {
+  constexpr mdb_mode_t mode = 0664;
+  for (;; mapSize /= 2) {
+    MDB_env* created = nullptr;
+    int code = mdb_env_create(&created);
+    environment.reset(created);
+    if (code == 0) code = mdb_env_set_maxreaders(created, maxReaders);
+    if (code == 0) code = mdb_env_set_mapsize(created, roundToSystemPages(mapSize));
+    if (code == 0) code = mdb_env_open(created, file.path.c_str(), flags, mode);
+    if (code != ENOMEM || mapSize <= smallestHalvedMapSize) return code;
+  }
+}
+
+int LmdbEnvironment::openDatabase(MDB_env* environment, MDB_dbi& database) {
+  MDB_txn* transaction = nullptr;
+  int code = mdb_txn_begin(environment, nullptr, MDB_RDONLY, &transaction);
+  if (code == MDB_READERS_FULL) {
+    mdb_reader_check(environment, nullptr);
+    code = mdb_txn_begin(environment, nullptr, MDB_RDONLY, &transaction);
+  }
+  if (code != 0) return code;
+  code = mdb_dbi_open(transaction, nullptr, 0, &database);
+  mdb_txn_abort(transaction);
+  return code;
+}
+
+LmdbEnvironment::LmdbEnvironment(Pointer environment, const File& file)
+    : environment_(std::move(environment)),
+      path_(file.path),
+      device_(file.device),
+      inode_(file.inode),
+      forkGeneration_(forkGeneration.load(std::memory_order_relaxed)) {}
+
+LmdbEnvironment::~LmdbEnvironment() {
+  // LMDB would unmap a range that is no longer its own.
+  if (lostMap_ != 0) static_cast<void>(environment_.release());
+}
+
+bool LmdbEnvironment::inherited() const noexcept {
+  return forkGeneration_ != forkGeneration.load(std::memory_order_relaxed);
+}
+
+std::size_t LmdbEnvironment::maxKeySize() const noexcept {
+  return static_cast<std::size_t>(mdb_env_get_maxkeysize(environment_.get()));
+}
+
+int LmdbEnvironment::beginRead(MDB_txn*& transaction) { return begin(MDB_RDONLY, transaction); }
+
+void LmdbEnvironment::endRead(MDB_txn* transaction) noexcept {
+  mdb_txn_reset(transaction);
+  leave();
+}
+
+int LmdbEnvironment::beginUpdate(bool sync, MDB_txn*& transaction) {
+  transaction = nullptr;
+  if (updater_.load(std::memory_order_relaxed) == std::this_thread::get_id()) return EDEADLK;
+  const int code = begin(0, transaction);
+  if (code != 0) return code;
+  updater_.store(std::this_thread::get_id(), std::memory_order_relaxed);
+  // Only the holder of the update transaction reads or changes this flag.
+  if (sync != syncing_) mdb_env_set_flags(environment_.get(), MDB_NOSYNC, sync ? 0 : 1);
+  syncing_ = sync;
+  return 0;
+}
+
+Engine::Commit LmdbEnvironment::commit(MDB_txn* transaction, int& code) {
+  updater_.store(std::thread::id(), std::memory_order_relaxed);
+  code = mdb_txn_commit(transaction);
+  leave();
+  if (code == 0) {
+    if (commits_.fetch_add(1, std::memory_order_relaxed) % commitsBetweenReaps == commitsBetweenReaps - 1)
+      reapReaders();
+    return Engine::Commit::committed;
+  }
+  // LMDB writes the data, then the meta page that makes it valid. When only the latter fails, the page may or may not
+  // have reached the file, and LMDB refuses every later transaction.
+  MDB_txn* probe = nullptr;
+  if (beginRead(probe) != 0) return Engine::Commit::unknown;
+  mdb_txn_abort(probe);
+  leave();
+  return Engine::Commit::conflict;
+}
+
+void LmdbEnvironment::abort(MDB_txn* transaction) noexcept {
+  updater_.store(std::thread::id(), std::memory_order_relaxed);
+  mdb_txn_abort(transaction);
+  leave();
+}
+
+void LmdbEnvironment::reapReaders() noexcept { mdb_reader_check(environment_.get(), nullptr); }
+
+std::string LmdbEnvironment::describe(int code) const {
+  if (code != MDB_MAP_FULL) return explain(code, path_);
+  MDB_envinfo info{};
+  MDB_stat status{};
+  mdb_env_info(environment_.get(), &info);
+  mdb_env_stat(environment_.get(), &status);
+  return "the store is full: it may grow to " + std::to_string(info.me_mapsize) +
+         " bytes, of which the last commit uses " + std::to_string((info.me_last_pgno + 1) * status.ms_psize) +
+         ". Abort, close the sessions on it, and open it with a larger mapSize (or PSCOLLECTIONS_MAP_SIZE); old "
+         "snapshots "
+         "that are still being read also take room";
+}
+
+int LmdbEnvironment::begin(unsigned int flags, MDB_txn*& transaction) {
+  const int code = tryBegin(flags, transaction);
+  if (code == MDB_READERS_FULL) {
+    reapReaders();
+  } else if (code == MDB_MAP_RESIZED) {
+    adoptGrownMap();
+  } else {
+    return code;
+  }
+  return tryBegin(flags, transaction);
+}
+
+int LmdbEnvironment::tryBegin(unsigned int flags, MDB_txn*& transaction) {
+  int code = enter();
+  if (code == 0) {
+    code = transaction != nullptr ? mdb_txn_renew(transaction)
+                                  : mdb_txn_begin(environment_.get(), nullptr, flags, &transaction);
+    if (code == 0) return 0;
+    leave();
+  }
+  if (transaction != nullptr) mdb_txn_abort(transaction);
+  transaction = nullptr;
+  return code;
+}
+
+int LmdbEnvironment::enter() {
+  const std::lock_guard<std::mutex> lock(mutex_);
+  if (lostMap_ == 0) ++activeTransactions_;
+  return lostMap_;
+}
+
+void LmdbEnvironment::leave() noexcept {
+  const std::lock_guard<std::mutex> lock(mutex_);
+  --activeTransactions_;
+}
+
+// Maps as much as the process that let the file grow has mapped. Without effect while a transaction uses the old map:
+// the caller's second attempt then fails as the first did.
+void LmdbEnvironment::adoptGrownMap() {
+  const std::lock_guard<std::mutex> lock(mutex_);
+  if (activeTransactions_ == 0 && lostMap_ == 0) lostMap_ = mdb_env_set_mapsize(environment_.get(), 0);
+}
+
+}  // namespace ps::detail

@@ -1,0 +1,109 @@
+#pragma once
+
+#include <lmdb.h>
+#include <sys/types.h>
+
+#include <atomic>
+#include <cstddef>
+#include <memory>
+#include <mutex>
+#include <string>
+#include <thread>
+
+#include "store/engine/Engine.h"
+#include "store/psSessionOptions.h"
+
+namespace ps::detail {
+
+// A store's file as this process has it open: one LMDB environment, shared by all engines on that file.
+//
+// LMDB's claim on a file consists of record locks, which a process loses as soon as it closes any descriptor of the
+// lock file. Opened twice and closed once, a file would be left without protection, and other processes would overwrite
+// pages that our snapshots still read. Therefore environments are kept in a registry by device and inode, and opened
+// and closed under its lock. The first to open a file determines its map size; sync and readOnly hold per engine.
+//
+// Functions that return an int give 0 or an LMDB or system error code, for describe(). All may be called from any
+// thread; a transaction is used by one thread at a time, and one that updates ends on the thread that began it.
+class LmdbEnvironment {
+ public:
+  struct Release {
+    void operator()(LmdbEnvironment* environment) const noexcept;
+  };
+  using Handle = std::unique_ptr<LmdbEnvironment, Release>;
+
+  // Opens the file at path, or joins those who have it open; creates it unless options.readOnly. Null on failure, with
+  // the reason in error.
+  static Handle acquire(const std::string& path, const psSessionOptions& options, std::string& error);
+
+  LmdbEnvironment(const LmdbEnvironment&) = delete;
+  LmdbEnvironment& operator=(const LmdbEnvironment&) = delete;
+
+  // True in a child forked since the file was opened. LMDB does not notice, yet locks and reader slots are the
+  // parent's: nothing may be called then but this, path and the release of the handle, which leaves everything as it
+  // is.
+  bool inherited() const noexcept;
+
+  // Where the file was found, without symbolic links.
+  const std::string& path() const noexcept { return path_; }
+  MDB_dbi database() const noexcept { return database_; }
+  std::size_t maxKeySize() const noexcept;
+
+  // Begins a read transaction, or renews one that endRead has put aside. On failure transaction is freed and null.
+  int beginRead(MDB_txn*& transaction);
+  void endRead(MDB_txn* transaction) noexcept;
+
+  // Waits for the update transaction of another thread or process; one of the same thread gives EDEADLK.
+  int beginUpdate(bool sync, MDB_txn*& transaction);
+
+  // Ends an update transaction. The code is 0 exactly when the result is committed.
+  Engine::Commit commit(MDB_txn* transaction, int& code);
+  void abort(MDB_txn* transaction) noexcept;
+
+  // Frees what killed processes hold: their snapshots keep old pages from being used again.
+  void reapReaders() noexcept;
+
+  // The cause behind an error code and what to do about it.
+  std::string describe(int code) const;
+
+ private:
+  struct File;
+  struct Close {
+    void operator()(MDB_env* environment) const noexcept { mdb_env_close(environment); }
+  };
+  using Pointer = std::unique_ptr<MDB_env, Close>;
+
+  LmdbEnvironment(Pointer environment, const File& file);
+  ~LmdbEnvironment();
+
+  static bool locate(const std::string& path, const psSessionOptions& options, File& file, std::string& error);
+  static bool locateMissing(const std::string& path, File& file, std::string& error);
+  static LmdbEnvironment* findOpen(const File& file, std::string& error);
+  static LmdbEnvironment* open(File& file, const psSessionOptions& options, std::string& error);
+  static int openMapped(const File& file, unsigned int flags, std::size_t mapSize, Pointer& environment);
+  static int openDatabase(MDB_env* environment, MDB_dbi& database);
+
+  int begin(unsigned int flags, MDB_txn*& transaction);
+  int tryBegin(unsigned int flags, MDB_txn*& transaction);
+  int enter();
+  void leave() noexcept;
+  void adoptGrownMap();
+
+  Pointer environment_;
+  const std::string path_;
+  const dev_t device_;
+  const ino_t inode_;
+  const unsigned int forkGeneration_;
+  MDB_dbi database_ = 0;
+
+  std::size_t users_ = 1;  // guarded by the registry
+
+  std::mutex mutex_;                    // guards the next two
+  std::size_t activeTransactions_ = 0;  // begun or about to begin; the map may be replaced only when there is none
+  int lostMap_ = 0;                     // why the map could not be replaced; nothing can be begun then
+
+  bool syncing_ = true;  // belongs to the update transaction
+  std::atomic<std::thread::id> updater_{};
+  std::atomic<unsigned int> commits_{0};
+};
+
+}  // namespace ps::detail

@@ -1,0 +1,53 @@
+#pragma once
+
+#include <cstddef>
+#include <cstdint>
+#include <functional>
+#include <map>
+#include <optional>
+#include <string>
+#include <string_view>
+
+#include "store/engine/Engine.h"
+#include "store/psSessionOptions.h"
+
+namespace ps::detail {
+
+// A store in memory, private to the engine and gone with it. Its limits are those of a file, so that what fits here can
+// be stored there.
+class MemoryEngine final : public Engine {
+ public:
+  explicit MemoryEngine(const psSessionOptions& options) : readOnly_(options.readOnly) {}
+
+  bool begin(bool update) override;
+  Lookup get(std::string_view key, std::string_view& value) override;
+  bool put(std::string_view key, std::string_view value) override;
+  bool erase(std::string_view key) override;
+  bool scan(std::string_view prefix, const Visitor& visitor) override;
+  Commit commit() override;  // never unknown
+  void abort() override;
+
+  std::uint64_t version() const override { return version_; }
+  std::size_t maxKeySize() const override { return 511; }
+  std::size_t maxValueSize() const override { return 0xffffffff; }
+
+ private:
+  enum class State { idle, reading, updating, voided };
+
+  bool refuse(const std::string& reason);
+  bool isReadable();
+  bool isWritable(std::string_view key);
+  bool isKey(std::string_view key) const { return !key.empty() && key.size() <= maxKeySize(); }
+  bool voidTransaction(const std::string& reason);
+  void end() noexcept;
+
+  const bool readOnly_;
+  State state_ = State::idle;
+  std::uint64_t version_ = 0;
+  std::map<std::string, std::string, std::less<>> content_;
+
+  // What the keys that this transaction has changed held before; nullopt where there was nothing.
+  std::map<std::string, std::optional<std::string>, std::less<>> undo_;
+};
+
+}  // namespace ps::detail

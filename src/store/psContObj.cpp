@@ -1,0 +1,36 @@
+#include "store/psContObj.h"
+
+#include "store/SessionCore.h"
+
+namespace {
+
+void* newContainer(const char* name, unsigned int typeN, const psId& near) {
+  ps::detail::SessionCore* const session = ps::detail::SessionCore::updating("creating a container");
+  ps::detail::CatalogEntry* const entry = session != nullptr ? session->containerNamed(near, name, typeN, 0) : nullptr;
+  return entry != nullptr ? entry->object : nullptr;
+}
+
+}  // namespace
+
+void* psContObj::operator new(std::size_t, const char* name, unsigned int, unsigned int, unsigned int,
+                              const psId& near) noexcept {
+  return newContainer(name, pstTypeN, near);
+}
+
+void* psContObj::operator new(std::size_t, const char* name, unsigned int, unsigned int, unsigned int,
+                              const pstHandle<psObj>& near) noexcept {
+  return newContainer(name, pstTypeN, near.oid());
+}
+
+void* psGCContObj::operator new(std::size_t, const char* name, unsigned int, unsigned int, unsigned int,
+                                const psId& near) noexcept {
+  return newContainer(name, pstTypeN, near);
+}
+
+void* psGCContObj::operator new(std::size_t, const char* name, unsigned int, unsigned int, unsigned int,
+                                const pstHandle<psObj>& near) noexcept {
+  return newContainer(name, pstTypeN, near.oid());
+}
+
+PS_REGISTER_CLASS(psContObj)
+PS_REGISTER_CLASS(psGCContObj)

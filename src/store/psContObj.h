@@ -1,0 +1,41 @@
+#pragma once
+
+#include "store/psPersistentClass.h"
+
+// A container: holds objects, in one database. At most 65,535 in a database, and 65,535 pages in each. Made with the
+// operators below or psSession::container, deleted with psDelete.
+class PS_API psContObj : public psObj {
+  PS_PERSISTENT_GLUE(psContObj, psObj, 2)
+
+ public:
+  psContObj() = default;
+
+  // Creates a container in the database of near (an object, a container or the database itself). A null name makes an
+  // unnamed one. The three numbers (hash value, initial pages, growth) are accepted and change nothing. Null on
+  // failure: no update transaction, the name is taken, or the database already holds 65,535 containers.
+  static void* operator new(std::size_t size, const char* name, unsigned int hashValue, unsigned int initialPages,
+                            unsigned int growth, const psId& near) noexcept;
+  static void* operator new(std::size_t size, const char* name, unsigned int hashValue, unsigned int initialPages,
+                            unsigned int growth, const pstHandle<psObj>& near) noexcept;
+  static void operator delete(void*) noexcept {}
+  static void operator delete(void*, const char*, unsigned int, unsigned int, unsigned int, const psId&) noexcept {}
+  static void operator delete(void*, const char*, unsigned int, unsigned int, unsigned int,
+                              const pstHandle<psObj>&) noexcept {}
+};
+
+// A container that may be garbage-collected: the collections never delete one that they leave empty.
+class PS_API psGCContObj : public psContObj {
+  PS_PERSISTENT_GLUE(psGCContObj, psContObj, 3)
+
+ public:
+  psGCContObj() = default;
+
+  static void* operator new(std::size_t size, const char* name, unsigned int hashValue, unsigned int initialPages,
+                            unsigned int growth, const psId& near) noexcept;
+  static void* operator new(std::size_t size, const char* name, unsigned int hashValue, unsigned int initialPages,
+                            unsigned int growth, const pstHandle<psObj>& near) noexcept;
+  static void operator delete(void*) noexcept {}
+  static void operator delete(void*, const char*, unsigned int, unsigned int, unsigned int, const psId&) noexcept {}
+  static void operator delete(void*, const char*, unsigned int, unsigned int, unsigned int,
+                              const pstHandle<psObj>&) noexcept {}
+};

@@ -1,0 +1,35 @@
+#include "store/psDBObj.h"
+
+#include "store/SessionCore.h"
+
+using ps::detail::CatalogEntry;
+using ps::detail::SessionCore;
+
+void* psDBObj::operator new(std::size_t, const pstHandle<psFDObj>& federation) noexcept {
+  SessionCore* const session = SessionCore::updating("creating a database");
+  if (session == nullptr) return nullptr;
+  if (federation.oid() != ps::detail::Catalog::federationId()) {
+    session->fail("a database is created in the federation, not in " + ps::detail::textOf(federation.oid()));
+    return nullptr;
+  }
+  CatalogEntry* const entry = session->catalog().createDatabase();
+  if (entry == nullptr) {
+    session->fail(session->catalog().error());
+    return nullptr;
+  }
+  return entry->object;
+}
+
+psDBObj::psDBObj(const char* name, unsigned int, unsigned int, const char*, const char*, unsigned int, unsigned short) {
+  SessionCore* const session = SessionCore::current();
+  CatalogEntry* const entry = session != nullptr ? session->catalog().find(psOid()) : nullptr;
+  if (entry == nullptr) return;
+  if (name != nullptr && *name != '\0' && session->catalog().nameDatabase(*entry, name)) return;
+  session->fail(name != nullptr && *name != '\0' ? session->catalog().error() : "a database needs a name");
+  // The address stays readable, so that the handle that this constructor's caller makes from it is null.
+  session->keep(pstHandle<psObj>(this));
+  session->catalog().dropDatabase(*entry);
+  entry->frame->pageId = psId();
+}
+
+PS_REGISTER_CLASS(psDBObj)

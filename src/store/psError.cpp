@@ -1,0 +1,69 @@
+#include "store/psError.h"
+
+#include <cstdarg>
+#include <cstdio>
+#include <utility>
+#include <vector>
+
+#include "store/psObj.h"
+#include "store/pstHandle.h"
+
+const psError psteVArrayBound = {101, "index beyond the array: largest valid index %u, index %u"};
+const psError psteVArraySizeZero = {102, "access to an empty array: index %u"};
+const psError psteUpdateVArray = {103, "the array could not be opened for update"};
+const psError psteStore = {200, "%s"};
+
+void pehSessionData::record(psErrorLevel level, int number, std::string text) {
+  level_ = level;
+  number_ = number;
+  text_ = std::move(text);
+  pending_ = true;
+}
+
+void pehSessionData::clear() {
+  level_ = pscInformation;
+  number_ = 0;
+  text_.clear();
+  pending_ = false;
+}
+
+pehSessionData* pehSessionDataGetFunction() {
+  thread_local pehSessionData context;
+  return &context;
+}
+
+namespace {
+
+std::string formatted(const char* text, std::va_list arguments) {
+  std::va_list again;
+  va_copy(again, arguments);
+  const int length = std::vsnprintf(nullptr, 0, text, arguments);
+  std::vector<char> buffer(static_cast<std::size_t>(length < 0 ? 0 : length) + 1);
+  std::vsnprintf(buffer.data(), buffer.size(), text, again);
+  va_end(again);
+  return buffer.data();
+}
+
+std::string described(const psId& id) {
+  return "object (" + std::to_string(id.get_DB()) + "," + std::to_string(id.get_OC()) + "," +
+         std::to_string(id.get_page()) + "," + std::to_string(id.get_slot()) + ")";
+}
+
+}  // namespace
+
+void psSignal(psErrorLevel level, const psError& error, const pstHandle<psObj>* object, ...) {
+  pehSessionData* const context = pehSessionDataGetFunction();
+  std::va_list arguments;
+  va_start(arguments, object);
+  std::string text = formatted(error.text, arguments);
+  va_end(arguments);
+  if (error.number != psteStore.number && *context->operation != '\0')
+    text = std::string(context->operation) + ": " + text;
+  if (object != nullptr) text = described(object->oid()) + ": " + text;
+  context->record(level, error.number, std::move(text));
+}
+
+void psThrowException(pehSessionData* context) {
+  if (!std::exchange(context->pending_, false) || !context->throws) return;
+  throw psException(context->number(), context->text());
+}

@@ -1,0 +1,69 @@
+#pragma once
+
+#include <exception>
+#include <string>
+
+#include "store/psExport.h"
+#include "store/psMode.h"
+
+template <class T>
+class pstHandle;
+class psObj;
+
+// A kind of error: its number, and the text that printf-like arguments complete.
+struct psError {
+  int number;
+  const char* text;
+};
+
+PS_API extern const psError psteVArrayBound;     // arguments: largest valid index, index
+PS_API extern const psError psteVArraySizeZero;  // argument: index
+PS_API extern const psError psteUpdateVArray;    // no argument
+PS_API extern const psError psteStore;           // argument: a sentence; every error of sessions and opens
+
+// The error context of the calling thread: the running array operation and the last signalled error.
+class PS_API pehSessionData {
+ public:
+  // Name of the operation that errors signalled from now on belong to; the text must outlive the context.
+  const char* operation = "";
+
+  // The last signalled error. number is 0 and text empty when there was none since the last clear().
+  int number() const { return number_; }
+  psErrorLevel level() const { return level_; }
+  const std::string& text() const { return text_; }
+
+  void record(psErrorLevel level, int number, std::string text);
+  void clear();
+
+  bool throws = false;  // whether psThrowException throws
+
+ private:
+  friend void psThrowException(pehSessionData* context);
+
+  int number_ = 0;
+  psErrorLevel level_ = pscInformation;
+  std::string text_;
+  bool pending_ = false;
+};
+
+// Thrown by psThrowException for the pending error when psSession::throwErrors is on.
+class PS_API psException : public std::exception {
+ public:
+  psException(int number, std::string text) : number_(number), text_(std::move(text)) {}
+  const char* what() const noexcept override { return text_.c_str(); }
+  int number() const { return number_; }
+
+ private:
+  int number_;
+  std::string text_;
+};
+
+// The calling thread's error context; it exists without a session too. Never null.
+PS_API pehSessionData* pehSessionDataGetFunction();
+
+// Records an error with the arguments that its text asks for. object, where it is not null, is named in the message.
+PS_API void psSignal(psErrorLevel level, const psError& error, const pstHandle<psObj>* object, ...);
+
+// Throws the pending error as a psException when the context asks for it; returns otherwise. Either way the error is no
+// longer pending.
+PS_API void psThrowException(pehSessionData* context);

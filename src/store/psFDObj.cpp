@@ -1,0 +1,3 @@
+#include "store/psFDObj.h"
+
+PS_REGISTER_CLASS(psFDObj)

@@ -1,0 +1,12 @@
+#pragma once
+
+#include "store/psPersistentClass.h"
+
+// The federated database: one a store, holding all databases. psSession::federation names it.
+class PS_API psFDObj : public psObj {
+  PS_PERSISTENT_GLUE(psFDObj, psObj, 5)
+
+ public:
+  psFDObj() = default;
+  static void operator delete(void*) noexcept {}
+};

@@ -1,0 +1,142 @@
+#pragma once
+
+#include <utility>
+
+#include "store/cache/Frame.h"
+#include "store/psExport.h"
+#include "store/psId.h"
+#include "store/psObj.h"
+
+class d_Ref_Any;
+
+// The one field of every pstRef.
+class psRefBase {
+ public:
+  constexpr psRefBase() = default;
+  constexpr explicit psRefBase(const psId& id) : id_(id) {}
+
+  bool isNull() const { return id_.isNull(); }
+  explicit operator bool() const { return !isNull(); }
+  bool isValid() const { return id_.isValid(); }
+  const psId& oid() const { return id_; }
+  const psId& get_oid() const { return id_; }
+  operator const psId&() const { return id_; }
+  operator psId&() { return id_; }
+
+  // Opens the object for update, without holding on to it; 1 on success, else 0.
+  int update() const { return id_.update(); }
+
+ protected:
+  psId id_;
+};
+
+// What every pstHandle is made of: an identifier, and the address of the object while the handle is open. An open
+// handle pins the object's page: the address stays good until the handle is closed, assigned or destroyed, whatever
+// else is loaded, and even when the object is deleted meanwhile.
+class PS_API psHandleBase {
+ public:
+  psHandleBase() = default;
+  explicit psHandleBase(const psId& id) : id_(id) {}
+  psHandleBase(const psHandleBase& other) : id_(other.id_), object_(other.object_) {
+    if (object_ != nullptr) ps::detail::pin(ps::detail::frameOfObject(object_));
+  }
+  psHandleBase(psHandleBase&& other) noexcept : id_(other.id_), object_(std::exchange(other.object_, nullptr)) {}
+  psHandleBase& operator=(const psHandleBase& other) {
+    psHandleBase copy(other);
+    swap(copy);
+    return *this;
+  }
+  psHandleBase& operator=(psHandleBase&& other) noexcept {
+    psHandleBase taken(std::move(other));
+    swap(taken);
+    return *this;
+  }
+  ~psHandleBase() { close(); }
+
+  bool isNull() const { return id_.isNull(); }
+  explicit operator bool() const { return !isNull(); }
+
+  // Whether the object exists; see psId::isValid.
+  bool isValid() const { return id_.isValid(); }
+
+  const psId& oid() const { return id_; }
+  const psId& get_oid() const { return id_; }
+  operator const psId&() const { return id_; }
+  operator psId&() { return id_; }
+
+  // Opens the object in the mode; 1 on success. On failure 0, and the handle is not open. pscNoOpen does nothing and
+  // gives 1.
+  int open(psMode mode) const {
+    if (mode == pscNoOpen) return 1;
+    psObj* const opened = mode == pscRead ? ps::detail::openForReading(id_) : ps::detail::openForUpdate(id_);
+    close();
+    object_ = opened;
+    return opened != nullptr ? 1 : 0;
+  }
+  int update() const { return open(pscUpdate); }
+
+  // Lets go of the object; the handle keeps naming it.
+  void close() const {
+    if (object_ == nullptr) return;
+    ps::detail::unpin(ps::detail::frameOfObject(object_));
+    object_ = nullptr;
+  }
+
+  // The class number of the object, without opening it; 0 when there is none or it cannot be read.
+  unsigned int typeN() const;
+
+ protected:
+  // A handle to an object of known address, opened as it is. The address of a transient object gives a null handle.
+  explicit psHandleBase(const psObj* object);
+
+  // The object's address, opened for reading when the handle is not open; null when refused.
+  psObj* access() const {
+    if (PS_LIKELY(object_ != nullptr)) {
+      if (PS_LIKELY(ps::detail::isCurrent(object_))) return object_;
+      object_ = ps::detail::reopenOutOfLine(id_, object_);
+      return object_;
+    }
+    object_ = ps::detail::openForReading(id_);
+    return object_;
+  }
+
+  // The object's address when the handle is open and its page counts as changed in the running transaction, else null.
+  psObj* openForUpdate() const;
+  friend int psDelete(pstHandle<psObj>& object);
+
+  void swap(psHandleBase& other) noexcept {
+    std::swap(id_, other.id_);
+    std::swap(object_, other.object_);
+  }
+
+  void assign(const psId& id) {
+    close();
+    id_ = id;
+  }
+
+  psId id_;
+  mutable psObj* object_ = nullptr;
+};
+
+// Every pair of handle, reference and identifier is compared by identifier. An overload each: with conversions alone
+// the pairs would be ambiguous.
+inline bool operator==(const psHandleBase& a, const psHandleBase& b) { return a.oid() == b.oid(); }
+inline bool operator!=(const psHandleBase& a, const psHandleBase& b) { return a.oid() != b.oid(); }
+inline bool operator==(const psRefBase& a, const psRefBase& b) { return a.oid() == b.oid(); }
+inline bool operator!=(const psRefBase& a, const psRefBase& b) { return a.oid() != b.oid(); }
+inline bool operator==(const psHandleBase& a, const psRefBase& b) { return a.oid() == b.oid(); }
+inline bool operator!=(const psHandleBase& a, const psRefBase& b) { return a.oid() != b.oid(); }
+inline bool operator==(const psRefBase& a, const psHandleBase& b) { return a.oid() == b.oid(); }
+inline bool operator!=(const psRefBase& a, const psHandleBase& b) { return a.oid() != b.oid(); }
+inline bool operator==(const psHandleBase& a, const psId& b) { return a.oid() == b; }
+inline bool operator!=(const psHandleBase& a, const psId& b) { return a.oid() != b; }
+inline bool operator==(const psId& a, const psHandleBase& b) { return a == b.oid(); }
+inline bool operator!=(const psId& a, const psHandleBase& b) { return a != b.oid(); }
+inline bool operator==(const psRefBase& a, const psId& b) { return a.oid() == b; }
+inline bool operator!=(const psRefBase& a, const psId& b) { return a.oid() != b; }
+inline bool operator==(const psId& a, const psRefBase& b) { return a == b.oid(); }
+inline bool operator!=(const psId& a, const psRefBase& b) { return a != b.oid(); }
+inline bool operator==(const psHandleBase& a, int n) { return a.oid() == n; }
+inline bool operator!=(const psHandleBase& a, int n) { return a.oid() != n; }
+inline bool operator==(const psRefBase& a, int n) { return a.oid() == n; }
+inline bool operator!=(const psRefBase& a, int n) { return a.oid() != n; }

@@ -1,0 +1,20 @@
+#pragma once
+
+// How an object is opened.
+enum psMode {
+  pscNoOpen = 0,  // name the object only
+  pscRead = 1,
+  pscUpdate = 2,
+};
+
+// What the caller of an iterator means to do with the element that it gets.
+enum psLockMode {
+  pscNoLock = 0,
+  pscLockUpdate = 1,
+};
+
+enum psErrorLevel {
+  pscInformation = 0,
+  pscWarning = 1,
+  pscError = 2,
+};

@@ -1,0 +1,95 @@
+#pragma once
+
+#include <cstddef>
+#include <new>
+#include <type_traits>
+
+#include "store/psObj.h"
+#include "store/psTypeManager.h"
+#include "store/pstHandle.h"
+
+// Storage for a new object of class typeN and size bytes, zeroed, in the container of near, or in near itself when it
+// names a container; the second form takes an address. Null, with an error signalled, outside an update transaction,
+// without a near object, for an unregistered class, or when the container is full.
+PS_API void* pstNewObj(unsigned int typeN, std::size_t size, const pstHandle<psObj>& near) noexcept;
+PS_API void* pstNewObj(unsigned int typeN, std::size_t size, const psObj* near) noexcept;
+
+// What the calling thread's session says about creation.
+struct pstSessionData {
+  pstHandle<psObj> defaultPlacement;  // where objects go that are created without a placement; null without one
+};
+
+// Never null; without a session, data that places nothing.
+PS_API const pstSessionData* pstSessionDataGetFunction() noexcept;
+
+// The class's identity, and its handles and references to itself.
+#define PS_PERSISTENT_GLUE(Class, Base, TypeNumber)                                                           \
+ public:                                                                                                      \
+  using psBase = Base;                                                                                        \
+  static constexpr unsigned int pstTypeN = TypeNumber;                                                        \
+                                                                                                              \
+  bool psIsKindOf(unsigned int typeN) const override { return typeN == pstTypeN || Base::psIsKindOf(typeN); } \
+  unsigned int psGetTypeN() const override { return pstTypeN; }                                               \
+  const char* psGetTypeName() const override { return #Class; }                                               \
+                                                                                                              \
+  using psObj::psThis;                                                                                        \
+  pstHandle<Class>& psThis(pstHandle<Class>& handle, psMode mode) const {                                     \
+    psObj::psThis(static_cast<pstHandle<psObj>&>(handle), mode);                                              \
+    return handle;                                                                                            \
+  }                                                                                                           \
+  pstRef<Class>& psThis(pstRef<Class>& reference, psMode mode) const {                                        \
+    pstRef<psObj> self;                                                                                       \
+    reference = psObj::psThis(self, mode);                                                                    \
+    return reference;                                                                                         \
+  }                                                                                                           \
+  pstHandle<Class> psThis(psMode mode) const {                                                                \
+    pstHandle<Class> handle;                                                                                  \
+    psObj::psThis(static_cast<pstHandle<psObj>&>(handle), mode);                                              \
+    return handle;                                                                                            \
+  }                                                                                                           \
+                                                                                                              \
+  static void psAssocRegister() {}                                                                            \
+                                                                                                              \
+  explicit Class(psInternalObj tag) : Base(tag) {}                                                            \
+                                                                                                              \
+ private:
+
+// All that a persistent class needs of the store; goes first in the class body:
+//
+//   class Word : public psObj {
+//     PS_PERSISTENT_CLASS(Word, psObj, 20001)
+//    public: ...
+//
+// Class numbers up to 9999 belong to the library. Every `new` places the object: near another object, in a container,
+// by identifier, or in the session's default place. A null result skips the constructor.
+#define PS_PERSISTENT_CLASS(Class, Base, TypeNumber)                                                                  \
+  PS_PERSISTENT_GLUE(Class, Base, TypeNumber)                                                                         \
+ public:                                                                                                              \
+  static void* operator new(std::size_t size) noexcept {                                                              \
+    return pstNewObj(pstTypeN, size, pstSessionDataGetFunction()->defaultPlacement);                                  \
+  }                                                                                                                   \
+  static void* operator new(std::size_t size, const pstHandle<psObj>& near) noexcept {                                \
+    return pstNewObj(pstTypeN, size, near);                                                                           \
+  }                                                                                                                   \
+  static void* operator new(std::size_t size, const psId& near) noexcept {                                            \
+    return operator new(size, pstHandle<psObj>(near));                                                                \
+  }                                                                                                                   \
+  static void* operator new(std::size_t size, const psRefBase& near) noexcept {                                       \
+    return operator new(size, pstHandle<psObj>(near));                                                                \
+  }                                                                                                                   \
+  static void* operator new(std::size_t size, const psObj* near) noexcept { return pstNewObj(pstTypeN, size, near); } \
+  static void* operator new(std::size_t size, const pstHandle<psObj>& near, const char*) noexcept {                   \
+    return operator new(size, near);                                                                                  \
+  }                                                                                                                   \
+  static void operator delete(void*) noexcept {}                                                                      \
+  static void operator delete(void*, const pstHandle<psObj>&) noexcept {}                                             \
+  static void operator delete(void*, const psId&) noexcept {}                                                         \
+  static void operator delete(void*, const psRefBase&) noexcept {}                                                    \
+  static void operator delete(void*, const psObj*) noexcept {}                                                        \
+  static void operator delete(void*, const pstHandle<psObj>&, const char*) noexcept {}                                \
+                                                                                                                      \
+ private:
+
+// Makes the class known to the store; stands once, at namespace scope, in one source file.
+#define PS_REGISTER_CLASS(Class) \
+  static const ps::detail::ClassRegistration<Class> psRegistrationOf##Class(#Class);  // NOLINT(cert-err58-cpp)

@@ -1,0 +1,153 @@
+#include "store/psSession.h"
+
+#include "store/SessionCore.h"
+#include "store/cache/Catalog.h"
+#include "store/psError.h"
+
+using ps::detail::Catalog;
+using ps::detail::CatalogEntry;
+using ps::detail::SessionCore;
+
+namespace {
+
+// The result of a session's operation; a failure is raised where the application asked for exceptions.
+int result(bool done) {
+  if (!done) psThrowException(pehSessionDataGetFunction());
+  return done ? 1 : 0;
+}
+
+bool refuse(const char* message) {
+  psSignal(pscError, psteStore, nullptr, message);
+  return false;
+}
+
+// Whether the session is open, and on this thread.
+bool isHere(const SessionCore* core) {
+  if (core == nullptr || !core->isOpen()) return refuse("the session is not open; call psSession::open first");
+  if (core != SessionCore::current())
+    return refuse("the session belongs to the thread that opened it; open another on this thread");
+  return true;
+}
+
+bool isInTransaction(SessionCore* core, const char* what) {
+  if (!isHere(core)) return false;
+  return core->mode() != pscNoOpen ||
+         core->fail(std::string(what) + " outside a transaction; call psSession::begin first");
+}
+
+}  // namespace
+
+psSession::psSession() = default;
+
+psSession::~psSession() { close(); }
+
+int psSession::open(const std::string& path, const psSessionOptions& options) {
+  if (core_ != nullptr) return result(refuse("the session is open already; close it first"));
+  auto core = std::make_unique<SessionCore>();
+  if (!core->open(path, options)) return result(false);
+  core_ = std::move(core);
+  return 1;
+}
+
+int psSession::close() {
+  if (core_ == nullptr) return 1;
+  if (!isHere(core_.get())) return 0;
+  if (core_->mode() != pscNoOpen && !core_->forked) core_->abort();
+  core_.reset();
+  return 1;
+}
+
+int psSession::begin(psMode mode) { return result(isHere(core_.get()) && core_->begin(mode)); }
+int psSession::commit() { return result(isHere(core_.get()) && core_->commit()); }
+int psSession::abort() { return result(isHere(core_.get()) && core_->abort()); }
+bool psSession::inTransaction() const { return core_ != nullptr && core_->mode() != pscNoOpen; }
+bool psSession::inUpdate() const { return core_ != nullptr && core_->mode() == pscUpdate; }
+
+pstHandle<psFDObj> psSession::federation() const {
+  return core_ != nullptr ? pstHandle<psFDObj>(Catalog::federationId()) : pstHandle<psFDObj>();
+}
+
+pstHandle<psDBObj> psSession::database(const char* name) {
+  if (!isInTransaction(core_.get(), "database")) return pstHandle<psDBObj>();
+  if (name == nullptr || *name == '\0') {
+    core_->fail("a database needs a name");
+    return pstHandle<psDBObj>();
+  }
+  const CatalogEntry* const entry = core_->databaseNamed(name);
+  return entry != nullptr ? pstHandle<psDBObj>(entry->id()) : pstHandle<psDBObj>();
+}
+
+namespace {
+
+pstHandle<psContObj> foundOrMade(SessionCore* core, const psId& database, const char* name, unsigned int typeN) {
+  if (!isInTransaction(core, "container")) return pstHandle<psContObj>();
+  const CatalogEntry* const in = core->catalog().find(psId(database.get_DB(), 0, 0, 0));
+  const CatalogEntry* entry = nullptr;
+  if (in != nullptr && name != nullptr && *name != '\0') entry = core->catalog().containerNamed(*in, name);
+  if (entry == nullptr && core->mode() == pscUpdate) entry = core->containerNamed(database, name, typeN, 0);
+  return entry != nullptr ? pstHandle<psContObj>(entry->id()) : pstHandle<psContObj>();
+}
+
+}  // namespace
+
+pstHandle<psContObj> psSession::container(const pstHandle<psDBObj>& database, const char* name) {
+  return foundOrMade(core_.get(), database.oid(), name, psContObj::pstTypeN);
+}
+
+pstHandle<psContObj> psSession::gcContainer(const pstHandle<psDBObj>& database, const char* name) {
+  return foundOrMade(core_.get(), database.oid(), name, psGCContObj::pstTypeN);
+}
+
+pstHandle<psContObj> psSession::container(const pstHandle<psDBObj>& database, const char* name, unsigned short number) {
+  SessionCore* const core =
+      isInTransaction(core_.get(), "container") ? SessionCore::updating("creating a container") : nullptr;
+  if (core == nullptr) return pstHandle<psContObj>();
+  if (number == 0) {
+    core->fail("container numbers are 1 to 65,535");
+    return pstHandle<psContObj>();
+  }
+  const CatalogEntry* const entry = core->containerNamed(database.oid(), name, psContObj::pstTypeN, number);
+  return entry != nullptr ? pstHandle<psContObj>(entry->id()) : pstHandle<psContObj>();
+}
+
+void psSession::defaultPlacement(const pstHandle<psObj>& near) {
+  if (isHere(core_.get())) core_->data.defaultPlacement = pstHandle<psObj>(near.oid());
+}
+
+int psSession::name(const pstHandle<psObj>& object, const pstHandle<psObj>& scope, const char* name) {
+  SessionCore* const core = isHere(core_.get()) ? SessionCore::updating("naming an object") : nullptr;
+  // The letter keeps names and keys apart.
+  return result(core != nullptr &&
+                core->file(object.oid(), scope.oid(), name != nullptr ? std::string("\"") + name : std::string()));
+}
+
+int psSession::key(const pstHandle<psObj>& object, const pstHandle<psObj>& scope, const psKey& key) {
+  SessionCore* const core = isHere(core_.get()) ? SessionCore::updating("giving an object a key") : nullptr;
+  return result(core != nullptr && core->file(object.oid(), scope.oid(), key.bytes()));
+}
+
+std::string psSession::lastError() const { return pehSessionDataGetFunction()->text(); }
+
+void psSession::throwErrors(bool on) { pehSessionDataGetFunction()->throws = on; }
+
+void psSession::cacheLimit(std::size_t bytes) {
+  if (isHere(core_.get())) core_->cache().limit(bytes);
+}
+
+psSessionCounters psSession::counters() const {
+  if (core_ == nullptr) return psSessionCounters();
+  psSessionCounters counters = core_->counters;
+  counters.opens = core_->opens;
+  return counters;
+}
+
+void psSession::openGuard(OpenGuard guard) {
+  if (!isHere(core_.get())) return;
+  core_->guard = std::move(guard);
+  core_->updateStamps();
+}
+
+unsigned int pomGetPageSize() {
+  const SessionCore* const session = SessionCore::current();
+  return session != nullptr ? session->pageSize : psSessionOptions().pageSize;
+}

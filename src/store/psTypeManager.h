@@ -1,0 +1,77 @@
+#pragma once
+
+#include <cstddef>
+#include <new>
+#include <type_traits>
+
+#include "store/psExport.h"
+#include "store/psObj.h"
+
+// What the store knows of the persistent classes of this process.
+
+// Whether copies and moves of an object are allowed. A class that owns other objects says no: a copy would share them.
+enum class psRelocation { allowed, refused };
+
+// Makes a class known. size is that of its objects. A number that another class already has is refused: the error is
+// signalled, and psSession::open then fails with it.
+PS_API void ptmRegisterClass(unsigned int typeN, const char* name, unsigned int baseTypeN, std::size_t size,
+                             psRelocation relocation);
+
+// Non-zero when class typeN is class baseTypeN or derives from it.
+PS_API int ptmIsKindOf(unsigned int typeN, unsigned int baseTypeN);
+
+// Adopts the prototype's virtual table for all objects of class typeN that are read from storage.
+PS_API void ptmStealVtbls(unsigned int typeN, psObj* prototype);
+
+// Queues a function that the store calls when it sets up its virtual tables, which is when the first session opens; a
+// function that comes later is called at once. Always 1.
+PS_API int ptmAddToVTableInitList(void (*function)());
+
+// Registers the library's own classes and queues psInitVTables; runs when the library is loaded, and further calls do
+// nothing. Always 1. Defined above the store, beside the classes that it lists; sessions call it so that a static
+// library keeps it.
+PS_API int psDoFileInit();
+// Gives the store a prototype of each of the library's concrete classes.
+PS_API void psInitVTables();
+
+// One static object of this class stands in each source file of a persistent class.
+class PS_API pstProcessInitTermClass {
+ public:
+  pstProcessInitTermClass();
+};
+
+namespace ps::detail {
+
+// Notes which arrays are constructed inside a prototype while it lives, and so where a class has its arrays.
+class PS_API PrototypeScope {
+ public:
+  PrototypeScope(unsigned int typeN, const void* prototype, std::size_t size);
+  PrototypeScope(const PrototypeScope&) = delete;
+  PrototypeScope& operator=(const PrototypeScope&) = delete;
+  ~PrototypeScope();
+};
+
+// Constructs a prototype of T in this frame and lets the store adopt its virtual table. It is never destroyed: a
+// destructor would take it for an object of the store.
+template <class T>
+void adoptPrototype() {
+  alignas(T) unsigned char scratch[sizeof(T)] = {};
+  PrototypeScope scope(T::pstTypeN, scratch, sizeof(T));
+  ptmStealVtbls(T::pstTypeN, ::new (static_cast<void*>(scratch)) T(psInternalObj()));
+}
+
+template <class T>
+void registerClass(const char* name, psRelocation relocation) {
+  ptmRegisterClass(T::pstTypeN, name, T::psBase::pstTypeN, sizeof(T), relocation);
+}
+
+template <class T>
+class ClassRegistration {
+ public:
+  explicit ClassRegistration(const char* name) {
+    registerClass<T>(name, psRelocation::allowed);
+    if constexpr (!std::is_abstract_v<T>) ptmAddToVTableInitList(&adoptPrototype<T>);
+  }
+};
+
+}  // namespace ps::detail

@@ -1,0 +1,34 @@
+#pragma once
+
+#include "store/cache/Frame.h"
+#include "store/psObj.h"
+
+// Pins the object of an identifier in the mode (pscRead or pscUpdate) and returns its address; null when refused. The
+// caller gives the pin back with pstRefUnpin.
+PS_API psObj* pstRefPin(const psId* id, psMode mode);
+PS_API void pstRefUnpin(psObj* object);
+
+// What pstRef::operator-> returns: keeps the object pinned for as long as it lives.
+class psDerefBase {
+ public:
+  explicit psDerefBase(psObj* pinned) : object_(pinned) {}
+  psDerefBase(const psDerefBase&) = delete;
+  psDerefBase& operator=(const psDerefBase&) = delete;
+  ~psDerefBase() {
+    if (object_ != nullptr) ps::detail::unpin(ps::detail::frameOfObject(object_));
+  }
+
+  // False when the object could not be opened.
+  explicit operator bool() const { return object_ != nullptr; }
+
+ protected:
+  psObj* object_;
+};
+
+template <class T>
+class pstDeref : public psDerefBase {
+ public:
+  using psDerefBase::psDerefBase;
+  T* operator->() const { return static_cast<T*>(object_); }
+  T& operator*() const { return *static_cast<T*>(object_); }
+};

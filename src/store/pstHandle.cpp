@@ -1,0 +1,132 @@
+#include "store/pstHandle.h"
+
+#include "store/Relocation.h"
+#include "store/SessionCore.h"
+#include "store/cache/TypeRegistry.h"
+#include "store/psContObj.h"
+#include "store/psDBObj.h"
+#include "store/psError.h"
+#include "store/psFDObj.h"
+
+using ps::detail::CatalogEntry;
+using ps::detail::SessionCore;
+
+pstHandle<psContObj> pstHandle<psObj>::containedIn() const {
+  if (id_.get_OC() == 0) return pstHandle<psContObj>();
+  return pstHandle<psContObj>(psId(id_.get_DB(), id_.get_OC(), 0, 0));
+}
+
+pstHandle<psObj>& pstHandle<psObj>::copy(const pstHandle<psObj>& near, pstHandle<psObj>& result) const {
+  SessionCore* const session = SessionCore::updating("a copy");
+  result =
+      session != nullptr ? pstHandle<psObj>(ps::detail::copyObject(*session, id_, near.oid())) : pstHandle<psObj>();
+  return result;
+}
+
+int pstHandle<psObj>::move(const pstHandle<psObj>& near) {
+  SessionCore* const session = SessionCore::updating("a move");
+  const psId moved = session != nullptr ? ps::detail::moveObject(*session, id_, near.oid()) : psId();
+  if (moved.isNull()) return 0;
+  assign(moved);
+  return 1;
+}
+
+int pstHandle<psObj>::lookupObj(const pstHandle<psObj>& scope, const char* name, psMode mode) {
+  return pstLookupObj(psObj::pstTypeN, *this, scope, name, mode);
+}
+
+int pstHandle<psObj>::lookupObj(const pstHandle<psObj>& scope, const psKey& key, psMode mode) {
+  return pstLookupObj(psObj::pstTypeN, *this, scope, key, mode);
+}
+
+namespace {
+
+int lookUp(unsigned int typeN, pstHandle<psObj>& result, const pstHandle<psObj>& scope, std::string_view name,
+           psMode mode) {
+  result = pstHandle<psObj>();
+  SessionCore* const session = SessionCore::required();
+  if (session == nullptr) return 0;
+  if (session->mode() == pscNoOpen) {
+    session->fail("a look-up outside a transaction; call psSession::begin first");
+    return 0;
+  }
+  pstHandle<psObj> found(session->names().find(scope.oid(), name));
+  if (found.isNull() || ptmIsKindOf(found.typeN(), typeN) == 0 || found.open(mode) != 1) return 0;
+  result = std::move(found);
+  return 1;
+}
+
+}  // namespace
+
+int pstLookupObj(unsigned int typeN, pstHandle<psObj>& result, const pstHandle<psObj>& scope, const char* name,
+                 psMode mode) {
+  // The letter keeps names and keys apart.
+  return lookUp(typeN, result, scope, name != nullptr ? std::string("\"") + name : std::string(), mode);
+}
+
+int pstLookupObj(unsigned int typeN, pstHandle<psObj>& result, const pstHandle<psObj>& scope, const psKey& key,
+                 psMode mode) {
+  return lookUp(typeN, result, scope, key.bytes(), mode);
+}
+
+int psDelete(pstHandle<psObj>& object) {
+  SessionCore* const session = SessionCore::updating("psDelete");
+  if (session == nullptr) return 0;
+  const bool done = session->destroy(object.oid(), object.openForUpdate());
+  object.close();
+  return done ? 1 : 0;
+}
+
+psObj* psHandleBase::openForUpdate() const {
+  const SessionCore* const session = SessionCore::current();
+  return object_ != nullptr && session != nullptr && session->isUpdatable(object_) ? object_ : nullptr;
+}
+
+pstHandle<psContObj>::pstHandle(const psContObj* container) : pstHandle<psObj>(container) {}
+psContObj* pstHandle<psContObj>::operator->() const { return static_cast<psContObj*>(access()); }
+
+const char* pstHandle<psContObj>::name() const {
+  SessionCore* const session = SessionCore::current();
+  const CatalogEntry* const entry =
+      session != nullptr && session->mode() != pscNoOpen ? session->catalog().find(id_) : nullptr;
+  return entry != nullptr && !entry->name.empty() ? entry->name.c_str() : nullptr;
+}
+
+int pstHandle<psContObj>::refreshOpen(psMode mode, unsigned char* flag, unsigned char notOpen) const {
+  SessionCore* const session = SessionCore::current();
+  if (flag != nullptr) *flag = 0;
+  if (session == nullptr || session->mode() == pscNoOpen) return open(pscRead);
+  bool changed = false;
+  if (session->catalog().find(id_, &changed) == nullptr) return 0;
+  if (flag != nullptr) *flag = changed ? 1 : 0;
+  return open(notOpen != 0 ? pscNoOpen : mode);
+}
+
+void pstHandle<psContObj>::containedIn(pstHandle<psDBObj>& database) const {
+  database = pstHandle<psDBObj>(psId(id_.get_DB(), 0, 0, 0));
+}
+
+pstHandle<psDBObj>::pstHandle(const psDBObj* database) : pstHandle<psObj>(database) {}
+psDBObj* pstHandle<psDBObj>::operator->() const { return static_cast<psDBObj*>(access()); }
+
+const char* pstHandle<psDBObj>::name() const {
+  SessionCore* const session = SessionCore::current();
+  const CatalogEntry* const entry =
+      session != nullptr && session->mode() != pscNoOpen ? session->catalog().find(id_) : nullptr;
+  return entry != nullptr ? entry->name.c_str() : nullptr;
+}
+
+void pstHandle<psDBObj>::containedIn(pstHandle<psFDObj>& federation) const {
+  federation = pstHandle<psFDObj>(ps::detail::Catalog::federationId());
+}
+
+bool pstHandle<psDBObj>::exist(const pstHandle<psFDObj>& federation, const char* name, psMode mode) {
+  SessionCore* const session = SessionCore::required();
+  if (session == nullptr || session->mode() == pscNoOpen || federation.oid() != ps::detail::Catalog::federationId())
+    return false;
+  const CatalogEntry* const found = session->catalog().databaseNamed(name);
+  if (found == nullptr) return false;
+  assign(found->id());
+  open(mode);
+  return true;
+}

@@ -1,0 +1,174 @@
+#pragma once
+
+#include "store/pstRef.h"
+
+class psContObj;
+class psDBObj;
+class psFDObj;
+class psGCContObj;
+
+// The class whose handle pstHandle<T> derives from: T's own base, found in the class itself, except for classes whose
+// handles are needed before the class is known.
+template <class T>
+struct pstHandleBaseOf {
+  using type = typename T::psBase;
+};
+
+// A transient handle to an object of class T. Handles follow the class tree, so that a handle to a class serves,
+// without a copy, where one to a base is wanted.
+//
+// Outside a transaction, and where the store or the session's guard refuses, a handle does not open: open gives 0 and
+// operator-> null.
+template <>
+class PS_API pstHandle<psObj> : public psHandleBase {
+ public:
+  pstHandle() = default;
+  pstHandle(const psId& id) : psHandleBase(id) {}
+  pstHandle(const psRefBase& reference) : psHandleBase(reference.oid()) {}
+  // An open handle to an object of known address.
+  pstHandle(const psObj* object) : psHandleBase(object) {}
+  pstHandle(const d_Ref_Any& any) : psHandleBase(any.oid()) {}
+
+  psObj* operator->() const { return access(); }
+  psObj& operator*() const { return *access(); }
+
+  pstHandle<psContObj> containedIn() const;
+
+  // Makes a copy of the object, with copies of its arrays, near the given object (or in the given container), calls its
+  // psCopyInit and returns result, which names the copy and is open for update. result is null when the class does not
+  // allow copies or the store refuses.
+  pstHandle<psObj>& copy(const pstHandle<psObj>& near, pstHandle<psObj>& result) const;
+
+  // Moves the object near the given one: it gets a new identifier, which this handle then has; its names and keys
+  // follow it, references to the old identifier dangle. 1 on success; 0 when the class does not allow it or the store
+  // refuses, and then nothing has changed.
+  int move(const pstHandle<psObj>& near);
+
+  int lookupObj(const pstHandle<psObj>& scope, const char* name, psMode mode);
+  int lookupObj(const pstHandle<psObj>& scope, const psKey& key, psMode mode);
+};
+
+// Finds the object filed in scope (a database, container or object) under a name or key. It must be of class typeN or
+// of a subclass. 1 with result open in the mode; else 0 with result null.
+PS_API int pstLookupObj(unsigned int typeN, pstHandle<psObj>& result, const pstHandle<psObj>& scope, const char* name,
+                        psMode mode);
+PS_API int pstLookupObj(unsigned int typeN, pstHandle<psObj>& result, const pstHandle<psObj>& scope, const psKey& key,
+                        psMode mode);
+
+template <class T>
+class pstHandle : public pstHandle<typename pstHandleBaseOf<T>::type> {
+  using Base = pstHandle<typename pstHandleBaseOf<T>::type>;
+
+ public:
+  pstHandle() = default;
+  pstHandle(const psId& id) : Base(id) {}
+  pstHandle(const psRefBase& reference) : Base(reference) {}
+  pstHandle(const T* object) : Base(object) {}
+  pstHandle(const d_Ref_Any& any) : Base(any) {}
+  // Takes the object to be a T; nothing checks it.
+  pstHandle(const pstHandle<psObj>& object) : Base(object) {}
+
+  T* operator->() const { return static_cast<T*>(this->access()); }
+  T& operator*() const { return *static_cast<T*>(this->access()); }
+
+  using Base::copy;
+  pstHandle<T>& copy(const pstHandle<psObj>& near, pstHandle<T>& result) const {
+    pstHandle<psObj>::copy(near, result);
+    return result;
+  }
+  pstHandle<T> copy(const pstHandle<psObj>& near) const {
+    pstHandle<T> result;
+    pstHandle<psObj>::copy(near, result);
+    return result;
+  }
+
+  int lookupObj(const pstHandle<psObj>& scope, const char* name, psMode mode) {
+    return pstLookupObj(T::pstTypeN, *this, scope, name, mode);
+  }
+  int lookupObj(const pstHandle<psObj>& scope, const psKey& key, psMode mode) {
+    return pstLookupObj(T::pstTypeN, *this, scope, key, mode);
+  }
+};
+
+// A handle to a container.
+template <>
+class PS_API pstHandle<psContObj> : public pstHandle<psObj> {
+ public:
+  pstHandle() = default;
+  pstHandle(const psId& id) : pstHandle<psObj>(id) {}
+  pstHandle(const psRefBase& reference) : pstHandle<psObj>(reference) {}
+  pstHandle(const psContObj* container);
+  pstHandle(const d_Ref_Any& any) : pstHandle<psObj>(any) {}
+  pstHandle(const pstHandle<psObj>& container) : pstHandle<psObj>(container) {}
+
+  psContObj* operator->() const;
+  psContObj& operator*() const { return *operator->(); }
+
+  // The container's name; null for an unnamed one. The text lives as long as the container is open in a handle.
+  const char* name() const;
+
+  // Opens the container again in the mode, so that what other sessions committed before this transaction is seen. Sets
+  // *flag to 1 when the container was changed by another session since it was last read, else to 0. 1 on success, 0
+  // when the container is gone or refused. notOpen says that the mode is pscNoOpen.
+  int refreshOpen(psMode mode, unsigned char* flag, unsigned char notOpen) const;
+
+  // The database that holds the container.
+  void containedIn(pstHandle<psDBObj>& database) const;
+  using pstHandle<psObj>::containedIn;
+};
+
+// A handle to a database.
+template <>
+class PS_API pstHandle<psDBObj> : public pstHandle<psObj> {
+ public:
+  pstHandle() = default;
+  pstHandle(const psId& id) : pstHandle<psObj>(id) {}
+  pstHandle(const psRefBase& reference) : pstHandle<psObj>(reference) {}
+  pstHandle(const psDBObj* database);
+  pstHandle(const d_Ref_Any& any) : pstHandle<psObj>(any) {}
+  pstHandle(const pstHandle<psObj>& database) : pstHandle<psObj>(database) {}
+
+  psDBObj* operator->() const;
+  psDBObj& operator*() const { return *operator->(); }
+
+  // The database's name; the text lives as long as the database is open in a handle.
+  const char* name() const;
+
+  // Names the federation that holds the database.
+  void containedIn(pstHandle<psFDObj>& federation) const;
+
+  // Whether a database of that name exists in the federation; when it does, this handle names it, opened in the mode.
+  bool exist(const pstHandle<psFDObj>& federation, const char* name, psMode mode);
+};
+
+template <class T>
+pstHandle<psContObj> pstRef<T>::containedIn() const {
+  return pstHandle<psObj>(this->oid()).containedIn();
+}
+
+template <class T>
+void pstRef<T>::containedIn(pstHandle<psDBObj>& database) const {
+  containedIn().containedIn(database);
+}
+
+template <class T>
+int pstRef<T>::lookupObj(const pstHandle<psObj>& scope, const char* name, psMode mode) {
+  pstHandle<psObj> found;
+  const int status = pstLookupObj(T::pstTypeN, found, scope, name, mode);
+  *this = found;
+  return status;
+}
+
+template <class T>
+int pstRef<T>::lookupObj(const pstHandle<psObj>& scope, const psKey& key, psMode mode) {
+  pstHandle<psObj> found;
+  const int status = pstLookupObj(T::pstTypeN, found, scope, key, mode);
+  *this = found;
+  return status;
+}
+
+// Deletes the object: runs its destructor, on the object opened for update, then frees its place; names and keys of the
+// object go with it. A container is deleted with all that it holds, a database likewise, without any destructor. 1 on
+// success; 0 when it does not exist, is already being deleted, or cannot be opened for update. The handle keeps the
+// identifier and is closed. Memory that other handles have pinned stays readable until they let go.
+PS_API int psDelete(pstHandle<psObj>& object);

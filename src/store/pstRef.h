@@ -1,0 +1,45 @@
+#pragma once
+
+#include "store/d_Ref_Any.h"
+#include "store/psHandleBase.h"
+#include "store/psKey.h"
+#include "store/pstDeref.h"
+
+class psContObj;
+class psDBObj;
+
+// The class that pstRef<T> derives from. A reference to a class need not know the class, so that two classes can refer
+// to each other; the few whose references are results of covariant virtual operations say their base here.
+template <class T>
+struct pstRefBaseOf {
+  using type = psRefBase;
+};
+
+// A persistent reference to an object of class T: eight bytes, the object's identifier. It is the only form in which an
+// object of the store refers to another. It may outlive its object; isValid tells.
+template <class T>
+class pstRef : public pstRefBaseOf<T>::type {
+  using Base = typename pstRefBaseOf<T>::type;
+
+ public:
+  constexpr pstRef() = default;
+  constexpr pstRef(const psId& id) : Base(id) {}
+  pstRef(const psRefBase& reference) : Base(reference.oid()) {}
+  pstRef(const psHandleBase& handle) : Base(handle.oid()) {}
+  pstRef(const psObj* object) : Base(object != nullptr ? object->psOid() : psId()) {}
+  pstRef(const d_Ref_Any& any) : Base(any.oid()) {}
+
+  // Opens the object for reading and pins it until the end of the full expression. Null when refused: test an open
+  // first where that can be.
+  pstDeref<T> operator->() const { return pstDeref<T>(ps::detail::openForReading(this->oid())); }
+
+  // The container that holds the object; null for a null reference. Does not open the object.
+  pstHandle<psContObj> containedIn() const;
+  // The same for the database.
+  void containedIn(pstHandle<psDBObj>& database) const;
+
+  // Finds the object that is filed in scope under the name or key, when it is of class T or of a subclass, and opens it
+  // in the mode. 1 on success; on failure 0, and the reference is null.
+  int lookupObj(const pstHandle<psObj>& scope, const char* name, psMode mode);
+  int lookupObj(const pstHandle<psObj>& scope, const psKey& key, psMode mode);
+};

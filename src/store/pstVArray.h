@@ -1,0 +1,171 @@
+#pragma once
+
+#include <cstddef>
+#include <cstring>
+#include <type_traits>
+
+#include "store/cache/Frame.h"
+#include "store/psError.h"
+#include "store/psExport.h"
+#include "store/pstHandle.h"
+
+// The primitives of pstVArray. array is the address of the eight bytes that a pstVArray is: inside the store the
+// identifier of its storage, elsewhere the address of its heap block. Sizes are in elements and bytes; results are 1 or
+// 0.
+
+// Whether the address lies in the store's memory.
+PS_API int pstIsStorePers(const void* address);
+// Allocates zeroed storage for an array of the store that has none.
+PS_API int pstNewVArray(void* array, unsigned int n, unsigned int elementSize);
+// Changes the number of elements: new ones are zero; 0 frees the storage. The array must be open for update.
+PS_API int pstResizeVArray(void* array, unsigned int n, unsigned int elementSize);
+PS_API int pstResizeHeapVArray(void* array, unsigned int oldN, unsigned int newN, unsigned int elementSize);
+// The first element of an array of the store; null when it has no storage or that cannot be read.
+PS_API void* pstOpenVArray(const void* array);
+// Opens the storage for update, and with it the object that the array is part of, since its eight bytes or the fields
+// beside it may change too.
+PS_API int pstUpdateVArray(void* array);
+// Frees the storage, in the store or on the heap.
+PS_API void pstDeleteVArray(void* array);
+PS_API void* pstMalloc(unsigned int size);
+PS_API void pstFree(void* memory);
+
+// The dummy element that a failed element access yields: 64 zero bytes, made zero again each time they are handed out.
+PS_API extern void* const povDummyArrayPtr;
+
+namespace ps::detail {
+
+// Room for the element count before the elements of a heap array, keeping them aligned.
+constexpr std::size_t heapArrayHeader = 16;
+
+// Tells the type manager of an array under construction, in case it belongs to a prototype.
+PS_API void noteArrayConstruction(const void* array);
+
+PS_API void signalArrayBound(unsigned int size, unsigned int index);
+PS_API void signalArrayUpdate();
+PS_API void* cleanDummyElement();
+
+}  // namespace ps::detail
+
+// A variable-size array of flat elements (numbers, references) inside a persistent object; outside the store, an
+// ordinary heap array. It occupies eight bytes of its object; the elements lie in storage of their own, in the same
+// container, which goes when the object does.
+//
+// An array is read wherever its object is open. Before elements are written, update() must have given 1; resize and
+// extend do that themselves. The address of an element is good until the array is resized, and at least until 256
+// further pages have been loaded; a handle to the array's object does not pin the storage.
+template <class T>
+class pstVArray {
+  static_assert(std::is_trivially_copyable_v<T>, "elements are stored as their bytes");
+  static_assert(alignof(T) <= 16, "storage is aligned to 16 bytes");
+
+ public:
+  pstVArray() { ps::detail::noteArrayConstruction(this); }
+
+  // An array of n zero elements (null references). It is empty when the store cannot allocate.
+  explicit pstVArray(unsigned int n) {
+    pehSessionDataGetFunction()->operation = "psVArray(type)::psVArrayStructor(type)(<initSize>)";
+    if (isPersistent()) {
+      pstNewVArray(this, n, sizeof(T));
+    } else {
+      pstResizeHeapVArray(this, 0, n, sizeof(T));
+    }
+  }
+  pstVArray(const pstVArray&) = delete;
+  pstVArray& operator=(const pstVArray&) = delete;
+  ~pstVArray() {
+    if (word_ == 0) return;
+    pehSessionDataGetFunction()->operation = "psVArray(type)::~psVArrayStructor(type)()";
+    pstDeleteVArray(this);
+  }
+
+  // 0 for an array never allocated, and for one whose storage cannot be read.
+  unsigned int size() const {
+    if (word_ == 0) return 0;
+    if (isPersistent()) {
+      const void* const storage = ps::detail::residentStorage(storageId());
+      return storage != nullptr ? ps::detail::headerOf(storage)->size / static_cast<unsigned int>(sizeof(T)) : 0;
+    }
+    unsigned int n = 0;
+    std::memcpy(&n, heapBlock(), sizeof n);
+    return n;
+  }
+
+  // 1 when the array now has n elements.
+  int resize(unsigned int n) {
+    pehSessionDataGetFunction()->operation = "psVArray(type)::resize()";
+    return resizeTo(n);
+  }
+
+  // Appends a copy of value, which may be an element of this array; 1 on success.
+  int extend(const T& value) {
+    pehSessionDataGetFunction()->operation = "psVArray(type)::extend()";
+    const T copy = value;
+    const unsigned int n = size();
+    if (resizeTo(n + 1) != 1) return 0;
+    *elem(n) = copy;
+    return 1;
+  }
+
+  // The address of element i, unchecked.
+  T* elem(unsigned int i) const { return head() + i; }
+
+  // Element i, checked: a wrong index is signalled and yields the dummy element.
+  T& operator[](unsigned int i) {
+    pehSessionDataGetFunction()->operation = "psVArray(type)::operator[]";
+    return isWithin(i) ? *elem(i) : *static_cast<T*>(ps::detail::cleanDummyElement());
+  }
+  const T& operator[](unsigned int i) const { return const_cast<pstVArray*>(this)->operator[](i); }
+
+  // Stores value at i, checked; opens the array for update first. 1 on success.
+  int iset(unsigned int i, const T& value) {
+    pehSessionDataGetFunction()->operation = "psVArray(type)::set()";
+    const T copy = value;
+    if (!isWithin(i) || update() != 1) return 0;
+    *elem(i) = copy;
+    return 1;
+  }
+
+  // Opens the array for update, together with the object that it is part of: 1 on success or when it lives on the heap;
+  // 0, with psteUpdateVArray signalled, when the store refuses.
+  int update() {
+    if (!isPersistent()) return 1;
+    if (pstUpdateVArray(this) == 1) return 1;
+    ps::detail::signalArrayUpdate();
+    return 0;
+  }
+
+  // The first element; null for an array never allocated.
+  T* head() const {
+    if (word_ == 0) return nullptr;
+    if (isPersistent()) return static_cast<T*>(ps::detail::residentStorage(storageId()));
+    return reinterpret_cast<T*>(heapBlock() + ps::detail::heapArrayHeader);
+  }
+
+ private:
+  bool isPersistent() const { return ps::detail::isInArena(this); }
+
+  psId storageId() const {
+    psId id;
+    std::memcpy(static_cast<void*>(&id), &word_, sizeof id);
+    return id;
+  }
+  char* heapBlock() const { return reinterpret_cast<char*>(static_cast<std::uintptr_t>(word_)); }
+
+  int resizeTo(unsigned int n) {
+    if (update() != 1) return 0;
+    const unsigned int old = size();
+    if (n == old) return 1;
+    return isPersistent() ? pstResizeVArray(this, n, sizeof(T)) : pstResizeHeapVArray(this, old, n, sizeof(T));
+  }
+
+  bool isWithin(unsigned int i) const {
+    const unsigned int n = size();
+    if (PS_LIKELY(i < n)) return true;
+    ps::detail::signalArrayBound(n, i);
+    psThrowException(pehSessionDataGetFunction());
+    return false;
+  }
+
+  std::uint64_t word_ = 0;
+};

@@ -1,0 +1,115 @@
+#include "tree/Compaction.h"
+
+#include <algorithm>
+#include <vector>
+
+#include "tree/NodeEdit.h"
+#include "tree/NodeKind.h"
+#include "tree/NodeLinks.h"
+#include "tree/NodeRemoval.h"
+
+namespace ps::detail {
+
+namespace {
+
+using Children = std::vector<pstHandle<psBTree>>;
+
+// The children that the first n entries of a node stand for, open for update; none in a leaf. False when one is
+// refused.
+bool openChildren(const psBTree& node, const NodeEdit& entries, int n, Children& children) {
+  for (int i = 0; !entries.isLeaf() && i < n; ++i) {
+    const pstHandle<psBTree>& child = children.emplace_back(childAt(entries[i], node));
+    if (child.isNull() || child.open(pscUpdate) != 1) return false;
+  }
+  return true;
+}
+
+void adopt(const Children& children, const pstHandle<psBTree>& parent) {
+  for (const pstHandle<psBTree>& child : children) NodeKind::of(*child)->setParent(*child, parent);
+}
+
+// Moves as many entries as there is room for from a node to its left neighbour, all at once or not at all. When none is
+// left the node goes. False, with nothing changed, when something could not be opened.
+bool fill(const pstHandle<psBTree>& left, const pstHandle<psBTree>& right) {
+  NodeEdit to(*left);
+  NodeEdit from(*right);
+  if (!to.isOpen() || !from.isOpen() || from.count() == 0) return false;
+  const int n = std::min(to.capacity() - to.count(), from.count());
+  Children children;
+  if (!openChildren(*right, from, n, children)) return false;
+
+  NodeRemoval ancestors;
+  const psId name = from.isLeaf() ? right.oid() : from[0].oid();
+  if (n == from.count()) {
+    if (!ancestors.planRemoval(right, name)) return false;
+  } else if (from.isLeaf()) {
+    // The last thing that can be refused, and the first that is written.
+    if (right->first(pstHandle<psObj>(from[n])) != 1) return false;
+  } else if (!ancestors.planLow(*right, name, from[n])) {
+    return false;
+  }
+
+  to.append(from, 0, n);
+  from.erase(0, n);
+  adopt(children, left);
+  ancestors.carryOut();
+  return true;
+}
+
+// Packs one level, from its leftmost node on.
+bool packLevel(pstHandle<psBTree> node) {
+  for (;;) {
+    const NodeAnswer right = nextNode(*node);
+    if (right.failed) return false;
+    if (right.node.isNull()) return true;
+    const ArrayView entries(NodeAccess::elements(*node));
+    if (!entries.isOpen()) return false;
+    if (entries.isFull()) {
+      node = right.node;
+    } else if (!fill(node, right.node)) {
+      return false;
+    }
+  }
+}
+
+// Puts the entries of the root's only child in its place. False when the root has other children or a leaf below it, or
+// when something could not be opened.
+bool lowerRoot(psBTree& root) {
+  if (heightOf(root) < 3) return false;
+  const pstHandle<psBTree> self = handleTo(root);
+  NodeEdit top(root);
+  if (!top.isOpen() || top.count() != 1) return false;
+  const pstHandle<psBTree> child = childAt(top[0], root);
+  if (child.isNull()) return false;
+  Children grandchildren;
+  NodeRemoval removal;
+  NodeEdit entries(*child);
+  if (!entries.isOpen() || entries.count() > top.capacity() ||
+      !openChildren(*child, entries, entries.count(), grandchildren) || !removal.planDeletion(child)) {
+    return false;
+  }
+  top.erase(0);
+  top.append(entries, 0, entries.count());
+  adopt(grandchildren, self);
+  removal.carryOut();
+  return true;
+}
+
+}  // namespace
+
+bool packLeaves(const psBTree& root) {
+  const NodeAnswer low = leftmostLeaf(root);
+  return !low.failed && packLevel(low.node);
+}
+
+void packInterior(psBTree& root) {
+  const NodeAnswer low = leftmostLeaf(root);
+  if (low.failed) return;
+  for (pstHandle<psBTree> level = low.node->parent(); !level.isNull(); level = level->parent()) {
+    if (!isReadable(level) || !packLevel(level)) return;
+  }
+  while (lowerRoot(root)) {
+  }
+}
+
+}  // namespace ps::detail

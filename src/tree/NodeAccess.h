@@ -1,0 +1,19 @@
+#pragma once
+
+#include "tree/psBTree.h"
+
+namespace ps::detail {
+
+// The fields of a node, for the algorithms of the trees and for what checks them. Nothing is opened here: the node must
+// be open, and for the setters open for update.
+class NodeAccess {
+ public:
+  static const pstRef<psUnsortedArray>& elements(const psBTree& node) { return node.elements_; }
+  // Null in interior nodes. In sorted trees the leaf's lowest element, in lists the leaf itself.
+  static const pstRef<psObj>& first(const psBTree& node) { return node.first_; }
+
+  static void setElements(psBTree& node, const pstRef<psUnsortedArray>& elements) { node.elements_ = elements; }
+  static void setFirst(psBTree& node, const pstRef<psObj>& first) { node.first_ = first; }
+};
+
+}  // namespace ps::detail

@@ -1,0 +1,67 @@
+#pragma once
+
+#include <algorithm>
+#include <optional>
+
+#include "arrays/ArrayEdit.h"
+#include "tree/NodeAccess.h"
+
+namespace ps::detail {
+
+// The entries of a node, open for update: its elements, and in a leaf of a map the values beside them, which every
+// operation keeps in step. Once isOpen() is true, nothing that is done through the edit can be refused.
+class NodeEdit {
+ public:
+  explicit NodeEdit(const psBTree& node) : elements_(NodeAccess::elements(node)) {
+    if (!elements_.isOpen()) return;
+    isLeaf_ = !NodeAccess::first(node).isNull() || elements_.count() == 0;
+    const pstRef<psUnsortedArray> values = isLeaf_ ? node.values() : pstRef<psUnsortedArray>();
+    if (!values.isNull()) values_.emplace(values);
+  }
+
+  bool isOpen() const {
+    return elements_.isOpen() && (!values_ || (values_->isOpen() && values_->count() == elements_.count()));
+  }
+
+  bool isLeaf() const { return isLeaf_; }
+  bool hasValues() const { return values_.has_value(); }
+  int count() const { return elements_.count(); }
+  int capacity() const { return values_ ? std::min(elements_.capacity(), values_->capacity()) : elements_.capacity(); }
+  bool isFull() const { return elements_.isFull(); }
+  const pstRef<psObj>& operator[](int i) const { return elements_[i]; }
+  int find(const psId& object) const { return elements_.find(object); }
+
+  void insert(int i, const pstRef<psObj>& element, const pstRef<psObj>& value = pstRef<psObj>()) {
+    elements_.insert(i, element);
+    if (values_) values_->insert(i, value);
+  }
+
+  // Takes out n entries from i on.
+  void erase(int i, int n = 1) {
+    elements_.erase(i, n);
+    if (values_) values_->erase(i, n);
+  }
+
+  // Leaves the first n entries.
+  void truncate(int n) { erase(n, count() - n); }
+
+  // Empties the node, whose entries stand for children from now on.
+  void becomeInterior() {
+    truncate(0);
+    values_.reset();
+    isLeaf_ = false;
+  }
+
+  // Appends n entries of another node, from i on; they stay in that as well.
+  void append(const NodeEdit& source, int i, int n) {
+    elements_.append(source.elements_, i, n);
+    if (values_) values_->append(*source.values_, i, n);
+  }
+
+ private:
+  ArrayEdit elements_;
+  std::optional<ArrayEdit> values_;
+  bool isLeaf_ = false;
+};
+
+}  // namespace ps::detail

@@ -1,0 +1,102 @@
+#include "tree/NodeLinks.h"
+
+namespace ps::detail {
+
+namespace {
+
+const NodeAnswer nowhere;
+const NodeAnswer unknown{pstHandle<psBTree>(), true};
+
+NodeAnswer opened(const pstHandle<psBTree>& node) { return isReadable(node) ? NodeAnswer{node, false} : unknown; }
+
+bool isMarkedLeaf(const psBTree& node) { return !NodeAccess::first(node).isNull(); }
+
+}  // namespace
+
+pstHandle<psBTree> climbBelow(pstHandle<psBTree> node, const psId& ancestor, int* levels) {
+  while (isReadable(node)) {
+    pstHandle<psBTree> above = node->parent();
+    if (above.isNull() || above == ancestor) return node;
+    node = std::move(above);
+    if (levels != nullptr) ++*levels;
+  }
+  return pstHandle<psBTree>();
+}
+
+pstHandle<psBTree> childAt(const pstRef<psObj>& entry, const psBTree& ancestor) {
+  const psId id = ancestor.psOid();
+  pstHandle<psBTree> child = climbBelow(pstHandle<psBTree>(entry), id);
+  return !child.isNull() && child->parent() == id ? child : pstHandle<psBTree>();
+}
+
+pstHandle<psBTree> rootOf(const psBTree& node) { return climbBelow(handleTo(node), psId()); }
+
+NodeAnswer leftmostLeaf(const psBTree& node) {
+  if (isMarkedLeaf(node)) return opened(handleTo(node));
+  const ArrayView entries(NodeAccess::elements(node));
+  if (!entries.isOpen()) return unknown;
+  return opened(entries.count() == 0 ? handleTo(node) : pstHandle<psBTree>(entries[0]));
+}
+
+NodeAnswer rightmostLeaf(const psBTree& node) {
+  pstHandle<psBTree> at = handleTo(node);
+  while (isReadable(at)) {
+    if (isMarkedLeaf(*at)) return {at, false};
+    const ArrayView entries(NodeAccess::elements(*at));
+    if (!entries.isOpen()) return unknown;
+    if (entries.count() == 0) return {at, false};
+    at = childAt(entries.last(), *at);
+  }
+  return unknown;
+}
+
+NodeAnswer nextNode(const psBTree& node) {
+  // Up to the first ancestor in which something follows. All the nodes passed have the same leftmost leaf until one is
+  // not the first of its siblings; height counts how far down from there the answer lies.
+  const NodeAnswer low = leftmostLeaf(node);
+  if (low.failed) return unknown;
+  int height = 0;
+  if (climbBelow(low.node, node.parent().oid(), &height).isNull()) return unknown;
+
+  psId lowest = low.node.oid();
+  for (pstHandle<psBTree> above = node.parent(); !above.isNull(); above = above->parent()) {
+    if (!isReadable(above)) return unknown;
+    const ArrayView entries(NodeAccess::elements(*above));
+    const int i = entries.find(lowest);
+    if (i < 0) return unknown;
+    if (i + 1 < entries.count()) {
+      pstHandle<psBTree> next(entries[i + 1]);
+      for (; height > 0; --height) {
+        if (!isReadable(next)) return unknown;
+        next = next->parent();
+      }
+      return opened(next);
+    }
+    lowest = entries[0].oid();
+  }
+  return nowhere;
+}
+
+NodeAnswer previousLeaf(const psBTree& node) {
+  const NodeAnswer low = leftmostLeaf(node);
+  if (low.failed) return unknown;
+  for (pstHandle<psBTree> above = node.parent(); !above.isNull(); above = above->parent()) {
+    if (!isReadable(above)) return unknown;
+    const ArrayView entries(NodeAccess::elements(*above));
+    const int i = entries.find(low.node.oid());
+    if (i < 0) return unknown;
+    if (i > 0) {
+      const pstHandle<psBTree> child = childAt(entries[i - 1], *above);
+      return child.isNull() ? unknown : rightmostLeaf(*child);
+    }
+  }
+  return nowhere;
+}
+
+int heightOf(const psBTree& node) {
+  const NodeAnswer low = leftmostLeaf(node);
+  int levels = 1;
+  return low.failed || climbBelow(low.node, node.parent().oid(), &levels).isNull() ? 0 : levels;
+}
+
+}  // namespace ps::detail

@@ -1,0 +1,53 @@
+#pragma once
+
+#include "arrays/ArrayView.h"
+#include "tree/NodeAccess.h"
+
+// How nodes hang together, told once for all classes of nodes.
+namespace ps::detail {
+
+// A node looked for. Nothing there and something that could not be opened are different answers.
+struct NodeAnswer {
+  pstHandle<psBTree> node;  // open for reading; null when there is none, or when the answer could not be found out
+  bool failed = false;
+};
+
+// Opens the handle for reading unless it is open. A handle that is open is not opened again, so nothing can be refused.
+// A null handle is not readable.
+inline bool isReadable(const pstHandle<psBTree>& node) { return !node.isNull() && node.operator->() != nullptr; }
+
+inline pstHandle<psBTree> handleTo(const psBTree& node) { return pstHandle<psBTree>(&node); }
+
+// Climbs to the node whose parent is ancestor; to the root when ancestor is not above. Null when a node cannot be
+// opened. levels counts the nodes climbed to.
+pstHandle<psBTree> climbBelow(pstHandle<psBTree> node, const psId& ancestor, int* levels = nullptr);
+
+// The child that an entry of ancestor stands for, open for reading; null when it cannot be reached.
+pstHandle<psBTree> childAt(const pstRef<psObj>& entry, const psBTree& ancestor);
+
+// The root of the node's tree, open for reading; null when a node on the way cannot be opened.
+pstHandle<psBTree> rootOf(const psBTree& node);
+
+NodeAnswer leftmostLeaf(const psBTree& node);
+NodeAnswer rightmostLeaf(const psBTree& node);
+NodeAnswer nextNode(const psBTree& node);
+NodeAnswer previousLeaf(const psBTree& node);
+
+// Number of levels from the node down to its leaves, itself included; 0 when it cannot be found out.
+int heightOf(const psBTree& node);
+
+// Calls visit(leaf, elements) for the tree's leaves from left to right until it returns false. False when a leaf could not
+// be read.
+template <class Visit>
+bool visitLeaves(const psBTree& tree, Visit visit) {
+  NodeAnswer leaf = leftmostLeaf(tree);
+  while (!leaf.node.isNull()) {
+    const ArrayView elements(NodeAccess::elements(*leaf.node));
+    if (!elements.isOpen()) return false;
+    if (!visit(leaf.node, elements)) return true;
+    leaf = nextNode(*leaf.node);
+  }
+  return !leaf.failed;
+}
+
+}  // namespace ps::detail

@@ -1,0 +1,117 @@
+#include "tree/NodeRemoval.h"
+
+#include "tree/NodeLinks.h"
+
+namespace ps::detail {
+
+namespace {
+
+// Null needs no opening.
+bool openForDeletion(const pstHandle<psObj>& object) { return object.isNull() || object.open(pscUpdate) == 1; }
+
+void deleteOpened(pstHandle<psObj>& object) {
+  if (!object.isNull()) psDelete(object);
+}
+
+}  // namespace
+
+NodeRemoval::Change::Change(const psBTree& node) : entries(NodeAccess::elements(node)) {}
+
+NodeRemoval::Change* NodeRemoval::changeOf(const psBTree& node, const psId& entry) {
+  Change& change = changes_.emplace_back(node);
+  if (!change.entries.isOpen()) return nullptr;
+  change.index = change.entries.find(entry);
+  return change.index >= 0 ? &change : nullptr;
+}
+
+bool NodeRemoval::planDeletion(const pstHandle<psBTree>& node) {
+  Doomed& doomed = doomed_.emplace_back();
+  doomed.node = node;
+  if (!openForDeletion(doomed.node)) return false;
+  doomed.elements = NodeAccess::elements(*doomed.node);
+  doomed.values = doomed.node->values();
+  return openForDeletion(doomed.elements) && openForDeletion(doomed.values) && containers_.secure(doomed.node) &&
+         containers_.secure(doomed.elements) && containers_.secure(doomed.values);
+}
+
+bool NodeRemoval::planRemoval(pstHandle<psBTree> node, const psId& entry) {
+  for (;;) {
+    if (!planDeletion(node)) return false;
+    const pstHandle<psBTree> above = node->parent();
+    if (!isReadable(above)) return false;
+    const ArrayView siblings(NodeAccess::elements(*above));
+    if (!siblings.isOpen()) return false;
+    if (siblings.count() == 1 && siblings[0] == entry && !above->parent().isNull()) {
+      node = above;  // left empty, it goes as well; its own parent names it by the same leaf
+      continue;
+    }
+    const Change* const change = changeOf(*above, entry);
+    if (change == nullptr) return false;
+    return change->index > 0 || siblings.count() == 1 || planLow(*above, entry, siblings[1]);
+  }
+}
+
+bool NodeRemoval::planLow(const psBTree& node, const psId& oldLow, const pstRef<psObj>& newLow) {
+  for (pstHandle<psBTree> above = node.parent(); !above.isNull(); above = above->parent()) {
+    if (!isReadable(above)) return false;
+    Change* const change = changeOf(*above, oldLow);
+    if (change == nullptr) return false;
+    change->replacement = newLow;
+    if (change->index > 0) break;
+  }
+  return true;
+}
+
+void NodeRemoval::carryOut() {
+  for (Change& change : changes_) {
+    if (change.replacement) {
+      change.entries.put(change.index, *change.replacement);
+    } else {
+      change.entries.erase(change.index);
+    }
+  }
+  // The handles are open for update already, so these deletions are not asked about; the node's destructor finds
+  // nothing left to delete.
+  for (Doomed& doomed : doomed_) {
+    deleteOpened(doomed.elements);
+    deleteOpened(doomed.values);
+    deleteOpened(doomed.node);
+  }
+  containers_.release();
+}
+
+bool removeNode(const pstHandle<psBTree>& node, const pstHandle<psBTree>& entry) {
+  if (!isReadable(node)) return false;
+  const bool isLeaf = !NodeAccess::first(*node).isNull();
+  const ArrayView entries(NodeAccess::elements(*node));
+  if (!entries.isOpen() || (entries.count() > 0 && !isLeaf)) return false;
+  NodeRemoval removal;
+  if (!removal.planRemoval(node, entry.oid())) return false;
+  removal.carryOut();
+  return true;
+}
+
+bool deleteEmptyNode(const pstHandle<psBTree>& node) {
+  if (!isReadable(node)) return false;
+  const ArrayView entries(NodeAccess::elements(*node));
+  if (!entries.isOpen() || entries.count() > 0) return false;
+  NodeRemoval removal;
+  if (!removal.planDeletion(node)) return false;
+  removal.carryOut();
+  return true;
+}
+
+bool repairLow(const psBTree& node, const pstHandle<psBTree>& oldLow) {
+  NodeRemoval removal;
+  {
+    const ArrayView entries(NodeAccess::elements(node));
+    if (!entries.isOpen()) return false;
+    const bool planned = entries.count() == 0 ? removal.planRemoval(handleTo(node), oldLow.oid())
+                                              : removal.planLow(node, oldLow.oid(), entries[0]);
+    if (!planned) return false;
+  }
+  removal.carryOut();
+  return true;
+}
+
+}  // namespace ps::detail

@@ -1,0 +1,165 @@
+#include "tree/NodeSplit.h"
+
+#include <optional>
+#include <vector>
+
+#include "tree/NodeEdit.h"
+#include "tree/NodeLinks.h"
+
+namespace ps::detail {
+
+namespace {
+
+// A full node about to be split, with all that leaves it: open for update.
+class SplitSource {
+ public:
+  explicit SplitSource(const psBTree& node) : node_(node), entries_(node) {}
+
+  // Opens the children that the entries from `moved` on stand for. False when something is refused, or when the node is
+  // not full or has nothing to move.
+  bool open(int moved) {
+    if (!entries_.isOpen() || !entries_.isFull() || moved >= entries_.count()) return false;
+    firstChild_ = moved;
+    for (int i = moved; !entries_.isLeaf() && i < entries_.count(); ++i) {
+      const pstHandle<psBTree>& child = children_.emplace_back(childAt(entries_[i], node_));
+      if (child.isNull() || child.open(pscUpdate) != 1) return false;
+    }
+    return true;
+  }
+
+  NodeEdit& entries() { return entries_; }
+  psBTree& child(int i) { return *children_[static_cast<std::size_t>(i - firstChild_)]; }
+
+  // What the node is named by in its parent.
+  psId name() const { return entries_.isLeaf() ? node_.psOid() : entries_[0].oid(); }
+
+ private:
+  const psBTree& node_;
+  NodeEdit entries_;
+  std::vector<pstHandle<psBTree>> children_;  // none in a leaf
+  int firstChild_ = 0;
+};
+
+// A node made for a split. It is deleted again, with its arrays and the containers that this leaves empty, unless the
+// split comes to keep it. Its handles are made from addresses, so that neither use nor deletion opens anything but the
+// edits.
+class NewNode {
+ public:
+  explicit NewNode(const NodeKind& kind) : kind_(kind) {}
+  NewNode(const NewNode&) = delete;
+  NewNode& operator=(const NewNode&) = delete;
+  ~NewNode() {
+    if (!kept_) discard();
+  }
+
+  // Makes a node that can take over from source.
+  bool create(const pstHandle<psTreeAdmin>& admin, const psBTree& parent, const NodeEdit& source) {
+    const pstRef<psContObj> nodePlace = admin->provideNodeContainer();
+    if (nodePlace.isNull()) return false;
+    const pstRef<psContObj> arrayPlace = admin->provideVArrayContainer();
+    if (arrayPlace.isNull()) return false;
+    elements_ = kind_.createElements(arrayPlace, source.capacity());
+    if (elements_.isNull()) return false;
+    if (source.hasValues()) {
+      values_ = pstHandle<psUnsortedArray>(new (elements_) psUnsortedArray(source.capacity()));
+      if (values_.isNull()) return false;
+    }
+    node_ = kind_.createNode(nodePlace, {parent.psOid(), elements_, values_});
+    if (node_.isNull()) return false;
+    entries_.emplace(*node_);
+    return entries_->isOpen() && entries_->capacity() >= source.capacity();
+  }
+
+  // Takes over the entries from begin to end, which source then gives up; nothing in it can be refused.
+  void take(SplitSource& source, int begin, int end) {
+    kept_ = true;
+    const NodeEdit& entries = source.entries();
+    entries_->append(entries, begin, end - begin);
+    if (entries.isLeaf()) {
+      NodeAccess::setFirst(*node_, kind_.leafMark(*node_, entries[begin]));
+    } else {
+      for (int i = begin; i < end; ++i) kind_.setParent(source.child(i), node_);
+    }
+    name_ = entries.isLeaf() ? pstRef<psObj>(node_) : entries[begin];
+  }
+
+  // What the parent names the node by.
+  const pstRef<psObj>& name() const { return name_; }
+
+ private:
+  void discard() {
+    entries_.reset();
+    pstHandle<psObj>* const parts[] = {&elements_, &values_, &node_};
+    for (pstHandle<psObj>* const part : parts) {
+      if (part->isNull()) continue;
+      pstHandle<psContObj> container = part->containedIn();
+      psDelete(*part);
+      psAdmin::deleteIfEmptyUnnamedNonGC(container);
+    }
+  }
+
+  const NodeKind& kind_;
+  pstHandle<psUnsortedArray> elements_;
+  pstHandle<psUnsortedArray> values_;
+  pstHandle<psBTree> node_;
+  std::optional<NodeEdit> entries_;
+  pstRef<psObj> name_;
+  bool kept_ = false;
+};
+
+// The administrator of the node's tree, open for reading; null when something cannot be opened.
+pstHandle<psTreeAdmin> administratorOf(const psBTree& node) {
+  const pstHandle<psBTree> root = rootOf(node);
+  if (root.isNull()) return pstHandle<psTreeAdmin>();
+  pstHandle<psTreeAdmin> admin(root->admin());
+  return !admin.isNull() && admin.open(pscRead) == 1 ? admin : pstHandle<psTreeAdmin>();
+}
+
+}  // namespace
+
+int splitRoot(psBTree& root, int kept, const NodeKind& kind) {
+  const pstHandle<psBTree> self = handleTo(root);
+  SplitSource source(root);
+  NodeEdit& entries = source.entries();
+  if (kept < 1 || !source.open(0) || kept >= entries.count() || self.open(pscUpdate) != 1) return 0;
+  const pstHandle<psTreeAdmin> admin = administratorOf(root);
+  if (admin.isNull()) return 0;
+  NewNode left(kind);
+  NewNode right(kind);
+  if (!left.create(admin, root, entries) || !right.create(admin, root, entries)) return 0;
+
+  left.take(source, 0, kept);
+  right.take(source, kept, entries.count());
+  NodeAccess::setFirst(root, pstRef<psObj>());
+  entries.becomeInterior();
+  entries.insert(0, left.name());
+  entries.insert(1, right.name());
+  return 1;
+}
+
+int splitNode(psBTree& node, int kept, const NodeKind& kind) {
+  const pstHandle<psBTree> self = handleTo(node);
+  const pstHandle<psBTree> parent = node.parent();
+  if (kept < 1 || !isReadable(parent)) return 0;
+  const ArrayView above(NodeAccess::elements(*parent));
+  if (!above.isOpen()) return 0;
+  if (above.isFull()) return parent->full(0);
+
+  SplitSource source(node);
+  NodeEdit& entries = source.entries();
+  NodeEdit siblings(*parent);
+  if (!source.open(kept) || !siblings.isOpen()) return 0;
+  const int place = siblings.find(source.name());
+  if (place < 0) return 0;
+  const pstHandle<psTreeAdmin> admin = administratorOf(node);
+  if (admin.isNull()) return 0;
+  NewNode sibling(kind);
+  if (!sibling.create(admin, *parent, entries)) return 0;
+
+  sibling.take(source, kept, entries.count());
+  entries.truncate(kept);
+  siblings.insert(place + 1, sibling.name());
+  return 1;
+}
+
+}  // namespace ps::detail

@@ -1,0 +1,17 @@
+#pragma once
+
+#include "tree/NodeKind.h"
+
+// Splits, told once for all classes of nodes. Both open everything that they will write, and make the new nodes, before
+// the first entry moves; a new node that cannot be used after all is deleted again.
+namespace ps::detail {
+
+// Pushes the entries of a full root down into two new nodes: the first `kept` into the left one. 1; 0 with nothing
+// changed.
+int splitRoot(psBTree& root, int kept, const NodeKind& kind);
+
+// Moves the entries of a full node behind the first `kept` into a new node right of it. When the parent is full, splits
+// the parent instead. 1; 0 with nothing changed.
+int splitNode(psBTree& node, int kept, const NodeKind& kind);
+
+}  // namespace ps::detail

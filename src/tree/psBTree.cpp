@@ -1,0 +1,193 @@
+#include "tree/psBTree.h"
+
+#include <memory>
+
+#include "core/RefusalWatch.h"
+#include "core/psCollectionIterator.h"
+#include "tree/Compaction.h"
+#include "tree/ContainerRefresh.h"
+#include "tree/NodeKind.h"
+#include "tree/NodeLinks.h"
+#include "tree/NodeSplit.h"
+#include "tree/TreePosition.h"
+#include "tree/psTreeIterator.h"
+
+using ps::detail::ArrayView;
+using ps::detail::CallbackProbe;
+using ps::detail::HandleProbe;
+using ps::detail::JavaProbe;
+using ps::detail::KeyProbe;
+using ps::detail::NodeAnswer;
+using ps::detail::RawProbe;
+
+namespace {
+
+const pstProcessInitTermClass processInitTerm;
+
+// Where this very object is, in the leaf where it belongs.
+struct Occurrence {
+  pstHandle<psBTree> leaf;
+  int index = -1;
+};
+
+Occurrence findObject(const psBTree& tree, const pstHandle<psObj>& element) {
+  HandleProbe probe(element, ps::detail::comparatorOf(tree));
+  Occurrence found;
+  found.leaf = ps::detail::leafFor(tree, probe);
+  if (!found.leaf.isNull()) found.index = ArrayView(ps::detail::NodeAccess::elements(*found.leaf)).find(element.oid());
+  return found;
+}
+
+}  // namespace
+
+psBTree::~psBTree() noexcept = default;
+
+bool psBTree::contains(const void*) const { return false; }
+
+bool psBTree::contains(const pstHandle<psObj>& element) const { return findObject(*this, element).index >= 0; }
+
+psCollectionIterator* psBTree::iterator() const {
+  pstHandle<psBTree> self(this);
+  return new psTreeIterator(self);
+}
+
+bool psBTree::isEmpty() const {
+  const ArrayView entries(elements_);
+  return entries.isOpen() && entries.count() == 0;
+}
+
+bool psBTree::refresh(psMode mode) const { return ps::detail::refreshTree(*this, mode); }
+
+bool psBTree::remove(const pstHandle<psObj>& element) {
+  const Occurrence found = findObject(*this, element);
+  return found.index >= 0 && ps::detail::removeElement(found.leaf, found.index);
+}
+
+int psBTree::size() const {
+  int n = 0;
+  const bool complete = ps::detail::visitLeaves(*this, [&](const pstHandle<psBTree>&, const ArrayView& elements) {
+    n += elements.count();
+    return true;
+  });
+  return complete ? n : -1;
+}
+
+pstHandle<psBTree> psBTree::childOf(const pstHandle<psBTree>&) const { return psThis(pscNoOpen); }
+
+int psBTree::first(const pstHandle<psObj>& element) {
+  if (psUpdate() != 1) return 0;
+  first_ = element;
+  return 1;
+}
+
+int psBTree::full(int) { return ps::detail::splitRoot(*this, maxNumberOfChildren() / 2, ps::detail::sortedNodes()); }
+
+pstRef<psBTree> psBTree::next() const { return ps::detail::nextNode(*this).node; }
+
+bool psBTree::isLeaf() const { return !first_.isNull() || isEmpty(); }
+
+int psBTree::removeKeyValueAt(int index) const {
+  const pstHandle<psUnsortedArray> entries(elements_);
+  return entries.open(pscRead) == 1 ? entries->removeIndex(index) : 0;
+}
+
+pstHandle<psBTree> psBTree::root() const { return psThis(pscNoOpen); }
+
+pstRef<psUnsortedArray> psBTree::values() const { return pstRef<psUnsortedArray>(); }
+
+void psBTree::compact() {
+  if (ps::detail::packLeaves(*this)) compactPart2();
+}
+
+void psBTree::compactPart2() { ps::detail::packInterior(*this); }
+
+pstRef<psObj> psBTree::first() const {
+  if (!first_.isNull()) return first_;
+  const NodeAnswer low = ps::detail::leftmostLeaf(*this);
+  return low.failed ? pstRef<psObj>() : ps::detail::NodeAccess::first(*low.node);
+}
+
+int psBTree::indexOf(const pstHandle<psObj>& element, int from) const {
+  const std::unique_ptr<psCollectionIterator> it(keyIterator());
+  if (from < 1) return it->goTo(element) ? it->currentIndex() : -1;
+  const ps::detail::RefusalWatch watch;
+  it->goToIndex(from - 1, pscNoLock);
+  while (it->hasNext()) {
+    const pstHandle<psObj> current(it->next(pscNoLock));
+    const bool found = !watch.refused() && equal(current, element);
+    if (watch.refused()) return -1;
+    if (found) return it->currentIndex();
+  }
+  return -1;
+}
+
+pstRef<psBTree> psBTree::atFirst() const { return ps::detail::leftmostLeaf(*this).node; }
+
+pstRef<psBTree> psBTree::atLast() const { return ps::detail::rightmostLeaf(*this).node; }
+
+int psBTree::depth(int d) const {
+  const int height = ps::detail::heightOf(*this);
+  return height > 0 ? height + d - 1 : 0;
+}
+
+pstRef<psObj> psBTree::get(int i) const {
+  const std::unique_ptr<psCollectionIterator> it(iterator());
+  return it->goToIndex(i, pscNoLock);
+}
+
+bool psBTree::isFull() const {
+  const ArrayView entries(elements_);
+  return entries.isOpen() && entries.isFull();
+}
+
+pstRef<psObj> psBTree::last() const {
+  const NodeAnswer high = ps::detail::rightmostLeaf(*this);
+  if (high.failed) return pstRef<psObj>();
+  const ArrayView elements(ps::detail::NodeAccess::elements(*high.node));
+  return elements.count() > 0 ? elements.last() : pstRef<psObj>();
+}
+
+int psBTree::lastIndexOf(const pstHandle<psObj>& element, int to) const {
+  int found = -1;
+  for (int i = indexOf(element, 0); i >= 0 && i <= to; i = indexOf(element, i + 1)) found = i;
+  return found;
+}
+
+int psBTree::maxNumberOfChildren() const { return ArrayView(elements_).capacity(); }
+
+pstHandle<psBTree> psBTree::potentialParentOf(const pstHandle<psObj>& key) const {
+  HandleProbe probe(key, ps::detail::comparatorOf(*this));
+  return ps::detail::leafFor(*this, probe);
+}
+
+pstHandle<psBTree> psBTree::potentialParentOf(const void* key) const {
+  RawProbe probe(key, ps::detail::comparatorOf(*this));
+  return ps::detail::leafFor(*this, probe);
+}
+
+pstHandle<psBTree> psBTree::potentialParentOf(int (*compare)(unsigned int, unsigned int)) const {
+  CallbackProbe probe(compare);
+  return ps::detail::leafFor(*this, probe);
+}
+
+pstHandle<psBTree> psBTree::potentialParentOf(_jobject*& key, _jobject*& callee, JNIEnv_* env) const {
+  JavaProbe probe(key, callee, env);
+  return ps::detail::leafFor(*this, probe);
+}
+
+pstRef<psBTree> psBTree::previous() const { return ps::detail::previousLeaf(*this).node; }
+
+void psBTree::removeFirst() { remove(pstHandle<psObj>(first())); }
+
+void psBTree::removeLast() { remove(pstHandle<psObj>(last())); }
+
+int psBTree::treeIndex(const pstHandle<psBTree>& leaf) const {
+  int n = 0;
+  bool found = false;
+  ps::detail::visitLeaves(*this, [&](const pstHandle<psBTree>& at, const ArrayView& elements) {
+    found = at == leaf;
+    if (!found) n += elements.count();
+    return !found;
+  });
+  return found ? n : -1;
+}

@@ -1,0 +1,47 @@
+#pragma once
+
+#include "tree/psBTree.h"
+
+namespace ps::detail {
+class SortedNodeKind;
+struct NodeParts;
+}  // namespace ps::detail
+
+// A node of a sorted set, other than the root. Nodes are made and deleted by their tree alone; what concerns the whole
+// collection they pass on to their parent, and so to the root.
+class PS_API psBTreeNode : public psBTree {
+  PS_PERSISTENT_CLASS(psBTreeNode, psBTree, 4016)
+
+ public:
+  psBTreeNode() = default;
+  // A node below p, with an array of the capacity that p's has, in the container that the tree's administrator
+  // provides. When that fails the node has no array.
+  explicit psBTreeNode(pstHandle<psBTree>& p);
+  // Deletes the node's array.
+  ~psBTreeNode() noexcept override;
+
+  bool add(const pstHandle<psObj>& element) override;
+  const pstRef<psTreeAdmin>& admin() const override;
+  pstRef<psCompare> comparator() const override;
+  pstRef<psObj> get(const void* key) const override;
+  using psBTree::get;
+
+  pstHandle<psBTree> childOf(const pstHandle<psBTree>& ancestor) const override;
+  using psBTree::first;
+  int full(int where) override;
+  int newLow(pstHandle<psBTree>& oldLow) override;
+  pstHandle<psBTree> parent() const override;
+  int parent(const pstHandle<psBTree>& p) override;
+  int removeNode(pstHandle<psBTree>& node) override;
+  bool isLeaf() const override;
+  pstHandle<psBTree> root() const override;
+
+ private:
+  friend class ps::detail::SortedNodeKind;
+
+  explicit psBTreeNode(const ps::detail::NodeParts& parts);
+
+  pstRef<psBTree> parent_;
+};
+
+static_assert(sizeof(psBTreeNode) == 32, "stored layout");

@@ -1,0 +1,55 @@
+#pragma once
+
+#include "core/psAdmin.h"
+
+class psBTree;
+class psTreeAdmin;
+
+// admin() of a tree returns its own kind of administrator where that of a collection returns any.
+template <>
+struct pstRefBaseOf<psTreeAdmin> {
+  using type = pstRef<psAdmin>;
+};
+
+// Places the nodes of one tree, and the arrays inside them. By default a container takes as many nodes as the page size
+// divided by 47, and one array; the containers of the tree and of its own array count as taking one each already.
+class PS_API psTreeAdmin : public psAdmin {
+  PS_PERSISTENT_CLASS(psTreeAdmin, psAdmin, 4010)
+
+ public:
+  explicit psTreeAdmin(pstHandle<psBTree>& tree);
+  ~psTreeAdmin() noexcept override;
+
+  // The container for the tree's next array or node, which is counted as placed there. Null when the administrator
+  // cannot be opened for update or there is no container to be had.
+  virtual pstRef<psContObj> provideVArrayContainer();
+  virtual pstRef<psContObj> provideNodeContainer();
+
+  pstRef<psContObj> nodeContainer() const { return nodeContainer_; }
+  pstRef<psContObj> vArrayContainer() const { return vArrayContainer_; }
+  // Goes on in the given container, as if nothing had been placed in it. Without effect when the administrator cannot
+  // be opened for update, like the other setters.
+  void nodeContainer(pstHandle<psContObj>& container);
+  void vArrayContainer(pstHandle<psContObj>& container);
+
+  int maxNodesPerContainer() const { return maxNodesPerContainer_; }
+  int maxVArraysPerContainer() const { return maxVArraysPerContainer_; }
+  void setMaxNodesPerContainer(int maximum);
+  void setMaxVArraysPerContainer(int maximum);
+
+  // Counts the trees' nodes, or arrays, in the current container, and goes on from that number, which is returned; -1
+  // when the administrator cannot be opened for update.
+  int calculateAndSetNodeCountContainer();
+  int calculateAndSetVArrayCountContainer();
+
+ private:
+  pstRef<psBTree> tree_;
+  pstRef<psContObj> nodeContainer_;
+  pstRef<psContObj> vArrayContainer_;
+  int nodeCount_ = 1;
+  int vArrayCount_ = 1;
+  int maxNodesPerContainer_ = 0;
+  int maxVArraysPerContainer_ = 1;
+};
+
+static_assert(sizeof(psTreeAdmin) == 48, "stored layout");

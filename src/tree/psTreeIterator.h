@@ -1,0 +1,79 @@
+#pragma once
+
+#include <optional>
+
+#include "core/psCollectionIterator.h"
+#include "tree/psBTree.h"
+
+namespace ps::detail {
+class KeyProbe;
+}  // namespace ps::detail
+
+// Walks a tree collection leaf by leaf. next and previous cost one object opened within a leaf, and a few more from one
+// leaf to another; currentIndex is free after a walk from either end and costs a walk over the leaves after goTo.
+class PS_API psTreeIterator : public psCollectionIterator {
+ public:
+  explicit psTreeIterator(pstHandle<psBTree>& tree);
+  ~psTreeIterator() override;
+
+  pstRef<psObj>* currentP(psLockMode mode) override;
+  pstHandle<psCollection> collection() override;
+  pstRef<psObj> current(psLockMode mode) override;
+  int currentIndex() override;
+  bool goTo(const void* key) override;
+  bool goTo(const pstHandle<psObj>& element) override;
+  pstRef<psObj> goToIndex(int i, psLockMode mode) override;
+  bool hasNext() override;
+  bool hasPrevious() override;
+  int moveCurrentTo(const pstHandle<psObj>& near) override;
+  pstRef<psObj> next(psLockMode mode) override;
+  pstRef<psObj> previous(psLockMode mode) override;
+  int remove() override;
+  bool goTo(unsigned int hash, int (*compare)(unsigned int, unsigned int)) override;
+
+  bool goTo(_jobject*& key, _jobject*& callee, JNIEnv_* env);
+  using psCollectionIterator::goTo;
+
+ protected:
+  // A place in the tree: at an element of a leaf, before the first element (position -1), or behind the last.
+  struct Place {
+    pstHandle<psBTree> leaf;
+    int position = -1;
+    int index = -1;
+    bool hasElement = false;
+    pstRef<psObj> element;
+  };
+
+  // The places beside the current one; nothing when a node cannot be opened.
+  std::optional<Place> placeAfter() const;
+  std::optional<Place> placeBefore() const;
+
+  // Goes to the place and returns the element there; stays, and returns null, when mode asks for an update open that is
+  // refused.
+  pstRef<psObj> stepTo(const Place& place, psLockMode mode);
+
+  // The address of entry i in an array of the current leaf, opened as mode asks; null when there is no such entry or
+  // the open is refused. It stays good until the next call.
+  pstRef<psObj>* entryAddress(const pstRef<psUnsortedArray>& array, int i, psLockMode mode);
+
+  // The collection's root, open; null when the iterator has lost its leaf or a node cannot be opened.
+  pstHandle<psBTree> openRoot() const;
+
+  // index_ after a step of the given length; unknown stays unknown.
+  int indexAfter(int step) const { return index_ < -1 ? index_ : index_ + step; }
+
+  pstHandle<psBTree> leaf_;  // open for reading; null when the tree could not be read
+  int position_ = -1;
+
+ private:
+  // Makes the leaf the current one.
+  void standIn(const pstHandle<psBTree>& leaf);
+  bool goTo(const psBTree& root, ps::detail::KeyProbe& probe);
+  std::optional<Place> placeAfterRemoval(int count) const;
+  int moveInPlace(const pstHandle<psBTree>& root, pstHandle<psObj> moved, const pstHandle<psObj>& near);
+  int moveAndPlaceAnew(const pstHandle<psBTree>& root, pstHandle<psObj> moved, const pstHandle<psObj>& near);
+
+  pstHandle<psUnsortedArray> elements_;     // of leaf_, kept open so that steps within a leaf open nothing
+  std::optional<ps::detail::PagePin> pin_;  // of what entryAddress gave out
+  pstRef<psObj> nothing_;                   // what currentP gives out where there is no element
+};

@@ -1,0 +1,414 @@
+#include <gtest/gtest.h>
+
+#include <functional>
+#include <memory>
+#include <vector>
+
+#include "support/SetWorld.h"
+
+// Operations in which the store refuses to open something, at each point where it could. Whatever is refused, the set
+// is sound afterwards, holds what the operation's result says, and is back after an abort.
+namespace ps::test {
+namespace {
+
+using Leaf = pstHandle<psBTree>;
+
+Leaf leafOf(const SetWorld& world, const ItemKey& item) {
+  return world.set->potentialParentOf(pstHandle<psObj>(item.id));
+}
+
+std::vector<Leaf> leavesOf(const SetWorld& world) {
+  std::vector<Leaf> leaves;
+  for (Leaf leaf = world.set->atFirst(); !leaf.isNull(); leaf = leaf->next()) leaves.push_back(leaf);
+  return leaves;
+}
+
+bool isFirstOfParent(const Leaf& leaf) { return leaf->parent()->atFirst() == leaf; }
+
+// Puts ascending numbers until the next one would go into a leaf of the wanted shape, and returns that next one, not
+// yet put.
+ItemKey fillUntil(SetWorld& world, const std::function<bool(const Leaf&)>& isWanted) {
+  for (std::int64_t number = 10; number < 10000; number += 10) {
+    const ItemKey next = world.newItem(number);
+    if (number > 10 && isWanted(leafOf(world, next))) return next;
+    world.model.add(next);
+    world.keyed.add(*world.set, next);
+  }
+  ADD_FAILURE() << "no leaf of that shape";
+  return {};
+}
+
+void fill(SetWorld& world, int count) {
+  for (int i = 1; i <= count; ++i) world.put(i * 10);
+}
+
+// Removes the elements of the leaves that are to go, but for the first element, and returns that one.
+ItemKey thinOut(SetWorld& world, const std::function<bool(const Leaf&)>& isToGo) {
+  std::vector<ItemKey> condemned;
+  for (const ItemKey& item : world.model.list()) {
+    if (isToGo(leafOf(world, item))) condemned.push_back(item);
+  }
+  for (std::size_t i = 1; i < condemned.size(); ++i) {
+    world.model.remove(condemned[i]);
+    world.keyed.remove(*world.set, condemned[i]);
+  }
+  EXPECT_FALSE(condemned.empty());
+  return condemned.front();
+}
+
+ItemKey lastOf(SetWorld& world, const Leaf& leaf) {
+  return thinOut(world, [leaf](const Leaf& other) { return other == leaf; });
+}
+
+ItemKey firstOf(const SetWorld& world, const Leaf& leaf) {
+  for (const ItemKey& item : world.model.list()) {
+    if (item.id == leaf->first()) return item;
+  }
+  ADD_FAILURE() << "the leaf's first is nowhere";
+  return {};
+}
+
+Leaf findLeaf(const SetWorld& world, const std::function<bool(const Leaf&)>& isWanted) {
+  for (const Leaf& leaf : leavesOf(world)) {
+    if (isWanted(leaf)) return leaf;
+  }
+  ADD_FAILURE() << "no leaf of that shape";
+  return {};
+}
+
+// Prepares a tree and says which element is then to be added to it, or removed.
+struct Shape {
+  const char* name;
+  std::function<ItemKey(SetWorld&)> prepare;
+};
+
+bool isRoot(const Leaf& node) { return node->parent().isNull(); }
+
+const Shape shapesToAddTo[] = {
+    {"an empty set", [](SetWorld& world) { return world.newItem(5); }},
+    {"a leaf with room", [](SetWorld& world) { return fill(world, 3), world.newItem(25); }},
+    {"the lowest place", [](SetWorld& world) { return fill(world, 11), world.newItem(5); }},
+    {"the root as a full leaf",
+     [](SetWorld& world) { return fillUntil(world, [](const Leaf& leaf) { return isRoot(leaf) && leaf->isFull(); }); }},
+    {"a full leaf below a parent with room",
+     [](SetWorld& world) {
+       return fillUntil(world,
+                        [](const Leaf& leaf) { return !isRoot(leaf) && leaf->isFull() && !leaf->parent()->isFull(); });
+     }},
+    {"a full leaf below a full parent",
+     [](SetWorld& world) {
+       return fillUntil(world, [](const Leaf& leaf) {
+         return !isRoot(leaf) && !isRoot(leaf->parent()) && leaf->isFull() && leaf->parent()->isFull() &&
+                !leaf->parent()->parent()->isFull();
+       });
+     }},
+    {"a full leaf with nothing but full nodes above",
+     [](SetWorld& world) {
+       return fillUntil(world, [](const Leaf& leaf) {
+         bool full = leaf->root()->depth() == 3;
+         for (Leaf node = leaf; full && !node.isNull(); node = node->parent()) full = node->isFull();
+         return full;
+       });
+     }},
+};
+
+const Shape shapesToRemoveFrom[] = {
+    {"the only element", [](SetWorld& world) { return world.put(10); }},
+    {"an element within a leaf", [](SetWorld& world) { return fill(world, 30), world.model.list()[15]; }},
+    {"the first of a leaf", [](SetWorld& world) { return fill(world, 30), firstOf(world, leavesOf(world)[5]); }},
+    {"the last of a leaf that is not its parent's first",
+     [](SetWorld& world) {
+       fill(world, 60);
+       return lastOf(world, findLeaf(world, [](const Leaf& leaf) { return !isFirstOfParent(leaf); }));
+     }},
+    {"the last of a leaf that names its parent",
+     [](SetWorld& world) {
+       fill(world, 60);
+       const Leaf first = leavesOf(world).front();
+       return lastOf(world,
+                     findLeaf(world, [first](const Leaf& leaf) { return isFirstOfParent(leaf) && leaf != first; }));
+     }},
+    {"the last of the first leaf of all",
+     [](SetWorld& world) { return fill(world, 60), lastOf(world, leavesOf(world).front()); }},
+    {"the last below a child of the root",
+     [](SetWorld& world) {
+       fill(world, 60);
+       const Leaf top = leavesOf(world).front()->childOf(world.set);
+       return thinOut(world, [&](const Leaf& leaf) { return leaf->childOf(world.set) == top; });
+     }},
+    {"the last of a deep tree",
+     [](SetWorld& world) { return fill(world, 60), thinOut(world, [](const Leaf&) { return true; }); }},
+};
+
+// One operation that is to be run again and again on the same committed set.
+struct Operation {
+  std::function<bool()> act;
+  std::function<void(bool result, bool refused)> verify;  // in the transaction of the run
+  std::function<void()> prepare = [] {};                  // before anything is refused
+};
+
+// Runs the operation with the k-th open refused, for every k until no open is left to refuse.
+void sweep(SetWorld& world, const Operation& operation) {
+  ASSERT_EQ(world.store->commit(), 1) << world.store->lastError();
+  for (const Refuse::Manner manner : {Refuse::Manner::once, Refuse::Manner::forGood}) {
+    bool refused = true;
+    for (std::uint64_t k = 1; refused; ++k) {
+      SCOPED_TRACE("open " + std::to_string(k) +
+                   (manner == Refuse::Manner::once ? " refused once" : " refused for good"));
+      ASSERT_EQ(world.store->begin(pscUpdate), 1);
+      world.find();
+      operation.prepare();
+      bool result = false;
+      {
+        const Refuse refuse(world.store.session(), k, manner);
+        result = operation.act();
+        refused = refuse.bit();
+      }
+      operation.verify(result, refused);
+      ASSERT_EQ(world.store->abort(), 1);
+      ASSERT_EQ(world.store->begin(pscRead), 1);
+      world.find();
+      ASSERT_EQ(world.complaints(), "") << "after the abort";
+      ASSERT_EQ(orphansOf(world.store.session()), "") << "after the abort";
+      ASSERT_EQ(world.store->commit(), 1);
+      if (testing::Test::HasFailure()) return;
+    }
+  }
+}
+
+// An operation on one element happens, and says so, or does not happen.
+void expectWhole(const SetWorld& world, const SetModel& after, bool result, bool refused) {
+  ASSERT_TRUE(result || refused);
+  ASSERT_EQ(complaintsAbout(world.set, result ? after : world.model, world.keyed), "") << "the result was " << result;
+  ASSERT_EQ(orphansOf(world.store.session()), "") << "the result was " << result;
+}
+
+TEST(TreeSetRefusal, AnAddHappensOrDoesNot) {
+  for (const Flavour flavour : {Flavour::handle, Flavour::callback}) {
+    for (const bool byNumber : {true, false}) {
+      for (const Shape& shape : shapesToAddTo) {
+        SCOPED_TRACE(std::string(nameOf(flavour)) + (byNumber ? ", by number, " : ", by identifier, ") + shape.name);
+        SetWorld world(TempStore::Place::memory, flavour, byNumber, 4);
+        const ItemKey item = shape.prepare(world);
+        SetModel after = world.model;
+        after.add(item);
+        sweep(world, {[&] { return world.keyed.add(*world.set, item); },
+                      [&](bool result, bool refused) { expectWhole(world, after, result, refused); }});
+        if (HasFailure()) return;
+      }
+    }
+  }
+}
+
+TEST(TreeSetRefusal, ARemovalHappensOrDoesNot) {
+  for (const Flavour flavour : {Flavour::handle, Flavour::raw, Flavour::callback}) {
+    for (const Shape& shape : shapesToRemoveFrom) {
+      SCOPED_TRACE(std::string(nameOf(flavour)) + ", " + shape.name);
+      SetWorld world(TempStore::Place::memory, flavour, true, 4);
+      const ItemKey item = shape.prepare(world);
+      SetModel after = world.model;
+      after.remove(item);
+      sweep(world, {[&] { return world.keyed.remove(*world.set, item); },
+                    [&](bool result, bool refused) { expectWhole(world, after, result, refused); }});
+      if (HasFailure()) return;
+    }
+  }
+}
+
+TEST(TreeSetRefusal, AnIteratorThatCannotRemoveStaysWhereItIs) {
+  for (const Shape& shape : shapesToRemoveFrom) {
+    SCOPED_TRACE(shape.name);
+    SetWorld world(TempStore::Place::memory, Flavour::handle, true, 4);
+    const ItemKey item = shape.prepare(world);
+    SetModel after = world.model;
+    after.remove(item);
+    const int rank = after.rank(item);
+    const psId next = rank < after.size() ? after.list()[static_cast<std::size_t>(rank)].id : psId();
+    std::unique_ptr<psCollectionIterator> iterator;
+    const auto verify = [&](bool result, bool refused) {
+      expectWhole(world, after, result, refused);
+      ASSERT_EQ(iterator->currentIndex(), result ? rank - 1 : rank);
+      ASSERT_EQ(result ? iterator->next(pscNoLock) : iterator->current(pscNoLock), result ? next : item.id);
+      iterator.reset();
+    };
+    const auto prepare = [&] {
+      iterator.reset(world.set->iterator());
+      ASSERT_TRUE(iterator->goTo(pstHandle<psObj>(item.id)));
+    };
+    sweep(world, {[&] { return iterator->remove() == 1; }, verify, prepare});
+    if (HasFailure()) return;
+  }
+}
+
+// What cannot be read is not found; nothing is found in its place.
+TEST(TreeSetRefusal, ALookUpIsRightOrFindsNothing) {
+  for (const Flavour flavour : {Flavour::handle, Flavour::raw, Flavour::callback}) {
+    SCOPED_TRACE(nameOf(flavour));
+    SetWorld world(TempStore::Place::memory, flavour, true, 4);
+    fill(world, 30);
+    const ItemKey absent = world.newItem(155);
+    const std::vector<ItemKey> list = world.model.list();
+    const ItemKey present = list[17];
+    const auto isNullOr = [](const psRefBase& found, const ItemKey& item) {
+      return found.isNull() || found == item.id;
+    };
+    const auto act = [&] {
+      const psTreeSet& set = *world.set;
+      EXPECT_FALSE(world.keyed.contains(set, absent));
+      EXPECT_TRUE(world.keyed.get(set, absent).isNull());
+      EXPECT_TRUE(isNullOr(world.keyed.get(set, present), present));
+      EXPECT_TRUE(isNullOr(set.get(17), present));
+      EXPECT_TRUE(isNullOr(set.first(), list.front()));
+      EXPECT_TRUE(isNullOr(set.last(), list.back()));
+      const int index = set.indexOf(pstHandle<psObj>(present.id), 3);
+      EXPECT_TRUE(index == 17 || index == -1) << index;
+      const int size = set.size();
+      EXPECT_TRUE(size == 30 || size == -1) << size;
+      return world.keyed.contains(set, present) && index == 17 && size == 30;
+    };
+    sweep(world, {act, [](bool result, bool refused) { ASSERT_TRUE(result || refused); }});
+    if (HasFailure()) return;
+  }
+}
+
+// A step that was refused can be taken again: nothing is left out, nothing comes twice.
+TEST(TreeSetRefusal, AnIteratorGoesOnWhereItWasRefused) {
+  SetWorld world(TempStore::Place::memory, Flavour::handle, true, 4);
+  fill(world, 20);
+  const std::vector<ItemKey> list = world.model.list();
+  const auto walk = [&](psCollectionIterator& iterator, bool forward) {
+    std::size_t steps = 0;
+    for (int attempt = 0; attempt < 25; ++attempt) {
+      const pstRef<psObj> element = forward ? iterator.next(pscLockUpdate) : iterator.previous(pscLockUpdate);
+      if (element.isNull()) continue;
+      if (steps == list.size() || element != list[forward ? steps : list.size() - 1 - steps].id) return false;
+      ++steps;
+    }
+    return true;
+  };
+  std::unique_ptr<psCollectionIterator> there;
+  std::unique_ptr<psCollectionIterator> back;
+  const auto prepare = [&] {
+    there.reset(world.set->iterator());
+    back.reset(world.set->iterator());
+    back->goToIndex(20, pscNoLock);
+  };
+  const auto verify = [&](bool result, bool) {
+    ASSERT_TRUE(result);
+    ASSERT_EQ(there->goToIndex(3, pscNoLock), list[3].id);
+    there.reset();
+    back.reset();
+  };
+  sweep(world, {[&] { return walk(*there, true) && walk(*back, false); }, verify, prepare});
+}
+
+struct Bulk {
+  const char* name;
+  std::function<void(SetWorld&, const pstHandle<psTreeSet>& other)> act;
+  std::function<bool(int number, bool inOther)> keeps;
+};
+
+const Bulk bulks[] = {
+    {"clear", [](SetWorld& world, const pstHandle<psTreeSet>&) { world.set->clear(); },
+     [](int, bool) { return false; }},
+    {"retainAll",
+     [](SetWorld& world, const pstHandle<psTreeSet>& other) {
+       pstHandle<psCollection> argument(other);
+       world.set->retainAll(argument);
+     },
+     [](int, bool inOther) { return inOther; }},
+    {"removeAll",
+     [](SetWorld& world, const pstHandle<psTreeSet>& other) {
+       pstHandle<psCollection> argument(other);
+       world.set->removeAll(argument);
+     },
+     [](int, bool inOther) { return !inOther; }},
+    {"removeAllDeleted", [](SetWorld& world, const pstHandle<psTreeSet>&) { world.set->removeAllDeleted(); },
+     [](int number, bool) { return number != 50 && number != 60; }},
+    {"compact", [](SetWorld& world, const pstHandle<psTreeSet>&) { world.set->compact(); },
+     [](int, bool) { return true; }},
+};
+
+// An operation on many elements may stop on its way, but takes none that it is not to take.
+TEST(TreeSetRefusal, BulkOperationsStopButDoNotErr) {
+  for (const Bulk& bulk : bulks) {
+    SCOPED_TRACE(bulk.name);
+    SetWorld world(TempStore::Place::memory, Flavour::handle, false, 4);
+    fill(world, 14);
+    const pstHandle<psTreeSet> other(new (world.store.container("sets")) psTreeSet(4));
+    SetModel whole(false);
+    for (const ItemKey& item : world.model.list()) {
+      const bool inOther = item.number % 20 == 0;
+      if (inOther) other->add(pstHandle<psObj>(item.id));
+      if (bulk.keeps(static_cast<int>(item.number), inOther)) whole.add(item);
+    }
+    const auto prepare = [&] {
+      ASSERT_EQ(other.open(pscRead), 1);
+      for (const ItemKey& item : world.model.list()) {
+        pstHandle<psObj> element(item.id);
+        if (bulk.name == std::string("removeAllDeleted") && !bulk.keeps(static_cast<int>(item.number), false))
+          psDelete(element);
+      }
+    };
+    const auto act = [&] {
+      bulk.act(world, other);
+      return true;
+    };
+    const auto verify = [&](bool, bool refused) {
+      SetModel actual(false);
+      for (const ItemKey& item : world.model.list()) {
+        const bool isThere = world.set->contains(pstHandle<psObj>(item.id));
+        ASSERT_TRUE(isThere || !whole.contains(item)) << item.number << " is lost";
+        ASSERT_TRUE(refused || isThere == whole.contains(item)) << item.number;
+        if (isThere) actual.add(item);
+      }
+      ASSERT_EQ(complaintsAbout(world.set, actual, world.keyed), "");
+      ASSERT_EQ(orphansOf(world.store.session()), "");
+    };
+    sweep(world, {act, verify, prepare});
+    if (HasFailure()) return;
+  }
+}
+
+// A destructor cannot report: it is enough that the abort restores all, which the sweep checks.
+TEST(TreeSetRefusal, ADestructionCanBeUndone) {
+  SetWorld world(TempStore::Place::memory, Flavour::handle, true, 4);
+  fill(world, 14);
+  const auto act = [&] {
+    pstHandle<psObj> doomed(world.set);
+    return psDelete(doomed) == 1;
+  };
+  const auto verify = [&](bool result, bool refused) {
+    if (refused) return;
+    ASSERT_TRUE(result);
+    ASSERT_FALSE(world.set.isValid());
+    ASSERT_EQ(orphansOf(world.store.session()), "");
+  };
+  sweep(world, {act, verify});
+}
+
+TEST(TreeSetRefusal, AHalfConstructedSetTakesNothingAndCanBeDeleted) {
+  SetWorld world(TempStore::Place::memory, Flavour::handle, true, 4);
+  const ItemKey item = world.put(1);
+  const pstHandle<psContObj> place = world.store.container("sets");
+  pstHandle<psTreeSet> made;
+  const auto act = [&] {
+    place.open(pscUpdate);
+    made = pstHandle<psTreeSet>(new (place) psTreeSet(4));
+    return !made.isNull();
+  };
+  const auto verify = [&](bool result, bool refused) {
+    ASSERT_TRUE(result || refused);
+    if (!result) return;
+    const bool whole = !made->admin().isNull();
+    ASSERT_TRUE(whole || refused);
+    ASSERT_EQ(made->add(pstHandle<psObj>(item.id)), whole);
+    ASSERT_EQ(made->contains(pstHandle<psObj>(item.id)), whole);
+    ASSERT_EQ(psDelete(made), 1);
+    ASSERT_EQ(orphansOf(world.store.session()), "");
+  };
+  sweep(world, {act, verify});
+}
+
+}  // namespace
+}  // namespace ps::test

@@ -1,0 +1,219 @@
+#include <gtest/gtest.h>
+
+#include <algorithm>
+#include <cmath>
+#include <cstddef>
+#include <cstring>
+#include <memory>
+#include <vector>
+
+#include "sorted/psTreeSet.h"
+#include "support/SetWorld.h"
+#include "tree/psBTreeNode.h"
+
+namespace ps::test {
+namespace {
+
+// The place of a virtual operation in its class's table, in entries. The published order is part of the binary
+// interface.
+template <class Signature, class C>
+int slotOf(Signature C::*operation) {
+  std::ptrdiff_t place = 0;
+  std::memcpy(&place, &operation, sizeof place);
+  return static_cast<int>((place - 1) / static_cast<std::ptrdiff_t>(sizeof(void*)));
+}
+
+template <class... Slots>
+void expectConsecutive(int first, Slots... slots) {
+  for (const int slot : {slots...}) EXPECT_EQ(slot, first++);
+}
+
+TEST(TreeSet, VirtualOperationsStandInTheirPublishedOrder) {
+  using Key = const pstHandle<psObj>&;
+  using Other = pstHandle<psCollection>&;
+  using Callback = int (*)(unsigned int, unsigned int);
+  using C = psCollection;
+  using B = psBTree;
+  using I = psCollectionIterator;
+  // psObj has nine; its destructor takes two entries.
+  expectConsecutive(
+      10, slotOf(&C::equal), slotOf(&C::add), slotOf(&C::addAll), slotOf<const pstRef<psAdmin>&() const>(&C::admin),
+      slotOf(&C::clear), slotOf(&C::comparator), slotOf(&C::containsAll), slotOf<bool(const void*) const>(&C::contains),
+      slotOf<bool(Key) const>(&C::contains), slotOf(&C::get), slotOf(&C::iterator), slotOf(&C::keyIterator),
+      slotOf(&C::isEmpty), slotOf(&C::refresh), slotOf<bool(Key)>(&C::remove), slotOf<bool(Other)>(&C::removeAll),
+      slotOf(&C::removeAllDeleted), slotOf<bool(Other)>(&C::retainAll), slotOf(&C::size), slotOf(&C::valueIterator),
+      slotOf(&B::childOf), slotOf<int(Key)>(&B::first), slotOf(&B::full), slotOf(&B::newLow), slotOf(&B::next),
+      slotOf<pstHandle<psBTree>() const>(&B::parent), slotOf<int(const pstHandle<psBTree>&)>(&B::parent),
+      slotOf(&B::removeNode), slotOf(&B::isLeaf), slotOf(&B::removeKeyValueAt), slotOf(&B::root), slotOf(&B::values),
+      slotOf(&B::compact), slotOf<pstRef<psObj>() const>(&B::first), slotOf(&B::indexOf),
+      slotOf<bool(const void*)>(&psTreeSet::remove),
+      slotOf<pstRef<psObj>(_jobject*&, _jobject*&, JNIEnv_*) const>(&psTreeSet::get),
+      slotOf<bool(_jobject*&, _jobject*&, JNIEnv_*)>(&psTreeSet::remove),
+      slotOf<pstRef<psObj>(Callback) const>(&psTreeSet::get));
+  expectConsecutive(0, slotOf(&I::currentP));
+  expectConsecutive(3, slotOf(&I::collection), slotOf(&I::current), slotOf(&I::currentValue), slotOf(&I::currentIndex),
+                    slotOf<bool(const void*)>(&I::goTo), slotOf<bool(Key)>(&I::goTo), slotOf(&I::goToIndex),
+                    slotOf(&I::hasNext), slotOf(&I::hasPrevious), slotOf(&I::moveCurrentTo), slotOf(&I::next),
+                    slotOf(&I::nextIndex), slotOf(&I::previous), slotOf(&I::previousIndex), slotOf(&I::remove),
+                    slotOf(&I::set), slotOf<bool(unsigned int, Callback)>(&I::goTo));
+  expectConsecutive(10, slotOf<int(Key, const void*&) const>(&psCompare::compare),
+                    slotOf<int(Key, Key) const>(&psCompare::compare), slotOf<int(const void*&) const>(&psCompare::hash),
+                    slotOf<int(Key) const>(&psCompare::hash));
+}
+
+TEST(TreeSet, ClassesKnowWhatTheyAre) {
+  const psTreeSet set{psInternalObj()};
+  EXPECT_TRUE(set.psIsKindOf(4017) && set.psIsKindOf(4015) && set.psIsKindOf(4023) && set.psIsKindOf(psObj::pstTypeN));
+  EXPECT_FALSE(set.psIsKindOf(4016) || set.psIsKindOf(4018));
+  EXPECT_EQ(set.psGetTypeN(), 4017U);
+  EXPECT_STREQ(set.psGetTypeName(), "psTreeSet");
+  EXPECT_TRUE(psBTreeNode().psIsKindOf(4015) && !psBTreeNode().psIsKindOf(4017));
+  TempStore store(TempStore::Place::memory);  // classes are known once a session has opened
+  const unsigned int derived[][2] = {{4010, 4014}, {4011, 4014}, {4013, 1},    {4016, 4015}, {4017, 4015},
+                                     {4015, 4023}, {4022, 1},    {4026, 4022}, {4023, 1}};
+  for (const auto& pair : derived) EXPECT_NE(ptmIsKindOf(pair[0], pair[1]), 0) << pair[0];
+  EXPECT_EQ(ptmIsKindOf(4015, 4016), 0);
+  EXPECT_EQ(ptmIsKindOf(4012, 1), 0) << "nobody has this number";
+}
+
+TEST(TreeSet, APointerMeansTheObjectAndARawKeyNeedsAComparator) {
+  SetWorld world(TempStore::Place::memory, Flavour::handle, false, 4);
+  const ItemKey key = world.put(1);
+  for (int number = 2; number < 20; ++number) world.put(number);
+  const pstHandle<Item> item(key.id);
+  const Item* const pointer = item.operator->();
+  psTreeSet& set = *world.set;
+  const std::unique_ptr<psCollectionIterator> iterator(set.iterator());
+  EXPECT_TRUE(set.contains(pointer));
+  EXPECT_EQ(set.get(pointer), key.id);
+  EXPECT_TRUE(iterator->goTo(pointer));
+
+  const Keyed raw(Flavour::raw, false);
+  EXPECT_FALSE(raw.contains(set, key) || raw.remove(set, key) || raw.goTo(*iterator, key));
+  EXPECT_TRUE(raw.get(set, key).isNull());
+  EXPECT_EQ(iterator->current(pscNoLock), key.id) << "it was not to move";
+  EXPECT_EQ(world.complaints(), "");
+  EXPECT_TRUE(set.remove(pointer));
+  EXPECT_FALSE(set.contains(pointer));
+}
+
+TEST(TreeSet, RefusesWhatIsNoElement) {
+  SetWorld world(TempStore::Place::memory, Flavour::handle, false, 4);
+  for (int number = 0; number < 9; ++number) world.put(number);
+  psTreeSet& set = *world.set;
+  const pstHandle<psObj> null;
+  EXPECT_FALSE(set.add(null) || set.contains(null) || set.remove(null));
+  EXPECT_EQ(set.indexOf(null, 0), -1);
+  pstHandle<psBTree> low(set.atFirst());
+  EXPECT_EQ(set.removeNode(low), 0) << "it holds elements";
+  EXPECT_EQ(set.newLow(low), 1);
+  EXPECT_EQ(set.parent(low), 0);
+  EXPECT_TRUE(set.parent().isNull());
+  EXPECT_EQ(world.complaints(), "");
+}
+
+TEST(TreeSet, PutsItsPartsWhereItIsTold) {
+  TempStore store(TempStore::Place::memory);
+  ASSERT_EQ(store->begin(pscUpdate), 1);
+  const pstHandle<psDBObj> database = store->database("test");
+  const pstHandle<psContObj> plain = store.container("plain");
+  const pstHandle<psContObj> collectable = store->gcContainer(database, "collectable");
+  for (const pstHandle<psContObj>& place : {plain, collectable}) {
+    const int before = containersOf(store.session());
+    pstHandle<psTreeSet> set(new (place) psTreeSet(4));
+    EXPECT_EQ(containersOf(store.session()), before + 2);
+    for (int n = 0; n < 12; ++n) ASSERT_TRUE(set->add(pstHandle<psObj>(makeItem(plain, n).id)));
+    const pstHandle<psContObj> arrays(set->admin()->vArrayContainer());
+    EXPECT_TRUE(arrays != set->admin().containedIn() && arrays.name() == nullptr);
+    EXPECT_EQ(arrays.typeN(), place.typeN());
+    EXPECT_EQ(set->admin().containedIn().typeN(), place.typeN());
+    ASSERT_EQ(psDelete(set), 1);
+    if (place == plain) {
+      EXPECT_EQ(containersOf(store.session()), before);
+    }
+  }
+  const int before = containersOf(store.session());
+  const pstHandle<psTreeSet> set(new (plain) psTreeSet(4, collectable, plain));
+  EXPECT_EQ(set->admin().containedIn(), collectable);
+  EXPECT_EQ(set->admin()->vArrayContainer(), plain);
+  EXPECT_EQ(containersOf(store.session()), before);
+  EXPECT_EQ(pstHandle<psTreeSet>(new (plain) psTreeSet(1))->maxNumberOfChildren(), 4) << "fewer would split for ever";
+}
+
+// What is emptied gives its containers back, and the administrator goes on although its current one was among them.
+TEST(TreeSet, CanBeFilledAgainAfterItWasEmptied) {
+  SetWorld world(TempStore::Place::memory, Flavour::handle, true, 4);
+  const int before = containersOf(world.store.session());
+  for (int round = 1; round <= 3; ++round) {
+    for (int number = 0; number < 200 * round; ++number) world.put(number);
+    EXPECT_GT(containersOf(world.store.session()), before + 50);
+    ASSERT_EQ(world.complaints(), "");
+    while (world.model.size() > 0) {
+      const std::vector<ItemKey> list = world.model.list();
+      for (std::size_t i = 0; i < list.size(); i += 2) {
+        world.model.remove(list[i]);
+        ASSERT_TRUE(world.set->remove(pstHandle<psObj>(list[i].id)));
+      }
+      ASSERT_EQ(world.complaints(), "");
+    }
+    ASSERT_EQ(orphansOf(world.store.session()), "");
+    EXPECT_LE(containersOf(world.store.session()), before + 1);
+  }
+}
+
+// All orders of insertion, each with one order of deletion, and all orders of deletion.
+TEST(TreeSet, WithstandsEveryOrderOfSixKeys) {
+  SetWorld world(TempStore::Place::memory, Flavour::handle, true, 4);
+  std::vector<ItemKey> items;
+  for (int number = 0; number < 10; ++number) items.push_back(world.newItem(number));
+  std::vector<int> order = {0, 1, 2, 3, 4, 5};
+  int rotation = 0;
+  do {
+    std::vector<int> rotated = order;
+    std::rotate(rotated.begin(), rotated.begin() + ++rotation % 6, rotated.end());
+    for (const bool reversed : {false, true}) {
+      const std::vector<int>& inserted = reversed ? rotated : order;
+      const std::vector<int>& deleted = reversed ? order : rotated;
+      for (int i = 0; i < 6; ++i) {
+        const ItemKey& item = items[static_cast<std::size_t>(inserted[static_cast<std::size_t>(i)])];
+        world.model.add(item);
+        ASSERT_TRUE(world.keyed.add(*world.set, item));
+        if (i >= 3) {
+          ASSERT_EQ(world.complaints(), "");
+        }
+      }
+      for (const int key : deleted) {
+        const ItemKey& item = items[static_cast<std::size_t>(key)];
+        world.model.remove(item);
+        ASSERT_TRUE(world.keyed.remove(*world.set, item));
+        ASSERT_EQ(world.complaints(), "") << key;
+      }
+    }
+  } while (std::next_permutation(order.begin(), order.end()));
+  EXPECT_EQ(orphansOf(world.store.session()), "");
+}
+
+TEST(TreeSet, ALookUpOpensAndComparesLittle) {
+  for (const int capacity : {8, 200}) {
+    for (const bool byNumber : {false, true}) {
+      SetWorld world(TempStore::Place::memory, Flavour::handle, byNumber, capacity);
+      constexpr int count = 4000;
+      for (int i = 0; i < count; ++i) world.put(i * 7919 % count);
+      const int depth = world.set->depth();
+      const double perLevel = std::log2(capacity) + 2;
+      const std::vector<ItemKey> list = world.model.list();
+      for (std::size_t i = 0; i < list.size(); i += 37) {
+        const std::uint64_t opens = world.store->counters().opens;
+        const std::uint64_t comparisons = ItemCompare::comparisons();
+        ASSERT_TRUE(world.keyed.contains(*world.set, list[i]));
+        const double compared = static_cast<double>(ItemCompare::comparisons() - comparisons);
+        EXPECT_LE(compared, byNumber ? 2 * std::log2(count) + 3 : 0);
+        EXPECT_LE(static_cast<double>(world.store->counters().opens - opens),
+                  depth * (perLevel + 4) + 2 * compared + 4);
+      }
+    }
+  }
+}
+
+}  // namespace
+}  // namespace ps::test

@@ -1,0 +1,139 @@
+#pragma once
+
+#include <cstdint>
+#include <functional>
+#include <string>
+#include <vector>
+
+#include "store/psPersistentClass.h"
+#include "store/psSession.h"
+#include "store/pstItr.h"
+#include "store/pstVArray.h"
+
+namespace ps::test {
+
+// Objects of the store's own tests. Their fields are public: the tests write what a class would hide.
+
+// Flat fields alone.
+class Flat : public psObj {
+  PS_PERSISTENT_CLASS(Flat, psObj, 20200)
+
+ public:
+  explicit Flat(std::int64_t n) : number(n) {}
+
+  std::int64_t number = 0;
+  pstRef<psObj> other;
+};
+
+// A field and an array.
+class Blob : public psObj {
+  PS_PERSISTENT_CLASS(Blob, psObj, 20201)
+
+ public:
+  explicit Blob(std::int64_t n) : number(n) {}
+  Blob(std::int64_t n, const std::string& content) : number(n) { fill(content); }
+
+  int fill(const std::string& content);
+
+  std::int64_t number = 0;
+  pstVArray<char> bytes;
+};
+
+// A subclass with an array of its own.
+class Linked : public Blob {
+  PS_PERSISTENT_CLASS(Linked, Blob, 20202)
+
+ public:
+  using Blob::Blob;
+
+  pstVArray<pstRef<psObj>> links;
+};
+
+// Nearly half a page of the usual size, all of it decided by its number.
+class Brick : public psObj {
+  PS_PERSISTENT_CLASS(Brick, psObj, 20203)
+
+ public:
+  explicit Brick(std::uint64_t n) { set(n); }
+  void set(std::uint64_t n);
+  bool is(std::uint64_t n) const;
+
+  // Opens every brick of a container, and after that writes to this one. The sum of the numbers.
+  std::uint64_t walkThenSet(const pstHandle<psContObj>& container, std::uint64_t n);
+
+  std::uint64_t words[480];
+};
+
+// What an object of these classes holds, whichever it is.
+struct Content {
+  unsigned int typeN = 0;
+  std::int64_t number = 0;
+  std::string bytes;
+  std::vector<psId> links;
+
+  bool operator==(const Content& other) const {
+    return typeN == other.typeN && number == other.number && bytes == other.bytes && links == other.links;
+  }
+};
+Content contentOf(const pstHandle<psObj>& object);
+
+// Bytes that differ for each seed.
+std::string pattern(std::uint64_t seed, std::size_t size);
+
+// The objects of class T and its subclasses in a container, in the order of a scan.
+template <class T>
+std::vector<psId> scanned(const pstHandle<psContObj>& container) {
+  std::vector<psId> ids;
+  pstItr<T> found;
+  found.scan(container, pscNoOpen);
+  while (found.next()) ids.push_back(found.oid());
+  return ids;
+}
+
+class ScratchFolder {
+ public:
+  ScratchFolder();
+  ScratchFolder(const ScratchFolder&) = delete;
+  ScratchFolder& operator=(const ScratchFolder&) = delete;
+  ~ScratchFolder();
+  std::string operator/(const std::string& name) const { return path_ + "/" + name; }
+
+ private:
+  std::string path_;
+};
+
+psSessionOptions unsynced(std::size_t cacheLimit = psSessionOptions().cacheLimit);
+
+// A forked process that runs a function and exchanges numbers with it. No session may be open when it is made.
+class Process {
+ public:
+  class Channel {
+   public:
+    explicit Channel(int descriptor) : descriptor_(descriptor) {}
+    void send(std::uint64_t number = 0) const;
+    bool receive(std::uint64_t* number = nullptr) const;  // false when the other side is gone
+    bool waitsFor(int milliseconds) const;                // whether a number arrives in that time
+
+   private:
+    int descriptor_;
+  };
+
+  // The process exits with the function's result.
+  explicit Process(const std::function<int(const Channel&)>& body);
+  Process(const Process&) = delete;
+  Process& operator=(const Process&) = delete;
+  ~Process();
+
+  Channel channel() const { return Channel(descriptor_); }
+  void kill();
+  int wait();  // the exit code, -1 after a signal
+
+ private:
+  int id_ = 0;
+  int descriptor_ = -1;
+};
+
+// Runs a function in a process of its own; the text that it returns, or how it died.
+std::string inProcess(const std::function<std::string()>& body);
+
+}  // namespace ps::test

@@ -1,0 +1,599 @@
+#include "store/engine/Engine.h"
+
+#include <fcntl.h>
+#include <gtest/gtest.h>
+#include <sys/resource.h>
+#include <sys/socket.h>
+#include <sys/stat.h>
+#include <sys/types.h>
+#include <sys/wait.h>
+#include <unistd.h>
+
+#include <algorithm>
+#include <csignal>
+#include <cstdint>
+#include <filesystem>
+#include <fstream>
+#include <functional>
+#include <iterator>
+#include <map>
+#include <memory>
+#include <random>
+#include <string>
+#include <string_view>
+#include <thread>
+#include <utility>
+#include <vector>
+
+#include "store/psSessionOptions.h"
+#include "support/TempStore.h"
+
+namespace {
+
+using ps::detail::Engine;
+using ps::detail::openEngine;
+using Content = std::map<std::string, std::string>;
+
+class TemporaryFolder {
+ public:
+  TemporaryFolder() : path_(::testing::TempDir() + "engine-XXXXXX") {
+    if (::mkdtemp(path_.data()) == nullptr) ADD_FAILURE() << "no temporary folder at " << path_;
+  }
+  ~TemporaryFolder() { std::filesystem::remove_all(path_); }
+  std::string operator/(const std::string& name) const { return path_ + "/" + name; }
+
+ private:
+  std::string path_;
+};
+
+void send(int channel) { EXPECT_EQ(::write(channel, ".", 1), 1); }
+
+// False when the other side is gone.
+bool receive(int channel) {
+  char byte = 0;
+  return ::read(channel, &byte, 1) == 1;
+}
+
+// A forked process that runs a function, with a channel to this one, and exits with the function's result.
+class Process {
+ public:
+  explicit Process(const std::function<int(int channel)>& body) {
+    int ends[2];
+    EXPECT_EQ(::socketpair(AF_UNIX, SOCK_STREAM, 0, ends), 0);
+    id_ = ::fork();
+    if (id_ == 0) {
+      ::close(ends[0]);
+      ::_exit(body(ends[1]));
+    }
+    ::close(ends[1]);
+    channel_ = ends[0];
+  }
+  ~Process() {
+    kill();
+    ::close(channel_);
+  }
+
+  int channel() const { return channel_; }
+  void kill() {
+    if (id_ > 0) ::kill(id_, SIGKILL);
+    wait();
+  }
+  int wait() {  // the exit code, -1 after a signal
+    int status = -1;
+    if (id_ > 0) ::waitpid(id_, &status, 0);
+    id_ = 0;
+    return WIFEXITED(status) ? WEXITSTATUS(status) : -1;
+  }
+
+ private:
+  pid_t id_ = 0;
+  int channel_ = -1;
+};
+
+psSessionOptions unsynced(std::size_t mapSize = 0) {
+  psSessionOptions options;
+  options.sync = false;
+  options.mapSize = mapSize;
+  return options;
+}
+
+psSessionOptions readOnly() {
+  psSessionOptions options;
+  options.readOnly = true;
+  return options;
+}
+
+std::unique_ptr<Engine> openStore(const std::string& path, const psSessionOptions& options = unsynced()) {
+  std::string error;
+  auto engine = openEngine(path, options, error);
+  EXPECT_NE(engine, nullptr) << error;
+  return engine;
+}
+
+bool store(Engine& engine, const Content& pairs) {
+  if (!engine.begin(true)) return false;
+  for (const auto& [key, value] : pairs) engine.put(key, value);  // commit tells
+  return engine.commit() == Engine::Commit::committed;
+}
+
+Content scanned(Engine& engine, const std::string& prefix = "") {
+  Content found;
+  std::string last;
+  EXPECT_TRUE(engine.scan(prefix, [&](std::string_view key, std::string_view value) {
+    EXPECT_TRUE(found.empty() || last < key) << "out of order";
+    last = key;
+    return found.emplace(key, value).second;
+  })) << engine.error();
+  return found;
+}
+
+Content contentOf(Engine& engine) {
+  EXPECT_TRUE(engine.begin(false)) << engine.error();
+  Content found = scanned(engine);
+  engine.abort();
+  return found;
+}
+
+// Many pairs with one letter, enough to use several pages.
+Content lettered(char letter, int pairs = 60) {
+  Content content;
+  for (int i = 0; i < pairs; ++i) content["key" + std::to_string(i)] = std::string(900, letter);
+  return content;
+}
+
+// Random transactions, each step compared with a map. Misuse is among the steps: it must fail and change nothing.
+class EngineModel {
+ public:
+  EngineModel(std::string path, unsigned int seed) : path_(std::move(path)), random_(seed), engine_(openStore(path_)) {}
+
+  void run(int transactions) {
+    for (int i = 0; i < transactions && !::testing::Test::HasFailure(); ++i) {
+      if (path_ != "memory:" && chance(20)) engine_ = openStore(path_);
+      transaction(!chance(4));
+    }
+  }
+
+ private:
+  bool chance(int oneIn) { return random_() % oneIn == 0; }
+
+  std::string randomKey() {
+    const std::size_t length = chance(10) ? 1 + random_() % engine_->maxKeySize() : 1 + random_() % 3;
+    std::string key(length, '\0');
+    for (char& byte : key) byte = "\0a\x7f\xff"[random_() % 4];
+    return key;
+  }
+
+  void transaction(bool update) {
+    ASSERT_TRUE(engine_->begin(update)) << engine_->error();
+    ASSERT_FALSE(engine_->begin(update)) << "a second transaction in one engine";
+    ASSERT_EQ(engine_->version(), version_);
+    working_ = committed_;
+    touched_ = voided_ = false;
+    for (unsigned int steps = random_() % 40; steps > 0; --steps) step(update);
+    end();
+    ASSERT_EQ(contentOf(*engine_), committed_);
+    ASSERT_EQ(engine_->version(), version_);
+    ASSERT_EQ(engine_->put("k", "v"), false) << "a put outside a transaction";
+  }
+
+  void step(bool update) {
+    const std::string key = chance(150) ? std::string(chance(2) ? 0 : engine_->maxKeySize() + 1, 'k') : randomKey();
+    const bool valid = !voided_ && !key.empty() && key.size() <= engine_->maxKeySize();
+    const unsigned int choice = random_() % 10;
+    if (choice < 4) {
+      const std::string value(random_() % (chance(8) ? 20000 : 50), static_cast<char>(random_()));
+      ASSERT_EQ(engine_->put(key, value), update && valid) << engine_->error();
+      if (update && valid) working_[key] = value;
+      note(update, valid);
+    } else if (choice < 6) {
+      const bool present = working_.count(key) != 0;
+      ASSERT_EQ(engine_->erase(key), update && valid) << engine_->error();
+      if (update && valid) working_.erase(key);
+      note(update && (present || !valid), valid);
+    } else if (choice < 9) {
+      checkGet(key, valid);
+    } else if (!voided_) {
+      checkScan(chance(3) ? std::string() : key);
+    }
+  }
+
+  void note(bool update, bool valid) {
+    touched_ |= update && valid;
+    voided_ |= update && !valid;
+  }
+
+  void checkGet(const std::string& key, bool valid) {
+    std::string_view value;
+    const Engine::Lookup result = engine_->get(key, value);
+    const auto expected = working_.find(key);
+    if (!valid) {
+      ASSERT_EQ(result, Engine::Lookup::failed);
+    } else if (expected == working_.end()) {
+      ASSERT_EQ(result, Engine::Lookup::absent);
+    } else {
+      ASSERT_EQ(result, Engine::Lookup::found) << engine_->error();
+      ASSERT_EQ(value, expected->second);
+    }
+  }
+
+  void checkScan(const std::string& prefix) {
+    Content expected;
+    for (auto at = working_.lower_bound(prefix); at != working_.end() && at->first.rfind(prefix, 0) == 0; ++at) {
+      expected.insert(*at);
+    }
+    ASSERT_EQ(scanned(*engine_, prefix), expected);
+    std::size_t visits = 0;
+    ASSERT_TRUE(engine_->scan(prefix, [&](std::string_view, std::string_view) { return ++visits < 2; }));
+    ASSERT_EQ(visits, std::min<std::size_t>(expected.size(), 2)) << "a scan goes on after it was ended";
+  }
+
+  void end() {
+    if (chance(4)) return engine_->abort();
+    ASSERT_EQ(engine_->commit(), voided_ ? Engine::Commit::conflict : Engine::Commit::committed) << engine_->error();
+    ASSERT_EQ(engine_->commit(), Engine::Commit::conflict) << "a commit without a transaction";
+    if (voided_) return;
+    committed_ = working_;
+    version_ += touched_ ? 1 : 0;
+    ASSERT_EQ(engine_->version(), version_);
+  }
+
+  const std::string path_;
+  std::mt19937 random_;
+  std::unique_ptr<Engine> engine_;
+  Content committed_;
+  Content working_;
+  std::uint64_t version_ = 0;
+  bool touched_ = false;
+  bool voided_ = false;
+};
+
+class EngineModelTest : public ::testing::TestWithParam<const char*> {};
+
+TEST_P(EngineModelTest, behavesAsAMapWithTransactions) {
+  const TemporaryFolder folder;
+  const auto seed = static_cast<unsigned int>(ps::test::seedOr(std::random_device()()));
+  SCOPED_TRACE("seed " + std::to_string(seed));
+  const std::string path = GetParam();
+  EngineModel(path == "memory:" ? path : folder / path, seed).run(600);
+}
+
+INSTANTIATE_TEST_SUITE_P(Engines, EngineModelTest, ::testing::Values("memory:", "store"));
+
+TEST(LmdbEngineTest, readersKeepTheirSnapshotBesideWritersOfThisAndOtherProcesses) {
+  const TemporaryFolder folder;
+  const std::string path = folder / "store";
+  // Forked before anything is open, and opens the store while this process reads from it.
+  Process other([&](int channel) {
+    receive(channel);
+    const auto writer = openStore(path);
+    for (int i = 0; i < 300; ++i) {
+      if (!store(*writer, lettered('c'))) return 1;
+    }
+    return 0;
+  });
+  const auto reader = openStore(path);
+  {
+    const auto writer = openStore(path);
+    ASSERT_TRUE(store(*writer, lettered('a')));
+    ASSERT_TRUE(reader->begin(false));
+    ASSERT_TRUE(store(*writer, lettered('b')));
+    ASSERT_EQ(writer->version(), reader->version() + 1);
+  }
+  // Closing the writer's engine must not have cost the reader its locks: the other process would take its pages then.
+  send(other.channel());
+  ASSERT_EQ(other.wait(), 0);
+  EXPECT_EQ(scanned(*reader), lettered('a'));
+  reader->abort();
+  EXPECT_EQ(contentOf(*reader), lettered('c'));
+  EXPECT_EQ(reader->version(), 302U);
+}
+
+TEST(LmdbEngineTest, whatAKilledWriterCommittedIsThereWhole) {
+  const TemporaryFolder folder;
+  const std::string path = folder / "store";
+  std::mt19937 random(std::random_device{}());
+  std::size_t before = 0;
+  for (int round = 0; round < 25; ++round) {
+    Process writer([&](int channel) {
+      const auto engine = openStore(path, psSessionOptions());
+      for (std::size_t i = before + 1;; ++i) {
+        const std::string number = std::to_string(i);
+        const Content pairs = {
+            {"first", number}, {"k" + std::to_string(i % 7), std::string(i * 37 % 9000, 'x')}, {"last", number}};
+        if (!store(*engine, pairs)) return 1;
+        send(channel);
+      }
+    });
+    std::size_t reported = before;
+    for (unsigned int wanted = 1 + random() % 10; wanted > 0 && receive(writer.channel()); --wanted) ++reported;
+    ::usleep(random() % 3000);
+    writer.kill();
+    while (receive(writer.channel())) ++reported;
+    const Content content = contentOf(*openStore(path));
+    ASSERT_GT(reported, before);
+    ASSERT_EQ(content.at("first"), content.at("last"));
+    const std::size_t found = std::stoul(content.at("last"));
+    ASSERT_GE(found, reported);
+    ASSERT_LE(found, reported + 1);
+    before = found;
+  }
+}
+
+TEST(LmdbEngineTest, aKilledReaderDoesNotPinOldPagesForEver) {
+  const TemporaryFolder folder;
+  const std::string path = folder / "store";
+  Process reader([&](int channel) {
+    const auto engine = openStore(path);
+    engine->begin(false);
+    send(channel);
+    receive(channel);
+    return 0;
+  });
+  ASSERT_TRUE(receive(reader.channel()));
+  const auto writer = openStore(path, unsynced(std::size_t{1} << 20));
+  ASSERT_TRUE(store(*writer, lettered('a')));
+  reader.kill();
+  int refused = 0;
+  for (int i = 0; i < 300; ++i) refused += store(*writer, lettered(static_cast<char>('a' + i % 26))) ? 0 : 1;
+  EXPECT_LE(refused, 1);
+}
+
+TEST(LmdbEngineTest, aFullStoreSaysHowToGrowItAndStaysUsable) {
+  const TemporaryFolder folder;
+  const std::string path = folder / "store";
+  constexpr std::size_t mebibyte = std::size_t{1} << 20;
+  const std::string large(100000, 'x');
+  Process grower([&](int channel) {
+    receive(channel);
+    const auto engine = openStore(path, unsynced(64 * mebibyte));
+    for (int i = 0; i < 30; ++i) {
+      if (!store(*engine, {{"large" + std::to_string(i), large}})) return 1;
+    }
+    return 0;
+  });
+  const auto engine = openStore(path, unsynced(mebibyte));
+  ASSERT_TRUE(store(*engine, lettered('a')));
+  ASSERT_TRUE(engine->begin(true));
+  for (int i = 0; engine->put("large" + std::to_string(i), large); ++i) ASSERT_LT(i, 20);
+  for (const char* part : {"store is full", "1048576 bytes", "mapSize", "PSCOLLECTIONS_MAP_SIZE"}) {
+    EXPECT_NE(engine->error().find(part), std::string::npos) << engine->error();
+  }
+  EXPECT_FALSE(engine->put("small", "x"));
+  EXPECT_EQ(engine->commit(), Engine::Commit::conflict);
+  EXPECT_EQ(contentOf(*engine), lettered('a'));
+  EXPECT_TRUE(store(*engine, {{"small", "x"}})) << engine->error();
+
+  // Another process that has reserved more may let the file outgrow this one's map; an idle engine then adopts it.
+  ASSERT_TRUE(engine->begin(false));
+  send(grower.channel());
+  ASSERT_EQ(grower.wait(), 0);
+  const auto second = openStore(path);
+  EXPECT_FALSE(second->begin(false)) << "the map is replaced under a transaction";
+  EXPECT_NE(second->error().find("grow beyond"), std::string::npos) << second->error();
+  engine->abort();
+  EXPECT_EQ(contentOf(*second).at("large29"), large);
+  EXPECT_TRUE(store(*engine, {{"larger", large}})) << engine->error();
+}
+
+TEST(LmdbEngineTest, aWriteThatFailsInTheCommitLeavesTheStoreAsItWas) {
+  const TemporaryFolder folder;
+  const auto engine = openStore(folder / "store");
+  ASSERT_TRUE(store(*engine, lettered('a')));
+  rlimit limit{};
+  ASSERT_EQ(::getrlimit(RLIMIT_FSIZE, &limit), 0);
+  const rlimit tight = {std::size_t{256} << 10, limit.rlim_max};
+  const auto handler = std::signal(SIGXFSZ, SIG_IGN);
+  ASSERT_EQ(::setrlimit(RLIMIT_FSIZE, &tight), 0);
+  bool changed = engine->begin(true);
+  for (const auto& [key, value] : lettered('b', 900)) changed = changed && engine->put(key, value);
+  const Engine::Commit outcome = engine->commit();
+  ::setrlimit(RLIMIT_FSIZE, &limit);
+  std::signal(SIGXFSZ, handler);
+  EXPECT_TRUE(changed);
+  EXPECT_EQ(outcome, Engine::Commit::conflict);
+  EXPECT_NE(engine->error().find("bytes free"), std::string::npos) << engine->error();
+  EXPECT_EQ(contentOf(*engine), lettered('a'));
+  EXPECT_TRUE(store(*engine, lettered('c', 900))) << engine->error();
+  EXPECT_EQ(contentOf(*engine), lettered('c', 900));
+}
+
+// LMDB writes the meta page of a synchronous commit, its last step, through a descriptor of its own. Leads it to a full
+// disk.
+void failSynchronousMetaPages(const std::string& path) {
+  for (int descriptor = 3; descriptor < 64; ++descriptor) {
+    struct stat status {};
+    struct stat opened {};
+    const int flags = ::fcntl(descriptor, F_GETFL);
+    if (flags == -1 || (flags & O_ACCMODE) != O_WRONLY || ::fstat(descriptor, &opened) != 0) continue;
+    if (::stat(path.c_str(), &status) != 0 || status.st_ino != opened.st_ino) continue;
+    const int full = ::open("/dev/full", O_WRONLY | O_CLOEXEC);
+    EXPECT_EQ(::dup2(full, descriptor), descriptor);
+    ::close(full);
+    return;
+  }
+  ADD_FAILURE() << "no such descriptor";
+}
+
+TEST(LmdbEngineTest, aCommitWhoseLastWriteFailsIsUnknownAndEndsTheUseOfTheFile) {
+  const TemporaryFolder folder;
+  const std::string path = folder / "store";
+  auto unsafe = openStore(path);
+  auto safe = openStore(path, psSessionOptions());
+  ASSERT_TRUE(store(*safe, lettered('a')));
+  failSynchronousMetaPages(path);
+  ASSERT_TRUE(store(*unsafe, lettered('b'))) << "sync holds for each engine: " << unsafe->error();
+  ASSERT_TRUE(safe->begin(true));
+  ASSERT_TRUE(safe->put("key0", "c"));
+  EXPECT_EQ(safe->commit(), Engine::Commit::unknown);
+  EXPECT_NE(safe->error().find("not known"), std::string::npos) << safe->error();
+  EXPECT_FALSE(safe->begin(false));
+  EXPECT_FALSE(unsafe->begin(true));
+  EXPECT_NE(unsafe->error().find("Close every session"), std::string::npos) << unsafe->error();
+  safe.reset();
+  unsafe.reset();
+  safe = openStore(path, psSessionOptions());
+  EXPECT_EQ(contentOf(*safe), lettered('b'));
+  EXPECT_TRUE(store(*safe, {{"key0", "d"}})) << safe->error();
+}
+
+TEST(LmdbEngineTest, aForkedChildIsRefusedAndDoesNotDisturbItsParent) {
+  const TemporaryFolder folder;
+  const std::string path = folder / "store";
+  auto writer = openStore(path);
+  auto reader = openStore(path);
+  ASSERT_TRUE(store(*writer, lettered('a')));
+  ASSERT_TRUE(reader->begin(false));
+  ASSERT_TRUE(writer->begin(true));
+  ASSERT_TRUE(writer->put("key0", "b"));
+  Process child([&](int) {
+    std::string_view value;
+    bool right =
+        reader->get("key0", value) == Engine::Lookup::failed && !writer->put("key1", "x") && !writer->erase("key1");
+    right = right && writer->commit() == Engine::Commit::conflict && !writer->begin(false);
+    right = right && writer->error().find("before the fork") != std::string::npos;
+    writer.reset();
+    reader.reset();
+    return right && contentOf(*openStore(path)) == lettered('a') ? 0 : 1;
+  });
+  EXPECT_EQ(child.wait(), 0);
+  EXPECT_EQ(writer->commit(), Engine::Commit::committed) << writer->error();
+  EXPECT_EQ(scanned(*reader), lettered('a'));
+  EXPECT_EQ(contentOf(*writer).at("key0"), "b");
+}
+
+TEST(LmdbEngineTest, threadsThatOpenAndCloseOneStoreShareIt) {
+  const TemporaryFolder folder;
+  const std::string path = folder / "store";
+  constexpr int rounds = 100;
+  const auto count = [&] {
+    for (int i = 0; i < rounds; ++i) {
+      const auto engine = openStore(path);
+      std::string_view value;
+      ASSERT_TRUE(engine->begin(true)) << engine->error();
+      const int before = engine->get("count", value) == Engine::Lookup::found ? std::stoi(std::string(value)) : 0;
+      ASSERT_TRUE(engine->put("count", std::to_string(before + 1)));
+      ASSERT_EQ(engine->commit(), Engine::Commit::committed) << engine->error();
+    }
+  };
+  std::vector<std::thread> threads;
+  threads.reserve(4);
+  for (int i = 0; i < 4; ++i) threads.emplace_back(count);
+  for (std::thread& thread : threads) thread.join();
+  EXPECT_EQ(contentOf(*openStore(path)).at("count"), std::to_string(4 * rounds));
+}
+
+TEST(LmdbEngineTest, oneFileIsOneStoreByWhateverNameItIsOpened) {
+  const TemporaryFolder folder;
+  ASSERT_TRUE(store(*openStore(folder / "store"), lettered('a')));
+  const auto reader = openStore(folder / "store", readOnly());  // first, which must not keep the others from writing
+  const auto engine = openStore(folder / "store");
+  std::filesystem::create_symlink("store", folder / "link");
+  const auto linked = openStore(folder / "link");
+  EXPECT_FALSE(std::filesystem::exists(folder / "link-lock"));
+  ASSERT_TRUE(engine->begin(true));
+  EXPECT_FALSE(linked->begin(true)) << "the thread would wait for itself";
+  EXPECT_NE(linked->error().find("this thread"), std::string::npos) << linked->error();
+  EXPECT_EQ(contentOf(*linked), lettered('a'));
+  engine->abort();
+  EXPECT_FALSE(reader->begin(true));
+  EXPECT_NE(reader->error().find("reading only"), std::string::npos) << reader->error();
+  EXPECT_TRUE(store(*linked, lettered('b'))) << linked->error();
+  EXPECT_EQ(contentOf(*reader), lettered('b'));
+}
+
+TEST(LmdbEngineTest, withoutWritePermissionAStoreCanBeReadOnly) {
+  const TemporaryFolder folder;
+  const std::string directory = folder / "fixed";
+  const std::string path = directory + "/store";
+  std::filesystem::create_directory(directory);
+  ASSERT_TRUE(store(*openStore(path), lettered('a')));
+  ASSERT_EQ(::chmod(path.c_str(), 0444) | ::chmod((path + "-lock").c_str(), 0666), 0);
+  ASSERT_EQ(::chmod(directory.c_str(), 0555) | ::chmod((folder / ".").c_str(), 0755), 0);
+  constexpr int unable = 77;
+  Process child([&](int) {
+    if (::geteuid() == 0 && ::setuid(65534) != 0) return unable;
+    std::string refusedOld, refusedNew;
+    const bool refused = openEngine(path, unsynced(), refusedOld) == nullptr &&
+                         openEngine(directory + "/new", unsynced(), refusedNew) == nullptr &&
+                         refusedOld.find("ermission denied") != std::string::npos &&
+                         refusedNew.find("ermission denied") != std::string::npos;
+    const auto reader = openStore(path, readOnly());
+    return refused && reader != nullptr && contentOf(*reader) == lettered('a') ? 0 : 1;
+  });
+  const int result = child.wait();
+  ::chmod(directory.c_str(), 0755);
+  if (result == unable) GTEST_SKIP() << "root cannot give up its rights here";
+  EXPECT_EQ(result, 0);
+}
+
+TEST(LmdbEngineTest, pathsThatHoldNoStoreAreRefusedAndLeftAlone) {
+  const TemporaryFolder folder;
+  const std::string text(10000, 't');
+  std::ofstream(folder / "text") << text;
+  std::ofstream(folder / "empty").flush();
+  std::filesystem::create_directory(folder / "directory");
+  std::filesystem::create_symlink("nothing", folder / "dangling");
+  ASSERT_EQ(::mkfifo((folder / "fifo").c_str(), 0600), 0);
+  const auto open = openStore(folder / "store");
+  const auto replaced = openStore(folder / "replaced");
+  std::filesystem::rename(folder / "replaced", folder / "moved");
+  ASSERT_TRUE(store(*openStore(folder / "linked"), lettered('a')));
+  std::filesystem::create_hard_link(folder / "linked", folder / "twin");
+
+  const struct {
+    std::string path;
+    psSessionOptions options;
+    const char* reason;
+  } cases[] = {
+      {folder / "text", {}, "not a store"},     {folder / "directory", {}, "directory"},
+      {folder / "directory/", {}, "directory"}, {folder / "missing/store", {}, "directory"},
+      {folder / "missing/", {}, "directory"},   {folder / "text/store", {}, "Not a directory"},
+      {folder / "fifo", {}, "regular file"},    {folder / "dangling", {}, "symbolic link"},
+      {folder / "twin", {}, "hard link"},       {folder / "store-lock", {}, "lock file"},
+      {folder / "replaced", {}, "replaced"},    {folder / "nothing", readOnly(), "no such file"},
+      {folder / "empty", readOnly(), "empty"},  {"", {}, "empty"},
+  };
+  for (const auto& [path, options, reason] : cases) {
+    std::string error;
+    EXPECT_EQ(openEngine(path, options, error), nullptr) << path;
+    EXPECT_NE(error.find("'" + path + "'"), std::string::npos) << error;
+    EXPECT_NE(error.find(reason), std::string::npos) << error;
+  }
+  std::ifstream file(folder / "text");
+  EXPECT_EQ(std::string(std::istreambuf_iterator<char>(file), {}), text);
+  for (const char* name : {"text-lock", "nothing", "missing", "replaced"}) {
+    EXPECT_FALSE(std::filesystem::exists(folder / name)) << name;
+  }
+  EXPECT_NE(openStore(folder / "empty"), nullptr) << "as left by a process that was killed while creating it";
+}
+
+TEST(LmdbEngineTest, theMapIsSizedByOptionEnvironmentAndLimits) {
+  const TemporaryFolder folder;
+  std::string error;
+  ASSERT_EQ(::setenv("PSCOLLECTIONS_MAP_SIZE", "a lot", 1), 0);
+  EXPECT_EQ(openEngine(folder / "store", unsynced(), error), nullptr);
+  EXPECT_NE(error.find("PSCOLLECTIONS_MAP_SIZE is 'a lot'"), std::string::npos) << error;
+  ASSERT_EQ(::setenv("PSCOLLECTIONS_MAP_SIZE", "1048576", 1), 0);
+  const std::string large(2000000, 'x');
+  EXPECT_FALSE(store(*openStore(folder / "store"), {{"large", large}}));
+  EXPECT_TRUE(store(*openStore(folder / "store", unsynced(4 << 20)), {{"large", large}})) << "the option comes first";
+  EXPECT_EQ(contentOf(*openStore(folder / "store")).at("large"), large) << "a file beyond the limit can be read";
+  ASSERT_EQ(::unsetenv("PSCOLLECTIONS_MAP_SIZE"), 0);
+  EXPECT_TRUE(store(*openStore(folder / "vast", unsynced(SIZE_MAX)), lettered('a'))) << "halved until it fits";
+}
+
+TEST(LmdbEngineTest, aFileCutShortIsReportedAsDamaged) {
+  const TemporaryFolder folder;
+  const std::string path = folder / "store";
+  ASSERT_TRUE(store(*openStore(path), lettered('a', 500)));
+  std::filesystem::resize_file(path, 3 * 4096);
+  std::string error;
+  const auto engine = openEngine(path, unsynced(), error);
+  ASSERT_NE(engine, nullptr) << error;
+  ASSERT_TRUE(engine->begin(false));
+  std::string_view value;
+  EXPECT_EQ(engine->get("key0", value), Engine::Lookup::failed);
+  EXPECT_NE(engine->error().find("damaged"), std::string::npos) << engine->error();
+}
+
+}  // namespace

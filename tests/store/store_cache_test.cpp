@@ -1,0 +1,222 @@
+#include <gtest/gtest.h>
+#include <lmdb.h>
+
+#include "store/StoreObjects.h"
+
+namespace ps::test {
+namespace {
+
+constexpr std::size_t limit = std::size_t{16} << 20;
+
+class StoreCache : public ::testing::Test {
+ protected:
+  void open(std::size_t cacheLimit = limit) {
+    ASSERT_EQ(session_.open(folder_ / "store.ps", unsynced(cacheLimit)), 1) << session_.lastError();
+  }
+  void begin(psMode mode) { ASSERT_EQ(session_.begin(mode), 1) << session_.lastError(); }
+  void commit() { ASSERT_EQ(session_.commit(), 1) << session_.lastError(); }
+  void reopen(std::size_t cacheLimit = limit) {
+    commit();
+    ASSERT_EQ(session_.close(), 1);
+    open(cacheLimit);
+  }
+  pstHandle<psContObj> container(const char* name) { return session_.container(session_.database("cache"), name); }
+  psSessionCounters counters() const { return session_.counters(); }
+
+  // Bricks numbered from 0, two a page.
+  void lay(const pstHandle<psContObj>& in, std::uint64_t count) {
+    for (std::uint64_t n = 0; n < count; ++n) ASSERT_NE(new (in) Brick(n), nullptr) << session_.lastError();
+  }
+
+  // Reads bricks until so many pages were loaded.
+  void loadPages(pstItr<Brick>& brick, std::uint64_t pages) {
+    const std::uint64_t before = counters().pageReads;
+    while (counters().pageReads < before + pages) ASSERT_TRUE(brick.next());
+  }
+
+  ScratchFolder folder_;
+  psSession session_;
+};
+
+TEST_F(StoreCache, TransactionsMayBeManyTimesLargerThanTheCache) {
+  constexpr std::uint64_t count = 52000;  // in 203 MiB of pages
+  open();
+  begin(pscUpdate);
+  const pstHandle<psContObj> wall = container("wall");
+  pstHandle<Brick> first(new (wall) Brick(7));
+  const Brick* const address = &*first;
+  lay(wall, count);
+  EXPECT_GT(counters().pageWrites, 20000U);  // before the commit
+  EXPECT_EQ(&*first, address);
+  EXPECT_TRUE(first->is(7));
+  commit();
+
+  // An update of everything, while one object stays pinned, and the member function of another runs.
+  begin(pscUpdate);
+  ASSERT_EQ(first.update(), 1);
+  const std::uint64_t writes = counters().pageWrites;
+  std::uint64_t n = 0;
+  pstItr<Brick> brick;
+  brick.scan(wall, pscUpdate);
+  ASSERT_TRUE(brick.next());
+  while (brick.next()) brick->set(3 * n++);
+  EXPECT_EQ(n, count);
+  first->set(8);
+  EXPECT_EQ(first->walkThenSet(wall, 9), 8 + 3 * (count * (count - 1) / 2));
+  EXPECT_EQ(&*first, address);
+  commit();
+  EXPECT_GE(counters().pageWrites - writes, 26000U);
+  EXPECT_LE(counters().peakResidentBytes, 2 * limit);
+
+  ASSERT_EQ(session_.close(), 1);
+  EXPECT_TRUE(address->is(9)) << "a pinned image outlives its session";
+  open();
+  begin(pscRead);
+  const pstHandle<Brick> pinned(first.oid());
+  ASSERT_EQ(pinned.open(pscRead), 1);
+  const Brick* const readAddress = &*pinned;
+  n = 0;
+  brick.scan(wall, pscRead);
+  ASSERT_TRUE(brick.next());
+  while (brick.next()) ASSERT_TRUE(brick->is(3 * n++)) << n;
+  EXPECT_EQ(n, count);
+  EXPECT_TRUE(readAddress->is(9));
+  EXPECT_EQ(&*pinned, readAddress);
+  EXPECT_GE(counters().pageReads, 26000U);
+  EXPECT_LE(counters().peakResidentBytes, 2 * limit);
+}
+
+// An update open lasts to the end of its transaction, whatever happens to the image in between.
+TEST_F(StoreCache, WritesSurviveTheirPageLeavingMemory) {
+  constexpr std::size_t least = std::size_t{4} << 20;
+  constexpr std::uint64_t count = 6000;  // 23 MiB
+  open(least);
+  begin(pscUpdate);
+  const pstHandle<psContObj> wall = container("wall");
+  const psId id = pstHandle<Brick>(new (container("alone")) Brick(1)).oid();
+  const psId blob = pstHandle<Blob>(new (container("blob")) Blob(1, std::string(3000, 'a'))).oid();
+  lay(wall, count);
+  reopen(least);
+
+  begin(pscUpdate);
+  pstItr<Brick> brick;
+  ASSERT_EQ(pstHandle<Brick>(id).update(), 1);
+  ASSERT_EQ(id.update(), 1);
+  brick.scan(wall, pscRead);
+  const std::uint64_t writes = counters().pageWrites;
+  loadPages(brick, 1500);
+  EXPECT_EQ(counters().pageWrites, writes) << "an image that nobody wrote to is not written";
+  {
+    // Opened for update before it left; what comes back counts as changed.
+    const pstHandle<Brick> again(id);
+    ASSERT_EQ(again.open(pscRead), 1);
+    again->set(2);
+  }
+  loadPages(brick, 1200);
+  EXPECT_EQ(counters().pageWrites, writes + 1);
+  {
+    const pstHandle<Brick> again(id);
+    ASSERT_EQ(again.open(pscRead), 1);
+    EXPECT_TRUE(again->is(2));
+    again->set(3);
+  }
+
+  // References into an object and an array, over as many loads as they are good for.
+  pstHandle<Blob> holder(blob);
+  ASSERT_EQ(holder.update(), 1);
+  ASSERT_EQ(holder->bytes.update(), 1);
+  brick.scan(wall, pscRead);
+  char& element = holder->bytes[1500];
+  std::int64_t& number = holder->number;
+  holder.close();
+  loadPages(brick, 255);
+  element = 'z';
+  number = 17;
+  loadPages(brick, 1500);
+  EXPECT_EQ(pstHandle<Blob>(blob)->number, 17);
+  reopen(least);
+
+  begin(pscRead);
+  EXPECT_TRUE(pstHandle<Brick>(id)->is(3));
+  const Content content = contentOf(blob);
+  EXPECT_EQ(content.number, 17);
+  EXPECT_EQ(content.bytes, std::string(1500, 'a') + 'z' + std::string(1499, 'a'));
+}
+
+TEST_F(StoreCache, AnImageEqualToTheStoredOneIsNotWritten) {
+  open();
+  begin(pscUpdate);
+  const pstHandle<psContObj> wall = container("wall");
+  lay(wall, 100);
+  const pstHandle<Blob> large(new (wall) Blob(1, pattern(1, 400000)));
+  reopen();
+
+  begin(pscUpdate);
+  pstItr<Brick> brick;
+  brick.scan(wall, pscUpdate);
+  while (brick.next()) brick->set(brick->words[0]);
+  ASSERT_EQ(pstHandle<Blob>(large.oid())->bytes.update(), 1);
+  commit();
+  EXPECT_EQ(counters().pageWrites, 0U);
+}
+
+// A file of LMDB without the store.
+class PlainFile {
+ public:
+  explicit PlainFile(const std::string& path) {
+    EXPECT_EQ(mdb_env_create(&environment_), 0);
+    EXPECT_EQ(mdb_env_set_mapsize(environment_, std::size_t{1} << 30), 0);
+    EXPECT_EQ(mdb_env_open(environment_, path.c_str(), MDB_NOSUBDIR | MDB_NOSYNC, 0664), 0);
+    EXPECT_EQ(mdb_txn_begin(environment_, nullptr, 0, &transaction_), 0);
+    EXPECT_EQ(mdb_dbi_open(transaction_, nullptr, 0, &database_), 0);
+  }
+  ~PlainFile() {
+    mdb_txn_abort(transaction_);
+    mdb_env_close(environment_);
+  }
+  void put(std::uint32_t key, std::size_t size) {
+    std::string content(size, 'x');
+    MDB_val keyBytes{sizeof key, &key};
+    MDB_val contentBytes{content.size(), content.data()};
+    ASSERT_EQ(mdb_put(transaction_, database_, &keyBytes, &contentBytes, 0), 0);
+  }
+  MDB_stat status() const {
+    MDB_stat status{};
+    EXPECT_EQ(mdb_stat(transaction_, database_, &status), 0);
+    return status;
+  }
+
+ private:
+  MDB_env* environment_ = nullptr;
+  MDB_txn* transaction_ = nullptr;
+  MDB_dbi database_ = 0;
+};
+
+std::size_t pagesOf(const MDB_stat& status) {
+  return status.ms_branch_pages + status.ms_leaf_pages + status.ms_overflow_pages;
+}
+
+// By default each array and bucket of a collection has a container of its own.
+TEST_F(StoreCache, ContainersAreCheap) {
+  constexpr std::size_t count = 30000;
+  open();
+  begin(pscUpdate);
+  const pstHandle<psDBObj> database = session_.database("cache");
+  for (std::size_t n = 0; n < count; ++n) {
+    const pstHandle<psContObj> made(new (nullptr, 0, 1, 0, database) psContObj);
+    ASSERT_NE(new (made) Flat(static_cast<std::int64_t>(n)), nullptr) << session_.lastError();
+  }
+  commit();
+  EXPECT_EQ(counters().pageWrites, count);
+  EXPECT_LE(counters().peakResidentBytes, 2 * limit);
+  ASSERT_EQ(session_.close(), 1);
+
+  PlainFile plain(folder_ / "plain");
+  for (std::uint32_t n = 0; n < count; ++n) plain.put(n, sizeof(Flat));
+  const MDB_stat ours = PlainFile(folder_ / "store.ps").status();
+  EXPECT_LE(ours.ms_entries, 2 * count + 3);
+  EXPECT_LE(pagesOf(ours), 3 * pagesOf(plain.status()));
+}
+
+}  // namespace
+}  // namespace ps::test

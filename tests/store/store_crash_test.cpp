@@ -1,0 +1,273 @@
+#include <gtest/gtest.h>
+#include <unistd.h>
+
+#include <array>
+#include <atomic>
+#include <iostream>
+#include <map>
+#include <random>
+#include <set>
+#include <thread>
+
+#include "store/StoreObjects.h"
+#include "support/TempStore.h"
+
+namespace ps::test {
+namespace {
+
+// A class that is set up late, so that the first session of the process is still at it when the second one comes.
+class Late : public psObj {
+  PS_PERSISTENT_CLASS(Late, psObj, 20210)
+
+ public:
+  Late() = default;
+};
+const int slow = ptmAddToVTableInitList([] { ::usleep(20000); });
+PS_REGISTER_CLASS(Late)
+
+// Two writers keep two objects equal; no reader ever sees them differ. Comes first, since the sessions that it opens at
+// once must be the first of the process.
+TEST(StoreSharing, SessionsOfSeveralThreadsWorkSideBySide) {
+  constexpr int transactions = 150;
+  EXPECT_EQ(slow, 1);
+  const ScratchFolder folder;
+  const std::string path = folder / "store.ps";
+  std::atomic<int> writing{2};
+  std::atomic<int> opened{0};
+  std::array<std::string, 4> complaints;
+
+  const auto write = [&](psSession& session, int writer) {
+    for (int i = 0; i < transactions; ++i) {
+      if (session.begin(pscUpdate) != 1) return false;
+      const pstHandle<psDBObj> database = session.database("threads");
+      const pstHandle<psContObj> left = session.container(database, "left");
+      const pstHandle<psContObj> right = session.container(database, "right");
+      pstHandle<Blob> a;
+      pstHandle<Blob> b;
+      if (a.lookupObj(left, "total", pscUpdate) != 1) {
+        a = new (left) Blob(0, "");
+        b = new (right) Blob(0, "");
+        if (new (right) Late == nullptr) return false;
+        if (session.name(a, left, "total") != 1 || session.name(b, right, "total") != 1) return false;
+      }
+      if (b.lookupObj(right, "total", pscUpdate) != 1) return false;
+      ++a->number;
+      ++b->number;
+      if (a->bytes.extend(static_cast<char>(writer)) != 1 || b->bytes.extend(static_cast<char>(writer)) != 1)
+        return false;
+      if ((i % 10 == 9 ? session.abort() : session.commit()) != 1) return false;
+    }
+    return true;
+  };
+  const auto read = [&](psSession& session, int) {
+    std::int64_t seen = 0;
+    bool last = false;
+    while (!last) {
+      last = writing == 0;
+      if (session.begin(pscRead) != 1) return false;
+      const pstHandle<psDBObj> database = session.database("threads");
+      pstHandle<Blob> a;
+      pstHandle<Blob> b;
+      if (a.lookupObj(session.container(database, "left"), "total", pscRead) == 1) {
+        if (b.lookupObj(session.container(database, "right"), "total", pscRead) != 1) return false;
+        const Content content = contentOf(a);
+        if (!(content == contentOf(b)) || content.number < seen) return false;
+        seen = content.number;
+        if (content.bytes.size() != static_cast<std::size_t>(seen)) return false;
+      }
+      if (session.commit() != 1) return false;
+    }
+    return seen == transactions * 2 * 9 / 10;
+  };
+
+  std::vector<std::thread> threads;
+  for (int i = 0; i < 4; ++i) {
+    threads.emplace_back([&, i] {
+      // All at once: the first session of the process sets the classes up.
+      for (++opened; opened < 4;) std::this_thread::yield();
+      psSession session;
+      const bool good = session.open(path, unsynced()) == 1 && (i < 2 ? write(session, i) : read(session, i));
+      if (!good) complaints[static_cast<std::size_t>(i)] = "failed: " + session.lastError();
+      if (i < 2) --writing;
+    });
+  }
+  for (std::thread& thread : threads) thread.join();
+  for (const std::string& complaint : complaints) EXPECT_EQ(complaint, "");
+}
+
+constexpr std::array<const char*, 3> shelves = {"one", "two", "three"};
+constexpr std::int64_t keptBatches = 20;
+
+std::string batchBytes(std::int64_t batch, std::size_t shelf) {
+  const std::uint64_t seed = static_cast<std::uint64_t>(batch) * 3 + shelf;
+  return pattern(seed, seed * 7919 % 30000);
+}
+
+// One transaction: each shelf gets the batch's object, loses that of an old one, and its latest one is changed.
+bool commitBatch(psSession& session, std::int64_t batch) {
+  if (session.begin(pscUpdate) != 1) return false;
+  const pstHandle<psDBObj> database = session.database("crash");
+  for (std::size_t shelf = 0; shelf < shelves.size(); ++shelf) {
+    const pstHandle<psContObj> in = session.container(database, shelves[shelf]);
+    const pstHandle<Linked> made(new (in) Linked(batch, batchBytes(batch, shelf)));
+    pstHandle<Linked> previous;
+    if (made.isNull() || session.key(made, in, psKey(batch)) != 1) return false;
+    if (previous.lookupObj(in, psKey(batch - 1), pscUpdate) == 1) previous->links.extend(pstRef<psObj>(made));
+    pstHandle<psObj> old;
+    if (old.lookupObj(in, psKey(batch - keptBatches), pscNoOpen) == 1) psDelete(old);
+  }
+  // Containers come and go as well.
+  pstHandle<psObj> side = session.container(database, ("side " + std::to_string(batch - 1)).c_str());
+  psDelete(side);
+  const pstHandle<psContObj> next = session.container(database, ("side " + std::to_string(batch)).c_str());
+  return new (next) Flat(batch) != nullptr&& session.commit() == 1;
+}
+
+// The last batch in the store, 0 when there is none; all of it, and nothing but it and its predecessors, must be there.
+std::int64_t checkBatches(psSession& session) {
+  EXPECT_EQ(session.begin(pscRead), 1) << session.lastError();
+  const pstHandle<psDBObj> database = session.database("crash");
+  std::int64_t last = 0;
+  if (!database.isNull()) {
+    pstItr<Flat> flat;
+    pstItr<psContObj> container;
+    container.scan(database, pscRead);
+    std::size_t containers = 0;
+    while (container.next()) ++containers;
+    EXPECT_EQ(containers, shelves.size() + 1);
+    for (std::size_t shelf = 0; shelf < shelves.size(); ++shelf) {
+      const pstHandle<psContObj> in = session.container(database, shelves[shelf]);
+      const std::vector<psId> ids = scanned<psObj>(in);
+      if (shelf == 0) last = contentOf(ids.back()).number;
+      std::int64_t batch = last - static_cast<std::int64_t>(ids.size());
+      EXPECT_EQ(ids.size(), static_cast<std::size_t>(std::min(last, keptBatches)));
+      for (const psId& id : ids) {
+        ++batch;
+        const Content wanted{Linked::pstTypeN, batch, batchBytes(batch, shelf),
+                             batch < last ? std::vector<psId>{ids[ids.size() - static_cast<std::size_t>(last - batch)]}
+                                          : std::vector<psId>{}};
+        EXPECT_TRUE(contentOf(id) == wanted) << "batch " << batch << " of " << last;
+        pstRef<Linked> found;
+        EXPECT_EQ(found.lookupObj(in, psKey(batch), pscRead), 1);
+        EXPECT_EQ(found, id);
+      }
+      EXPECT_EQ(pstRef<Linked>().lookupObj(in, psKey(last - keptBatches), pscRead), 0);
+    }
+    flat.scan(session.container(database, ("side " + std::to_string(last)).c_str()), pscRead);
+    EXPECT_TRUE(flat.next() && flat->number == last);
+  }
+  EXPECT_EQ(session.commit(), 1);
+  return last;
+}
+
+TEST(StoreCrash, CommittedBatchesSurviveAKilledProcess) {
+  const std::uint64_t seed = seedOr(4711);
+  std::cout << "PSCOLLECTIONS_SEED=" << seed << '\n';
+  std::mt19937_64 random(seed);
+  const ScratchFolder folder;
+  const std::string path = folder / "store.ps";
+  std::uint64_t last = 0;
+  for (int round = 0; round < 60 && !::testing::Test::HasFailure(); ++round) {
+    psSessionOptions options = unsynced();
+    options.sync = round % 3 == 0;
+    Process writer([&](const Process::Channel& channel) {
+      psSession session;
+      if (session.open(path, options) != 1) return 1;
+      for (std::uint64_t batch = last + 1;; ++batch) {
+        if (!commitBatch(session, static_cast<std::int64_t>(batch))) return 2;
+        channel.send(batch);
+      }
+    });
+    ASSERT_TRUE(writer.channel().receive(&last));
+    ::usleep(static_cast<useconds_t>(random() % 15000));
+    writer.kill();
+    while (writer.channel().receive(&last)) {
+    }
+    psSession session;
+    ASSERT_EQ(session.open(path, unsynced()), 1) << session.lastError();
+    const auto found = static_cast<std::uint64_t>(checkBatches(session));
+    EXPECT_GE(found, last);
+    EXPECT_LE(found, last + 1) << "a batch that nobody asked for";
+    last = found;
+  }
+  EXPECT_GT(last, 60U);
+}
+
+// The writer lives in another process and does the next step whenever it is told to.
+TEST(StoreSharing, AReaderKeepsItsSnapshotAndThenSeesTheChange) {
+  const ScratchFolder folder;
+  const std::string path = folder / "store.ps";
+  Process writer([&path](const Process::Channel& channel) {
+    psSession session;
+    bool good = session.open(path, unsynced()) == 1 && session.begin(pscUpdate) == 1;
+    const pstHandle<psDBObj> database = session.database("shared");
+    const pstHandle<psContObj> stays = session.container(database, "stays");
+    pstHandle<psContObj> goes = session.container(database, "goes");
+    const pstHandle<Blob> blob(new (stays) Blob(1, pattern(1, 50000)));
+    for (std::uint64_t n = 0; n < 100; ++n) good = good && new (stays) Brick(n) != nullptr;
+    good = good && new (goes) Flat(1) != nullptr&& session.commit() == 1;
+    channel.send();
+
+    good = good && channel.receive() && session.begin(pscUpdate) == 1 && blob.update() == 1 && psDelete(goes) == 1;
+    if (good) {
+      blob->number = 2;
+      // In the middle of its second chunk.
+      good = blob->bytes.iset(40000, 'x') == 1;
+    }
+    const pstHandle<psContObj> comes = session.container(database, "comes");
+    good = good && new (comes) Flat(2) != nullptr&& session.commit() == 1;
+    channel.send();
+    return good && channel.receive() ? 0 : 1;
+  });
+  ASSERT_TRUE(writer.channel().receive());
+
+  psSession session;
+  ASSERT_EQ(session.open(path, unsynced()), 1) << session.lastError();
+  ASSERT_EQ(session.begin(pscRead), 1);
+  const pstHandle<psDBObj> database = session.database("shared");
+  const pstHandle<psContObj> stays = session.container(database, "stays");
+  const pstHandle<psContObj> goes = session.container(database, "goes");
+  const pstHandle<Blob> blob(scanned<Blob>(stays).front());
+  const std::vector<psId> bricks = scanned<Brick>(stays);
+  ASSERT_EQ(blob.open(pscRead), 1);
+  const pstHandle<Brick> brick(bricks[10]);
+  ASSERT_EQ(brick.open(pscRead), 1);
+  const Brick* const unchanged = &*brick;
+  unsigned char changed = 9;
+  EXPECT_EQ(goes.refreshOpen(pscRead, &changed, 0), 1);
+  EXPECT_EQ(changed, 0);
+
+  writer.channel().send();
+  ASSERT_TRUE(writer.channel().receive());
+  // The snapshot: what is in memory, and what is read only now.
+  EXPECT_EQ(blob->number, 1);
+  EXPECT_EQ(contentOf(blob).bytes, pattern(1, 50000));
+  EXPECT_TRUE(goes.isValid());
+  EXPECT_EQ(contentOf(scanned<psObj>(goes).at(0)).number, 1);
+  EXPECT_TRUE(session.container(database, "comes").isNull());
+  for (std::size_t n = 0; n < bricks.size(); ++n) EXPECT_TRUE(pstHandle<Brick>(bricks[n])->is(n));
+  ASSERT_EQ(session.commit(), 1);
+
+  ASSERT_EQ(session.begin(pscRead), 1);
+  const std::uint64_t reads = session.counters().pageReads;
+  EXPECT_EQ(blob->number, 2);
+  std::string bytes = pattern(1, 50000);
+  bytes[40000] = 'x';
+  EXPECT_EQ(contentOf(blob).bytes, bytes);
+  EXPECT_FALSE(goes.isValid());
+  EXPECT_EQ(goes.open(pscRead), 0);
+  EXPECT_EQ(goes.refreshOpen(pscRead, nullptr, 0), 0);
+  EXPECT_TRUE(session.container(database, "goes").isNull());
+  const pstHandle<psContObj> comes = session.container(database, "comes");
+  EXPECT_EQ(contentOf(scanned<Flat>(comes).at(0)).number, 2);
+  for (std::size_t n = 0; n < bricks.size(); ++n) EXPECT_TRUE(pstHandle<Brick>(bricks[n])->is(n));
+  EXPECT_EQ(&*brick, unchanged);
+  EXPECT_LE(session.counters().pageReads, reads + 4) << "what did not change stays in memory";
+  EXPECT_EQ(stays.refreshOpen(pscRead, &changed, 0), 1);
+  ASSERT_EQ(session.commit(), 1);
+  writer.channel().send();
+  EXPECT_EQ(writer.wait(), 0);
+}
+
+}  // namespace
+}  // namespace ps::test

@@ -1,0 +1,52 @@
+#include "support/Item.h"
+
+namespace ps::test {
+
+PS_REGISTER_CLASS(Item)
+PS_REGISTER_CLASS(TextItem)
+PS_REGISTER_CLASS(ItemCompare)
+
+namespace {
+
+thread_local std::uint64_t comparisonCount = 0;
+
+}  // namespace
+
+int compareWithNumber(const pstHandle<psObj>& element, std::int64_t number) {
+  ++comparisonCount;
+  const pstHandle<Item> item(element);
+  if (item.open(pscRead) != 1) return 0;
+  return item->number() < number ? -7 : item->number() > number ? 7 : 0;
+}
+
+TextItem::TextItem(std::int64_t number) : Item(number) {
+  const std::string text = std::to_string(number);
+  if (letters_.resize(static_cast<unsigned int>(text.size())) == 1) text.copy(letters_.head(), text.size());
+}
+
+std::string TextItem::text() const { return std::string(letters_.head(), letters_.size()); }
+
+int ItemCompare::compare(const pstHandle<psObj>& element, const void*& key) const {
+  return compareWithNumber(element, *static_cast<const std::int64_t*>(key));
+}
+
+int ItemCompare::compare(const pstHandle<psObj>& element, const pstHandle<psObj>& other) const {
+  const pstHandle<Item> item(other);
+  return item.open(pscRead) == 1 ? compareWithNumber(element, item->number()) : 0;
+}
+
+int ItemCompare::hash(const void*& key) const { return static_cast<int>(*static_cast<const std::int64_t*>(key)); }
+
+int ItemCompare::hash(const pstHandle<psObj>& element) const {
+  const pstHandle<Item> item(element);
+  return item.open(pscRead) == 1 ? static_cast<int>(item->number()) : 0;
+}
+
+std::uint64_t ItemCompare::comparisons() { return comparisonCount; }
+
+ItemKey makeItem(const pstHandle<psObj>& near, std::int64_t number) {
+  const Item* const item = number % 3 == 0 ? new (near) TextItem(number) : new (near) Item(number);
+  return {item != nullptr ? item->psOid() : psId(), number};
+}
+
+}  // namespace ps::test

@@ -1,0 +1,64 @@
+#pragma once
+
+#include <cstdint>
+#include <string>
+
+#include "core/psCompare.h"
+#include "store/psPersistentClass.h"
+#include "store/pstVArray.h"
+
+namespace ps::test {
+
+// The element of the tests: a number.
+class Item : public psObj {
+  PS_PERSISTENT_CLASS(Item, psObj, 20100)
+
+ public:
+  explicit Item(std::int64_t number) : number_(number) {}
+  std::int64_t number() const { return number_; }
+
+ private:
+  std::int64_t number_ = 0;
+};
+
+// An element with storage of its own, which scans do not show and which goes with it.
+class TextItem : public Item {
+  PS_PERSISTENT_CLASS(TextItem, Item, 20101)
+
+ public:
+  explicit TextItem(std::int64_t number);
+  std::string text() const;
+
+ private:
+  pstVArray<char> letters_;
+};
+
+// Orders and hashes items by number; a raw key is the address of a std::int64_t. An element that cannot be opened
+// compares as equal: the answer that does the most harm where nobody notices the refusal.
+class ItemCompare : public psCompare {
+  PS_PERSISTENT_CLASS(ItemCompare, psCompare, 20102)
+
+ public:
+  ItemCompare() = default;
+  int compare(const pstHandle<psObj>& element, const void*& key) const override;
+  int compare(const pstHandle<psObj>& element, const pstHandle<psObj>& other) const override;
+  int hash(const void*& key) const override;
+  int hash(const pstHandle<psObj>& element) const override;
+
+  // Comparisons made in this thread, by comparators and by the callback of Keyed.
+  static std::uint64_t comparisons();
+};
+
+// The comparison of ItemCompare, for callbacks.
+int compareWithNumber(const pstHandle<psObj>& element, std::int64_t number);
+
+// What a test remembers of an item.
+struct ItemKey {
+  psId id;
+  std::int64_t number = 0;
+};
+
+// Creates an item, every third one with a text.
+ItemKey makeItem(const pstHandle<psObj>& near, std::int64_t number);
+
+}  // namespace ps::test

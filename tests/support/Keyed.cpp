@@ -1,0 +1,81 @@
+#include "support/Keyed.h"
+
+#include <memory>
+
+namespace ps::test {
+
+namespace {
+
+thread_local ItemKey wantedItem;
+
+psId idOf(unsigned int databaseAndContainer, unsigned int pageAndSlot) {
+  return psId(static_cast<unsigned short>(databaseAndContainer >> 16),
+              static_cast<unsigned short>(databaseAndContainer), static_cast<unsigned short>(pageAndSlot >> 16),
+              static_cast<unsigned short>(pageAndSlot));
+}
+
+int compareNumber(unsigned int databaseAndContainer, unsigned int pageAndSlot) {
+  return compareWithNumber(idOf(databaseAndContainer, pageAndSlot), wantedItem.number);
+}
+
+int compareIdentifier(unsigned int databaseAndContainer, unsigned int pageAndSlot) {
+  return psCompare::comparePsId(idOf(databaseAndContainer, pageAndSlot), wantedItem.id);
+}
+
+}  // namespace
+
+const char* nameOf(Flavour flavour) {
+  return flavour == Flavour::handle ? "handle" : flavour == Flavour::raw ? "raw" : "callback";
+}
+
+Keyed::Callback Keyed::wanted(const ItemKey& item) const {
+  wantedItem = item;
+  return byNumber_ ? compareNumber : compareIdentifier;
+}
+
+bool Keyed::add(psTreeSet& set, const ItemKey& item) const {
+  const pstHandle<psObj> element(item.id);
+  return flavour_ == Flavour::callback ? set.add(element, wanted(item)) : set.add(element);
+}
+
+bool Keyed::contains(const psTreeSet& set, const ItemKey& item) const {
+  switch (flavour_) {
+    case Flavour::handle:
+      return set.contains(pstHandle<psObj>(item.id));
+    case Flavour::raw:
+      return set.contains(static_cast<const void*>(&item.number));
+    default:
+      return set.contains(wanted(item));
+  }
+}
+
+pstRef<psObj> Keyed::get(const psTreeSet& set, const ItemKey& item) const {
+  if (flavour_ == Flavour::raw) return set.get(static_cast<const void*>(&item.number));
+  if (flavour_ == Flavour::callback) return set.get(wanted(item));
+  const std::unique_ptr<psCollectionIterator> iterator(set.iterator());
+  return iterator->goTo(pstHandle<psObj>(item.id)) ? iterator->current(pscNoLock) : pstRef<psObj>();
+}
+
+bool Keyed::remove(psTreeSet& set, const ItemKey& item) const {
+  switch (flavour_) {
+    case Flavour::handle:
+      return set.remove(pstHandle<psObj>(item.id));
+    case Flavour::raw:
+      return set.remove(static_cast<const void*>(&item.number));
+    default:
+      return set.remove(wanted(item));
+  }
+}
+
+bool Keyed::goTo(psCollectionIterator& iterator, const ItemKey& item) const {
+  switch (flavour_) {
+    case Flavour::handle:
+      return iterator.goTo(pstHandle<psObj>(item.id));
+    case Flavour::raw:
+      return iterator.goTo(static_cast<const void*>(&item.number));
+    default:
+      return iterator.goTo(0U, wanted(item));
+  }
+}
+
+}  // namespace ps::test

@@ -1,0 +1,37 @@
+#pragma once
+
+#include "core/psCollectionIterator.h"
+#include "sorted/psTreeSet.h"
+#include "support/Item.h"
+
+namespace ps::test {
+
+enum class Flavour { handle, raw, callback };
+
+const char* nameOf(Flavour flavour);
+
+// Addresses the elements of a set in one key flavour, so that a test is written once for all. byNumber says that the
+// set has an ItemCompare; otherwise it goes by identifier, and the raw flavour finds nothing.
+class Keyed {
+ public:
+  Keyed(Flavour flavour, bool byNumber) : flavour_(flavour), byNumber_(byNumber) {}
+
+  // Adding has no raw flavour; the handle stands in.
+  bool add(psTreeSet& set, const ItemKey& item) const;
+  bool contains(const psTreeSet& set, const ItemKey& item) const;
+  // There is no get by handle; an iterator stands in.
+  pstRef<psObj> get(const psTreeSet& set, const ItemKey& item) const;
+  bool remove(psTreeSet& set, const ItemKey& item) const;
+  bool goTo(psCollectionIterator& iterator, const ItemKey& item) const;
+
+ private:
+  using Callback = int (*)(unsigned int, unsigned int);
+
+  // The callback that compares stored elements with item, which it finds in a variable of the thread.
+  Callback wanted(const ItemKey& item) const;
+
+  Flavour flavour_;
+  bool byNumber_;
+};
+
+}  // namespace ps::test
