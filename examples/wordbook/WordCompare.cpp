@@ -1,0 +1,45 @@
+#include "WordCompare.h"
+
+#include <cstdint>
+#include <cstring>
+
+#include "Word.h"
+
+PS_REGISTER_CLASS(WordCompare)
+
+namespace {
+
+// Opens a word for as long as it lives, for its text: empty when it cannot be opened, which the collection notices by
+// itself.
+class OpenText {
+ public:
+  explicit OpenText(const pstHandle<psObj>& word) : word_(word), text_(word_.open(pscRead) == 1 ? word_->text() : "") {}
+
+  operator const char*() const { return text_; }
+
+ private:
+  pstHandle<Word> word_;
+  const char* text_;
+};
+
+// FNV-1a. A hash that collections keep must be the same in every program, so the standard library's will not do.
+int hashOf(const char* text) {
+  std::uint32_t hash = 2166136261U;
+  for (; *text != '\0'; ++text) hash = (hash ^ static_cast<unsigned char>(*text)) * 16777619U;
+  return static_cast<int>(hash);
+}
+
+}  // namespace
+
+int WordCompare::compare(const pstHandle<psObj>& word, const void*& text) const {
+  return std::strcmp(OpenText(word), static_cast<const char*>(text));
+}
+
+int WordCompare::compare(const pstHandle<psObj>& word, const pstHandle<psObj>& other) const {
+  const OpenText text(word);
+  return std::strcmp(text, OpenText(other));
+}
+
+int WordCompare::hash(const void*& text) const { return hashOf(static_cast<const char*>(text)); }
+
+int WordCompare::hash(const pstHandle<psObj>& word) const { return hashOf(OpenText(word)); }

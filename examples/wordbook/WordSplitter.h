@@ -1,0 +1,51 @@
+#pragma once
+
+#include <cstddef>
+#include <cstdint>
+#include <functional>
+#include <string>
+#include <string_view>
+
+// Finds the words of a text: runs of letters with single apostrophes inside them, capital ASCII letters made small.
+//
+// The text is taken to be UTF-8. Of what is not ASCII, everything counts as a letter but the punctuation of the blocks
+// Latin-1 and General Punctuation; the typographic apostrophe is taken for the plain one. Bytes that are not UTF-8
+// count as letters, so that texts in an older encoding come apart at the right places too.
+class WordSplitter {
+ public:
+  // Words are cut to so many bytes, at the end of a character; what follows up to the word's end is passed over.
+  static constexpr std::size_t longestWord = 100;
+
+  // Each word that is complete is given to receive, which may throw.
+  explicit WordSplitter(std::function<void(const std::string&)> receive) : receive_(std::move(receive)) {}
+
+  // Takes the next piece of the text, which may end anywhere.
+  void feed(std::string_view piece);
+  // Ends the text.
+  void finish();
+
+  // The line on which the text stands, from 1.
+  std::uint64_t line() const { return line_; }
+
+ private:
+  void take(char byte);
+  void endCharacter();
+  void addLetter(std::string_view letter);
+  void addApostrophe();
+  void endWord();
+
+  std::function<void(const std::string&)> receive_;
+  std::string word_;
+  std::string character_;         // the bytes so far of one that is not ASCII
+  std::size_t missingBytes_ = 0;  // of it
+  bool apostrophe_ = false;       // stands behind word_, and belongs to it when a letter follows
+  bool cut_ = false;              // word_ is complete, though the text's word goes on
+  std::uint64_t line_ = 1;
+};
+
+// Text with capital ASCII letters made small and typographic apostrophes made plain, cut as words are: what a word that
+// begins with text begins with.
+std::string foldedPrefix(std::string_view text);
+
+// The one word in text, as it stands in the book; "" when there is none, or more.
+std::string foldedWord(std::string_view text);

@@ -1,0 +1,28 @@
+#pragma once
+
+#include <string>
+#include <vector>
+
+// What the program can do. Each command writes its data to standard output and its complaints to standard error, and
+// returns the program's exit status.
+
+constexpr int exitSuccess = 0;
+constexpr int exitNotFound = 1;
+constexpr int exitError = 2;
+
+// Adds the words of the files to the store. A file that cannot be read is reported and passed over; when the store
+// fails, what was committed before stays.
+int indexFiles(const std::string& store, const std::vector<std::string>& files);
+
+// Prints those of the words that are in the store.
+int findWords(const std::string& store, const std::vector<std::string>& words);
+
+// Prints the words that begin with prefix, in order.
+int listWords(const std::string& store, const std::string& prefix);
+
+int showStatistics(const std::string& store);
+
+void complain(const std::string& message);
+
+// Brings standard output to an end. status, or exitError, with a complaint, when something could not be written.
+int finishOutput(int status);
