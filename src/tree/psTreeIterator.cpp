@@ -281,6 +281,7 @@ int psTreeIterator::moveInPlace(const pstHandle<psBTree>& root, pstHandle<psObj>
   elements.put(position_, moved);
   if (position_ == 0) NodeAccess::setFirst(*leaf_, moved);
   HandleProbe probe(moved, choice);
+  if (probe.failed()) return 0;
   const bool inOrder = (!before->hasElement || probe.compare(before->element) < 0) &&
                        (!after->hasElement || probe.compare(after->element) > 0);
   if (probe.failed()) return 0;
