@@ -60,11 +60,13 @@ const ClassInfo* relocatable(SessionCore& session, const psId& id, const char* w
   return nullptr;
 }
 
-// The bytes of an object in a new place, with storage of its own.
-psObj* duplicate(SessionCore& session, const ClassInfo& info, const pstHandle<psObj>& original, const psId& near) {
+// The bytes of an object in a new place, with storage of its own. The original is told once there is a place.
+psObj* duplicate(SessionCore& session, const ClassInfo& info, const pstHandle<psObj>& original, const psId& near,
+                 void (psObj::*tell)()) {
   void* const memory = session.create(info.number, info.size, near);
   if (memory == nullptr) return nullptr;
   const PagePin pinned(memory);
+  if (tell != nullptr) ((*original).*tell)();
   const char* const source = reinterpret_cast<const char*>(&*original);
   std::memcpy(memory, source, info.size);
   auto* const copy = static_cast<psObj*>(memory);
@@ -79,7 +81,7 @@ psObj* copyObject(SessionCore& session, const psId& object, const psId& near) {
   const ClassInfo* const info = relocatable(session, object, "copied");
   const pstHandle<psObj> original(object);
   if (info == nullptr || original.open(pscRead) != 1) return nullptr;
-  psObj* const copy = duplicate(session, *info, original, near);
+  psObj* const copy = duplicate(session, *info, original, near, nullptr);
   if (copy == nullptr) return nullptr;
   const PagePin pinned(copy);
   copy->psCopyInit();
@@ -90,8 +92,7 @@ psId moveObject(SessionCore& session, const psId& object, const psId& near) {
   const ClassInfo* const info = relocatable(session, object, "moved");
   const pstHandle<psObj> original(object);
   if (info == nullptr || original.open(pscUpdate) != 1) return psId();
-  original->psPreMoveInit();
-  psObj* const moved = duplicate(session, *info, original, near);
+  psObj* const moved = duplicate(session, *info, original, near, &psObj::psPreMoveInit);
   if (moved == nullptr) return psId();
   const PagePin pinned(moved);
   const psId id = moved->psOid();

@@ -36,8 +36,8 @@ NodeAnswer previousLeaf(const psBTree& node);
 // Number of levels from the node down to its leaves, itself included; 0 when it cannot be found out.
 int heightOf(const psBTree& node);
 
-// Calls visit(leaf, elements) for the tree's leaves from left to right until it returns false. False when a leaf could not
-// be read.
+// Calls visit(leaf, elements) for the tree's leaves from left to right until it returns false. False when a leaf could
+// not be read.
 template <class Visit>
 bool visitLeaves(const psBTree& tree, Visit visit) {
   NodeAnswer leaf = leftmostLeaf(tree);

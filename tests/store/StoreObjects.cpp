@@ -1,7 +1,6 @@
 #include "store/StoreObjects.h"
 
 #include <gtest/gtest.h>
-#include <poll.h>
 #include <sys/socket.h>
 #include <sys/wait.h>
 #include <unistd.h>
@@ -97,11 +96,6 @@ bool Process::Channel::receive(std::uint64_t* number) const {
   if (::recv(descriptor_, &received, sizeof received, MSG_WAITALL) != sizeof received) return false;
   if (number != nullptr) *number = received;
   return true;
-}
-
-bool Process::Channel::waitsFor(int milliseconds) const {
-  pollfd wanted{descriptor_, POLLIN, 0};
-  return ::poll(&wanted, 1, milliseconds) == 1;
 }
 
 Process::Process(const std::function<int(const Channel&)>& body) {

@@ -112,7 +112,6 @@ class Process {
     explicit Channel(int descriptor) : descriptor_(descriptor) {}
     void send(std::uint64_t number = 0) const;
     bool receive(std::uint64_t* number = nullptr) const;  // false when the other side is gone
-    bool waitsFor(int milliseconds) const;                // whether a number arrives in that time
 
    private:
     int descriptor_;

@@ -125,22 +125,24 @@ TEST_F(StoreCache, WritesSurviveTheirPageLeavingMemory) {
   pstHandle<Blob> holder(blob);
   ASSERT_EQ(holder.update(), 1);
   ASSERT_EQ(holder->bytes.update(), 1);
-  brick.scan(wall, pscRead);
-  char& element = holder->bytes[1500];
-  std::int64_t& number = holder->number;
-  holder.close();
-  loadPages(brick, 255);
-  element = 'z';
-  number = 17;
-  loadPages(brick, 1500);
-  EXPECT_EQ(pstHandle<Blob>(blob)->number, 17);
+  for (unsigned int round = 0; round < 30; ++round) {
+    brick.scan(wall, pscRead);
+    char& element = holder->bytes[round];
+    std::int64_t& number = holder->number;
+    holder.close();
+    loadPages(brick, 255);
+    element = 'z';
+    number = 17 + round;
+    loadPages(brick, 700 + round);
+  }
+  EXPECT_EQ(pstHandle<Blob>(blob)->number, 46);
   reopen(least);
 
   begin(pscRead);
   EXPECT_TRUE(pstHandle<Brick>(id)->is(3));
   const Content content = contentOf(blob);
-  EXPECT_EQ(content.number, 17);
-  EXPECT_EQ(content.bytes, std::string(1500, 'a') + 'z' + std::string(1499, 'a'));
+  EXPECT_EQ(content.number, 46);
+  EXPECT_EQ(content.bytes, std::string(30, 'z') + std::string(2970, 'a'));
 }
 
 TEST_F(StoreCache, AnImageEqualToTheStoredOneIsNotWritten) {

@@ -96,7 +96,10 @@ class StoreModel : public ::testing::TestWithParam<Configuration> {
   }
 
   void createContainer() {
-    const std::string name = chance(70) ? "c" + std::to_string(++namedContainers_) : "";
+    const std::string name = chance(70) ? "c" + std::to_string(below(100)) : "";  // perhaps of one that was deleted
+    for (const auto& [id, taken] : state_.containers) {
+      if (!name.empty() && taken == name) return;
+    }
     const pstHandle<psContObj> made =
         name.empty() || chance(50)
             ? pstHandle<psContObj>(new (name.empty() ? nullptr : name.c_str(), 0, 1, 0, database_) psGCContObj)
@@ -315,6 +318,7 @@ class StoreModel : public ::testing::TestWithParam<Configuration> {
     ASSERT_EQ(session_.close(), 1);
     ASSERT_EQ(session_.open(path_, options_), 1) << session_.lastError();
     written_ = 0;
+    openContainers_.clear();
     pinned_.clear();  // the last handles to the closed session's images
     begin();
   }
@@ -371,6 +375,8 @@ class StoreModel : public ::testing::TestWithParam<Configuration> {
       EXPECT_EQ(object.typeN(), 0U);
       EXPECT_EQ(object.open(pscRead), 0);
       EXPECT_EQ(object.operator->(), nullptr);
+      for (int n = 0; n < 20; ++n)
+        EXPECT_EQ(pstHandle<psObj>().lookupObj(id, ("n" + std::to_string(n)).c_str(), pscNoOpen), 0);
     }
   }
 
@@ -407,6 +413,7 @@ class StoreModel : public ::testing::TestWithParam<Configuration> {
       const pstHandle<psContObj> container(id);
       ASSERT_TRUE(container.isValid());
       ASSERT_EQ(container.open(pscRead), 1);
+      openContainers_[id] = container;  // an abort must not leave an open one as it was
       EXPECT_STREQ(container.name(), name.empty() ? nullptr : name.c_str());
       if (!name.empty()) {
         EXPECT_EQ(session_.container(database_, name.c_str()), container);
@@ -456,7 +463,7 @@ class StoreModel : public ::testing::TestWithParam<Configuration> {
   State state_;
   State committed_;
   std::vector<Pinned> pinned_;
-  int namedContainers_ = 0;
+  std::map<psId, pstHandle<psContObj>, IdOrder> openContainers_;
   bool containerRemoved_ = false;  // in this transaction
   std::uint64_t written_ = 0;      // pages, when the transaction began
   std::uint64_t spilled_ = 0;      // pages written before their transaction's end
