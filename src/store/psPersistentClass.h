@@ -22,36 +22,39 @@ struct pstSessionData {
 // Never null; without a session, data that places nothing.
 PS_API const pstSessionData* pstSessionDataGetFunction() noexcept;
 
-// The class's identity, and its handles and references to itself.
-#define PS_PERSISTENT_GLUE(Class, Base, TypeNumber)                                                           \
- public:                                                                                                      \
-  using psBase = Base;                                                                                        \
-  static constexpr unsigned int pstTypeN = TypeNumber;                                                        \
-                                                                                                              \
-  bool psIsKindOf(unsigned int typeN) const override { return typeN == pstTypeN || Base::psIsKindOf(typeN); } \
-  unsigned int psGetTypeN() const override { return pstTypeN; }                                               \
-  const char* psGetTypeName() const override { return #Class; }                                               \
-                                                                                                              \
-  using psObj::psThis;                                                                                        \
-  pstHandle<Class>& psThis(pstHandle<Class>& handle, psMode mode) const {                                     \
-    psObj::psThis(static_cast<pstHandle<psObj>&>(handle), mode);                                              \
-    return handle;                                                                                            \
-  }                                                                                                           \
-  pstRef<Class>& psThis(pstRef<Class>& reference, psMode mode) const {                                        \
-    pstRef<psObj> self;                                                                                       \
-    reference = psObj::psThis(self, mode);                                                                    \
-    return reference;                                                                                         \
-  }                                                                                                           \
-  pstHandle<Class> psThis(psMode mode) const {                                                                \
-    pstHandle<Class> handle;                                                                                  \
-    psObj::psThis(static_cast<pstHandle<psObj>&>(handle), mode);                                              \
-    return handle;                                                                                            \
-  }                                                                                                           \
-                                                                                                              \
-  static void psAssocRegister() {}                                                                            \
-                                                                                                              \
-  explicit Class(psInternalObj tag) : Base(tag) {}                                                            \
-                                                                                                              \
+// The class's identity, and its handles and references to itself. The long names of parameters hide no field of the
+// class.
+#define PS_PERSISTENT_GLUE(Class, Base, TypeNumber)                                   \
+ public:                                                                              \
+  using psBase = Base;                                                                \
+  static constexpr unsigned int pstTypeN = TypeNumber;                                \
+                                                                                      \
+  bool psIsKindOf(unsigned int psGlueTypeN) const override {                          \
+    return psGlueTypeN == pstTypeN || Base::psIsKindOf(psGlueTypeN);                  \
+  }                                                                                   \
+  unsigned int psGetTypeN() const override { return pstTypeN; }                       \
+  const char* psGetTypeName() const override { return #Class; }                       \
+                                                                                      \
+  using psObj::psThis;                                                                \
+  pstHandle<Class>& psThis(pstHandle<Class>& psGlueHandle, psMode psGlueMode) const { \
+    psObj::psThis(static_cast<pstHandle<psObj>&>(psGlueHandle), psGlueMode);          \
+    return psGlueHandle;                                                              \
+  }                                                                                   \
+  pstRef<Class>& psThis(pstRef<Class>& psGlueReference, psMode psGlueMode) const {    \
+    pstRef<psObj> psGlueSelf;                                                         \
+    psGlueReference = psObj::psThis(psGlueSelf, psGlueMode);                          \
+    return psGlueReference;                                                           \
+  }                                                                                   \
+  pstHandle<Class> psThis(psMode psGlueMode) const {                                  \
+    pstHandle<Class> psGlueHandle;                                                    \
+    psObj::psThis(static_cast<pstHandle<psObj>&>(psGlueHandle), psGlueMode);          \
+    return psGlueHandle;                                                              \
+  }                                                                                   \
+                                                                                      \
+  static void psAssocRegister() {}                                                    \
+                                                                                      \
+  explicit Class(psInternalObj psGlueTag) : Base(psGlueTag) {}                        \
+                                                                                      \
  private:
 
 // All that a persistent class needs of the store; goes first in the class body:

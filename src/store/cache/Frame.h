@@ -156,7 +156,8 @@ inline void* residentStorage(const psId& id) {
   return PS_LIKELY(storage != nullptr) ? storage : storageOutOfLine(id);
 }
 
-// Keeps the page of an address in memory while it lives; an address outside the store needs nothing.
+// Keeps the page of an address (of an object or its array, not of a container) in memory while it lives; an address
+// outside the store needs nothing.
 class PagePin {
  public:
   explicit PagePin(const void* address) : frame_(isInArena(address) ? frameOfAddress(address) : nullptr) {
