@@ -357,7 +357,24 @@ TEST_F(StoreErrors, FlippedBytesAreFound) {
     }
   }
   EXPECT_GT(flips['P'], 100);
-  EXPECT_EQ(open(), 1);
+
+  // A chunk that is sound but of an older commit.
+  ASSERT_EQ(open(), 1);
+  begin();
+  ASSERT_EQ(pstHandle<Blob>(large)->bytes.iset(99999, 'x'), 1);
+  commit();
+  ASSERT_EQ(session_.close(), 1);
+  std::size_t stale = 0;
+  for (const auto& [key, value] : RawFile(path_).content()) {
+    // Among those that differ now the first chunk comes first; what follows is put back.
+    if (key[0] == 'P' && value != content.at(key) && stale++ > 0) RawFile(path_).put(key, content.at(key));
+  }
+  EXPECT_EQ(stale, 2U);
+  ASSERT_EQ(open(), 1);
+  begin();
+  EXPECT_TRUE(contentOf(small) == smallContent);
+  EXPECT_EQ(contentOf(large).bytes, "");
+  complains({"page ", "container (1,2)", "checksum"});
 }
 
 TEST_F(StoreErrors, AFullMapVoidsTheTransactionAlone) {

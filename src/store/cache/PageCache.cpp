@@ -181,9 +181,12 @@ PageCache::Fetch PageCache::load(const psId& id, Page*& page) {
   }
   std::size_t slots = shape.header.nextSlot - 1U;
   std::size_t needed = objectsBegin(slots) + shape.bytes;
-  // Where objects may be added, the image gets the room of a whole page. A container that holds one array will not
-  // grow.
-  if (updateStamp_ != SessionHead::noStamp && shape.header.objects > 2 && needed < pageSize_ / 4 * 3) {
+  // Where objects may be added, the image gets the room of a whole page: it cannot be moved to more room later, and
+  // each page left half empty takes one of the container's numbers. Most containers hold one array in one page and will
+  // not grow: those are kept small, but for the smallest, which may as well be the first object of many.
+  const bool mayGrow = shape.header.objects > 2 || id.get_page() > 1 ||
+                       (updateStamp_ != SessionHead::noStamp && needed <= pageSize_ / 8);
+  if (mayGrow && needed < pageSize_ / 4 * 3) {
     slots = std::max<std::size_t>(slots, pageSize_ / bytesPerSlot);
     needed = std::max<std::size_t>(pageSize_, objectsBegin(slots) + shape.bytes);
   }
