@@ -4,6 +4,7 @@
 #include <memory>
 #include <vector>
 
+#include "store/pstItr.h"
 #include "support/SetWorld.h"
 
 // Operations in which the store refuses to open something, at each point where it could. Whatever is refused, the set
@@ -300,6 +301,47 @@ TEST(TreeSetRefusal, AnIteratorGoesOnWhereItWasRefused) {
     back.reset();
   };
   sweep(world, {[&] { return walk(*there, true) && walk(*back, false); }, verify, prepare});
+}
+
+// An object cannot move back when the set could not be told. What was promised then holds: removeAllDeleted and add
+// bring the set in step again.
+TEST(TreeSetRefusal, AMoveSucceedsOrCanBeMadeGood) {
+  for (const bool byNumber : {true, false}) {
+    for (const std::size_t at : {0U, 5U, 6U}) {
+      SCOPED_TRACE((byNumber ? "by number, element " : "by identifier, element ") + std::to_string(at));
+      SetWorld world(TempStore::Place::memory, Flavour::handle, byNumber, 4);
+      fill(world, 14);
+      const pstHandle<psContObj> near = world.store.container("moved");
+      const ItemKey old = world.model.list()[at];
+      std::unique_ptr<psCollectionIterator> iterator;
+      const auto prepare = [&] {
+        iterator.reset(world.set->iterator());
+        iterator->goToIndex(static_cast<int>(at), pscNoLock);
+      };
+      const auto verify = [&](bool result, bool refused) {
+        iterator.reset();
+        ASSERT_TRUE(result || refused);
+        pstItr<Item> moved;
+        moved.scan(near, pscNoOpen);
+        const bool isMoved = moved.next();
+        ASSERT_NE(isMoved, old.id.isValid());
+        ASSERT_TRUE(isMoved || !result);
+        SetModel expected = world.model;
+        if (isMoved) {
+          expected.remove(old);
+          expected.add({moved.oid(), old.number});
+        }
+        if (isMoved && !result) {
+          world.set->removeAllDeleted();
+          world.set->add(moved);
+        }
+        ASSERT_EQ(complaintsAbout(world.set, expected, world.keyed), "");
+        ASSERT_EQ(orphansOf(world.store.session()), "");
+      };
+      sweep(world, {[&] { return iterator->moveCurrentTo(near) == 1; }, verify, prepare});
+      if (HasFailure()) return;
+    }
+  }
 }
 
 struct Bulk {
