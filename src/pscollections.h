@@ -23,3 +23,6 @@
 #include "tree/psBTreeNode.h"
 #include "tree/psTreeAdmin.h"
 #include "tree/psTreeIterator.h"
+#include "tree/psTreeList.h"
+#include "tree/psTreeListIterator.h"
+#include "tree/psTreeListNode.h"

@@ -9,6 +9,8 @@
 #include "tree/psBTree.h"
 #include "tree/psBTreeNode.h"
 #include "tree/psTreeAdmin.h"
+#include "tree/psTreeList.h"
+#include "tree/psTreeListNode.h"
 
 using ps::detail::adoptPrototype;
 
@@ -28,6 +30,8 @@ int introduceAll() {
   introduce<psBTree>("psBTree", psRelocation::refused);
   introduce<psBTreeNode>("psBTreeNode", psRelocation::refused);
   introduce<psTreeSet>("psTreeSet", psRelocation::refused);
+  introduce<psTreeList>("psTreeList", psRelocation::refused);
+  introduce<psTreeListNode>("psTreeListNode", psRelocation::refused);
   introduce<psAdmin>("psAdmin", psRelocation::refused);
   introduce<psHashAdmin>("psHashAdmin", psRelocation::refused);
   introduce<psTreeAdmin>("psTreeAdmin", psRelocation::refused);
@@ -47,6 +51,8 @@ void psInitVTables() {
   adoptPrototype<psSortedArray>();
   adoptPrototype<psBTreeNode>();
   adoptPrototype<psTreeSet>();
+  adoptPrototype<psTreeList>();
+  adoptPrototype<psTreeListNode>();
   adoptPrototype<psAdmin>();
   adoptPrototype<psHashAdmin>();
   adoptPrototype<psTreeAdmin>();

@@ -24,8 +24,7 @@ bool isGarbageCollectable(const pstHandle<psContObj>& container) {
   return ptmIsKindOf(container.typeN(), psGCContObj::pstTypeN) != 0;
 }
 
-bool ContainerRelease::secure(const pstHandle<psObj>& object) {
-  const pstHandle<psContObj> container = object.containedIn();
+bool ContainerRelease::secure(const pstHandle<psContObj>& container) {
   if (!container.isValid() || isGarbageCollectable(container) || container.name() != nullptr) return true;
   if (std::find(containers_.begin(), containers_.end(), container) != containers_.end()) return true;
   if (container.open(pscUpdate) != 1) return false;

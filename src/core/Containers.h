@@ -15,9 +15,10 @@ bool isGarbageCollectable(const pstHandle<psContObj>& container);
 // written, so that giving it back cannot be refused afterwards.
 class ContainerRelease {
  public:
-  // Notes the container of an object. False when it would have to be deleted if it became empty, and cannot be opened
-  // for update. A null object, or one whose container is already noted, needs nothing.
-  bool secure(const pstHandle<psObj>& object);
+  // Notes a container, or that of an object. False when it would have to be deleted if it became empty, and cannot be
+  // opened for update. A null one, or one that is already noted, needs nothing.
+  bool secure(const pstHandle<psContObj>& container);
+  bool secureContainerOf(const pstHandle<psObj>& object) { return secure(object.containedIn()); }
 
   // Deletes the containers noted that are empty now.
   void release();

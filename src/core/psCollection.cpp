@@ -2,30 +2,16 @@
 
 #include <memory>
 
-#include "core/RefusalWatch.h"
-#include "core/psCollectionIterator.h"
+#include "core/KeyWalk.h"
 
 using ps::detail::RefusalWatch;
+using ps::detail::visitKeys;
 
 namespace {
 
 const pstProcessInitTermClass processInitTerm;
 
 using IteratorOwner = std::unique_ptr<psCollectionIterator>;
-
-// Calls visit(element) for the keys of other, in order, until it returns false or something is refused. False when not
-// all were visited. The loops here end on hasNext, since a list may hold null elements.
-template <class Visit>
-bool visitKeys(pstHandle<psCollection>& other, Visit visit) {
-  if (other.open(pscRead) != 1) return false;
-  const RefusalWatch watch;
-  const IteratorOwner it(other->keyIterator());
-  while (it->hasNext()) {
-    const pstHandle<psObj> element(it->next(pscNoLock));
-    if (watch.refused() || !visit(element)) return false;
-  }
-  return !watch.refused();
-}
 
 }  // namespace
 

@@ -2,15 +2,13 @@
 
 #include "core/IdOrder.h"
 #include "core/JavaBridge.h"
+#include "core/RawKey.h"
+
+using ps::detail::handleOfRawKey;
 
 namespace {
 
 const pstProcessInitTermClass processInitTerm;
-
-const pstHandle<psObj>& handleOfRawKey(const void* key) {
-  static const pstHandle<psObj> null;
-  return key != nullptr ? *static_cast<const pstHandle<psObj>*>(key) : null;
-}
 
 int callWithIdentifier(const psId& id, int (*f)(unsigned int, unsigned int)) {
   const unsigned int databaseAndContainer = static_cast<unsigned int>(id.get_DB()) << 16 | id.get_OC();

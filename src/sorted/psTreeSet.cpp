@@ -1,27 +1,21 @@
 #include "sorted/psTreeSet.h"
 
-#include <algorithm>
 #include <utility>
 
-#include "core/Containers.h"
-#include "tree/NodeAccess.h"
 #include "tree/NodeRemoval.h"
 #include "tree/TreePosition.h"
+#include "tree/TreeRoot.h"
 
 using ps::detail::CallbackProbe;
 using ps::detail::HandleProbe;
 using ps::detail::JavaProbe;
 using ps::detail::KeyProbe;
-using ps::detail::NodeAccess;
 using ps::detail::RawProbe;
 using ps::detail::TreePosition;
 
 namespace {
 
 const pstProcessInitTermClass processInitTerm;
-
-// A split of a smaller node fills its parent again: the tree would grow a level with every element.
-constexpr int smallestCapacity = 4;
 
 // The three things that are done with a key once it has been located.
 
@@ -40,48 +34,19 @@ bool removeFrom(psTreeSet& set, KeyProbe& probe) {
   return !at.failed && at.matched && ps::detail::removeElement(at.leaf, at.index);
 }
 
-// Deletes an object of the set's own, and the container that this leaves empty.
-void deletePart(pstHandle<psObj> part) {
-  if (!part.isValid()) return;
-  pstHandle<psContObj> container = part.containedIn();
-  psDelete(part);
-  psAdmin::deleteIfEmptyUnnamedNonGC(container);
-}
-
 }  // namespace
 
-psTreeSet::psTreeSet(int n, pstHandle<psContObj> adminContainer, pstHandle<psContObj> vArrayContainer) {
-  construct(pstRef<psCompare>(), n, std::move(adminContainer), std::move(vArrayContainer));
-}
+psTreeSet::psTreeSet(int n, pstHandle<psContObj> adminContainer, pstHandle<psContObj> vArrayContainer)
+    : admin_(ps::detail::constructRoot(*this, ps::detail::sortedNodes(), n, std::move(adminContainer),
+                                       std::move(vArrayContainer))) {}
 
 psTreeSet::psTreeSet(pstHandle<psCompare>& comparator, int n, pstHandle<psContObj> adminContainer,
-                     pstHandle<psContObj> vArrayContainer) {
-  construct(comparator, n, std::move(adminContainer), std::move(vArrayContainer));
-}
-
-void psTreeSet::construct(const pstRef<psCompare>& comparator, int n, pstHandle<psContObj> adminContainer,
-                          pstHandle<psContObj> vArrayContainer) {
-  pstHandle<psBTree> self(this);
-  const bool garbageCollectable = ps::detail::isGarbageCollectable(self.containedIn());
-  if (adminContainer.isNull()) adminContainer = ps::detail::createContainer(self.oid(), garbageCollectable);
-  if (vArrayContainer.isNull()) vArrayContainer = ps::detail::createContainer(self.oid(), garbageCollectable);
-  const pstHandle<psSortedArray> elements(new (vArrayContainer) psSortedArray(std::max(n, smallestCapacity)));
-  if (elements.isNull()) return;
-  NodeAccess::setElements(*this, elements);
+                     pstHandle<psContObj> vArrayContainer)
+    : psTreeSet(n, std::move(adminContainer), std::move(vArrayContainer)) {
   comparator_ = comparator;
-  admin_ = pstRef<psTreeAdmin>(new (adminContainer) psTreeAdmin(self));
-  if (admin_.isNull()) {
-    deletePart(elements);
-    NodeAccess::setElements(*this, pstRef<psUnsortedArray>());
-  }
 }
 
-psTreeSet::~psTreeSet() noexcept {
-  if (!admin_.isValid()) return;
-  clear();
-  deletePart(pstHandle<psObj>(NodeAccess::elements(*this)));
-  deletePart(pstHandle<psObj>(admin_));
-}
+psTreeSet::~psTreeSet() noexcept { ps::detail::destroyRoot(*this); }
 
 const pstRef<psTreeAdmin>& psTreeSet::admin() const { return admin_; }
 pstRef<psCompare> psTreeSet::comparator() const { return comparator_; }

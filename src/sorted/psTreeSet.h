@@ -84,9 +84,6 @@ class PS_API psTreeSet : public psBTree {
   virtual pstRef<psObj> get(int (*compare)(unsigned int, unsigned int)) const;
 
  private:
-  void construct(const pstRef<psCompare>& comparator, int n, pstHandle<psContObj> adminContainer,
-                 pstHandle<psContObj> vArrayContainer);
-
   pstRef<psTreeAdmin> admin_;
   pstRef<psCompare> comparator_;
 };

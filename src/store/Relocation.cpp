@@ -3,6 +3,7 @@
 #include <cstring>
 #include <vector>
 
+#include "store/SessionCore.h"
 #include "store/cache/TypeRegistry.h"
 #include "store/pstHandle.h"
 
@@ -77,34 +78,40 @@ psObj* duplicate(SessionCore& session, const ClassInfo& info, const pstHandle<ps
 
 }  // namespace
 
-psObj* copyObject(SessionCore& session, const psId& object, const psId& near) {
-  const ClassInfo* const info = relocatable(session, object, "copied");
+psObj* copyObject(const psId& object, const psId& near) {
+  SessionCore* const session = SessionCore::updating("a copy");
+  if (session == nullptr) return nullptr;
+  const ClassInfo* const info = relocatable(*session, object, "copied");
   const pstHandle<psObj> original(object);
   if (info == nullptr || original.open(pscRead) != 1) return nullptr;
-  psObj* const copy = duplicate(session, *info, original, near, nullptr);
+  psObj* const copy = duplicate(*session, *info, original, near, nullptr);
   if (copy == nullptr) return nullptr;
   const PagePin pinned(copy);
   copy->psCopyInit();
   return copy;
 }
 
-psId moveObject(SessionCore& session, const psId& object, const psId& near) {
-  const ClassInfo* const info = relocatable(session, object, "moved");
+psId moveObject(const psId& object, const psId& near, const std::function<bool(const psId& moved)>& follow) {
+  SessionCore* const session = SessionCore::updating("a move");
+  if (session == nullptr) return psId();
+  const ClassInfo* const info = relocatable(*session, object, "moved");
   const pstHandle<psObj> original(object);
   if (info == nullptr || original.open(pscUpdate) != 1) return psId();
-  psObj* const moved = duplicate(session, *info, original, near, &psObj::psPreMoveInit);
+  psObj* const moved = duplicate(*session, *info, original, near, &psObj::psPreMoveInit);
   if (moved == nullptr) return psId();
   const PagePin pinned(moved);
   const psId id = moved->psOid();
-  if ((headerOf(&*original)->type & namedFlag) != 0) {
-    if (!session.names().rename(object, id)) {
-      discardCopy(session, *info, moved);
-      return psId();
-    }
+  const bool isNamed = (headerOf(&*original)->type & namedFlag) != 0;
+  // A name that cannot be changed voids the transaction, and with it what the follower did.
+  if ((follow != nullptr && !follow(id)) || (isNamed && !session->names().rename(object, id))) {
+    discardCopy(*session, *info, moved);
+    return psId();
+  }
+  if (isNamed) {
     headerOf(moved)->type |= namedFlag;
     headerOf(&*original)->type &= ~namedFlag;
   }
-  discardCopy(session, *info, &*original);
+  discardCopy(*session, *info, &*original);
   moved->psPostMoveInit();
   return id;
 }

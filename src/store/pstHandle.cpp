@@ -17,15 +17,12 @@ pstHandle<psContObj> pstHandle<psObj>::containedIn() const {
 }
 
 pstHandle<psObj>& pstHandle<psObj>::copy(const pstHandle<psObj>& near, pstHandle<psObj>& result) const {
-  SessionCore* const session = SessionCore::updating("a copy");
-  result =
-      session != nullptr ? pstHandle<psObj>(ps::detail::copyObject(*session, id_, near.oid())) : pstHandle<psObj>();
+  result = pstHandle<psObj>(ps::detail::copyObject(id_, near.oid()));
   return result;
 }
 
 int pstHandle<psObj>::move(const pstHandle<psObj>& near) {
-  SessionCore* const session = SessionCore::updating("a move");
-  const psId moved = session != nullptr ? ps::detail::moveObject(*session, id_, near.oid()) : psId();
+  const psId moved = ps::detail::moveObject(id_, near.oid());
   if (moved.isNull()) return 0;
   assign(moved);
   return 1;

@@ -43,14 +43,14 @@ bool fill(const pstHandle<psBTree>& left, const pstHandle<psBTree>& right) {
   if (n == from.count()) {
     if (!ancestors.planRemoval(right, name)) return false;
   } else if (from.isLeaf()) {
-    // The last thing that can be refused, and the first that is written.
-    if (right->first(pstHandle<psObj>(from[n])) != 1) return false;
+    if (!from.openMark()) return false;
   } else if (!ancestors.planLow(*right, name, from[n])) {
     return false;
   }
 
   to.append(from, 0, n);
   from.erase(0, n);
+  from.renewMark();
   adopt(children, left);
   ancestors.carryOut();
   return true;

@@ -12,7 +12,7 @@ namespace ps::detail {
 // operation keeps in step. Once isOpen() is true, nothing that is done through the edit can be refused.
 class NodeEdit {
  public:
-  explicit NodeEdit(const psBTree& node) : elements_(NodeAccess::elements(node)) {
+  explicit NodeEdit(const psBTree& node) : node_(node), elements_(NodeAccess::elements(node)) {
     if (!elements_.isOpen()) return;
     isLeaf_ = !NodeAccess::first(node).isNull() || elements_.count() == 0;
     const pstRef<psUnsortedArray> values = isLeaf_ ? node.values() : pstRef<psUnsortedArray>();
@@ -30,11 +30,27 @@ class NodeEdit {
   bool isFull() const { return elements_.isFull(); }
   const pstRef<psObj>& operator[](int i) const { return elements_[i]; }
   int find(const psId& object) const { return elements_.find(object); }
+  // The value beside an element; null where there are no values.
+  pstRef<psObj> valueAt(int i) const { return values_ ? (*values_)[i] : pstRef<psObj>(); }
+
+  // Opens a leaf for update whose mark is its lowest element, as it must be before that element changes. False when it
+  // is refused. A list's leaf marks itself and needs nothing.
+  bool openMark() {
+    if (NodeAccess::first(node_) == node_.psOid()) return true;
+    marked_ = pstHandle<psBTree>(&node_);
+    return marked_.open(pscUpdate) == 1;
+  }
+  // Brings a mark that was opened up to date.
+  void renewMark() {
+    if (!marked_.isNull()) NodeAccess::setFirst(*marked_, count() > 0 ? elements_[0] : pstRef<psObj>());
+  }
 
   void insert(int i, const pstRef<psObj>& element, const pstRef<psObj>& value = pstRef<psObj>()) {
     elements_.insert(i, element);
     if (values_) values_->insert(i, value);
   }
+
+  void put(int i, const pstRef<psObj>& element) { elements_.put(i, element); }
 
   // Takes out n entries from i on.
   void erase(int i, int n = 1) {
@@ -59,8 +75,10 @@ class NodeEdit {
   }
 
  private:
+  const psBTree& node_;
   ArrayEdit elements_;
   std::optional<ArrayEdit> values_;
+  pstHandle<psBTree> marked_;
   bool isLeaf_ = false;
 };
 

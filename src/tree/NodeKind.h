@@ -46,4 +46,7 @@ class NodeKind {
 // Nodes of sets: psBTreeNode, with sorted arrays; a leaf is marked by its lowest element.
 const NodeKind& sortedNodes();
 
+// Nodes of lists: psTreeListNode, with unsorted arrays; a leaf is marked by itself.
+const NodeKind& listNodes();
+
 }  // namespace ps::detail

@@ -1,5 +1,7 @@
 #include "tree/NodeLinks.h"
 
+#include <utility>
+
 namespace ps::detail {
 
 namespace {
@@ -31,6 +33,13 @@ pstHandle<psBTree> childAt(const pstRef<psObj>& entry, const psBTree& ancestor) 
 
 pstHandle<psBTree> rootOf(const psBTree& node) { return climbBelow(handleTo(node), psId()); }
 
+pstHandle<psTreeAdmin> administratorOf(const psBTree& node) {
+  const pstHandle<psBTree> root = rootOf(node);
+  if (root.isNull()) return pstHandle<psTreeAdmin>();
+  pstHandle<psTreeAdmin> admin(root->admin());
+  return !admin.isNull() && admin.open(pscRead) == 1 ? admin : pstHandle<psTreeAdmin>();
+}
+
 NodeAnswer leftmostLeaf(const psBTree& node) {
   if (isMarkedLeaf(node)) return opened(handleTo(node));
   const ArrayView entries(NodeAccess::elements(node));
@@ -48,6 +57,13 @@ NodeAnswer rightmostLeaf(const psBTree& node) {
     at = childAt(entries.last(), *at);
   }
   return unknown;
+}
+
+pstRef<psObj> firstOf(const psBTree& node) {
+  const NodeAnswer low = leftmostLeaf(node);
+  if (low.failed) return pstRef<psObj>();
+  const ArrayView elements(NodeAccess::elements(*low.node));
+  return elements.count() > 0 ? elements[0] : pstRef<psObj>();
 }
 
 NodeAnswer nextNode(const psBTree& node) {
@@ -91,6 +107,35 @@ NodeAnswer previousLeaf(const psBTree& node) {
     }
   }
   return nowhere;
+}
+
+bool LeafWalk::enter(const pstHandle<psBTree>& parent) {
+  parent_ = parent;
+  if (!isReadable(parent_)) return false;
+  siblings_.emplace(NodeAccess::elements(*parent_));
+  return siblings_->isOpen();
+}
+
+void LeafWalk::advance() {
+  const NodeAnswer from = std::exchange(leaf_, nowhere);
+  if (!siblings_) {
+    const pstHandle<psBTree> above = from.node->parent();
+    if (above.isNull()) return;
+    leaf_ = unknown;
+    if (!enter(above)) return;
+    index_ = siblings_->find(from.node.oid());
+    if (index_ < 0) return;
+  }
+  if (index_ + 1 == siblings_->count()) {
+    leaf_ = nextNode(*parent_);
+    if (leaf_.node.isNull()) return;
+    if (!enter(leaf_.node)) {
+      leaf_ = unknown;
+      return;
+    }
+    index_ = -1;
+  }
+  leaf_ = opened(pstHandle<psBTree>((*siblings_)[++index_]));
 }
 
 int heightOf(const psBTree& node) {

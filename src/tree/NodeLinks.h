@@ -1,5 +1,7 @@
 #pragma once
 
+#include <optional>
+
 #include "arrays/ArrayView.h"
 #include "tree/NodeAccess.h"
 
@@ -28,26 +30,53 @@ pstHandle<psBTree> childAt(const pstRef<psObj>& entry, const psBTree& ancestor);
 // The root of the node's tree, open for reading; null when a node on the way cannot be opened.
 pstHandle<psBTree> rootOf(const psBTree& node);
 
+// The administrator of the node's tree, open for reading; null when something cannot be opened.
+pstHandle<psTreeAdmin> administratorOf(const psBTree& node);
+
 NodeAnswer leftmostLeaf(const psBTree& node);
 NodeAnswer rightmostLeaf(const psBTree& node);
+
+// The first element below the node, read from its array; null when there is none or it cannot be read.
+pstRef<psObj> firstOf(const psBTree& node);
+
 NodeAnswer nextNode(const psBTree& node);
 NodeAnswer previousLeaf(const psBTree& node);
 
 // Number of levels from the node down to its leaves, itself included; 0 when it cannot be found out.
 int heightOf(const psBTree& node);
 
+// Goes over a tree's leaves from left to right, along the arrays of their parents.
+class LeafWalk {
+ public:
+  // Begins at the leftmost leaf below the node.
+  explicit LeafWalk(const psBTree& node) : leaf_(leftmostLeaf(node)) {}
+
+  // The leaf at hand, open for reading; null behind the last one, and when the next could not be reached.
+  const pstHandle<psBTree>& leaf() const { return leaf_.node; }
+  bool failed() const { return leaf_.failed; }
+  void advance();
+
+ private:
+  // Goes on below this node. False when it cannot be read.
+  bool enter(const pstHandle<psBTree>& parent);
+
+  NodeAnswer leaf_;
+  pstHandle<psBTree> parent_;
+  std::optional<ArrayView> siblings_;
+  int index_ = 0;
+};
+
 // Calls visit(leaf, elements) for the tree's leaves from left to right until it returns false. False when a leaf could
 // not be read.
 template <class Visit>
 bool visitLeaves(const psBTree& tree, Visit visit) {
-  NodeAnswer leaf = leftmostLeaf(tree);
-  while (!leaf.node.isNull()) {
-    const ArrayView elements(NodeAccess::elements(*leaf.node));
+  LeafWalk walk(tree);
+  for (; !walk.leaf().isNull(); walk.advance()) {
+    const ArrayView elements(NodeAccess::elements(*walk.leaf()));
     if (!elements.isOpen()) return false;
-    if (!visit(leaf.node, elements)) return true;
-    leaf = nextNode(*leaf.node);
+    if (!visit(walk.leaf(), elements)) return true;
   }
-  return !leaf.failed;
+  return !walk.failed();
 }
 
 }  // namespace ps::detail

@@ -30,8 +30,9 @@ bool NodeRemoval::planDeletion(const pstHandle<psBTree>& node) {
   if (!openForDeletion(doomed.node)) return false;
   doomed.elements = NodeAccess::elements(*doomed.node);
   doomed.values = doomed.node->values();
-  return openForDeletion(doomed.elements) && openForDeletion(doomed.values) && containers_.secure(doomed.node) &&
-         containers_.secure(doomed.elements) && containers_.secure(doomed.values);
+  return openForDeletion(doomed.elements) && openForDeletion(doomed.values) &&
+         containers_.secureContainerOf(doomed.node) && containers_.secureContainerOf(doomed.elements) &&
+         containers_.secureContainerOf(doomed.values);
 }
 
 bool NodeRemoval::planRemoval(pstHandle<psBTree> node, const psId& entry) {

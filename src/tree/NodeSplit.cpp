@@ -3,6 +3,7 @@
 #include <optional>
 #include <vector>
 
+#include "core/Containers.h"
 #include "tree/NodeEdit.h"
 #include "tree/NodeLinks.h"
 
@@ -55,9 +56,9 @@ class NewNode {
   // Makes a node that can take over from source.
   bool create(const pstHandle<psTreeAdmin>& admin, const psBTree& parent, const NodeEdit& source) {
     const pstRef<psContObj> nodePlace = admin->provideNodeContainer();
-    if (nodePlace.isNull()) return false;
+    if (nodePlace.isNull() || !containers_.secure(nodePlace)) return false;
     const pstRef<psContObj> arrayPlace = admin->provideVArrayContainer();
-    if (arrayPlace.isNull()) return false;
+    if (arrayPlace.isNull() || !containers_.secure(arrayPlace)) return false;
     elements_ = kind_.createElements(arrayPlace, source.capacity());
     if (elements_.isNull()) return false;
     if (source.hasValues()) {
@@ -91,11 +92,9 @@ class NewNode {
     entries_.reset();
     pstHandle<psObj>* const parts[] = {&elements_, &values_, &node_};
     for (pstHandle<psObj>* const part : parts) {
-      if (part->isNull()) continue;
-      pstHandle<psContObj> container = part->containedIn();
-      psDelete(*part);
-      psAdmin::deleteIfEmptyUnnamedNonGC(container);
+      if (!part->isNull()) psDelete(*part);
     }
+    containers_.release();
   }
 
   const NodeKind& kind_;
@@ -103,19 +102,17 @@ class NewNode {
   pstHandle<psUnsortedArray> values_;
   pstHandle<psBTree> node_;
   std::optional<NodeEdit> entries_;
+  ContainerRelease containers_;
   pstRef<psObj> name_;
   bool kept_ = false;
 };
 
-// The administrator of the node's tree, open for reading; null when something cannot be opened.
-pstHandle<psTreeAdmin> administratorOf(const psBTree& node) {
-  const pstHandle<psBTree> root = rootOf(node);
-  if (root.isNull()) return pstHandle<psTreeAdmin>();
-  pstHandle<psTreeAdmin> admin(root->admin());
-  return !admin.isNull() && admin.open(pscRead) == 1 ? admin : pstHandle<psTreeAdmin>();
-}
-
 }  // namespace
+
+int keptInList(int where, int capacity, int keptAtStart) {
+  if (where == within) return capacity / 2;
+  return where == atEnd ? capacity - 1 : keptAtStart;
+}
 
 int splitRoot(psBTree& root, int kept, const NodeKind& kind) {
   const pstHandle<psBTree> self = handleTo(root);

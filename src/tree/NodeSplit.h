@@ -6,6 +6,13 @@
 // the first entry moves; a new node that cannot be used after all is deleted again.
 namespace ps::detail {
 
+// Where a list is about to put an element when a node is full: the values of `where` in psBTree::full. At the end a
+// split leaves a full node behind, at the start it makes a nearly empty one.
+enum InsertionPlace { within = 0, atEnd = 1, atStart = 2 };
+
+// How many entries of a list's node stay left when it is split; keptAtStart is the answer for atStart.
+int keptInList(int where, int capacity, int keptAtStart);
+
 // Pushes the entries of a full root down into two new nodes: the first `kept` into the left one. 1; 0 with nothing
 // changed.
 int splitRoot(psBTree& root, int kept, const NodeKind& kind);

@@ -1,9 +1,7 @@
 #include "tree/TreePosition.h"
 
 #include "arrays/ArraySearch.h"
-#include "tree/NodeEdit.h"
 #include "tree/NodeLinks.h"
-#include "tree/NodeRemoval.h"
 
 namespace ps::detail {
 
@@ -65,37 +63,74 @@ TreePosition locate(const psBTree& node, KeyProbe& probe) {
   return at;
 }
 
+std::optional<TreePosition> locateRoom(psBTree& tree, KeyProbe& probe) {
+  for (;;) {
+    TreePosition at = locate(tree, probe);
+    if (at.failed || at.matched) return std::nullopt;
+    if (!at.isFull) return at;
+    if (at.leaf->full(0) != 1) return std::nullopt;
+  }
+}
+
 bool insertElement(const TreePosition& position, const pstRef<psObj>& element, const pstRef<psObj>& value) {
   NodeEdit entries(*position.leaf);
-  if (!entries.isOpen()) return false;
-  // The last thing that can be refused, and the first that is written.
-  if (position.index == 0 && position.leaf->first(pstHandle<psObj>(element)) != 1) return false;
+  if (!entries.isOpen() || (position.index == 0 && !entries.openMark())) return false;
   entries.insert(position.index, element, value);
+  entries.renewMark();
   return true;
 }
 
 bool addElement(psBTree& tree, KeyProbe& probe, const pstRef<psObj>& element, const pstRef<psObj>& value) {
   if (element.isNull()) return false;
-  for (;;) {
-    const TreePosition at = locate(tree, probe);
-    if (at.failed || at.matched) return false;
-    if (!at.isFull) return insertElement(at, element, value);
-    if (at.leaf->full(0) != 1) return false;
+  const std::optional<TreePosition> at = locateRoom(tree, probe);
+  return at && insertElement(*at, element, value);
+}
+
+bool ElementRemoval::plan(const pstHandle<psBTree>& leaf, int index) {
+  if (!isReadable(leaf)) return false;
+  entries_.emplace(*leaf);
+  index_ = index;
+  if (!entries_->isOpen() || index < 0 || index >= entries_->count()) return false;
+  if (entries_->count() == 1 && !leaf->parent().isNull()) return leaf_.emplace().planRemoval(leaf, leaf.oid());
+  return index > 0 || entries_->openMark();
+}
+
+void ElementRemoval::carryOut() {
+  if (leaf_) {
+    leaf_->carryOut();
+  } else {
+    entries_->erase(index_);
+    entries_->renewMark();
   }
 }
 
 bool removeElement(const pstHandle<psBTree>& leaf, int index) {
-  if (!isReadable(leaf)) return false;
-  const int count = ArrayView(NodeAccess::elements(*leaf)).count();
-  if (index < 0 || index >= count) return false;
-  if (count == 1 && !leaf->parent().isNull()) return removeNode(leaf, leaf);
+  ElementRemoval removal;
+  if (!removal.plan(leaf, index)) return false;
+  removal.carryOut();
+  return true;
+}
 
+namespace {
+
+bool replaceWithin(const pstHandle<psBTree>& leaf, int index, int place, const pstRef<psObj>& element) {
   NodeEdit entries(*leaf);
-  if (!entries.isOpen()) return false;
-  const pstRef<psObj> lowest = count > 1 ? entries[1] : pstRef<psObj>();
-  // The last thing that can be refused, and the first that is written.
-  if (index == 0 && leaf->first(pstHandle<psObj>(lowest)) != 1) return false;
+  if (!entries.isOpen() || !entries.openMark()) return false;
+  const pstRef<psObj> value = entries.valueAt(index);
   entries.erase(index);
+  entries.insert(place > index ? place - 1 : place, element, value);
+  entries.renewMark();
+  return true;
+}
+
+}  // namespace
+
+bool replaceElement(const pstHandle<psBTree>& leaf, int index, const TreePosition& position,
+                    const pstRef<psObj>& element) {
+  if (leaf == position.leaf) return replaceWithin(leaf, index, position.index, element);
+  ElementRemoval removal;
+  if (!removal.plan(leaf, index) || !insertElement(position, element, removal.value())) return false;
+  removal.carryOut();
   return true;
 }
 

@@ -109,16 +109,10 @@ pstRef<psObj> psBTree::first() const {
 
 int psBTree::indexOf(const pstHandle<psObj>& element, int from) const {
   const std::unique_ptr<psCollectionIterator> it(keyIterator());
-  if (from < 1) return it->goTo(element) ? it->currentIndex() : -1;
-  const ps::detail::RefusalWatch watch;
-  it->goToIndex(from - 1, pscNoLock);
-  while (it->hasNext()) {
-    const pstHandle<psObj> current(it->next(pscNoLock));
-    const bool found = !watch.refused() && equal(current, element);
-    if (watch.refused()) return -1;
-    if (found) return it->currentIndex();
-  }
-  return -1;
+  if (from > 0) it->goToIndex(from - 1, pscNoLock);
+  if (!it->goTo(element)) return -1;
+  const int index = it->currentIndex();
+  return index >= from ? index : -1;
 }
 
 pstRef<psBTree> psBTree::atFirst() const { return ps::detail::leftmostLeaf(*this).node; }
@@ -148,9 +142,16 @@ pstRef<psObj> psBTree::last() const {
 }
 
 int psBTree::lastIndexOf(const pstHandle<psObj>& element, int to) const {
+  // In a sorted tree goTo finds the one occurrence again and again, in a list the next one.
+  const ps::detail::RefusalWatch watch;
+  const std::unique_ptr<psCollectionIterator> it(keyIterator());
   int found = -1;
-  for (int i = indexOf(element, 0); i >= 0 && i <= to; i = indexOf(element, i + 1)) found = i;
-  return found;
+  while (it->goTo(element)) {
+    const int i = it->currentIndex();
+    if (i <= found || i > to) break;
+    found = i;
+  }
+  return watch.refused() ? -1 : found;
 }
 
 int psBTree::maxNumberOfChildren() const { return ArrayView(elements_).capacity(); }

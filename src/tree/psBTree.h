@@ -50,7 +50,7 @@ class PS_API psBTree : public psCollection {
   virtual int first(const pstHandle<psObj>& element);
   // Makes room in this node, which must be full, by splitting it in two, or by splitting its parent when that is full
   // as well; then the search has to start again. 1 on success; on 0 nothing has changed. where tells lists where they
-  // insert.
+  // are about to insert: 0 within, 1 at the end, 2 at the start.
   virtual int full(int where);
   // Tells the node that its leftmost leaf, oldLow, is gone, so that its ancestors name the new one, or drop the node
   // when it is empty. 1 on success; on 0 nothing has changed.

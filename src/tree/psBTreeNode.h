@@ -3,7 +3,8 @@
 #include "tree/psBTree.h"
 
 namespace ps::detail {
-class SortedNodeKind;
+template <class Node, class Array>
+class ChildKind;
 struct NodeParts;
 }  // namespace ps::detail
 
@@ -37,7 +38,7 @@ class PS_API psBTreeNode : public psBTree {
   pstHandle<psBTree> root() const override;
 
  private:
-  friend class ps::detail::SortedNodeKind;
+  friend class ps::detail::ChildKind<psBTreeNode, psSortedArray>;
 
   explicit psBTreeNode(const ps::detail::NodeParts& parts);
 

@@ -3,6 +3,7 @@
 #include <algorithm>
 
 #include "arrays/ArrayEdit.h"
+#include "store/Relocation.h"
 #include "tree/NodeLinks.h"
 #include "tree/TreePosition.h"
 
@@ -14,6 +15,7 @@ using ps::detail::HandleProbe;
 using ps::detail::JavaProbe;
 using ps::detail::NodeAccess;
 using ps::detail::NodeAnswer;
+using ps::detail::NodeEdit;
 using ps::detail::RawProbe;
 using ps::detail::TreePosition;
 
@@ -24,16 +26,6 @@ constexpr int unknownIndex = -2;
 // The elements of the leaf; none when there is no leaf or it cannot be read.
 ArrayView elementsOf(const pstHandle<psBTree>& leaf) {
   return ArrayView(ps::detail::isReadable(leaf) ? NodeAccess::elements(*leaf) : pstRef<psUnsortedArray>());
-}
-
-// The value that a map keeps beside an element; null in a set. False when it cannot be read.
-bool readValue(const psBTree& leaf, int position, pstRef<psObj>& value) {
-  const pstRef<psUnsortedArray> array = leaf.values();
-  if (array.isNull()) return true;
-  const ArrayView values(array);
-  if (position >= values.count()) return false;
-  value = values[position];
-  return true;
 }
 
 }  // namespace
@@ -178,7 +170,7 @@ pstRef<psObj> psTreeIterator::goToIndex(int i, psLockMode mode) {
   return complete ? stepTo(place, mode) : pstRef<psObj>();
 }
 
-bool psTreeIterator::goTo(const psBTree& root, ps::detail::KeyProbe& probe) {
+bool psTreeIterator::standAt(const psBTree& root, ps::detail::KeyProbe& probe) {
   // Only an empty root is an empty leaf: there is nowhere to go.
   if (ArrayView(elements_).count() == 0) return false;
   const TreePosition at = ps::detail::locate(root, probe);
@@ -191,28 +183,28 @@ bool psTreeIterator::goTo(const void* key) {
   const pstHandle<psBTree> root = openRoot();
   if (root.isNull()) return false;
   RawProbe probe(key, ps::detail::comparatorOf(*root));
-  return goTo(*root, probe);
+  return standAt(*root, probe);
 }
 
 bool psTreeIterator::goTo(const pstHandle<psObj>& element) {
   const pstHandle<psBTree> root = openRoot();
   if (root.isNull()) return false;
   HandleProbe probe(element, ps::detail::comparatorOf(*root));
-  return goTo(*root, probe);
+  return standAt(*root, probe);
 }
 
 bool psTreeIterator::goTo(unsigned int, int (*compare)(unsigned int, unsigned int)) {
   const pstHandle<psBTree> root = openRoot();
   if (root.isNull()) return false;
   CallbackProbe probe(compare);
-  return goTo(*root, probe);
+  return standAt(*root, probe);
 }
 
 bool psTreeIterator::goTo(_jobject*& key, _jobject*& callee, JNIEnv_* env) {
   const pstHandle<psBTree> root = openRoot();
   if (root.isNull()) return false;
   JavaProbe probe(key, callee, env);
-  return goTo(*root, probe);
+  return standAt(*root, probe);
 }
 
 // Where the iterator stands after the current element has gone: the removal of the leaf's last element takes the leaf
@@ -240,52 +232,47 @@ int psTreeIterator::moveCurrentTo(const pstHandle<psObj>& near) {
   const pstHandle<psBTree> root = openRoot();
   const pstHandle<psObj> element(psTreeIterator::current(pscNoLock));
   if (root.isNull() || element.isNull()) return 0;
-  const HandleProbe probe(element, ps::detail::comparatorOf(*root));
-  if (probe.failed()) return 0;
-  return probe.identifier() != nullptr ? moveAndPlaceAnew(root, element, near) : moveInPlace(root, element, near);
+  const ComparatorChoice order = ps::detail::comparatorOf(*root);
+  const auto follow = [&](const psId& id) {
+    const pstHandle<psObj> moved(id);
+    HandleProbe probe(moved, order);
+    if (probe.failed()) return false;
+    // A comparator most likely reads the object and not its identifier.
+    const std::optional<bool> fits = probe.identifier() != nullptr ? false : fitsHere(probe);
+    if (!fits) return false;
+    return *fits ? replaceHere(moved) : placeAnew(root, element, order, probe, moved);
+  };
+  return ps::detail::moveObject(element.oid(), near.oid(), follow).isNull() ? 0 : 1;
 }
 
-// The order is that of identifiers. The new reference goes in before the old one leaves, so that the worst that a
-// refused open can do is leave the collection as it was.
-int psTreeIterator::moveAndPlaceAnew(const pstHandle<psBTree>& root, pstHandle<psObj> moved,
-                                     const pstHandle<psObj>& near) {
-  const pstHandle<psObj> old(moved.oid());
-  const ComparatorChoice choice = ps::detail::comparatorOf(*root);
-  pstRef<psObj> value;
-  if (choice.refused || !readValue(*leaf_, position_, value) || moved.move(near) != 1) return 0;
-
-  HandleProbe newProbe(moved, choice);
-  const bool added = ps::detail::addElement(*root, newProbe, moved, value);
-  HandleProbe oldProbe(old, choice);
-  const bool stands = goTo(*root, oldProbe);
-  if (!added) return 0;
-  if (stands && psTreeIterator::remove() == 1) return 1;
-
-  HandleProbe undoProbe(moved, choice);
-  const TreePosition at = ps::detail::locate(*root, undoProbe);
-  if (!at.failed && at.matched) ps::detail::removeElement(at.leaf, at.index);
-  return 0;
-}
-
-// The order is a comparator's, which most likely reads the object and not its identifier: then the element stays in its
-// place.
-int psTreeIterator::moveInPlace(const pstHandle<psBTree>& root, pstHandle<psObj> moved, const pstHandle<psObj>& near) {
-  const ComparatorChoice choice = ps::detail::comparatorOf(*root);
+std::optional<bool> psTreeIterator::fitsHere(ps::detail::KeyProbe& probe) const {
   const std::optional<Place> before = placeBefore();
   const std::optional<Place> after = placeAfter();
-  pstRef<psObj> value;
-  ArrayEdit elements(NodeAccess::elements(*leaf_));
-  if (choice.refused || !before || !after || !readValue(*leaf_, position_, value) || !elements.isOpen()) return 0;
-  if (leaf_.open(pscUpdate) != 1 || moved.move(near) != 1) return 0;
-
-  elements.put(position_, moved);
-  if (position_ == 0) NodeAccess::setFirst(*leaf_, moved);
-  HandleProbe probe(moved, choice);
-  if (probe.failed()) return 0;
+  if (!before || !after) return std::nullopt;
   const bool inOrder = (!before->hasElement || probe.compare(before->element) < 0) &&
                        (!after->hasElement || probe.compare(after->element) > 0);
-  if (probe.failed()) return 0;
-  if (inOrder) return 1;
-  HandleProbe placing(moved, choice);
-  return psTreeIterator::remove() == 1 && ps::detail::addElement(*root, placing, moved, value) ? 1 : 0;
+  return probe.failed() ? std::nullopt : std::optional<bool>(inOrder);
+}
+
+bool psTreeIterator::replaceHere(const pstRef<psObj>& element) {
+  NodeEdit entries(*leaf_);
+  if (!entries.isOpen() || (position_ == 0 && !entries.openMark())) return false;
+  entries.put(position_, element);
+  entries.renewMark();
+  return true;
+}
+
+// Splits for the new element come first, since they may move the old one.
+bool psTreeIterator::placeAnew(const pstHandle<psBTree>& root, const pstHandle<psObj>& old,
+                               const ComparatorChoice& order, ps::detail::KeyProbe& probe,
+                               const pstRef<psObj>& element) {
+  const std::optional<TreePosition> position = ps::detail::locateRoom(*root, probe);
+  HandleProbe oldProbe(old, order);
+  if (!standAt(*root, oldProbe) || !position) return false;
+  std::optional<Place> stand = placeAfterRemoval(ArrayView(elements_).count());
+  if (!stand || !ps::detail::replaceElement(leaf_, position_, *position, element)) return false;
+  if (stand->leaf == position->leaf && position->index <= stand->position) ++stand->position;
+  stand->index = stand->position < 0 ? -1 : unknownIndex;
+  stepTo(*stand, pscNoLock);
+  return true;
 }

@@ -7,6 +7,7 @@
 
 namespace ps::detail {
 class KeyProbe;
+struct ComparatorChoice;
 }  // namespace ps::detail
 
 // Walks a tree collection leaf by leaf. next and previous cost one object opened within a leaf, and a few more from one
@@ -68,10 +69,14 @@ class PS_API psTreeIterator : public psCollectionIterator {
  private:
   // Makes the leaf the current one.
   void standIn(const pstHandle<psBTree>& leaf);
-  bool goTo(const psBTree& root, ps::detail::KeyProbe& probe);
+  bool standAt(const psBTree& root, ps::detail::KeyProbe& probe);
   std::optional<Place> placeAfterRemoval(int count) const;
-  int moveInPlace(const pstHandle<psBTree>& root, pstHandle<psObj> moved, const pstHandle<psObj>& near);
-  int moveAndPlaceAnew(const pstHandle<psBTree>& root, pstHandle<psObj> moved, const pstHandle<psObj>& near);
+  // The steps of moveCurrentTo. fitsHere tells whether what the probe looks for belongs where the iterator stands;
+  // nothing when it cannot be told.
+  std::optional<bool> fitsHere(ps::detail::KeyProbe& probe) const;
+  bool replaceHere(const pstRef<psObj>& element);
+  bool placeAnew(const pstHandle<psBTree>& root, const pstHandle<psObj>& old, const ps::detail::ComparatorChoice& order,
+                 ps::detail::KeyProbe& probe, const pstRef<psObj>& element);
 
   pstHandle<psUnsortedArray> elements_;     // of leaf_, kept open so that steps within a leaf open nothing
   std::optional<ps::detail::PagePin> pin_;  // of what entryAddress gave out

@@ -2,8 +2,8 @@
 
 #include <algorithm>
 #include <memory>
-#include <random>
 
+#include "support/ModelDriver.h"
 #include "support/SetWorld.h"
 
 namespace ps::test {
@@ -13,33 +13,25 @@ struct Setup {
   Flavour flavour;
   bool byNumber;
   int capacity;
-  TempStore::Place place;
   int items;
-  int steps;
-  int reopenEvery;  // steps; 0 never
-  int abortEvery;   // transactions; 0 never
+  RunPlan plan;
 };
 
-// Drives a set and its model side by side, at random.
-class SetDriver {
+class SetDriver final : public ModelDriver {
  public:
   SetDriver(const Setup& setup, std::uint64_t seed);
-  void run();
 
  private:
-  using Action = void (SetDriver::*)();
-  struct Choice {
-    const char* name;
-    Action action;
-    int growing;  // weights while the set is to grow, and while it is to shrink
-    int shrinking;
-  };
-  static const std::vector<Choice> choices;
-
-  const Choice& choose();
-  void verify();
-  void endTransaction();
-  void reopen();
+  TempStore& store() override { return world_.store; }
+  const std::vector<Choice>& choices() const override { return choices_; }
+  void verify() override;
+  std::string complaintsIn(psSession& session) const override {
+    return complaintsAbout(storedSet(session), model_, world_.keyed);
+  }
+  void find() override { world_.find(); }
+  void keepModel() override;
+  void restoreModel() override;
+  void clear() override;
 
   void add();
   void remove();
@@ -47,66 +39,36 @@ class SetDriver {
   void walk();
   void removeEnds();
   void compact();
-  void clear();
   void combine();
   void forgetDeleted();
   void moveElement();
 
-  int below(int n) { return std::uniform_int_distribution<int>(0, n - 1)(random_); }
   ItemKey& anyItem() { return pool_[static_cast<std::size_t>(below(static_cast<int>(pool_.size())))]; }
-  psLockMode anyLock() { return below(3) == 0 ? pscLockUpdate : pscNoLock; }
 
-  Setup setup_;
-  std::mt19937_64 random_;
   SetWorld world_;
   SetModel& model_ = world_.model;
   std::vector<ItemKey> pool_;  // all items that exist; numbers occur twice
   SetModel committedModel_;
   std::vector<ItemKey> committedPool_;
-  int transactions_ = 0;
-  bool growing_ = true;
-};
-
-const std::vector<SetDriver::Choice> SetDriver::choices = {
-    {"add", &SetDriver::add, 50, 15},
-    {"remove", &SetDriver::remove, 15, 50},
-    {"look up", &SetDriver::lookUp, 20, 20},
-    {"walk", &SetDriver::walk, 3, 5},
-    {"remove the ends", &SetDriver::removeEnds, 1, 4},
-    {"clear", &SetDriver::clear, 0, 1},
-    {"combine", &SetDriver::combine, 2, 2},
-    {"forget deleted", &SetDriver::forgetDeleted, 1, 1},
-    {"move an element", &SetDriver::moveElement, 1, 1},
-    {"compact", &SetDriver::compact, 1, 2},
+  const std::vector<Choice> choices_ = {
+      {"add", [this] { add(); }, 50, 15},
+      {"remove", [this] { remove(); }, 15, 50},
+      {"look up", [this] { lookUp(); }, 20, 20},
+      {"walk", [this] { walk(); }, 3, 5},
+      {"remove the ends", [this] { removeEnds(); }, 1, 4},
+      {"clear", [this] { clear(); }, 0, 1},
+      {"combine", [this] { combine(); }, 2, 2},
+      {"forget deleted", [this] { forgetDeleted(); }, 1, 1},
+      {"move an element", [this] { moveElement(); }, 1, 1},
+      {"compact", [this] { compact(); }, 1, 2},
+  };
 };
 
 SetDriver::SetDriver(const Setup& setup, std::uint64_t seed)
-    : setup_(setup),
-      random_(seed),
-      world_(setup.place, setup.flavour, setup.byNumber, setup.capacity),
+    : ModelDriver(setup.plan, seed),
+      world_(setup.plan.place, setup.flavour, setup.byNumber, setup.capacity),
       committedModel_(setup.byNumber) {
   for (int i = 0; i < setup.items; ++i) pool_.push_back(world_.newItem(i / 2));
-  endTransaction();
-}
-
-void SetDriver::run() {
-  for (int step = 1; step <= setup_.steps && !testing::Test::HasFailure(); ++step) {
-    if (step % 300 == 0) growing_ = !growing_;
-    const Choice& choice = choose();
-    SCOPED_TRACE("step " + std::to_string(step) + ": " + choice.name);
-    (this->*choice.action)();
-    if (step % 10 == 0) verify();
-    if (step % 40 == 0) endTransaction();
-    if (setup_.reopenEvery > 0 && step % setup_.reopenEvery == 0) reopen();
-  }
-  if (testing::Test::HasFailure()) return;
-  clear();
-}
-
-const SetDriver::Choice& SetDriver::choose() {
-  std::vector<int> weights;
-  for (const Choice& choice : choices) weights.push_back(growing_ ? choice.growing : choice.shrinking);
-  return choices[std::discrete_distribution<std::size_t>(weights.begin(), weights.end())(random_)];
 }
 
 void SetDriver::verify() {
@@ -117,32 +79,14 @@ void SetDriver::verify() {
   ASSERT_EQ(world_.set->last(), list.empty() ? psId() : list.back().id);
 }
 
-void SetDriver::endTransaction() {
-  if (setup_.abortEvery > 0 && ++transactions_ % setup_.abortEvery == 0) {
-    ASSERT_EQ(world_.store->abort(), 1);
-    model_ = committedModel_;
-    pool_ = committedPool_;
-  } else {
-    ASSERT_EQ(orphansOf(world_.store.session()), "");
-    ASSERT_EQ(world_.store->commit(), 1) << world_.store->lastError();
-    committedModel_ = model_;
-    committedPool_ = pool_;
-  }
-  ASSERT_EQ(world_.store->begin(pscUpdate), 1) << world_.store->lastError();
-  verify();
+void SetDriver::keepModel() {
+  committedModel_ = model_;
+  committedPool_ = pool_;
 }
 
-// Another process finds all that was committed, and so does this one.
-void SetDriver::reopen() {
+void SetDriver::restoreModel() {
   model_ = committedModel_;
   pool_ = committedPool_;
-  ASSERT_EQ(world_.store.inChild([this](psSession& session) {
-    return complaintsAbout(storedSet(session), model_, world_.keyed) + orphansOf(session);
-  }),
-            "");
-  ASSERT_EQ(world_.store->begin(pscUpdate), 1) << world_.store->lastError();
-  world_.find();
-  verify();
 }
 
 void SetDriver::add() {
@@ -175,56 +119,32 @@ void SetDriver::lookUp() {
   ASSERT_EQ(set.lastIndexOf(element), present ? rank : -1);
 }
 
-// An iterator does what a position in a list would do: -1 before the first element, size after the last.
 void SetDriver::walk() {
-  const std::unique_ptr<psCollectionIterator> owner(world_.set->iterator());
-  psCollectionIterator& it = *owner;
-  std::vector<ItemKey> list = model_.list();
-  int at = -1;
-  const auto here = [&] {
-    return at >= 0 && at < static_cast<int>(list.size()) ? list[static_cast<std::size_t>(at)].id : psId();
-  };
+  const std::unique_ptr<psCollectionIterator> it(world_.set->iterator());
+  std::vector<psId> elements;
+  for (const ItemKey& item : model_.list()) elements.push_back(item.id);
+  IteratorWalk walk(*it, elements, random());
   const bool forward = below(2) == 0;
-  if (!forward) {
-    at = model_.size();
-    it.goToIndex(at, pscNoLock);
-  }
+  if (!forward) walk.jump();
   for (int move = below(60); move > 0 && !testing::Test::HasFailure(); --move) {
-    const int n = static_cast<int>(list.size());
     const int kind = below(16);
-    SCOPED_TRACE("move of kind " + std::to_string(kind) + " from " + std::to_string(at) + " of " + std::to_string(n));
+    SCOPED_TRACE("move of kind " + std::to_string(kind) + " from " + std::to_string(walk.at) + " of " +
+                 std::to_string(walk.size()));
     if (kind == 0) {
       const ItemKey item = anyItem();
-      ASSERT_EQ(world_.keyed.goTo(it, item), model_.contains(item));
-      if (n > 0) at = model_.rank(item) - (model_.contains(item) ? 0 : 1);
+      ASSERT_EQ(world_.keyed.goTo(*it, item), model_.contains(item));
+      if (walk.size() > 0) walk.at = model_.rank(item) - (model_.contains(item) ? 0 : 1);
     } else if (kind == 1) {
-      at = std::min(below(n + 3) - 1, n);
-      ASSERT_EQ(it.goToIndex(at, anyLock()), here());
+      walk.jump();
     } else if (kind <= 4) {
-      const bool within = at >= 0 && at < n;
-      ASSERT_EQ(it.remove(), within ? 1 : 0);
-      if (within) {
-        model_.remove(list[static_cast<std::size_t>(at)]);
-        list.erase(list.begin() + at--);
-      }
+      const std::vector<ItemKey> list = model_.list();
+      if (const int removed = walk.remove(); removed >= 0) model_.remove(list[static_cast<std::size_t>(removed)]);
     } else if (kind == 5) {
-      ASSERT_EQ(it.set(anyItem().id), 0);
-    } else if (forward == (kind <= 13)) {
-      ASSERT_EQ(it.hasNext(), at + 1 < n);
-      if (n > 0) at = std::min(at + 1, n);
-      ASSERT_EQ(it.next(anyLock()), here());
+      ASSERT_EQ(it->set(anyItem().id), 0);
     } else {
-      ASSERT_EQ(it.hasPrevious(), at > 0);
-      if (n > 0) at = std::max(at - 1, -1);
-      ASSERT_EQ(it.previous(anyLock()), here());
+      walk.step(forward == (kind <= 13));
     }
-    if (kind != 0) {
-      ASSERT_EQ(it.current(pscNoLock), here());
-      ASSERT_EQ(*it.currentP(anyLock()), here());
-    }
-    if (below(2) == 0) {
-      ASSERT_EQ(it.currentIndex(), at);
-    }
+    walk.verify();
   }
 }
 
@@ -239,20 +159,16 @@ void SetDriver::removeEnds() {
   verify();
 }
 
-// Packed from the left: no more leaves than the elements need.
 void SetDriver::compact() {
   world_.set->compact();
   verify();
-  int leaves = 0;
-  for (pstHandle<psBTree> leaf(world_.set->atFirst()); !leaf.isNull(); leaf = leaf->next()) ++leaves;
-  const int full = world_.set->maxNumberOfChildren();
-  ASSERT_EQ(leaves, std::max(1, (model_.size() + full - 1) / full));
+  ASSERT_EQ(slackOf(world_.set), "");
   ASSERT_EQ(orphansOf(world_.store.session()), "");
 }
 
 void SetDriver::clear() {
   world_.set->clear();
-  model_ = SetModel(setup_.byNumber);
+  model_ = SetModel(world_.keyed.byNumber());
   verify();
   ASSERT_EQ(orphansOf(world_.store.session()), "");
 }
@@ -311,6 +227,7 @@ void SetDriver::moveElement() {
   if (model_.size() == 0) return;
   const int i = below(model_.size());
   const ItemKey old = model_.list()[static_cast<std::size_t>(i)];
+  const ItemKey before = i > 0 ? model_.list()[static_cast<std::size_t>(i - 1)] : ItemKey();
   const std::unique_ptr<psCollectionIterator> it(world_.set->iterator());
   it->goToIndex(i, pscNoLock);
   ASSERT_EQ(it->moveCurrentTo(world_.store.container("moved")), 1) << world_.store->lastError();
@@ -328,8 +245,13 @@ void SetDriver::moveElement() {
   }
   ASSERT_NE(moved.id, old.id);
   model_.add(moved);
-  if (setup_.byNumber) {
+  if (world_.keyed.byNumber()) {
     ASSERT_EQ(it->current(pscNoLock), moved.id);
+  } else {
+    const int back = i > 0 ? model_.rank(before) : -1;
+    ASSERT_EQ(it->currentIndex(), back);
+    ASSERT_EQ(it->next(pscNoLock),
+              back + 1 < model_.size() ? model_.list()[static_cast<std::size_t>(back + 1)].id : psId());
   }
   verify();
 }
@@ -339,8 +261,8 @@ class TreeSetModel : public testing::TestWithParam<Setup> {};
 std::string nameOfSetup(const testing::TestParamInfo<Setup>& info) {
   const Setup& setup = info.param;
   return std::string(nameOf(setup.flavour)) + (setup.byNumber ? "ByNumber" : "ByIdentifier") + "Capacity" +
-         std::to_string(setup.capacity) + (setup.place == TempStore::Place::file ? "InFile" : "InMemory") +
-         (setup.abortEvery > 0 ? "WithAborts" : "");
+         std::to_string(setup.capacity) + (setup.plan.place == TempStore::Place::file ? "InFile" : "InMemory") +
+         (setup.plan.abortEvery > 0 ? "WithAborts" : "");
 }
 
 TEST_P(TreeSetModel, DoesWhatAStandardSetWouldDo) {
@@ -353,14 +275,14 @@ constexpr TempStore::Place memory = TempStore::Place::memory;
 constexpr TempStore::Place file = TempStore::Place::file;
 
 INSTANTIATE_TEST_SUITE_P(, TreeSetModel,
-                         testing::Values(Setup{Flavour::handle, true, 4, memory, 200, 3000, 0, 3},
-                                         Setup{Flavour::raw, true, 5, memory, 200, 3000, 0, 0},
-                                         Setup{Flavour::callback, true, 6, memory, 300, 3000, 0, 4},
-                                         Setup{Flavour::handle, false, 4, file, 150, 2000, 400, 3},
-                                         Setup{Flavour::callback, false, 7, memory, 300, 3000, 0, 0},
-                                         Setup{Flavour::raw, true, 4, file, 150, 2000, 250, 0},
-                                         Setup{Flavour::callback, false, 5, file, 150, 2000, 400, 2},
-                                         Setup{Flavour::handle, true, 200, file, 1500, 3000, 600, 5}),
+                         testing::Values(Setup{Flavour::handle, true, 4, 200, {memory, 3000, 0, 3}},
+                                         Setup{Flavour::raw, true, 5, 200, {memory, 3000, 0, 0}},
+                                         Setup{Flavour::callback, true, 6, 300, {memory, 3000, 0, 4}},
+                                         Setup{Flavour::handle, false, 4, 150, {file, 2000, 400, 3}},
+                                         Setup{Flavour::callback, false, 7, 300, {memory, 3000, 0, 0}},
+                                         Setup{Flavour::raw, true, 4, 150, {file, 2000, 250, 0}},
+                                         Setup{Flavour::callback, false, 5, 150, {file, 2000, 400, 2}},
+                                         Setup{Flavour::handle, true, 200, 1500, {file, 3000, 600, 5}}),
                          nameOfSetup);
 
 }  // namespace

@@ -69,10 +69,11 @@ TEST(TreeSet, ClassesKnowWhatTheyAre) {
   EXPECT_STREQ(set.psGetTypeName(), "psTreeSet");
   EXPECT_TRUE(psBTreeNode().psIsKindOf(4015) && !psBTreeNode().psIsKindOf(4017));
   TempStore store(TempStore::Place::memory);  // classes are known once a session has opened
-  const unsigned int derived[][2] = {{4010, 4014}, {4011, 4014}, {4013, 1},    {4016, 4015}, {4017, 4015},
-                                     {4015, 4023}, {4022, 1},    {4026, 4022}, {4023, 1}};
+  const unsigned int derived[][2] = {{4010, 4014}, {4011, 4014}, {4013, 1}, {4016, 4015}, {4017, 4015}, {4020, 4015},
+                                     {4021, 4015}, {4015, 4023}, {4022, 1}, {4026, 4022}, {4023, 1}};
   for (const auto& pair : derived) EXPECT_NE(ptmIsKindOf(pair[0], pair[1]), 0) << pair[0];
   EXPECT_EQ(ptmIsKindOf(4015, 4016), 0);
+  EXPECT_EQ(ptmIsKindOf(4021, 4016), 0) << "nodes of lists are no nodes of sets";
   EXPECT_EQ(ptmIsKindOf(4012, 1), 0) << "nobody has this number";
 }
 
@@ -95,6 +96,37 @@ TEST(TreeSet, APointerMeansTheObjectAndARawKeyNeedsAComparator) {
   EXPECT_EQ(world.complaints(), "");
   EXPECT_TRUE(set.remove(pointer));
   EXPECT_FALSE(set.contains(pointer));
+}
+
+// Orders by identifier, but not in the library's way: an element that moves changes its place although there is a
+// comparator.
+class Backwards : public psCompare {
+  PS_PERSISTENT_CLASS(Backwards, psCompare, 20110)
+
+ public:
+  Backwards() = default;
+  int compare(const pstHandle<psObj>& element, const pstHandle<psObj>& other) const override {
+    return psCompare::compare(other, element);
+  }
+};
+PS_REGISTER_CLASS(Backwards)
+
+TEST(TreeSet, PlacesWhatMovesAnewAlsoWithAComparator) {
+  TempStore store(TempStore::Place::memory);
+  ASSERT_EQ(store->begin(pscUpdate), 1);
+  const pstHandle<psContObj> in = store.container("items");
+  pstHandle<psCompare> comparator(new (in) Backwards);
+  const pstHandle<psTreeSet> set(new (in) psTreeSet(comparator, 4));
+  for (int n = 0; n < 20; ++n) ASSERT_TRUE(set->add(pstHandle<psObj>(makeItem(in, n).id)));
+  const pstHandle<psContObj> later = store.container("later");
+  for (int i = 0; i < 40; ++i) {
+    const std::unique_ptr<psCollectionIterator> it(set->iterator());
+    const pstHandle<psObj> element(it->goToIndex(i * 7 % 20, pscNoLock));
+    ASSERT_EQ(it->moveCurrentTo(i < 30 ? later : in), 1);
+    ASSERT_FALSE(element.isValid());
+    ASSERT_EQ(set->size(), 20);
+    ASSERT_EQ(faultsOf(set), "");
+  }
 }
 
 TEST(TreeSet, RefusesWhatIsNoElement) {

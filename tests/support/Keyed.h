@@ -16,6 +16,8 @@ class Keyed {
  public:
   Keyed(Flavour flavour, bool byNumber) : flavour_(flavour), byNumber_(byNumber) {}
 
+  bool byNumber() const { return byNumber_; }
+
   // Adding has no raw flavour; the handle stands in.
   bool add(psTreeSet& set, const ItemKey& item) const;
   bool contains(const psTreeSet& set, const ItemKey& item) const;

@@ -5,20 +5,7 @@
 #include <iterator>
 #include <memory>
 
-#include "store/pstItr.h"
-#include "support/TreeChecker.h"
-
 namespace ps::test {
-
-namespace {
-
-std::string joined(const std::vector<std::string>& lines) {
-  std::string text;
-  for (const std::string& line : lines) text += line + '\n';
-  return text;
-}
-
-}  // namespace
 
 std::uint64_t SetModel::orderOf(const ItemKey& item) const {
   if (byNumber_) return static_cast<std::uint64_t>(item.number);
@@ -44,7 +31,7 @@ std::vector<ItemKey> SetModel::list() const {
 
 std::string complaintsAbout(const pstHandle<psTreeSet>& set, const SetModel& model, const Keyed& keyed) {
   if (set.open(pscRead) != 1) return "the set cannot be opened";
-  std::string complaints = joined(ps::detail::checkTree(set));
+  std::string complaints = faultsOf(set);
   const std::unique_ptr<psCollectionIterator> iterator(set->iterator());
   int position = 0;
   for (const ItemKey& item : model.list()) {
@@ -54,15 +41,6 @@ std::string complaintsAbout(const pstHandle<psTreeSet>& set, const SetModel& mod
   }
   if (!iterator->next(pscNoLock).isNull()) complaints += "there are more elements\n";
   return complaints;
-}
-
-std::string orphansOf(const psSession& session) { return joined(ps::detail::checkOrphans(session.federation())); }
-
-int containersOf(psSession& session) {
-  int count = 0;
-  pstItr<psContObj> container;
-  for (container.scan(session.database("test"), pscNoOpen); container.next();) ++count;
-  return count;
 }
 
 pstHandle<psTreeSet> storedSet(psSession& session) {

@@ -6,6 +6,7 @@
 
 #include "support/Keyed.h"
 #include "support/TempStore.h"
+#include "support/TreeChecker.h"
 
 namespace ps::test {
 
@@ -34,12 +35,6 @@ class SetModel {
 // Everything in which the set differs from the model: structure, order, and each element's reachability in the flavour.
 // "" when it does not.
 std::string complaintsAbout(const pstHandle<psTreeSet>& set, const SetModel& model, const Keyed& keyed);
-
-// Objects and containers of the session's store that nobody owns; "" when there are none.
-std::string orphansOf(const psSession& session);
-
-// Number of containers in the session's database "test".
-int containersOf(psSession& session);
 
 // A set in a store of its own, in an update transaction, beside its model.
 class SetWorld {

@@ -67,7 +67,8 @@ Refuse::Refuse(psSession& session, std::uint64_t k, Manner manner) : session_(se
       victim_ = id;
       return false;
     }
-    return manner == Manner::once || !bit() || id != victim_;
+    if (manner == Manner::once || !bit()) return true;
+    return manner == Manner::forGood && id != victim_;
   });
 }
 

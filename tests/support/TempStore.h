@@ -44,8 +44,9 @@ class TempStore {
 class Refuse {
  public:
   enum class Manner {
-    once,     // as when a lock was not to be had
-    forGood,  // that object stays shut
+    once,        // as when a lock was not to be had
+    forGood,     // that object stays shut
+    fromThenOn,  // nothing more is opened
   };
 
   Refuse(psSession& session, std::uint64_t k, Manner manner = Manner::once);

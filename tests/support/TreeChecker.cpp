@@ -2,12 +2,13 @@
 
 #include <unordered_set>
 
-#include "arrays/psUnsortedArray.h"
+#include "arrays/ArrayView.h"
 #include "core/psCompare.h"
 #include "sorted/psTreeSet.h"
 #include "store/pstItr.h"
 #include "tree/NodeAccess.h"
 #include "tree/psTreeAdmin.h"
+#include "tree/psTreeList.h"
 
 namespace ps::detail {
 
@@ -61,7 +62,7 @@ class TreeWalk {
 
 void TreeWalk::run() {
   if (root_.open(pscRead) != 1) return complain("/", "the root cannot be opened");
-  sorted_ = root_->psIsKindOf(psTreeSet::pstTypeN);
+  sorted_ = !root_->psIsKindOf(psTreeList::pstTypeN);
   comparator_ = root_->comparator();
   const pstHandle<psUnsortedArray> entries(NodeAccess::elements(*root_));
   if (entries.open(pscRead) != 1) return complain("/", "the root has no entries");
@@ -112,6 +113,7 @@ void TreeWalk::visitLeaf(const pstHandle<psBTree>& leaf, psUnsortedArray& entrie
   if (level != depth_) complain(path, "its depth is " + std::to_string(level) + ", not " + std::to_string(depth_));
   leaves_.push_back(leaf.oid());
   size_ += entries.usedSize();
+  if (!sorted_ && NodeAccess::first(*leaf) != leaf && !entries.isEmpty()) complain(path, "it does not mark itself");
   if (sorted_) {
     if (!entries.isEmpty() && NodeAccess::first(*leaf) != entries.first())
       complain(path, "its first is not its entry 0");
@@ -220,7 +222,7 @@ void Census::forEachContainer(const pstHandle<psFDObj>& federation, Visit visit)
 void Census::noteOwned(const psId& container) {
   pstItr<psBTree> root;
   for (root.scan(pstHandle<psObj>(container), pscRead); root.next();) {
-    if (!root->psIsKindOf(psTreeSet::pstTypeN)) continue;
+    if (!root->psIsKindOf(psTreeSet::pstTypeN) && !root->psIsKindOf(psTreeList::pstTypeN)) continue;
     TreeWalk walk(root);
     walk.run();
     owned_.merge(walk.owned);
@@ -261,3 +263,42 @@ Faults checkTree(const pstHandle<psBTree>& root) {
 Faults checkOrphans(const pstHandle<psFDObj>& federation) { return Census().take(federation); }
 
 }  // namespace ps::detail
+
+namespace ps::test {
+
+namespace {
+
+std::string joined(const std::vector<std::string>& lines) {
+  std::string text;
+  for (const std::string& line : lines) text += line + '\n';
+  return text;
+}
+
+}  // namespace
+
+std::string faultsOf(const pstHandle<psBTree>& root) { return joined(ps::detail::checkTree(root)); }
+
+std::string slackOf(const pstHandle<psBTree>& root) {
+  std::string slack;
+  int height = 1;
+  for (pstHandle<psBTree> level(root->atFirst()); !level.isNull(); level = level->parent(), ++height) {
+    for (pstHandle<psBTree> node = level, next; !node.isNull(); node = next) {
+      next = node->next();
+      if (!next.isNull() && !node->isFull()) slack += "a node of height " + std::to_string(height) + " has room\n";
+    }
+  }
+  const ps::detail::ArrayView top(ps::detail::NodeAccess::elements(*root));
+  if (root->depth() > 2 && top.count() == 1) slack += "the root has one child\n";
+  return slack;
+}
+
+std::string orphansOf(const psSession& session) { return joined(ps::detail::checkOrphans(session.federation())); }
+
+int containersOf(psSession& session) {
+  int count = 0;
+  pstItr<psContObj> container;
+  for (container.scan(session.database("test"), pscNoOpen); container.next();) ++count;
+  return count;
+}
+
+}  // namespace ps::test

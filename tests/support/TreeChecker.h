@@ -3,7 +3,7 @@
 #include <string>
 #include <vector>
 
-#include "store/psFDObj.h"
+#include "store/psSession.h"
 #include "tree/psBTree.h"
 
 namespace ps::detail {
@@ -20,3 +20,20 @@ std::vector<std::string> checkTree(const pstHandle<psBTree>& root);
 std::vector<std::string> checkOrphans(const pstHandle<psFDObj>& federation);
 
 }  // namespace ps::detail
+
+namespace ps::test {
+
+// The complaints of checkTree, a line each; "" when there are none.
+std::string faultsOf(const pstHandle<psBTree>& root);
+
+// Where a tree is not packed: a node that is not the last of its level and has room, or a level at the top that is
+// superfluous.
+std::string slackOf(const pstHandle<psBTree>& root);
+
+// The complaints of checkOrphans about the session's store.
+std::string orphansOf(const psSession& session);
+
+// Number of containers in the session's database "test".
+int containersOf(psSession& session);
+
+}  // namespace ps::test

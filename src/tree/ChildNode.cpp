@@ -1,0 +1,26 @@
+#include "tree/ChildNode.h"
+
+#include "tree/NodeLinks.h"
+
+namespace ps::detail {
+
+const pstRef<psTreeAdmin>& adminAbove(const pstRef<psBTree>& parent) {
+  static const pstRef<psTreeAdmin> none;
+  const pstHandle<psBTree> above(parent);
+  return above.open(pscRead) == 1 ? above->admin() : none;
+}
+
+pstHandle<psUnsortedArray> createElementsBelow(const pstHandle<psBTree>& parent, const NodeKind& kind) {
+  if (!isReadable(parent)) return pstHandle<psUnsortedArray>();
+  const pstHandle<psTreeAdmin> admin = administratorOf(*parent);
+  if (admin.isNull()) return pstHandle<psUnsortedArray>();
+  const pstRef<psContObj> place = admin->provideVArrayContainer();
+  return place.isNull() ? pstHandle<psUnsortedArray>() : kind.createElements(place, parent->maxNumberOfChildren());
+}
+
+void deleteElements(const psBTree& node) noexcept {
+  pstHandle<psUnsortedArray> elements(NodeAccess::elements(node));
+  if (elements.isValid()) psDelete(elements);
+}
+
+}  // namespace ps::detail

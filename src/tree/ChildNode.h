@@ -1,0 +1,52 @@
+#pragma once
+
+#include <type_traits>
+#include <utility>
+
+#include "arrays/psSortedArray.h"
+#include "tree/NodeKind.h"
+
+// What the classes of nodes below a root do alike. They derive from psBTree side by side, and each of their operations
+// is a call of one of these.
+namespace ps::detail {
+
+// The kind of the nodes of class Node, which have arrays of class Array. A node is sorted when its array is.
+template <class Node, class Array>
+class ChildKind final : public NodeKind {
+ public:
+  ChildKind() : NodeKind(Node::pstTypeN) {}
+
+  pstHandle<psUnsortedArray> createElements(const pstRef<psContObj>& near, int capacity) const override {
+    return pstHandle<psUnsortedArray>(new (near) Array(capacity));
+  }
+  pstHandle<psBTree> createNode(const pstRef<psContObj>& near, const NodeParts& parts) const override {
+    return pstHandle<psBTree>(new (near) Node(parts));
+  }
+  void setParent(psBTree& node, const pstRef<psBTree>& parent) const override {
+    static_cast<Node&>(node).parent_ = parent;
+  }
+  pstRef<psObj> leafMark(const psBTree& leaf, const pstRef<psObj>& lowest) const override {
+    return std::is_same_v<Array, psSortedArray> ? lowest : pstRef<psObj>(leaf.psOid());
+  }
+};
+
+// Asks the node above, which passes on to its own parent what concerns the collection; the result type's default when
+// it cannot be opened.
+template <class Ask>
+auto askAbove(const pstRef<psBTree>& parent, Ask ask) -> decltype(ask(std::declval<psBTree&>())) {
+  const pstHandle<psBTree> above(parent);
+  if (above.open(pscRead) != 1) return {};
+  return ask(*above);
+}
+
+// The administrator of the collection; a null reference when it cannot be reached.
+const pstRef<psTreeAdmin>& adminAbove(const pstRef<psBTree>& parent);
+
+// An array for a node below parent, of the capacity that parent's has, in the container that the administrator
+// provides; null when that fails.
+pstHandle<psUnsortedArray> createElementsBelow(const pstHandle<psBTree>& parent, const NodeKind& kind);
+
+// Deletes the array of a node that is being deleted.
+void deleteElements(const psBTree& node) noexcept;
+
+}  // namespace ps::detail

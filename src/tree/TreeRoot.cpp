@@ -1,0 +1,50 @@
+#include "tree/TreeRoot.h"
+
+#include <algorithm>
+
+#include "core/Containers.h"
+#include "tree/NodeAccess.h"
+
+namespace ps::detail {
+
+namespace {
+
+// A split of a smaller node fills its parent again: the tree would grow a level with every element.
+constexpr int smallestCapacity = 4;
+
+// Deletes a part of the tree, and the container that this leaves empty.
+void deletePart(pstHandle<psObj> part) {
+  if (!part.isValid()) return;
+  pstHandle<psContObj> container = part.containedIn();
+  psDelete(part);
+  psAdmin::deleteIfEmptyUnnamedNonGC(container);
+}
+
+}  // namespace
+
+pstRef<psTreeAdmin> constructRoot(psBTree& root, const NodeKind& kind, int capacity,
+                                  pstHandle<psContObj> adminContainer, pstHandle<psContObj> arrayContainer) {
+  pstHandle<psBTree> self(&root);
+  const bool garbageCollectable = isGarbageCollectable(self.containedIn());
+  if (adminContainer.isNull()) adminContainer = createContainer(self.oid(), garbageCollectable);
+  if (arrayContainer.isNull()) arrayContainer = createContainer(self.oid(), garbageCollectable);
+  const pstHandle<psUnsortedArray> elements = kind.createElements(arrayContainer, std::max(capacity, smallestCapacity));
+  if (elements.isNull()) return pstRef<psTreeAdmin>();
+  NodeAccess::setElements(root, elements);
+  const pstRef<psTreeAdmin> admin(new (adminContainer) psTreeAdmin(self));
+  if (admin.isNull()) {
+    deletePart(elements);
+    NodeAccess::setElements(root, pstRef<psUnsortedArray>());
+  }
+  return admin;
+}
+
+void destroyRoot(psBTree& root) noexcept {
+  const pstHandle<psObj> admin(root.admin());
+  if (!admin.isValid()) return;
+  root.clear();
+  deletePart(pstHandle<psObj>(NodeAccess::elements(root)));
+  deletePart(admin);
+}
+
+}  // namespace ps::detail

@@ -1,0 +1,18 @@
+#pragma once
+
+#include "tree/NodeKind.h"
+
+// What the collections, which are the roots of their trees, do alike.
+namespace ps::detail {
+
+// Makes the array of a new, empty root and its administrator, which is returned. For a null container an unnamed one is
+// created near the root, garbage-collectable when the root's own is. When the store refuses, the root has no array and
+// the administrator is null.
+pstRef<psTreeAdmin> constructRoot(psBTree& root, const NodeKind& kind, int capacity,
+                                  pstHandle<psContObj> adminContainer, pstHandle<psContObj> arrayContainer);
+
+// Empties a root that is being deleted, and deletes its array and administrator with the containers that this leaves
+// empty. Nothing for a root that was not constructed whole.
+void destroyRoot(psBTree& root) noexcept;
+
+}  // namespace ps::detail

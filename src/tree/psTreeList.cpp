@@ -1,0 +1,198 @@
+#include "tree/psTreeList.h"
+
+#include <optional>
+#include <utility>
+
+#include "core/KeyWalk.h"
+#include "core/RawKey.h"
+#include "tree/NodeLinks.h"
+#include "tree/NodeRemoval.h"
+#include "tree/NodeSplit.h"
+#include "tree/TreePosition.h"
+#include "tree/TreeRoot.h"
+#include "tree/psTreeListIterator.h"
+
+using ps::detail::ArrayView;
+using ps::detail::InsertionPlace;
+using ps::detail::LeafWalk;
+using ps::detail::NodeAccess;
+
+namespace {
+
+const pstProcessInitTermClass processInitTerm;
+
+// A place between two elements, or at an end: before the entry at index, counted from the start of the leaf and on into
+// the leaves behind it.
+struct Gap {
+  pstHandle<psBTree> leaf;  // or the root, for its leftmost leaf
+  int index = 0;
+};
+
+// Has the gap name the leaf in which it lies: at a boundary the left one. Nothing when there is no such place, or it
+// cannot be reached; else whether the leaf is full.
+std::optional<bool> settle(Gap& gap) {
+  if (gap.index < 0 || !ps::detail::isReadable(gap.leaf)) return std::nullopt;
+  std::optional<bool> isFull;
+  ps::detail::visitLeaves(*gap.leaf, [&](const pstHandle<psBTree>& leaf, const ArrayView& elements) {
+    if (gap.index > elements.count()) {
+      gap.index -= elements.count();
+      return true;
+    }
+    gap.leaf = leaf;
+    isFull = elements.isFull();
+    return false;
+  });
+  return isFull;
+}
+
+// A root that has lost all its leaves is a leaf again, and must be marked as one before it holds elements.
+bool markAsLeaf(const pstHandle<psBTree>& leaf) {
+  if (!NodeAccess::first(*leaf).isNull()) return true;
+  if (leaf.open(pscUpdate) != 1) return false;
+  NodeAccess::setFirst(*leaf, leaf);
+  return true;
+}
+
+// Puts the element into the gap, splitting nodes until there is room, and moves the gap behind it. False when there is
+// no such place, or on failure; then the element has not been added, though nodes may have been split.
+bool insertAt(Gap& gap, const pstHandle<psObj>& element, InsertionPlace where) {
+  for (;;) {
+    const std::optional<bool> isFull = settle(gap);
+    if (!isFull) return false;
+    if (!*isFull) break;
+    if (gap.leaf->full(where) != 1) return false;
+  }
+  ps::detail::TreePosition position;
+  position.leaf = gap.leaf;
+  position.index = gap.index;
+  if (!markAsLeaf(gap.leaf) || !ps::detail::insertElement(position, element)) return false;
+  ++gap.index;
+  return true;
+}
+
+Gap startOf(const psTreeList& list) { return {ps::detail::handleTo(list), 0}; }
+
+// When the end cannot be reached, a gap into which nothing can be put.
+Gap endOf(const psTreeList& list) {
+  const pstHandle<psBTree> leaf = ps::detail::rightmostLeaf(list).node;
+  const ArrayView elements(leaf.isNull() ? pstRef<psUnsortedArray>() : NodeAccess::elements(*leaf));
+  return {leaf, elements.isOpen() ? elements.count() : -1};
+}
+
+bool insertAll(Gap gap, pstHandle<psCollection>& other, InsertionPlace where) {
+  return ps::detail::visitKeys(other, [&](const pstHandle<psObj>& element) { return insertAt(gap, element, where); });
+}
+
+struct Occurrence {
+  pstHandle<psBTree> leaf;
+  int index = -1;
+};
+
+Occurrence firstOccurrence(const psTreeList& list, const psId& element) {
+  Occurrence found;
+  ps::detail::visitLeaves(list, [&](const pstHandle<psBTree>& leaf, const ArrayView& elements) {
+    found = {leaf, elements.find(element)};
+    return found.index < 0;
+  });
+  return found;
+}
+
+}  // namespace
+
+psTreeList::psTreeList(int maxNumberOfChildren, pstHandle<psContObj> adminContainer,
+                       pstHandle<psContObj> arrayContainer)
+    : admin_(ps::detail::constructRoot(*this, ps::detail::listNodes(), maxNumberOfChildren, std::move(adminContainer),
+                                       std::move(arrayContainer))) {
+  if (!admin_.isNull()) NodeAccess::setFirst(*this, psOid());
+}
+
+psTreeList::~psTreeList() noexcept { ps::detail::destroyRoot(*this); }
+
+bool psTreeList::add(const pstHandle<psObj>& element) { return addLast(element) == 1; }
+
+bool psTreeList::addAll(pstHandle<psCollection>& other) {
+  return other != psOid() && insertAll(endOf(*this), other, ps::detail::atEnd);
+}
+
+const pstRef<psTreeAdmin>& psTreeList::admin() const { return admin_; }
+
+pstRef<psCompare> psTreeList::comparator() const { return pstRef<psCompare>(); }
+
+bool psTreeList::contains(const void* key) const { return contains(ps::detail::handleOfRawKey(key)); }
+
+bool psTreeList::contains(const pstHandle<psObj>& element) const {
+  return firstOccurrence(*this, element.oid()).index >= 0;
+}
+
+pstRef<psObj> psTreeList::get(const void*) const { return pstRef<psObj>(); }
+
+psCollectionIterator* psTreeList::iterator() const {
+  pstHandle<psTreeList> self(this);
+  return new psTreeListIterator(self);
+}
+
+bool psTreeList::remove(const pstHandle<psObj>& element) {
+  const Occurrence found = firstOccurrence(*this, element.oid());
+  return found.index >= 0 && ps::detail::removeElement(found.leaf, found.index);
+}
+
+int psTreeList::first(const pstHandle<psObj>&) { return 1; }
+
+int psTreeList::full(int where) {
+  return ps::detail::splitRoot(*this, ps::detail::keptInList(where, maxNumberOfChildren(), 2), ps::detail::listNodes());
+}
+
+int psTreeList::newLow(pstHandle<psBTree>&) { return 1; }
+
+pstHandle<psBTree> psTreeList::parent() const { return pstHandle<psBTree>(); }
+
+int psTreeList::parent(const pstHandle<psBTree>&) { return 0; }
+
+int psTreeList::removeNode(pstHandle<psBTree>& node) {
+  return node != psOid() && ps::detail::deleteEmptyNode(node) ? 1 : 0;
+}
+
+pstRef<psObj> psTreeList::first() const { return ps::detail::firstOf(*this); }
+
+int psTreeList::add(int index, const pstHandle<psObj>& element) {
+  if (index == 0) return addFirst(element);
+  Gap gap = startOf(*this);
+  gap.index = index;
+  return insertAt(gap, element, ps::detail::within) ? 1 : 0;
+}
+
+int psTreeList::addAll(int index, pstHandle<psCollection>& other) {
+  if (other == psOid()) return 0;
+  Gap gap = startOf(*this);
+  gap.index = index;
+  return insertAll(std::move(gap), other, ps::detail::within) ? 1 : 0;
+}
+
+int psTreeList::addFirst(const pstHandle<psObj>& element) {
+  Gap gap = startOf(*this);
+  return insertAt(gap, element, ps::detail::atStart) ? 1 : 0;
+}
+
+int psTreeList::addLast(const pstHandle<psObj>& element) {
+  Gap gap = endOf(*this);
+  return insertAt(gap, element, ps::detail::atEnd) ? 1 : 0;
+}
+
+int psTreeList::removeRange(int from, int to) {
+  if (from < 0 || to < from) return 0;
+  pstHandle<psTreeList> self(this);
+  psTreeListIterator it(self);
+  it.goToIndex(to, pscNoLock);
+  if (it.currentIndex() != to) return 0;
+  for (int i = to; i >= from; --i) {
+    if (it.remove() != 1) return 0;
+  }
+  return 1;
+}
+
+int psTreeList::set(int index, const pstHandle<psObj>& element) {
+  pstHandle<psTreeList> self(this);
+  psTreeListIterator it(self);
+  it.goToIndex(index, pscNoLock);
+  return it.set(element);
+}

@@ -1,0 +1,99 @@
+#pragma once
+
+#include <functional>
+#include <random>
+#include <string>
+#include <vector>
+
+#include "core/psCollectionIterator.h"
+#include "support/TempStore.h"
+
+namespace ps::test {
+
+// How long a random run is, and what comes between its steps.
+struct RunPlan {
+  TempStore::Place place;
+  int steps;
+  int reopenEvery;  // steps; 0 never
+  int abortEvery;   // transactions; 0 never
+};
+
+// Drives a collection and its model side by side, at random, through commits, aborts and reopenings. Which operations
+// there are, and what the model is, a derived class says.
+class ModelDriver {
+ public:
+  ModelDriver(const ModelDriver&) = delete;
+  ModelDriver& operator=(const ModelDriver&) = delete;
+  void run();
+
+ protected:
+  struct Choice {
+    const char* name;
+    std::function<void()> action;
+    int growing;  // weights while the collection is to grow, and while it is to shrink
+    int shrinking;
+  };
+
+  ModelDriver(const RunPlan& plan, std::uint64_t seed) : plan_(plan), random_(seed) {}
+  virtual ~ModelDriver() = default;
+
+  virtual TempStore& store() = 0;
+  virtual const std::vector<Choice>& choices() const = 0;
+  // Compares the collection with the model.
+  virtual void verify() = 0;
+  // What another process finds wrong with the stored collection.
+  virtual std::string complaintsIn(psSession& session) const = 0;
+  // Takes up the collection anew after a reopening.
+  virtual void find() = 0;
+  // Remembers the model as committed; goes back to it.
+  virtual void keepModel() = 0;
+  virtual void restoreModel() = 0;
+  // Empties collection and model, at the end.
+  virtual void clear() = 0;
+
+  // Commits, or aborts when it is time to.
+  void endTransaction();
+
+  int below(int n) { return std::uniform_int_distribution<int>(0, n - 1)(random_); }
+
+  std::mt19937_64& random() { return random_; }
+
+ private:
+  const Choice& choose();
+  void reopen();
+
+  RunPlan plan_;
+  std::mt19937_64 random_;
+  int transactions_ = 0;
+  bool growing_ = true;
+};
+
+// An iterator, and the place in a sequence where it ought to be: -1 before the first element, the size behind the last.
+class IteratorWalk {
+ public:
+  IteratorWalk(psCollectionIterator& iterator, std::vector<psId> sequence, std::mt19937_64& random)
+      : elements(std::move(sequence)), iterator_(iterator), random_(random) {}
+
+  // Takes a step, forward or back, or jumps to a position.
+  void step(bool forward);
+  void jump();
+  // Removes the current element. The place where it was, -1 when there was none.
+  int remove();
+  // Compares everything that the iterator says about its place.
+  void verify();
+
+  int size() const { return static_cast<int>(elements.size()); }
+  bool isOnElement() const { return at >= 0 && at < size(); }
+  psId here() const { return isOnElement() ? elements[static_cast<std::size_t>(at)] : psId(); }
+
+  std::vector<psId> elements;
+  int at = -1;
+
+ private:
+  psLockMode anyLock() { return random_() % 3 == 0 ? pscLockUpdate : pscNoLock; }
+
+  psCollectionIterator& iterator_;
+  std::mt19937_64& random_;
+};
+
+}  // namespace ps::test

@@ -1,0 +1,125 @@
+#include <gtest/gtest.h>
+
+#include <memory>
+#include <vector>
+
+#include "support/ListWorld.h"
+#include "tree/psTreeListIterator.h"
+#include "tree/psTreeListNode.h"
+
+namespace ps::test {
+namespace {
+
+using Sizes = std::vector<int>;
+
+Sizes leafSizes(const psTreeList& list) {
+  Sizes sizes;
+  int before = 0;
+  for (pstHandle<psBTree> leaf(list.atFirst()); !leaf.isNull();) {
+    leaf = leaf->next();
+    const int upToHere = leaf.isNull() ? list.size() : list.treeIndex(leaf);
+    sizes.push_back(upToHere - before);
+    before = upToHere;
+  }
+  return sizes;
+}
+
+// Puts n elements, each at the position that the rule gives for the list's present size.
+template <class Rule>
+Sizes sizesAfter(ListWorld& world, int capacity, int n, Rule put) {
+  const pstHandle<psTreeList> list(new (world.store.container("lists")) psTreeList(capacity));
+  for (int i = 0; i < n; ++i) EXPECT_EQ(put(*list, pstHandle<psObj>(world.newItem(i)), i), 1);
+  return leafSizes(*list);
+}
+
+TEST(TreeList, SplitsWhereTheInsertionTellsIt) {
+  struct Case {
+    int capacity;
+    int count;
+    Sizes appended, prepended, inInTheMiddle;
+  };
+  const Case cases[] = {
+      {4, 5, {3, 2}, {3, 2}, {3, 2}},
+      {4, 8, {3, 3, 2}, {3, 3, 2}, {2, 4, 2}},
+      {5, 6, {4, 2}, {3, 3}, {3, 3}},
+      {7, 20, {6, 6, 6, 2}, {3, 6, 6, 5}, {3, 3, 6, 4, 4}},
+  };
+  ListWorld world(TempStore::Place::memory, 4);
+  for (const Case& c : cases) {
+    SCOPED_TRACE(std::to_string(c.count) + " with capacity " + std::to_string(c.capacity));
+    using Element = const pstHandle<psObj>&;
+    EXPECT_EQ(sizesAfter(world, c.capacity, c.count, [](psTreeList& l, Element e, int) { return l.addLast(e); }),
+              c.appended);
+    EXPECT_EQ(sizesAfter(world, c.capacity, c.count, [](psTreeList& l, Element e, int) { return l.addFirst(e); }),
+              c.prepended);
+    EXPECT_EQ(sizesAfter(world, c.capacity, c.count, [](psTreeList& l, Element e, int n) { return l.add(n / 2, e); }),
+              c.inInTheMiddle);
+  }
+}
+
+// A root that has grown and lost everything holds elements itself again, and must be a leaf to everybody.
+TEST(TreeList, CanBeFilledAgainAfterItWasEmptied) {
+  ListWorld world(TempStore::Place::memory, 4);
+  const int before = containersOf(world.store.session());
+  for (const int way : {0, 1, 2, 3}) {
+    world.fill(40);
+    ASSERT_GT(world.list->depth(), 2);
+    world.list->clear();
+    world.model.clear();
+    ASSERT_EQ(world.complaints(), "");
+    EXPECT_LE(containersOf(world.store.session()), before + 1);
+    const psId item = world.newItem(way);
+    pstHandle<psCollection> one(new (world.store.container("lists")) psTreeList(4));
+    one->add(item);
+    const bool added = way == 0   ? world.list->addFirst(item) == 1
+                       : way == 1 ? world.list->add(item)
+                       : way == 2 ? world.list->add(0, item) == 1
+                                  : world.list->addAll(0, one) == 1;
+    world.model = {item};
+    ASSERT_TRUE(added);
+    ASSERT_EQ(world.complaints(), "");
+    ASSERT_EQ(world.list->get(0), item);
+    ASSERT_EQ(psDelete(one), 1);
+  }
+  pstHandle<psObj> doomed(world.list);
+  ASSERT_EQ(psDelete(doomed), 1);
+  EXPECT_EQ(containersOf(world.store.session()), before - 2);
+  EXPECT_EQ(orphansOf(world.store.session()), "");
+}
+
+// What an operation opens says what it costs, on any machine.
+TEST(TreeList, StepsAndEndsOpenLittleAndPositionsTwoObjectsALeaf) {
+  ListWorld world(TempStore::Place::memory, 20);
+  world.fill(3000);
+  const psTreeList& list = *world.list;
+  const auto opens = [&](const auto& act) {
+    const std::uint64_t before = world.store->counters().opens;
+    act();
+    return static_cast<int>(world.store->counters().opens - before);
+  };
+  const int leaves = static_cast<int>(leafSizes(list).size());
+  const int depth = list.depth();
+  ASSERT_EQ(depth, 3);
+  const pstHandle<psObj> item(world.model[7]);
+  EXPECT_LE(opens([&] { world.list->addLast(item); }), 8 * depth);
+  EXPECT_LE(opens([&] { world.list->addFirst(item); }), 8 * depth);
+  world.model.push_back(item.oid());
+  world.model.insert(world.model.begin(), item.oid());
+  EXPECT_LE(opens([&] { EXPECT_EQ(list.get(2999), world.model[2999]); }), 3 * leaves);
+  EXPECT_LE(opens([&] { EXPECT_EQ(list.size(), 3002); }), 3 * leaves);
+  EXPECT_LE(opens([&] { EXPECT_EQ(list.lastIndexOf(item), 3001); }), 12 * leaves);
+  EXPECT_LE(opens([&] { EXPECT_EQ(list.indexOf(item, 1), 8); }), 8 * depth);
+
+  const std::unique_ptr<psCollectionIterator> it(list.iterator());
+  EXPECT_LE(opens([&] {
+              for (const psId& element : world.model) ASSERT_EQ(it->next(pscNoLock), element);
+            }),
+            12 * leaves);
+  pstHandle<psCollection> many(world.list);
+  pstHandle<psTreeList> other(new (world.store.container("lists")) psTreeList(8));
+  for (int i = 0; i < 10; ++i) other->addLast(item);
+  EXPECT_LE(opens([&] { EXPECT_EQ(other->addAll(5, many), 1); }), 40 * 3002) << "each insertion must not start anew";
+}
+
+}  // namespace
+}  // namespace ps::test
