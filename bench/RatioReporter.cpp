@@ -2,34 +2,60 @@
 
 #include <algorithm>
 #include <cstdio>
+#include <iterator>
+
+namespace {
+
+constexpr const char* referencePrefix = "ref/";
+
+// The item that fits, which is added at the end when there is none.
+template <class Item, class Fits>
+Item& findOrAdd(std::vector<Item>& items, const Item& added, Fits fits) {
+  const auto found = std::find_if(items.begin(), items.end(), fits);
+  return found != items.end() ? *found : items.emplace_back(added);
+}
+
+}  // namespace
 
 void RatioReporter::ReportRuns(const std::vector<Run>& runs) {
   ConsoleReporter::ReportRuns(runs);
   for (const Run& run : runs) {
     if (run.run_type != Run::RT_Iteration || run.error_occurred) continue;
-    const std::string name = run.run_name.function_name;
-    const double time = run.GetAdjustedRealTime();
-    const auto [known, added] = nanoseconds_.emplace(name, time);
-    if (added) {
-      order_.push_back(name);
-    } else {
-      known->second = std::min(known->second, time);
-    }
+    keep(run.run_name.function_name, run.GetAdjustedRealTime());
   }
 }
 
 void RatioReporter::Finalize() {
   ConsoleReporter::Finalize();
-  std::vector<std::string> references;
-  std::copy_if(order_.begin(), order_.end(), std::back_inserter(references),
-               [](const std::string& name) { return name.rfind("ref/", 0) == 0; });
-  std::printf("\n%-34s", "time as a multiple of");
-  for (const std::string& reference : references) std::printf(" %20s", reference.c_str());
+  for (const Comparison& comparison : comparisons_) print(comparison);
+}
+
+void RatioReporter::keep(const std::string& name, double nanoseconds) {
+  const bool isReference = name.rfind(referencePrefix, 0) == 0;
+  const std::string prefix = isReference ? referencePrefix : "";
+  const std::string rest = name.substr(prefix.size());
+  const std::size_t colon = rest.find(": ");
+  const std::string what = colon == std::string::npos ? "" : rest.substr(0, colon);
+  const std::string label = prefix + (colon == std::string::npos ? rest : rest.substr(colon + 2));
+
+  Comparison& comparison =
+      findOrAdd(comparisons_, {what, {}}, [&](const Comparison& other) { return other.what == what; });
+  Result& result = findOrAdd(comparison.results, {label, isReference, nanoseconds},
+                             [&](const Result& other) { return other.label == label; });
+  result.nanoseconds = std::min(result.nanoseconds, nanoseconds);
+}
+
+void RatioReporter::print(const Comparison& comparison) {
+  const std::vector<Result>& results = comparison.results;
+  std::vector<Result> references;
+  std::copy_if(results.begin(), results.end(), std::back_inserter(references),
+               [](const Result& result) { return result.isReference; });
+  std::printf("\n%s%s%-34s", comparison.what.c_str(), comparison.what.empty() ? "" : "\n", "time as a multiple of");
+  for (const Result& reference : references) std::printf(" %20s", reference.label.c_str());
   std::printf("\n");
-  for (const std::string& name : order_) {
-    std::printf("%-34s", name.c_str());
-    for (const std::string& reference : references)
-      std::printf(" %20.2f", nanoseconds_[name] / nanoseconds_[reference]);
+  for (const Result& result : results) {
+    std::printf("%-34s", result.label.c_str());
+    for (const Result& reference : references) std::printf(" %20.2f", result.nanoseconds / reference.nanoseconds);
     std::printf("\n");
   }
 }

@@ -2,20 +2,36 @@
 
 #include <benchmark/benchmark.h>
 
-#include <map>
 #include <string>
 #include <vector>
 
 // Prints the usual console table and, after it, each benchmark's time as a multiple of every reference's: times differ
 // from machine to machine, ratios of one run far less. References are the benchmarks whose names begin with "ref/".
+//
+// A name may begin with what is measured: "append: psTreeList" and "ref/append: LMDB" are compared with each other, and
+// with nothing else. The names without it are compared among themselves.
 class RatioReporter : public benchmark::ConsoleReporter {
  public:
   void ReportRuns(const std::vector<Run>& runs) override;
   void Finalize() override;
 
  private:
-  std::vector<std::string> order_;
-  std::map<std::string, double> nanoseconds_;  // the least of the repetitions
+  struct Result {
+    std::string label;
+    bool isReference = false;
+    double nanoseconds = 0;  // the least of the repetitions
+  };
+
+  // Results in the order of the runs.
+  struct Comparison {
+    std::string what;
+    std::vector<Result> results;
+  };
+
+  void keep(const std::string& name, double nanoseconds);
+  static void print(const Comparison& comparison);
+
+  std::vector<Comparison> comparisons_;
 };
 
 // The main function of a benchmark program that reports ratios.

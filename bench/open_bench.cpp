@@ -6,15 +6,12 @@
 
 #include <algorithm>
 #include <cstdint>
-#include <cstdio>
-#include <cstdlib>
 #include <deque>
-#include <filesystem>
 #include <numeric>
 #include <random>
-#include <string>
 #include <vector>
 
+#include "BenchStore.h"
 #include "RatioReporter.h"
 #include "store/psSession.h"
 
@@ -40,11 +37,6 @@ class Block : public psObj {
 };
 PS_REGISTER_CLASS(Block)
 
-[[noreturn]] void stop(const std::string& what) {
-  std::fprintf(stderr, "open_bench: %s\n", what.c_str());
-  std::exit(1);
-}
-
 // All contestants' data; made once, removed at the end.
 class World {
  public:
@@ -53,32 +45,23 @@ class World {
     return world;
   }
 
+  ScratchFile file;
   psSession session;
   std::vector<std::uint64_t> order;               // the numbers of the store's objects in the order of the visits
   std::vector<psId> ids;                          // of the store's objects
   std::vector<psId> blocks;                       // of objects that together are many times larger than the least cache
   std::vector<const Number*> addresses;           // of the objects' transient twins
   std::vector<std::vector<const Number*>> table;  // the twins by page and slot of their identifiers
-  MDB_env* environment = nullptr;
-  MDB_dbi database = 0;
-
-  ~World() {
-    session.close();
-    mdb_env_close(environment);
-    std::filesystem::remove_all(folder_);
-  }
+  LmdbPeer lmdb;
 
  private:
   World() {
-    folder_ = std::filesystem::temp_directory_path() / ("open_bench-" + std::to_string(std::random_device{}()));
-    std::filesystem::create_directories(folder_);
     fillStore();
     fillLmdb();
   }
 
   void fillStore() {
-    if (session.open((folder_ / "objects.ps").string()) != 1 || session.begin(pscUpdate) != 1)
-      stop(session.lastError());
+    if (session.open(file.path().string()) != 1 || session.begin(pscUpdate) != 1) stop(session.lastError());
     const pstHandle<psContObj> in = session.container(session.database("bench"), "numbers");
     const std::vector<std::uint64_t> next = cycle(objectCount);
     for (std::uint64_t i = 0; order.size() < objectCount; i = next[i]) order.push_back(i);
@@ -112,24 +95,16 @@ class World {
   }
 
   void fillLmdb() {
-    MDB_txn* transaction = nullptr;
-    const std::string path = (folder_ / "peer.mdb").string();
-    if (mdb_env_create(&environment) != 0 || mdb_env_set_mapsize(environment, std::size_t{1} << 30) != 0 ||
-        mdb_env_open(environment, path.c_str(), MDB_NOSUBDIR, 0644) != 0 ||
-        mdb_txn_begin(environment, nullptr, 0, &transaction) != 0 ||
-        mdb_dbi_open(transaction, nullptr, 0, &database) != 0) {
-      stop("LMDB does not open");
-    }
+    MDB_txn* const transaction = lmdb.begin(0);
     for (std::size_t i = 0; i < ids.size(); ++i) {
       std::uint64_t next = addresses[i]->next;
       MDB_val key{sizeof(psId), &ids[i]};
       MDB_val data{sizeof next, &next};
-      if (mdb_put(transaction, database, &key, &data, 0) != 0) stop("LMDB does not take a pair");
+      if (mdb_put(transaction, lmdb.database(), &key, &data, 0) != 0) stop("LMDB does not take a pair");
     }
-    if (mdb_txn_commit(transaction) != 0) stop("LMDB does not commit");
+    lmdb.commit(transaction);
   }
 
-  std::filesystem::path folder_;
   std::deque<Number> twins_;
 };
 
@@ -168,12 +143,11 @@ void twoLevelTable(benchmark::State& state) {
 template <class Run>
 void runInLmdb(Run run) {
   World& world = World::instance();
-  MDB_txn* transaction = nullptr;
-  if (mdb_txn_begin(world.environment, nullptr, MDB_RDONLY, &transaction) != 0) stop("LMDB does not begin");
+  MDB_txn* const transaction = world.lmdb.begin(MDB_RDONLY);
   run([&](std::uint64_t i) {
     MDB_val key{sizeof(psId), &world.ids[i]};
     MDB_val data{};
-    if (mdb_get(transaction, world.database, &key, &data) != 0) stop("LMDB does not find a key");
+    if (mdb_get(transaction, world.lmdb.database(), &key, &data) != 0) stop("LMDB does not find a key");
     return *static_cast<const std::uint64_t*>(data.mv_data);
   });
   mdb_txn_abort(transaction);
