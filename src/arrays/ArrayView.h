@@ -35,14 +35,6 @@ class ArrayView {
 
   const pstHandle<psUnsortedArray>& array() const { return array_; }
 
-  // One element without a view: its address, good for the moment, or null when there is none or it cannot be read.
-  static const pstRef<psObj>* peek(const pstHandle<psUnsortedArray>& array, int i) {
-    const psUnsortedArray* const object = array.isNull() ? nullptr : array.operator->();
-    if (object == nullptr || i < 0 || i > object->lastIndex_) return nullptr;
-    const pstRef<psObj>* const entries = object->entries_.head();
-    return entries != nullptr ? entries + i : nullptr;
-  }
-
  private:
   const void* read() {
     if (object_ == nullptr) return nullptr;

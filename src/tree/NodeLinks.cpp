@@ -27,8 +27,13 @@ pstHandle<psBTree> climbBelow(pstHandle<psBTree> node, const psId& ancestor, int
 
 pstHandle<psBTree> childAt(const pstRef<psObj>& entry, const psBTree& ancestor) {
   const psId id = ancestor.psOid();
-  pstHandle<psBTree> child = climbBelow(pstHandle<psBTree>(entry), id);
-  return !child.isNull() && child->parent() == id ? child : pstHandle<psBTree>();
+  pstHandle<psBTree> child(entry);
+  while (isReadable(child)) {
+    pstHandle<psBTree> above = child->parent();
+    if (above == id) return child;
+    child = std::move(above);
+  }
+  return pstHandle<psBTree>();
 }
 
 pstHandle<psBTree> rootOf(const psBTree& node) { return climbBelow(handleTo(node), psId()); }

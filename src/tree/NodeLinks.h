@@ -16,7 +16,10 @@ struct NodeAnswer {
 
 // Opens the handle for reading unless it is open. A handle that is open is not opened again, so nothing can be refused.
 // A null handle is not readable.
-inline bool isReadable(const pstHandle<psBTree>& node) { return !node.isNull() && node.operator->() != nullptr; }
+template <class T>
+bool isReadable(const pstHandle<T>& object) {
+  return !object.isNull() && object.operator->() != nullptr;
+}
 
 inline pstHandle<psBTree> handleTo(const psBTree& node) { return pstHandle<psBTree>(&node); }
 
@@ -66,15 +69,16 @@ class LeafWalk {
   int index_ = 0;
 };
 
-// Calls visit(leaf, elements) for the tree's leaves from left to right until it returns false. False when a leaf could
-// not be read.
+// Calls visit(leaf, array) for the tree's leaves from left to right until it returns false; the leaf's array is open
+// for reading, but its storage is not looked up, so that counting costs two opens a leaf. False when a leaf could not
+// be read.
 template <class Visit>
 bool visitLeaves(const psBTree& tree, Visit visit) {
   LeafWalk walk(tree);
   for (; !walk.leaf().isNull(); walk.advance()) {
-    const ArrayView elements(NodeAccess::elements(*walk.leaf()));
-    if (!elements.isOpen()) return false;
-    if (!visit(walk.leaf(), elements)) return true;
+    const pstHandle<psUnsortedArray> array(NodeAccess::elements(*walk.leaf()));
+    if (!isReadable(array)) return false;
+    if (!visit(walk.leaf(), array)) return true;
   }
   return !walk.failed();
 }

@@ -65,10 +65,11 @@ bool psBTree::remove(const pstHandle<psObj>& element) {
 
 int psBTree::size() const {
   int n = 0;
-  const bool complete = ps::detail::visitLeaves(*this, [&](const pstHandle<psBTree>&, const ArrayView& elements) {
-    n += elements.count();
-    return true;
-  });
+  const bool complete =
+      ps::detail::visitLeaves(*this, [&](const pstHandle<psBTree>&, const pstHandle<psUnsortedArray>& array) {
+        n += array->usedSize();
+        return true;
+      });
   return complete ? n : -1;
 }
 
@@ -185,9 +186,9 @@ void psBTree::removeLast() { remove(pstHandle<psObj>(last())); }
 int psBTree::treeIndex(const pstHandle<psBTree>& leaf) const {
   int n = 0;
   bool found = false;
-  ps::detail::visitLeaves(*this, [&](const pstHandle<psBTree>& at, const ArrayView& elements) {
+  ps::detail::visitLeaves(*this, [&](const pstHandle<psBTree>& at, const pstHandle<psUnsortedArray>& array) {
     found = at == leaf;
-    if (!found) n += elements.count();
+    if (!found) n += array->usedSize();
     return !found;
   });
   return found ? n : -1;

@@ -40,6 +40,20 @@ void psTreeIterator::standIn(const pstHandle<psBTree>& leaf) {
   if (leaf == leaf_) return;
   leaf_ = leaf;
   elements_ = ps::detail::isReadable(leaf) ? NodeAccess::elements(*leaf) : pstRef<psUnsortedArray>();
+  entries_ = nullptr;
+  entriesPin_.reset();
+}
+
+const pstRef<psObj>* psTreeIterator::entryAt(int i) {
+  const psUnsortedArray* const array = elements_.isNull() ? nullptr : elements_.operator->();
+  if (array == nullptr || i > array->lastIndex()) return nullptr;
+  if (entries_ == nullptr) {
+    const ArrayView elements(elements_);
+    if (elements.count() == 0) return nullptr;
+    entries_ = &elements[0];
+    entriesPin_.emplace(entries_);
+  }
+  return entries_ + i;
 }
 
 pstHandle<psBTree> psTreeIterator::openRoot() const {
@@ -123,7 +137,7 @@ pstRef<psObj> psTreeIterator::stepTo(const Place& place, psLockMode mode) {
 
 pstRef<psObj> psTreeIterator::next(psLockMode mode) {
   if (mode == pscNoLock) {
-    if (const pstRef<psObj>* const element = ArrayView::peek(elements_, position_ + 1)) {
+    if (const pstRef<psObj>* const element = entryAt(position_ + 1)) {
       ++position_;
       index_ = indexAfter(1);
       return *element;
@@ -135,12 +149,19 @@ pstRef<psObj> psTreeIterator::next(psLockMode mode) {
 
 pstRef<psObj> psTreeIterator::previous(psLockMode mode) {
   if (position_ == -1) return pstRef<psObj>();
+  if (mode == pscNoLock && position_ > 0) {
+    if (const pstRef<psObj>* const element = entryAt(position_ - 1)) {
+      --position_;
+      index_ = indexAfter(-1);
+      return *element;
+    }
+  }
   const std::optional<Place> place = placeBefore();
   return place ? stepTo(*place, mode) : pstRef<psObj>();
 }
 
 bool psTreeIterator::hasNext() {
-  if (ArrayView::peek(elements_, position_ + 1) != nullptr) return true;
+  if (entryAt(position_ + 1) != nullptr) return true;
   const ArrayView elements(elements_);
   if (elements.count() == 0) return false;
   return position_ + 1 < elements.count() || !ps::detail::nextNode(*leaf_).node.isNull();
@@ -157,17 +178,20 @@ pstRef<psObj> psTreeIterator::goToIndex(int i, psLockMode mode) {
   }
   Place place;
   int count = 0;
-  const bool complete = ps::detail::visitLeaves(*root, [&](const pstHandle<psBTree>& leaf, const ArrayView& elements) {
-    const int position = i - count;
-    if (position < elements.count()) {
-      place = {leaf, position, i, true, elements[position]};
-      return false;
-    }
-    count += elements.count();
-    place = {leaf, elements.count(), count, false, pstRef<psObj>()};
-    return true;
-  });
-  return complete ? stepTo(place, mode) : pstRef<psObj>();
+  const bool complete =
+      ps::detail::visitLeaves(*root, [&](const pstHandle<psBTree>& leaf, const pstHandle<psUnsortedArray>& array) {
+        const int inLeaf = array->usedSize();
+        place = {leaf, std::min(i - count, inLeaf), std::min(i, count + inLeaf), i < count + inLeaf, pstRef<psObj>()};
+        count += inLeaf;
+        return !place.hasElement;
+      });
+  if (!complete) return pstRef<psObj>();
+  if (place.hasElement) {
+    const ArrayView elements = elementsOf(place.leaf);
+    if (place.position >= elements.count()) return pstRef<psObj>();
+    place.element = elements[place.position];
+  }
+  return stepTo(place, mode);
 }
 
 bool psTreeIterator::standAt(const psBTree& root, ps::detail::KeyProbe& probe) {
@@ -269,7 +293,9 @@ bool psTreeIterator::placeAnew(const pstHandle<psBTree>& root, const pstHandle<p
   const std::optional<TreePosition> position = ps::detail::locateRoom(*root, probe);
   HandleProbe oldProbe(old, order);
   if (!standAt(*root, oldProbe) || !position) return false;
-  std::optional<Place> stand = placeAfterRemoval(ArrayView(elements_).count());
+  // A leaf that takes the element back stays, even if it was the only one.
+  std::optional<Place> stand =
+      position->leaf == leaf_ ? placeBefore() : placeAfterRemoval(ArrayView(elements_).count());
   if (!stand || !ps::detail::replaceElement(leaf_, position_, *position, element)) return false;
   if (stand->leaf == position->leaf && position->index <= stand->position) ++stand->position;
   stand->index = stand->position < 0 ? -1 : unknownIndex;

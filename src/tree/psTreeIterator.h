@@ -67,6 +67,8 @@ class PS_API psTreeIterator : public psCollectionIterator {
   int position_ = -1;
 
  private:
+  // The address of entry i of the current leaf; null when there is none or it cannot be read.
+  const pstRef<psObj>* entryAt(int i);
   // Makes the leaf the current one.
   void standIn(const pstHandle<psBTree>& leaf);
   bool standAt(const psBTree& root, ps::detail::KeyProbe& probe);
@@ -78,7 +80,11 @@ class PS_API psTreeIterator : public psCollectionIterator {
   bool placeAnew(const pstHandle<psBTree>& root, const pstHandle<psObj>& old, const ps::detail::ComparatorChoice& order,
                  ps::detail::KeyProbe& probe, const pstRef<psObj>& element);
 
-  pstHandle<psUnsortedArray> elements_;     // of leaf_, kept open so that steps within a leaf open nothing
+  // The array of leaf_, kept open, and the first of its entries, once it was needed, so that steps within a leaf open
+  // and look up nothing.
+  pstHandle<psUnsortedArray> elements_;
+  const pstRef<psObj>* entries_ = nullptr;
+  std::optional<ps::detail::PagePin> entriesPin_;
   std::optional<ps::detail::PagePin> pin_;  // of what entryAddress gave out
   pstRef<psObj> nothing_;                   // what currentP gives out where there is no element
 };

@@ -14,7 +14,6 @@
 
 using ps::detail::ArrayView;
 using ps::detail::InsertionPlace;
-using ps::detail::LeafWalk;
 using ps::detail::NodeAccess;
 
 namespace {
@@ -26,23 +25,24 @@ const pstProcessInitTermClass processInitTerm;
 struct Gap {
   pstHandle<psBTree> leaf;  // or the root, for its leftmost leaf
   int index = 0;
+  std::optional<int> room;  // how many entries the leaf still takes; nothing until the gap is known to lie in it
 };
 
-// Has the gap name the leaf in which it lies: at a boundary the left one. Nothing when there is no such place, or it
-// cannot be reached; else whether the leaf is full.
-std::optional<bool> settle(Gap& gap) {
-  if (gap.index < 0 || !ps::detail::isReadable(gap.leaf)) return std::nullopt;
-  std::optional<bool> isFull;
-  ps::detail::visitLeaves(*gap.leaf, [&](const pstHandle<psBTree>& leaf, const ArrayView& elements) {
-    if (gap.index > elements.count()) {
-      gap.index -= elements.count();
+// Has the gap name the leaf in which it lies: at a boundary the left one. False when there is no such place, or it
+// cannot be reached.
+bool settle(Gap& gap) {
+  if (gap.room) return true;
+  if (gap.index < 0 || !ps::detail::isReadable(gap.leaf)) return false;
+  ps::detail::visitLeaves(*gap.leaf, [&](const pstHandle<psBTree>& leaf, const pstHandle<psUnsortedArray>& array) {
+    if (gap.index > array->usedSize()) {
+      gap.index -= array->usedSize();
       return true;
     }
     gap.leaf = leaf;
-    isFull = elements.isFull();
+    gap.room = array->size() - array->usedSize();
     return false;
   });
-  return isFull;
+  return gap.room.has_value();
 }
 
 // A root that has lost all its leaves is a leaf again, and must be marked as one before it holds elements.
@@ -57,9 +57,9 @@ bool markAsLeaf(const pstHandle<psBTree>& leaf) {
 // no such place, or on failure; then the element has not been added, though nodes may have been split.
 bool insertAt(Gap& gap, const pstHandle<psObj>& element, InsertionPlace where) {
   for (;;) {
-    const std::optional<bool> isFull = settle(gap);
-    if (!isFull) return false;
-    if (!*isFull) break;
+    if (!settle(gap)) return false;
+    if (*gap.room > 0) break;
+    gap.room.reset();
     if (gap.leaf->full(where) != 1) return false;
   }
   ps::detail::TreePosition position;
@@ -67,16 +67,19 @@ bool insertAt(Gap& gap, const pstHandle<psObj>& element, InsertionPlace where) {
   position.index = gap.index;
   if (!markAsLeaf(gap.leaf) || !ps::detail::insertElement(position, element)) return false;
   ++gap.index;
+  --*gap.room;
   return true;
 }
 
-Gap startOf(const psTreeList& list) { return {ps::detail::handleTo(list), 0}; }
+Gap gapAt(const psTreeList& list, int index) { return {ps::detail::handleTo(list), index, std::nullopt}; }
 
 // When the end cannot be reached, a gap into which nothing can be put.
-Gap endOf(const psTreeList& list) {
+Gap gapAtEnd(const psTreeList& list) {
   const pstHandle<psBTree> leaf = ps::detail::rightmostLeaf(list).node;
-  const ArrayView elements(leaf.isNull() ? pstRef<psUnsortedArray>() : NodeAccess::elements(*leaf));
-  return {leaf, elements.isOpen() ? elements.count() : -1};
+  if (leaf.isNull()) return {};
+  const ArrayView elements(NodeAccess::elements(*leaf));
+  if (!elements.isOpen()) return {};
+  return {leaf, elements.count(), elements.capacity() - elements.count()};
 }
 
 bool insertAll(Gap gap, pstHandle<psCollection>& other, InsertionPlace where) {
@@ -90,9 +93,10 @@ struct Occurrence {
 
 Occurrence firstOccurrence(const psTreeList& list, const psId& element) {
   Occurrence found;
-  ps::detail::visitLeaves(list, [&](const pstHandle<psBTree>& leaf, const ArrayView& elements) {
+  ps::detail::visitLeaves(list, [&](const pstHandle<psBTree>& leaf, const pstHandle<psUnsortedArray>& array) {
+    const ArrayView elements(array);
     found = {leaf, elements.find(element)};
-    return found.index < 0;
+    return found.index < 0 && elements.isOpen();
   });
   return found;
 }
@@ -111,7 +115,7 @@ psTreeList::~psTreeList() noexcept { ps::detail::destroyRoot(*this); }
 bool psTreeList::add(const pstHandle<psObj>& element) { return addLast(element) == 1; }
 
 bool psTreeList::addAll(pstHandle<psCollection>& other) {
-  return other != psOid() && insertAll(endOf(*this), other, ps::detail::atEnd);
+  return other != psOid() && insertAll(gapAtEnd(*this), other, ps::detail::atEnd);
 }
 
 const pstRef<psTreeAdmin>& psTreeList::admin() const { return admin_; }
@@ -155,26 +159,18 @@ int psTreeList::removeNode(pstHandle<psBTree>& node) {
 pstRef<psObj> psTreeList::first() const { return ps::detail::firstOf(*this); }
 
 int psTreeList::add(int index, const pstHandle<psObj>& element) {
-  if (index == 0) return addFirst(element);
-  Gap gap = startOf(*this);
-  gap.index = index;
-  return insertAt(gap, element, ps::detail::within) ? 1 : 0;
+  Gap gap = gapAt(*this, index);
+  return insertAt(gap, element, index == 0 ? ps::detail::atStart : ps::detail::within) ? 1 : 0;
 }
 
 int psTreeList::addAll(int index, pstHandle<psCollection>& other) {
-  if (other == psOid()) return 0;
-  Gap gap = startOf(*this);
-  gap.index = index;
-  return insertAll(std::move(gap), other, ps::detail::within) ? 1 : 0;
+  return other != psOid() && insertAll(gapAt(*this, index), other, ps::detail::within) ? 1 : 0;
 }
 
-int psTreeList::addFirst(const pstHandle<psObj>& element) {
-  Gap gap = startOf(*this);
-  return insertAt(gap, element, ps::detail::atStart) ? 1 : 0;
-}
+int psTreeList::addFirst(const pstHandle<psObj>& element) { return add(0, element); }
 
 int psTreeList::addLast(const pstHandle<psObj>& element) {
-  Gap gap = endOf(*this);
+  Gap gap = gapAtEnd(*this);
   return insertAt(gap, element, ps::detail::atEnd) ? 1 : 0;
 }
 
@@ -183,7 +179,6 @@ int psTreeList::removeRange(int from, int to) {
   pstHandle<psTreeList> self(this);
   psTreeListIterator it(self);
   it.goToIndex(to, pscNoLock);
-  if (it.currentIndex() != to) return 0;
   for (int i = to; i >= from; --i) {
     if (it.remove() != 1) return 0;
   }

@@ -59,7 +59,7 @@ class SetDriver final : public ModelDriver {
       {"clear", [this] { clear(); }, 0, 1},
       {"combine", [this] { combine(); }, 2, 2},
       {"forget deleted", [this] { forgetDeleted(); }, 1, 1},
-      {"move an element", [this] { moveElement(); }, 1, 1},
+      {"move an element", [this] { moveElement(); }, 3, 6},
       {"compact", [this] { compact(); }, 1, 2},
   };
 };
