@@ -50,10 +50,11 @@ class PS_API psCollectionIterator {
   virtual bool hasPrevious();
 
   // Moves the object of the current element near the given one, which gives it a new identifier, and lets the
-  // collection name it by that. An element whose place depends on its identifier is placed anew, and the iterator steps
-  // back as after remove. 1 on success. 0 when the object could not be moved, and then nothing has changed; also when
-  // it was moved but the collection could not follow in full: removeAllDeleted and add then bring the collection in
-  // step again.
+  // collection name it by that. 1 on success; 0 with object and collection unchanged, after which the iterator is to be
+  // positioned anew.
+  //
+  // An element whose place depends on its identifier is placed anew, and the iterator steps back as after remove. A walk
+  // that moves such elements may meet them again further on and need not end: collect the elements first.
   virtual int moveCurrentTo(const pstHandle<psObj>& near) = 0;
 
   virtual pstRef<psObj> next(psLockMode mode) = 0;

@@ -38,7 +38,7 @@ class PS_API psObj {
   virtual ~psObj() noexcept;
 
   // Called on a new version of an object, on the copy that pstHandle::copy made, before an object moves and, on the
-  // object in its new place, after it moved.
+  // object in its new place, after it moved. A move may still be given up after the first of the two.
   virtual void psNewVersInit();
   virtual void psCopyInit();
   virtual void psPreMoveInit();
