@@ -53,8 +53,8 @@ class PS_API psCollectionIterator {
   // collection name it by that. 1 on success; 0 with object and collection unchanged, after which the iterator is to be
   // positioned anew.
   //
-  // An element whose place depends on its identifier is placed anew, and the iterator steps back as after remove. A walk
-  // that moves such elements may meet them again further on and need not end: collect the elements first.
+  // An element whose place depends on its identifier is placed anew, and the iterator steps back as after remove. A
+  // walk that moves such elements may meet them again further on and need not end: collect the elements first.
   virtual int moveCurrentTo(const pstHandle<psObj>& near) = 0;
 
   virtual pstRef<psObj> next(psLockMode mode) = 0;

@@ -230,7 +230,8 @@ void SetDriver::moveElement() {
   const ItemKey before = i > 0 ? model_.list()[static_cast<std::size_t>(i - 1)] : ItemKey();
   const std::unique_ptr<psCollectionIterator> it(world_.set->iterator());
   it->goToIndex(i, pscNoLock);
-  ASSERT_EQ(it->moveCurrentTo(world_.store.container("moved")), 1) << world_.store->lastError();
+  const char* const places[] = {"items", "moved", "moved further"};
+  ASSERT_EQ(it->moveCurrentTo(world_.store.container(places[below(3)])), 1) << world_.store->lastError();
   ASSERT_FALSE(old.id.isValid());
 
   const auto isOld = [&old](const ItemKey& item) { return item.id == old.id; };

@@ -111,8 +111,10 @@ std::vector<Change> changesWith(const Ingredients& in) {
   };
 }
 
-// Grows a list of the given size in one of the ways that leave differently shaped trees.
+// Grows a list of the given size in one of the ways that leave differently shaped trees; the last has a container for
+// each node.
 void grow(ListWorld& world, int size, int shape) {
+  if (shape == 2) world.list->admin()->setMaxNodesPerContainer(1);
   for (int n = 0; n < size; ++n) {
     const psId item = world.newItem(n);
     const int i = shape == 0 ? n : shape == 1 ? 0 : n / 2;
