@@ -326,8 +326,6 @@ const Bulk bulks[] = {
      [](int, bool inOther) { return !inOther; }},
     {"removeAllDeleted", [](SetWorld& world, const pstHandle<psTreeSet>&) { world.set->removeAllDeleted(); },
      [](int number, bool) { return number != 50 && number != 60; }},
-    {"compact", [](SetWorld& world, const pstHandle<psTreeSet>&) { world.set->compact(); },
-     [](int, bool) { return true; }},
 };
 
 // An operation on many elements may stop on its way, but takes none that it is not to take.

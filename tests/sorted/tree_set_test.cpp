@@ -1,6 +1,5 @@
 #include <gtest/gtest.h>
 
-#include <algorithm>
 #include <cmath>
 #include <cstddef>
 #include <cstring>
@@ -191,38 +190,6 @@ TEST(TreeSet, CanBeFilledAgainAfterItWasEmptied) {
     ASSERT_EQ(orphansOf(world.store.session()), "");
     EXPECT_LE(containersOf(world.store.session()), before + 1);
   }
-}
-
-// All orders of insertion, each with one order of deletion, and all orders of deletion.
-TEST(TreeSet, WithstandsEveryOrderOfSixKeys) {
-  SetWorld world(TempStore::Place::memory, Flavour::handle, true, 4);
-  std::vector<ItemKey> items;
-  for (int number = 0; number < 10; ++number) items.push_back(world.newItem(number));
-  std::vector<int> order = {0, 1, 2, 3, 4, 5};
-  int rotation = 0;
-  do {
-    std::vector<int> rotated = order;
-    std::rotate(rotated.begin(), rotated.begin() + ++rotation % 6, rotated.end());
-    for (const bool reversed : {false, true}) {
-      const std::vector<int>& inserted = reversed ? rotated : order;
-      const std::vector<int>& deleted = reversed ? order : rotated;
-      for (int i = 0; i < 6; ++i) {
-        const ItemKey& item = items[static_cast<std::size_t>(inserted[static_cast<std::size_t>(i)])];
-        world.model.add(item);
-        ASSERT_TRUE(world.keyed.add(*world.set, item));
-        if (i >= 3) {
-          ASSERT_EQ(world.complaints(), "");
-        }
-      }
-      for (const int key : deleted) {
-        const ItemKey& item = items[static_cast<std::size_t>(key)];
-        world.model.remove(item);
-        ASSERT_TRUE(world.keyed.remove(*world.set, item));
-        ASSERT_EQ(world.complaints(), "") << key;
-      }
-    }
-  } while (std::next_permutation(order.begin(), order.end()));
-  EXPECT_EQ(orphansOf(world.store.session()), "");
 }
 
 TEST(TreeSet, ALookUpOpensAndComparesLittle) {
