@@ -19,22 +19,20 @@ using ps::detail::JavaProbe;
 using ps::detail::KeyProbe;
 using ps::detail::NodeAnswer;
 using ps::detail::RawProbe;
+using ps::detail::TreePosition;
 
 namespace {
 
 const pstProcessInitTermClass processInitTerm;
 
 // Where this very object is, in the leaf where it belongs.
-struct Occurrence {
-  pstHandle<psBTree> leaf;
-  int index = -1;
-};
-
-Occurrence findObject(const psBTree& tree, const pstHandle<psObj>& element) {
+TreePosition findObject(const psBTree& tree, const pstHandle<psObj>& element) {
   HandleProbe probe(element, ps::detail::comparatorOf(tree));
-  Occurrence found;
+  TreePosition found;
   found.leaf = ps::detail::leafFor(tree, probe);
-  if (!found.leaf.isNull()) found.index = ArrayView(ps::detail::NodeAccess::elements(*found.leaf)).find(element.oid());
+  if (found.leaf.isNull()) return found;
+  found.index = ArrayView(ps::detail::NodeAccess::elements(*found.leaf)).find(element.oid());
+  found.matched = found.index >= 0;
   return found;
 }
 
@@ -44,7 +42,7 @@ psBTree::~psBTree() noexcept = default;
 
 bool psBTree::contains(const void*) const { return false; }
 
-bool psBTree::contains(const pstHandle<psObj>& element) const { return findObject(*this, element).index >= 0; }
+bool psBTree::contains(const pstHandle<psObj>& element) const { return findObject(*this, element).matched; }
 
 psCollectionIterator* psBTree::iterator() const {
   pstHandle<psBTree> self(this);
@@ -59,8 +57,8 @@ bool psBTree::isEmpty() const {
 bool psBTree::refresh(psMode mode) const { return ps::detail::refreshTree(*this, mode); }
 
 bool psBTree::remove(const pstHandle<psObj>& element) {
-  const Occurrence found = findObject(*this, element);
-  return found.index >= 0 && ps::detail::removeElement(found.leaf, found.index);
+  const TreePosition found = findObject(*this, element);
+  return found.matched && ps::detail::removeElement(found.leaf, found.index);
 }
 
 int psBTree::size() const {

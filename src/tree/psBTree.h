@@ -105,9 +105,9 @@ class PS_API psBTree : public psCollection {
   // The capacity of the node's array; 0 when it cannot be opened.
   int maxNumberOfChildren() const;
 
-  // The leaf, below this node, in which the key is or would be stored; null when something cannot be opened. Cost: per
-  // level, the node's array, as many leaves as a binary search in it reads, and the nodes between the chosen leaf and
-  // the child.
+  // The leaf, below this node, in which the key is or would be stored; null when something cannot be opened. In a list,
+  // which has no order, the answer means nothing. Cost: per level, the node's array, as many leaves as a binary search
+  // in it reads, and the nodes between the chosen leaf and the child.
   pstHandle<psBTree> potentialParentOf(const pstHandle<psObj>& key) const;
   pstHandle<psBTree> potentialParentOf(const void* key) const;
   pstHandle<psBTree> potentialParentOf(int (*compare)(unsigned int, unsigned int)) const;
@@ -131,7 +131,7 @@ class PS_API psBTree : public psCollection {
   friend class ps::detail::NodeAccess;
 
   pstRef<psUnsortedArray> elements_;
-  pstRef<psObj> first_;  // not null exactly in leaves that are not empty
+  pstRef<psObj> first_;  // not null in leaves that are not empty, null in interior nodes
 };
 
 static_assert(sizeof(psBTree) == 24, "stored layout");

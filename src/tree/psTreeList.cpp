@@ -15,6 +15,7 @@
 using ps::detail::ArrayView;
 using ps::detail::InsertionPlace;
 using ps::detail::NodeAccess;
+using ps::detail::TreePosition;
 
 namespace {
 
@@ -62,7 +63,7 @@ bool insertAt(Gap& gap, const pstHandle<psObj>& element, InsertionPlace where) {
     gap.room.reset();
     if (gap.leaf->full(where) != 1) return false;
   }
-  ps::detail::TreePosition position;
+  TreePosition position;
   position.leaf = gap.leaf;
   position.index = gap.index;
   if (!markAsLeaf(gap.leaf) || !ps::detail::insertElement(position, element)) return false;
@@ -86,17 +87,14 @@ bool insertAll(Gap gap, pstHandle<psCollection>& other, InsertionPlace where) {
   return ps::detail::visitKeys(other, [&](const pstHandle<psObj>& element) { return insertAt(gap, element, where); });
 }
 
-struct Occurrence {
-  pstHandle<psBTree> leaf;
-  int index = -1;
-};
-
-Occurrence firstOccurrence(const psTreeList& list, const psId& element) {
-  Occurrence found;
+TreePosition firstOccurrence(const psTreeList& list, const psId& element) {
+  TreePosition found;
   ps::detail::visitLeaves(list, [&](const pstHandle<psBTree>& leaf, const pstHandle<psUnsortedArray>& array) {
     const ArrayView elements(array);
-    found = {leaf, elements.find(element)};
-    return found.index < 0 && elements.isOpen();
+    found.leaf = leaf;
+    found.index = elements.find(element);
+    found.matched = found.index >= 0;
+    return !found.matched && elements.isOpen();
   });
   return found;
 }
@@ -125,7 +123,7 @@ pstRef<psCompare> psTreeList::comparator() const { return pstRef<psCompare>(); }
 bool psTreeList::contains(const void* key) const { return contains(ps::detail::handleOfRawKey(key)); }
 
 bool psTreeList::contains(const pstHandle<psObj>& element) const {
-  return firstOccurrence(*this, element.oid()).index >= 0;
+  return firstOccurrence(*this, element.oid()).matched;
 }
 
 pstRef<psObj> psTreeList::get(const void*) const { return pstRef<psObj>(); }
@@ -136,8 +134,8 @@ psCollectionIterator* psTreeList::iterator() const {
 }
 
 bool psTreeList::remove(const pstHandle<psObj>& element) {
-  const Occurrence found = firstOccurrence(*this, element.oid());
-  return found.index >= 0 && ps::detail::removeElement(found.leaf, found.index);
+  const TreePosition found = firstOccurrence(*this, element.oid());
+  return found.matched && ps::detail::removeElement(found.leaf, found.index);
 }
 
 int psTreeList::first(const pstHandle<psObj>&) { return 1; }
