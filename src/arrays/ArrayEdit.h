@@ -2,7 +2,7 @@
 
 #include <algorithm>
 
-#include "arrays/psUnsortedArray.h"
+#include "arrays/psSortedArray.h"
 
 namespace ps::detail {
 
@@ -21,6 +21,7 @@ class ArrayEdit {
 
   bool isOpen() const { return object_ != nullptr; }
 
+  bool isSorted() const { return object_->psIsKindOf(psSortedArray::pstTypeN); }
   int count() const { return object_->usedSize(); }
   int capacity() const { return object_->size(); }
   bool isFull() const { return count() >= capacity(); }

@@ -34,9 +34,10 @@ class NodeEdit {
   pstRef<psObj> valueAt(int i) const { return values_ ? (*values_)[i] : pstRef<psObj>(); }
 
   // Opens a leaf for update whose mark is its lowest element, as it must be before that element changes. False when it
-  // is refused. A list's leaf marks itself and needs nothing.
+  // is refused. A list's leaf marks itself and needs nothing; what tells the two apart is the array and not the mark,
+  // since a set may be its own lowest element.
   bool openMark() {
-    if (NodeAccess::first(node_) == node_.psOid()) return true;
+    if (!elements_.isSorted()) return true;
     marked_ = pstHandle<psBTree>(&node_);
     return marked_.open(pscUpdate) == 1;
   }

@@ -128,6 +128,28 @@ TEST(TreeSet, PlacesWhatMovesAnewAlsoWithAComparator) {
   }
 }
 
+// A set that is its own lowest element looks like a list's leaf, which is marked by itself.
+TEST(TreeSet, MayHoldItself) {
+  SetWorld world(TempStore::Place::memory, Flavour::handle, false, 4);
+  psTreeSet& set = *world.set;
+  const ItemKey self = {world.set.oid(), -1};
+  const auto lowest = [&] { return world.model.size() > 0 ? world.model.list().front().id : psId(); };
+  for (int round = 0; round < 3; ++round) {
+    for (const bool selfFirst : {true, false}) {
+      if (!selfFirst) world.put(round);
+      world.model.add(self);
+      ASSERT_TRUE(set.add(world.set));
+      if (selfFirst) world.put(-round);
+      ASSERT_EQ(set.first(), lowest());
+      ASSERT_EQ(world.complaints(), "");
+      world.model.remove(self);
+      ASSERT_TRUE(set.remove(world.set));
+      ASSERT_EQ(set.first(), lowest());
+      ASSERT_EQ(world.complaints(), "");
+    }
+  }
+}
+
 TEST(TreeSet, RefusesWhatIsNoElement) {
   SetWorld world(TempStore::Place::memory, Flavour::handle, false, 4);
   for (int number = 0; number < 9; ++number) world.put(number);
