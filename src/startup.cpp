@@ -4,6 +4,8 @@
 #include "core/psCollection.h"
 #include "core/psCompare.h"
 #include "hash/psHashAdmin.h"
+#include "sorted/psTreeMap.h"
+#include "sorted/psTreeMapNode.h"
 #include "sorted/psTreeSet.h"
 #include "store/psTypeManager.h"
 #include "tree/psBTree.h"
@@ -32,6 +34,8 @@ int introduceAll() {
   introduce<psTreeSet>("psTreeSet", psRelocation::refused);
   introduce<psTreeList>("psTreeList", psRelocation::refused);
   introduce<psTreeListNode>("psTreeListNode", psRelocation::refused);
+  introduce<psTreeMap>("psTreeMap", psRelocation::refused);
+  introduce<psTreeMapNode>("psTreeMapNode", psRelocation::refused);
   introduce<psAdmin>("psAdmin", psRelocation::refused);
   introduce<psHashAdmin>("psHashAdmin", psRelocation::refused);
   introduce<psTreeAdmin>("psTreeAdmin", psRelocation::refused);
@@ -53,6 +57,8 @@ void psInitVTables() {
   adoptPrototype<psTreeSet>();
   adoptPrototype<psTreeList>();
   adoptPrototype<psTreeListNode>();
+  adoptPrototype<psTreeMap>();
+  adoptPrototype<psTreeMapNode>();
   adoptPrototype<psAdmin>();
   adoptPrototype<psHashAdmin>();
   adoptPrototype<psTreeAdmin>();

@@ -70,12 +70,16 @@ bool psCollection::removeAll(pstHandle<psCollection>& other) {
 }
 
 void psCollection::removeAllDeleted() {
-  const RefusalWatch watch;
   const IteratorOwner it(iterator());
-  while (it->hasNext()) {
-    const pstRef<psObj> element = it->next(pscNoLock);
+  removeDeleted(*it);
+}
+
+void psCollection::removeDeleted(psCollectionIterator& it) {
+  const RefusalWatch watch;
+  while (it.hasNext()) {
+    const pstRef<psObj> element = it.next(pscNoLock);
     if (watch.refused()) return;
-    if (!element.isNull() && !element.isValid() && it->remove() != 1) return;
+    if (!element.isNull() && !element.isValid() && it.remove() != 1) return;
   }
 }
 

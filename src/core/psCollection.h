@@ -71,6 +71,10 @@ class PS_API psCollection : public psObj {
 
   // An object is never a raw key.
   bool contains(const psObj* element) const { return contains(pstHandle<psObj>(element)); }
+
+ protected:
+  // Calls the iterator's remove for every element whose object no longer exists.
+  static void removeDeleted(psCollectionIterator& it);
 };
 
 static_assert(sizeof(psCollection) == 8, "a collection has no field of its own");

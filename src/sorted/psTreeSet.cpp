@@ -2,6 +2,7 @@
 
 #include <utility>
 
+#include "tree/NodeAccess.h"
 #include "tree/NodeRemoval.h"
 #include "tree/TreePosition.h"
 #include "tree/TreeRoot.h"
@@ -17,21 +18,9 @@ namespace {
 
 const pstProcessInitTermClass processInitTerm;
 
-// The three things that are done with a key once it has been located.
-
 bool isIn(const psTreeSet& set, KeyProbe& probe) {
   const TreePosition at = ps::detail::locate(set, probe);
   return !at.failed && at.matched;
-}
-
-pstRef<psObj> elementIn(const psTreeSet& set, KeyProbe& probe) {
-  const TreePosition at = ps::detail::locate(set, probe);
-  return !at.failed && at.matched ? at.element : pstRef<psObj>();
-}
-
-bool removeFrom(psTreeSet& set, KeyProbe& probe) {
-  const TreePosition at = ps::detail::locate(set, probe);
-  return !at.failed && at.matched && ps::detail::removeElement(at.leaf, at.index);
 }
 
 }  // namespace
@@ -47,6 +36,12 @@ psTreeSet::psTreeSet(pstHandle<psCompare>& comparator, int n, pstHandle<psContOb
 }
 
 psTreeSet::~psTreeSet() noexcept { ps::detail::destroyRoot(*this); }
+
+void psTreeSet::undoConstruction() {
+  ps::detail::destroyRoot(*this);
+  ps::detail::NodeAccess::setElements(*this, pstRef<psUnsortedArray>());
+  admin_ = pstRef<psTreeAdmin>();
+}
 
 const pstRef<psTreeAdmin>& psTreeSet::admin() const { return admin_; }
 pstRef<psCompare> psTreeSet::comparator() const { return comparator_; }
@@ -88,43 +83,43 @@ bool psTreeSet::contains(_jobject*& key, _jobject*& callee, JNIEnv_* env) {
 
 pstRef<psObj> psTreeSet::get(const void* key) const {
   RawProbe probe(key, {comparator()});
-  return elementIn(*this, probe);
+  return ps::detail::storedFor(*this, probe);
 }
 
 pstRef<psObj> psTreeSet::get(const psObj* element) const {
   const pstHandle<psObj> key(element);
   HandleProbe probe(key, {comparator()});
-  return elementIn(*this, probe);
+  return ps::detail::storedFor(*this, probe);
 }
 
 pstRef<psObj> psTreeSet::get(int (*compare)(unsigned int, unsigned int)) const {
   CallbackProbe probe(compare);
-  return elementIn(*this, probe);
+  return ps::detail::storedFor(*this, probe);
 }
 
 pstRef<psObj> psTreeSet::get(_jobject*& key, _jobject*& callee, JNIEnv_* env) const {
   JavaProbe probe(key, callee, env);
-  return elementIn(*this, probe);
+  return ps::detail::storedFor(*this, probe);
 }
 
 bool psTreeSet::remove(const void* key) {
   RawProbe probe(key, {comparator()});
-  return removeFrom(*this, probe);
+  return ps::detail::removeMatch(*this, probe);
 }
 
 bool psTreeSet::remove(const pstHandle<psObj>& element) {
   HandleProbe probe(element, {comparator()});
-  return removeFrom(*this, probe);
+  return ps::detail::removeMatch(*this, probe);
 }
 
 bool psTreeSet::remove(int (*compare)(unsigned int, unsigned int)) {
   CallbackProbe probe(compare);
-  return removeFrom(*this, probe);
+  return ps::detail::removeMatch(*this, probe);
 }
 
 bool psTreeSet::remove(_jobject*& key, _jobject*& callee, JNIEnv_* env) {
   JavaProbe probe(key, callee, env);
-  return removeFrom(*this, probe);
+  return ps::detail::removeMatch(*this, probe);
 }
 
 int psTreeSet::newLow(pstHandle<psBTree>&) { return 1; }

@@ -18,9 +18,11 @@ pstHandle<psUnsortedArray> createElementsBelow(const pstHandle<psBTree>& parent,
   return place.isNull() ? pstHandle<psUnsortedArray>() : kind.createElements(place, parent->maxNumberOfChildren());
 }
 
-void deleteElements(const psBTree& node) noexcept {
-  pstHandle<psUnsortedArray> elements(NodeAccess::elements(node));
-  if (elements.isValid()) psDelete(elements);
+void deleteArrays(const psBTree& node) noexcept {
+  for (const pstRef<psUnsortedArray>& array : {NodeAccess::elements(node), node.values()}) {
+    pstHandle<psUnsortedArray> doomed(array);
+    if (doomed.isValid()) psDelete(doomed);
+  }
 }
 
 }  // namespace ps::detail

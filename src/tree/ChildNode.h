@@ -46,7 +46,7 @@ const pstRef<psTreeAdmin>& adminAbove(const pstRef<psBTree>& parent);
 // provides; null when that fails.
 pstHandle<psUnsortedArray> createElementsBelow(const pstHandle<psBTree>& parent, const NodeKind& kind);
 
-// Deletes the array of a node that is being deleted.
-void deleteElements(const psBTree& node) noexcept;
+// Deletes the arrays of a node that is being deleted.
+void deleteArrays(const psBTree& node) noexcept;
 
 }  // namespace ps::detail

@@ -12,4 +12,8 @@ const NodeKind* NodeKind::of(const psBTree& node) {
   return kind;
 }
 
+pstHandle<psUnsortedArray> createValuesBeside(const pstRef<psUnsortedArray>& elements, int capacity) {
+  return pstHandle<psUnsortedArray>(new (elements) psUnsortedArray(capacity));
+}
+
 }  // namespace ps::detail

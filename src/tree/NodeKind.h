@@ -43,8 +43,14 @@ class NodeKind {
   const NodeKind* others_;
 };
 
+// An array for the values beside a leaf's elements, near them; null when the store cannot create it.
+pstHandle<psUnsortedArray> createValuesBeside(const pstRef<psUnsortedArray>& elements, int capacity);
+
 // Nodes of sets: psBTreeNode, with sorted arrays; a leaf is marked by its lowest element.
 const NodeKind& sortedNodes();
+
+// Nodes of maps: psTreeMapNode, like those of sets, with values in leaves.
+const NodeKind& mapNodes();
 
 // Nodes of lists: psTreeListNode, with unsorted arrays; a leaf is marked by itself.
 const NodeKind& listNodes();

@@ -62,7 +62,7 @@ class NewNode {
     elements_ = kind_.createElements(arrayPlace, source.capacity());
     if (elements_.isNull()) return false;
     if (source.hasValues()) {
-      values_ = pstHandle<psUnsortedArray>(new (elements_) psUnsortedArray(source.capacity()));
+      values_ = createValuesBeside(elements_, source.capacity());
       if (values_.isNull()) return false;
     }
     node_ = kind_.createNode(nodePlace, {parent.psOid(), elements_, values_});

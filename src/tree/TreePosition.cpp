@@ -63,16 +63,26 @@ TreePosition locate(const psBTree& node, KeyProbe& probe) {
   return at;
 }
 
+pstRef<psObj> storedFor(const psBTree& node, KeyProbe& probe) {
+  const TreePosition at = locate(node, probe);
+  if (at.failed || !at.matched) return pstRef<psObj>();
+  const pstRef<psUnsortedArray> values = at.leaf->values();
+  if (values.isNull()) return at.element;
+  const ArrayView entries(values);
+  return at.index < entries.count() ? entries[at.index] : pstRef<psObj>();
+}
+
 std::optional<TreePosition> locateRoom(psBTree& tree, KeyProbe& probe) {
   for (;;) {
     TreePosition at = locate(tree, probe);
-    if (at.failed || at.matched) return std::nullopt;
-    if (!at.isFull) return at;
+    if (at.failed) return std::nullopt;
+    if (at.matched || !at.isFull) return at;
     if (at.leaf->full(0) != 1) return std::nullopt;
   }
 }
 
 bool insertElement(const TreePosition& position, const pstRef<psObj>& element, const pstRef<psObj>& value) {
+  if (position.matched) return false;
   NodeEdit entries(*position.leaf);
   if (!entries.isOpen() || (position.index == 0 && !entries.openMark())) return false;
   entries.insert(position.index, element, value);
@@ -111,6 +121,11 @@ bool removeElement(const pstHandle<psBTree>& leaf, int index) {
   return true;
 }
 
+bool removeMatch(const psBTree& node, KeyProbe& probe) {
+  const TreePosition at = locate(node, probe);
+  return !at.failed && at.matched && removeElement(at.leaf, at.index);
+}
+
 namespace {
 
 bool replaceWithin(const pstHandle<psBTree>& leaf, int index, int place, const pstRef<psObj>& element) {
@@ -127,6 +142,7 @@ bool replaceWithin(const pstHandle<psBTree>& leaf, int index, int place, const p
 
 bool replaceElement(const pstHandle<psBTree>& leaf, int index, const TreePosition& position,
                     const pstRef<psObj>& element) {
+  if (position.matched) return false;
   if (leaf == position.leaf) return replaceWithin(leaf, index, position.index, element);
   ElementRemoval removal;
   if (!removal.plan(leaf, index) || !insertElement(position, element, removal.value())) return false;

@@ -26,26 +26,30 @@ TreePosition locate(const psBTree& node, KeyProbe& probe);
 // The leaf in which the key is or would be, open for reading; null when the search failed.
 pstHandle<psBTree> leafFor(const psBTree& node, KeyProbe& probe);
 
+// What is stored for the key: the element that matches, or in a map its value. Null when there is none, or on failure.
+pstRef<psObj> storedFor(const psBTree& node, KeyProbe& probe);
+
 // The comparator of the collection that the node belongs to.
 ComparatorChoice comparatorOf(const psBTree& node);
 
-// Locates a key that is not there yet, splitting nodes until its leaf has room for it. Nothing when a matching element
-// is there already, or on failure.
+// Locates a key, and unless it is there splits nodes until its leaf has room for it. Nothing on failure.
 std::optional<TreePosition> locateRoom(psBTree& tree, KeyProbe& probe);
 
-// Puts the element where locate found that it belongs, which must have room; in a map with its value. False, with
-// nothing changed, when something could not be opened.
+// Puts the element where locateRoom found that it belongs, in a map with its value. False, with nothing
+// changed, when a matching element is there already or something could not be opened.
 bool insertElement(const TreePosition& position, const pstRef<psObj>& element,
                    const pstRef<psObj>& value = pstRef<psObj>());
 
-// Puts the element where its key belongs, splitting nodes until there is room. False when a matching element is
-// there already, or on failure; then no element has been added, though nodes may have been split.
+// The same, after locating the key. When it gives false no element has been added, though nodes may have been split.
 bool addElement(psBTree& tree, KeyProbe& probe, const pstRef<psObj>& element,
                 const pstRef<psObj>& value = pstRef<psObj>());
 
 // Takes the element at index out of the leaf, in a map with its value, and the leaf out of the tree when that leaves it
 // empty. False, with nothing changed, when there is no such element or something could not be opened.
 bool removeElement(const pstHandle<psBTree>& leaf, int index);
+
+// The same for the element that matches the key.
+bool removeMatch(const psBTree& node, KeyProbe& probe);
 
 // The removal of one element in two steps: what can be refused is done by plan, after which carryOut cannot fail.
 class ElementRemoval {
@@ -62,7 +66,7 @@ class ElementRemoval {
 };
 
 // Takes the element at index out of the leaf, and puts another, with the same value, where locateRoom found that it
-// belongs. False, with nothing changed, when something could not be opened.
+// belongs. False, with nothing changed, when a matching element is there already or something could not be opened.
 bool replaceElement(const pstHandle<psBTree>& leaf, int index, const TreePosition& position,
                     const pstRef<psObj>& element);
 

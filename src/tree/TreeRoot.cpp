@@ -39,11 +39,16 @@ pstRef<psTreeAdmin> constructRoot(psBTree& root, const NodeKind& kind, int capac
   return admin;
 }
 
+pstRef<psUnsortedArray> constructValues(const psBTree& root, int capacity) {
+  return createValuesBeside(NodeAccess::elements(root), std::max(capacity, smallestCapacity));
+}
+
 void destroyRoot(psBTree& root) noexcept {
   const pstHandle<psObj> admin(root.admin());
   if (!admin.isValid()) return;
   root.clear();
   deletePart(pstHandle<psObj>(NodeAccess::elements(root)));
+  deletePart(pstHandle<psObj>(root.values()));
   deletePart(admin);
 }
 

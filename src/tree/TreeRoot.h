@@ -11,7 +11,10 @@ namespace ps::detail {
 pstRef<psTreeAdmin> constructRoot(psBTree& root, const NodeKind& kind, int capacity,
                                   pstHandle<psContObj> adminContainer, pstHandle<psContObj> arrayContainer);
 
-// Empties a root that is being deleted, and deletes its array and administrator with the containers that this leaves
+// Makes the array for the values of a new root that has its other parts already; null when the store refuses.
+pstRef<psUnsortedArray> constructValues(const psBTree& root, int capacity);
+
+// Empties a root that is being deleted, and deletes its arrays and administrator with the containers that this leaves
 // empty. Nothing for a root that was not constructed whole.
 void destroyRoot(psBTree& root) noexcept;
 

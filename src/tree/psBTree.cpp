@@ -86,8 +86,10 @@ pstRef<psBTree> psBTree::next() const { return ps::detail::nextNode(*this).node;
 bool psBTree::isLeaf() const { return !first_.isNull() || isEmpty(); }
 
 int psBTree::removeKeyValueAt(int index) const {
-  const pstHandle<psUnsortedArray> entries(elements_);
-  return entries.open(pscRead) == 1 ? entries->removeIndex(index) : 0;
+  ps::detail::NodeEdit entries(*this);
+  if (!entries.isOpen() || index < 0 || index >= entries.count()) return 0;
+  entries.erase(index);
+  return 1;
 }
 
 pstHandle<psBTree> psBTree::root() const { return psThis(pscNoOpen); }

@@ -65,7 +65,7 @@ class PS_API psBTree : public psCollection {
   // nothing changed, when something cannot be opened or node is an interior node that still has children.
   virtual int removeNode(pstHandle<psBTree>& node) = 0;
   virtual bool isLeaf() const;
-  // Removes the entry at index from the node's array (a map: with its value). 1 or 0.
+  // Removes the entry at index from the node's array, in a map with its value, and nothing else. 1 or 0.
   virtual int removeKeyValueAt(int index) const;
   virtual pstHandle<psBTree> root() const;
   // The values beside a map leaf's keys; null elsewhere.

@@ -23,7 +23,7 @@ psBTreeNode::psBTreeNode(const ps::detail::NodeParts& parts) : parent_(parts.par
   ps::detail::NodeAccess::setElements(*this, parts.elements);
 }
 
-psBTreeNode::~psBTreeNode() noexcept { ps::detail::deleteElements(*this); }
+psBTreeNode::~psBTreeNode() noexcept { ps::detail::deleteArrays(*this); }
 
 bool psBTreeNode::add(const pstHandle<psObj>& element) {
   return ps::detail::askAbove(parent_, [&](psBTree& above) { return above.add(element); });

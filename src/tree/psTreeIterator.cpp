@@ -23,34 +23,41 @@ namespace {
 
 constexpr int unknownIndex = -2;
 
-// The elements of the leaf; none when there is no leaf or it cannot be read.
-ArrayView elementsOf(const pstHandle<psBTree>& leaf) {
-  return ArrayView(ps::detail::isReadable(leaf) ? NodeAccess::elements(*leaf) : pstRef<psUnsortedArray>());
-}
-
 }  // namespace
 
-psTreeIterator::psTreeIterator(pstHandle<psBTree>& tree) {
+psTreeIterator::psTreeIterator(pstHandle<psBTree>& tree) : psTreeIterator(tree, Delivery::elements) {}
+
+psTreeIterator::psTreeIterator(pstHandle<psBTree>& tree, Delivery delivery) : delivery_(delivery) {
   if (tree.open(pscRead) == 1) standIn(ps::detail::leftmostLeaf(*tree).node);
 }
 
 psTreeIterator::~psTreeIterator() = default;
 
+pstRef<psUnsortedArray> psTreeIterator::deliveredFrom(const pstHandle<psBTree>& leaf) const {
+  if (!ps::detail::isReadable(leaf)) return pstRef<psUnsortedArray>();
+  return delivery_ == Delivery::values ? leaf->values() : NodeAccess::elements(*leaf);
+}
+
 void psTreeIterator::standIn(const pstHandle<psBTree>& leaf) {
   if (leaf == leaf_) return;
   leaf_ = leaf;
-  elements_ = ps::detail::isReadable(leaf) ? NodeAccess::elements(*leaf) : pstRef<psUnsortedArray>();
+  delivered_ = deliveredFrom(leaf);
   entries_ = nullptr;
   entriesPin_.reset();
 }
 
+bool psTreeIterator::isBehindLast() const {
+  const ArrayView entries(delivered_);
+  return entries.count() > 0 && position_ >= entries.count();
+}
+
 const pstRef<psObj>* psTreeIterator::entryAt(int i) {
-  const psUnsortedArray* const array = elements_.isNull() ? nullptr : elements_.operator->();
+  const psUnsortedArray* const array = delivered_.isNull() ? nullptr : delivered_.operator->();
   if (array == nullptr || i > array->lastIndex()) return nullptr;
   if (entries_ == nullptr) {
-    const ArrayView elements(elements_);
-    if (elements.count() == 0) return nullptr;
-    entries_ = &elements[0];
+    const ArrayView entries(delivered_);
+    if (entries.count() == 0) return nullptr;
+    entries_ = &entries[0];
     entriesPin_.emplace(entries_);
   }
   return entries_ + i;
@@ -62,20 +69,35 @@ pstHandle<psBTree> psTreeIterator::openRoot() const {
 
 pstHandle<psCollection> psTreeIterator::collection() { return openRoot(); }
 
-pstRef<psObj>* psTreeIterator::entryAddress(const pstRef<psUnsortedArray>& array, int i, psLockMode mode) {
+pstRef<psObj>* psTreeIterator::currentAddress(psLockMode mode) {
   pin_.reset();
-  const ArrayView entries(array);
-  if (i < 0 || i >= entries.count()) return nullptr;
+  const ArrayView entries(delivered_);
+  if (position_ < 0 || position_ >= entries.count()) return nullptr;
   if (mode != pscNoLock && !ArrayEdit(entries.array()).isOpen()) return nullptr;
-  pin_.emplace(&entries[i]);
-  return const_cast<pstRef<psObj>*>(&entries[i]);
+  pin_.emplace(&entries[position_]);
+  return const_cast<pstRef<psObj>*>(&entries[position_]);
 }
 
 pstRef<psObj>* psTreeIterator::currentP(psLockMode mode) {
   nothing_ = pstRef<psObj>();
-  if (!ps::detail::isReadable(leaf_)) return &nothing_;
-  pstRef<psObj>* const entry = entryAddress(NodeAccess::elements(*leaf_), position_, mode);
-  return entry != nullptr ? entry : &nothing_;
+  pstRef<psObj>* const reference = currentAddress(mode);
+  return reference != nullptr ? reference : &nothing_;
+}
+
+int psTreeIterator::replaceCurrent(const pstRef<psObj>& reference) {
+  pstRef<psObj>* const current = currentAddress(pscLockUpdate);
+  if (current == nullptr) return 0;
+  *current = reference;
+  return 1;
+}
+
+int psTreeIterator::moveInPlace(const pstHandle<psObj>& near) {
+  pstRef<psObj>* const current = currentAddress(pscLockUpdate);
+  if (current == nullptr || current->isNull()) return 0;
+  pstHandle<psObj> object(*current);
+  if (object.move(near) != 1) return 0;
+  *current = object;
+  return 1;
 }
 
 pstRef<psObj> psTreeIterator::current(psLockMode mode) {
@@ -94,45 +116,45 @@ int psTreeIterator::currentIndex() {
 }
 
 std::optional<psTreeIterator::Place> psTreeIterator::placeAfter() const {
-  const ArrayView elements(elements_);
-  if (elements.count() == 0) return std::nullopt;
-  if (position_ + 1 < elements.count()) {
-    return Place{leaf_, position_ + 1, indexAfter(1), true, elements[position_ + 1]};
+  const ArrayView entries(delivered_);
+  if (entries.count() == 0) return std::nullopt;
+  if (position_ + 1 < entries.count()) {
+    return Place{leaf_, position_ + 1, indexAfter(1), true, entries[position_ + 1]};
   }
   const NodeAnswer next = ps::detail::nextNode(*leaf_);
   if (next.failed) return std::nullopt;
   if (next.node.isNull()) {
-    const bool isAtLast = position_ == elements.count() - 1;
-    return Place{leaf_, elements.count(), isAtLast ? indexAfter(1) : index_, false, pstRef<psObj>()};
+    const bool isAtLast = position_ == entries.count() - 1;
+    return Place{leaf_, entries.count(), isAtLast ? indexAfter(1) : index_, false, pstRef<psObj>()};
   }
-  const ArrayView following = elementsOf(next.node);
+  const ArrayView following(deliveredFrom(next.node));
   if (following.count() == 0) return std::nullopt;
   return Place{next.node, 0, indexAfter(1), true, following[0]};
 }
 
 std::optional<psTreeIterator::Place> psTreeIterator::placeBefore() const {
-  const ArrayView elements(elements_);
-  if (elements.count() == 0) return std::nullopt;
+  const ArrayView entries(delivered_);
+  if (entries.count() == 0) return std::nullopt;
   if (position_ > 0) {
-    const int position = std::min(position_, elements.count()) - 1;
-    return Place{leaf_, position, indexAfter(-1), true, elements[position]};
+    const int position = std::min(position_, entries.count()) - 1;
+    return Place{leaf_, position, indexAfter(-1), true, entries[position]};
   }
   const NodeAnswer previous = ps::detail::previousLeaf(*leaf_);
   if (previous.failed) return std::nullopt;
   if (previous.node.isNull()) return Place{leaf_, -1, -1, false, pstRef<psObj>()};
-  const ArrayView preceding = elementsOf(previous.node);
+  const ArrayView preceding(deliveredFrom(previous.node));
   if (preceding.count() == 0) return std::nullopt;
   return Place{previous.node, preceding.count() - 1, indexAfter(-1), true, preceding.last()};
 }
 
 pstRef<psObj> psTreeIterator::stepTo(const Place& place, psLockMode mode) {
-  if (place.hasElement && mode != pscNoLock && !ArrayEdit(NodeAccess::elements(*place.leaf)).isOpen()) {
+  if (place.hasElement && mode != pscNoLock && !ArrayEdit(deliveredFrom(place.leaf)).isOpen()) {
     return pstRef<psObj>();
   }
   standIn(place.leaf);
   position_ = place.position;
   index_ = place.index;
-  return place.element;
+  return place.delivered;
 }
 
 pstRef<psObj> psTreeIterator::next(psLockMode mode) {
@@ -162,12 +184,12 @@ pstRef<psObj> psTreeIterator::previous(psLockMode mode) {
 
 bool psTreeIterator::hasNext() {
   if (entryAt(position_ + 1) != nullptr) return true;
-  const ArrayView elements(elements_);
-  if (elements.count() == 0) return false;
-  return position_ + 1 < elements.count() || !ps::detail::nextNode(*leaf_).node.isNull();
+  const ArrayView entries(delivered_);
+  if (entries.count() == 0) return false;
+  return position_ + 1 < entries.count() || !ps::detail::nextNode(*leaf_).node.isNull();
 }
 
-bool psTreeIterator::hasPrevious() { return position_ > 0 || currentIndex() > 0; }
+bool psTreeIterator::hasPrevious() { return !leaf_.isNull() && (position_ > 0 || currentIndex() > 0); }
 
 pstRef<psObj> psTreeIterator::goToIndex(int i, psLockMode mode) {
   const pstHandle<psBTree> root = openRoot();
@@ -187,16 +209,16 @@ pstRef<psObj> psTreeIterator::goToIndex(int i, psLockMode mode) {
       });
   if (!complete) return pstRef<psObj>();
   if (place.hasElement) {
-    const ArrayView elements = elementsOf(place.leaf);
-    if (place.position >= elements.count()) return pstRef<psObj>();
-    place.element = elements[place.position];
+    const ArrayView entries(deliveredFrom(place.leaf));
+    if (place.position >= entries.count()) return pstRef<psObj>();
+    place.delivered = entries[place.position];
   }
   return stepTo(place, mode);
 }
 
 bool psTreeIterator::standAt(const psBTree& root, ps::detail::KeyProbe& probe) {
   // Only an empty root is an empty leaf: there is nowhere to go.
-  if (ArrayView(elements_).count() == 0) return false;
+  if (ArrayView(delivered_).count() == 0) return false;
   const TreePosition at = ps::detail::locate(root, probe);
   if (at.failed) return false;
   stepTo(Place{at.leaf, at.matched ? at.index : at.index - 1, unknownIndex, at.matched, at.element}, pscNoLock);
@@ -244,7 +266,7 @@ std::optional<psTreeIterator::Place> psTreeIterator::placeAfterRemoval(int count
 
 int psTreeIterator::remove() {
   if (!leaf_.isValid()) return 0;
-  const int count = ArrayView(elements_).count();
+  const int count = ArrayView(delivered_).count();
   if (position_ < 0 || position_ >= count) return 0;
   const std::optional<Place> stand = placeAfterRemoval(count);
   if (!stand || !ps::detail::removeElement(leaf_, position_)) return 0;
@@ -273,8 +295,8 @@ std::optional<bool> psTreeIterator::fitsHere(ps::detail::KeyProbe& probe) const 
   const std::optional<Place> before = placeBefore();
   const std::optional<Place> after = placeAfter();
   if (!before || !after) return std::nullopt;
-  const bool inOrder = (!before->hasElement || probe.compare(before->element) < 0) &&
-                       (!after->hasElement || probe.compare(after->element) > 0);
+  const bool inOrder = (!before->hasElement || probe.compare(before->delivered) < 0) &&
+                       (!after->hasElement || probe.compare(after->delivered) > 0);
   return probe.failed() ? std::nullopt : std::optional<bool>(inOrder);
 }
 
@@ -295,7 +317,7 @@ bool psTreeIterator::placeAnew(const pstHandle<psBTree>& root, const pstHandle<p
   if (!standAt(*root, oldProbe) || !position) return false;
   // A leaf that takes the element back stays, even if it was the only one.
   std::optional<Place> stand =
-      position->leaf == leaf_ ? placeBefore() : placeAfterRemoval(ArrayView(elements_).count());
+      position->leaf == leaf_ ? placeBefore() : placeAfterRemoval(ArrayView(delivered_).count());
   if (!stand || !ps::detail::replaceElement(leaf_, position_, *position, element)) return false;
   if (stand->leaf == position->leaf && position->index <= stand->position) ++stand->position;
   stand->index = stand->position < 0 ? -1 : unknownIndex;

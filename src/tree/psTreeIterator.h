@@ -36,26 +36,49 @@ class PS_API psTreeIterator : public psCollectionIterator {
   using psCollectionIterator::goTo;
 
  protected:
+  // What is delivered: the elements, or in a map the values beside them.
+  enum class Delivery { elements, values };
+  psTreeIterator(pstHandle<psBTree>& tree, Delivery delivery);
+
+  // Makes the leaf the current one; a null one leaves the iterator nowhere.
+  void standIn(const pstHandle<psBTree>& leaf);
+  bool isBehindLast() const;
+
+  // Stores the reference in place of the current one. 1; 0, with nothing changed, when there is no current one or its
+  // array cannot be opened for update.
+  int replaceCurrent(const pstRef<psObj>& reference);
+  // Moves the object of the current reference, which keeps its position and follows the object. 1; 0, with nothing
+  // changed, when that fails.
+  int moveInPlace(const pstHandle<psObj>& near);
+
+  pstHandle<psBTree> leaf_;  // open for reading; null when the tree could not be read
+  int position_ = -1;
+
+ private:
   // A place in the tree: at an element of a leaf, before the first element (position -1), or behind the last.
   struct Place {
     pstHandle<psBTree> leaf;
     int position = -1;
     int index = -1;
     bool hasElement = false;
-    pstRef<psObj> element;
+    pstRef<psObj> delivered;
   };
 
   // The places beside the current one; nothing when a node cannot be opened.
   std::optional<Place> placeAfter() const;
   std::optional<Place> placeBefore() const;
 
-  // Goes to the place and returns the element there; stays, and returns null, when mode asks for an update open that is
-  // refused.
+  // Goes to the place and returns what is delivered there; stays, and returns null, when mode asks for an update open
+  // that is refused.
   pstRef<psObj> stepTo(const Place& place, psLockMode mode);
 
-  // The address of entry i in an array of the current leaf, opened as mode asks; null when there is no such entry or
-  // the open is refused. It stays good until the next call.
-  pstRef<psObj>* entryAddress(const pstRef<psUnsortedArray>& array, int i, psLockMode mode);
+  // The array of a leaf that the iterator delivers from; null when there is no leaf or it cannot be read.
+  pstRef<psUnsortedArray> deliveredFrom(const pstHandle<psBTree>& leaf) const;
+  // The address of entry i of the current leaf; null when there is none or it cannot be read.
+  const pstRef<psObj>* entryAt(int i);
+  // The address of the current reference, its array opened as mode asks; null when there is none or the open is
+  // refused. It stays good until the next call.
+  pstRef<psObj>* currentAddress(psLockMode mode);
 
   // The collection's root, open; null when the iterator has lost its leaf or a node cannot be opened.
   pstHandle<psBTree> openRoot() const;
@@ -63,14 +86,6 @@ class PS_API psTreeIterator : public psCollectionIterator {
   // index_ after a step of the given length; unknown stays unknown.
   int indexAfter(int step) const { return index_ < -1 ? index_ : index_ + step; }
 
-  pstHandle<psBTree> leaf_;  // open for reading; null when the tree could not be read
-  int position_ = -1;
-
- private:
-  // The address of entry i of the current leaf; null when there is none or it cannot be read.
-  const pstRef<psObj>* entryAt(int i);
-  // Makes the leaf the current one.
-  void standIn(const pstHandle<psBTree>& leaf);
   bool standAt(const psBTree& root, ps::detail::KeyProbe& probe);
   std::optional<Place> placeAfterRemoval(int count) const;
   // The steps of moveCurrentTo. fitsHere tells whether what the probe looks for belongs where the iterator stands;
@@ -80,11 +95,12 @@ class PS_API psTreeIterator : public psCollectionIterator {
   bool placeAnew(const pstHandle<psBTree>& root, const pstHandle<psObj>& old, const ps::detail::ComparatorChoice& order,
                  ps::detail::KeyProbe& probe, const pstRef<psObj>& element);
 
-  // The array of leaf_, kept open, and the first of its entries, once it was needed, so that steps within a leaf open
-  // and look up nothing.
-  pstHandle<psUnsortedArray> elements_;
+  Delivery delivery_ = Delivery::elements;
+  // The array of leaf_ that is delivered from, kept open, and the first of its entries, once it was needed, so that
+  // steps within a leaf open and look up nothing.
+  pstHandle<psUnsortedArray> delivered_;
   const pstRef<psObj>* entries_ = nullptr;
   std::optional<ps::detail::PagePin> entriesPin_;
-  std::optional<ps::detail::PagePin> pin_;  // of what entryAddress gave out
-  pstRef<psObj> nothing_;                   // what currentP gives out where there is no element
+  std::optional<ps::detail::PagePin> pin_;  // of what currentAddress gave out
+  pstRef<psObj> nothing_;                   // what currentP gives out where there is none
 };

@@ -23,7 +23,7 @@ psTreeListNode::psTreeListNode(const ps::detail::NodeParts& parts) : parent_(par
   ps::detail::NodeAccess::setElements(*this, parts.elements);
 }
 
-psTreeListNode::~psTreeListNode() noexcept { ps::detail::deleteElements(*this); }
+psTreeListNode::~psTreeListNode() noexcept { ps::detail::deleteArrays(*this); }
 
 bool psTreeListNode::add(const pstHandle<psObj>& element) {
   return ps::detail::askAbove(parent_, [&](psBTree& above) { return above.add(element); });

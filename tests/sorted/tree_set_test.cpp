@@ -6,6 +6,7 @@
 #include <memory>
 #include <vector>
 
+#include "sorted/psTreeMapNode.h"
 #include "sorted/psTreeSet.h"
 #include "support/SetWorld.h"
 #include "tree/psBTreeNode.h"
@@ -67,9 +68,12 @@ TEST(TreeSet, ClassesKnowWhatTheyAre) {
   EXPECT_EQ(set.psGetTypeN(), 4017U);
   EXPECT_STREQ(set.psGetTypeName(), "psTreeSet");
   EXPECT_TRUE(psBTreeNode().psIsKindOf(4015) && !psBTreeNode().psIsKindOf(4017));
+  const psTreeMap map{psInternalObj()};
+  EXPECT_TRUE(map.psIsKindOf(4018) && map.psIsKindOf(4017) && !psTreeMapNode().psIsKindOf(4016));
   TempStore store(TempStore::Place::memory);  // classes are known once a session has opened
-  const unsigned int derived[][2] = {{4010, 4014}, {4011, 4014}, {4013, 1}, {4016, 4015}, {4017, 4015}, {4020, 4015},
-                                     {4021, 4015}, {4015, 4023}, {4022, 1}, {4026, 4022}, {4023, 1}};
+  const unsigned int derived[][2] = {{4010, 4014}, {4011, 4014}, {4013, 1},    {4016, 4015}, {4017, 4015},
+                                     {4018, 4017}, {4019, 4015}, {4020, 4015}, {4021, 4015}, {4015, 4023},
+                                     {4022, 1},    {4026, 4022}, {4023, 1}};
   for (const auto& pair : derived) EXPECT_NE(ptmIsKindOf(pair[0], pair[1]), 0) << pair[0];
   EXPECT_EQ(ptmIsKindOf(4015, 4016), 0);
   EXPECT_EQ(ptmIsKindOf(4021, 4016), 0) << "nodes of lists are no nodes of sets";

@@ -38,6 +38,11 @@ bool Keyed::add(psTreeSet& set, const ItemKey& item) const {
   return flavour_ == Flavour::callback ? set.add(element, wanted(item)) : set.add(element);
 }
 
+bool Keyed::put(psTreeMap& map, const ItemKey& item, const psId& value) const {
+  const pstHandle<psObj> key(item.id);
+  return (flavour_ == Flavour::callback ? map.put(key, value, wanted(item)) : map.put(key, value)) == 1;
+}
+
 bool Keyed::contains(const psTreeSet& set, const ItemKey& item) const {
   switch (flavour_) {
     case Flavour::handle:
@@ -52,6 +57,7 @@ bool Keyed::contains(const psTreeSet& set, const ItemKey& item) const {
 pstRef<psObj> Keyed::get(const psTreeSet& set, const ItemKey& item) const {
   if (flavour_ == Flavour::raw) return set.get(static_cast<const void*>(&item.number));
   if (flavour_ == Flavour::callback) return set.get(wanted(item));
+  if (set.psIsKindOf(psTreeMap::pstTypeN)) return static_cast<const psTreeMap&>(set).get(pstRef<psObj>(item.id));
   const std::unique_ptr<psCollectionIterator> iterator(set.iterator());
   return iterator->goTo(pstHandle<psObj>(item.id)) ? iterator->current(pscNoLock) : pstRef<psObj>();
 }

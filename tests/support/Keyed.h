@@ -1,7 +1,7 @@
 #pragma once
 
 #include "core/psCollectionIterator.h"
-#include "sorted/psTreeSet.h"
+#include "sorted/psTreeMap.h"
 #include "support/Item.h"
 
 namespace ps::test {
@@ -10,8 +10,8 @@ enum class Flavour { handle, raw, callback };
 
 const char* nameOf(Flavour flavour);
 
-// Addresses the elements of a set in one key flavour, so that a test is written once for all. byNumber says that the
-// set has an ItemCompare; otherwise it goes by identifier, and the raw flavour finds nothing.
+// Addresses the elements of a set, or the keys of a map, in one key flavour, so that a test is written once for all.
+// byNumber says that the set has an ItemCompare; otherwise it goes by identifier, and the raw flavour finds nothing.
 class Keyed {
  public:
   Keyed(Flavour flavour, bool byNumber) : flavour_(flavour), byNumber_(byNumber) {}
@@ -20,8 +20,9 @@ class Keyed {
 
   // Adding has no raw flavour; the handle stands in.
   bool add(psTreeSet& set, const ItemKey& item) const;
+  bool put(psTreeMap& map, const ItemKey& item, const psId& value) const;
   bool contains(const psTreeSet& set, const ItemKey& item) const;
-  // There is no get by handle; an iterator stands in.
+  // A set has no get by handle; an iterator stands in.
   pstRef<psObj> get(const psTreeSet& set, const ItemKey& item) const;
   bool remove(psTreeSet& set, const ItemKey& item) const;
   bool goTo(psCollectionIterator& iterator, const ItemKey& item) const;

@@ -4,7 +4,7 @@
 
 #include "arrays/ArrayView.h"
 #include "core/psCompare.h"
-#include "sorted/psTreeSet.h"
+#include "sorted/psTreeMap.h"
 #include "store/pstItr.h"
 #include "tree/NodeAccess.h"
 #include "tree/psTreeAdmin.h"
@@ -39,7 +39,8 @@ class TreeWalk {
   psId visitChildren(const pstHandle<psBTree>& node, psUnsortedArray& entries, const std::string& path, int level);
   // The child of node that the leaf lies below; null when the parents do not lead there.
   static pstHandle<psBTree> childAbove(const psId& leaf, const pstHandle<psBTree>& node);
-  bool checkArray(const pstHandle<psUnsortedArray>& entries, const std::string& path);
+  bool checkArray(const pstHandle<psUnsortedArray>& entries, const std::string& path, bool mayHoldNull);
+  void checkValues(const pstHandle<psBTree>& node, psUnsortedArray& entries, const std::string& path, bool isLeaf);
   void checkAscending(const pstRef<psObj>& element, const std::string& path);
   void checkChain();
   void checkWhole();
@@ -53,6 +54,7 @@ class TreeWalk {
   pstHandle<psBTree> root_;
   pstHandle<psCompare> comparator_;
   bool sorted_ = false;
+  bool isMap_ = false;
   int capacity_ = 0;
   int depth_ = 0;
   int size_ = 0;
@@ -63,6 +65,7 @@ class TreeWalk {
 void TreeWalk::run() {
   if (root_.open(pscRead) != 1) return complain("/", "the root cannot be opened");
   sorted_ = !root_->psIsKindOf(psTreeList::pstTypeN);
+  isMap_ = root_->psIsKindOf(psTreeMap::pstTypeN);
   comparator_ = root_->comparator();
   const pstHandle<psUnsortedArray> entries(NodeAccess::elements(*root_));
   if (entries.open(pscRead) != 1) return complain("/", "the root has no entries");
@@ -80,17 +83,31 @@ psId TreeWalk::visit(const pstHandle<psBTree>& node, const std::string& path, in
     return psId();
   }
   const pstHandle<psUnsortedArray> entries(NodeAccess::elements(*node));
-  if (!checkArray(entries, path)) return psId();
+  if (!checkArray(entries, path, !sorted_)) return psId();
   if (level > 1 && entries->isEmpty()) complain(path, "it is empty");
 
   const bool isLeaf = !NodeAccess::first(*node).isNull() || entries->isEmpty();
   if (node->isLeaf() != isLeaf) complain(path, "isLeaf() is wrong");
+  checkValues(node, *entries, path, isLeaf);
   if (!isLeaf) return visitChildren(node, *entries, path, level);
   visitLeaf(node, *entries, path, level);
   return node.oid();
 }
 
-bool TreeWalk::checkArray(const pstHandle<psUnsortedArray>& entries, const std::string& path) {
+// The leaves of a map have a value for each element, and its root has an array for them that is empty otherwise.
+void TreeWalk::checkValues(const pstHandle<psBTree>& node, psUnsortedArray& entries, const std::string& path,
+                           bool isLeaf) {
+  const pstHandle<psUnsortedArray> values(node->values());
+  if (!isMap_ || (!isLeaf && node != root_)) {
+    if (!values.isNull()) complain(path, "it has values");
+    return;
+  }
+  if (!checkArray(values, path, true)) return;
+  if (values->usedSize() != (isLeaf ? entries.usedSize() : 0)) complain(path, "not a value for each key");
+  if (values.containedIn() != NodeAccess::elements(*node).containedIn()) complain(path, "values are not near keys");
+}
+
+bool TreeWalk::checkArray(const pstHandle<psUnsortedArray>& entries, const std::string& path, bool mayHoldNull) {
   if (ptmIsKindOf(entries.typeN(), psUnsortedArray::pstTypeN) == 0 || entries.open(pscRead) != 1) {
     complain(path, text(entries.oid()) + " is not an array");
     return false;
@@ -102,7 +119,8 @@ bool TreeWalk::checkArray(const pstHandle<psUnsortedArray>& entries, const std::
     return false;
   }
   for (int i = 0; i < entries->size(); ++i) {
-    if ((*entries)[i].isNull() && i <= entries->lastIndex() && sorted_) complain(path, "null at " + std::to_string(i));
+    if ((*entries)[i].isNull() && i <= entries->lastIndex() && !mayHoldNull)
+      complain(path, "null at " + std::to_string(i));
     if (!(*entries)[i].isNull() && i > entries->lastIndex()) complain(path, "a rest at " + std::to_string(i));
   }
   return true;
@@ -119,9 +137,6 @@ void TreeWalk::visitLeaf(const pstHandle<psBTree>& leaf, psUnsortedArray& entrie
       complain(path, "its first is not its entry 0");
     for (int i = 0; i <= entries.lastIndex(); ++i) checkAscending(entries[i], path + '/' + std::to_string(i));
   }
-  const pstHandle<psUnsortedArray> values(leaf->values());
-  if (values.isNull()) return;
-  if (checkArray(values, path) && values->usedSize() != entries.usedSize()) complain(path, "not a value for each key");
 }
 
 void TreeWalk::checkAscending(const pstRef<psObj>& element, const std::string& path) {

@@ -4,7 +4,7 @@
 #include <random>
 
 #include "core/psCollectionIterator.h"
-#include "sorted/psTreeSet.h"
+#include "sorted/psTreeMap.h"
 #include "support/Item.h"
 #include "support/Sweep.h"
 #include "tree/psTreeList.h"
@@ -12,19 +12,23 @@
 namespace ps::test {
 namespace {
 
-enum class Kind { list, set };
+enum class Kind { list, set, map };
 enum class Shape { oneToALeaf, randomHoles };
 
 using Elements = std::vector<psId>;
 
+// The elements, each with its value: itself, but in a map.
 Elements elementsOf(const psBTree& tree) {
   Elements elements;
   const std::unique_ptr<psCollectionIterator> it(tree.iterator());
-  while (it->hasNext()) elements.push_back(it->next(pscNoLock).oid());
+  while (it->hasNext()) {
+    elements.push_back(it->next(pscNoLock).oid());
+    elements.push_back(it->currentValue().oid());
+  }
   return elements;
 }
 
-// A sparse list or set of a certain depth.
+// A sparse list, set or map of a certain depth.
 class SparseTree {
  public:
   SparseTree(Kind kind, int depth, Shape shape) : store(TempStore::Place::memory) {
@@ -32,8 +36,10 @@ class SparseTree {
     const pstHandle<psContObj> in = store.container("trees");
     if (kind == Kind::list) {
       tree = pstHandle<psBTree>(new (in) psTreeList(4));
-    } else {
+    } else if (kind == Kind::set) {
       tree = pstHandle<psBTree>(new (in) psTreeSet(4));
+    } else {
+      tree = pstHandle<psBTree>(new (in) psTreeMap(4));
     }
     EXPECT_EQ(store->name(tree, store->database("test"), "tree"), 1);
     for (int n = 0; n == 0 || tree->depth() < depth; ++n) add(n);
@@ -43,7 +49,14 @@ class SparseTree {
     EXPECT_EQ(tree->depth(), depth) << "removal lowers no tree";
   }
 
-  void add(int number) { EXPECT_TRUE(tree->add(makeItem(store.container("items"), number).id)); }
+  void add(int number) {
+    const pstHandle<psObj> item(makeItem(store.container("items"), number).id);
+    if (tree->psIsKindOf(psTreeMap::pstTypeN)) {
+      EXPECT_EQ(static_cast<psTreeMap&>(*tree).put(item, makeItem(store.container("values"), number).id), 1);
+    } else {
+      EXPECT_TRUE(tree->add(item));
+    }
+  }
   void find() { tree.lookupObj(store->database("test"), "tree", pscRead); }
   std::string complaints() const {
     return faultsOf(tree) + (elementsOf(*tree) == elements ? "" : "the elements have changed\n");
@@ -73,12 +86,13 @@ void expectPacked(const SparseTree& sparse) {
 }
 
 std::string nameOf(Kind kind, int depth, Shape shape) {
-  return std::string(kind == Kind::list ? "a list" : "a set") + " of depth " + std::to_string(depth) +
+  const char* const names[] = {"a list", "a set", "a map"};
+  return std::string(names[static_cast<int>(kind)]) + " of depth " + std::to_string(depth) +
          (shape == Shape::oneToALeaf ? ", one element to a leaf" : ", with random holes");
 }
 
 TEST(Compaction, PacksEveryLevelAndLowersTheTree) {
-  for (const Kind kind : {Kind::list, Kind::set}) {
+  for (const Kind kind : {Kind::list, Kind::set, Kind::map}) {
     for (const Shape shape : {Shape::oneToALeaf, Shape::randomHoles}) {
       for (const int depth : {1, 2, 3, 4, 5}) {
         SCOPED_TRACE(nameOf(kind, depth, shape));
@@ -108,7 +122,7 @@ TEST(Compaction, PacksEveryLevelAndLowersTheTree) {
 
 // Whatever is refused, the tree is sound and complete, and can be compacted another time.
 TEST(Compaction, MayBeRefusedHalfwayAndTakenUpAgain) {
-  for (const Kind kind : {Kind::list, Kind::set}) {
+  for (const Kind kind : {Kind::list, Kind::set, Kind::map}) {
     for (const Shape shape : {Shape::oneToALeaf, Shape::randomHoles}) {
       for (const int depth : {2, 3, 4}) {
         SCOPED_TRACE(nameOf(kind, depth, shape));

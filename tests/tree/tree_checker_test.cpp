@@ -69,6 +69,10 @@ const Damage damages[] = {
      [](SetWorld&, const Node& leaf) {
        NodeAccess::setElements(*leaf, NodeAccess::elements(*pstHandle<psBTree>(leaf->previous())));
      }},
+    {"not a value for each key",
+     [](SetWorld&, const Node& leaf) { pstHandle<psUnsortedArray>(leaf->values())->removeIndex(1); }},
+    {"not a value for each key",
+     [](SetWorld& world, const Node& leaf) { ArrayEdit(world.set->values()).append(leaf->first()); }},
     {"is not an administrator",
      [](SetWorld& world, const Node&) {
        pstHandle<psObj> admin(world.set->admin());
@@ -77,7 +81,7 @@ const Damage damages[] = {
 };
 
 TEST(TreeChecker, ComplainsOfEachKindOfDamage) {
-  SetWorld world(TempStore::Place::memory, Flavour::handle, true, 4);
+  SetWorld world(TempStore::Place::memory, Flavour::handle, true, 4, Kind::map);
   for (int number = 0; number < 80; ++number) world.put(number);
   ASSERT_GE(world.set->depth(), 4);
   ASSERT_EQ(world.complaints(), "");

@@ -10,6 +10,7 @@ namespace ps::test {
 namespace {
 
 struct Setup {
+  Kind kind;
   Flavour flavour;
   bool byNumber;
   int capacity;
@@ -17,6 +18,7 @@ struct Setup {
   RunPlan plan;
 };
 
+// Drives a set, or a map, which is a set of its keys.
 class SetDriver final : public ModelDriver {
  public:
   SetDriver(const Setup& setup, std::uint64_t seed);
@@ -42,15 +44,29 @@ class SetDriver final : public ModelDriver {
   void combine();
   void forgetDeleted();
   void moveElement();
+  void put();
+  void walkValues();
+  void lookForValue();
 
-  ItemKey& anyItem() { return pool_[static_cast<std::size_t>(below(static_cast<int>(pool_.size())))]; }
+  bool isMap() const { return world_.kind == Kind::map; }
+  template <class T>
+  T& anyOf(std::vector<T>& pool) {
+    return pool[static_cast<std::size_t>(below(static_cast<int>(pool.size())))];
+  }
+  ItemKey& anyItem() { return anyOf(pool_); }
+  // Null at times, and always for a set.
+  psId anyValue() { return below(6) == 0 ? psId() : anyOf(values_); }
+  std::vector<psId> keysOfModel() const;
+  std::vector<psId> valuesOfModel() const;
 
   SetWorld world_;
   SetModel& model_ = world_.model;
   std::vector<ItemKey> pool_;  // all items that exist; numbers occur twice
+  std::vector<psId> values_;   // objects that can be values
   SetModel committedModel_;
   std::vector<ItemKey> committedPool_;
-  const std::vector<Choice> choices_ = {
+  std::vector<psId> committedValues_;
+  std::vector<Choice> choices_ = {
       {"add", [this] { add(); }, 50, 15},
       {"remove", [this] { remove(); }, 15, 50},
       {"look up", [this] { lookUp(); }, 20, 20},
@@ -66,9 +82,26 @@ class SetDriver final : public ModelDriver {
 
 SetDriver::SetDriver(const Setup& setup, std::uint64_t seed)
     : ModelDriver(setup.plan, seed),
-      world_(setup.plan.place, setup.flavour, setup.byNumber, setup.capacity),
+      world_(setup.plan.place, setup.flavour, setup.byNumber, setup.capacity, setup.kind),
       committedModel_(setup.byNumber) {
   for (int i = 0; i < setup.items; ++i) pool_.push_back(world_.newItem(i / 2));
+  for (int i = 0; i < 20; ++i) values_.push_back(world_.newValue(i));
+  if (!isMap()) return;
+  choices_.push_back({"put", [this] { put(); }, 60, 15});
+  choices_.push_back({"walk over values", [this] { walkValues(); }, 3, 5});
+  choices_.push_back({"look for a value", [this] { lookForValue(); }, 3, 3});
+}
+
+std::vector<psId> SetDriver::keysOfModel() const {
+  std::vector<psId> keys;
+  for (const ItemKey& item : model_.list()) keys.push_back(item.id);
+  return keys;
+}
+
+std::vector<psId> SetDriver::valuesOfModel() const {
+  std::vector<psId> values;
+  for (const SetModel::Pair& pair : model_.pairs()) values.push_back(pair.value);
+  return values;
 }
 
 void SetDriver::verify() {
@@ -82,16 +115,25 @@ void SetDriver::verify() {
 void SetDriver::keepModel() {
   committedModel_ = model_;
   committedPool_ = pool_;
+  committedValues_ = values_;
 }
 
 void SetDriver::restoreModel() {
   model_ = committedModel_;
   pool_ = committedPool_;
+  values_ = committedValues_;
 }
 
 void SetDriver::add() {
   const ItemKey item = anyItem();
-  ASSERT_EQ(world_.keyed.add(*world_.set, item), model_.add(item));
+  const bool isNew = !model_.contains(item);
+  if (isMap()) {
+    ASSERT_TRUE(world_.set->add(pstHandle<psObj>(item.id)));
+    model_.put(item, psId());
+  } else {
+    ASSERT_EQ(world_.keyed.add(*world_.set, item), isNew);
+    model_.add(item);
+  }
   ASSERT_TRUE(world_.keyed.contains(*world_.set, item));
 }
 
@@ -109,7 +151,7 @@ void SetDriver::lookUp() {
   const bool present = model_.contains(item);
   const int rank = model_.rank(item);
   ASSERT_EQ(world_.keyed.contains(set, item), present);
-  ASSERT_EQ(world_.keyed.get(set, item), model_.get(item));
+  ASSERT_EQ(world_.keyed.get(set, item), isMap() ? model_.valueOf(item) : model_.get(item));
 
   const std::vector<ItemKey> list = model_.list();
   const int i = below(model_.size() + 3) - 1;
@@ -121,9 +163,7 @@ void SetDriver::lookUp() {
 
 void SetDriver::walk() {
   const std::unique_ptr<psCollectionIterator> it(world_.set->iterator());
-  std::vector<psId> elements;
-  for (const ItemKey& item : model_.list()) elements.push_back(item.id);
-  IteratorWalk walk(*it, elements, random());
+  IteratorWalk walk(*it, keysOfModel(), random());
   const bool forward = below(2) == 0;
   if (!forward) walk.jump();
   for (int move = below(60); move > 0 && !testing::Test::HasFailure(); --move) {
@@ -145,6 +185,8 @@ void SetDriver::walk() {
       walk.step(forward == (kind <= 13));
     }
     walk.verify();
+    const std::vector<psId> values = isMap() ? valuesOfModel() : keysOfModel();
+    ASSERT_EQ(it->currentValue(), walk.isOnElement() ? values[static_cast<std::size_t>(walk.at)] : psId());
   }
 }
 
@@ -176,11 +218,25 @@ void SetDriver::clear() {
 // The operations with another collection, which goes by identifier whatever this one goes by.
 void SetDriver::combine() {
   psTreeSet& set = *world_.set;
-  pstHandle<psTreeSet> other(new (world_.store.container("others")) psTreeSet(4 + below(4)));
+  const Kind kindOfOther = below(2) == 0 ? Kind::set : Kind::map;
+  const pstHandle<psContObj> place = world_.store.container("others");
+  pstHandle<psTreeSet> other;
+  const int capacity = 4 + below(4);
+  if (kindOfOther == Kind::map) {
+    other = pstHandle<psTreeSet>(new (place) psTreeMap(capacity));
+  } else {
+    other = pstHandle<psTreeSet>(new (place) psTreeSet(capacity));
+  }
   SetModel others(false);
   for (int i = below(25); i > 0; --i) {
     const ItemKey item = anyItem();
-    ASSERT_EQ(other->add(item.id), others.add(item));
+    const psId value = kindOfOther == Kind::map ? anyValue() : psId();
+    others.put(item, value);
+    if (kindOfOther == Kind::map) {
+      ASSERT_EQ(static_cast<psTreeMap&>(*other).put(item.id, value), 1);
+    } else {
+      other->add(item.id);
+    }
   }
   const int before = model_.size();
   bool holdsAll = true;
@@ -190,8 +246,10 @@ void SetDriver::combine() {
       ASSERT_EQ(set.containsAll(other), holdsAll);
       break;
     case 1:
-      for (const ItemKey& item : others.list()) model_.add(item);
-      ASSERT_EQ(set.addAll(other), model_.size() != before);
+      for (const SetModel::Pair& pair : others.pairs()) {
+        isMap() ? model_.put(pair.key, pair.value) : static_cast<void>(model_.add(pair.key));
+      }
+      ASSERT_EQ(set.addAll(other), isMap() ? others.size() > 0 : model_.size() != before);
       break;
     case 2:
       for (const ItemKey& item : others.list()) model_.remove(item);
@@ -203,7 +261,7 @@ void SetDriver::combine() {
       }
       ASSERT_EQ(set.retainAll(other), model_.size() != before);
   }
-  ASSERT_FALSE(set.addAll(world_.set));
+  ASSERT_EQ(set.addAll(world_.set), isMap() && model_.size() > 0);
   ASSERT_TRUE(set.containsAll(world_.set));
   verify();
   ASSERT_EQ(psDelete(other), 1);
@@ -211,13 +269,25 @@ void SetDriver::combine() {
 }
 
 void SetDriver::forgetDeleted() {
+  std::vector<ItemKey*> items;
+  std::vector<psId*> values;
   for (int i = below(5); i > 0; --i) {
-    ItemKey& item = anyItem();
-    if (model_.get(item) == item.id) model_.remove(item);
-    pstHandle<psObj> object(item.id);
-    ASSERT_EQ(psDelete(object), 1);
-    world_.set->removeAllDeleted();
-    item = world_.newItem(item.number);
+    items.push_back(&anyItem());
+    if (isMap()) values.push_back(&anyOf(values_));
+  }
+  const auto destroy = [](const psId& id) {
+    pstHandle<psObj> object(id);
+    if (object.isValid()) psDelete(object);
+  };
+  for (const ItemKey* item : items) destroy(item->id);
+  for (const psId* value : values) destroy(*value);
+  model_.forgetDeleted();
+  world_.set->removeAllDeleted();
+  for (ItemKey* item : items) {
+    if (!item->id.isValid()) *item = world_.newItem(item->number);
+  }
+  for (psId* value : values) {
+    if (!value->isValid()) *value = world_.newValue(0);
   }
   verify();
 }
@@ -236,6 +306,7 @@ void SetDriver::moveElement() {
 
   const auto isOld = [&old](const ItemKey& item) { return item.id == old.id; };
   ItemKey& moved = *std::find_if(pool_.begin(), pool_.end(), isOld);
+  const psId value = model_.valueOf(old);
   model_.remove(old);
   const std::unique_ptr<psCollectionIterator> seeker(world_.set->iterator());
   while (seeker->hasNext()) {
@@ -245,7 +316,7 @@ void SetDriver::moveElement() {
     }
   }
   ASSERT_NE(moved.id, old.id);
-  model_.add(moved);
+  model_.add(moved, value);
   if (world_.keyed.byNumber()) {
     ASSERT_EQ(it->current(pscNoLock), moved.id);
   } else {
@@ -257,16 +328,78 @@ void SetDriver::moveElement() {
   verify();
 }
 
-class TreeSetModel : public testing::TestWithParam<Setup> {};
+void SetDriver::put() {
+  const ItemKey item = anyItem();
+  const psId value = anyValue();
+  ASSERT_TRUE(world_.keyed.put(world_.map(), item, value));
+  model_.put(item, value);
+  ASSERT_EQ(world_.keyed.get(*world_.set, item), value);
+}
+
+// What is set, cleared or moved is the value alone.
+void SetDriver::walkValues() {
+  const std::unique_ptr<psCollectionIterator> it(world_.set->valueIterator());
+  const std::vector<ItemKey> keys = model_.list();
+  IteratorWalk walk(*it, valuesOfModel(), random());
+  const bool forward = below(3) != 0;
+  if (!forward) walk.jump();
+  for (int move = below(40); move > 0 && !testing::Test::HasFailure(); --move) {
+    const int kind = below(16);
+    SCOPED_TRACE("move of kind " + std::to_string(kind) + " from " + std::to_string(walk.at) + " of " +
+                 std::to_string(walk.size()));
+    if (kind == 0) {
+      const ItemKey item = anyItem();
+      ASSERT_EQ(world_.keyed.goTo(*it, item), model_.contains(item));
+      if (walk.size() > 0) walk.at = model_.rank(item) - (model_.contains(item) ? 0 : 1);
+    } else if (kind == 1) {
+      walk.jump();
+    } else if (kind <= 4) {
+      psId value = kind == 2 ? psId() : anyValue();
+      int result = walk.isOnElement() ? 1 : 0;
+      if (kind == 4) {
+        result = walk.here().isValid() ? 1 : 0;
+        ASSERT_EQ(it->moveCurrentTo(world_.store.container("moved")), result);
+        value = it->current(pscNoLock);
+        ASSERT_TRUE(result == 0 || (value.isValid() && !walk.here().isValid()));
+        std::replace(values_.begin(), values_.end(), walk.here(), value);
+      } else {
+        ASSERT_EQ(kind == 2 ? it->remove() : it->set(value), result);
+      }
+      if (result == 1) {
+        walk.elements[static_cast<std::size_t>(walk.at)] = value;
+        model_.put(keys[static_cast<std::size_t>(walk.at)], value);
+      }
+    } else {
+      walk.step(forward == (kind <= 13));
+      if (walk.at == walk.size() && walk.size() > 0) break;
+    }
+    walk.verify();
+  }
+  verify();
+  if (walk.at != walk.size() || walk.size() == 0) return;
+  while (it->hasNext()) it->next(pscNoLock);
+  ASSERT_TRUE(it->next(pscNoLock).isNull() && it->previous(pscNoLock).isNull() && it->current(pscNoLock).isNull());
+  ASSERT_FALSE(it->hasNext() || it->hasPrevious() || it->remove() == 1 || it->set(anyValue()) == 1);
+}
+
+void SetDriver::lookForValue() {
+  const psId value = anyOf(values_);
+  const std::vector<psId> values = valuesOfModel();
+  const auto null = std::find(values.begin(), values.end(), psId());
+  ASSERT_EQ(world_.map().containsValue(pstHandle<psObj>(value)), std::find(values.begin(), null, value) != null);
+}
+
+class SortedModel : public testing::TestWithParam<Setup> {};
 
 std::string nameOfSetup(const testing::TestParamInfo<Setup>& info) {
   const Setup& setup = info.param;
-  return std::string(nameOf(setup.flavour)) + (setup.byNumber ? "ByNumber" : "ByIdentifier") + "Capacity" +
-         std::to_string(setup.capacity) + (setup.plan.place == TempStore::Place::file ? "InFile" : "InMemory") +
+  return std::string(nameOf(setup.flavour)) + nameOf(setup.kind) + (setup.byNumber ? "ByNumber" : "ByIdentifier") +
+         "Capacity" + std::to_string(setup.capacity) +
+         (setup.plan.place == TempStore::Place::file ? "InFile" : "InMemory") +
          (setup.plan.abortEvery > 0 ? "WithAborts" : "");
 }
 
-TEST_P(TreeSetModel, DoesWhatAStandardSetWouldDo) {
+TEST_P(SortedModel, DoesWhatAStandardSetOrMapWouldDo) {
   const std::uint64_t seed = seedOr(static_cast<std::uint64_t>(GetParam().capacity) * 7919 + GetParam().items);
   SCOPED_TRACE("PSCOLLECTIONS_SEED=" + std::to_string(seed));
   SetDriver(GetParam(), seed).run();
@@ -275,15 +408,21 @@ TEST_P(TreeSetModel, DoesWhatAStandardSetWouldDo) {
 constexpr TempStore::Place memory = TempStore::Place::memory;
 constexpr TempStore::Place file = TempStore::Place::file;
 
-INSTANTIATE_TEST_SUITE_P(, TreeSetModel,
-                         testing::Values(Setup{Flavour::handle, true, 4, 200, {memory, 3000, 0, 3}},
-                                         Setup{Flavour::raw, true, 5, 200, {memory, 3000, 0, 0}},
-                                         Setup{Flavour::callback, true, 6, 300, {memory, 3000, 0, 4}},
-                                         Setup{Flavour::handle, false, 4, 150, {file, 2000, 400, 3}},
-                                         Setup{Flavour::callback, false, 7, 300, {memory, 3000, 0, 0}},
-                                         Setup{Flavour::raw, true, 4, 150, {file, 2000, 250, 0}},
-                                         Setup{Flavour::callback, false, 5, 150, {file, 2000, 400, 2}},
-                                         Setup{Flavour::handle, true, 200, 1500, {file, 3000, 600, 5}}),
+INSTANTIATE_TEST_SUITE_P(, SortedModel,
+                         testing::Values(Setup{Kind::set, Flavour::handle, true, 4, 200, {memory, 3000, 0, 3}},
+                                         Setup{Kind::set, Flavour::raw, true, 5, 200, {memory, 3000, 0, 0}},
+                                         Setup{Kind::set, Flavour::callback, true, 6, 300, {memory, 3000, 0, 4}},
+                                         Setup{Kind::set, Flavour::handle, false, 4, 150, {file, 2000, 400, 3}},
+                                         Setup{Kind::set, Flavour::callback, false, 7, 300, {memory, 3000, 0, 0}},
+                                         Setup{Kind::set, Flavour::raw, true, 4, 150, {file, 2000, 250, 0}},
+                                         Setup{Kind::set, Flavour::callback, false, 5, 150, {file, 2000, 400, 2}},
+                                         Setup{Kind::set, Flavour::handle, true, 200, 1500, {file, 3000, 600, 5}},
+                                         Setup{Kind::map, Flavour::handle, true, 4, 200, {memory, 3000, 0, 3}},
+                                         Setup{Kind::map, Flavour::raw, true, 5, 200, {memory, 3000, 0, 0}},
+                                         Setup{Kind::map, Flavour::callback, true, 6, 300, {memory, 3000, 0, 4}},
+                                         Setup{Kind::map, Flavour::handle, false, 4, 150, {file, 2000, 400, 3}},
+                                         Setup{Kind::map, Flavour::callback, false, 7, 300, {memory, 3000, 0, 0}},
+                                         Setup{Kind::map, Flavour::handle, true, 200, 1500, {file, 3000, 600, 5}}),
                          nameOfSetup);
 
 }  // namespace

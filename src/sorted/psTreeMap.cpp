@@ -1,0 +1,124 @@
+#include "sorted/psTreeMap.h"
+
+#include <memory>
+#include <optional>
+#include <utility>
+
+#include "core/KeyWalk.h"
+#include "sorted/psTreeMapKeyIterator.h"
+#include "sorted/psTreeMapValueIterator.h"
+#include "tree/NodeSplit.h"
+#include "tree/TreePosition.h"
+#include "tree/TreeRoot.h"
+
+using ps::detail::CallbackProbe;
+using ps::detail::HandleProbe;
+using ps::detail::JavaProbe;
+using ps::detail::KeyProbe;
+using ps::detail::TreePosition;
+
+namespace {
+
+const pstProcessInitTermClass processInitTerm;
+
+// Whether the value of the pair at the position has been replaced.
+bool replaceValue(const TreePosition& position, const pstRef<psObj>& value) {
+  ps::detail::ArrayEdit values(position.leaf->values());
+  if (!values.isOpen() || position.index >= values.count()) return false;
+  values.put(position.index, value);
+  return true;
+}
+
+bool putPair(psTreeMap& map, KeyProbe& probe, const pstRef<psObj>& key, const pstRef<psObj>& value) {
+  if (key.isNull()) return false;
+  const std::optional<TreePosition> at = ps::detail::locateRoom(map, probe);
+  if (!at) return false;
+  return at->matched ? replaceValue(*at, value) : ps::detail::insertElement(*at, key, value);
+}
+
+}  // namespace
+
+psTreeMap::psTreeMap(int n, pstHandle<psContObj> adminContainer, pstHandle<psContObj> vArrayContainer)
+    : psTreeSet(n, std::move(adminContainer), std::move(vArrayContainer)) {
+  createValues(n);
+}
+
+psTreeMap::psTreeMap(pstHandle<psCompare>& comparator, int n, pstHandle<psContObj> adminContainer,
+                     pstHandle<psContObj> vArrayContainer)
+    : psTreeSet(comparator, n, std::move(adminContainer), std::move(vArrayContainer)) {
+  createValues(n);
+}
+
+void psTreeMap::createValues(int n) {
+  if (admin().isNull()) return;
+  values_ = ps::detail::constructValues(*this, n);
+  if (values_.isNull()) undoConstruction();
+}
+
+psTreeMap::~psTreeMap() noexcept { ps::detail::destroyRoot(*this); }
+
+int psTreeMap::put(const pstHandle<psObj>& key, const pstHandle<psObj>& value) {
+  HandleProbe probe(key, {comparator()});
+  return putPair(*this, probe, key, value) ? 1 : 0;
+}
+
+int psTreeMap::put(const pstHandle<psObj>& key, const pstHandle<psObj>& value,
+                   int (*compare)(unsigned int, unsigned int)) {
+  CallbackProbe probe(compare);
+  return putPair(*this, probe, key, value) ? 1 : 0;
+}
+
+int psTreeMap::put(const pstHandle<psObj>& key, const pstHandle<psObj>& value, _jobject*& javaKey, _jobject*& callee,
+                   JNIEnv_* env) {
+  JavaProbe probe(javaKey, callee, env);
+  return putPair(*this, probe, key, value) ? 1 : 0;
+}
+
+pstRef<psObj> psTreeMap::get(const pstHandle<psObj>& key) const {
+  HandleProbe probe(key, {comparator()});
+  return ps::detail::storedFor(*this, probe);
+}
+
+bool psTreeMap::containsValue(const pstHandle<psObj>& value) const {
+  const std::unique_ptr<psCollectionIterator> it(valueIterator());
+  for (;;) {
+    const pstRef<psObj> stored = it->next(pscNoLock);
+    if (stored.isNull()) return false;
+    if (stored == value) return true;
+  }
+}
+
+bool psTreeMap::add(const pstHandle<psObj>& element) {
+  put(element, pstHandle<psObj>());
+  return true;
+}
+
+bool psTreeMap::addAll(pstHandle<psCollection>& other) {
+  bool any = false;
+  const bool isMap = ptmIsKindOf(other.typeN(), pstTypeN) != 0;
+  ps::detail::visitPairs(other, isMap, [&](const pstHandle<psObj>& key, const pstHandle<psObj>& value) {
+    put(key, value);
+    return any = true;
+  });
+  return any;
+}
+
+psCollectionIterator* psTreeMap::iterator() const {
+  pstHandle<psTreeMap> self(this);
+  return new psTreeMapKeyIterator(self);
+}
+
+psCollectionIterator* psTreeMap::valueIterator() const {
+  pstHandle<psTreeMap> self(this);
+  return new psTreeMapValueIterator(self);
+}
+
+void psTreeMap::removeAllDeleted() {
+  psTreeSet::removeAllDeleted();
+  const std::unique_ptr<psCollectionIterator> it(valueIterator());
+  removeDeleted(*it);
+}
+
+int psTreeMap::full(int) { return ps::detail::splitRoot(*this, maxNumberOfChildren() / 2, ps::detail::mapNodes()); }
+
+pstRef<psUnsortedArray> psTreeMap::values() const { return values_; }

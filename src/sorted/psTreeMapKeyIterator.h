@@ -1,0 +1,14 @@
+#pragma once
+
+#include "sorted/psTreeMap.h"
+#include "tree/psTreeIterator.h"
+
+// Walks the keys of a map. remove removes the pair; a key that is moved keeps its value.
+class PS_API psTreeMapKeyIterator : public psTreeIterator {
+ public:
+  explicit psTreeMapKeyIterator(pstHandle<psTreeMap>& map);
+  ~psTreeMapKeyIterator() override;
+
+  // The value of the current pair; null also when it is null, or there is no current pair.
+  pstRef<psObj> currentValue() override;
+};

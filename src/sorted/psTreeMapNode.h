@@ -1,0 +1,53 @@
+#pragma once
+
+#include "tree/psBTree.h"
+
+namespace ps::detail {
+template <class Node, class Array>
+class ChildKind;
+struct NodeParts;
+}  // namespace ps::detail
+
+// A node of a sorted map, other than the root. Nodes are made and deleted by their tree alone; what concerns the whole
+// collection they pass on to their parent, and so to the root.
+class PS_API psTreeMapNode : public psBTree {
+  PS_PERSISTENT_CLASS(psTreeMapNode, psBTree, 4019)
+
+ public:
+  psTreeMapNode() = default;
+  // A node below p, with an array of the capacity that p's has, in the container that the tree's administrator
+  // provides; a leaf has another one for values, near it. When that fails the node has no array.
+  psTreeMapNode(pstHandle<psBTree>& p, unsigned char leaf);
+  // Deletes the node's arrays.
+  ~psTreeMapNode() noexcept override;
+
+  bool add(const pstHandle<psObj>& element) override;
+  const pstRef<psTreeAdmin>& admin() const override;
+  pstRef<psCompare> comparator() const override;
+  pstRef<psObj> get(const void* key) const override;
+  using psBTree::get;
+  // Removes the pair whose key matches, looking for it below this node.
+  bool remove(const pstHandle<psObj>& key) override;
+
+  pstHandle<psBTree> childOf(const pstHandle<psBTree>& ancestor) const override;
+  using psBTree::first;
+  int full(int where) override;
+  int newLow(pstHandle<psBTree>& oldLow) override;
+  pstHandle<psBTree> parent() const override;
+  int parent(const pstHandle<psBTree>& p) override;
+  int removeNode(pstHandle<psBTree>& node) override;
+  bool isLeaf() const override;
+  pstHandle<psBTree> root() const override;
+  // Null in interior nodes.
+  pstRef<psUnsortedArray> values() const override;
+
+ private:
+  friend class ps::detail::ChildKind<psTreeMapNode, psSortedArray>;
+
+  explicit psTreeMapNode(const ps::detail::NodeParts& parts);
+
+  pstRef<psUnsortedArray> values_;
+  pstRef<psBTree> parent_;
+};
+
+static_assert(sizeof(psTreeMapNode) == 40, "stored layout");
