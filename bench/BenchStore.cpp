@@ -63,6 +63,12 @@ std::size_t sizeOf(const ScratchFile& file) {
   return size;
 }
 
+void copyStore(const ScratchFile& from, const ScratchFile& to) {
+  std::error_code error;
+  std::filesystem::copy_file(from.path(), to.path(), std::filesystem::copy_options::overwrite_existing, error);
+  if (error) stop("cannot copy a store to " + to.path().string() + ": " + error.message());
+}
+
 void checkInOtherProcess(const ScratchFile& store, const std::function<std::string(psSession&)>& check) {
   std::fflush(nullptr);
   const pid_t child = fork();

@@ -31,6 +31,9 @@ class ScratchFile {
 // Bytes of the file.
 std::size_t sizeOf(const ScratchFile& file);
 
+// Copies a store that nobody has open.
+void copyStore(const ScratchFile& from, const ScratchFile& to);
+
 // Runs check in another process, in a read transaction of a session of its own, and stops this program when check
 // returns a complaint, or when the other process ends otherwise. This process must have no session open. check must not
 // call stop, which would remove this process's files.

@@ -9,17 +9,16 @@
 #include <algorithm>
 #include <cstdint>
 #include <deque>
-#include <filesystem>
 #include <iterator>
 #include <memory>
 #include <numeric>
 #include <random>
 #include <string>
-#include <system_error>
 #include <vector>
 
 #include "BenchStore.h"
 #include "RatioReporter.h"
+#include "Workloads.h"
 #include "core/psCollectionIterator.h"
 #include "store/psSession.h"
 #include "tree/psTreeList.h"
@@ -103,9 +102,7 @@ void append(const IntegerKeys& lmdb, int length) {
 class Store {
  public:
   Store() {
-    std::error_code error;
-    std::filesystem::copy_file(Elements::instance().store().path(), file_.path(), error);
-    if (error) stop("cannot copy a store to " + file_.path().string() + ": " + error.message());
+    copyStore(Elements::instance().store(), file_);
     if (session_.open(file_.path().string()) != 1) stop(session_.lastError());
   }
 
@@ -208,28 +205,15 @@ const Filled& filledWith() {
   return filled;
 }
 
-// Loads a new contestant each time; only load(contestant) is timed.
-template <class Contestant, class Load>
-void runLoads(benchmark::State& state, int length, Load load) {
-  Elements::instance();
-  while (state.KeepRunningBatch(length)) {
-    state.PauseTiming();
-    auto contestant = std::make_unique<Contestant>();
-    state.ResumeTiming();
-    load(*contestant);
-    state.PauseTiming();
-    contestant.reset();
-    state.ResumeTiming();
-  }
-}
-
 template <class Put>
 void loadList(benchmark::State& state, int length, Put put) {
+  Elements::instance();
   runLoads<Store>(state, length, [&](Store& store) { store.fill(length, put); });
 }
 
 template <class Put>
 void loadDeque(benchmark::State& state, int length, Put put) {
+  Elements::instance();
   runLoads<Deque>(state, length, [&](Deque& deque) { fill(deque, length, put); });
 }
 
@@ -308,38 +292,16 @@ void inLmdb(const Filled& filled, Run run) {
   mdb_txn_abort(transaction);
 }
 
-template <class Walk>
-void requireWhole(const Filled& filled, Walk walk) {
-  if (walk() != filled.sum) stop("a walk does not meet every element");
-}
-
-// Walks over all elements. The first, which is not timed, brings them into memory.
 auto walks(benchmark::State& state) {
-  return [&state](auto walk, auto) {
-    const Filled& filled = filledWith<longLength>();
-    requireWhole(filled, walk);
-    while (state.KeepRunningBatch(longLength)) {
-      requireWhole(filled, walk);
-      benchmark::ClobberMemory();
-    }
-  };
+  return [&state](auto walk, auto) { runWalks(state, longLength, filledWith<longLength>().sum, walk); };
 }
 
-// Gets elements at random positions, after a walk as above.
+// Gets elements by position, after a walk has brought them into memory.
 auto gets(benchmark::State& state, const Filled& filled) {
   return [&](auto walk, auto get) {
-    requireWhole(filled, walk);
-    std::vector<int> positions(filled.deque.size());
-    std::iota(positions.begin(), positions.end(), 0);
-    std::shuffle(positions.begin(), positions.end(), std::mt19937_64(7));
-    for (int i = 0; i < 100; ++i) {
-      if (get(positions[i]) != Elements::instance()[positions[i]].bits()) stop("get does not give what was put");
-    }
-    std::size_t i = 0;
-    for (auto _ : state) {
-      benchmark::DoNotOptimize(get(positions[i]));
-      if (++i == positions.size()) i = 0;
-    }
+    if (walk() != filled.sum) stop("a walk does not meet every element");
+    runGets(state, static_cast<int>(filled.deque.size()), get,
+            [](int position) { return Elements::instance()[position].bits(); });
   };
 }
 

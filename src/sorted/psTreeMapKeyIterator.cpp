@@ -1,6 +1,5 @@
 #include "sorted/psTreeMapKeyIterator.h"
 
-#include "arrays/ArrayView.h"
 #include "tree/NodeLinks.h"
 
 psTreeMapKeyIterator::psTreeMapKeyIterator(pstHandle<psTreeMap>& map) : psTreeIterator(map) {}
@@ -9,6 +8,7 @@ psTreeMapKeyIterator::~psTreeMapKeyIterator() = default;
 
 pstRef<psObj> psTreeMapKeyIterator::currentValue() {
   if (position_ < 0 || !ps::detail::isReadable(leaf_)) return pstRef<psObj>();
-  const ps::detail::ArrayView values(leaf_->values());
-  return position_ < values.count() ? values[position_] : pstRef<psObj>();
+  values_.use(leaf_->values());
+  const pstRef<psObj>* const value = values_.at(position_);
+  return value != nullptr ? *value : pstRef<psObj>();
 }

@@ -38,29 +38,34 @@ pstRef<psUnsortedArray> psTreeIterator::deliveredFrom(const pstHandle<psBTree>& 
   return delivery_ == Delivery::values ? leaf->values() : NodeAccess::elements(*leaf);
 }
 
+void psTreeIterator::Entries::use(const pstRef<psUnsortedArray>& array) {
+  if (array_ == array) return;
+  array_ = array;
+  first_ = nullptr;
+  pin_.reset();
+}
+
+const pstRef<psObj>* psTreeIterator::Entries::at(int i) {
+  const psUnsortedArray* const array = array_.isNull() ? nullptr : array_.operator->();
+  if (array == nullptr || i > array->lastIndex()) return nullptr;
+  if (first_ == nullptr) {
+    const ArrayView entries(array_);
+    if (entries.count() == 0) return nullptr;
+    first_ = &entries[0];
+    pin_.emplace(first_);
+  }
+  return first_ + i;
+}
+
 void psTreeIterator::standIn(const pstHandle<psBTree>& leaf) {
   if (leaf == leaf_) return;
   leaf_ = leaf;
-  delivered_ = deliveredFrom(leaf);
-  entries_ = nullptr;
-  entriesPin_.reset();
+  delivered_.use(deliveredFrom(leaf));
 }
 
 bool psTreeIterator::isBehindLast() const {
-  const ArrayView entries(delivered_);
+  const ArrayView entries(delivered_.array());
   return entries.count() > 0 && position_ >= entries.count();
-}
-
-const pstRef<psObj>* psTreeIterator::entryAt(int i) {
-  const psUnsortedArray* const array = delivered_.isNull() ? nullptr : delivered_.operator->();
-  if (array == nullptr || i > array->lastIndex()) return nullptr;
-  if (entries_ == nullptr) {
-    const ArrayView entries(delivered_);
-    if (entries.count() == 0) return nullptr;
-    entries_ = &entries[0];
-    entriesPin_.emplace(entries_);
-  }
-  return entries_ + i;
 }
 
 pstHandle<psBTree> psTreeIterator::openRoot() const {
@@ -71,7 +76,7 @@ pstHandle<psCollection> psTreeIterator::collection() { return openRoot(); }
 
 pstRef<psObj>* psTreeIterator::currentAddress(psLockMode mode) {
   pin_.reset();
-  const ArrayView entries(delivered_);
+  const ArrayView entries(delivered_.array());
   if (position_ < 0 || position_ >= entries.count()) return nullptr;
   if (mode != pscNoLock && !ArrayEdit(entries.array()).isOpen()) return nullptr;
   pin_.emplace(&entries[position_]);
@@ -116,7 +121,7 @@ int psTreeIterator::currentIndex() {
 }
 
 std::optional<psTreeIterator::Place> psTreeIterator::placeAfter() const {
-  const ArrayView entries(delivered_);
+  const ArrayView entries(delivered_.array());
   if (entries.count() == 0) return std::nullopt;
   if (position_ + 1 < entries.count()) {
     return Place{leaf_, position_ + 1, indexAfter(1), true, entries[position_ + 1]};
@@ -133,7 +138,7 @@ std::optional<psTreeIterator::Place> psTreeIterator::placeAfter() const {
 }
 
 std::optional<psTreeIterator::Place> psTreeIterator::placeBefore() const {
-  const ArrayView entries(delivered_);
+  const ArrayView entries(delivered_.array());
   if (entries.count() == 0) return std::nullopt;
   if (position_ > 0) {
     const int position = std::min(position_, entries.count()) - 1;
@@ -159,7 +164,7 @@ pstRef<psObj> psTreeIterator::stepTo(const Place& place, psLockMode mode) {
 
 pstRef<psObj> psTreeIterator::next(psLockMode mode) {
   if (mode == pscNoLock) {
-    if (const pstRef<psObj>* const element = entryAt(position_ + 1)) {
+    if (const pstRef<psObj>* const element = delivered_.at(position_ + 1)) {
       ++position_;
       index_ = indexAfter(1);
       return *element;
@@ -172,7 +177,7 @@ pstRef<psObj> psTreeIterator::next(psLockMode mode) {
 pstRef<psObj> psTreeIterator::previous(psLockMode mode) {
   if (position_ == -1) return pstRef<psObj>();
   if (mode == pscNoLock && position_ > 0) {
-    if (const pstRef<psObj>* const element = entryAt(position_ - 1)) {
+    if (const pstRef<psObj>* const element = delivered_.at(position_ - 1)) {
       --position_;
       index_ = indexAfter(-1);
       return *element;
@@ -183,8 +188,8 @@ pstRef<psObj> psTreeIterator::previous(psLockMode mode) {
 }
 
 bool psTreeIterator::hasNext() {
-  if (entryAt(position_ + 1) != nullptr) return true;
-  const ArrayView entries(delivered_);
+  if (delivered_.at(position_ + 1) != nullptr) return true;
+  const ArrayView entries(delivered_.array());
   if (entries.count() == 0) return false;
   return position_ + 1 < entries.count() || !ps::detail::nextNode(*leaf_).node.isNull();
 }
@@ -218,7 +223,7 @@ pstRef<psObj> psTreeIterator::goToIndex(int i, psLockMode mode) {
 
 bool psTreeIterator::standAt(const psBTree& root, ps::detail::KeyProbe& probe) {
   // Only an empty root is an empty leaf: there is nowhere to go.
-  if (ArrayView(delivered_).count() == 0) return false;
+  if (ArrayView(delivered_.array()).count() == 0) return false;
   const TreePosition at = ps::detail::locate(root, probe);
   if (at.failed) return false;
   stepTo(Place{at.leaf, at.matched ? at.index : at.index - 1, unknownIndex, at.matched, at.element}, pscNoLock);
@@ -266,7 +271,7 @@ std::optional<psTreeIterator::Place> psTreeIterator::placeAfterRemoval(int count
 
 int psTreeIterator::remove() {
   if (!leaf_.isValid()) return 0;
-  const int count = ArrayView(delivered_).count();
+  const int count = ArrayView(delivered_.array()).count();
   if (position_ < 0 || position_ >= count) return 0;
   const std::optional<Place> stand = placeAfterRemoval(count);
   if (!stand || !ps::detail::removeElement(leaf_, position_)) return 0;
@@ -317,7 +322,7 @@ bool psTreeIterator::placeAnew(const pstHandle<psBTree>& root, const pstHandle<p
   if (!standAt(*root, oldProbe) || !position) return false;
   // A leaf that takes the element back stays, even if it was the only one.
   std::optional<Place> stand =
-      position->leaf == leaf_ ? placeBefore() : placeAfterRemoval(ArrayView(delivered_).count());
+      position->leaf == leaf_ ? placeBefore() : placeAfterRemoval(ArrayView(delivered_.array()).count());
   if (!stand || !ps::detail::replaceElement(leaf_, position_, *position, element)) return false;
   if (stand->leaf == position->leaf && position->index <= stand->position) ++stand->position;
   stand->index = stand->position < 0 ? -1 : unknownIndex;

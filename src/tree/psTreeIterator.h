@@ -40,6 +40,22 @@ class PS_API psTreeIterator : public psCollectionIterator {
   enum class Delivery { elements, values };
   psTreeIterator(pstHandle<psBTree>& tree, Delivery delivery);
 
+  // An array of the current leaf, kept open, and the first of its entries, once it was needed, so that steps within a
+  // leaf open and look up nothing.
+  class Entries {
+   public:
+    // Nothing happens when it is this array already.
+    void use(const pstRef<psUnsortedArray>& array);
+    // The address of entry i; null when there is none or it cannot be read.
+    const pstRef<psObj>* at(int i);
+    const pstHandle<psUnsortedArray>& array() const { return array_; }
+
+   private:
+    pstHandle<psUnsortedArray> array_;
+    const pstRef<psObj>* first_ = nullptr;
+    std::optional<ps::detail::PagePin> pin_;
+  };
+
   // Makes the leaf the current one; a null one leaves the iterator nowhere.
   void standIn(const pstHandle<psBTree>& leaf);
   bool isBehindLast() const;
@@ -74,8 +90,6 @@ class PS_API psTreeIterator : public psCollectionIterator {
 
   // The array of a leaf that the iterator delivers from; null when there is no leaf or it cannot be read.
   pstRef<psUnsortedArray> deliveredFrom(const pstHandle<psBTree>& leaf) const;
-  // The address of entry i of the current leaf; null when there is none or it cannot be read.
-  const pstRef<psObj>* entryAt(int i);
   // The address of the current reference, its array opened as mode asks; null when there is none or the open is
   // refused. It stays good until the next call.
   pstRef<psObj>* currentAddress(psLockMode mode);
@@ -96,11 +110,7 @@ class PS_API psTreeIterator : public psCollectionIterator {
                  ps::detail::KeyProbe& probe, const pstRef<psObj>& element);
 
   Delivery delivery_ = Delivery::elements;
-  // The array of leaf_ that is delivered from, kept open, and the first of its entries, once it was needed, so that
-  // steps within a leaf open and look up nothing.
-  pstHandle<psUnsortedArray> delivered_;
-  const pstRef<psObj>* entries_ = nullptr;
-  std::optional<ps::detail::PagePin> entriesPin_;
+  Entries delivered_;
   std::optional<ps::detail::PagePin> pin_;  // of what currentAddress gave out
   pstRef<psObj> nothing_;                   // what currentP gives out where there is none
 };
