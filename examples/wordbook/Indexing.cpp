@@ -2,23 +2,27 @@
 
 #include <unistd.h>
 
+#include <algorithm>
 #include <cerrno>
 #include <filesystem>
 #include <memory>
-#include <vector>
+#include <string_view>
 
 namespace {
 
 constexpr std::uint64_t wordsBetweenProgress = 4096;
-constexpr std::size_t pieceSize = std::size_t{64} << 10;
+constexpr std::size_t blockSize = std::size_t{64} << 10;
+// Longer lines are taken in parts, so that a file without line ends needs no memory for all of it.
+constexpr std::size_t longestPiece = std::size_t{64} << 10;
 
 }  // namespace
 
 Indexing::Indexing(const std::string& store)
-    : store_(store),
-      book_(store, pscUpdate),
-      splitter_([this](const std::string& word) { take(word); }),
-      onTerminal_(isatty(STDERR_FILENO) != 0) {}
+    : store_(store), book_(store, pscUpdate), splitter_(makeSplitter()), onTerminal_(isatty(STDERR_FILENO) != 0) {}
+
+WordSplitter Indexing::makeSplitter() {
+  return WordSplitter([this](const std::string& word) { found_.push_back(word); });
+}
 
 Indexing::~Indexing() { hideProgress(); }
 
@@ -31,32 +35,58 @@ bool Indexing::isStore(const std::string& name) const {
 }
 
 bool Indexing::addFile(const std::string& name) {
-  file_ = name == "-" ? "standard input" : name;
-  splitter_ = WordSplitter([this](const std::string& word) { take(word); });
-  if (name == "-") return read(stdin);
-  const std::unique_ptr<std::FILE, int (*)(std::FILE*)> text(std::fopen(name.c_str(), "rb"), &std::fclose);
-  return text != nullptr && read(text.get());
+  const bool isInput = name == "-";
+  file_ = isInput ? "standard input" : name;
+  std::error_code ignored;
+  if (!isInput && std::filesystem::is_directory(name, ignored)) {
+    errno = EISDIR;
+    return false;
+  }
+  const auto close = [](std::FILE* file) { return file != stdin ? std::fclose(file) : 0; };
+  const std::unique_ptr<std::FILE, decltype(close)> text(isInput ? stdin : std::fopen(name.c_str(), "rb"), close);
+  if (text == nullptr) return false;
+  const WordBook::Extent known = book_.beginText(isInput ? file_ : std::filesystem::canonical(name, ignored).string());
+  line_ = known.lines + 1;
+  splitter_ = makeSplitter();
+  if (!isInput && known.bytes > 0 && fseeko(text.get(), static_cast<off_t>(known.bytes), SEEK_SET) != 0) return false;
+  return read(text.get());
 }
 
 bool Indexing::read(std::FILE* text) {
   showProgress();
-  std::vector<char> piece(pieceSize);
+  std::vector<char> block(blockSize);
+  std::string piece;
   std::size_t size = 0;
-  while ((size = std::fread(piece.data(), 1, piece.size(), text)) > 0) splitter_.feed({piece.data(), size});
+  while ((size = std::fread(block.data(), 1, block.size(), text)) > 0) {
+    for (std::string_view rest(block.data(), size); !rest.empty();) {
+      const std::size_t end = std::min(rest.find('\n'), rest.size() - 1) + 1;
+      piece.append(rest.substr(0, end));
+      rest.remove_prefix(end);
+      if (piece.back() != '\n' && piece.size() < longestPiece) continue;
+      take(piece, false);
+      piece.clear();
+    }
+  }
   const int code = std::ferror(text) != 0 ? errno : 0;
-  // The word at which a failed reading ends may be half of one.
-  if (code == 0) splitter_.finish();
+  // The line at which a failed reading ends may be half of one.
+  if (code == 0) take(piece, true);
   hideProgress();
   errno = code;
   return code == 0;
 }
 
-void Indexing::take(const std::string& word) {
-  book_.add(word);
-  if (++words_ % wordsBetweenProgress == 0) showProgress();
+void Indexing::take(const std::string& piece, bool isLast) {
+  splitter_.feed(piece);
+  if (isLast) splitter_.finish();
+  book_.add(piece, found_);
+  const std::uint64_t before = words_;
+  words_ += found_.size();
+  found_.clear();
+  if (!piece.empty() && piece.back() == '\n') ++line_;
+  if (words_ / wordsBetweenProgress != before / wordsBetweenProgress) showProgress();
 }
 
-std::string Indexing::place() const { return file_ + ", line " + std::to_string(splitter_.line()); }
+std::string Indexing::place() const { return file_ + ", line " + std::to_string(line_); }
 
 void Indexing::showProgress() {
   if (!onTerminal_) return;

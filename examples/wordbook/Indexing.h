@@ -3,6 +3,7 @@
 #include <cstdint>
 #include <cstdio>
 #include <string>
+#include <vector>
 
 #include "WordBook.h"
 #include "WordSplitter.h"
@@ -15,8 +16,9 @@ class Indexing {
   Indexing& operator=(const Indexing&) = delete;
   ~Indexing();
 
-  // Adds the words of a file, "-" being standard input. False, with errno set, when it cannot be read to its end: the
-  // words up to there are added all the same. Throws a WordBookError when the store fails.
+  // Adds what a file holds beyond what is in the book of it already; "-" is standard input, taken as one long text.
+  // False, with errno set, when it cannot be read to its end: what was read is added all the same. Throws a
+  // WordBookError when the store fails.
   bool addFile(const std::string& name);
   void commit() { book_.commit(); }
 
@@ -24,21 +26,24 @@ class Indexing {
   bool isStore(const std::string& name) const;
 
   std::uint64_t words() const { return words_; }
-  std::uint64_t newWords() const { return book_.added(); }
-  std::uint64_t committedWords() const { return book_.committed(); }
+  std::uint64_t newWords() const { return book_.newWords(); }
+  std::uint64_t committedWords() const { return book_.committedWords(); }
   // Where the reading stands: "FILE, line N".
   std::string place() const;
 
  private:
+  WordSplitter makeSplitter();
   bool read(std::FILE* text);
-  void take(const std::string& word);
+  void take(const std::string& piece, bool isLast);
   void showProgress();
   void hideProgress();
 
   std::string store_;
   WordBook book_;
   std::string file_;
+  std::uint64_t line_ = 1;
   WordSplitter splitter_;
+  std::vector<std::string> found_;  // the words of the piece at hand
   std::uint64_t words_ = 0;
   bool onTerminal_;
 };

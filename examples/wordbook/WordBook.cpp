@@ -1,20 +1,42 @@
 #include "WordBook.h"
 
+#include <algorithm>
 #include <cstring>
 #include <filesystem>
 #include <memory>
 
-#include "Word.h"
+#include "Line.h"
 #include "WordCompare.h"
 
 namespace {
 
 constexpr const char* databaseName = "wordbook";
-constexpr const char* setName = "words";
+constexpr const char* wordsName = "words and lines";
+constexpr const char* textsName = "texts";
 constexpr int entriesInNode = 200;
 constexpr std::uint64_t wordsInCommit = 10000;
 
+// Most words occur a few times, and an array has its full size from the beginning.
+constexpr int occurrencesInNode = 16;
+// Lists of occurrences share containers also when they grow, since there are more of them than a database has
+// containers.
+constexpr int partsInContainer = 10000;
+
+// The words, lines and lists of so many texts share a container of each sort. So neither many texts nor much text runs
+// into a limit: a container takes 512 MiB.
+constexpr int textsInContainer = 50;
+
+constexpr std::size_t longestShownLine = 500;
+
 std::string howToMake(const std::string& path) { return "; make one with: wordbook index " + path + " FILE..."; }
+
+// A line as it is shown: without its end, with blanks for control characters, and cut when it is very long.
+std::string shown(const std::string& line) {
+  std::string letters = line.substr(0, std::min(line.find_last_not_of("\r\n") + 1, longestShownLine));
+  const auto isControl = [](unsigned char byte) { return byte < ' ' || byte == '\x7F'; };
+  std::replace_if(letters.begin(), letters.end(), isControl, ' ');
+  return letters;
+}
 
 }  // namespace
 
@@ -30,56 +52,120 @@ WordBook::WordBook(const std::string& path, psMode mode) : path_(path) {
 }
 
 void WordBook::find(psMode mode) {
-  const pstHandle<psDBObj> database = session_.database(databaseName);
-  if (!database.isNull()) words_.lookupObj(database, setName, mode);
+  database_ = session_.database(databaseName);
+  if (!database_.isNull()) {
+    words_.lookupObj(database_, wordsName, mode);
+    texts_.lookupObj(database_, textsName, mode);
+  }
   requireNothingRefused();
-  if (mode == pscUpdate) {
-    if (words_.isNull()) create(database);
-    texts_ = session_.container(database, "texts");
-    if (texts_.isNull()) fail();
-  } else if (words_.isNull()) {
-    throw WordBookError("the store '" + path_ + "' holds no word book" + howToMake(path_));
+  if (!words_.isNull() && !texts_.isNull()) return;
+  if (mode != pscUpdate) throw WordBookError("the store '" + path_ + "' holds no word book" + howToMake(path_));
+  const pstHandle<psCompare> order(new (session_.container(database_, "index")) WordCompare);
+  words_ = create(order, wordsName);
+  texts_ = create(order, textsName);
+}
+
+pstHandle<psTreeMap> WordBook::create(const pstHandle<psCompare>& order, const char* name) {
+  pstHandle<psCompare> comparator(order);
+  const pstHandle<psTreeMap> map(new (session_.container(database_, "index")) psTreeMap(comparator, entriesInNode));
+  if (map.isNull() || map->admin().isNull() || session_.name(map, database_, name) != 1) fail();
+  return map;
+}
+
+WordBook::Extent WordBook::beginText(const std::string& name) {
+  takePlaces();
+  text_ = pstHandle<Text>(texts_->get(name.c_str()));
+  if (text_.isNull()) {
+    requireNothingRefused();
+    const pstHandle<Word> key(new (wordPlace_) Word(name));
+    if (key.isNull() || *key->text() == '\0') fail();
+    text_ = new (linePlace_) Text(key);
+    if (text_.isNull() || texts_->put(key, text_) != 1) fail();
+  }
+  if (text_.open(pscUpdate) != 1) fail();
+  return {text_->bytes(), text_->lines()};
+}
+
+void WordBook::takePlaces() {
+  const std::string group = ' ' + std::to_string(texts_->size() / textsInContainer);
+  wordPlace_ = session_.container(database_, ("words" + group).c_str());
+  linePlace_ = session_.container(database_, ("lines" + group).c_str());
+  listPlace_ = session_.container(database_, ("lists" + group).c_str());
+  if (wordPlace_.isNull() || linePlace_.isNull() || listPlace_.isNull()) fail();
+}
+
+void WordBook::add(const std::string& piece, const std::vector<std::string>& words) {
+  if (text_.open(pscUpdate) != 1) fail();
+  if (!words.empty()) {
+    const pstHandle<Line> line(new (linePlace_) Line(text_, text_->lines() + 1, shown(piece)));
+    if (line.isNull() || !line->isWhole()) fail();
+    for (const std::string& word : words) {
+      if (occurrencesOf(word)->addLast(line) != 1) fail();
+    }
+  }
+  text_->advance(piece.size(), !piece.empty() && piece.back() == '\n' ? 1 : 0);
+  addedWords_ += words.size();
+  if (addedWords_ - committedWords_ < wordsInCommit) return;
+  const std::uint64_t bytes = text_->bytes();
+  commit();
+  if (session_.begin(pscUpdate) != 1 || text_.open(pscUpdate) != 1) fail();
+  if (text_->bytes() != bytes) {
+    throw WordBookError("another process has added to the same text; let one of them do it");
   }
 }
 
-void WordBook::create(const pstHandle<psDBObj>& database) {
-  const pstHandle<psContObj> index = session_.container(database, "index");
-  pstHandle<psCompare> order(new (index) WordCompare);
-  words_ = pstHandle<psTreeSet>(new (index) psTreeSet(order, entriesInNode));
-  if (words_.isNull() || words_->admin().isNull()) fail();
-  if (session_.name(words_, database, setName) != 1) fail();
+pstHandle<psTreeList> WordBook::occurrencesOf(const std::string& word) {
+  pstHandle<psTreeList> occurrences(words_->get(word.c_str()));
+  requireNothingRefused();
+  if (occurrences.isNull()) return addWord(word);
+  if (occurrences.open(pscRead) != 1) fail();
+  return occurrences;
 }
 
-bool WordBook::contains(const std::string& word) {
-  const bool found = words_->contains(word.c_str());
-  if (!found) requireNothingRefused();
-  return found;
-}
-
-bool WordBook::add(const std::string& word) {
-  if (contains(word)) return false;
-  const pstHandle<Word> added(new (texts_) Word(word.c_str()));
+pstHandle<psTreeList> WordBook::addWord(const std::string& word) {
+  const pstHandle<Word> key(new (wordPlace_) Word(word));
   // An empty text is one for which there was no room.
-  if (added.isNull() || *added->text() == '\0' || !words_->add(added)) fail();
-  ++added_;
-  if (added_ - committed_ == wordsInCommit) {
-    commit();
-    if (session_.begin(pscUpdate) != 1) fail();
-  }
-  return true;
+  if (key.isNull() || *key->text() == '\0') fail();
+  const pstHandle<psTreeList> list(new (listPlace_) psTreeList(occurrencesInNode, listPlace_, listPlace_));
+  if (list.isNull() || list->admin().isNull()) fail();
+  list->admin()->setMaxNodesPerContainer(partsInContainer);
+  list->admin()->setMaxVArraysPerContainer(partsInContainer);
+  if (words_->put(key, list) != 1) fail();
+  ++newWords_;
+  return list;
 }
 
 void WordBook::commit() {
   if (session_.commit() != 1) fail();
-  committed_ = added_;
+  committedWords_ = addedWords_;
 }
 
-void WordBook::forEach(const std::string& prefix, const std::function<bool(const char*)>& visit) {
+bool WordBook::forEachLine(const std::string& word, const std::function<bool(const Occurrence&)>& visit) {
+  const pstHandle<psTreeList> occurrences(words_->get(word.c_str()));
+  requireNothingRefused();
+  if (occurrences.isNull()) return false;
+  if (occurrences.open(pscRead) != 1) fail();
+  const std::unique_ptr<psCollectionIterator> position(occurrences->iterator());
+  pstHandle<Line> line;
+  while (position->hasNext()) {
+    const pstHandle<Line> next(position->next(pscNoLock));
+    if (next == line) continue;  // the word is in it twice
+    line = next;
+    const pstHandle<Text> text(line.open(pscRead) == 1 ? line->text() : pstRef<Text>());
+    const pstHandle<Word> name(text.open(pscRead) == 1 ? text->name() : pstRef<Word>());
+    if (name.open(pscRead) != 1) fail();
+    if (!visit({name->text(), line->number(), line->letters()})) break;
+  }
+  requireNothingRefused();
+  return true;
+}
+
+void WordBook::forEach(const std::string& prefix, const Visit& visit) {
   const std::unique_ptr<psCollectionIterator> position(words_->iterator());
   const bool onFirst = position->goTo(prefix.c_str());
   pstHandle<Word> word(onFirst ? position->current(pscNoLock) : position->next(pscNoLock));
   while (word.open(pscRead) == 1 && std::strncmp(word->text(), prefix.c_str(), prefix.size()) == 0 &&
-         visit(word->text())) {
+         visit(word->text(), pstHandle<psTreeList>(position->currentValue()))) {
     word = pstHandle<Word>(position->next(pscNoLock));
   }
   requireNothingRefused();
@@ -89,7 +175,8 @@ WordBook::Statistics WordBook::statistics() {
   Statistics result{};
   result.words = words_->size();
   result.depth = words_->depth();
-  if (result.words < 0 || result.depth == 0) fail();
+  result.texts = texts_->size();
+  if (result.words < 0 || result.depth == 0 || result.texts < 0) fail();
   std::error_code ignored;
   result.storeBytes = std::filesystem::file_size(path_, ignored);
   result.counters = session_.counters();

@@ -6,6 +6,9 @@
 #include <functional>
 #include <stdexcept>
 #include <string>
+#include <vector>
+
+#include "Text.h"
 
 // What a store, or an attempt to open one, reports.
 class WordBookError : public std::runtime_error {
@@ -13,30 +16,47 @@ class WordBookError : public std::runtime_error {
   using std::runtime_error::runtime_error;
 };
 
-// The words in a store: objects of class Word, in a sorted set that is filed in the database "wordbook" under the name
-// "words". Every operation that fails throws a WordBookError that says what failed, where, and what to do.
+// A concordance in a store: every word of some texts, and where it occurs. The words are the keys of a sorted map; the
+// value of each is a list of its occurrences, which are references to the lines that hold it. The maps are filed in the
+// database "wordbook". Every operation that fails throws a WordBookError that says what failed, where, and what to do.
 class WordBook {
  public:
   // Opens the book at path for reading, as it is now; or for update, creating what is missing and waiting for other
   // updates.
   WordBook(const std::string& path, psMode mode);
 
-  bool contains(const std::string& word);
-
-  // Adds a word; false when it is there. Every 10,000 new words are committed.
-  bool add(const std::string& word);
-  // Commits what is not committed yet.
+  // How far a text has come into the book: so many bytes, and the lines that end within them.
+  struct Extent {
+    std::uint64_t bytes;
+    std::uint64_t lines;
+  };
+  // Takes up the text of that name, which is new to the book or is to be gone on with.
+  Extent beginText(const std::string& name);
+  // Adds the next piece of the text: a line, or a part of a long one, with the words in it.
+  void add(const std::string& piece, const std::vector<std::string>& words);
+  // Commits what is not committed yet. That is also done between pieces, every 10,000 words; other processes may then
+  // add to the book, but not to the same text.
   void commit();
-  // How many words this object has added, and how many of those are committed.
-  std::uint64_t added() const { return added_; }
-  std::uint64_t committed() const { return committed_; }
+  std::uint64_t newWords() const { return newWords_; }
+  std::uint64_t committedWords() const { return committedWords_; }
 
-  // Gives the words that begin with prefix to visit, in order, until that returns false.
-  void forEach(const std::string& prefix, const std::function<bool(const char*)>& visit);
+  struct Occurrence {
+    const char* text;  // its name
+    std::uint64_t line;
+    const char* letters;
+  };
+  // Gives the lines with the word to visit, in the order in which they were added, until that returns false. False when
+  // the word is not there.
+  bool forEachLine(const std::string& word, const std::function<bool(const Occurrence&)>& visit);
+
+  // Gives the words that begin with prefix to visit, in order, with their occurrences, until that returns false.
+  using Visit = std::function<bool(const char* word, const pstHandle<psTreeList>& occurrences)>;
+  void forEach(const std::string& prefix, const Visit& visit);
 
   struct Statistics {
     int words;
-    int depth;  // levels of the tree
+    int depth;  // levels of the words' tree
+    int texts;
     std::uint64_t storeBytes;
     psSessionCounters counters;
   };
@@ -44,14 +64,26 @@ class WordBook {
 
  private:
   void find(psMode mode);
-  void create(const pstHandle<psDBObj>& database);
+  pstHandle<psTreeMap> create(const pstHandle<psCompare>& order, const char* name);
+  void takePlaces();
+  pstHandle<psTreeList> occurrencesOf(const std::string& word);
+  pstHandle<psTreeList> addWord(const std::string& word);
   void requireNothingRefused() const;
   [[noreturn]] void fail() const;
 
   std::string path_;
   psSession session_;
-  pstHandle<psTreeSet> words_;
-  pstHandle<psContObj> texts_;  // where the words go
-  std::uint64_t added_ = 0;
-  std::uint64_t committed_ = 0;
+  pstHandle<psDBObj> database_;
+  pstHandle<psTreeMap> words_;  // from Word to psTreeList of Line
+  pstHandle<psTreeMap> texts_;  // from Word, the name, to Text
+  pstHandle<Text> text_;        // the one that is being added
+
+  // Where new objects go.
+  pstHandle<psContObj> wordPlace_;
+  pstHandle<psContObj> linePlace_;
+  pstHandle<psContObj> listPlace_;
+
+  std::uint64_t newWords_ = 0;
+  std::uint64_t addedWords_ = 0;
+  std::uint64_t committedWords_ = 0;
 };

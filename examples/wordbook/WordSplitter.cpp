@@ -55,7 +55,6 @@ void WordSplitter::take(char byte) {
   } else if (byte == '\'') {
     addApostrophe();
   } else if (isAscii(byte)) {
-    if (byte == '\n') ++line_;
     endWord();
   } else {
     character_.assign(1, byte);

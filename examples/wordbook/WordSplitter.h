@@ -1,7 +1,6 @@
 #pragma once
 
 #include <cstddef>
-#include <cstdint>
 #include <functional>
 #include <string>
 #include <string_view>
@@ -24,9 +23,6 @@ class WordSplitter {
   // Ends the text.
   void finish();
 
-  // The line on which the text stands, from 1.
-  std::uint64_t line() const { return line_; }
-
  private:
   void take(char byte);
   void endCharacter();
@@ -40,7 +36,6 @@ class WordSplitter {
   std::size_t missingBytes_ = 0;  // of it
   bool apostrophe_ = false;       // stands behind word_, and belongs to it when a letter follows
   bool cut_ = false;              // word_ is complete, though the text's word goes on
-  std::uint64_t line_ = 1;
 };
 
 // Text with capital ASCII letters made small and typographic apostrophes made plain, cut as words are: what a word that

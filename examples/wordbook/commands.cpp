@@ -3,6 +3,8 @@
 #include <cerrno>
 #include <cstdio>
 #include <cstring>
+#include <queue>
+#include <utility>
 
 #include "Indexing.h"
 #include "WordBook.h"
@@ -32,9 +34,8 @@ int indexFiles(const std::string& store, const std::vector<std::string>& files) 
   } catch (const WordBookError& error) {
     complain(error.what());
     complain("stopped at " + indexing.place() + "; " + std::to_string(indexing.committedWords()) +
-             " new words are committed, and the store is sound. When the cause is mended, run the same command again: "
-             "it adds "
-             "what is missing");
+             " words are committed, and the store is sound. When the cause is mended, run the same command again: it "
+             "goes on behind them");
     return exitError;
   }
   std::printf("%zu of %zu files read: %llu words, %llu of them new\n", filesRead, files.size(),
@@ -44,13 +45,13 @@ int indexFiles(const std::string& store, const std::vector<std::string>& files) 
 
 int findWords(const std::string& store, const std::vector<std::string>& words) {
   WordBook book(store, pscRead);
+  const auto print = [](const WordBook::Occurrence& at) {
+    return std::printf("%s:%llu: %s\n", at.text, static_cast<unsigned long long>(at.line), at.letters) >= 0;
+  };
   int status = exitSuccess;
   for (const std::string& given : words) {
     const std::string word = foldedWord(given);
-    if (!word.empty() && book.contains(word)) {
-      std::puts(word.c_str());
-      continue;
-    }
+    if (!word.empty() && book.forEachLine(word, print)) continue;
     complain("'" + given + (word.empty() ? "' is not one word" : "' is not in " + store));
     status = exitNotFound;
   }
@@ -60,15 +61,37 @@ int findWords(const std::string& store, const std::vector<std::string>& words) {
 int listWords(const std::string& store, const std::string& prefix) {
   WordBook book(store, pscRead);
   int status = exitNotFound;
-  book.forEach(foldedPrefix(prefix), [&status](const char* word) {
+  book.forEach(foldedPrefix(prefix), [&status](const char* word, const pstHandle<psTreeList>&) {
     status = exitSuccess;
     return std::puts(word) >= 0;
   });
   return status;
 }
 
+int topWords(const std::string& store, std::size_t count) {
+  using Counted = std::pair<int, std::string>;
+  const auto isMoreFrequent = [](const Counted& a, const Counted& b) {
+    return a.first != b.first ? a.first > b.first : a.second < b.second;
+  };
+  // The most frequent so far, the least frequent of them in front.
+  std::priority_queue<Counted, std::vector<Counted>, decltype(isMoreFrequent)> top(isMoreFrequent);
+  WordBook(store, pscRead).forEach("", [&](const char* word, const pstHandle<psTreeList>& occurrences) {
+    const Counted counted(occurrences->size(), word);
+    if (top.size() == count && isMoreFrequent(counted, top.top())) top.pop();
+    if (top.size() < count) top.push(counted);
+    return true;
+  });
+  std::vector<Counted> sorted;
+  for (; !top.empty(); top.pop()) sorted.push_back(top.top());
+  for (auto counted = sorted.rbegin(); counted != sorted.rend(); ++counted) {
+    std::printf("%7d %s\n", counted->first, counted->second.c_str());
+  }
+  return exitSuccess;
+}
+
 int showStatistics(const std::string& store) {
   const WordBook::Statistics statistics = WordBook(store, pscRead).statistics();
+  std::printf("texts            %d\n", statistics.texts);
   std::printf("words            %d\n", statistics.words);
   std::printf("levels of tree   %d\n", statistics.depth);
   std::printf("bytes of store   %llu\n", static_cast<unsigned long long>(statistics.storeBytes));

@@ -1,5 +1,6 @@
 #pragma once
 
+#include <cstddef>
 #include <string>
 #include <vector>
 
@@ -10,15 +11,18 @@ constexpr int exitSuccess = 0;
 constexpr int exitNotFound = 1;
 constexpr int exitError = 2;
 
-// Adds the words of the files to the store. A file that cannot be read is reported and passed over; when the store
-// fails, what was committed before stays.
+// Adds the words of the files to the store, with the lines in which they occur. A file that cannot be read is reported
+// and passed over; when the store fails, what was committed before stays.
 int indexFiles(const std::string& store, const std::vector<std::string>& files);
 
-// Prints those of the words that are in the store.
+// Prints the lines with each of the words.
 int findWords(const std::string& store, const std::vector<std::string>& words);
 
 // Prints the words that begin with prefix, in order.
 int listWords(const std::string& store, const std::string& prefix);
+
+// Prints the words that occur most often, so many of them.
+int topWords(const std::string& store, std::size_t count);
 
 int showStatistics(const std::string& store);
 

@@ -48,6 +48,7 @@ if [ ${#texts[@]} -gt 1 ]; then shown+=" (and $((${#texts[@]} - 1)) more)"; fi
 
 echo "Each command below is a process of its own, on the same store."
 show "index words.ps $shown" index words.ps "${texts[@]}"
-show "find words.ps freedom Warranty xyzzy" find words.ps freedom Warranty xyzzy
+show "find words.ps waive irrevocable xyzzy" find words.ps waive irrevocable xyzzy
+show "top words.ps 5" top words.ps 5
 show "list words.ps free" list words.ps free
 show "stat words.ps" stat words.ps

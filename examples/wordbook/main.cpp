@@ -1,11 +1,15 @@
-// wordbook: a book of the words in text files, kept in a store. Each call is a process of its own.
+// wordbook: a concordance of text files, kept in a store. Each call is a process of its own.
 
 #include <fcntl.h>
 #include <unistd.h>
 
+#include <charconv>
 #include <cstdio>
 #include <exception>
+#include <optional>
+#include <set>
 #include <string>
+#include <system_error>
 #include <vector>
 
 #include "commands.h"
@@ -14,17 +18,27 @@ namespace {
 
 constexpr const char* usage =
     "Usage: wordbook index STORE FILE...    add the words of text files to STORE, which is made when missing\n"
-    "       wordbook find STORE WORD...     print those of the words that are in it\n"
-    "       wordbook list STORE [PREFIX]    print its words in order: all, or those that begin with PREFIX\n"
+    "       wordbook find STORE WORD...     print the lines in which the words occur\n"
+    "       wordbook list STORE [PREFIX]    print the words in order: all, or those that begin with PREFIX\n"
+    "       wordbook top STORE N            print the N most frequent words, with how often they occur\n"
     "       wordbook stat STORE             print how many words there are, and what they take\n"
     "       wordbook --help\n"
     "\n"
-    "A word is a run of letters and inner apostrophes; capital and small ASCII letters are the same. FILE may be -\n"
-    "for standard input. Exit status: 0 success, 1 a word is not there (list: no word at all), 2 an error.\n";
+    "A word is a run of letters and inner apostrophes; capital and small ASCII letters are the same. A FILE that is\n"
+    "in STORE already is gone on with where it ended; FILE may be - for standard input. Exit status: 0 success, 1 a\n"
+    "word is not there (list: no word at all), 2 an error.\n";
 
 int misuse(const std::string& what) {
   std::fprintf(stderr, "wordbook: %s\n%s", what.c_str(), usage);
   return exitError;
+}
+
+// Nothing when the argument is not a number from 1 on.
+std::optional<std::size_t> countIn(const std::string& argument) {
+  std::size_t count = 0;
+  const char* const end = argument.data() + argument.size();
+  const std::from_chars_result result = std::from_chars(argument.data(), end, count);
+  return result.ec == std::errc() && result.ptr == end && count > 0 ? std::optional(count) : std::nullopt;
 }
 
 int run(const std::vector<std::string>& arguments) {
@@ -37,7 +51,8 @@ int run(const std::vector<std::string>& arguments) {
   }
   if (arguments.empty()) return misuse("no command given");
   const std::string& command = arguments.front();
-  if (command != "index" && command != "find" && command != "list" && command != "stat") {
+  const std::set<std::string> commands = {"index", "find", "list", "top", "stat"};
+  if (commands.count(command) == 0) {
     return misuse("unknown command '" + command + "'");
   }
   if (arguments.size() < 2) return misuse(command + " needs a STORE");
@@ -47,6 +62,10 @@ int run(const std::vector<std::string>& arguments) {
   if (command == "find") return rest.empty() ? misuse("find needs a WORD") : findWords(store, rest);
   if (command == "list") {
     return rest.size() > 1 ? misuse("list takes one PREFIX") : listWords(store, rest.empty() ? "" : rest.front());
+  }
+  if (command == "top") {
+    const std::optional<std::size_t> count = rest.size() == 1 ? countIn(rest.front()) : std::nullopt;
+    return count ? topWords(store, *count) : misuse("top needs a number of words, from 1 on");
   }
   return rest.empty() ? showStatistics(store) : misuse("stat takes a STORE and nothing else");
 }

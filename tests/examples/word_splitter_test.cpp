@@ -55,11 +55,4 @@ TEST(WordSplitterTest, FoldsWhatIsLookedForAsItFoldsTexts) {
   EXPECT_EQ(foldedPrefix("Don\xE2\x80\x99"), "don'");
 }
 
-TEST(WordSplitterTest, CountsLines) {
-  WordSplitter splitter([](const std::string&) {});
-  splitter.feed("one\ntwo\xE2\n");
-  splitter.feed("\nthree");
-  EXPECT_EQ(splitter.line(), 4U);
-}
-
 }  // namespace

@@ -1,0 +1,3 @@
+#include "Text.h"
+
+PS_REGISTER_CLASS(Text)

@@ -1,0 +1,29 @@
+#pragma once
+
+#include <cstdint>
+
+#include "Word.h"
+
+// A text that was read, as far as it was read.
+class Text : public psObj {
+  PS_PERSISTENT_CLASS(Text, psObj, 20003)
+
+ public:
+  explicit Text(const pstHandle<Word>& name) : name_(name) {}
+
+  const pstRef<Word>& name() const { return name_; }
+  // What of the text is in the book: so many bytes, and so many lines that have ended within them.
+  std::uint64_t bytes() const { return bytes_; }
+  std::uint64_t lines() const { return lines_; }
+
+  // Notes that more of the text is in the book. The text must be open for update.
+  void advance(std::uint64_t bytes, std::uint64_t lines) {
+    bytes_ += bytes;
+    lines_ += lines;
+  }
+
+ private:
+  pstRef<Word> name_;
+  std::uint64_t bytes_ = 0;
+  std::uint64_t lines_ = 0;
+};
