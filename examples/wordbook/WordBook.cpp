@@ -67,7 +67,7 @@ void WordBook::find(psMode mode) {
 
 pstHandle<psTreeMap> WordBook::create(const pstHandle<psCompare>& order, const char* name) {
   pstHandle<psCompare> comparator(order);
-  const pstHandle<psTreeMap> map(new (session_.container(database_, "index")) psTreeMap(comparator, entriesInNode));
+  pstHandle<psTreeMap> map(new (session_.container(database_, "index")) psTreeMap(comparator, entriesInNode));
   if (map.isNull() || map->admin().isNull() || session_.name(map, database_, name) != 1) fail();
   return map;
 }
@@ -126,7 +126,7 @@ pstHandle<psTreeList> WordBook::addWord(const std::string& word) {
   const pstHandle<Word> key(new (wordPlace_) Word(word));
   // An empty text is one for which there was no room.
   if (key.isNull() || *key->text() == '\0') fail();
-  const pstHandle<psTreeList> list(new (listPlace_) psTreeList(occurrencesInNode, listPlace_, listPlace_));
+  pstHandle<psTreeList> list(new (listPlace_) psTreeList(occurrencesInNode, listPlace_, listPlace_));
   if (list.isNull() || list->admin().isNull()) fail();
   list->admin()->setMaxNodesPerContainer(partsInContainer);
   list->admin()->setMaxVArraysPerContainer(partsInContainer);

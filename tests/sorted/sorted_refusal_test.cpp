@@ -376,10 +376,11 @@ TEST(SortedRefusal, AddAllStopsButDoesNotErr) {
     SetModel actual(true);
     for (const SetModel::Pair& pair : whole.pairs()) {
       const bool isThere = world.set->contains(pstHandle<psObj>(pair.key.id));
-      ASSERT_TRUE(isThere || !world.model.contains(pair.key)) << pair.key.number << " is lost";
+      const bool wasThere = world.model.contains(pair.key);
+      ASSERT_TRUE(isThere || !wasThere) << pair.key.number << " is lost";
       ASSERT_TRUE(isThere || refused) << pair.key.number;
-      const bool isNew = isThere && world.map().get(pstHandle<psObj>(pair.key.id)) == pair.value;
-      if (isThere) actual.add(pair.key, isNew ? pair.value : world.model.valueOf(pair.key));
+      const bool hasOldValue = wasThere && world.map().get(pair.key.id) == world.model.valueOf(pair.key);
+      if (isThere) actual.add(pair.key, hasOldValue ? world.model.valueOf(pair.key) : pair.value);
     }
     ASSERT_EQ(complaintsAbout(world.set, actual, world.keyed), "");
     ASSERT_EQ(orphansOf(world.store.session()), "");

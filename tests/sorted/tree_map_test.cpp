@@ -107,6 +107,9 @@ TEST(TreeMap, TheRootKeepsItsValuesArray) {
       world.put(i);
       ASSERT_EQ(world.map().values(), values);
       ASSERT_EQ(values->usedSize(), i <= 4 ? i : 0);
+      const ItemKey key = world.model.list().back();
+      ASSERT_TRUE(world.insert(key, world.model.valueOf(key)));
+      ASSERT_EQ(values->usedSize(), i <= 4 ? i : 0) << "another value needs no room";
     }
     while (world.model.size() > 0) {
       const ItemKey key = world.model.list()[static_cast<std::size_t>(world.model.size() / 2)];
