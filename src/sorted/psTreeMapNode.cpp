@@ -2,7 +2,6 @@
 
 #include "tree/ChildNode.h"
 #include "tree/NodeLinks.h"
-#include "tree/NodeRemoval.h"
 #include "tree/NodeSplit.h"
 #include "tree/TreePosition.h"
 
@@ -28,32 +27,14 @@ psTreeMapNode::psTreeMapNode(const ps::detail::NodeParts& parts) : values_(parts
 
 psTreeMapNode::~psTreeMapNode() noexcept { ps::detail::deleteArrays(*this); }
 
-bool psTreeMapNode::add(const pstHandle<psObj>& element) {
-  return ps::detail::askAbove(parent_, [&](psBTree& above) { return above.add(element); });
-}
-
 const pstRef<psTreeAdmin>& psTreeMapNode::admin() const { return ps::detail::adminAbove(parent_); }
-
-pstRef<psCompare> psTreeMapNode::comparator() const {
-  return ps::detail::askAbove(parent_, [](psBTree& above) { return above.comparator(); });
-}
-
-pstRef<psObj> psTreeMapNode::get(const void* key) const {
-  return ps::detail::askAbove(parent_, [&](psBTree& above) { return above.get(key); });
-}
 
 bool psTreeMapNode::remove(const pstHandle<psObj>& key) {
   ps::detail::HandleProbe probe(key, ps::detail::comparatorOf(*this));
   return ps::detail::removeMatch(*this, probe);
 }
 
-pstHandle<psBTree> psTreeMapNode::childOf(const pstHandle<psBTree>& ancestor) const {
-  return ps::detail::climbBelow(ps::detail::handleTo(*this), ancestor.oid());
-}
-
 int psTreeMapNode::full(int) { return ps::detail::splitNode(*this, maxNumberOfChildren() / 2, kind); }
-
-int psTreeMapNode::newLow(pstHandle<psBTree>& oldLow) { return ps::detail::repairLow(*this, oldLow) ? 1 : 0; }
 
 pstHandle<psBTree> psTreeMapNode::parent() const { return pstHandle<psBTree>(parent_); }
 
@@ -62,13 +43,5 @@ int psTreeMapNode::parent(const pstHandle<psBTree>& p) {
   parent_ = p;
   return 1;
 }
-
-int psTreeMapNode::removeNode(pstHandle<psBTree>& node) {
-  return ps::detail::removeNode(node, ps::detail::handleTo(*this)) ? 1 : 0;
-}
-
-bool psTreeMapNode::isLeaf() const { return !ps::detail::NodeAccess::first(*this).isNull(); }
-
-pstHandle<psBTree> psTreeMapNode::root() const { return ps::detail::rootOf(*this); }
 
 pstRef<psUnsortedArray> psTreeMapNode::values() const { return values_; }

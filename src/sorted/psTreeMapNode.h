@@ -8,8 +8,7 @@ class ChildKind;
 struct NodeParts;
 }  // namespace ps::detail
 
-// A node of a sorted map, other than the root. Nodes are made and deleted by their tree alone; what concerns the whole
-// collection they pass on to their parent, and so to the root.
+// A node of a sorted map, other than the root. Nodes are made and deleted by their tree alone.
 class PS_API psTreeMapNode : public psBTree {
   PS_PERSISTENT_CLASS(psTreeMapNode, psBTree, 4019)
 
@@ -21,23 +20,13 @@ class PS_API psTreeMapNode : public psBTree {
   // Deletes the node's arrays.
   ~psTreeMapNode() noexcept override;
 
-  bool add(const pstHandle<psObj>& element) override;
   const pstRef<psTreeAdmin>& admin() const override;
-  pstRef<psCompare> comparator() const override;
-  pstRef<psObj> get(const void* key) const override;
-  using psBTree::get;
   // Removes the pair whose key matches, looking for it below this node.
   bool remove(const pstHandle<psObj>& key) override;
 
-  pstHandle<psBTree> childOf(const pstHandle<psBTree>& ancestor) const override;
-  using psBTree::first;
   int full(int where) override;
-  int newLow(pstHandle<psBTree>& oldLow) override;
   pstHandle<psBTree> parent() const override;
   int parent(const pstHandle<psBTree>& p) override;
-  int removeNode(pstHandle<psBTree>& node) override;
-  bool isLeaf() const override;
-  pstHandle<psBTree> root() const override;
   // Null in interior nodes.
   pstRef<psUnsortedArray> values() const override;
 

@@ -3,7 +3,6 @@
 #include <utility>
 
 #include "tree/NodeAccess.h"
-#include "tree/NodeRemoval.h"
 #include "tree/TreePosition.h"
 #include "tree/TreeRoot.h"
 
@@ -120,14 +119,4 @@ bool psTreeSet::remove(int (*compare)(unsigned int, unsigned int)) {
 bool psTreeSet::remove(_jobject*& key, _jobject*& callee, JNIEnv_* env) {
   JavaProbe probe(key, callee, env);
   return ps::detail::removeMatch(*this, probe);
-}
-
-int psTreeSet::newLow(pstHandle<psBTree>&) { return 1; }
-
-pstHandle<psBTree> psTreeSet::parent() const { return pstHandle<psBTree>(); }
-
-int psTreeSet::parent(const pstHandle<psBTree>&) { return 0; }
-
-int psTreeSet::removeNode(pstHandle<psBTree>& node) {
-  return node != psOid() && ps::detail::deleteEmptyNode(node) ? 1 : 0;
 }

@@ -70,14 +70,6 @@ class PS_API psTreeSet : public psBTree {
   bool remove(int (*compare)(unsigned int, unsigned int));
   bool remove(const psObj* element) { return remove(pstHandle<psObj>(element)); }
 
-  // The root of a tree: it has no parent, and no ancestor to be repaired.
-  using psBTree::first;
-  int newLow(pstHandle<psBTree>& oldLow) override;
-  pstHandle<psBTree> parent() const override;
-  int parent(const pstHandle<psBTree>& p) override;
-  // Deletes a node that is empty. 1; 0 when it is not, or cannot be opened.
-  int removeNode(pstHandle<psBTree>& node) override;
-
   virtual bool remove(const void* key);
   virtual pstRef<psObj> get(_jobject*& key, _jobject*& callee, JNIEnv_* env) const;
   virtual bool remove(_jobject*& key, _jobject*& callee, JNIEnv_* env);

@@ -1,13 +1,11 @@
 #pragma once
 
 #include <type_traits>
-#include <utility>
 
 #include "arrays/psSortedArray.h"
 #include "tree/NodeKind.h"
 
-// What the classes of nodes below a root do alike. They derive from psBTree side by side, and each of their operations
-// is a call of one of these.
+// How the nodes below a root are made and deleted, for all their classes, which derive from psBTree side by side.
 namespace ps::detail {
 
 // The kind of the nodes of class Node, which have arrays of class Array. A node is sorted when its array is.
@@ -29,15 +27,6 @@ class ChildKind final : public NodeKind {
     return std::is_same_v<Array, psSortedArray> ? lowest : pstRef<psObj>(leaf.psOid());
   }
 };
-
-// Asks the node above, which passes on to its own parent what concerns the collection; the result type's default when
-// it cannot be opened.
-template <class Ask>
-auto askAbove(const pstRef<psBTree>& parent, Ask ask) -> decltype(ask(std::declval<psBTree&>())) {
-  const pstHandle<psBTree> above(parent);
-  if (above.open(pscRead) != 1) return {};
-  return ask(*above);
-}
 
 // The administrator of the collection; a null reference when it cannot be reached.
 const pstRef<psTreeAdmin>& adminAbove(const pstRef<psBTree>& parent);

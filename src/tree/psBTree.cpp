@@ -1,6 +1,7 @@
 #include "tree/psBTree.h"
 
 #include <memory>
+#include <utility>
 
 #include "core/RefusalWatch.h"
 #include "core/psCollectionIterator.h"
@@ -8,6 +9,7 @@
 #include "tree/ContainerRefresh.h"
 #include "tree/NodeKind.h"
 #include "tree/NodeLinks.h"
+#include "tree/NodeRemoval.h"
 #include "tree/NodeSplit.h"
 #include "tree/TreePosition.h"
 #include "tree/psTreeIterator.h"
@@ -36,9 +38,30 @@ TreePosition findObject(const psBTree& tree, const pstHandle<psObj>& element) {
   return found;
 }
 
+// Asks the node above, which passes on to its own parent what concerns the collection; the result type's default when
+// there is none or it cannot be opened.
+template <class Ask>
+auto askAbove(const psBTree& node, Ask ask) -> decltype(ask(std::declval<psBTree&>())) {
+  const pstHandle<psBTree> above = node.parent();
+  if (above.open(pscRead) != 1) return {};
+  return ask(*above);
+}
+
 }  // namespace
 
 psBTree::~psBTree() noexcept = default;
+
+bool psBTree::add(const pstHandle<psObj>& element) {
+  return askAbove(*this, [&](psBTree& above) { return above.add(element); });
+}
+
+pstRef<psCompare> psBTree::comparator() const {
+  return askAbove(*this, [](psBTree& above) { return above.comparator(); });
+}
+
+pstRef<psObj> psBTree::get(const void* key) const {
+  return askAbove(*this, [&](psBTree& above) { return above.get(key); });
+}
 
 bool psBTree::contains(const void*) const { return false; }
 
@@ -71,7 +94,9 @@ int psBTree::size() const {
   return complete ? n : -1;
 }
 
-pstHandle<psBTree> psBTree::childOf(const pstHandle<psBTree>&) const { return psThis(pscNoOpen); }
+pstHandle<psBTree> psBTree::childOf(const pstHandle<psBTree>& ancestor) const {
+  return ps::detail::climbBelow(ps::detail::handleTo(*this), ancestor.oid());
+}
 
 int psBTree::first(const pstHandle<psObj>& element) {
   if (psUpdate() != 1) return 0;
@@ -81,9 +106,22 @@ int psBTree::first(const pstHandle<psObj>& element) {
 
 int psBTree::full(int) { return ps::detail::splitRoot(*this, maxNumberOfChildren() / 2, ps::detail::sortedNodes()); }
 
+int psBTree::newLow(pstHandle<psBTree>& oldLow) {
+  return parent().isNull() || ps::detail::repairLow(*this, oldLow) ? 1 : 0;
+}
+
+pstHandle<psBTree> psBTree::parent() const { return pstHandle<psBTree>(); }
+
+int psBTree::parent(const pstHandle<psBTree>&) { return 0; }
+
+int psBTree::removeNode(pstHandle<psBTree>& node) {
+  if (!parent().isNull()) return ps::detail::removeNode(node, ps::detail::handleTo(*this)) ? 1 : 0;
+  return node != psOid() && ps::detail::deleteEmptyNode(node) ? 1 : 0;
+}
+
 pstRef<psBTree> psBTree::next() const { return ps::detail::nextNode(*this).node; }
 
-bool psBTree::isLeaf() const { return !first_.isNull() || isEmpty(); }
+bool psBTree::isLeaf() const { return !first_.isNull() || (parent().isNull() && isEmpty()); }
 
 int psBTree::removeKeyValueAt(int index) const {
   ps::detail::NodeEdit entries(*this);
@@ -92,7 +130,7 @@ int psBTree::removeKeyValueAt(int index) const {
   return 1;
 }
 
-pstHandle<psBTree> psBTree::root() const { return psThis(pscNoOpen); }
+pstHandle<psBTree> psBTree::root() const { return ps::detail::rootOf(*this); }
 
 pstRef<psUnsortedArray> psBTree::values() const { return pstRef<psUnsortedArray>(); }
 

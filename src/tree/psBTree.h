@@ -30,7 +30,13 @@ class PS_API psBTree : public psCollection {
   psBTree() = default;
   ~psBTree() noexcept override;
 
+  // What concerns the whole collection. A node passes it on to the one above, and so to the root, where the concrete
+  // class answers.
+  bool add(const pstHandle<psObj>& element) override;
   const pstRef<psTreeAdmin>& admin() const override = 0;
+  pstRef<psCompare> comparator() const override;
+  pstRef<psObj> get(const void* key) const override;
+
   // False: a tree as such knows no raw keys.
   bool contains(const void* key) const override;
   // Whether this very object is in the leaf where it belongs.
@@ -53,17 +59,19 @@ class PS_API psBTree : public psCollection {
   // are about to insert: 0 within, 1 at the end, 2 at the start.
   virtual int full(int where);
   // Tells the node that its leftmost leaf, oldLow, is gone, so that its ancestors name the new one, or drop the node
-  // when it is empty. 1 on success; on 0 nothing has changed.
-  virtual int newLow(pstHandle<psBTree>& oldLow) = 0;
+  // when it is empty. 1 on success, and at the root, which no ancestor names; on 0 nothing has changed.
+  virtual int newLow(pstHandle<psBTree>& oldLow);
   // The node that follows at the same depth; null at the end, or when it cannot be reached.
   virtual pstRef<psBTree> next() const;
   // The node above; null at the root.
-  virtual pstHandle<psBTree> parent() const = 0;
-  virtual int parent(const pstHandle<psBTree>& p) = 0;
+  virtual pstHandle<psBTree> parent() const;
+  // Sets the node above. 1; 0 when this node cannot be opened for update, and at the root.
+  virtual int parent(const pstHandle<psBTree>& p);
   // Called on the leaf that names node in node's parent (a leaf names itself): takes node out of the tree, with all
   // ancestors that are left empty, deletes it, and gives back the containers that are left empty. 1 on success; 0, with
-  // nothing changed, when something cannot be opened or node is an interior node that still has children.
-  virtual int removeNode(pstHandle<psBTree>& node) = 0;
+  // nothing changed, when something cannot be opened or node is an interior node that still has children. Called on the
+  // root it deletes a node that is empty and stands in no parent.
+  virtual int removeNode(pstHandle<psBTree>& node);
   virtual bool isLeaf() const;
   // Removes the entry at index from the node's array, in a map with its value, and nothing else. 1 or 0.
   virtual int removeKeyValueAt(int index) const;

@@ -2,7 +2,6 @@
 
 #include "tree/ChildNode.h"
 #include "tree/NodeLinks.h"
-#include "tree/NodeRemoval.h"
 #include "tree/NodeSplit.h"
 
 namespace {
@@ -25,27 +24,9 @@ psBTreeNode::psBTreeNode(const ps::detail::NodeParts& parts) : parent_(parts.par
 
 psBTreeNode::~psBTreeNode() noexcept { ps::detail::deleteArrays(*this); }
 
-bool psBTreeNode::add(const pstHandle<psObj>& element) {
-  return ps::detail::askAbove(parent_, [&](psBTree& above) { return above.add(element); });
-}
-
 const pstRef<psTreeAdmin>& psBTreeNode::admin() const { return ps::detail::adminAbove(parent_); }
 
-pstRef<psCompare> psBTreeNode::comparator() const {
-  return ps::detail::askAbove(parent_, [](psBTree& above) { return above.comparator(); });
-}
-
-pstRef<psObj> psBTreeNode::get(const void* key) const {
-  return ps::detail::askAbove(parent_, [&](psBTree& above) { return above.get(key); });
-}
-
-pstHandle<psBTree> psBTreeNode::childOf(const pstHandle<psBTree>& ancestor) const {
-  return ps::detail::climbBelow(ps::detail::handleTo(*this), ancestor.oid());
-}
-
 int psBTreeNode::full(int) { return ps::detail::splitNode(*this, maxNumberOfChildren() / 2, kind); }
-
-int psBTreeNode::newLow(pstHandle<psBTree>& oldLow) { return ps::detail::repairLow(*this, oldLow) ? 1 : 0; }
 
 pstHandle<psBTree> psBTreeNode::parent() const { return pstHandle<psBTree>(parent_); }
 
@@ -54,11 +35,3 @@ int psBTreeNode::parent(const pstHandle<psBTree>& p) {
   parent_ = p;
   return 1;
 }
-
-int psBTreeNode::removeNode(pstHandle<psBTree>& node) {
-  return ps::detail::removeNode(node, ps::detail::handleTo(*this)) ? 1 : 0;
-}
-
-bool psBTreeNode::isLeaf() const { return !ps::detail::NodeAccess::first(*this).isNull(); }
-
-pstHandle<psBTree> psBTreeNode::root() const { return ps::detail::rootOf(*this); }

@@ -8,8 +8,7 @@ class ChildKind;
 struct NodeParts;
 }  // namespace ps::detail
 
-// A node of a sorted set, other than the root. Nodes are made and deleted by their tree alone; what concerns the whole
-// collection they pass on to their parent, and so to the root.
+// A node of a sorted set, other than the root. Nodes are made and deleted by their tree alone.
 class PS_API psBTreeNode : public psBTree {
   PS_PERSISTENT_CLASS(psBTreeNode, psBTree, 4016)
 
@@ -21,21 +20,11 @@ class PS_API psBTreeNode : public psBTree {
   // Deletes the node's array.
   ~psBTreeNode() noexcept override;
 
-  bool add(const pstHandle<psObj>& element) override;
   const pstRef<psTreeAdmin>& admin() const override;
-  pstRef<psCompare> comparator() const override;
-  pstRef<psObj> get(const void* key) const override;
-  using psBTree::get;
 
-  pstHandle<psBTree> childOf(const pstHandle<psBTree>& ancestor) const override;
-  using psBTree::first;
   int full(int where) override;
-  int newLow(pstHandle<psBTree>& oldLow) override;
   pstHandle<psBTree> parent() const override;
   int parent(const pstHandle<psBTree>& p) override;
-  int removeNode(pstHandle<psBTree>& node) override;
-  bool isLeaf() const override;
-  pstHandle<psBTree> root() const override;
 
  private:
   friend class ps::detail::ChildKind<psBTreeNode, psSortedArray>;

@@ -6,7 +6,6 @@
 #include "core/KeyWalk.h"
 #include "core/RawKey.h"
 #include "tree/NodeLinks.h"
-#include "tree/NodeRemoval.h"
 #include "tree/NodeSplit.h"
 #include "tree/TreePosition.h"
 #include "tree/TreeRoot.h"
@@ -142,16 +141,6 @@ int psTreeList::first(const pstHandle<psObj>&) { return 1; }
 
 int psTreeList::full(int where) {
   return ps::detail::splitRoot(*this, ps::detail::keptInList(where, maxNumberOfChildren(), 2), ps::detail::listNodes());
-}
-
-int psTreeList::newLow(pstHandle<psBTree>&) { return 1; }
-
-pstHandle<psBTree> psTreeList::parent() const { return pstHandle<psBTree>(); }
-
-int psTreeList::parent(const pstHandle<psBTree>&) { return 0; }
-
-int psTreeList::removeNode(pstHandle<psBTree>& node) {
-  return node != psOid() && ps::detail::deleteEmptyNode(node) ? 1 : 0;
 }
 
 pstRef<psObj> psTreeList::first() const { return ps::detail::firstOf(*this); }

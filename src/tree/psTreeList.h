@@ -62,12 +62,6 @@ class PS_API psTreeList : public psBTree {
   // Stores nothing: a list's leaf is marked by itself, not by its lowest element. 1.
   int first(const pstHandle<psObj>& element) override;
   int full(int where) override;
-  // The root of a tree: it has no parent, and no ancestor to be repaired.
-  int newLow(pstHandle<psBTree>& oldLow) override;
-  pstHandle<psBTree> parent() const override;
-  int parent(const pstHandle<psBTree>& p) override;
-  // Deletes a node that is empty. 1; 0 when it is not, or cannot be opened.
-  int removeNode(pstHandle<psBTree>& node) override;
   pstRef<psObj> first() const override;
 
   // Inserts the element so that it gets position index, which may be size(). 1 or 0.

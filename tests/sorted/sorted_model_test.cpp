@@ -39,6 +39,7 @@ class SetDriver final : public ModelDriver {
   void remove();
   void lookUp();
   void walk();
+  void seek(psCollectionIterator& it, IteratorWalk& walk);
   void removeEnds();
   void compact();
   void combine();
@@ -171,9 +172,7 @@ void SetDriver::walk() {
     SCOPED_TRACE("move of kind " + std::to_string(kind) + " from " + std::to_string(walk.at) + " of " +
                  std::to_string(walk.size()));
     if (kind == 0) {
-      const ItemKey item = anyItem();
-      ASSERT_EQ(world_.keyed.goTo(*it, item), model_.contains(item));
-      if (walk.size() > 0) walk.at = model_.rank(item) - (model_.contains(item) ? 0 : 1);
+      seek(*it, walk);
     } else if (kind == 1) {
       walk.jump();
     } else if (kind <= 4) {
@@ -188,6 +187,12 @@ void SetDriver::walk() {
     const std::vector<psId> values = isMap() ? valuesOfModel() : keysOfModel();
     ASSERT_EQ(it->currentValue(), walk.isOnElement() ? values[static_cast<std::size_t>(walk.at)] : psId());
   }
+}
+
+void SetDriver::seek(psCollectionIterator& it, IteratorWalk& walk) {
+  const ItemKey item = anyItem();
+  ASSERT_EQ(world_.keyed.goTo(it, item), model_.contains(item));
+  if (walk.size() > 0) walk.at = model_.rank(item) - (model_.contains(item) ? 0 : 1);
 }
 
 void SetDriver::removeEnds() {
@@ -348,9 +353,7 @@ void SetDriver::walkValues() {
     SCOPED_TRACE("move of kind " + std::to_string(kind) + " from " + std::to_string(walk.at) + " of " +
                  std::to_string(walk.size()));
     if (kind == 0) {
-      const ItemKey item = anyItem();
-      ASSERT_EQ(world_.keyed.goTo(*it, item), model_.contains(item));
-      if (walk.size() > 0) walk.at = model_.rank(item) - (model_.contains(item) ? 0 : 1);
+      seek(*it, walk);
     } else if (kind == 1) {
       walk.jump();
     } else if (kind <= 4) {
