@@ -15,7 +15,8 @@ pstRef<psTreeAdmin> constructRoot(psBTree& root, const NodeKind& kind, int capac
 pstRef<psUnsortedArray> constructValues(const psBTree& root, int capacity);
 
 // Empties a root that is being deleted, and deletes its arrays and administrator with the containers that this leaves
-// empty. Nothing for a root that was not constructed whole.
+// empty. Nothing for a root that was not constructed whole, or for which the destructor of a derived class has done it
+// already.
 void destroyRoot(psBTree& root) noexcept;
 
 }  // namespace ps::detail

@@ -169,6 +169,40 @@ TEST(TreeSet, RefusesWhatIsNoElement) {
   EXPECT_EQ(world.complaints(), "");
 }
 
+// Takes the elements of a leaf out of the model.
+void forget(SetWorld& world, const pstHandle<psBTree>& leaf) {
+  for (const ItemKey& item : world.model.list()) {
+    if (world.set->potentialParentOf(pstHandle<psObj>(item.id)) == leaf) world.model.remove(item);
+  }
+}
+
+TEST(TreeSet, NodesLeaveTheTreeAndTellTheirAncestors) {
+  for (const Kind kind : {Kind::set, Kind::map}) {
+    SetWorld world(TempStore::Place::memory, Flavour::handle, true, 4, kind);
+    for (int number = 0; number < 80; ++number) world.put(number);
+    ASSERT_GE(world.set->depth(), 4);
+
+    // One leaf after the other, with all that it holds: the first of their parents among them, and the last.
+    for (pstHandle<psBTree> leaf(world.set->atFirst()), next; world.model.size() > 40; leaf = next) {
+      next = leaf->next();
+      forget(world, leaf);
+      ASSERT_EQ(leaf->removeNode(leaf), 1);
+      ASSERT_EQ(world.complaints(), "");
+      ASSERT_EQ(orphansOf(world.store.session()), "");
+    }
+
+    // A node has lost its leftmost leaf: its ancestors still name that, until they are told.
+    const pstHandle<psBTree> top(pstHandle<psBTree>(world.set->atLast())->childOf(world.set));
+    pstHandle<psBTree> low(top->atFirst());
+    const pstHandle<psBTree> parent = low->parent();
+    forget(world, low);
+    ASSERT_EQ(parent->removeKeyValueAt(0), 1);
+    ASSERT_NE(world.complaints(), "");
+    ASSERT_EQ(parent->newLow(low), 1);
+    ASSERT_EQ(world.complaints(), "");
+  }
+}
+
 TEST(TreeSet, PutsItsPartsWhereItIsTold) {
   TempStore store(TempStore::Place::memory);
   ASSERT_EQ(store->begin(pscUpdate), 1);
