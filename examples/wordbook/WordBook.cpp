@@ -108,7 +108,8 @@ void WordBook::add(const std::string& piece, const std::vector<std::string>& wor
   if (addedWords_ - committedWords_ < wordsInCommit) return;
   const std::uint64_t bytes = text_->bytes();
   commit();
-  if (session_.begin(pscUpdate) != 1 || text_.open(pscUpdate) != 1) fail();
+  if (session_.begin(pscUpdate) != 1) fail();
+  if (words_.open(pscUpdate) != 1 || texts_.open(pscUpdate) != 1 || text_.open(pscUpdate) != 1) fail();
   if (text_->bytes() != bytes) {
     throw WordBookError("another process has added to the same text; let one of them do it");
   }
@@ -127,9 +128,11 @@ pstHandle<psTreeList> WordBook::addWord(const std::string& word) {
   // An empty text is one for which there was no room.
   if (key.isNull() || *key->text() == '\0') fail();
   pstHandle<psTreeList> list(new (listPlace_) psTreeList(occurrencesInNode, listPlace_, listPlace_));
-  if (list.isNull() || list->admin().isNull()) fail();
-  list->admin()->setMaxNodesPerContainer(partsInContainer);
-  list->admin()->setMaxVArraysPerContainer(partsInContainer);
+  if (list.isNull()) fail();
+  const pstHandle<psTreeAdmin> admin(list->admin());
+  if (admin.open(pscUpdate) != 1) fail();
+  admin->setMaxNodesPerContainer(partsInContainer);
+  admin->setMaxVArraysPerContainer(partsInContainer);
   if (words_->put(key, list) != 1) fail();
   ++newWords_;
   return list;

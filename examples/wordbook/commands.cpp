@@ -76,6 +76,7 @@ int topWords(const std::string& store, std::size_t count) {
   // The most frequent so far, the least frequent of them in front.
   std::priority_queue<Counted, std::vector<Counted>, decltype(isMoreFrequent)> top(isMoreFrequent);
   WordBook(store, pscRead).forEach("", [&](const char* word, const pstHandle<psTreeList>& occurrences) {
+    if (occurrences.open(pscRead) != 1) return false;  // forEach reports why
     const Counted counted(occurrences->size(), word);
     if (top.size() == count && isMoreFrequent(counted, top.top())) top.pop();
     if (top.size() < count) top.push(counted);
