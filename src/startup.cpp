@@ -4,6 +4,11 @@
 #include "core/psCollection.h"
 #include "core/psCompare.h"
 #include "hash/psHashAdmin.h"
+#include "hash/psHashBucket.h"
+#include "hash/psHashChain.h"
+#include "hash/psHashMap.h"
+#include "hash/psHashMapEntry.h"
+#include "hash/psHashSet.h"
 #include "sorted/psTreeMap.h"
 #include "sorted/psTreeMapNode.h"
 #include "sorted/psTreeSet.h"
@@ -39,6 +44,11 @@ int introduceAll() {
   introduce<psAdmin>("psAdmin", psRelocation::refused);
   introduce<psHashAdmin>("psHashAdmin", psRelocation::refused);
   introduce<psTreeAdmin>("psTreeAdmin", psRelocation::refused);
+  introduce<psHashMapEntry>("psHashMapEntry", psRelocation::refused);
+  introduce<psHashChain>("psHashChain", psRelocation::refused);
+  introduce<psHashBucket>("psHashBucket", psRelocation::refused);
+  introduce<psHashSet>("psHashSet", psRelocation::refused);
+  introduce<psHashMap>("psHashMap", psRelocation::refused);
   return ptmAddToVTableInitList(&psInitVTables);
 }
 
@@ -62,6 +72,11 @@ void psInitVTables() {
   adoptPrototype<psAdmin>();
   adoptPrototype<psHashAdmin>();
   adoptPrototype<psTreeAdmin>();
+  adoptPrototype<psHashMapEntry>();
+  adoptPrototype<psHashChain>();
+  adoptPrototype<psHashBucket>();
+  adoptPrototype<psHashSet>();
+  adoptPrototype<psHashMap>();
 }
 
 // Loading the library is enough to make its classes known.

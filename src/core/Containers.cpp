@@ -24,6 +24,10 @@ bool isGarbageCollectable(const pstHandle<psContObj>& container) {
   return ptmIsKindOf(container.typeN(), psGCContObj::pstTypeN) != 0;
 }
 
+pstHandle<psContObj> createContainerFor(const pstHandle<psObj>& object) {
+  return createContainer(object.oid(), isGarbageCollectable(object.containedIn()));
+}
+
 bool ContainerRelease::secure(const pstHandle<psContObj>& container) {
   if (!container.isValid() || isGarbageCollectable(container) || container.name() != nullptr) return true;
   if (std::find(containers_.begin(), containers_.end(), container) != containers_.end()) return true;
@@ -37,6 +41,23 @@ void ContainerRelease::release() {
     if (isEmpty(container)) psDelete(container);
   }
   containers_.clear();
+}
+
+bool ContainerRefresh::visit(const pstHandle<psObj>& object) {
+  const pstHandle<psContObj> container = object.containedIn();
+  if (container.isNull() || container == last_) return true;
+  unsigned char changed = 0;
+  if (container.refreshOpen(mode_, &changed, mode_ == pscNoOpen ? 1 : 0) == 0) return false;
+  last_ = container.oid();
+  return true;
+}
+
+void deletePart(pstHandle<psObj> part) {
+  if (!part.isValid()) return;
+  ContainerRelease container;
+  container.secureContainerOf(part);
+  psDelete(part);
+  container.release();
 }
 
 }  // namespace ps::detail

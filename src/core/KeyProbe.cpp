@@ -10,6 +10,12 @@ RawProbe::RawProbe(const void* key, const ComparatorChoice& choice) : key_(key),
 
 int RawProbe::compare(const pstRef<psObj>& stored) { return comparator_->compare(pstHandle<psObj>(stored), key_); }
 
+std::uint32_t RawProbe::hash() { return static_cast<std::uint32_t>(comparator_->hash(key_)); }
+
+std::uint32_t RawProbe::hashOf(const pstRef<psObj>& stored) {
+  return static_cast<std::uint32_t>(comparator_->hash(pstHandle<psObj>(stored)));
+}
+
 HandleProbe::HandleProbe(const pstHandle<psObj>& key, const ComparatorChoice& choice)
     : key_(key), comparator_(choice.comparator) {
   const bool hasComparator = !comparator_.isNull();
@@ -21,23 +27,62 @@ HandleProbe::HandleProbe(const pstHandle<psObj>& key, const ComparatorChoice& ch
   }
 }
 
+HandleProbe::HandleProbe(const pstHandle<psObj>& key, const psCollection& collection)
+    : HandleProbe(key, ComparatorChoice{collection.comparator()}) {
+  collection_ = &collection;
+}
+
 int HandleProbe::compare(const pstRef<psObj>& stored) {
   const pstHandle<psObj> element(stored);
   return comparator_.isNull() ? psCompare::comparePsId(element, key_) : comparator_->compare(element, key_);
 }
 
-CallbackProbe::CallbackProbe(int (*function)(unsigned int, unsigned int)) : function_(function) {
-  if (function == nullptr) fail();
+bool HandleProbe::equal(const pstRef<psObj>& stored) {
+  return collection_ != nullptr ? collection_->equal(pstHandle<psObj>(stored), key_) : compare(stored) == 0;
+}
+
+std::uint32_t HandleProbe::hashOf(const pstRef<psObj>& stored) {
+  const pstHandle<psObj> element(stored);
+  return static_cast<std::uint32_t>(comparator_.isNull() ? psCompare::hashPsId(element) : comparator_->hash(element));
+}
+
+CallbackProbe::CallbackProbe(Function compareFunction) : compare_(compareFunction) {
+  if (compareFunction == nullptr) fail();
+}
+
+CallbackProbe::CallbackProbe(std::uint32_t keyHash, Function compareFunction) : CallbackProbe(compareFunction) {
+  hash_ = keyHash;
+}
+
+CallbackProbe::CallbackProbe(std::uint32_t keyHash, Function compareFunction, Function hashFunction)
+    : CallbackProbe(keyHash, compareFunction) {
+  hashFunction_ = hashFunction;
+  if (hashFunction == nullptr) fail();
 }
 
 int CallbackProbe::compare(const pstRef<psObj>& stored) {
-  return psCompare::compare(pstHandle<psObj>(stored), function_);
+  return psCompare::compare(pstHandle<psObj>(stored), compare_);
+}
+
+std::uint32_t CallbackProbe::hashOf(const pstRef<psObj>& stored) {
+  return static_cast<std::uint32_t>(psCompare::hash(pstHandle<psObj>(stored), hashFunction_));
+}
+
+int JavaProbe::resultOf(const std::optional<int>& answer) {
+  if (!answer) fail();
+  return answer.value_or(0);
 }
 
 int JavaProbe::compare(const pstRef<psObj>& stored) {
-  const std::optional<int> result = java::compareWithKey(stored.oid(), key_, callee_, env_);
-  if (!result) fail();
-  return result.value_or(0);
+  return resultOf(java::compareWithKey(stored.oid(), key_, callee_, env_));
+}
+
+std::uint32_t JavaProbe::hash() {
+  return hash_ ? *hash_ : static_cast<std::uint32_t>(resultOf(java::hashOfKey(key_, callee_, env_)));
+}
+
+std::uint32_t JavaProbe::hashOf(const pstRef<psObj>& stored) {
+  return static_cast<std::uint32_t>(resultOf(java::hashOfElement(stored.oid(), callee_, env_)));
 }
 
 }  // namespace ps::detail

@@ -1,6 +1,10 @@
 #pragma once
 
+#include <cstdint>
+#include <optional>
+
 #include "core/RefusalWatch.h"
+#include "core/psCollection.h"
 #include "core/psCompare.h"
 #include "store/pstRef.h"
 
@@ -21,6 +25,12 @@ class KeyProbe {
 
   // Compares the stored element with the key, the stored one first. Worth nothing once failed() is true.
   virtual int compare(const pstRef<psObj>& stored) = 0;
+
+  // Whether the stored element matches the key. This, and the hashes of the key and of a stored element, is what hash
+  // collections ask; it is worth nothing once failed() is true.
+  virtual bool equal(const pstRef<psObj>& stored) { return compare(stored) == 0; }
+  virtual std::uint32_t hash() = 0;
+  virtual std::uint32_t hashOf(const pstRef<psObj>& stored) = 0;
 
   // Whether the answers so far cannot be trusted: there is no usable key or comparator, a call into Java failed, or
   // something was refused since the probe was made, be it within a comparator or on the search's own way. A failed
@@ -48,6 +58,8 @@ class RawProbe final : public KeyProbe {
  public:
   RawProbe(const void* key, const ComparatorChoice& choice);
   int compare(const pstRef<psObj>& stored) override;
+  std::uint32_t hash() override;
+  std::uint32_t hashOf(const pstRef<psObj>& stored) override;
 
  private:
   const void* key_;
@@ -58,28 +70,52 @@ class RawProbe final : public KeyProbe {
 class HandleProbe final : public KeyProbe {
  public:
   HandleProbe(const pstHandle<psObj>& key, const ComparatorChoice& choice);
+  // Leaves it to the collection to say what is equal.
+  HandleProbe(const pstHandle<psObj>& key, const psCollection& collection);
   int compare(const pstRef<psObj>& stored) override;
+  bool equal(const pstRef<psObj>& stored) override;
+  std::uint32_t hash() override { return hashOf(key_); }
+  std::uint32_t hashOf(const pstRef<psObj>& stored) override;
 
  private:
   const pstHandle<psObj>& key_;
   pstHandle<psCompare> comparator_;
+  const psCollection* collection_ = nullptr;
 };
 
 class CallbackProbe final : public KeyProbe {
  public:
-  explicit CallbackProbe(int (*function)(unsigned int, unsigned int));
+  using Function = int (*)(unsigned int, unsigned int);
+
+  explicit CallbackProbe(Function compareFunction);
+  // With the key's hash, for a look-up; and for a change with the function that hashes stored elements as well.
+  CallbackProbe(std::uint32_t keyHash, Function compareFunction);
+  CallbackProbe(std::uint32_t keyHash, Function compareFunction, Function hashFunction);
   int compare(const pstRef<psObj>& stored) override;
+  std::uint32_t hash() override { return hash_; }
+  std::uint32_t hashOf(const pstRef<psObj>& stored) override;
 
  private:
-  int (*function_)(unsigned int, unsigned int);
+  std::uint32_t hash_ = 0;
+  Function compare_;
+  Function hashFunction_ = nullptr;
 };
 
 class JavaProbe final : public KeyProbe {
  public:
   JavaProbe(_jobject*& key, _jobject*& callee, JNIEnv_* env) : key_(key), callee_(callee), env_(env) {}
+  JavaProbe(std::uint32_t hash, _jobject*& key, _jobject*& callee, JNIEnv_* env) : JavaProbe(key, callee, env) {
+    hash_ = hash;
+  }
   int compare(const pstRef<psObj>& stored) override;
+  std::uint32_t hash() override;
+  std::uint32_t hashOf(const pstRef<psObj>& stored) override;
 
  private:
+  // What a call into Java gave; without a result the probe has failed.
+  int resultOf(const std::optional<int>& answer);
+
+  std::optional<std::uint32_t> hash_;  // when the caller gave it
   _jobject* key_;
   _jobject* callee_;
   JNIEnv_* env_;

@@ -7,27 +7,51 @@
 
 namespace ps::detail {
 
-// Calls visit(key, value) for the pairs of a map, or visit(element, null) for the elements of another collection, in
-// order, until it returns false or something is refused. False when not all were visited. Like all loops over elements
-// it ends on hasNext, since a list may hold null references.
+// The classes of maps, which this folder knows by their numbers alone.
+constexpr unsigned int sortedMapTypeN = 4018;
+constexpr unsigned int hashMapTypeN = 4028;
+
+// Whether the collection's key iterator tells values.
+bool isMap(const pstHandle<psCollection>& collection);
+
+// Calls visit(key, value) for the keys, with their values if they are asked for, in order, until it returns false or
+// something is refused. False when not all were visited. Like all loops over elements it ends on hasNext, since a list
+// may hold null references.
 template <class Visit>
-bool visitPairs(pstHandle<psCollection>& collection, bool isMap, Visit visit) {
+bool walkKeys(pstHandle<psCollection>& collection, bool withValues, Visit visit) {
   if (collection.open(pscRead) != 1) return false;
   const RefusalWatch watch;
   const std::unique_ptr<psCollectionIterator> it(collection->keyIterator());
   while (it->hasNext()) {
     const pstHandle<psObj> key(it->next(pscNoLock));
-    const pstHandle<psObj> value(isMap ? it->currentValue() : pstRef<psObj>());
+    const pstHandle<psObj> value(withValues ? it->currentValue() : pstRef<psObj>());
     if (watch.refused() || !visit(key, value)) return false;
   }
   return !watch.refused();
 }
 
-// The same for the elements of a collection, or the keys of a map: visit(element).
+// The pairs of a map, or the elements of another collection with null values: visit(key, value).
+template <class Visit>
+bool visitPairs(pstHandle<psCollection>& collection, Visit visit) {
+  return walkKeys(collection, isMap(collection), visit);
+}
+
+// The elements of a collection, or the keys of a map: visit(element).
 template <class Visit>
 bool visitKeys(pstHandle<psCollection>& collection, Visit visit) {
-  return visitPairs(collection, false,
-                    [&](const pstHandle<psObj>& key, const pstHandle<psObj>&) { return visit(key); });
+  return walkKeys(collection, false, [&](const pstHandle<psObj>& key, const pstHandle<psObj>&) { return visit(key); });
+}
+
+// Puts all pairs of a map, or all elements of another collection with null values, and goes on where a put fails, until
+// something is refused. True when there was any.
+template <class Map>
+bool putAll(Map& map, pstHandle<psCollection>& other) {
+  bool any = false;
+  visitPairs(other, [&](const pstHandle<psObj>& key, const pstHandle<psObj>& value) {
+    map.put(key, value);
+    return any = true;
+  });
+  return any;
 }
 
 }  // namespace ps::detail

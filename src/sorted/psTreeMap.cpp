@@ -5,6 +5,7 @@
 #include <utility>
 
 #include "core/KeyWalk.h"
+#include "hash/psHashMapEntry.h"
 #include "sorted/psTreeMapKeyIterator.h"
 #include "sorted/psTreeMapValueIterator.h"
 #include "tree/NodeSplit.h"
@@ -20,6 +21,8 @@ using ps::detail::TreePosition;
 namespace {
 
 const pstProcessInitTermClass processInitTerm;
+
+static_assert(psTreeMap::pstTypeN == ps::detail::sortedMapTypeN);
 
 // Whether the value of the pair at the position has been replaced.
 bool replaceValue(const TreePosition& position, const pstRef<psObj>& value) {
@@ -89,19 +92,15 @@ bool psTreeMap::containsValue(const pstHandle<psObj>& value) const {
 }
 
 bool psTreeMap::add(const pstHandle<psObj>& element) {
-  put(element, pstHandle<psObj>());
+  if (ptmIsKindOf(element.typeN(), psHashMapEntry::pstTypeN) == 0) {
+    put(element, pstHandle<psObj>());
+  } else if (const pstHandle<psHashMapEntry> entry(element); entry.open(pscRead) == 1) {
+    put(entry->key(), entry->value());
+  }
   return true;
 }
 
-bool psTreeMap::addAll(pstHandle<psCollection>& other) {
-  bool any = false;
-  const bool isMap = ptmIsKindOf(other.typeN(), pstTypeN) != 0;
-  ps::detail::visitPairs(other, isMap, [&](const pstHandle<psObj>& key, const pstHandle<psObj>& value) {
-    put(key, value);
-    return any = true;
-  });
-  return any;
-}
+bool psTreeMap::addAll(pstHandle<psCollection>& other) { return ps::detail::putAll(*this, other); }
 
 psCollectionIterator* psTreeMap::iterator() const {
   pstHandle<psTreeMap> self(this);

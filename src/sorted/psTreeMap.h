@@ -56,8 +56,8 @@ class PS_API psTreeMap : public psTreeSet {
   // Whether this very object is a value. The pairs are looked through in order, up to the first whose value is null.
   bool containsValue(const pstHandle<psObj>& value) const;
 
-  // Puts the element as a key with a null value, also where the key is there with another. True whatever came of it:
-  // ask put for that.
+  // Puts the element as a key with a null value, also where the key is there with another; an entry of a hash map as
+  // its pair. True whatever came of it: ask put for that.
   bool add(const pstHandle<psObj>& element) override;
   // Puts all pairs of another map, or all elements of another collection as keys with null values. True when there was
   // any; a put that fails is passed over, unless the store refused something: that ends it.

@@ -12,22 +12,13 @@ namespace {
 // A split of a smaller node fills its parent again: the tree would grow a level with every element.
 constexpr int smallestCapacity = 4;
 
-// Deletes a part of the tree, and the container that this leaves empty.
-void deletePart(pstHandle<psObj> part) {
-  if (!part.isValid()) return;
-  pstHandle<psContObj> container = part.containedIn();
-  psDelete(part);
-  psAdmin::deleteIfEmptyUnnamedNonGC(container);
-}
-
 }  // namespace
 
 pstRef<psTreeAdmin> constructRoot(psBTree& root, const NodeKind& kind, int capacity,
                                   pstHandle<psContObj> adminContainer, pstHandle<psContObj> arrayContainer) {
   pstHandle<psBTree> self(&root);
-  const bool garbageCollectable = isGarbageCollectable(self.containedIn());
-  if (adminContainer.isNull()) adminContainer = createContainer(self.oid(), garbageCollectable);
-  if (arrayContainer.isNull()) arrayContainer = createContainer(self.oid(), garbageCollectable);
+  if (adminContainer.isNull()) adminContainer = createContainerFor(self);
+  if (arrayContainer.isNull()) arrayContainer = createContainerFor(self);
   const pstHandle<psUnsortedArray> elements = kind.createElements(arrayContainer, std::max(capacity, smallestCapacity));
   if (elements.isNull()) return pstRef<psTreeAdmin>();
   NodeAccess::setElements(root, elements);

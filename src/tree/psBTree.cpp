@@ -6,12 +6,12 @@
 #include "core/RefusalWatch.h"
 #include "core/psCollectionIterator.h"
 #include "tree/Compaction.h"
-#include "tree/ContainerRefresh.h"
 #include "tree/NodeKind.h"
 #include "tree/NodeLinks.h"
 #include "tree/NodeRemoval.h"
 #include "tree/NodeSplit.h"
 #include "tree/TreePosition.h"
+#include "tree/TreeRefresh.h"
 #include "tree/psTreeIterator.h"
 
 using ps::detail::ArrayView;

@@ -24,13 +24,9 @@ int compareIdentifier(unsigned int databaseAndContainer, unsigned int pageAndSlo
 
 }  // namespace
 
-const char* nameOf(Flavour flavour) {
-  return flavour == Flavour::handle ? "handle" : flavour == Flavour::raw ? "raw" : "callback";
-}
-
-Keyed::Callback Keyed::wanted(const ItemKey& item) const {
+Keyed::Callback Keyed::comparisonWith(const ItemKey& item, bool byNumber) {
   wantedItem = item;
-  return byNumber_ ? compareNumber : compareIdentifier;
+  return byNumber ? compareNumber : compareIdentifier;
 }
 
 bool Keyed::add(psTreeSet& set, const ItemKey& item) const {

@@ -1,19 +1,19 @@
 #pragma once
 
-#include "core/psCollectionIterator.h"
 #include "sorted/psTreeMap.h"
-#include "support/Item.h"
+#include "support/KeyedWorld.h"
 
 namespace ps::test {
-
-enum class Flavour { handle, raw, callback };
-
-const char* nameOf(Flavour flavour);
 
 // Addresses the elements of a set, or the keys of a map, in one key flavour, so that a test is written once for all.
 // byNumber says that the set has an ItemCompare; otherwise it goes by identifier, and the raw flavour finds nothing.
 class Keyed {
  public:
+  using Callback = int (*)(unsigned int, unsigned int);
+
+  // A callback that compares stored elements with the item, which it finds in a variable of the thread.
+  static Callback comparisonWith(const ItemKey& item, bool byNumber);
+
   Keyed(Flavour flavour, bool byNumber) : flavour_(flavour), byNumber_(byNumber) {}
 
   bool byNumber() const { return byNumber_; }
@@ -28,10 +28,7 @@ class Keyed {
   bool goTo(psCollectionIterator& iterator, const ItemKey& item) const;
 
  private:
-  using Callback = int (*)(unsigned int, unsigned int);
-
-  // The callback that compares stored elements with item, which it finds in a variable of the thread.
-  Callback wanted(const ItemKey& item) const;
+  Callback wanted(const ItemKey& item) const { return comparisonWith(item, byNumber_); }
 
   Flavour flavour_;
   bool byNumber_;

@@ -54,11 +54,11 @@ void ModelDriver::reopen() {
 void IteratorWalk::step(bool forward) {
   if (forward) {
     ASSERT_EQ(iterator_.hasNext(), at + 1 < size());
-    if (size() > 0) at = std::min(at + 1, size());
+    if (size() > 0 || leavesEmptyStart) at = std::min(at + 1, size());
     ASSERT_EQ(iterator_.next(anyLock()), here());
   } else {
     ASSERT_EQ(iterator_.hasPrevious(), at > 0);
-    if (size() > 0) at = std::max(at - 1, -1);
+    if (size() > 0 || leavesEmptyStart) at = std::max(at - 1, -1);
     ASSERT_EQ(iterator_.previous(anyLock()), here());
   }
 }

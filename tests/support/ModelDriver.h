@@ -88,6 +88,7 @@ class IteratorWalk {
 
   std::vector<psId> elements;
   int at = -1;
+  bool leavesEmptyStart = false;  // whether next, on an empty collection, goes behind its end
 
  private:
   psLockMode anyLock() { return random_() % 3 == 0 ? pscLockUpdate : pscNoLock; }

@@ -6,6 +6,7 @@
 #include "core/psCompare.h"
 #include "sorted/psTreeMap.h"
 #include "store/pstItr.h"
+#include "support/HashChecker.h"
 #include "tree/NodeAccess.h"
 #include "tree/psTreeAdmin.h"
 #include "tree/psTreeList.h"
@@ -246,6 +247,13 @@ void Census::noteOwned(const psId& container) {
     if (admin.open(pscRead) != 1) continue;
     current_.insert(admin->nodeContainer().oid().bits());
     current_.insert(admin->vArrayContainer().oid().bits());
+  }
+  pstItr<psHashSet> table;
+  for (table.scan(pstHandle<psObj>(container), pscRead); table.next();) {
+    checkTable(table, &owned_);
+    owned_.insert(table.oid().bits());
+    const pstHandle<psHashAdmin> admin(table->admin());
+    if (admin.open(pscRead) == 1) current_.insert(admin->bucketContainer().oid().bits());
   }
 }
 

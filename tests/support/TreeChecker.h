@@ -14,8 +14,8 @@ namespace ps::detail {
 // element.
 std::vector<std::string> checkTree(const pstHandle<psBTree>& root);
 
-// Looks through every container of the federation for what nobody owns: internal objects of trees that are part of
-// none, and empty containers without a name that are not garbage-collectable, unless some administrator is about to
+// Looks through every container of the federation for what nobody owns: internal objects of collections that are part
+// of none, and empty containers without a name that are not garbage-collectable, unless some administrator is about to
 // fill them. Arrays that an application made for itself are reported too.
 std::vector<std::string> checkOrphans(const pstHandle<psFDObj>& federation);
 

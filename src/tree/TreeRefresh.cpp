@@ -1,32 +1,9 @@
-#include "tree/ContainerRefresh.h"
+#include "tree/TreeRefresh.h"
 
-#include "store/psContObj.h"
+#include "core/Containers.h"
 #include "tree/NodeLinks.h"
 
 namespace ps::detail {
-
-namespace {
-
-class ContainerRefresh {
- public:
-  explicit ContainerRefresh(psMode mode) : mode_(mode) {}
-
-  // Refreshes the container of an object, unless it is the one refreshed last.
-  bool visit(const pstHandle<psObj>& object) {
-    const pstHandle<psContObj> container = object.containedIn();
-    if (container.isNull() || container == last_) return true;
-    unsigned char changed = 0;
-    if (container.refreshOpen(mode_, &changed, mode_ == pscNoOpen ? 1 : 0) == 0) return false;
-    last_ = container.oid();
-    return true;
-  }
-
- private:
-  psMode mode_;
-  psId last_;
-};
-
-}  // namespace
 
 bool refreshTree(const psBTree& root, psMode mode) {
   ContainerRefresh containers(mode);

@@ -1,0 +1,77 @@
+#pragma once
+
+#include "hash/HashAccess.h"
+
+namespace ps::detail {
+
+// A bucket open for reading, whose slots stay in memory and where they are for as long as the view lives.
+class BucketView {
+ public:
+  explicit BucketView(const pstHandle<psHashBucket>& bucket)
+      : bucket_(bucket), object_(bucket_.isNull() ? nullptr : bucket_.operator->()), pin_(read()) {}
+
+  // False when the bucket or its slots could not be read; it then has none.
+  bool isOpen() const { return slots_ != nullptr; }
+
+  int slots() const { return count_; }
+  const pstRef<psObj>& operator[](int slot) const { return slots_[slot]; }
+
+  const psHashBucket& operator*() const { return *object_; }
+  const psHashBucket* operator->() const { return object_; }
+  const pstHandle<psHashBucket>& handle() const { return bucket_; }
+
+ private:
+  const void* read() {
+    if (object_ == nullptr) return nullptr;
+    slots_ = HashAccess::entries(*object_).head();
+    if (slots_ != nullptr) count_ = static_cast<int>(HashAccess::entries(*object_).size());
+    return slots_;
+  }
+
+  pstHandle<psHashBucket> bucket_;
+  const psHashBucket* object_;
+  const pstRef<psObj>* slots_ = nullptr;
+  int count_ = 0;
+  PagePin pin_;
+};
+
+// What one slot holds, as a sequence: nothing, one reference, or those of a chain. The bucket's view must outlive it.
+class SlotView {
+ public:
+  SlotView(const BucketView& bucket, int slot) : slot_(bucket[slot]), pin_(read(bucket.handle().oid())) {}
+
+  // False when it could not be found out what the slot holds.
+  bool isOpen() const { return count_ >= 0; }
+
+  int count() const { return count_; }
+  const pstRef<psObj>& operator[](int i) const { return entries_[i]; }
+  // The first position of the reference, -1 when it is not there.
+  int find(const pstRef<psObj>& stored) const {
+    for (int i = 0; i < count_; ++i) {
+      if (entries_[i] == stored) return i;
+    }
+    return -1;
+  }
+  // Null when the slot holds none.
+  const pstHandle<psHashChain>& chain() const { return chain_; }
+
+ private:
+  const void* read(const psId& bucket) {
+    entries_ = &slot_;
+    // Chains lie in their bucket's container, where few elements do: the pages of all others are left alone.
+    const psId& id = slot_.oid();
+    const bool mayBeChain = id.get_OC() == bucket.get_OC() && id.get_DB() == bucket.get_DB() && !id.isNull();
+    if (PS_UNLIKELY(mayBeChain)) return readObject();
+    count_ = id.isNull() ? 0 : 1;
+    return nullptr;
+  }
+  const void* readObject();
+
+  const pstRef<psObj>& slot_;
+  pstHandle<psHashChain> chain_;
+  const pstRef<psObj>* entries_ = nullptr;
+  int count_ = -1;
+  PagePin pin_;
+};
+
+}  // namespace ps::detail

@@ -1,0 +1,96 @@
+#include "hash/HashPosition.h"
+
+#include "hash/TableSizes.h"
+#include "hash/psHashMap.h"
+#include "hash/psHashMapEntry.h"
+
+namespace ps::detail {
+
+namespace {
+
+int directoryIndexOf(const psHashSet& table, std::uint32_t hash) {
+  const int depth = HashAccess::depth(table);
+  return depth <= 0 ? 0 : static_cast<int>(hash >> (32 - depth));
+}
+
+}  // namespace
+
+bool isComplete(const psHashSet& table) { return HashAccess::depth(table) != incompleteDepth; }
+
+bool holdsEntries(const psHashSet& table) { return table.psIsKindOf(psHashMap::pstTypeN); }
+
+pstRef<psObj> keyOf(const pstRef<psObj>& stored, bool isEntry) {
+  if (!isEntry) return stored;
+  const pstHandle<psHashMapEntry> entry(stored);
+  return entry.open(pscRead) == 1 ? entry->key() : pstRef<psObj>();
+}
+
+int directorySizeOf(const psHashSet& table) { return pow2(HashAccess::depth(table)); }
+
+pstRef<psHashBucket> bucketNamedAt(const psHashSet& table, int directoryIndex) {
+  const pstRef<psHashBucket>* const directory = HashAccess::directory(table).head();
+  const bool exists = directory != nullptr && directoryIndex >= 0 && directoryIndex < directorySizeOf(table);
+  return exists ? directory[directoryIndex] : pstRef<psHashBucket>();
+}
+
+int rangeLengthOf(const psHashSet& table, const psHashBucket& bucket) {
+  return pow2(HashAccess::depth(table) - HashAccess::depth(bucket));
+}
+
+std::optional<BucketRange> bucketAt(const psHashSet& table, int directoryIndex) {
+  BucketRange range;
+  range.bucket = bucketNamedAt(table, directoryIndex);
+  if (range.bucket.isNull() || range.bucket.open(pscRead) != 1) return std::nullopt;
+  const int length = rangeLengthOf(table, *range.bucket);
+  range.first = directoryIndex & -length;
+  range.end = range.first + length;
+  return range;
+}
+
+std::optional<HashPosition> placeOf(const psHashSet& table, std::uint32_t hash) {
+  const std::optional<BucketRange> range = bucketAt(table, directoryIndexOf(table, hash));
+  if (!range) return std::nullopt;
+  HashPosition position;
+  position.hash = hash;
+  position.range = *range;
+  position.slot = static_cast<int>(hash % static_cast<std::uint32_t>(HashAccess::slotsPerBucket(table)));
+  return position;
+}
+
+bool findMatch(const psHashSet& table, KeyProbe& probe, HashPosition& position) {
+  const BucketView bucket(position.bucket());
+  if (position.slot >= bucket.slots()) return false;
+  const SlotView slot(bucket, position.slot);
+  if (!slot.isOpen()) return false;
+  const bool isEntry = slot.count() > 0 && holdsEntries(table);
+  for (int i = 0; i < slot.count(); ++i) {
+    const pstRef<psObj> key = keyOf(slot[i], isEntry);
+    const bool isMatch = !key.isNull() && probe.equal(key);
+    if (probe.failed()) return false;
+    if (!isMatch) continue;
+    position.index = i;
+    position.stored = slot[i];
+    return true;
+  }
+  return true;
+}
+
+std::optional<HashPosition> locate(const psHashSet& table, KeyProbe& probe) {
+  if (probe.failed()) return std::nullopt;
+  const std::uint32_t hash = probe.hash();
+  if (probe.failed()) return std::nullopt;
+  std::optional<HashPosition> position = placeOf(table, hash);
+  if (!position || !findMatch(table, probe, *position)) return std::nullopt;
+  return position;
+}
+
+int sizeOf(const psHashSet& table) {
+  int size = 0;
+  const bool isWhole = visitBuckets(table, [&](const BucketRange& range) {
+    size += range.bucket->size();
+    return true;
+  });
+  return isWhole ? size : -1;
+}
+
+}  // namespace ps::detail

@@ -1,0 +1,162 @@
+#include "hash/HashTable.h"
+
+#include <algorithm>
+
+#include "core/Containers.h"
+#include "hash/HashGrowth.h"
+#include "hash/SlotChange.h"
+#include "hash/TableSizes.h"
+#include "hash/psHashMapEntry.h"
+
+namespace ps::detail {
+
+namespace {
+
+int depthFor(int directorySize) {
+  int depth = 0;
+  while (depth < deepestDirectory && pow2(depth) < directorySize) ++depth;
+  return depth;
+}
+
+// Deletes the buckets, each with the container that this leaves empty.
+void deleteBuckets(psHashSet& table) {
+  HashAccess::Directory& directory = HashAccess::directory(table);
+  pstRef<psHashBucket> last;
+  for (unsigned int i = 0; i < directory.size(); ++i) {
+    const pstRef<psHashBucket> bucket = *directory.elem(i);
+    if (bucket != last) deletePart(bucket);
+    last = bucket;
+  }
+}
+
+// Each is in the directory as soon as it is there.
+bool createBuckets(psHashSet& table, int depth, psHashAdmin& admin, const pstRef<psContObj>& container) {
+  HashAccess::Directory& directory = HashAccess::directory(table);
+  const auto size = static_cast<unsigned int>(pow2(depth));
+  if (directory.resize(size) != 1) return false;
+  for (unsigned int i = 0; i < size; ++i) {
+    const pstRef<psContObj> near = container.isNull() ? admin.provideBucketContainer() : container;
+    if (near.isNull()) return false;
+    const pstHandle<psHashBucket> bucket(new (near) psHashBucket(depth, HashAccess::slotsPerBucket(table)));
+    if (bucket.isNull()) return false;
+    *directory.elem(i) = bucket;
+    if (!BucketView(bucket).isOpen()) return false;
+  }
+  return true;
+}
+
+// Deletes the administrator, and the container that it was about to fill, should that be empty.
+void deleteAdministrator(const pstHandle<psHashAdmin>& admin) {
+  ContainerRelease current;
+  if (admin.open(pscRead) == 1) current.secure(pstHandle<psContObj>(admin->bucketContainer()));
+  deletePart(admin);
+  current.release();
+}
+
+bool storeValue(const pstRef<psObj>& stored, const pstRef<psObj>& value) {
+  const pstHandle<psHashMapEntry> entry(stored);
+  if (entry.open(pscUpdate) != 1) return false;
+  entry->value(value);
+  return true;
+}
+
+bool insert(const HashPosition& position, const pstRef<psObj>& stored) {
+  SlotInsertion insertion;
+  return insertion.plan(position.bucket(), position.slot, stored) && insertion.carryOut();
+}
+
+}  // namespace
+
+void constructTable(psHashSet& table, int slots, int directorySize, pstHandle<psContObj> adminContainer,
+                    pstHandle<psContObj> bucketContainer) {
+  pstHandle<psHashSet> self(&table);
+  HashAccess::slotsPerBucket(table) = static_cast<int>(next_prime(static_cast<unsigned int>(std::max(slots, 1))));
+  HashAccess::depth(table) = incompleteDepth;
+  Provisional created;
+  if (adminContainer.isNull()) adminContainer = created.add(createContainerFor(self));
+  const pstHandle<psHashAdmin> admin(new (adminContainer) psHashAdmin(self));
+  if (admin.isNull()) return;
+  created.keep();
+  HashAccess::admin(table) = admin;
+  if (!bucketContainer.isNull()) {
+    admin->bucketContainer(bucketContainer);
+    if (admin->bucketContainer() != bucketContainer) return;
+  }
+  const int depth = depthFor(directorySize);
+  if (createBuckets(table, depth, *admin, bucketContainer)) HashAccess::depth(table) = depth;
+}
+
+void destroyTable(psHashSet& table) noexcept {
+  const pstHandle<psHashAdmin> admin(HashAccess::admin(table));
+  if (!admin.isValid()) return;
+  if (isComplete(table)) table.clear();
+  deleteBuckets(table);
+  deleteAdministrator(admin);
+}
+
+bool place(const psHashSet& table, const pstRef<psObj>& stored, std::uint32_t hash) {
+  const std::optional<HashPosition> position = placeOf(table, hash);
+  return position && insert(*position, stored);
+}
+
+bool addElement(psHashSet& table, KeyProbe& probe, const pstRef<psObj>& element) {
+  if (holdsEntries(table)) return putPair(table, probe, element, pstRef<psObj>());
+  if (element.isNull() || probe.failed()) return false;
+  const std::uint32_t hash = probe.hash();
+  if (probe.failed()) return false;
+  std::optional<HashPosition> position = makeRoom(table, probe, hash);
+  return position && findMatch(table, probe, *position) && !position->isMatch() && insert(*position, element);
+}
+
+bool putPair(psHashSet& map, KeyProbe& probe, const pstRef<psObj>& key, const pstRef<psObj>& value) {
+  if (key.isNull()) return false;
+  const std::optional<HashPosition> position = locate(map, probe);
+  if (!position) return false;
+  return position->isMatch() ? storeValue(position->stored, value) : addPair(map, probe, position->hash, key, value);
+}
+
+bool addPair(psHashSet& map, KeyProbe& probe, std::uint32_t hash, const pstRef<psObj>& key,
+             const pstRef<psObj>& value) {
+  const std::optional<HashPosition> position = makeRoom(map, probe, hash);
+  if (!position) return false;
+  Provisional created;
+  const pstHandle<psHashMapEntry> entry = created.add(new (position->bucket()) psHashMapEntry(key, value));
+  if (entry.isNull() || !insert(*position, entry)) return false;
+  created.keep();
+  return true;
+}
+
+pstRef<psObj> storedFor(const psHashSet& table, KeyProbe& probe) {
+  const std::optional<HashPosition> position = locate(table, probe);
+  return position ? position->stored : pstRef<psObj>();
+}
+
+bool removeStored(const psHashSet& table, const pstHandle<psHashBucket>& bucket, int slot, int index,
+                  bool* endedChain) {
+  SlotRemoval removal;
+  if (!removal.plan(bucket, slot, index)) return false;
+  pstHandle<psObj> entry;
+  if (holdsEntries(table)) entry = removal.stored();
+  const bool isThere = entry.isValid();
+  if (isThere && entry.open(pscUpdate) != 1) return false;
+  removal.carryOut();
+  if (isThere) psDelete(entry);
+  if (endedChain != nullptr) *endedChain = removal.endsChain();
+  return true;
+}
+
+bool removeMatch(psHashSet& table, KeyProbe& probe, pstRef<psObj>* value) {
+  const std::optional<HashPosition> position = locate(table, probe);
+  if (!position || !position->isMatch()) return false;
+  pstRef<psObj> removed;
+  if (value != nullptr) {
+    const pstHandle<psHashMapEntry> entry(position->stored);
+    if (entry.open(pscRead) != 1) return false;
+    removed = entry->value();
+  }
+  if (!removeStored(table, position->bucket(), position->slot, position->index)) return false;
+  if (value != nullptr) *value = removed;
+  return true;
+}
+
+}  // namespace ps::detail

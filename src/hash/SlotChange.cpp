@@ -1,0 +1,94 @@
+#include "hash/SlotChange.h"
+
+#include <algorithm>
+
+namespace ps::detail {
+
+namespace {
+
+// The array of a chain that is open for update already: nothing is asked again.
+bool resize(psHashChain& chain, int size) {
+  HashAccess::Entries& entries = HashAccess::entries(chain);
+  return pstResizeVArray(&entries, static_cast<unsigned int>(size), sizeof(pstRef<psObj>)) == 1;
+}
+
+}  // namespace
+
+bool openForUpdate(const pstHandle<psHashChain>& chain) {
+  return chain.open(pscUpdate) == 1 && HashAccess::entries(*chain).update() == 1;
+}
+
+pstHandle<psHashChain> Provisional::addChain(const pstHandle<psHashBucket>& near,
+                                             const std::vector<pstRef<psObj>>& entries) {
+  const pstHandle<psHashChain> chain = add(new (near) psHashChain(entries));
+  const bool isWhole = !chain.isNull() && chain->size() == static_cast<int>(entries.size());
+  return isWhole ? chain : pstHandle<psHashChain>();
+}
+
+void Provisional::discard() {
+  for (pstHandle<psObj>& object : objects_) psDelete(object);
+  objects_.clear();
+}
+
+bool SlotInsertion::plan(const pstHandle<psHashBucket>& bucket, int slot, const pstRef<psObj>& stored) {
+  slot_ = slot;
+  stored_ = stored;
+  const BucketView view(bucket);
+  if (slot >= view.slots()) return false;
+  const SlotView present(view, slot);
+  if (!present.isOpen() || !bucket_.emplace(bucket).isOpen()) return false;
+  if (present.count() == 0) return true;
+  isNewChain_ = present.chain().isNull();
+  chain_ = isNewChain_ ? created_.addChain(bucket, {stored, present[0]}) : present.chain();
+  return !chain_.isNull() && (isNewChain_ || openForUpdate(chain_));
+}
+
+bool SlotInsertion::carryOut() {
+  if (chain_.isNull()) {
+    (*bucket_)[slot_] = stored_;
+    bucket_->count(0, 1);
+  } else if (isNewChain_) {
+    (*bucket_)[slot_] = chain_;
+    bucket_->count(2, -1);
+    created_.keep();
+  } else {
+    const int end = chain_->size();
+    if (!resize(*chain_, end + 1)) return false;
+    *HashAccess::entries(*chain_).elem(static_cast<unsigned int>(end)) = stored_;
+    bucket_->count(1, 0);
+  }
+  return true;
+}
+
+bool SlotRemoval::plan(const pstHandle<psHashBucket>& bucket, int slot, int index) {
+  slot_ = slot;
+  index_ = index;
+  const BucketView view(bucket);
+  if (slot < 0 || slot >= view.slots()) return false;
+  const SlotView present(view, slot);
+  if (index < 0 || index >= present.count()) return false;
+  stored_ = present[index];
+  left_ = present.count() - 1;
+  chain_ = present.chain();
+  return bucket_.emplace(bucket).isOpen() && (chain_.isNull() || openForUpdate(chain_));
+}
+
+void SlotRemoval::carryOut() {
+  if (chain_.isNull()) {
+    (*bucket_)[slot_] = pstRef<psObj>();
+    bucket_->count(0, -1);
+    return;
+  }
+  pstRef<psObj>* const entries = HashAccess::entries(*chain_).head();
+  if (left_ == 1) {
+    (*bucket_)[slot_] = entries[1 - index_];
+    bucket_->count(-2, 1);
+    psDelete(chain_);
+  } else {
+    std::copy(entries + index_ + 1, entries + left_ + 1, entries + index_);
+    resize(*chain_, left_);
+    bucket_->count(-1, 0);
+  }
+}
+
+}  // namespace ps::detail

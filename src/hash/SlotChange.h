@@ -1,0 +1,111 @@
+#pragma once
+
+#include <optional>
+#include <vector>
+
+#include "hash/BucketView.h"
+
+// Changes of a slot in two steps: what can be refused is done by plan, after which carryOut does the change. Between
+// the two, others may be planned, and carried out too if they concern other slots.
+namespace ps::detail {
+
+// Objects that were made for a change which may still be given up: they are deleted with this object, unless it was
+// told that they are in use.
+class Provisional {
+ public:
+  Provisional() = default;
+  Provisional(const Provisional&) = delete;
+  Provisional& operator=(const Provisional&) = delete;
+  ~Provisional() { discard(); }
+
+  // A handle to a new object; null when the store did not make it.
+  template <class T>
+  pstHandle<T> add(T* created) {
+    pstHandle<T> object(created);
+    if (!object.isNull()) objects_.push_back(object);
+    return object;
+  }
+  pstHandle<psContObj> add(const pstHandle<psContObj>& created) {
+    if (!created.isNull()) objects_.push_back(created);
+    return created;
+  }
+  // A new chain near the bucket; null when the store does not make it.
+  pstHandle<psHashChain> addChain(const pstHandle<psHashBucket>& near, const std::vector<pstRef<psObj>>& entries);
+
+  void keep() { objects_.clear(); }
+
+ private:
+  void discard();
+
+  std::vector<pstHandle<psObj>> objects_;
+};
+
+// A bucket open for update, and its slots, which stay in memory while the edit lives.
+class BucketEdit {
+ public:
+  explicit BucketEdit(const pstHandle<psHashBucket>& bucket) : bucket_(bucket), pin_(open()) {}
+
+  bool isOpen() const { return slots_ != nullptr; }
+  pstRef<psObj>& operator[](int slot) { return slots_[slot]; }
+  psHashBucket& operator*() const { return *bucket_; }
+
+  // Changes the numbers of elements in chains and alone in their slots.
+  void count(int chained, int unchained) {
+    HashAccess::chained(*bucket_) += chained;
+    HashAccess::unchained(*bucket_) += unchained;
+  }
+
+ private:
+  const void* open() {
+    if (bucket_.open(pscUpdate) == 1 && HashAccess::entries(*bucket_).update() == 1) {
+      slots_ = HashAccess::entries(*bucket_).head();
+    }
+    return slots_;
+  }
+
+  pstHandle<psHashBucket> bucket_;
+  pstRef<psObj>* slots_ = nullptr;
+  PagePin pin_;
+};
+
+// Opens a chain and its entries.
+bool openForUpdate(const pstHandle<psHashChain>& chain);
+
+// Puts an element, or an entry, into a slot.
+class SlotInsertion {
+ public:
+  bool plan(const pstHandle<psHashBucket>& bucket, int slot, const pstRef<psObj>& stored);
+  // False, with nothing changed, when the store has no room for it.
+  bool carryOut();
+  // Whether it makes a chain, behind which what was alone in the slot comes second.
+  bool startsChain() const { return isNewChain_; }
+
+ private:
+  std::optional<BucketEdit> bucket_;
+  int slot_ = 0;
+  pstRef<psObj> stored_;
+  pstHandle<psHashChain> chain_;  // that it goes into; null when it is to be alone
+  bool isNewChain_ = false;
+  Provisional created_;
+};
+
+// Takes one out.
+class SlotRemoval {
+ public:
+  bool plan(const pstHandle<psHashBucket>& bucket, int slot, int index);
+  void carryOut();
+  // What is taken out.
+  const pstRef<psObj>& stored() const { return stored_; }
+  // Whether the slot's chain goes with it, since one alone is left.
+  bool endsChain() const { return left_ == 1; }
+
+ private:
+  std::optional<BucketEdit> bucket_;
+  int slot_ = 0;
+  int index_ = 0;
+  pstRef<psObj> stored_;
+  int left_ = 0;
+  pstHandle<psHashChain> chain_;
+};
+
+}  // namespace ps::detail

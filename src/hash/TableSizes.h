@@ -1,0 +1,15 @@
+#pragma once
+
+#include "store/psExport.h"
+
+// The numbers that size a hash table.
+
+// 1 shifted left by n; 0 for a negative n, and where that is more than 32 bits hold.
+PS_API int pow2(int n);
+
+// Whether no odd number from 3 up to the root of n divides n. Meant for odd n from 5 on: 3 and 9 are not prime by this
+// rule, which tries the divisor 3 before it compares.
+PS_API bool isPrime(unsigned int n);
+
+// The smallest odd prime that is not below n; numbers up to 3 are returned as they are.
+PS_API unsigned int next_prime(unsigned int n);

@@ -1,0 +1,11 @@
+#include "hash/psHashBucket.h"
+
+namespace {
+
+const pstProcessInitTermClass processInitTerm;
+
+}  // namespace
+
+psHashBucket::psHashBucket(int depth, int slots) : depth_(depth), entries_(static_cast<unsigned int>(slots)) {}
+
+psHashBucket::~psHashBucket() noexcept = default;

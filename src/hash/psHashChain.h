@@ -1,0 +1,30 @@
+#pragma once
+
+#include <vector>
+
+#include "store/psPersistentClass.h"
+#include "store/pstVArray.h"
+
+namespace ps::detail {
+class HashAccess;
+}
+
+// The elements, or a map's entries, that share one slot of a bucket; at least two. It lies in its bucket's container.
+class PS_API psHashChain : public psObj {
+  PS_PERSISTENT_CLASS(psHashChain, psObj, 4027)
+
+ public:
+  psHashChain(const pstHandle<psObj>& first, const pstHandle<psObj>& second);
+  // Shorter than asked for when the store cannot allocate.
+  explicit psHashChain(const std::vector<pstRef<psObj>>& entries);
+  ~psHashChain() noexcept override;
+
+  int size() const { return static_cast<int>(entries_.size()); }
+
+ private:
+  friend class ps::detail::HashAccess;
+
+  pstVArray<pstRef<psObj>> entries_;
+};
+
+static_assert(sizeof(psHashChain) == 16, "stored layout");

@@ -1,0 +1,390 @@
+#include "hash/psHashIterator.h"
+
+#include <algorithm>
+#include <limits>
+
+#include "hash/HashGrowth.h"
+#include "hash/HashTable.h"
+#include "hash/SlotChange.h"
+#include "hash/StoredMove.h"
+#include "hash/psHashMapEntry.h"
+#include "store/Relocation.h"
+
+using ps::detail::BucketEdit;
+using ps::detail::BucketRange;
+using ps::detail::BucketView;
+using ps::detail::CallbackProbe;
+using ps::detail::HandleProbe;
+using ps::detail::HashPosition;
+using ps::detail::JavaProbe;
+using ps::detail::KeyProbe;
+using ps::detail::RawProbe;
+using ps::detail::SlotView;
+
+namespace {
+
+constexpr int unknownIndex = -2;
+constexpr int noLimit = std::numeric_limits<int>::max();
+
+}  // namespace
+
+psHashIterator::psHashIterator(const pstHandle<psHashSet>& set) : psHashIterator(set, Delivery::stored) {}
+
+psHashIterator::psHashIterator(const pstHandle<psHashSet>& set, Delivery delivery) : set_(set), delivery_(delivery) {}
+
+psHashIterator::~psHashIterator() = default;
+
+pstHandle<psCollection> psHashIterator::collection() { return set_; }
+
+psHashSet* psHashIterator::openSet() const { return set_.isNull() ? nullptr : set_.operator->(); }
+
+// The directory is asked each time, so that changes of the set are seen.
+psHashIterator::Bucket psHashIterator::bucketAt(const psHashSet& set, int directoryIndex) {
+  const pstRef<psHashBucket> named = ps::detail::bucketNamedAt(set, directoryIndex);
+  if (named.isNull()) return Bucket();
+  if (bucket_ == nullptr || bucket_->handle() != named) {
+    auto opened = std::make_unique<const BucketView>(pstHandle<psHashBucket>(named));
+    if (!opened->isOpen()) return Bucket();
+    bucket_ = std::move(opened);
+  }
+  const int length = ps::detail::rangeLengthOf(set, **bucket_);
+  const int first = directoryIndex & -length;
+  return Bucket{bucket_.get(), first, first + length};
+}
+
+std::optional<psHashIterator::Place> psHashIterator::placeAfter(const psHashSet& set, const Place& place) {
+  int slot = place.inChain < 0 ? place.slot + 1 : place.slot;
+  int i = place.inChain + 1;
+  const int end = ps::detail::directorySizeOf(set);
+  for (int index = std::max(place.directoryIndex, 0); index < end; slot = 0, i = 0) {
+    const Bucket bucket = bucketAt(set, index);
+    if (bucket.view == nullptr) return std::nullopt;
+    const BucketView& view = *bucket.view;
+    for (; slot < view.slots(); ++slot, i = 0) {
+      if (view[slot].isNull()) continue;
+      const SlotView held(view, slot);
+      if (!held.isOpen()) return std::nullopt;
+      if (i < held.count()) return Place{bucket.first, slot, held.chain().isNull() ? -1 : i, held[i]};
+    }
+    index = bucket.end;
+  }
+  return Place{end, -1, -1, pstRef<psObj>()};
+}
+
+std::optional<psHashIterator::Place> psHashIterator::placeBefore(const psHashSet& set, const Place& place) {
+  const int end = ps::detail::directorySizeOf(set);
+  const bool isAtEnd = place.directoryIndex >= end;
+  int slot = isAtEnd ? noLimit : place.inChain > 0 ? place.slot : place.slot - 1;
+  int limit = place.inChain > 0 ? place.inChain : noLimit;
+  for (int index = isAtEnd ? end - 1 : place.directoryIndex; index >= 0; slot = noLimit, limit = noLimit) {
+    const Bucket bucket = bucketAt(set, index);
+    if (bucket.view == nullptr) return std::nullopt;
+    const BucketView& view = *bucket.view;
+    for (slot = std::min(slot, view.slots() - 1); slot >= 0; --slot, limit = noLimit) {
+      if (view[slot].isNull()) continue;
+      const SlotView held(view, slot);
+      if (!held.isOpen()) return std::nullopt;
+      const int i = std::min(limit, held.count()) - 1;
+      if (i >= 0) return Place{bucket.first, slot, held.chain().isNull() ? -1 : i, held[i]};
+    }
+    index = bucket.first - 1;
+  }
+  return Place();
+}
+
+psHashIterator::Place psHashIterator::placeHere() {
+  Place here = place_;
+  here.stored = pstRef<psObj>();
+  const psHashSet* const set = openSet();
+  const Bucket bucket = set == nullptr ? Bucket() : bucketAt(*set, place_.directoryIndex);
+  if (bucket.view == nullptr || place_.slot >= bucket.view->slots()) return here;
+  const SlotView held(*bucket.view, place_.slot);
+  const int i = std::max(place_.inChain, 0);
+  const bool isSameKind = held.chain().isNull() == (place_.inChain < 0);
+  if (isSameKind && i < held.count()) here.stored = held[i];
+  return here;
+}
+
+pstRef<psObj>* psHashIterator::addressOfStored(const Place& place, psLockMode mode) {
+  const psHashSet* const set = openSet();
+  const Bucket bucket = set == nullptr ? Bucket() : bucketAt(*set, place.directoryIndex);
+  if (bucket.view == nullptr) return nullptr;
+  const SlotView held(*bucket.view, place.slot);
+  const int i = std::max(place.inChain, 0);
+  if (i >= held.count()) return nullptr;
+  if (mode != pscNoLock) {
+    const bool isOpen =
+        held.chain().isNull() ? BucketEdit(bucket.view->handle()).isOpen() : ps::detail::openForUpdate(held.chain());
+    if (!isOpen) return nullptr;
+  }
+  pin_.emplace(&held[i]);
+  return const_cast<pstRef<psObj>*>(&held[i]);
+}
+
+pstRef<psObj>* psHashIterator::addressAt(const Place& place, psLockMode mode) {
+  pin_.reset();
+  if (place.stored.isNull()) return nullptr;
+  if (delivery_ == Delivery::stored) return addressOfStored(place, mode);
+  holder_ = place.stored;
+  if (holder_.open(mode == pscNoLock ? pscRead : pscUpdate) != 1) return nullptr;
+  const auto& entry = static_cast<const psHashMapEntry&>(*holder_);
+  return const_cast<pstRef<psObj>*>(delivery_ == Delivery::keys ? &entry.key() : &entry.value());
+}
+
+std::optional<pstRef<psObj>> psHashIterator::deliveredAt(const Place& place, psLockMode mode) {
+  if (delivery_ == Delivery::stored && mode == pscNoLock) return place.stored;
+  const pstRef<psObj>* const delivered = addressAt(place, mode);
+  return delivered != nullptr ? std::optional<pstRef<psObj>>(*delivered) : std::nullopt;
+}
+
+pstRef<psObj>* psHashIterator::currentP(psLockMode mode) {
+  nothing_ = pstRef<psObj>();
+  pstRef<psObj>* const reference = addressAt(placeHere(), mode);
+  return reference != nullptr ? reference : &nothing_;
+}
+
+pstRef<psObj> psHashIterator::current(psLockMode mode) {
+  const pstRef<psObj> delivered = *psHashIterator::currentP(mode);
+  pin_.reset();
+  return delivered;
+}
+
+pstRef<psObj> psHashIterator::valueHere() {
+  const pstHandle<psHashMapEntry> entry(placeHere().stored);
+  return !entry.isNull() && entry.open(pscRead) == 1 ? entry->value() : pstRef<psObj>();
+}
+
+int psHashIterator::replaceCurrent(const pstRef<psObj>& reference) {
+  pstRef<psObj>* const current = addressAt(placeHere(), pscLockUpdate);
+  if (current == nullptr) return 0;
+  *current = reference;
+  return 1;
+}
+
+int psHashIterator::moveInPlace(const pstHandle<psObj>& near) {
+  pstRef<psObj>* const current = addressAt(placeHere(), pscLockUpdate);
+  if (current == nullptr || current->isNull()) return 0;
+  pstHandle<psObj> object(*current);
+  if (object.move(near) != 1) return 0;
+  *current = object;
+  return 1;
+}
+
+int psHashIterator::countBefore(const psHashSet& set) {
+  int count = 0;
+  for (int index = 0; index < place_.directoryIndex;) {
+    const std::optional<BucketRange> range = ps::detail::bucketAt(set, index);
+    if (!range) return -1;
+    count += range->bucket->size();
+    index = range->end;
+  }
+  const Bucket bucket = bucketAt(set, place_.directoryIndex);
+  if (bucket.view == nullptr) return -1;
+  for (int slot = 0; slot < place_.slot; ++slot) {
+    const SlotView held(*bucket.view, slot);
+    if (!held.isOpen()) return -1;
+    count += held.count();
+  }
+  return count + std::max(place_.inChain, 0);
+}
+
+int psHashIterator::currentIndex() {
+  const psHashSet* const set = index_ < -1 ? openSet() : nullptr;
+  const int before = set != nullptr ? countBefore(*set) : -1;
+  if (before >= 0) index_ = before;
+  return index_;
+}
+
+pstRef<psObj> psHashIterator::stepTo(const Place& place, int index, psLockMode mode) {
+  std::optional<pstRef<psObj>> delivered = pstRef<psObj>();
+  if (!place.stored.isNull()) delivered = deliveredAt(place, mode);
+  if (!delivered) return pstRef<psObj>();
+  place_ = place;
+  index_ = index;
+  return *delivered;
+}
+
+// Behind the last element, and where the current one has gone, there is no next.
+bool psHashIterator::hasNext() {
+  const psHashSet* const set = openSet();
+  if (set == nullptr || (!place_.isBeforeFirst() && placeHere().stored.isNull())) return false;
+  const std::optional<Place> after = placeAfter(*set, place_);
+  return after && !after->stored.isNull();
+}
+
+pstRef<psObj> psHashIterator::next(psLockMode mode) {
+  const psHashSet* const set = openSet();
+  if (set == nullptr || (!place_.isBeforeFirst() && placeHere().stored.isNull())) return pstRef<psObj>();
+  const std::optional<Place> after = placeAfter(*set, place_);
+  return after ? stepTo(*after, indexAfter(1), mode) : pstRef<psObj>();
+}
+
+pstRef<psObj> psHashIterator::previous(psLockMode mode) {
+  const psHashSet* const set = openSet();
+  if (set == nullptr || place_.isBeforeFirst()) return pstRef<psObj>();
+  const std::optional<Place> before = placeBefore(*set, place_);
+  return before ? stepTo(*before, before->isBeforeFirst() ? -1 : indexAfter(-1), mode) : pstRef<psObj>();
+}
+
+std::optional<psHashIterator::Place> psHashIterator::placeOfIndex(const psHashSet& set, int i, int& size) {
+  size = 0;
+  Place place;
+  const bool isBehindLast = ps::detail::visitBuckets(set, [&](const BucketRange& range) {
+    const int after = size + range.bucket->size();
+    if (i >= after) {
+      size = after;
+      return true;
+    }
+    place = Place{range.first, -1, -1, pstRef<psObj>()};
+    return false;
+  });
+  if (isBehindLast) return Place{ps::detail::directorySizeOf(set), -1, -1, pstRef<psObj>()};
+  if (place.isBeforeFirst()) return std::nullopt;
+  std::optional<Place> found = place;
+  for (int k = size; k <= i && found; ++k) {
+    place = *found;
+    found = placeAfter(set, place);
+  }
+  return found;
+}
+
+pstRef<psObj> psHashIterator::goToIndex(int i, psLockMode mode) {
+  if (i < 0) return stepTo(Place(), -1, mode);
+  const psHashSet* const set = openSet();
+  if (set == nullptr) return pstRef<psObj>();
+  int size = 0;
+  const std::optional<Place> place = placeOfIndex(*set, i, size);
+  return place ? stepTo(*place, place->stored.isNull() ? size : i, mode) : pstRef<psObj>();
+}
+
+template <class Matches>
+bool psHashIterator::scan(Matches matches) {
+  const psHashSet* const set = openSet();
+  if (set == nullptr) return false;
+  int index = 0;
+  for (std::optional<Place> place = placeAfter(*set, Place()); place; place = placeAfter(*set, *place), ++index) {
+    const bool isAtEnd = place->stored.isNull();
+    std::optional<bool> isMatch = false;
+    if (!isAtEnd) {
+      const std::optional<pstRef<psObj>> delivered = deliveredAt(*place, pscNoLock);
+      if (!delivered) return false;
+      isMatch = matches(*delivered);
+    }
+    if (!isMatch) return false;
+    if (!*isMatch && !isAtEnd) continue;
+    place_ = *place;
+    index_ = index;
+    return *isMatch;
+  }
+  return false;
+}
+
+// A map is asked for its keys, or, where it delivers values, for values.
+bool psHashIterator::scanFor(KeyProbe& probe) {
+  if (probe.failed()) return false;
+  const psHashSet* const set = openSet();
+  const bool isEntry = delivery_ == Delivery::stored && set != nullptr && ps::detail::holdsEntries(*set);
+  return scan([&](const pstRef<psObj>& delivered) -> std::optional<bool> {
+    const pstRef<psObj> element = ps::detail::keyOf(delivered, isEntry);
+    const bool isMatch = !element.isNull() && probe.equal(element);
+    return probe.failed() ? std::nullopt : std::optional<bool>(isMatch);
+  });
+}
+
+bool psHashIterator::goTo(const void* key) {
+  const psHashSet* const set = openSet();
+  if (set == nullptr) return false;
+  RawProbe probe(key, {set->comparator()});
+  return scanFor(probe);
+}
+
+// The comparator understands keys, but values need not be like them.
+bool psHashIterator::goTo(const pstHandle<psObj>& element) {
+  if (delivery_ == Delivery::values) {
+    return scan([&](const pstRef<psObj>& value) { return std::optional<bool>(value == element); });
+  }
+  const psHashSet* const set = openSet();
+  if (set == nullptr) return false;
+  HandleProbe probe(element, *set);
+  return scanFor(probe);
+}
+
+bool psHashIterator::goTo(unsigned int, int (*compare)(unsigned int, unsigned int)) {
+  CallbackProbe probe(compare);
+  return scanFor(probe);
+}
+
+bool psHashIterator::goTo(unsigned int, _jobject*& key, _jobject*& callee, JNIEnv_* env) {
+  JavaProbe probe(key, callee, env);
+  return scanFor(probe);
+}
+
+int psHashIterator::remove() {
+  const psHashSet* const set = openSet();
+  const Place here = placeHere();
+  if (set == nullptr || here.stored.isNull()) return 0;
+  std::optional<Place> back = placeBefore(*set, here);
+  const Bucket bucket = bucketAt(*set, here.directoryIndex);
+  bool endedChain = false;
+  if (!back || bucket.view == nullptr ||
+      !ps::detail::removeStored(*set, bucket.view->handle(), here.slot, std::max(here.inChain, 0), &endedChain)) {
+    return 0;
+  }
+  const bool isSameSlot = back->directoryIndex == here.directoryIndex && back->slot == here.slot;
+  if (isSameSlot && endedChain) back->inChain = -1;
+  index_ = back->isBeforeFirst() ? -1 : indexAfter(-1);
+  place_ = *back;
+  return 1;
+}
+
+int psHashIterator::moveCurrentTo(const pstHandle<psObj>& near) {
+  psHashSet* const set = openSet();
+  const Place here = placeHere();
+  if (set == nullptr || here.stored.isNull()) return 0;
+  // Entries are the map's own.
+  if (delivery_ == Delivery::stored && ps::detail::holdsEntries(*set)) return 0;
+  const std::optional<pstRef<psObj>> element = deliveredAt(here, pscNoLock);
+  if (!element) return 0;
+  const pstHandle<psObj> old(*element);
+  const auto followed = [&](const psId& moved) { return follow(*set, here, old, pstHandle<psObj>(moved)); };
+  return ps::detail::moveObject(old.oid(), near.oid(), followed).isNull() ? 0 : 1;
+}
+
+bool psHashIterator::follow(psHashSet& set, const Place& here, const pstHandle<psObj>& old,
+                            const pstHandle<psObj>& moved) {
+  HandleProbe probe(moved, set);
+  const std::uint32_t hash = probe.failed() ? 0 : probe.hash();
+  if (probe.failed()) return false;
+  const std::optional<HashPosition> position = ps::detail::placeOf(set, hash);
+  if (!position) return false;
+  if (position->range.first != here.directoryIndex || position->slot != here.slot) {
+    return placeAnew(set, old, probe, moved);
+  }
+  pstRef<psObj>* const reference = addressAt(here, pscLockUpdate);
+  if (reference == nullptr) return false;
+  *reference = moved;
+  return true;
+}
+
+// Splits for the new element come first, since they may move the old one.
+bool psHashIterator::placeAnew(psHashSet& set, const pstHandle<psObj>& old, KeyProbe& probe,
+                               const pstRef<psObj>& moved) {
+  std::optional<HashPosition> to = ps::detail::makeRoom(set, probe, probe.hash());
+  HandleProbe oldProbe(old, set);
+  const std::optional<HashPosition> from = ps::detail::locate(set, oldProbe);
+  if (!to || !ps::detail::findMatch(set, probe, *to) || to->isMatch() || !from || !from->isMatch()) return false;
+  const BucketView view(from->bucket());
+  const bool isChained = !SlotView(view, from->slot).chain().isNull();
+  std::optional<Place> back =
+      placeBefore(set, Place{from->range.first, from->slot, isChained ? from->index : -1, from->stored});
+  ps::detail::StoredMove move;
+  if (!back || !move.plan(set, *from, *to, moved) || !move.carryOut()) return false;
+  const auto isIn = [&](const HashPosition& position) {
+    return back->directoryIndex == position.range.first && back->slot == position.slot;
+  };
+  if (isIn(*to) && move.startsChain()) back->inChain = 1;
+  if (isIn(*from) && move.endsChain()) back->inChain = -1;
+  index_ = back->isBeforeFirst() ? -1 : unknownIndex;
+  place_ = *back;
+  return true;
+}

@@ -1,0 +1,114 @@
+#pragma once
+
+#include <memory>
+#include <optional>
+
+#include "core/psCollectionIterator.h"
+#include "hash/psHashSet.h"
+
+namespace ps::detail {
+class BucketView;
+class KeyProbe;
+}  // namespace ps::detail
+
+// Walks a hash set in the order in which it is stored, which says nothing about the elements. A step costs nothing to
+// open within a bucket, unless there are chains; goTo looks at one element after the other, and leaves the iterator
+// behind the last when it finds none. goToIndex, and currentIndex after moveCurrentTo, read the buckets before.
+class PS_API psHashIterator : public psCollectionIterator {
+ public:
+  explicit psHashIterator(const pstHandle<psHashSet>& set);
+  ~psHashIterator() override;
+
+  pstRef<psObj>* currentP(psLockMode mode) override;
+  pstHandle<psCollection> collection() override;
+  pstRef<psObj> current(psLockMode mode) override;
+  int currentIndex() override;
+  bool goTo(const void* key) override;
+  bool goTo(const pstHandle<psObj>& element) override;
+  pstRef<psObj> goToIndex(int i, psLockMode mode) override;
+  bool hasNext() override;
+  int moveCurrentTo(const pstHandle<psObj>& near) override;
+  pstRef<psObj> next(psLockMode mode) override;
+  pstRef<psObj> previous(psLockMode mode) override;
+  int remove() override;
+  // The hash is not used.
+  bool goTo(unsigned int hash, int (*compare)(unsigned int, unsigned int)) override;
+
+  bool goTo(unsigned int hash, _jobject*& key, _jobject*& callee, JNIEnv_* env);
+  using psCollectionIterator::goTo;
+
+ protected:
+  // What is delivered: what is stored, elements or entries, or of entries the keys or the values.
+  enum class Delivery { stored, keys, values };
+  psHashIterator(const pstHandle<psHashSet>& set, Delivery delivery);
+
+  // The value of the entry at which a map's iterator stands.
+  pstRef<psObj> valueHere();
+
+  // Stores the reference in place of the current one. 1; 0, with nothing changed, when there is no current one or what
+  // holds it cannot be opened for update.
+  int replaceCurrent(const pstRef<psObj>& reference);
+  // Moves the object of the current reference, which follows it. 1; 0, with nothing changed, when that fails.
+  int moveInPlace(const pstHandle<psObj>& near);
+
+ private:
+  // A place in the walk: where something is stored, before the first, or behind the last.
+  struct Place {
+    int directoryIndex = -1;  // the first that names the bucket; -1 before the first, the directory's size at the end
+    int slot = -1;
+    int inChain = -1;  // -1 when it is alone in its slot
+    pstRef<psObj> stored;
+
+    bool isBeforeFirst() const { return directoryIndex < 0; }
+  };
+
+  // The set, open; null when it cannot be.
+  psHashSet* openSet() const;
+  // The bucket that a directory index names, and the run of indexes that do.
+  struct Bucket {
+    const ps::detail::BucketView* view = nullptr;  // null when it cannot be read, or there is none
+    int first = 0;
+    int end = 0;
+  };
+  // Good until the next call.
+  Bucket bucketAt(const psHashSet& set, int directoryIndex);
+
+  // The places beside another; nothing when a bucket or chain cannot be read.
+  std::optional<Place> placeAfter(const psHashSet& set, const Place& place);
+  std::optional<Place> placeBefore(const psHashSet& set, const Place& place);
+  // The place of position i, or the end; nothing when that cannot be found out.
+  std::optional<Place> placeOfIndex(const psHashSet& set, int i, int& size);
+  // The current place with what is stored there now: nothing, when it has gone or cannot be read.
+  Place placeHere();
+  // Number of elements before the current place; -1 when that cannot be found out.
+  int countBefore(const psHashSet& set);
+
+  // The address of the reference that is delivered at a place, what holds it opened as the mode asks; null when there
+  // is none or the open is refused. It stays good until the next call.
+  pstRef<psObj>* addressAt(const Place& place, psLockMode mode);
+  // A copy of it; nothing when there is none or the open is refused.
+  std::optional<pstRef<psObj>> deliveredAt(const Place& place, psLockMode mode);
+  pstRef<psObj>* addressOfStored(const Place& place, psLockMode mode);
+
+  // Goes to the place, and returns what is delivered there; stays, and returns null, when that cannot be opened.
+  pstRef<psObj> stepTo(const Place& place, int index, psLockMode mode);
+  int indexAfter(int step) const { return index_ < -1 ? index_ : index_ + step; }
+
+  // Goes to the first element of which matches(element) is true, else behind the last. Stays, and gives false, when
+  // something is refused or matches has no answer.
+  template <class Matches>
+  bool scan(Matches matches);
+  bool scanFor(ps::detail::KeyProbe& probe);
+
+  // The steps of moveCurrentTo, while the object is in both places.
+  bool follow(psHashSet& set, const Place& here, const pstHandle<psObj>& old, const pstHandle<psObj>& moved);
+  bool placeAnew(psHashSet& set, const pstHandle<psObj>& old, ps::detail::KeyProbe& probe, const pstRef<psObj>& moved);
+
+  pstHandle<psHashSet> set_;
+  Delivery delivery_ = Delivery::stored;
+  Place place_;
+  std::unique_ptr<const ps::detail::BucketView> bucket_;  // the one used last, kept open
+  pstHandle<psObj> holder_;                               // of what addressAt gave out
+  std::optional<ps::detail::PagePin> pin_;                // the same
+  pstRef<psObj> nothing_;                                 // what currentP gives out where there is none
+};

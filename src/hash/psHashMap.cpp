@@ -1,0 +1,203 @@
+#include "hash/psHashMap.h"
+
+#include <memory>
+#include <optional>
+#include <utility>
+
+#include "core/KeyWalk.h"
+#include "hash/HashTable.h"
+#include "hash/SlotChange.h"
+#include "hash/psHashMapKeyIterator.h"
+#include "hash/psHashMapValueIterator.h"
+
+using ps::detail::CallbackProbe;
+using ps::detail::HandleProbe;
+using ps::detail::HashPosition;
+using ps::detail::JavaProbe;
+using ps::detail::KeyProbe;
+using ps::detail::RawProbe;
+
+namespace {
+
+const pstProcessInitTermClass processInitTerm;
+
+static_assert(psHashMap::pstTypeN == ps::detail::hashMapTypeN);
+
+bool isEntry(const pstHandle<psObj>& object) { return ptmIsKindOf(object.typeN(), psHashMapEntry::pstTypeN) != 0; }
+
+pstHandle<psHashMapEntry> entryFor(const psHashMap& map, KeyProbe& probe) {
+  return pstHandle<psHashMapEntry>(ps::detail::storedFor(map, probe));
+}
+
+pstRef<psObj> valueOf(const pstHandle<psHashMapEntry>& entry) {
+  return !entry.isNull() && entry.open(pscRead) == 1 ? entry->value() : pstRef<psObj>();
+}
+
+pstRef<psObj> removedValue(psHashMap& map, KeyProbe& probe) {
+  pstRef<psObj> value;
+  ps::detail::removeMatch(map, probe, &value);
+  return value;
+}
+
+// The key that an object stands for: an entry's, or the object itself. Null when it is an entry that cannot be opened.
+pstHandle<psObj> keyFor(const pstHandle<psObj>& keyOrEntry) {
+  return pstHandle<psObj>(ps::detail::keyOf(keyOrEntry, isEntry(keyOrEntry)));
+}
+
+bool addToBucket(psHashMap& map, KeyProbe& probe, const pstHandle<psObj>& key, const pstHandle<psObj>& value,
+                 const pstHandle<psHashBucket>& bucket, unsigned int hash) {
+  if (key.isNull() || probe.failed()) return false;
+  const std::optional<HashPosition> position = ps::detail::placeOf(map, hash);
+  return position && position->bucket() == bucket && ps::detail::addPair(map, probe, hash, key, value);
+}
+
+}  // namespace
+
+psHashMap::psHashMap(int slots, int directorySize, pstHandle<psContObj> adminContainer,
+                     pstHandle<psContObj> bucketContainer)
+    : psHashSet(slots, directorySize, std::move(adminContainer), std::move(bucketContainer)) {}
+
+psHashMap::psHashMap(pstHandle<psCompare>& comparator, int slots, int directorySize,
+                     pstHandle<psContObj> adminContainer, pstHandle<psContObj> bucketContainer)
+    : psHashSet(comparator, slots, directorySize, std::move(adminContainer), std::move(bucketContainer)) {}
+
+// While this is still a map: its clear deletes the entries.
+psHashMap::~psHashMap() noexcept { ps::detail::destroyTable(*this); }
+
+bool psHashMap::put(const pstHandle<psObj>& key, const pstHandle<psObj>& value) {
+  HandleProbe probe(key, *this);
+  return ps::detail::putPair(*this, probe, key, value);
+}
+
+bool psHashMap::put(const pstHandle<psObj>& key, const pstHandle<psObj>& value, unsigned int hash,
+                    int (*compare)(unsigned int, unsigned int), int (*hashFunction)(unsigned int, unsigned int)) {
+  CallbackProbe probe(hash, compare, hashFunction);
+  return ps::detail::putPair(*this, probe, key, value);
+}
+
+bool psHashMap::put(const pstHandle<psObj>& key, const pstHandle<psObj>& value, _jobject*& javaKey, _jobject*& callee,
+                    JNIEnv_* env) {
+  JavaProbe probe(javaKey, callee, env);
+  return ps::detail::putPair(*this, probe, key, value);
+}
+
+bool psHashMap::add(const pstHandle<psObj>& element) { return put(element, pstHandle<psObj>()); }
+
+bool psHashMap::addAll(pstHandle<psCollection>& other) { return ps::detail::putAll(*this, other); }
+
+pstHandle<psHashMapEntry> psHashMap::entry(const pstHandle<psObj>& key) const {
+  HandleProbe probe(key, *this);
+  return entryFor(*this, probe);
+}
+
+pstHandle<psHashMapEntry> psHashMap::entry(const void* key) const {
+  RawProbe probe(key, {comparator()});
+  return entryFor(*this, probe);
+}
+
+pstHandle<psHashMapEntry> psHashMap::entry(unsigned int hash, int (*compare)(unsigned int, unsigned int)) const {
+  CallbackProbe probe(hash, compare);
+  return entryFor(*this, probe);
+}
+
+pstHandle<psHashMapEntry> psHashMap::entry(_jobject*& key, _jobject*& callee, JNIEnv_* env) const {
+  JavaProbe probe(key, callee, env);
+  return entryFor(*this, probe);
+}
+
+pstRef<psObj> psHashMap::get(const pstHandle<psObj>& key) const { return valueOf(entry(key)); }
+
+pstRef<psObj> psHashMap::get(const void* key) const { return valueOf(entry(key)); }
+
+pstRef<psObj> psHashMap::get(unsigned int, _jobject*& key, _jobject*& callee, JNIEnv_* env) const {
+  return valueOf(entry(key, callee, env));
+}
+
+pstRef<psObj> psHashMap::get(unsigned int hash, int (*compare)(unsigned int, unsigned int)) const {
+  return valueOf(entry(hash, compare));
+}
+
+bool psHashMap::contains(const void* key) const { return containsKey(key); }
+
+bool psHashMap::contains(const pstHandle<psObj>& keyOrEntry) const { return containsKey(keyFor(keyOrEntry)); }
+
+bool psHashMap::contains(unsigned int, _jobject*& key, _jobject*& callee, JNIEnv_* env) const {
+  return !entry(key, callee, env).isNull();
+}
+
+bool psHashMap::contains(unsigned int hash, int (*compare)(unsigned int, unsigned int)) const {
+  return !entry(hash, compare).isNull();
+}
+
+bool psHashMap::containsKey(const pstHandle<psObj>& key) const { return !entry(key).isNull(); }
+
+bool psHashMap::containsKey(const void* key) const { return !entry(key).isNull(); }
+
+bool psHashMap::containsValue(const pstHandle<psObj>& value) const {
+  const std::unique_ptr<psCollectionIterator> it(valueIterator());
+  return it->goTo(value);
+}
+
+pstRef<psObj> psHashMap::unbind(const pstHandle<psObj>& key) {
+  HandleProbe probe(key, *this);
+  return removedValue(*this, probe);
+}
+
+pstRef<psObj> psHashMap::unbind(unsigned int hash, int (*compare)(unsigned int, unsigned int)) {
+  CallbackProbe probe(hash, compare);
+  return removedValue(*this, probe);
+}
+
+bool psHashMap::remove(const pstHandle<psObj>& keyOrEntry) { return !unbind(keyFor(keyOrEntry)).isNull(); }
+
+bool psHashMap::remove(_jobject*& key, _jobject*& callee, JNIEnv_* env) { return psHashSet::remove(key, callee, env); }
+
+void psHashMap::removeAllDeleted() {
+  psHashSet::removeAllDeleted();
+  const std::unique_ptr<psCollectionIterator> keys(keyIterator());
+  removeDeleted(*keys);
+  const std::unique_ptr<psCollectionIterator> values(valueIterator());
+  removeDeleted(*values);
+}
+
+psCollectionIterator* psHashMap::iterator() const { return new psHashMapIterator(pstHandle<psHashMap>(this)); }
+
+psCollectionIterator* psHashMap::keyIterator() const { return new psHashMapKeyIterator(pstHandle<psHashMap>(this)); }
+
+psCollectionIterator* psHashMap::valueIterator() const {
+  return new psHashMapValueIterator(pstHandle<psHashMap>(this));
+}
+
+bool psHashMap::rehash(const pstHandle<psObj>& entry, unsigned int hash) {
+  const pstHandle<psHashMapEntry> old(entry);
+  const std::optional<HashPosition> position = ps::detail::placeOf(*this, hash);
+  if (!position || !isEntry(entry)) return false;
+  if (entry.containedIn() == position->bucket().containedIn()) return psHashSet::rehash(entry, hash);
+  if (old.open(pscUpdate) != 1) return false;
+  ps::detail::Provisional created;
+  const pstHandle<psHashMapEntry> moved =
+      created.add(new (position->bucket()) psHashMapEntry(old->key(), old->value()));
+  if (moved.isNull() || !psHashSet::rehash(moved, hash)) return false;
+  created.keep();
+  pstHandle<psObj> replaced(old);
+  return psDelete(replaced) == 1;
+}
+
+bool psHashMap::addNewEntry(const pstHandle<psObj>& key, const pstHandle<psObj>& value, pstHandle<psHashBucket>& bucket,
+                            unsigned int hash) {
+  HandleProbe probe(key, *this);
+  return addToBucket(*this, probe, key, value, bucket, hash);
+}
+
+bool psHashMap::addNewEntry(const pstHandle<psObj>& key, const pstHandle<psObj>& value, pstHandle<psHashBucket>& bucket,
+                            unsigned int hash, int (*compare)(unsigned int, unsigned int),
+                            int (*hashFunction)(unsigned int, unsigned int)) {
+  CallbackProbe probe(hash, compare, hashFunction);
+  return addToBucket(*this, probe, key, value, bucket, hash);
+}
+
+bool psHashMap::addNewEntry(const pstHandle<psObj>& key, const pstHandle<psObj>& value, pstHandle<psHashBucket>& bucket,
+                            unsigned int hash, _jobject*& javaKey, _jobject*& callee, JNIEnv_* env) {
+  JavaProbe probe(javaKey, callee, env);
+  return addToBucket(*this, probe, key, value, bucket, hash);
+}

@@ -1,0 +1,13 @@
+#pragma once
+
+#include "hash/psHashMapIterator.h"
+
+// Walks the keys of a map. remove removes the pair; a key that is moved keeps its value.
+class PS_API psHashMapKeyIterator : public psHashMapIterator {
+ public:
+  explicit psHashMapKeyIterator(const pstHandle<psHashMap>& map);
+  ~psHashMapKeyIterator() override;
+
+  // The value of the current pair; null also when it is null, or there is no current pair.
+  pstRef<psObj> currentValue() override;
+};

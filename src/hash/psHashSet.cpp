@@ -1,0 +1,185 @@
+#include "hash/psHashSet.h"
+
+#include <algorithm>
+#include <cstdio>
+#include <utility>
+
+#include "core/Containers.h"
+#include "hash/HashGrowth.h"
+#include "hash/HashTable.h"
+#include "hash/psHashIterator.h"
+
+using ps::detail::BucketRange;
+using ps::detail::BucketView;
+using ps::detail::CallbackProbe;
+using ps::detail::HandleProbe;
+using ps::detail::HashAccess;
+using ps::detail::HashPosition;
+using ps::detail::JavaProbe;
+using ps::detail::KeyProbe;
+using ps::detail::RawProbe;
+using ps::detail::SlotView;
+
+namespace {
+
+const pstProcessInitTermClass processInitTerm;
+
+bool isIn(const psHashSet& set, KeyProbe& probe) {
+  const std::optional<HashPosition> position = ps::detail::locate(set, probe);
+  return position && position->isMatch();
+}
+
+}  // namespace
+
+psHashSet::psHashSet(int slots, int directorySize, pstHandle<psContObj> adminContainer,
+                     pstHandle<psContObj> bucketContainer) {
+  ps::detail::constructTable(*this, slots, directorySize, std::move(adminContainer), std::move(bucketContainer));
+}
+
+psHashSet::psHashSet(pstHandle<psCompare>& comparator, int slots, int directorySize,
+                     pstHandle<psContObj> adminContainer, pstHandle<psContObj> bucketContainer)
+    : psHashSet(slots, directorySize, std::move(adminContainer), std::move(bucketContainer)) {
+  comparator_ = comparator;
+}
+
+psHashSet::~psHashSet() noexcept { ps::detail::destroyTable(*this); }
+
+bool psHashSet::add(const pstHandle<psObj>& element) {
+  HandleProbe probe(element, *this);
+  return ps::detail::addElement(*this, probe, element);
+}
+
+bool psHashSet::add(const pstHandle<psObj>& element, unsigned int hash, int (*compare)(unsigned int, unsigned int),
+                    int (*hashFunction)(unsigned int, unsigned int)) {
+  CallbackProbe probe(hash, compare, hashFunction);
+  return ps::detail::addElement(*this, probe, element);
+}
+
+bool psHashSet::add(const pstHandle<psObj>& element, _jobject*& key, _jobject*& callee, JNIEnv_* env) {
+  JavaProbe probe(key, callee, env);
+  return ps::detail::addElement(*this, probe, element);
+}
+
+const pstRef<psHashAdmin>& psHashSet::admin() const {
+  static const pstRef<psHashAdmin> none;
+  return ps::detail::isComplete(*this) ? admin_ : none;
+}
+
+pstRef<psCompare> psHashSet::comparator() const { return comparator_; }
+
+bool psHashSet::contains(const void* key) const {
+  RawProbe probe(key, {comparator()});
+  return isIn(*this, probe);
+}
+
+bool psHashSet::contains(const pstHandle<psObj>& element) const {
+  HandleProbe probe(element, *this);
+  return isIn(*this, probe);
+}
+
+bool psHashSet::contains(unsigned int hash, int (*compare)(unsigned int, unsigned int)) const {
+  CallbackProbe probe(hash, compare);
+  return isIn(*this, probe);
+}
+
+bool psHashSet::contains(unsigned int hash, _jobject*& key, _jobject*& callee, JNIEnv_* env) const {
+  JavaProbe probe(hash, key, callee, env);
+  return isIn(*this, probe);
+}
+
+pstRef<psObj> psHashSet::get(const void* key) const {
+  RawProbe probe(key, {comparator()});
+  return ps::detail::storedFor(*this, probe);
+}
+
+pstRef<psObj> psHashSet::get(const psObj* element) const {
+  const pstHandle<psObj> key(element);
+  HandleProbe probe(key, *this);
+  return ps::detail::storedFor(*this, probe);
+}
+
+pstRef<psObj> psHashSet::get(unsigned int hash, int (*compare)(unsigned int, unsigned int)) const {
+  CallbackProbe probe(hash, compare);
+  return ps::detail::storedFor(*this, probe);
+}
+
+pstRef<psObj> psHashSet::get(unsigned int hash, _jobject*& key, _jobject*& callee, JNIEnv_* env) const {
+  JavaProbe probe(hash, key, callee, env);
+  return ps::detail::storedFor(*this, probe);
+}
+
+bool psHashSet::remove(const pstHandle<psObj>& element) {
+  HandleProbe probe(element, *this);
+  return ps::detail::removeMatch(*this, probe);
+}
+
+bool psHashSet::remove(unsigned int hash, int (*compare)(unsigned int, unsigned int)) {
+  CallbackProbe probe(hash, compare);
+  return ps::detail::removeMatch(*this, probe);
+}
+
+bool psHashSet::remove(_jobject*& key, _jobject*& callee, JNIEnv_* env) {
+  JavaProbe probe(key, callee, env);
+  return ps::detail::removeMatch(*this, probe);
+}
+
+psCollectionIterator* psHashSet::iterator() const { return new psHashIterator(pstHandle<psHashSet>(this)); }
+
+bool psHashSet::isEmpty() const {
+  bool isEmpty = true;
+  ps::detail::visitBuckets(*this, [&](const BucketRange& range) { return isEmpty = range.bucket->size() == 0; });
+  return isEmpty;
+}
+
+int psHashSet::size() const { return ps::detail::sizeOf(*this); }
+
+bool psHashSet::refresh(psMode mode) const {
+  ps::detail::ContainerRefresh containers(mode);
+  if (!containers.visit(pstHandle<psObj>(admin_))) return false;
+  // Not by ranges: to find them takes buckets that can be opened.
+  for (unsigned int i = 0; i < directory_.size(); ++i) {
+    if (!containers.visit(pstHandle<psObj>(directory_[i]))) return false;
+  }
+  return containers.visit(psThis(pscNoOpen));
+}
+
+bool psHashSet::rehash(const pstHandle<psObj>& element, unsigned int hash) {
+  return !element.isNull() && ps::detail::place(*this, element, hash);
+}
+
+unsigned int psHashSet::hashOf(const pstHandle<psObj>& element) const {
+  HandleProbe probe(element, *this);
+  return probe.failed() ? 0 : probe.hash();
+}
+
+bool psHashSet::expandDirectory() { return ps::detail::doubleDirectory(*this); }
+
+void psHashSet::statistics() {
+  int buckets = 0;
+  int chained = 0;
+  int unchained = 0;
+  int chains = 0;
+  int shortest = 10000000;
+  int longest = 0;
+  ps::detail::visitBuckets(*this, [&](const BucketRange& range) {
+    ++buckets;
+    const BucketView bucket(range.bucket);
+    chained += HashAccess::chained(*bucket);
+    unchained += HashAccess::unchained(*bucket);
+    for (int i = 0; i < bucket.slots(); ++i) {
+      const SlotView slot(bucket, i);
+      if (slot.chain().isNull()) continue;
+      ++chains;
+      shortest = std::min(shortest, slot.count());
+      longest = std::max(longest, slot.count());
+    }
+    return true;
+  });
+  std::printf("Dictionary depth: %i\n", depth_);
+  std::printf("Number of buckets: %i\n", buckets);
+  std::printf("Number of chained entries: %i\n", chained);
+  std::printf("Number of unchained entries: %i\n", unchained);
+  std::printf("Number of chains: %i\n", chains);
+  std::printf("Min chain size: %i\n", shortest);
+  std::printf("Max chain size: %i\n", longest);
+}

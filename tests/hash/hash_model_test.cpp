@@ -1,0 +1,155 @@
+#include <gtest/gtest.h>
+
+#include <algorithm>
+#include <memory>
+
+#include "support/HashWorld.h"
+#include "support/KeyedDriver.h"
+
+namespace ps::test {
+namespace {
+
+struct Setup {
+  Kind kind;
+  Flavour flavour;
+  Hashing hashing;
+  int slots;
+  int items;
+  RunPlan plan;
+};
+
+// Adds what only hash collections do.
+class HashDriver final : public KeyedDriver {
+ public:
+  HashDriver(HashWorld& world, const Setup& setup, std::uint64_t seed);
+
+ private:
+  std::vector<ItemKey> inOrder() const override { return table_.inOrder(); }
+  int placeOfMiss(const ItemKey&, const IteratorWalk& walk) const override { return walk.size(); }
+  void seekValue(psCollectionIterator& it, IteratorWalk& walk) override;
+  void verifyMove(psCollectionIterator& it, int i, const ItemKey& before, const ItemKey& moved) override;
+  bool losesItsPlaceAtTheEnd() const override { return false; }
+  bool seesBeyondNullValues() const override { return true; }
+  bool leavesEmptyStart() const override { return true; }
+  bool reportsRemovalOf(const psId& value) const override { return !isMap() || !value.isNull(); }
+
+  void lookUpEntry();
+  void unbind();
+  void expand();
+  void rehash();
+
+  HashWorld& table_;
+};
+
+HashDriver::HashDriver(HashWorld& world, const Setup& setup, std::uint64_t seed)
+    : KeyedDriver(world, setup.plan, setup.items, seed), table_(world) {
+  choices_.push_back({"place by hash", [this] { rehash(); }, 3, 3});
+  choices_.push_back({"double the directory", [this] { expand(); }, 1, 0});
+  if (!isMap()) return;
+  choices_.push_back({"look up an entry", [this] { lookUpEntry(); }, 5, 5});
+  choices_.push_back({"unbind", [this] { unbind(); }, 5, 10});
+}
+
+void HashDriver::seekValue(psCollectionIterator& it, IteratorWalk& walk) {
+  const psId value = anyValue();
+  const auto found = std::find(walk.elements.begin(), walk.elements.end(), value);
+  ASSERT_EQ(it.goTo(pstHandle<psObj>(value)), found != walk.elements.end());
+  walk.at = static_cast<int>(found - walk.elements.begin());
+}
+
+// What keeps its slot stays; what goes elsewhere leaves the iterator on the element before.
+void HashDriver::verifyMove(psCollectionIterator& it, int i, const ItemKey& before, const ItemKey& moved) {
+  const psId here = it.current(pscNoLock);
+  ASSERT_TRUE(here == moved.id || here == (i > 0 ? before.id : psId()));
+  const std::vector<ItemKey> items = inOrder();
+  const auto place = std::find_if(items.begin(), items.end(), [&](const ItemKey& item) { return item.id == here; });
+  ASSERT_EQ(it.currentIndex(), here.isNull() ? -1 : static_cast<int>(place - items.begin()));
+}
+
+void HashDriver::lookUpEntry() {
+  const ItemKey item = anyItem();
+  const psHashMap& map = table_.map();
+  const pstHandle<psHashMapEntry> entry = map.entry(pstHandle<psObj>(item.id));
+  ASSERT_EQ(entry.isNull(), !model_.contains(item));
+  ASSERT_EQ(map.containsKey(pstHandle<psObj>(item.id)), model_.contains(item));
+  if (entry.isNull()) return;
+  ASSERT_EQ(entry->key(), model_.get(item));
+  ASSERT_EQ(entry->value(), model_.valueOf(item));
+  ASSERT_TRUE(map.contains(entry)) << "an entry stands for its key";
+}
+
+void HashDriver::unbind() {
+  const ItemKey item = anyItem();
+  ASSERT_EQ(table_.map().unbind(pstHandle<psObj>(item.id)), model_.valueOf(item));
+  model_.remove(item);
+  ASSERT_FALSE(table_.contains(item));
+}
+
+void HashDriver::expand() {
+  const std::string before = statisticsOf(*table_.set);
+  const bool expands = std::stoi(before.substr(before.find(':') + 1)) < 12;
+  if (!expands) return;
+  ASSERT_TRUE(table_.set->expandDirectory());
+  verify();
+}
+
+// What is placed by its hash is not looked for first, and the bucket does not split.
+void HashDriver::rehash() {
+  const ItemKey item = anyItem();
+  if (model_.contains(item)) return;
+  const std::uint32_t hash = table_.hashOf(item);
+  if (isMap()) {
+    const psId value = anyValue();
+    const pstHandle<psObj> entry(new (table_.store.container("entries"))
+                                     psHashMapEntry(pstRef<psObj>(item.id), pstRef<psObj>(value)));
+    ASSERT_TRUE(table_.set->rehash(entry, hash));
+    ASSERT_FALSE(entry.isValid()) << "it is another object in the bucket's container";
+    model_.put(item, value);
+  } else {
+    ASSERT_TRUE(table_.set->rehash(pstHandle<psObj>(item.id), hash));
+    model_.add(item);
+  }
+  ASSERT_TRUE(table_.contains(item));
+}
+
+class HashModel : public testing::TestWithParam<Setup> {};
+
+std::string nameOfSetup(const testing::TestParamInfo<Setup>& info) {
+  const Setup& setup = info.param;
+  return std::string(nameOf(setup.flavour)) + nameOf(setup.kind) + "By" + nameOf(setup.hashing) + "Slots" +
+         std::to_string(setup.slots) + (setup.plan.place == TempStore::Place::file ? "InFile" : "InMemory") +
+         (setup.plan.abortEvery > 0 ? "WithAborts" : "");
+}
+
+TEST_P(HashModel, DoesWhatAStandardSetOrMapWouldDo) {
+  const auto& setup = GetParam();
+  const std::uint64_t seed = seedOr(static_cast<std::uint64_t>(setup.slots) * 7919 + setup.items);
+  SCOPED_TRACE("PSCOLLECTIONS_SEED=" + std::to_string(seed));
+  HashWorld world(setup.plan.place, setup.flavour, setup.hashing, setup.slots, setup.kind, 1 + setup.items % 5);
+  HashDriver(world, setup, seed).run();
+}
+
+constexpr TempStore::Place memory = TempStore::Place::memory;
+constexpr TempStore::Place file = TempStore::Place::file;
+
+INSTANTIATE_TEST_SUITE_P(
+    , HashModel,
+    testing::Values(Setup{Kind::set, Flavour::handle, Hashing::identifier, 3, 200, {memory, 3000, 0, 3}},
+                    Setup{Kind::set, Flavour::handle, Hashing::content, 5, 202, {memory, 3000, 0, 0}},
+                    Setup{Kind::set, Flavour::raw, Hashing::content, 1, 100, {memory, 2000, 0, 4}},
+                    Setup{Kind::set, Flavour::callback, Hashing::identifier, 5, 300, {memory, 3000, 0, 0}},
+                    Setup{Kind::set, Flavour::callback, Hashing::fewValues, 3, 100, {memory, 2000, 0, 3}},
+                    Setup{Kind::set, Flavour::handle, Hashing::constant, 5, 80, {file, 2000, 400, 3}},
+                    Setup{Kind::set, Flavour::raw, Hashing::topBits, 3, 150, {memory, 2000, 0, 0}},
+                    Setup{Kind::set, Flavour::handle, Hashing::content, 101, 1500, {file, 3000, 600, 5}},
+                    Setup{Kind::map, Flavour::handle, Hashing::identifier, 5, 200, {file, 2000, 400, 3}},
+                    Setup{Kind::map, Flavour::callback, Hashing::content, 3, 200, {memory, 3000, 0, 3}},
+                    Setup{Kind::map, Flavour::raw, Hashing::content, 5, 300, {memory, 3000, 0, 0}},
+                    Setup{Kind::map, Flavour::handle, Hashing::lowBits, 1, 100, {memory, 2000, 0, 3}},
+                    Setup{Kind::map, Flavour::callback, Hashing::identifier, 1, 120, {memory, 2000, 0, 0}},
+                    Setup{Kind::map, Flavour::raw, Hashing::fewValues, 5, 100, {file, 2000, 400, 3}},
+                    Setup{Kind::map, Flavour::handle, Hashing::topBits, 101, 1500, {file, 3000, 600, 5}}),
+    nameOfSetup);
+
+}  // namespace
+}  // namespace ps::test

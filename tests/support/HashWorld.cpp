@@ -1,0 +1,177 @@
+#include "support/HashWorld.h"
+
+#include <gtest/gtest.h>
+
+#include <memory>
+
+#include "support/Keyed.h"
+
+namespace ps::test {
+
+PS_REGISTER_CLASS(HashCompare)
+
+namespace {
+
+thread_local Hashing currentHashing = Hashing::identifier;
+
+int hashStored(unsigned int databaseAndContainer, unsigned int pageAndSlot) {
+  const pstHandle<psObj> element(
+      psId(static_cast<unsigned short>(databaseAndContainer >> 16), static_cast<unsigned short>(databaseAndContainer),
+           static_cast<unsigned short>(pageAndSlot >> 16), static_cast<unsigned short>(pageAndSlot)));
+  if (currentHashing == Hashing::identifier) return psCompare::hashPsId(element);
+  const pstHandle<Item> item(element);
+  return item.open(pscRead) == 1 ? static_cast<int>(hashOf(currentHashing, item->number())) : 0;
+}
+
+}  // namespace
+
+const char* nameOf(Hashing hashing) {
+  const char* const names[] = {"Identifier", "Content", "Constant", "FewValues", "TopBits", "LowBits"};
+  return names[static_cast<int>(hashing)];
+}
+
+std::uint32_t hashOf(Hashing hashing, std::int64_t number) {
+  const auto n = static_cast<std::uint32_t>(number);
+  switch (hashing) {
+    case Hashing::content:
+      return n * 0x9E3779B1U ^ n * 0x85EBCA77U >> 15;
+    case Hashing::fewValues:
+      return n % 3 * 0x50000001U;
+    case Hashing::topBits:
+      return n << 20;
+    case Hashing::lowBits:
+      return n & 0xFFU;
+    default:
+      return 0x12345678U;
+  }
+}
+
+int HashCompare::hash(const void*& key) const {
+  return static_cast<int>(hashOf(static_cast<Hashing>(hashing_), *static_cast<const std::int64_t*>(key)));
+}
+
+int HashCompare::hash(const pstHandle<psObj>& element) const {
+  const pstHandle<Item> item(element);
+  return item.open(pscRead) == 1 ? static_cast<int>(hashOf(static_cast<Hashing>(hashing_), item->number())) : 0;
+}
+
+HashWorld::HashWorld(TempStore::Place place, Flavour flavourOfKeys, Hashing hashingOfItems, int slots, Kind kindOfTable,
+                     int directorySize)
+    : KeyedWorld(place, hashingOfItems != Hashing::identifier, kindOfTable),
+      flavour(flavourOfKeys),
+      hashing(hashingOfItems) {
+  const pstHandle<psContObj> sets = store.container("sets");
+  pstHandle<psCompare> comparator;
+  if (hashing != Hashing::identifier) comparator = pstHandle<psCompare>(new (sets) HashCompare(hashing));
+  if (kind == Kind::map) {
+    set = new (sets) psHashMap(comparator, slots, directorySize);
+  } else {
+    set = new (sets) psHashSet(comparator, slots, directorySize);
+  }
+  name(set);
+  HashWorld::find();
+}
+
+void HashWorld::find() {
+  KeyedWorld::find();
+  currentHashing = hashing;
+  set = storedCollection(store.session());
+  EXPECT_EQ(set.open(pscRead), 1);
+}
+
+bool HashWorld::add(const ItemKey& item) const {
+  const pstHandle<psObj> element(item.id);
+  if (flavour != Flavour::callback) return set->add(element);
+  return set->add(element, hashOf(item), Keyed::comparisonWith(item, model.byNumber()), hashStored);
+}
+
+bool HashWorld::bind(const ItemKey& key, const psId& value) const {
+  const pstHandle<psObj> element(key.id);
+  if (flavour != Flavour::callback) return map().put(element, value);
+  return map().put(element, value, hashOf(key), Keyed::comparisonWith(key, model.byNumber()), hashStored);
+}
+
+bool HashWorld::contains(const ItemKey& item) const {
+  if (flavour == Flavour::raw) return set->contains(static_cast<const void*>(&item.number));
+  if (flavour == Flavour::handle) return set->contains(pstHandle<psObj>(item.id));
+  return set->contains(hashOf(item), Keyed::comparisonWith(item, model.byNumber()));
+}
+
+pstRef<psObj> HashWorld::get(const ItemKey& item) const {
+  if (flavour == Flavour::raw) return set->get(static_cast<const void*>(&item.number));
+  if (flavour == Flavour::callback) return set->get(hashOf(item), Keyed::comparisonWith(item, model.byNumber()));
+  const pstHandle<Item> object(item.id);
+  return kind == Kind::map ? map().get(pstHandle<psObj>(item.id)) : set->get(object.operator->());
+}
+
+// There is no raw flavour: the handle stands in.
+bool HashWorld::remove(const ItemKey& item) const {
+  if (flavour == Flavour::callback) {
+    return set->remove(hashOf(item), Keyed::comparisonWith(item, model.byNumber()));
+  }
+  const pstHandle<psObj> element(item.id);
+  if (kind == Kind::set) return set->remove(element);
+  const pstHandle<psHashMapEntry> entry = map().entry(element);
+  const bool hasValue = !entry.isNull() && !entry->value().isNull();
+  // An entry stands for its key.
+  const bool reported = item.number % 2 == 0 || entry.isNull() ? set->remove(element) : set->remove(entry);
+  EXPECT_TRUE(!reported || hasValue);
+  return reported || (!entry.isNull() && !entry.isValid());
+}
+
+bool HashWorld::goTo(psCollectionIterator& iterator, const ItemKey& item) const {
+  return Keyed(flavour, model.byNumber()).goTo(iterator, item);
+}
+
+std::vector<ItemKey> HashWorld::inOrder() const {
+  std::map<std::uint64_t, ItemKey> items;
+  for (const ItemKey& item : model.list()) items[item.id.bits()] = item;
+  std::vector<ItemKey> order;
+  const std::unique_ptr<psCollectionIterator> it(set->keyIterator());
+  while (it->hasNext()) order.push_back(items[it->next(pscNoLock).oid().bits()]);
+  return order;
+}
+
+std::string HashWorld::complaintsAbout(const pstHandle<psHashSet>& stored) const {
+  if (stored.open(pscRead) != 1) return "the set cannot be opened";
+  std::string complaints = faultsOf(stored);
+  std::map<std::uint64_t, SetModel::Pair> expected;
+  for (const SetModel::Pair& pair : model.pairs()) {
+    expected[pair.key.id.bits()] = pair;
+    const bool isFound = kind == Kind::map ? static_cast<const psHashMap&>(*stored).containsKey(pair.key.id)
+                                           : stored->contains(pstHandle<psObj>(pair.key.id));
+    if (!isFound) complaints += "number " + std::to_string(pair.key.number) + " is not found\n";
+  }
+  const std::unique_ptr<psCollectionIterator> it(stored->iterator());
+  const std::unique_ptr<psCollectionIterator> keys(stored->keyIterator());
+  const std::unique_ptr<psCollectionIterator> values(stored->valueIterator());
+  int count = 0;
+  for (; keys->hasNext(); ++count) {
+    const pstRef<psObj> key = keys->next(pscNoLock);
+    const auto pair = expected.find(key.oid().bits());
+    const std::string place = "element " + std::to_string(count) + ' ';
+    if (pair == expected.end()) return complaints + place + "is not expected, or not again\n";
+    const pstHandle<psHashMapEntry> entry(it->next(pscNoLock));
+    const pstRef<psObj> value = values->next(pscNoLock);
+    if (kind == Kind::set) {
+      if (entry != key || value != key) complaints += place + "is not the same to all iterators\n";
+    } else if (entry->key() != key || entry->value() != pair->second.value || value != pair->second.value ||
+               keys->currentValue() != pair->second.value) {
+      complaints += place + "has not its value\n";
+    }
+    expected.erase(pair);
+  }
+  if (!expected.empty()) complaints += std::to_string(expected.size()) + " elements are not walked over\n";
+  if (it->hasNext() || values->hasNext()) complaints += "the iterators differ in length\n";
+  if (stored->size() != count || stored->size() != model.size()) complaints += "the size is wrong\n";
+  return complaints;
+}
+
+std::string statisticsOf(psHashSet& set) {
+  testing::internal::CaptureStdout();
+  set.statistics();
+  std::fflush(stdout);
+  return testing::internal::GetCapturedStdout();
+}
+
+}  // namespace ps::test

@@ -1,0 +1,310 @@
+#include "support/KeyedDriver.h"
+
+#include <gtest/gtest.h>
+
+#include <algorithm>
+#include <memory>
+
+#include "hash/psHashMap.h"
+#include "sorted/psTreeMap.h"
+#include "support/TreeChecker.h"
+#include "tree/psTreeList.h"
+
+namespace ps::test {
+
+KeyedDriver::KeyedDriver(KeyedWorld& world, const RunPlan& plan, int items, std::uint64_t seed)
+    : ModelDriver(plan, seed), world_(world), model_(world.model), committedModel_(world.model) {
+  for (int i = 0; i < items; ++i) pool_.push_back(world_.newItem(i / 2));
+  for (int i = 0; i < 20; ++i) values_.push_back(world_.newValue(i));
+  if (!isMap()) return;
+  choices_.push_back({"put", [this] { put(); }, 60, 15});
+  choices_.push_back({"walk over values", [this] { walkValues(); }, 3, 5});
+  choices_.push_back({"look for a value", [this] { lookForValue(); }, 3, 3});
+}
+
+void KeyedDriver::verify() {
+  ASSERT_EQ(world_.complaints(), "");
+  ASSERT_EQ(world_.collection().isEmpty(), model_.size() == 0);
+}
+
+void KeyedDriver::keepModel() {
+  committedModel_ = model_;
+  committedPool_ = pool_;
+  committedValues_ = values_;
+}
+
+void KeyedDriver::restoreModel() {
+  model_ = committedModel_;
+  pool_ = committedPool_;
+  values_ = committedValues_;
+}
+
+void KeyedDriver::add() {
+  const ItemKey item = anyItem();
+  const bool isNew = !model_.contains(item);
+  if (isMap()) {
+    ASSERT_TRUE(world_.collection().add(pstHandle<psObj>(item.id)));
+    model_.put(item, psId());
+  } else {
+    ASSERT_EQ(world_.add(item), isNew);
+    model_.add(item);
+  }
+  ASSERT_TRUE(world_.contains(item));
+}
+
+void KeyedDriver::remove() {
+  const std::vector<ItemKey> list = model_.list();
+  const ItemKey item = list.empty() || below(3) == 0 ? anyItem() : list[static_cast<std::size_t>(below(model_.size()))];
+  ASSERT_EQ(world_.remove(item), model_.remove(item));
+  ASSERT_FALSE(world_.contains(item));
+}
+
+void KeyedDriver::lookUp() {
+  const ItemKey item = anyItem();
+  ASSERT_EQ(world_.contains(item), model_.contains(item));
+  ASSERT_EQ(world_.get(item), isMap() ? model_.valueOf(item) : model_.get(item));
+}
+
+void KeyedDriver::walk() {
+  const std::unique_ptr<psCollectionIterator> it(world_.collection().keyIterator());
+  std::vector<ItemKey> items = inOrder();
+  std::vector<psId> ids;
+  for (const ItemKey& item : items) ids.push_back(item.id);
+  IteratorWalk walk(*it, ids, random());
+  walk.leavesEmptyStart = leavesEmptyStart();
+  const bool forward = below(2) == 0;
+  if (!forward) walk.jump();
+  for (int move = below(60); move > 0 && !testing::Test::HasFailure(); --move) {
+    const int kind = below(16);
+    SCOPED_TRACE("move of kind " + std::to_string(kind) + " from " + std::to_string(walk.at) + " of " +
+                 std::to_string(walk.size()));
+    if (kind == 0) {
+      seek(*it, walk);
+    } else if (kind == 1) {
+      walk.jump();
+    } else if (kind <= 4) {
+      if (const int removed = walk.remove(); removed >= 0) {
+        model_.remove(items[static_cast<std::size_t>(removed)]);
+        items.erase(items.begin() + removed);
+      }
+    } else if (kind == 5) {
+      ASSERT_EQ(it->set(anyItem().id), 0);
+    } else {
+      walk.step(forward == (kind <= 13));
+    }
+    walk.verify();
+    const ItemKey here = walk.isOnElement() ? items[static_cast<std::size_t>(walk.at)] : ItemKey();
+    ASSERT_EQ(it->currentValue(), isMap() && walk.isOnElement() ? model_.valueOf(here) : here.id);
+  }
+}
+
+void KeyedDriver::seek(psCollectionIterator& it, IteratorWalk& walk) {
+  const ItemKey item = anyItem();
+  ASSERT_EQ(world_.goTo(it, item), model_.contains(item));
+  const std::vector<ItemKey> items = inOrder();
+  const psId found = model_.get(item);
+  const auto place = std::find_if(items.begin(), items.end(), [&](const ItemKey& other) { return other.id == found; });
+  walk.at = found.isNull() ? placeOfMiss(item, walk) : static_cast<int>(place - items.begin());
+}
+
+void KeyedDriver::clear() {
+  world_.collection().clear();
+  model_ = SetModel(model_.byNumber());
+  verify();
+  ASSERT_EQ(orphansOf(world_.store.session()), "");
+}
+
+// A collection of any kind with some of the items, which goes by identifier.
+pstHandle<psCollection> KeyedDriver::makeOther(SetModel& others) {
+  const pstHandle<psContObj> place = world_.store.container("others");
+  enum { treeSet, treeMap, hashSet, hashMap, list };
+  const int kind = below(5);
+  pstHandle<psCollection> other;
+  if (kind == treeSet) other = pstHandle<psCollection>(new (place) psTreeSet(4));
+  if (kind == treeMap) other = pstHandle<psCollection>(new (place) psTreeMap(4));
+  if (kind == hashSet) other = pstHandle<psCollection>(new (place) psHashSet(3, 1));
+  if (kind == hashMap) other = pstHandle<psCollection>(new (place) psHashMap(3, 2));
+  if (kind == list) other = pstHandle<psCollection>(new (place) psTreeList(4));
+  for (int i = below(25); i > 0; --i) {
+    const pstHandle<psObj> key(anyItem().id);
+    const ItemKey item{key.oid(), pstHandle<Item>(key)->number()};
+    const bool isNew = !others.contains(item);
+    const psId value = kind == treeMap || kind == hashMap ? anyValue() : psId();
+    others.put(item, value);
+    if (kind == treeMap) {
+      EXPECT_EQ(pstHandle<psTreeMap>(other)->put(key, value), 1);
+    } else if (kind == hashMap) {
+      EXPECT_TRUE(pstHandle<psHashMap>(other)->put(key, value));
+    } else if (isNew) {
+      EXPECT_TRUE(other->add(key));
+    }
+  }
+  return other;
+}
+
+// The operations with another collection, whatever this one goes by.
+void KeyedDriver::combine() {
+  psCollection& collection = world_.collection();
+  pstHandle<psCollection> self(collection.psOid());
+  SetModel others(false);
+  pstHandle<psCollection> other = makeOther(others);
+  const int before = model_.size();
+  bool holdsAll = true;
+  switch (below(4)) {
+    case 0:
+      for (const ItemKey& item : others.list()) holdsAll = holdsAll && model_.contains(item);
+      ASSERT_EQ(collection.containsAll(other), holdsAll);
+      break;
+    case 1: {
+      // Of two elements that are equal the one that comes first stays, with the value of the last.
+      const std::unique_ptr<psCollectionIterator> it(other->keyIterator());
+      while (it->hasNext()) {
+        const pstHandle<Item> element(it->next(pscNoLock));
+        const ItemKey item{element.oid(), element->number()};
+        isMap() ? model_.put(item, others.valueOf(item)) : static_cast<void>(model_.add(item));
+      }
+      ASSERT_EQ(collection.addAll(other), isMap() ? others.size() > 0 : model_.size() != before);
+      break;
+    }
+    case 2: {
+      bool reports = false;
+      for (const ItemKey& item : others.list()) {
+        reports |= model_.contains(item) && reportsRemovalOf(model_.valueOf(item));
+        model_.remove(item);
+      }
+      ASSERT_EQ(collection.removeAll(other), reports);
+      break;
+    }
+    default:
+      for (const ItemKey& item : model_.list()) {
+        if (!others.contains(item)) model_.remove(item);
+      }
+      ASSERT_EQ(collection.retainAll(other), model_.size() != before);
+  }
+  ASSERT_EQ(collection.addAll(self), isMap() && model_.size() > 0);
+  ASSERT_TRUE(collection.containsAll(self));
+  verify();
+  ASSERT_EQ(psDelete(other), 1);
+  ASSERT_EQ(orphansOf(world_.store.session()), "");
+}
+
+void KeyedDriver::forgetDeleted() {
+  std::vector<ItemKey*> items;
+  std::vector<psId*> values;
+  for (int i = below(5); i > 0; --i) {
+    items.push_back(&anyItem());
+    if (isMap()) values.push_back(&anyOf(values_));
+  }
+  const auto destroy = [](const psId& id) {
+    pstHandle<psObj> object(id);
+    if (object.isValid()) psDelete(object);
+  };
+  for (const ItemKey* item : items) destroy(item->id);
+  for (const psId* value : values) destroy(*value);
+  model_.forgetDeleted();
+  world_.collection().removeAllDeleted();
+  for (ItemKey* item : items) {
+    if (!item->id.isValid()) *item = world_.newItem(item->number);
+  }
+  for (psId* value : values) {
+    if (!value->isValid()) *value = world_.newValue(0);
+  }
+  verify();
+}
+
+// An element that moves gets a new identifier, and with it a new place where that is what the collection goes by.
+void KeyedDriver::moveElement() {
+  if (model_.size() == 0) return;
+  const int i = below(model_.size());
+  const std::vector<ItemKey> items = inOrder();
+  const ItemKey old = items[static_cast<std::size_t>(i)];
+  const ItemKey before = i > 0 ? items[static_cast<std::size_t>(i - 1)] : ItemKey();
+  const std::unique_ptr<psCollectionIterator> it(world_.collection().keyIterator());
+  it->goToIndex(i, pscNoLock);
+  const char* const places[] = {"items", "moved", "moved further"};
+  ASSERT_EQ(it->moveCurrentTo(world_.store.container(places[below(3)])), 1) << world_.store->lastError();
+  ASSERT_FALSE(old.id.isValid());
+
+  const auto isOld = [&old](const ItemKey& item) { return item.id == old.id; };
+  ItemKey& moved = *std::find_if(pool_.begin(), pool_.end(), isOld);
+  const psId value = model_.valueOf(old);
+  model_.remove(old);
+  const std::unique_ptr<psCollectionIterator> seeker(world_.collection().keyIterator());
+  while (seeker->hasNext()) {
+    const pstHandle<Item> item(seeker->next(pscNoLock));
+    if (item.open(pscRead) == 1 && item->number() == old.number && model_.get({item.oid(), old.number}).isNull()) {
+      moved.id = item.oid();
+    }
+  }
+  ASSERT_NE(moved.id, old.id);
+  model_.add(moved, value);
+  verifyMove(*it, i, before, moved);
+  verify();
+}
+
+void KeyedDriver::put() {
+  const ItemKey item = anyItem();
+  const psId value = anyValue();
+  ASSERT_TRUE(world_.bind(item, value));
+  model_.put(item, value);
+  ASSERT_EQ(world_.get(item), value);
+}
+
+// What is set, cleared or moved is the value alone.
+void KeyedDriver::walkValues() {
+  const std::unique_ptr<psCollectionIterator> it(world_.collection().valueIterator());
+  const std::vector<ItemKey> keys = inOrder();
+  std::vector<psId> values;
+  for (const ItemKey& key : keys) values.push_back(model_.valueOf(key));
+  IteratorWalk walk(*it, values, random());
+  walk.leavesEmptyStart = leavesEmptyStart();
+  const bool forward = below(3) != 0;
+  if (!forward) walk.jump();
+  for (int move = below(40); move > 0 && !testing::Test::HasFailure(); --move) {
+    const int kind = below(16);
+    SCOPED_TRACE("move of kind " + std::to_string(kind) + " from " + std::to_string(walk.at) + " of " +
+                 std::to_string(walk.size()));
+    if (kind == 0) {
+      seekValue(*it, walk);
+    } else if (kind == 1) {
+      walk.jump();
+    } else if (kind <= 4) {
+      psId value = kind == 2 ? psId() : anyValue();
+      int result = walk.isOnElement() ? 1 : 0;
+      if (kind == 4) {
+        result = walk.here().isValid() ? 1 : 0;
+        ASSERT_EQ(it->moveCurrentTo(world_.store.container("moved")), result);
+        value = it->current(pscNoLock);
+        ASSERT_TRUE(result == 0 || (value.isValid() && !walk.here().isValid()));
+        std::replace(values_.begin(), values_.end(), walk.here(), value);
+      } else {
+        ASSERT_EQ(kind == 2 ? it->remove() : it->set(value), result);
+      }
+      if (result == 1) {
+        walk.elements[static_cast<std::size_t>(walk.at)] = value;
+        model_.put(keys[static_cast<std::size_t>(walk.at)], value);
+      }
+    } else {
+      walk.step(forward == (kind <= 13));
+      if (walk.at == walk.size() && losesItsPlaceAtTheEnd()) break;
+    }
+    walk.verify();
+  }
+  verify();
+  if (walk.at != walk.size() || walk.size() == 0 || !losesItsPlaceAtTheEnd()) return;
+  while (it->hasNext()) it->next(pscNoLock);
+  ASSERT_TRUE(it->next(pscNoLock).isNull() && it->previous(pscNoLock).isNull() && it->current(pscNoLock).isNull());
+  ASSERT_FALSE(it->hasNext() || it->hasPrevious() || it->remove() == 1 || it->set(anyValue()) == 1);
+}
+
+void KeyedDriver::lookForValue() {
+  const psId value = anyOf(values_);
+  bool isThere = false;
+  for (const SetModel::Pair& pair : model_.pairs()) {
+    if (pair.value.isNull() && !seesBeyondNullValues()) break;
+    isThere |= pair.value == value;
+  }
+  ASSERT_EQ(world_.containsValue(value), isThere);
+}
+
+}  // namespace ps::test

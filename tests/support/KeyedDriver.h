@@ -1,0 +1,85 @@
+#pragma once
+
+#include "support/KeyedWorld.h"
+#include "support/ModelDriver.h"
+
+namespace ps::test {
+
+// Drives a set, or a map, which is a set of its keys, whatever it is made of. What depends on the order in which it
+// stores its elements, a derived class says.
+class KeyedDriver : public ModelDriver {
+ protected:
+  // items is how many there are that may be in the collection; their numbers occur twice.
+  KeyedDriver(KeyedWorld& world, const RunPlan& plan, int items, std::uint64_t seed);
+
+  // The elements in the order of the collection.
+  virtual std::vector<ItemKey> inOrder() const = 0;
+  // Where goTo leaves an iterator that finds nothing.
+  virtual int placeOfMiss(const ItemKey& item, const IteratorWalk& walk) const = 0;
+  // Lets a value iterator look for something.
+  virtual void seekValue(psCollectionIterator& it, IteratorWalk& walk) = 0;
+  // What the iterator says when it has moved the element that was at place i to a new identifier.
+  virtual void verifyMove(psCollectionIterator& it, int i, const ItemKey& before, const ItemKey& moved) = 0;
+  // A value iterator that ran past its last value need not find back.
+  virtual bool losesItsPlaceAtTheEnd() const = 0;
+  // Whether next, on an empty collection, goes behind its end.
+  virtual bool leavesEmptyStart() const { return false; }
+  // Whether removeAll says so when all that it removed had this value.
+  virtual bool reportsRemovalOf(const psId&) const { return true; }
+  // Whether containsValue looks at what comes behind a null value.
+  virtual bool seesBeyondNullValues() const = 0;
+
+  void verify() override;
+  void clear() override;
+  TempStore& store() override { return world_.store; }
+  const std::vector<Choice>& choices() const override { return choices_; }
+  std::string complaintsIn(psSession& session) const override { return world_.complaintsIn(session); }
+  void find() override { world_.find(); }
+  void keepModel() override;
+  void restoreModel() override;
+
+  bool isMap() const { return world_.kind == Kind::map; }
+  template <class T>
+  T& anyOf(std::vector<T>& pool) {
+    return pool[static_cast<std::size_t>(below(static_cast<int>(pool.size())))];
+  }
+  ItemKey& anyItem() { return anyOf(pool_); }
+  // Null at times, and always for a set.
+  psId anyValue() { return below(6) == 0 ? psId() : anyOf(values_); }
+  void seek(psCollectionIterator& it, IteratorWalk& walk);
+
+  KeyedWorld& world_;
+  SetModel& model_;
+  std::vector<Choice> choices_ = {
+      {"add", [this] { add(); }, 50, 15},
+      {"remove", [this] { remove(); }, 15, 50},
+      {"look up", [this] { lookUp(); }, 10, 10},
+      {"walk", [this] { walk(); }, 3, 5},
+      {"clear", [this] { clear(); }, 0, 1},
+      {"combine", [this] { combine(); }, 2, 2},
+      {"forget deleted", [this] { forgetDeleted(); }, 1, 1},
+      {"move an element", [this] { moveElement(); }, 3, 6},
+  };
+
+ private:
+  void add();
+  void remove();
+  void lookUp();
+  void walk();
+  void combine();
+  void forgetDeleted();
+  void moveElement();
+  void put();
+  void walkValues();
+  void lookForValue();
+
+  pstHandle<psCollection> makeOther(SetModel& others);
+
+  std::vector<ItemKey> pool_;  // all items that exist; numbers occur twice
+  std::vector<psId> values_;   // objects that can be values
+  SetModel committedModel_;
+  std::vector<ItemKey> committedPool_;
+  std::vector<psId> committedValues_;
+};
+
+}  // namespace ps::test

@@ -1,0 +1,81 @@
+#include "support/KeyedWorld.h"
+
+#include <gtest/gtest.h>
+
+#include <iterator>
+
+#include "core/IdOrder.h"
+
+namespace ps::test {
+
+const char* nameOf(Flavour flavour) {
+  return flavour == Flavour::handle ? "handle" : flavour == Flavour::raw ? "raw" : "callback";
+}
+
+std::uint64_t SetModel::orderOf(const ItemKey& item) const {
+  return byNumber_ ? static_cast<std::uint64_t>(item.number) : ps::detail::orderOf(item.id);
+}
+
+SetModel::Pair SetModel::found(const ItemKey& item) const {
+  const auto found = pairs_.find(orderOf(item));
+  return found != pairs_.end() ? found->second : Pair();
+}
+
+void SetModel::forgetDeleted() {
+  for (auto pair = pairs_.begin(); pair != pairs_.end();) {
+    if (!pair->second.value.isValid()) pair->second.value = psId();
+    pair = pair->second.key.id.isValid() ? std::next(pair) : pairs_.erase(pair);
+  }
+}
+
+int SetModel::rank(const ItemKey& item) const {
+  return static_cast<int>(std::distance(pairs_.begin(), pairs_.lower_bound(orderOf(item))));
+}
+
+std::vector<SetModel::Pair> SetModel::pairs() const {
+  std::vector<Pair> pairs;
+  for (const auto& pair : pairs_) pairs.push_back(pair.second);
+  return pairs;
+}
+
+std::vector<ItemKey> SetModel::list() const {
+  std::vector<ItemKey> items;
+  for (const auto& pair : pairs_) items.push_back(pair.second.key);
+  return items;
+}
+
+pstHandle<psObj> storedCollection(psSession& session) {
+  pstHandle<psCollection> collection;
+  collection.lookupObj(session.database("test"), "set", pscRead);
+  return collection;
+}
+
+KeyedWorld::KeyedWorld(TempStore::Place place, bool byNumber, Kind kindOfCollection)
+    : store(place), model(byNumber), kind(kindOfCollection) {
+  EXPECT_EQ(store->begin(pscUpdate), 1) << store->lastError();
+  odds_ = store->container(store->database("odd items"), "items");
+}
+
+void KeyedWorld::name(const pstHandle<psObj>& collection) {
+  EXPECT_EQ(store->name(collection, store->database("test"), "set"), 1) << store->lastError();
+}
+
+void KeyedWorld::find() {
+  evens_ = store.container("items");
+  odds_ = store->container(store->database("odd items"), "items");
+  values_ = store.container("values");
+}
+
+void KeyedWorld::put(const ItemKey& item) {
+  const psId value = newValue(item.number);
+  model.add(item, value);
+  EXPECT_TRUE(insert(item, value)) << item.number;
+}
+
+ItemKey KeyedWorld::put(std::int64_t number) {
+  const ItemKey item = newItem(number);
+  put(item);
+  return item;
+}
+
+}  // namespace ps::test
