@@ -49,15 +49,12 @@ class HashWorld final : public KeyedWorld {
   bool remove(const ItemKey& item) const override;
   bool goTo(psCollectionIterator& iterator, const ItemKey& item) const override;
   bool containsValue(const psId& value) const override { return map().containsValue(pstHandle<psObj>(value)); }
-  std::string complaints() const override { return complaintsAbout(set); }
-  std::string complaintsIn(psSession& session) const override {
-    return complaintsAbout(pstHandle<psHashSet>(storedCollection(session)));
-  }
+  std::string complaintsAbout(const pstHandle<psObj>& stored, const SetModel& expected) const override;
   void find() override;
 
-  std::string complaintsAbout(const pstHandle<psHashSet>& stored) const;
   psHashMap& map() const { return static_cast<psHashMap&>(*set); }
-  std::uint32_t hashOf(const ItemKey& item) const { return set->hashOf(pstHandle<psObj>(item.id)); }
+  // Opens nothing.
+  std::uint32_t hashOf(const ItemKey& item) const;
   // The elements, or keys, in the order in which they are stored, as they are in the model.
   std::vector<ItemKey> inOrder() const;
 

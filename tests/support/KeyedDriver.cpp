@@ -55,7 +55,8 @@ void KeyedDriver::add() {
 void KeyedDriver::remove() {
   const std::vector<ItemKey> list = model_.list();
   const ItemKey item = list.empty() || below(3) == 0 ? anyItem() : list[static_cast<std::size_t>(below(model_.size()))];
-  ASSERT_EQ(world_.remove(item), model_.remove(item));
+  const bool isRemoved = world_.remove(item);
+  ASSERT_EQ(isRemoved, model_.remove(item));
   ASSERT_FALSE(world_.contains(item));
 }
 

@@ -33,7 +33,9 @@ class KeyedDriver : public ModelDriver {
   void clear() override;
   TempStore& store() override { return world_.store; }
   const std::vector<Choice>& choices() const override { return choices_; }
-  std::string complaintsIn(psSession& session) const override { return world_.complaintsIn(session); }
+  std::string complaintsIn(psSession& session) const override {
+    return world_.complaintsAbout(storedCollection(session), model_);
+  }
   void find() override { world_.find(); }
   void keepModel() override;
   void restoreModel() override;

@@ -74,10 +74,12 @@ class KeyedWorld {
   virtual bool remove(const ItemKey& item) const = 0;
   virtual bool goTo(psCollectionIterator& iterator, const ItemKey& item) const = 0;
   virtual bool containsValue(const psId& value) const = 0;
-  // Everything in which the collection differs from the model; "" when it does not.
-  virtual std::string complaints() const = 0;
-  // The same for the collection that the session finds in its store.
-  virtual std::string complaintsIn(psSession& session) const = 0;
+  // Everything in which a stored collection differs from a model; "" when it does not.
+  virtual std::string complaintsAbout(const pstHandle<psObj>& stored, const SetModel& expected) const = 0;
+  std::string complaints() const { return complaintsAgainst(model); }
+  std::string complaintsAgainst(const SetModel& expected) const {
+    return complaintsAbout(pstHandle<psObj>(collection().psOid()), expected);
+  }
   // Takes up the collection anew, in the transaction that has begun; after a reopening.
   virtual void find();
 

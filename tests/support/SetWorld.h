@@ -22,9 +22,8 @@ class SetWorld : public KeyedWorld {
   bool remove(const ItemKey& item) const override { return keyed.remove(*set, item); }
   bool goTo(psCollectionIterator& iterator, const ItemKey& item) const override { return keyed.goTo(iterator, item); }
   bool containsValue(const psId& value) const override { return map().containsValue(pstHandle<psObj>(value)); }
-  std::string complaints() const override { return complaintsAbout(set, model, keyed); }
-  std::string complaintsIn(psSession& session) const override {
-    return complaintsAbout(pstHandle<psTreeSet>(storedCollection(session)), model, keyed);
+  std::string complaintsAbout(const pstHandle<psObj>& stored, const SetModel& expected) const override {
+    return ps::test::complaintsAbout(pstHandle<psTreeSet>(stored), expected, keyed);
   }
   void find() override;
 

@@ -1,0 +1,154 @@
+#include <gtest/gtest.h>
+
+#include <functional>
+
+#include "hash/HashPosition.h"
+#include "support/HashWorld.h"
+#include "support/KeyedSweep.h"
+
+// Additions to hash tables and removals from them, in each shape in which they meet a slot and its bucket, with
+// something refused at each point where it could be.
+namespace ps::test {
+namespace {
+
+constexpr Kind kinds[] = {Kind::set, Kind::map};
+constexpr int slots = 5;  // a bucket is full with as many
+
+// What an item meets where it belongs.
+struct Shape {
+  int inSlot = 0;
+  int inBucket = 0;
+  bool sharesDirectory = false;  // whether its bucket can be split without doubling the directory
+  bool hasChains = false;        // anywhere in the bucket
+};
+
+Shape shapeAt(const HashWorld& world, const ItemKey& item) {
+  const auto position = ps::detail::placeOf(*world.set, world.hashOf(item));
+  const ps::detail::BucketView bucket(position->bucket());
+  const psHashBucket& counts = *bucket;
+  return {ps::detail::SlotView(bucket, position->slot).count(), counts.size(),
+          position->range.end - position->range.first > 1, ps::detail::HashAccess::chained(counts) > 0};
+}
+
+struct Addition {
+  const char* name;
+  std::function<bool(const Shape&)> isWanted;
+};
+
+const Addition additions[] = {
+    {"an empty slot", [](const Shape& shape) { return shape.inSlot == 0 && shape.inBucket < slots; }},
+    {"a slot with one", [](const Shape& shape) { return shape.inSlot == 1 && shape.inBucket < slots; }},
+    {"a chain", [](const Shape& shape) { return shape.inSlot > 1 && shape.inBucket < slots; }},
+    {"a full bucket",
+     [](const Shape& shape) { return shape.inBucket == slots && shape.sharesDirectory && shape.hasChains; }},
+    {"a full bucket that takes the directory's last bit",
+     [](const Shape& shape) { return shape.inBucket == slots && !shape.sharesDirectory && shape.hasChains; }},
+};
+
+// Puts numbers until the next one meets the wanted shape, and returns that next one, not yet put.
+ItemKey fillUntil(HashWorld& world, const std::function<bool(const Shape&)>& isWanted) {
+  for (std::int64_t number = 1; number < 2000; ++number) {
+    const ItemKey next = world.newItem(number);
+    if (number > 12 && isWanted(shapeAt(world, next))) return next;
+    world.put(next);
+  }
+  ADD_FAILURE() << "no bucket of that shape";
+  return {};
+}
+
+TEST(HashRefusal, AnAdditionHappensOrDoesNot) {
+  for (const Kind kind : kinds) {
+    for (const Flavour flavour : {Flavour::handle, Flavour::callback}) {
+      for (const Addition& addition : additions) {
+        for (const bool sharesContainers : {false, true}) {
+          SCOPED_TRACE(std::string(nameOf(kind)) + ", " + nameOf(flavour) + ", " + addition.name +
+                       (sharesContainers ? ", buckets share a container" : ""));
+          HashWorld world(TempStore::Place::memory, flavour, Hashing::content, slots, kind);
+          const pstHandle<psHashAdmin> admin(world.set->admin());
+          if (sharesContainers) admin->setMaxBucketsPerContainer(1000);
+          sweepInsertion(world, fillUntil(world, addition.isWanted));
+          if (HasFailure()) return;
+        }
+      }
+    }
+  }
+}
+
+// What is there already is not taken for absent because it could not be read.
+TEST(HashRefusal, NothingIsAddedTwice) {
+  for (const Kind kind : kinds) {
+    for (const int inSlot : {1, 2, 3}) {
+      SCOPED_TRACE(std::string(nameOf(kind)) + ", " + std::to_string(inSlot) + " in the slot");
+      HashWorld world(TempStore::Place::memory, Flavour::handle, Hashing::content, slots, kind);
+      fillUntil(world, [&](const Shape& shape) { return shape.inSlot == inSlot; });
+      ItemKey known;
+      for (const ItemKey& item : world.model.list()) {
+        if (shapeAt(world, item).inSlot == inSlot) known = item;
+      }
+      const psId value = world.newValue(1000);
+      SetModel after = world.model;
+      if (kind == Kind::map) after.put(known, value);
+      const auto verify = [&](bool result, bool refused) {
+        if (kind == Kind::map) {
+          expectWhole(world, after, result, refused);
+        } else {
+          ASSERT_FALSE(result);
+          ASSERT_EQ(world.complaints(), "");
+        }
+      };
+      sweep(world, {[&] { return world.insert(known, value); }, verify});
+      if (HasFailure()) return;
+    }
+  }
+}
+
+TEST(HashRefusal, ARemovalHappensOrDoesNot) {
+  for (const Kind kind : kinds) {
+    for (const Flavour flavour : {Flavour::handle, Flavour::callback}) {
+      for (int size = 1; size <= 3; ++size) {
+        for (int place = 0; place < size; ++place) {
+          SCOPED_TRACE(std::string(nameOf(kind)) + ", " + nameOf(flavour) + ", " + std::to_string(place) + " of " +
+                       std::to_string(size));
+          for (const auto sweepOver : {sweepRemoval, sweepRemovalByIterator}) {
+            HashWorld world(TempStore::Place::memory, flavour, Hashing::constant, slots, kind);
+            for (int i = 0; i < size; ++i) world.put(i);
+            sweepOver(world, world.inOrder()[static_cast<std::size_t>(place)]);
+          }
+          if (HasFailure()) return;
+        }
+      }
+    }
+  }
+}
+
+TEST(HashRefusal, TheDirectoryDoublesOrDoesNot) {
+  HashWorld world(TempStore::Place::memory, Flavour::handle, Hashing::content, slots, Kind::map);
+  for (int i = 0; i < 40; ++i) world.put(i);
+  sweep(world, {[&] { return world.set->expandDirectory(); },
+                [&](bool result, bool refused) { expectWhole(world, world.model, result, refused); }});
+}
+
+// An entry that lies elsewhere is made anew beside its bucket, or stays.
+TEST(HashRefusal, AnEntryIsPlacedOrStays) {
+  HashWorld world(TempStore::Place::memory, Flavour::handle, Hashing::content, slots, Kind::map);
+  for (int i = 0; i < 40; ++i) world.put(i);
+  const ItemKey item = world.newItem(100);
+  const psId value = world.newValue(100);
+  const std::uint32_t hash = world.hashOf(item);
+  SetModel after = world.model;
+  after.put(item, value);
+  pstHandle<psObj> entry;
+  const auto prepare = [&] {
+    const pstHandle<psContObj> place = world.store.container("entries");
+    entry = pstHandle<psObj>(new (place) psHashMapEntry(pstRef<psObj>(item.id), pstRef<psObj>(value)));
+  };
+  const auto verify = [&](bool result, bool refused) {
+    ASSERT_EQ(entry.isValid(), !result);
+    if (!result) psDelete(entry);
+    expectWhole(world, after, result, refused);
+  };
+  sweep(world, {[&] { return world.set->rehash(entry, hash); }, verify, prepare});
+}
+
+}  // namespace
+}  // namespace ps::test

@@ -1,0 +1,367 @@
+#include <gtest/gtest.h>
+
+#include <algorithm>
+#include <cstdio>
+#include <memory>
+
+#include "hash/HashAccess.h"
+#include "hash/TableSizes.h"
+#include "hash/psHashMapKeyIterator.h"
+#include "hash/psHashMapValueIterator.h"
+#include "sorted/psTreeMap.h"
+#include "support/HashWorld.h"
+#include "support/Keyed.h"
+#include "support/TreeChecker.h"
+
+namespace ps::test {
+namespace {
+
+constexpr TempStore::Place memory = TempStore::Place::memory;
+
+struct Statistics {
+  int depth, buckets, chained, unchained, chains, shortest, longest;
+};
+
+// Takes what statistics prints apart, which is these lines and nothing else.
+Statistics statisticsIn(psHashSet& set) {
+  const std::string text = statisticsOf(set);
+  Statistics found{};
+  int end = 0;
+  const int fields = std::sscanf(text.c_str(),
+                                 "Dictionary depth: %i\nNumber of buckets: %i\nNumber of chained entries: %i\n"
+                                 "Number of unchained entries: %i\nNumber of chains: %i\nMin chain size: %i\n"
+                                 "Max chain size: %i%n",
+                                 &found.depth, &found.buckets, &found.chained, &found.unchained, &found.chains,
+                                 &found.shortest, &found.longest, &end);
+  EXPECT_EQ(fields, 7) << text;
+  EXPECT_EQ(text.substr(static_cast<std::size_t>(end)), "\n") << text;
+  return found;
+}
+
+TEST(TableSizes, AreThoseOfTheTable) {
+  const unsigned int primes[][2] = {{0, 0},   {1, 1},   {2, 2},     {3, 3},         {4, 5},
+                                    {5, 5},   {9, 11},  {13, 13},   {100, 101},     {114, 127},
+                                    {24, 29}, {49, 53}, {120, 127}, {65536, 65537}, {1000000, 1000003}};
+  for (const auto& [n, prime] : primes) EXPECT_EQ(next_prime(n), prime) << n;
+  EXPECT_FALSE(isPrime(9) || isPrime(25) || isPrime(3));
+  EXPECT_TRUE(isPrime(5) && isPrime(7) && isPrime(65537));
+  EXPECT_EQ(pow2(-1), 0);
+  EXPECT_EQ(pow2(0), 1);
+  EXPECT_EQ(pow2(20), 1 << 20);
+}
+
+TEST(HashSet, StartsWithTheBucketsAndSlotsAskedFor) {
+  const int cases[][4] = {// slots, directory size, slots there are, depth
+                          {100, 5, 101, 3}, {3, 1, 3, 0}, {4, 0, 5, 0}, {0, 2, 1, 1}, {-7, -7, 1, 0}, {1, 1024, 1, 10}};
+  for (const auto& [slots, directorySize, expectedSlots, depth] : cases) {
+    SCOPED_TRACE(std::to_string(slots) + ", " + std::to_string(directorySize));
+    HashWorld world(memory, Flavour::handle, Hashing::content, slots, Kind::set, directorySize);
+    const Statistics statistics = statisticsIn(*world.set);
+    EXPECT_EQ(statistics.depth, depth);
+    EXPECT_EQ(statistics.buckets, 1 << depth);
+    EXPECT_TRUE(statistics.chained == 0 && statistics.unchained == 0 && statistics.chains == 0);
+    EXPECT_TRUE(statistics.shortest == 10000000 && statistics.longest == 0);
+    EXPECT_EQ(ps::detail::HashAccess::slotsPerBucket(static_cast<const psHashSet&>(*world.set)), expectedSlots);
+    EXPECT_EQ(world.complaints(), "");
+  }
+}
+
+// A hash for items that is their number, all 32 bits of it.
+int numberAsHash(unsigned int databaseAndContainer, unsigned int pageAndSlot) {
+  const pstHandle<Item> item(
+      psId(static_cast<unsigned short>(databaseAndContainer >> 16), static_cast<unsigned short>(databaseAndContainer),
+           static_cast<unsigned short>(pageAndSlot >> 16), static_cast<unsigned short>(pageAndSlot)));
+  return static_cast<int>(item->number());
+}
+
+bool addByNumber(psHashSet& set, const pstHandle<psContObj>& place, std::uint32_t number) {
+  const ItemKey item = makeItem(place, number);
+  return set.add(pstHandle<psObj>(item.id), number, Keyed::comparisonWith(item, true), numberAsHash);
+}
+
+// A bucket of three slots is full with three: the fourth splits it, after doubling the directory if need be.
+TEST(HashSet, SplitsByTheFirstBitsAndDoublesWhenTheyAreUsedUp) {
+  HashWorld world(memory, Flavour::handle, Hashing::constant, 3, Kind::set);
+  const pstHandle<psContObj> place = world.store.container("items");
+  psHashSet& set = *world.set;
+  for (const std::uint32_t number : {0x00000000U, 0x80000001U, 0x80000002U})
+    ASSERT_TRUE(addByNumber(set, place, number));
+  EXPECT_EQ(statisticsIn(set).depth, 0);
+  ASSERT_TRUE(addByNumber(set, place, 0x80000004U));
+  Statistics statistics = statisticsIn(set);
+  EXPECT_TRUE(statistics.depth == 1 && statistics.buckets == 2);
+  EXPECT_TRUE(statistics.chained == 2 && statistics.unchained == 2 && statistics.chains == 1);
+  EXPECT_TRUE(statistics.shortest == 2 && statistics.longest == 2);
+  ASSERT_TRUE(addByNumber(set, place, 0xC0000000U)) << "the upper bucket, which is full, in two";
+  statistics = statisticsIn(set);
+  EXPECT_TRUE(statistics.depth == 2 && statistics.buckets == 3) << "the lower one stays in two places";
+  ASSERT_TRUE(addByNumber(set, place, 0x00000004U) && addByNumber(set, place, 0x00000008U));
+  EXPECT_EQ(statisticsIn(set).buckets, 3);
+  ASSERT_FALSE(addByNumber(set, place, 0x00000000U)) << "it is there";
+  EXPECT_EQ(statisticsIn(set).buckets, 3) << "no split tells the three apart";
+  ASSERT_TRUE(addByNumber(set, place, 0x40000000U));
+  EXPECT_EQ(statisticsIn(set).buckets, 4);
+  EXPECT_EQ(set.size(), 8);
+}
+
+// An element that is there already is only noticed once there is room for it.
+TEST(HashSet, SplitsAFullBucketBeforeItLooksForTheElement) {
+  HashWorld world(memory, Flavour::handle, Hashing::constant, 3, Kind::set);
+  const pstHandle<psContObj> place = world.store.container("items");
+  for (const std::uint32_t number : {0x00000000U, 0x80000001U, 0x80000002U}) {
+    ASSERT_TRUE(addByNumber(*world.set, place, number));
+  }
+  EXPECT_FALSE(addByNumber(*world.set, place, 0x80000002U));
+  EXPECT_EQ(statisticsIn(*world.set).depth, 1);
+}
+
+// Elements that no bit of the directory tells apart, be it that their hashes are equal or that they differ further on.
+TEST(HashSet, TakesWhatItCannotDivideAndDoesNotGrowForNothing) {
+  for (const Hashing hashing : {Hashing::constant, Hashing::lowBits, Hashing::identifier}) {
+    SCOPED_TRACE(nameOf(hashing));
+    HashWorld world(memory, Flavour::handle, hashing, 5, Kind::set);
+    std::vector<ItemKey> items;
+    for (int i = 0; i < 1000; ++i) {
+      // Each item is the first of a container of its own: its identifier differs from others in the container alone.
+      const pstHandle<psContObj> place = hashing == Hashing::identifier
+                                             ? world.store.container(("items " + std::to_string(i)).c_str())
+                                             : world.store.container("items");
+      items.push_back(makeItem(place, i));
+      ASSERT_TRUE(world.add(items.back()));
+      world.model.add(items.back());
+    }
+    const Statistics statistics = statisticsIn(*world.set);
+    EXPECT_EQ(statistics.depth, 0);
+    EXPECT_EQ(statistics.chained + statistics.unchained, 1000);
+    EXPECT_EQ(world.complaints(), "");
+    for (const ItemKey& item : items) ASSERT_FALSE(world.add(item));
+    for (const ItemKey& item : items) ASSERT_TRUE(world.remove(item));
+    EXPECT_TRUE(world.set->isEmpty());
+    EXPECT_EQ(orphansOf(world.store.session()), "");
+  }
+}
+
+// One hash for most elements does not drag the directory along when the others spread.
+TEST(HashSet, KeepsItsDirectoryInProportion) {
+  HashWorld world(memory, Flavour::handle, Hashing::constant, 3, Kind::set);
+  const pstHandle<psContObj> place = world.store.container("items");
+  for (std::uint32_t i = 0; i < 40; ++i) ASSERT_TRUE(addByNumber(*world.set, place, i));
+  EXPECT_EQ(statisticsIn(*world.set).depth, 0) << "these differ in the last bits alone";
+  // Two groups that differ in bit 11 of 32 and no bit before.
+  for (std::uint32_t i = 0; i < 40; ++i) ASSERT_TRUE(addByNumber(*world.set, place, 0x00200000U + i));
+  EXPECT_EQ(statisticsIn(*world.set).depth, 0) << "ten bits do not tell them apart, and 80 elements deserve no more";
+  for (std::uint32_t i = 0; i < 1000; ++i) ASSERT_TRUE(addByNumber(*world.set, place, 0x80000000U + (i << 21)));
+  const int depth = statisticsIn(*world.set).depth;
+  EXPECT_TRUE(depth >= 9 && depth <= 13) << depth;
+  EXPECT_EQ(world.set->size(), 1080);
+  while (world.set->expandDirectory()) {
+  }
+  EXPECT_EQ(statisticsIn(*world.set).depth, 24) << "there it ends";
+  EXPECT_EQ(world.set->size(), 1080);
+}
+
+// Every element is removed from every place of a chain, and what follows it comes next.
+TEST(HashIterator, RemovesAtEveryPlaceOfAChain) {
+  for (const Kind kind : {Kind::set, Kind::map}) {
+    for (int size = 1; size <= 3; ++size) {
+      for (int place = 0; place < size; ++place) {
+        SCOPED_TRACE(std::string(nameOf(kind)) + ", " + std::to_string(place) + " of " + std::to_string(size));
+        HashWorld world(memory, Flavour::handle, Hashing::topBits, 3, kind);
+        // 1 and 4 and 7 share a slot, 0 and 2 stand beside it.
+        for (const int number : {0, 1, 2}) world.put(number);
+        for (int i = 1; i < size; ++i) world.put(1 + i * 3);
+        std::vector<ItemKey> items = world.inOrder();
+        const std::unique_ptr<psCollectionIterator> it(world.set->iterator());
+        const auto isInChain = [](const ItemKey& item) { return item.number % 3 == 1; };
+        const int at = static_cast<int>(std::find_if(items.begin(), items.end(), isInChain) - items.begin()) + place;
+        ASSERT_FALSE(it->goToIndex(at, pscNoLock).isNull());
+        const pstHandle<psObj> entry(it->current(pscNoLock));
+        ASSERT_EQ(it->remove(), 1);
+        ASSERT_EQ(entry.isValid(), kind == Kind::set) << "the map's entry goes";
+        world.model.remove(items[static_cast<std::size_t>(at)]);
+        items.erase(items.begin() + at);
+        ASSERT_EQ(world.complaints(), "");
+        ASSERT_EQ(it->currentIndex(), at - 1);
+        const std::unique_ptr<psCollectionIterator> other(world.set->iterator());
+        ASSERT_EQ(it->current(pscNoLock), other->goToIndex(at - 1, pscNoLock));
+        ASSERT_EQ(it->next(pscNoLock), other->goToIndex(at, pscNoLock));
+        ASSERT_EQ(it->previous(pscNoLock), other->goToIndex(at - 1, pscNoLock));
+      }
+    }
+  }
+}
+
+TEST(HashIterator, ReportsWhatItCannotDo) {
+  HashWorld world(memory, Flavour::handle, Hashing::constant, 3, Kind::map);
+  const pstHandle<psContObj> near = world.store.container("moved");
+  const std::unique_ptr<psCollectionIterator> empty(world.set->iterator());
+  EXPECT_TRUE(empty->next(pscNoLock).isNull() && empty->previous(pscNoLock).isNull());
+  EXPECT_EQ(empty->remove() + empty->moveCurrentTo(near), 0);
+  for (int i = 0; i < 3; ++i) world.put(i);
+
+  const std::unique_ptr<psCollectionIterator> entries(world.set->iterator());
+  EXPECT_EQ(entries->collection(), world.set);
+  EXPECT_EQ(entries->remove(), 0) << "there is no current one yet";
+  ASSERT_FALSE(entries->next(pscNoLock).isNull());
+  EXPECT_EQ(entries->moveCurrentTo(near), 0) << "entries are the map's own";
+  EXPECT_EQ(entries->set(world.model.list()[0].id), 0);
+
+  // Another removes what the iterator stands on, and the chain with it.
+  const std::unique_ptr<psCollectionIterator> stale(world.set->keyIterator());
+  stale->goToIndex(2, pscNoLock);
+  for (const ItemKey& item : world.model.list()) world.remove(item);
+  EXPECT_FALSE(stale->hasNext());
+  EXPECT_TRUE(stale->next(pscNoLock).isNull() && stale->current(pscLockUpdate).isNull());
+  EXPECT_EQ(stale->remove() + stale->moveCurrentTo(near), 0);
+  EXPECT_TRUE(stale->currentP(pscLockUpdate)->isNull());
+  *stale->currentP(pscLockUpdate) = world.model.list()[0].id;
+  EXPECT_TRUE(stale->currentP(pscNoLock)->isNull()) << "a stray write harms nobody";
+  EXPECT_TRUE(world.set->isEmpty());
+}
+
+// Writing through the addresses that iterators give out, once what holds the references is open for update.
+TEST(HashIterator, GivesOutWhatCanBeWritten) {
+  HashWorld world(memory, Flavour::handle, Hashing::constant, 3, Kind::map);
+  for (int i = 0; i < 3; ++i) world.put(i);
+  ASSERT_EQ(world.store->commit(), 1);
+  ASSERT_EQ(world.store->begin(pscUpdate), 1);
+  world.find();
+  const psId value = world.newValue(7);
+  const std::unique_ptr<psCollectionIterator> values(world.set->valueIterator());
+  for (const ItemKey& item : world.inOrder()) {
+    values->next(pscLockUpdate);
+    *values->currentP(pscLockUpdate) = value;
+    world.model.put(item, value);
+  }
+  ASSERT_EQ(world.store->commit(), 1);
+  ASSERT_EQ(world.store->begin(pscUpdate), 1);
+  world.find();
+  EXPECT_EQ(world.complaints(), "");
+}
+
+TEST(HashMap, TellsRawKeysObjectsAndEntriesApart) {
+  HashWorld world(memory, Flavour::handle, Hashing::content, 5, Kind::map);
+  for (int i = 1; i <= 9; ++i) world.put(i);
+  psHashMap& map = world.map();
+  const SetModel::Pair pair = world.model.pairs()[3];
+  const pstHandle<Item> item(pair.key.id);
+  const Item* const pointer = item.operator->();
+  const void* const raw = &pair.key.number;
+  EXPECT_TRUE(map.get(item) == pair.value && map.get(pointer) == pair.value && map.get(raw) == pair.value);
+  EXPECT_EQ(map.get(pstRef<Item>(item)), pair.value);
+  EXPECT_TRUE(map.containsKey(item) && map.containsKey(pointer) && map.containsKey(raw));
+  EXPECT_TRUE(map.contains(item) && map.contains(pointer) && map.contains(raw) && map.contains(map.entry(raw)));
+  EXPECT_TRUE(map.entry(pointer) == map.entry(item) && map.entry(raw) == map.entry(item));
+  const std::int64_t absent = 77;
+  EXPECT_TRUE(map.entry(&absent).isNull() && map.get(&absent).isNull() && !map.containsKey(&absent));
+  EXPECT_FALSE(map.put(nullptr, pair.value) || map.add(pstHandle<psObj>()) || map.contains(pstHandle<psObj>()));
+  EXPECT_FALSE(map.put(item, pair.value, 1, nullptr, numberAsHash) ||
+               map.put(item, pair.value, 1, numberAsHash, nullptr));
+  EXPECT_EQ(map.unbind(pointer), pair.value);
+  world.model.remove(pair.key);
+  EXPECT_EQ(world.complaints(), "");
+}
+
+TEST(HashMap, UnderstandsNoRawKeyWithoutAComparator) {
+  HashWorld world(memory, Flavour::handle, Hashing::identifier, 5, Kind::map);
+  const ItemKey known = world.put(1);
+  const pstHandle<psObj> key(known.id);
+  EXPECT_TRUE(world.map().containsKey(key));
+  EXPECT_FALSE(world.map().containsKey(static_cast<const void*>(&key)));
+  EXPECT_TRUE(world.map().get(static_cast<const void*>(&key)).isNull());
+}
+
+// A key that is bound to null is there; when it goes, remove has no value to tell of.
+TEST(HashMap, HoldsNullValues) {
+  HashWorld world(memory, Flavour::handle, Hashing::content, 5, Kind::map);
+  const ItemKey item = world.put(1);
+  psHashMap& map = world.map();
+  const pstHandle<psObj> key(item.id);
+  EXPECT_FALSE(map.containsValue(pstHandle<psObj>()));
+  EXPECT_TRUE(map.add(key)) << "its value is null now";
+  EXPECT_TRUE(map.containsKey(key) && map.get(key).isNull() && map.containsValue(pstHandle<psObj>()));
+  EXPECT_FALSE(map.remove(key));
+  EXPECT_FALSE(map.containsKey(key));
+  EXPECT_TRUE(map.put(key, key));
+  const pstHandle<psHashMapEntry> entry = map.entry(key);
+  EXPECT_TRUE(map.remove(entry));
+  EXPECT_FALSE(map.containsKey(key) || entry.isValid());
+  EXPECT_EQ(orphansOf(world.store.session()), "");
+}
+
+// Whoever takes the map for a set puts no bare element into it.
+TEST(HashMap, StaysAMapWhenUsedAsASet) {
+  HashWorld world(memory, Flavour::callback, Hashing::content, 5, Kind::map);
+  for (int i = 1; i <= 30; ++i) {
+    const ItemKey item = world.newItem(i);
+    ASSERT_TRUE(world.add(item));
+    world.model.add(item);
+  }
+  EXPECT_EQ(world.complaints(), "");
+  const ItemKey bound = world.model.list()[4];
+  ASSERT_TRUE(world.bind(bound, bound.id));
+  EXPECT_TRUE(world.add(bound)) << "the value is null again";
+  EXPECT_EQ(world.complaints(), "");
+  EXPECT_TRUE(world.remove(bound)) << "a pair went, whatever its value";
+  EXPECT_FALSE(world.remove(bound));
+  world.model.remove(bound);
+  EXPECT_EQ(world.complaints(), "");
+  EXPECT_EQ(orphansOf(world.store.session()), "");
+  pstHandle<psObj> doomed(world.set);
+  EXPECT_EQ(psDelete(doomed), 1);
+  EXPECT_EQ(orphansOf(world.store.session()), "");
+}
+
+TEST(HashMap, AddsAPairToTheBucketItIsTold) {
+  HashWorld world(memory, Flavour::handle, Hashing::content, 5, Kind::map, 4);
+  for (int i = 0; i < 40; ++i) {
+    const ItemKey item = world.newItem(i);
+    const std::uint32_t hash = world.hashOf(item);
+    const psId value = world.newValue(i);
+    pstHandle<psHashBucket> bucket;
+    int wrong = 0;
+    const auto& directory = ps::detail::HashAccess::directory(static_cast<const psHashSet&>(*world.set));
+    for (unsigned int k = 0; k < directory.size(); ++k) {
+      if (k == hash >> (32 - statisticsIn(*world.set).depth)) bucket = directory[k];
+    }
+    for (unsigned int k = 0; k < directory.size(); ++k) {
+      pstHandle<psHashBucket> other(directory[k]);
+      if (other != bucket) wrong += world.map().addNewEntry(item.id, value, other, hash);
+    }
+    EXPECT_EQ(wrong, 0);
+    EXPECT_TRUE(world.map().addNewEntry(item.id, value, bucket, hash));
+    world.model.put(item, value);
+  }
+  EXPECT_EQ(world.complaints(), "");
+}
+
+// A sorted map takes an entry for the pair that it is.
+TEST(HashMap, EntriesArePairsToASortedMap) {
+  HashWorld world(memory, Flavour::handle, Hashing::content, 5, Kind::map);
+  const ItemKey item = world.put(1);
+  const pstHandle<psTreeMap> sorted(new (world.store.container("sets")) psTreeMap(4));
+  EXPECT_TRUE(sorted->add(world.map().entry(pstHandle<psObj>(item.id))));
+  EXPECT_EQ(sorted->get(pstHandle<psObj>(item.id)), world.model.valueOf(item));
+  EXPECT_EQ(sorted->size(), 1);
+}
+
+// What another session has committed is seen once the containers have been opened again.
+TEST(HashSet, RefreshOpensEveryContainer) {
+  HashWorld world(memory, Flavour::handle, Hashing::content, 5, Kind::set, 4);
+  for (int i = 0; i < 40; ++i) world.put(i);
+  EXPECT_TRUE(world.set->refresh(pscRead) && world.set->refresh(pscUpdate) && world.set->refresh(pscNoOpen));
+  std::uint64_t asked = 0;
+  {
+    const Refuse count(world.store.session(), 0);
+    ASSERT_TRUE(world.set->refresh(pscRead));
+    asked = count.asked();
+  }
+  EXPECT_GE(asked, 8U);
+  for (std::uint64_t k = 1; k <= asked; ++k) {
+    const Refuse refuse(world.store.session(), k);
+    EXPECT_FALSE(world.set->refresh(pscRead)) << k;
+  }
+}
+
+}  // namespace
+}  // namespace ps::test
