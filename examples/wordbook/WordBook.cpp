@@ -14,12 +14,13 @@ constexpr const char* databaseName = "wordbook";
 constexpr const char* wordsName = "words and lines";
 constexpr const char* textsName = "texts";
 constexpr int entriesInNode = 200;
+constexpr int slotsInBucket = 101;  // a prime, so that none are added
 constexpr std::uint64_t wordsInCommit = 10000;
 
 // Most words occur a few times, and an array has its full size from the beginning.
 constexpr int occurrencesInNode = 16;
 // Lists of occurrences share containers also when they grow, since there are more of them than a database has
-// containers.
+// containers; and the buckets of texts do, since entries can go from one to another in their container as they are.
 constexpr int partsInContainer = 10000;
 
 // The words, lines and lists of so many texts share a container of each sort. So neither many texts nor much text runs
@@ -54,22 +55,41 @@ WordBook::WordBook(const std::string& path, psMode mode) : path_(path) {
 void WordBook::find(psMode mode) {
   database_ = session_.database(databaseName);
   if (!database_.isNull()) {
-    words_.lookupObj(database_, wordsName, mode);
-    texts_.lookupObj(database_, textsName, mode);
+    words_ = lookUp<psTreeMap>(wordsName, mode);
+    texts_ = lookUp<psHashMap>(textsName, mode);
   }
   requireNothingRefused();
   if (!words_.isNull() && !texts_.isNull()) return;
   if (mode != pscUpdate) throw WordBookError("the store '" + path_ + "' holds no word book" + howToMake(path_));
-  const pstHandle<psCompare> order(new (session_.container(database_, "index")) WordCompare);
-  words_ = create(order, wordsName);
-  texts_ = create(order, textsName);
+  create();
 }
 
-pstHandle<psTreeMap> WordBook::create(const pstHandle<psCompare>& order, const char* name) {
-  pstHandle<psCompare> comparator(order);
-  pstHandle<psTreeMap> map(new (session_.container(database_, "index")) psTreeMap(comparator, entriesInNode));
+// What is filed under the name; null when nothing is.
+template <class Map>
+pstHandle<Map> WordBook::lookUp(const char* name, psMode mode) {
+  pstHandle<psObj> found;
+  if (found.lookupObj(database_, name, mode) == 1 && !found->psIsKindOf(Map::pstTypeN)) {
+    throw WordBookError("the store '" + path_ + "' keeps its " + name + " in a " + found->psGetTypeName() +
+                        ", which another version of wordbook did; index the texts into a new store");
+  }
+  return pstHandle<Map>(found);
+}
+
+void WordBook::create() {
+  const pstHandle<psContObj> place = session_.container(database_, "index");
+  pstHandle<psCompare> order(new (place) WordCompare);
+  words_ = new (place) psTreeMap(order, entriesInNode);
+  file(words_, wordsName);
+  pstHandle<psContObj> bucketPlace = session_.container(database_, "texts");
+  texts_ = new (bucketPlace) psHashMap(order, slotsInBucket, 1, bucketPlace, bucketPlace);
+  file(texts_, textsName);
+  const pstHandle<psHashAdmin> admin(texts_->admin());
+  if (admin.open(pscUpdate) != 1) fail();
+  admin->setMaxBucketsPerContainer(partsInContainer);
+}
+
+void WordBook::file(const pstHandle<psCollection>& map, const char* name) {
   if (map.isNull() || map->admin().isNull() || session_.name(map, database_, name) != 1) fail();
-  return map;
 }
 
 WordBook::Extent WordBook::beginText(const std::string& name) {
@@ -80,7 +100,7 @@ WordBook::Extent WordBook::beginText(const std::string& name) {
     const pstHandle<Word> key(new (wordPlace_) Word(name));
     if (key.isNull() || *key->text() == '\0') fail();
     text_ = new (linePlace_) Text(key);
-    if (text_.isNull() || texts_->put(key, text_) != 1) fail();
+    if (text_.isNull() || !texts_->put(key, text_)) fail();
   }
   if (text_.open(pscUpdate) != 1) fail();
   return {text_->bytes(), text_->lines()};
@@ -174,16 +194,38 @@ void WordBook::forEach(const std::string& prefix, const Visit& visit) {
   requireNothingRefused();
 }
 
+std::map<std::string, WordBook::Extent> WordBook::texts() {
+  std::map<std::string, Extent> result;
+  const std::unique_ptr<psCollectionIterator> position(texts_->keyIterator());
+  while (position->hasNext()) {
+    const pstHandle<Word> name(position->next(pscNoLock));
+    const pstHandle<Text> text(position->currentValue());
+    if (name.open(pscRead) != 1 || text.open(pscRead) != 1) fail();
+    result[name->text()] = {text->bytes(), text->lines()};
+  }
+  requireNothingRefused();
+  return result;
+}
+
 WordBook::Statistics WordBook::statistics() {
   Statistics result{};
-  result.words = words_->size();
-  result.depth = words_->depth();
-  result.texts = texts_->size();
-  if (result.words < 0 || result.depth == 0 || result.texts < 0) fail();
+  result.words = footprintOf(*words_);
+  forEach("", [&result](const char*, const pstHandle<psTreeList>& occurrences) {
+    if (occurrences.open(pscRead) != 1) return false;  // forEach reports why
+    result.lines += footprintOf(*occurrences);
+    return true;
+  });
+  result.texts = footprintOf(*texts_, slotsInBucket);
+  requireNothingRefused();
   std::error_code ignored;
   result.storeBytes = std::filesystem::file_size(path_, ignored);
   result.counters = session_.counters();
   return result;
+}
+
+void WordBook::printHashStatistics() {
+  texts_->statistics();
+  requireNothingRefused();
 }
 
 // What cannot be read must not pass for absent.

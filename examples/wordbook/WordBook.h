@@ -4,10 +4,12 @@
 
 #include <cstdint>
 #include <functional>
+#include <map>
 #include <stdexcept>
 #include <string>
 #include <vector>
 
+#include "Footprint.h"
 #include "Text.h"
 
 // What a store, or an attempt to open one, reports.
@@ -17,8 +19,9 @@ class WordBookError : public std::runtime_error {
 };
 
 // A concordance in a store: every word of some texts, and where it occurs. The words are the keys of a sorted map; the
-// value of each is a list of its occurrences, which are references to the lines that hold it. The maps are filed in the
-// database "wordbook". Every operation that fails throws a WordBookError that says what failed, where, and what to do.
+// value of each is a list of its occurrences, which are references to the lines that hold it. What of each text is in
+// the book is kept in a hash map by the texts' names. The maps are filed in the database "wordbook". Every operation
+// that fails throws a WordBookError that says what failed, where, and what to do.
 class WordBook {
  public:
   // Opens the book at path for reading, as it is now; or for update, creating what is missing and waiting for other
@@ -53,18 +56,26 @@ class WordBook {
   using Visit = std::function<bool(const char* word, const pstHandle<psTreeList>& occurrences)>;
   void forEach(const std::string& prefix, const Visit& visit);
 
+  // The texts by their names, in order.
+  std::map<std::string, Extent> texts();
+
   struct Statistics {
-    int words;
-    int depth;  // levels of the words' tree
-    int texts;
+    Footprint words;
+    Footprint lines;  // of the lists of occurrences, of which there are as many as words
+    Footprint texts;
     std::uint64_t storeBytes;
     psSessionCounters counters;
   };
   Statistics statistics();
+  // Prints the hash statistics of the map of texts to standard output.
+  void printHashStatistics();
 
  private:
   void find(psMode mode);
-  pstHandle<psTreeMap> create(const pstHandle<psCompare>& order, const char* name);
+  template <class Map>
+  pstHandle<Map> lookUp(const char* name, psMode mode);
+  void create();
+  void file(const pstHandle<psCollection>& map, const char* name);
   void takePlaces();
   pstHandle<psTreeList> occurrencesOf(const std::string& word);
   pstHandle<psTreeList> addWord(const std::string& word);
@@ -75,7 +86,7 @@ class WordBook {
   psSession session_;
   pstHandle<psDBObj> database_;
   pstHandle<psTreeMap> words_;  // from Word to psTreeList of Line
-  pstHandle<psTreeMap> texts_;  // from Word, the name, to Text
+  pstHandle<psHashMap> texts_;  // from Word, the name, to Text
   pstHandle<Text> text_;        // the one that is being added
 
   // Where new objects go.

@@ -22,11 +22,13 @@ class OpenText {
   const char* text_;
 };
 
-// FNV-1a. A hash that collections keep must be the same in every program, so the standard library's will not do.
+// FNV-1a, times the golden ratio. A hash that collections keep must be the same in every program, so the standard
+// library's will not do. Texts that differ in their last letters have the same first bits in FNV-1a, and the first bits
+// are those that lead to a bucket; the multiplication makes them depend on all others.
 int hashOf(const char* text) {
   std::uint32_t hash = 2166136261U;
   for (; *text != '\0'; ++text) hash = (hash ^ static_cast<unsigned char>(*text)) * 16777619U;
-  return static_cast<int>(hash);
+  return static_cast<int>(hash * 0x9E3779B1U);
 }
 
 }  // namespace

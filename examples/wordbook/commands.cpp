@@ -23,6 +23,13 @@ bool addOrComplain(Indexing& indexing, const std::string& file) {
   return false;
 }
 
+void printRow(const char* name, const char* kind, const Footprint& footprint) {
+  const std::string depth = footprint.depth > 0 ? std::to_string(footprint.depth) : "-";
+  std::printf("%-6s %-24s %9llu %6s %14llu %12llu\n", name, kind, static_cast<unsigned long long>(footprint.elements),
+              depth.c_str(), static_cast<unsigned long long>(footprint.parts),
+              static_cast<unsigned long long>(footprint.bytes));
+}
+
 }  // namespace
 
 int indexFiles(const std::string& store, const std::vector<std::string>& files) {
@@ -90,13 +97,28 @@ int topWords(const std::string& store, std::size_t count) {
   return exitSuccess;
 }
 
+int listFiles(const std::string& store) {
+  const auto texts = WordBook(store, pscRead).texts();
+  if (texts.empty())
+    complain("there is no file in " + store + " yet; add some with: wordbook index " + store + " FILE...");
+  for (const auto& [name, extent] : texts) {
+    std::printf("%8llu %10llu %s\n", static_cast<unsigned long long>(extent.lines),
+                static_cast<unsigned long long>(extent.bytes), name.c_str());
+  }
+  return texts.empty() ? exitNotFound : exitSuccess;
+}
+
 int showStatistics(const std::string& store) {
-  const WordBook::Statistics statistics = WordBook(store, pscRead).statistics();
-  std::printf("texts            %d\n", statistics.texts);
-  std::printf("words            %d\n", statistics.words);
-  std::printf("levels of tree   %d\n", statistics.depth);
-  std::printf("bytes of store   %llu\n", static_cast<unsigned long long>(statistics.storeBytes));
-  std::printf("to count them, this command opened %llu objects in %llu pages\n",
+  WordBook book(store, pscRead);
+  const WordBook::Statistics statistics = book.statistics();
+  std::printf("%-6s %-24s %9s %6s %14s %12s\n", "", "kind", "elements", "depth", "nodes, buckets", "bytes");
+  printRow("words", "psTreeMap", statistics.words);
+  printRow("lines", "psTreeList, one a word", statistics.lines);
+  printRow("files", "psHashMap", statistics.texts);
+  std::printf("\nThe hash map of files in detail:\n");
+  book.printHashStatistics();
+  std::printf("\nThe store takes %llu bytes. To count all this, %llu objects in %llu pages were opened.\n",
+              static_cast<unsigned long long>(statistics.storeBytes),
               static_cast<unsigned long long>(statistics.counters.opens),
               static_cast<unsigned long long>(statistics.counters.pageReads));
   return exitSuccess;

@@ -24,6 +24,10 @@ int listWords(const std::string& store, const std::string& prefix);
 // Prints the words that occur most often, so many of them.
 int topWords(const std::string& store, std::size_t count);
 
+// Prints the texts in the store, each behind the numbers of lines and bytes that are known of it.
+int listFiles(const std::string& store);
+
+// Prints what the store's collections consist of, and what they take.
 int showStatistics(const std::string& store);
 
 void complain(const std::string& message);

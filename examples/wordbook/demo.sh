@@ -51,4 +51,5 @@ show "index words.ps $shown" index words.ps "${texts[@]}"
 show "find words.ps waive irrevocable xyzzy" find words.ps waive irrevocable xyzzy
 show "top words.ps 5" top words.ps 5
 show "list words.ps free" list words.ps free
+show "files words.ps" files words.ps
 show "stat words.ps" stat words.ps

@@ -21,12 +21,13 @@ constexpr const char* usage =
     "       wordbook find STORE WORD...     print the lines in which the words occur\n"
     "       wordbook list STORE [PREFIX]    print the words in order: all, or those that begin with PREFIX\n"
     "       wordbook top STORE N            print the N most frequent words, with how often they occur\n"
-    "       wordbook stat STORE             print how many words there are, and what they take\n"
+    "       wordbook files STORE            print the files in the order of their names, with their lines and bytes\n"
+    "       wordbook stat STORE             print what the store's collections consist of, and what they take\n"
     "       wordbook --help\n"
     "\n"
     "A word is a run of letters and inner apostrophes; capital and small ASCII letters are the same. A FILE that is\n"
     "in STORE already is gone on with where it ended; FILE may be - for standard input. Exit status: 0 success, 1 a\n"
-    "word is not there (list: no word at all), 2 an error.\n";
+    "word is not there (list: no word at all; files: no file), 2 an error.\n";
 
 int misuse(const std::string& what) {
   std::fprintf(stderr, "wordbook: %s\n%s", what.c_str(), usage);
@@ -51,7 +52,7 @@ int run(const std::vector<std::string>& arguments) {
   }
   if (arguments.empty()) return misuse("no command given");
   const std::string& command = arguments.front();
-  const std::set<std::string> commands = {"index", "find", "list", "top", "stat"};
+  const std::set<std::string> commands = {"index", "find", "list", "top", "files", "stat"};
   if (commands.count(command) == 0) {
     return misuse("unknown command '" + command + "'");
   }
@@ -67,7 +68,8 @@ int run(const std::vector<std::string>& arguments) {
     const std::optional<std::size_t> count = rest.size() == 1 ? countIn(rest.front()) : std::nullopt;
     return count ? topWords(store, *count) : misuse("top needs a number of words, from 1 on");
   }
-  return rest.empty() ? showStatistics(store) : misuse("stat takes a STORE and nothing else");
+  if (!rest.empty()) return misuse(command + " takes a STORE and nothing else");
+  return command == "files" ? listFiles(store) : showStatistics(store);
 }
 
 // A standard stream that the caller has closed would be the first file that the store opens, and what is printed would
