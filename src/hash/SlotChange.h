@@ -77,8 +77,6 @@ class SlotInsertion {
   bool plan(const pstHandle<psHashBucket>& bucket, int slot, const pstRef<psObj>& stored);
   // False, with nothing changed, when the store has no room for it.
   bool carryOut();
-  // Whether it makes a chain, behind which what was alone in the slot comes second.
-  bool startsChain() const { return isNewChain_; }
 
  private:
   std::optional<BucketEdit> bucket_;

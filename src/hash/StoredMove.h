@@ -16,8 +16,7 @@ class StoredMove {
   // False, with nothing changed, when the store has no room.
   bool carryOut();
 
-  // Whether there is a chain where it goes, or none where it was, since it went.
-  bool startsChain() const { return insertion_.startsChain(); }
+  // Whether there is no chain any longer where it was.
   bool endsChain() const { return removal_.endsChain(); }
 
  private:

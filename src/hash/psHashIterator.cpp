@@ -53,7 +53,7 @@ psHashIterator::Bucket psHashIterator::bucketAt(const psHashSet& set, int direct
 }
 
 std::optional<psHashIterator::Place> psHashIterator::placeAfter(const psHashSet& set, const Place& place) {
-  int slot = place.inChain < 0 ? place.slot + 1 : place.slot;
+  int slot = place.isGap || place.inChain >= 0 ? place.slot : place.slot + 1;
   int i = place.inChain + 1;
   const int end = ps::detail::directorySizeOf(set);
   for (int index = std::max(place.directoryIndex, 0); index < end; slot = 0, i = 0) {
@@ -64,11 +64,11 @@ std::optional<psHashIterator::Place> psHashIterator::placeAfter(const psHashSet&
       if (view[slot].isNull()) continue;
       const SlotView held(view, slot);
       if (!held.isOpen()) return std::nullopt;
-      if (i < held.count()) return Place{bucket.first, slot, held.chain().isNull() ? -1 : i, held[i]};
+      if (i < held.count()) return Place{bucket.first, slot, held.chain().isNull() ? -1 : i, held[i], false};
     }
     index = bucket.end;
   }
-  return Place{end, -1, -1, pstRef<psObj>()};
+  return Place{end, -1, -1, pstRef<psObj>(), false};
 }
 
 std::optional<psHashIterator::Place> psHashIterator::placeBefore(const psHashSet& set, const Place& place) {
@@ -85,18 +85,29 @@ std::optional<psHashIterator::Place> psHashIterator::placeBefore(const psHashSet
       const SlotView held(view, slot);
       if (!held.isOpen()) return std::nullopt;
       const int i = std::min(limit, held.count()) - 1;
-      if (i >= 0) return Place{bucket.first, slot, held.chain().isNull() ? -1 : i, held[i]};
+      if (i >= 0) return Place{bucket.first, slot, held.chain().isNull() ? -1 : i, held[i], false};
     }
     index = bucket.first - 1;
   }
   return Place();
 }
 
+bool psHashIterator::settle(const psHashSet& set) {
+  if (!place_.isGap) return true;
+  const std::optional<Place> before = placeBefore(set, place_);
+  if (!before) return false;
+  if (before->isBeforeFirst()) index_ = -1;
+  place_ = *before;
+  return true;
+}
+
 psHashIterator::Place psHashIterator::placeHere() {
+  const psHashSet* const set = openSet();
+  const bool isSettled = set != nullptr && settle(*set);
   Place here = place_;
   here.stored = pstRef<psObj>();
-  const psHashSet* const set = openSet();
-  const Bucket bucket = set == nullptr ? Bucket() : bucketAt(*set, place_.directoryIndex);
+  if (!isSettled) return here;
+  const Bucket bucket = bucketAt(*set, place_.directoryIndex);
   if (bucket.view == nullptr || place_.slot >= bucket.view->slots()) return here;
   const SlotView held(*bucket.view, place_.slot);
   const int i = std::max(place_.inChain, 0);
@@ -104,6 +115,8 @@ psHashIterator::Place psHashIterator::placeHere() {
   if (isSameKind && i < held.count()) here.stored = held[i];
   return here;
 }
+
+bool psHashIterator::canGoOn() { return place_.isBeforeFirst() || place_.isGap || !placeHere().stored.isNull(); }
 
 pstRef<psObj>* psHashIterator::addressOfStored(const Place& place, psLockMode mode) {
   const psHashSet* const set = openSet();
@@ -190,7 +203,7 @@ int psHashIterator::countBefore(const psHashSet& set) {
 
 int psHashIterator::currentIndex() {
   const psHashSet* const set = index_ < -1 ? openSet() : nullptr;
-  const int before = set != nullptr ? countBefore(*set) : -1;
+  const int before = set != nullptr && settle(*set) && index_ < -1 ? countBefore(*set) : -1;
   if (before >= 0) index_ = before;
   return index_;
 }
@@ -207,21 +220,21 @@ pstRef<psObj> psHashIterator::stepTo(const Place& place, int index, psLockMode m
 // Behind the last element, and where the current one has gone, there is no next.
 bool psHashIterator::hasNext() {
   const psHashSet* const set = openSet();
-  if (set == nullptr || (!place_.isBeforeFirst() && placeHere().stored.isNull())) return false;
+  if (set == nullptr || !canGoOn()) return false;
   const std::optional<Place> after = placeAfter(*set, place_);
   return after && !after->stored.isNull();
 }
 
 pstRef<psObj> psHashIterator::next(psLockMode mode) {
   const psHashSet* const set = openSet();
-  if (set == nullptr || (!place_.isBeforeFirst() && placeHere().stored.isNull())) return pstRef<psObj>();
+  if (set == nullptr || !canGoOn()) return pstRef<psObj>();
   const std::optional<Place> after = placeAfter(*set, place_);
   return after ? stepTo(*after, indexAfter(1), mode) : pstRef<psObj>();
 }
 
 pstRef<psObj> psHashIterator::previous(psLockMode mode) {
   const psHashSet* const set = openSet();
-  if (set == nullptr || place_.isBeforeFirst()) return pstRef<psObj>();
+  if (set == nullptr || !settle(*set) || place_.isBeforeFirst()) return pstRef<psObj>();
   const std::optional<Place> before = placeBefore(*set, place_);
   return before ? stepTo(*before, before->isBeforeFirst() ? -1 : indexAfter(-1), mode) : pstRef<psObj>();
 }
@@ -235,10 +248,10 @@ std::optional<psHashIterator::Place> psHashIterator::placeOfIndex(const psHashSe
       size = after;
       return true;
     }
-    place = Place{range.first, -1, -1, pstRef<psObj>()};
+    place = Place{range.first, -1, -1, pstRef<psObj>(), false};
     return false;
   });
-  if (isBehindLast) return Place{ps::detail::directorySizeOf(set), -1, -1, pstRef<psObj>()};
+  if (isBehindLast) return Place{ps::detail::directorySizeOf(set), -1, -1, pstRef<psObj>(), false};
   if (place.isBeforeFirst()) return std::nullopt;
   std::optional<Place> found = place;
   for (int k = size; k <= i && found; ++k) {
@@ -319,21 +332,22 @@ bool psHashIterator::goTo(unsigned int, _jobject*& key, _jobject*& callee, JNIEn
   return scanFor(probe);
 }
 
+psHashIterator::Place psHashIterator::placeAfterRemoval(int directoryIndex, int slot, int index, bool endedChain) {
+  return Place{directoryIndex, slot, index == 0 || endedChain ? -1 : index - 1, pstRef<psObj>(), index == 0};
+}
+
 int psHashIterator::remove() {
   const psHashSet* const set = openSet();
   const Place here = placeHere();
   if (set == nullptr || here.stored.isNull()) return 0;
-  std::optional<Place> back = placeBefore(*set, here);
   const Bucket bucket = bucketAt(*set, here.directoryIndex);
+  const int index = std::max(here.inChain, 0);
   bool endedChain = false;
-  if (!back || bucket.view == nullptr ||
-      !ps::detail::removeStored(*set, bucket.view->handle(), here.slot, std::max(here.inChain, 0), &endedChain)) {
+  if (bucket.view == nullptr || !ps::detail::removeStored(*set, bucket.view->handle(), here.slot, index, &endedChain)) {
     return 0;
   }
-  const bool isSameSlot = back->directoryIndex == here.directoryIndex && back->slot == here.slot;
-  if (isSameSlot && endedChain) back->inChain = -1;
-  index_ = back->isBeforeFirst() ? -1 : indexAfter(-1);
-  place_ = *back;
+  place_ = placeAfterRemoval(here.directoryIndex, here.slot, index, endedChain);
+  index_ = indexAfter(-1);
   return 1;
 }
 
@@ -373,18 +387,9 @@ bool psHashIterator::placeAnew(psHashSet& set, const pstHandle<psObj>& old, KeyP
   HandleProbe oldProbe(old, set);
   const std::optional<HashPosition> from = ps::detail::locate(set, oldProbe);
   if (!to || !ps::detail::findMatch(set, probe, *to) || to->isMatch() || !from || !from->isMatch()) return false;
-  const BucketView view(from->bucket());
-  const bool isChained = !SlotView(view, from->slot).chain().isNull();
-  std::optional<Place> back =
-      placeBefore(set, Place{from->range.first, from->slot, isChained ? from->index : -1, from->stored});
   ps::detail::StoredMove move;
-  if (!back || !move.plan(set, *from, *to, moved) || !move.carryOut()) return false;
-  const auto isIn = [&](const HashPosition& position) {
-    return back->directoryIndex == position.range.first && back->slot == position.slot;
-  };
-  if (isIn(*to) && move.startsChain()) back->inChain = 1;
-  if (isIn(*from) && move.endsChain()) back->inChain = -1;
-  index_ = back->isBeforeFirst() ? -1 : unknownIndex;
-  place_ = *back;
+  if (!move.plan(set, *from, *to, moved) || !move.carryOut()) return false;
+  place_ = placeAfterRemoval(from->range.first, from->slot, from->index, move.endsChain());
+  index_ = unknownIndex;
   return true;
 }

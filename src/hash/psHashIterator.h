@@ -52,12 +52,15 @@ class PS_API psHashIterator : public psCollectionIterator {
   int moveInPlace(const pstHandle<psObj>& near);
 
  private:
-  // A place in the walk: where something is stored, before the first, or behind the last.
+  // A place in the walk: where something is stored, before the first, or behind the last. A gap stands for the place
+  // before its slot, which is looked for when it is needed: so that a walk that removes all that it meets does not go
+  // back over what it has emptied.
   struct Place {
     int directoryIndex = -1;  // the first that names the bucket; -1 before the first, the directory's size at the end
     int slot = -1;
     int inChain = -1;  // -1 when it is alone in its slot
     pstRef<psObj> stored;
+    bool isGap = false;
 
     bool isBeforeFirst() const { return directoryIndex < 0; }
   };
@@ -78,8 +81,14 @@ class PS_API psHashIterator : public psCollectionIterator {
   std::optional<Place> placeBefore(const psHashSet& set, const Place& place);
   // The place of position i, or the end; nothing when that cannot be found out.
   std::optional<Place> placeOfIndex(const psHashSet& set, int i, int& size);
+  // Goes from a gap to the place that it stands for. False when that cannot be found out.
+  bool settle(const psHashSet& set);
   // The current place with what is stored there now: nothing, when it has gone or cannot be read.
   Place placeHere();
+  // Whether there is something to go on from: neither the end, nor a place where what was stored has gone.
+  bool canGoOn();
+  // The place after what stands at an index of a slot was taken out: the one before, if it is in the slot, else a gap.
+  static Place placeAfterRemoval(int directoryIndex, int slot, int index, bool endedChain);
   // Number of elements before the current place; -1 when that cannot be found out.
   int countBefore(const psHashSet& set);
 

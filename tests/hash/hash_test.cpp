@@ -191,6 +191,22 @@ TEST(HashIterator, RemovesAtEveryPlaceOfAChain) {
   }
 }
 
+// A walk that removes what it meets does not go back over what it has emptied.
+TEST(HashIterator, OpensAFewObjectsForEachThatItRemoves) {
+  HashWorld world(memory, Flavour::handle, Hashing::content, 5, Kind::set);
+  for (int i = 0; i < 1000; ++i) world.put(i);
+  const std::unique_ptr<psCollectionIterator> it(world.set->iterator());
+  const std::uint64_t before = world.store->counters().opens;
+  while (it->hasNext()) {
+    it->next(pscNoLock);
+    ASSERT_EQ(it->remove(), 1);
+  }
+  EXPECT_LT(world.store->counters().opens - before, 1000U * 30);
+  EXPECT_TRUE(world.set->isEmpty());
+  EXPECT_TRUE(it->current(pscNoLock).isNull());
+  EXPECT_EQ(it->currentIndex(), -1);
+}
+
 TEST(HashIterator, ReportsWhatItCannotDo) {
   HashWorld world(memory, Flavour::handle, Hashing::constant, 3, Kind::map);
   const pstHandle<psContObj> near = world.store.container("moved");
