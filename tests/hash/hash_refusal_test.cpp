@@ -1,6 +1,9 @@
 #include <gtest/gtest.h>
 
 #include <functional>
+#include <map>
+#include <set>
+#include <vector>
 
 #include "hash/HashPosition.h"
 #include "support/HashWorld.h"
@@ -116,6 +119,58 @@ TEST(HashRefusal, ARemovalHappensOrDoesNot) {
           }
           if (HasFailure()) return;
         }
+      }
+    }
+  }
+}
+
+// The contents of the buckets and chains of a table, by their identifiers.
+std::map<std::uint64_t, std::vector<psId>> contentsOf(const psHashSet& set) {
+  std::map<std::uint64_t, std::vector<psId>> contents;
+  ps::detail::visitBuckets(set, [&](const ps::detail::BucketRange& range) {
+    const ps::detail::BucketView bucket(range.bucket);
+    std::vector<psId>& slotsOfBucket = contents[range.bucket.oid().bits()];
+    for (int i = 0; i < bucket.slots(); ++i) {
+      slotsOfBucket.push_back(bucket[i].oid());
+      const ps::detail::SlotView slot(bucket, i);
+      if (slot.chain().isNull()) continue;
+      std::vector<psId>& chain = contents[slot.chain().oid().bits()];
+      for (int k = 0; k < slot.count(); ++k) chain.push_back(slot[k].oid());
+    }
+    return true;
+  });
+  return contents;
+}
+
+// What changes has been opened for update, so that whoever holds a lock on it is heard.
+TEST(HashRefusal, NothingIsWrittenThatWasNotOpened) {
+  for (const Kind kind : kinds) {
+    HashWorld world(TempStore::Place::memory, Flavour::handle, Hashing::content, slots, kind);
+    for (int i = 0; i < 60; ++i) {
+      world.put(i);
+      if (i % 3 == 2) {
+        const ItemKey item = world.model.list()[static_cast<std::size_t>(i / 3)];
+        ASSERT_TRUE(world.remove(item));
+        world.model.remove(item);
+      }
+      const auto before = contentsOf(*world.set);
+      std::set<std::uint64_t> opened;
+      world.store->openGuard([&](const psId& id, psMode mode) {
+        if (mode == pscUpdate) opened.insert(id.bits());
+        return true;
+      });
+      const ItemKey item = world.newItem(100 + i);
+      const bool removes = i % 2 == 1;
+      const ItemKey known = world.model.list()[static_cast<std::size_t>(world.model.size() / 2)];
+      ASSERT_TRUE(removes ? world.remove(known) : world.insert(item, item.id));
+      removes ? static_cast<void>(world.model.remove(known))
+              : world.model.put(item, kind == Kind::map ? item.id : psId());
+      world.store->openGuard(nullptr);
+      const auto after = contentsOf(*world.set);
+      for (const auto& [id, content] : before) {
+        const auto found = after.find(id);
+        const bool isChanged = found == after.end() || found->second != content;
+        ASSERT_TRUE(!isChanged || opened.count(id) != 0) << "step " << i;
       }
     }
   }

@@ -120,6 +120,7 @@ TEST(HashSet, TakesWhatItCannotDivideAndDoesNotGrowForNothing) {
   for (const Hashing hashing : {Hashing::constant, Hashing::lowBits, Hashing::identifier}) {
     SCOPED_TRACE(nameOf(hashing));
     HashWorld world(memory, Flavour::handle, hashing, 5, Kind::set);
+    const std::uint64_t hashesBefore = HashCompare::hashes();
     std::vector<ItemKey> items;
     for (int i = 0; i < 1000; ++i) {
       // Each item is the first of a container of its own: its identifier differs from others in the container alone.
@@ -133,12 +134,43 @@ TEST(HashSet, TakesWhatItCannotDivideAndDoesNotGrowForNothing) {
     const Statistics statistics = statisticsIn(*world.set);
     EXPECT_EQ(statistics.depth, 0);
     EXPECT_EQ(statistics.chained + statistics.unchained, 1000);
+    EXPECT_LT(HashCompare::hashes() - hashesBefore, 1000U * 110) << "all are hashed again for every fifth at most";
     EXPECT_EQ(world.complaints(), "");
     for (const ItemKey& item : items) ASSERT_FALSE(world.add(item));
     for (const ItemKey& item : items) ASSERT_TRUE(world.remove(item));
     EXPECT_TRUE(world.set->isEmpty());
     EXPECT_EQ(orphansOf(world.store.session()), "");
   }
+}
+
+TEST(HashSet, SplitsAtNineTenthsOfItsSlots) {
+  HashWorld world(memory, Flavour::handle, Hashing::content, 101, Kind::set);
+  for (int i = 0; i < 91; ++i) world.put(i);
+  EXPECT_EQ(statisticsIn(*world.set).buckets, 1);
+  world.put(91);
+  EXPECT_EQ(statisticsIn(*world.set).buckets, 2);
+}
+
+// What comes after goes behind.
+TEST(HashSet, PutsWhatJoinsALoneElementBeforeIt) {
+  HashWorld world(memory, Flavour::handle, Hashing::constant, 5, Kind::set);
+  for (int i = 0; i < 4; ++i) world.put(i);
+  std::string order;
+  for (const ItemKey& item : world.inOrder()) order += std::to_string(item.number);
+  EXPECT_EQ(order, "1023");
+}
+
+// What was deleted without the set has no hash any more, and must not be divided from the others time and again.
+TEST(HashSet, GrowsNoFurtherForWhatWasDeleted) {
+  HashWorld world(memory, Flavour::handle, Hashing::constant, 3, Kind::set);
+  for (int i = 0; i < 3; ++i) world.put(i);
+  pstHandle<psObj> doomed(world.model.list()[1].id);
+  ASSERT_EQ(psDelete(doomed), 1);
+  for (int i = 3; i < 60; ++i) world.put(i);
+  EXPECT_LE(statisticsIn(*world.set).depth, 5);
+  world.model.forgetDeleted();
+  world.set->removeAllDeleted();
+  EXPECT_EQ(world.complaints(), "");
 }
 
 // One hash for most elements does not drag the directory along when the others spread.
@@ -158,6 +190,14 @@ TEST(HashSet, KeepsItsDirectoryInProportion) {
   }
   EXPECT_EQ(statisticsIn(*world.set).depth, 24) << "there it ends";
   EXPECT_EQ(world.set->size(), 1080);
+}
+
+TEST(HashSet, DividesByTenBitsHoweverFewTheElements) {
+  HashWorld world(memory, Flavour::handle, Hashing::constant, 3, Kind::set);
+  const pstHandle<psContObj> place = world.store.container("items");
+  for (std::uint32_t i = 0; i < 3; ++i) ASSERT_TRUE(addByNumber(*world.set, place, i));
+  ASSERT_TRUE(addByNumber(*world.set, place, 0x00400000U));
+  EXPECT_EQ(statisticsIn(*world.set).depth, 10);
 }
 
 // Every element is removed from every place of a chain, and what follows it comes next.
@@ -349,6 +389,20 @@ TEST(HashMap, AddsAPairToTheBucketItIsTold) {
     world.model.put(item, value);
   }
   EXPECT_EQ(world.complaints(), "");
+}
+
+// An entry that stays in its container stays the same object.
+TEST(HashMap, KeepsItsEntriesWhereBucketsShareAContainer) {
+  for (const bool shares : {false, true}) {
+    HashWorld world(memory, Flavour::handle, Hashing::content, 5, Kind::map);
+    const pstHandle<psHashAdmin> admin(world.set->admin());
+    if (shares) admin->setMaxBucketsPerContainer(1000);
+    std::vector<pstHandle<psHashMapEntry>> entries;
+    for (int i = 0; i < 60; ++i) entries.push_back(world.map().entry(pstHandle<psObj>(world.put(i).id)));
+    const auto isValid = [](const pstHandle<psHashMapEntry>& entry) { return entry.isValid(); };
+    EXPECT_EQ(std::all_of(entries.begin(), entries.end(), isValid), shares);
+    EXPECT_EQ(world.complaints(), "");
+  }
 }
 
 // A sorted map takes an entry for the pair that it is.

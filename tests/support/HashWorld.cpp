@@ -13,6 +13,7 @@ PS_REGISTER_CLASS(HashCompare)
 namespace {
 
 thread_local Hashing currentHashing = Hashing::identifier;
+thread_local std::uint64_t hashCount = 0;
 
 int hashStored(unsigned int databaseAndContainer, unsigned int pageAndSlot) {
   const pstHandle<psObj> element(
@@ -50,7 +51,10 @@ int HashCompare::hash(const void*& key) const {
   return static_cast<int>(hashOf(static_cast<Hashing>(hashing_), *static_cast<const std::int64_t*>(key)));
 }
 
+std::uint64_t HashCompare::hashes() { return hashCount; }
+
 int HashCompare::hash(const pstHandle<psObj>& element) const {
+  ++hashCount;
   const pstHandle<Item> item(element);
   return item.open(pscRead) == 1 ? static_cast<int>(hashOf(static_cast<Hashing>(hashing_), item->number())) : 0;
 }

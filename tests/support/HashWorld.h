@@ -30,6 +30,9 @@ class HashCompare : public ItemCompare {
   int hash(const void*& key) const override;
   int hash(const pstHandle<psObj>& element) const override;
 
+  // Elements hashed in this thread.
+  static std::uint64_t hashes();
+
  private:
   std::int32_t hashing_ = 0;
 };
