@@ -1,5 +1,6 @@
 #include "BenchStore.h"
 
+#include <malloc.h>
 #include <sys/wait.h>
 #include <unistd.h>
 
@@ -37,6 +38,13 @@ void requireLmdb(int code, const char* action, const ScratchFile& file) {
   if (code != 0) stop(std::string("LMDB cannot ") + action + ' ' + file.path().string() + ": " + mdb_strerror(code));
 }
 
+class Element : public psObj {
+  PS_PERSISTENT_CLASS(Element, psObj, 20202)
+ public:
+  Element() = default;
+};
+PS_REGISTER_CLASS(Element)
+
 }  // namespace
 
 void stop(const std::string& what) {
@@ -61,6 +69,21 @@ std::size_t sizeOf(const ScratchFile& file) {
   const std::uintmax_t size = std::filesystem::file_size(file.path(), error);
   if (error) stop("cannot find the size of " + file.path().string() + ": " + error.message());
   return size;
+}
+
+std::size_t heapBytes() {
+  const struct mallinfo2 heap = mallinfo2();
+  return heap.uordblks + heap.hblkhd;
+}
+
+std::vector<psId> createObjects(const ScratchFile& file, int count) {
+  psSession session;
+  if (session.open(file.path().string()) != 1 || session.begin(pscUpdate) != 1) stop(session.lastError());
+  const pstHandle<psContObj> in = session.container(session.database("bench"), "elements");
+  std::vector<psId> objects(static_cast<std::size_t>(count));
+  for (psId& object : objects) object = pstHandle<Element>(new (in) Element).oid();
+  if (session.commit() != 1) stop(session.lastError());
+  return objects;
 }
 
 void copyStore(const ScratchFile& from, const ScratchFile& to) {
@@ -104,3 +127,33 @@ MDB_txn* LmdbPeer::begin(unsigned int flags) const {
 }
 
 void LmdbPeer::commit(MDB_txn* transaction) const { requireLmdb(mdb_txn_commit(transaction), "commit to", file_); }
+
+void IntegerKeys::put(MDB_txn* transaction, std::uint64_t key, const psId* value, unsigned int flags) const {
+  MDB_val keyBytes{sizeof key, &key};
+  MDB_val data{value == nullptr ? 0 : sizeof *value, const_cast<psId*>(value)};
+  if (mdb_put(transaction, database(), &keyBytes, &data, flags) != 0) stop("LMDB does not take a pair");
+}
+
+bool IntegerKeys::find(MDB_txn* transaction, std::uint64_t key, MDB_val& data) const {
+  MDB_val keyBytes{sizeof key, &key};
+  const int code = mdb_get(transaction, database(), &keyBytes, &data);
+  if (code != 0 && code != MDB_NOTFOUND) stop(std::string("LMDB cannot look for a key: ") + mdb_strerror(code));
+  return code == 0;
+}
+
+std::uint64_t IntegerKeys::get(MDB_txn* transaction, std::uint64_t key) const {
+  MDB_val data{};
+  if (!find(transaction, key, data)) stop("LMDB does not find a key");
+  return bitsOf(data);
+}
+
+void IntegerKeys::remove(MDB_txn* transaction, std::uint64_t key) const {
+  MDB_val keyBytes{sizeof key, &key};
+  if (mdb_del(transaction, database(), &keyBytes, nullptr) != 0) stop("LMDB does not remove a key");
+}
+
+std::uint64_t IntegerKeys::sumOfBits(MDB_txn* transaction) const {
+  std::uint64_t sum = 0;
+  visitAll(transaction, [&](const MDB_val&, const MDB_val& data) { sum += bitsOf(data); });
+  return sum;
+}

@@ -1,8 +1,13 @@
 #include "RatioReporter.h"
 
 #include <algorithm>
+#include <charconv>
 #include <cstdio>
 #include <iterator>
+#include <string_view>
+#include <system_error>
+
+#include "BenchStore.h"
 
 namespace {
 
@@ -51,13 +56,30 @@ void RatioReporter::print(const Comparison& comparison) {
   std::copy_if(results.begin(), results.end(), std::back_inserter(references),
                [](const Result& result) { return result.isReference; });
   std::printf("\n%s%s%-34s", comparison.what.c_str(), comparison.what.empty() ? "" : "\n", "time as a multiple of");
-  for (const Result& reference : references) std::printf(" %20s", reference.label.c_str());
+  for (const Result& reference : references) std::printf(" %24s", reference.label.c_str());
   std::printf("\n");
   for (const Result& result : results) {
     std::printf("%-34s", result.label.c_str());
-    for (const Result& reference : references) std::printf(" %20.2f", result.nanoseconds / reference.nanoseconds);
+    for (const Result& reference : references) std::printf(" %24.2f", result.nanoseconds / reference.nanoseconds);
     std::printf("\n");
   }
+}
+
+int takeElements(int& argc, char** argv, int usual) {
+  const std::string_view option = "--elements=";
+  char** const end = argv + argc;
+  char** const found =
+      std::find_if(argv, end, [&](std::string_view argument) { return argument.substr(0, option.size()) == option; });
+  if (found == end) return usual;
+  const std::string_view number = std::string_view(*found).substr(option.size());
+  int elements = 0;
+  const auto [stopped, error] = std::from_chars(number.data(), number.data() + number.size(), elements);
+  if (error != std::errc() || stopped != number.data() + number.size() || elements < 100 || elements > 10000000) {
+    stop(std::string(*found) + ": give a whole number from 100 to 10000000");
+  }
+  std::copy(found + 1, end + 1, found);  // with the null pointer at the end
+  --argc;
+  return elements;
 }
 
 int runWithRatios(int argc, char** argv) {

@@ -34,5 +34,9 @@ class RatioReporter : public benchmark::ConsoleReporter {
   std::vector<Comparison> comparisons_;
 };
 
+// The number in the first argument --elements=N, which it takes out of the arguments, or the usual one when there is no
+// such argument. Ends the program when it is not a number from 100 to 10,000,000.
+int takeElements(int& argc, char** argv, int usual);
+
 // The main function of a benchmark program that reports ratios.
 int runWithRatios(int argc, char** argv);

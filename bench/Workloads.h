@@ -13,18 +13,28 @@
 
 // What is done with a contestant, whatever it is, and timed for each of its elements.
 
-// Loads a new contestant each time; only load(contestant) is timed.
-template <class Contestant, class Load>
-void runLoads(benchmark::State& state, int length, Load load) {
+// Changes a new contestant each time; only change(contestant), which changes so many elements, is timed, and not
+// prepare(contestant) before it nor check(contestant) after it.
+template <class Contestant, class Prepare, class Change, class Check>
+void runChanges(benchmark::State& state, int length, Prepare prepare, Change change, Check check) {
   while (state.KeepRunningBatch(length)) {
     state.PauseTiming();
     auto contestant = std::make_unique<Contestant>();
+    prepare(*contestant);
     state.ResumeTiming();
-    load(*contestant);
+    change(*contestant);
     state.PauseTiming();
+    check(*contestant);
     contestant.reset();
     state.ResumeTiming();
   }
+}
+
+// Loads a new contestant each time; only load(contestant) is timed.
+template <class Contestant, class Load>
+void runLoads(benchmark::State& state, int length, Load load) {
+  const auto nothing = [](const Contestant&) {};
+  runChanges<Contestant>(state, length, nothing, load, nothing);
 }
 
 // Walks over all elements by walk(), which gives the sum of what it meets. The first walk, which is not timed, brings
@@ -41,13 +51,19 @@ void runWalks(benchmark::State& state, int length, std::uint64_t sum, Walk walk)
   }
 }
 
-// Gets elements by get(i), i random. expected(i) is what it has to give.
-template <class Get, class Expected>
-void runGets(benchmark::State& state, int length, Get get, Expected expected) {
+// The positions from 0 to length - 1, in random order.
+inline std::vector<int> shuffledPositions(int length) {
   std::vector<int> positions(static_cast<std::size_t>(length));
   std::iota(positions.begin(), positions.end(), 0);
   std::shuffle(positions.begin(), positions.end(), std::mt19937_64(7));
-  for (int i = 0; i < 100; ++i) {
+  return positions;
+}
+
+// Gets elements by get(i), i random. expected(i) is what it has to give.
+template <class Get, class Expected>
+void runGets(benchmark::State& state, int length, Get get, Expected expected) {
+  const std::vector<int> positions = shuffledPositions(length);
+  for (std::size_t i = 0; i < std::min<std::size_t>(100, positions.size()); ++i) {
     if (get(positions[i]) != expected(positions[i])) stop("get does not give what was put");
   }
   std::size_t i = 0;

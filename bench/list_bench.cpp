@@ -4,7 +4,6 @@
 // those would need another key.
 
 #include <lmdb.h>
-#include <malloc.h>
 
 #include <algorithm>
 #include <cstdint>
@@ -18,9 +17,9 @@
 
 #include "BenchStore.h"
 #include "RatioReporter.h"
+#include "StoredCollection.h"
 #include "Workloads.h"
 #include "core/psCollectionIterator.h"
-#include "store/psSession.h"
 #include "tree/psTreeList.h"
 
 namespace {
@@ -29,13 +28,6 @@ constexpr int longLength = 1000000;
 constexpr int shortLength = 10000;
 constexpr int prependedLength = 100000;
 constexpr int entriesPerNode = 200;
-
-class Element : public psObj {
-  PS_PERSISTENT_CLASS(Element, psObj, 20202)
- public:
-  Element() = default;
-};
-PS_REGISTER_CLASS(Element)
 
 // A store with some objects, and in random order the references to them of which all lists consist. Lists do not open
 // their elements; with few objects, a store's file is nearly all list.
@@ -52,12 +44,7 @@ class Elements {
 
  private:
   Elements() {
-    psSession session;
-    if (session.open(store_.path().string()) != 1 || session.begin(pscUpdate) != 1) stop(session.lastError());
-    const pstHandle<psContObj> in = session.container(session.database("bench"), "elements");
-    std::vector<psId> objects(1000);
-    for (psId& object : objects) object = pstHandle<Element>(new (in) Element).oid();
-    if (session.commit() != 1) stop(session.lastError());
+    const std::vector<psId> objects = createObjects(store_, 1000);
     std::mt19937_64 random(7);
     std::generate_n(std::back_inserter(references_), longLength, [&] { return objects[random() % objects.size()]; });
   }
@@ -82,57 +69,30 @@ void fill(Deque& deque, int length, Put put) {
   for (int i = 0; i < length; ++i) put(deque, i, toPointer(elements[i]));
 }
 
-class IntegerKeys : public LmdbPeer {
- public:
-  IntegerKeys() : LmdbPeer(MDB_INTEGERKEY) {}
-};
-
 void append(const IntegerKeys& lmdb, int length) {
   const Elements& elements = Elements::instance();
   MDB_txn* const transaction = lmdb.begin(0);
   for (std::size_t i = 0; i < static_cast<std::size_t>(length); ++i) {
-    psId element = elements[i];
-    MDB_val key{sizeof i, &i};
-    MDB_val data{sizeof element, &element};
-    if (mdb_put(transaction, lmdb.database(), &key, &data, MDB_APPEND) != 0) stop("LMDB does not take a pair");
+    lmdb.put(transaction, i, &elements[i], MDB_APPEND);
   }
   lmdb.commit(transaction);
 }
 
-class Store {
+class Store : public StoredCollection<psTreeList> {
  public:
-  Store() {
-    copyStore(Elements::instance().store(), file_);
-    if (session_.open(file_.path().string()) != 1) stop(session_.lastError());
-  }
+  Store() : StoredCollection(Elements::instance().store()) {}
 
   // Puts element i in by put(list, i, element), which gives 1 or 0.
   template <class Put>
   void fill(int length, Put put) {
     const Elements& elements = Elements::instance();
-    if (session_.begin(pscUpdate) != 1) stop(session_.lastError());
-    const pstHandle<psDBObj> database = session_.database("bench");
-    const pstHandle<psTreeList> list(new (session_.container(database, "lists")) psTreeList(entriesPerNode));
-    if (list.isNull()) stop(session_.lastError());
-    for (int i = 0; i < length; ++i) {
-      if (put(*list, i, pstHandle<psObj>(elements[i])) != 1) stop("the list does not take an element");
-    }
-    if (session_.name(list, database, "list") != 1 || session_.commit() != 1) stop(session_.lastError());
+    const auto putAll = [&](psTreeList& list) {
+      for (int i = 0; i < length; ++i) {
+        if (put(list, i, pstHandle<psObj>(elements[i])) != 1) stop("the list does not take an element");
+      }
+    };
+    create(putAll, entriesPerNode);
   }
-
-  // The list, open for reading, in the session's transaction.
-  static pstHandle<psTreeList> list(psSession& session) {
-    pstHandle<psTreeList> list;
-    list.lookupObj(session.database("bench"), "list", pscRead);
-    return list;
-  }
-
-  psSession& session() { return session_; }
-  const ScratchFile& file() const { return file_; }
-
- private:
-  ScratchFile file_;
-  psSession session_;
 };
 
 // How elements get in; those of std::deque beside ours.
@@ -147,11 +107,9 @@ int putAmid(psTreeList& list, int i, const pstHandle<psObj>& element) { return l
 void insertAmid(Deque& deque, int i, void* element) { deque.insert(deque.begin() + i / 2, element); }
 
 // The complaint about the list in another process's session; "" when it holds what was appended.
-std::string findFault(psSession& session, int length) {
-  const pstHandle<psTreeList> list = Store::list(session);
-  if (list.isNull()) return "there is no list in the store";
+std::string findFault(const psTreeList& list, int length) {
   const Elements& elements = Elements::instance();
-  const std::unique_ptr<psCollectionIterator> it(list->iterator());
+  const std::unique_ptr<psCollectionIterator> it(list.iterator());
   int i = 0;
   for (; i < length && it->hasNext(); ++i) {
     if (it->next(pscNoLock).oid() != elements[i]) return "the element at position " + std::to_string(i) + " is wrong";
@@ -165,10 +123,8 @@ class Filled {
  public:
   explicit Filled(int length) {
     store_.fill(length, putLast);
-    const double nothing = static_cast<double>(sizeOf(Elements::instance().store()));
-    if (store_.session().close() != 1) stop(store_.session().lastError());
-    checkInOtherProcess(store_.file(), [length](psSession& session) { return findFault(session, length); });
-    listBytes = (static_cast<double>(sizeOf(store_.file())) - nothing) / length;
+    store_.check([length](const psTreeList& list) { return findFault(list, length); });
+    listBytes = store_.bytes() / length;
 
     append(lmdb, length);
     lmdbBytes = static_cast<double>(sizeOf(lmdb.file())) / length;
@@ -180,7 +136,7 @@ class Filled {
     for (int i = 0; i < length; ++i) sum += Elements::instance()[i].bits();
   }
 
-  const ScratchFile& store() const { return store_.file(); }
+  const Store& store() const { return store_; }
 
   IntegerKeys lmdb;
   Deque deque;
@@ -191,11 +147,6 @@ class Filled {
   double dequeBytes = 0;
 
  private:
-  static std::size_t heapBytes() {
-    const struct mallinfo2 heap = mallinfo2();
-    return heap.uordblks + heap.hblkhd;
-  }
-
   Store store_;
 };
 
@@ -247,17 +198,15 @@ void insertIntoDeque(benchmark::State& state) { loadDeque(state, shortLength, in
 
 template <class Run>
 void inList(const Filled& filled, Run run) {
-  psSession session;
-  if (session.open(filled.store().path().string()) != 1 || session.begin(pscRead) != 1) stop(session.lastError());
-  const pstHandle<psTreeList> list = Store::list(session);
-  if (list.isNull()) stop(session.lastError());
-  const auto walk = [&] {
-    std::uint64_t sum = 0;
-    const std::unique_ptr<psCollectionIterator> it(list->iterator());
-    while (it->hasNext()) sum += it->next(pscNoLock).oid().bits();
-    return sum;
-  };
-  run(walk, [&](int position) { return list->get(position).oid().bits(); });
+  filled.store().read([&](const psTreeList& list) {
+    const auto walk = [&] {
+      std::uint64_t sum = 0;
+      const std::unique_ptr<psCollectionIterator> it(list.iterator());
+      while (it->hasNext()) sum += it->next(pscNoLock).oid().bits();
+      return sum;
+    };
+    run(walk, [&](int position) { return list.get(position).oid().bits(); });
+  });
 }
 
 template <class Run>
@@ -269,26 +218,10 @@ void inDeque(const Filled& filled, Run run) {
 
 template <class Run>
 void inLmdb(const Filled& filled, Run run) {
-  const MDB_dbi database = filled.lmdb.database();
-  MDB_txn* const transaction = filled.lmdb.begin(MDB_RDONLY);
-  const auto bits = [](const MDB_val& data) { return static_cast<const psId*>(data.mv_data)->bits(); };
-  const auto walk = [&] {
-    std::uint64_t sum = 0;
-    MDB_cursor* cursor = nullptr;
-    if (mdb_cursor_open(transaction, database, &cursor) != 0) stop("LMDB does not open a cursor");
-    MDB_val key{};
-    MDB_val data{};
-    while (mdb_cursor_get(cursor, &key, &data, MDB_NEXT) == 0) sum += bits(data);
-    mdb_cursor_close(cursor);
-    return sum;
-  };
-  run(walk, [&](int position) {
-    auto number = static_cast<std::size_t>(position);
-    MDB_val key{sizeof number, &number};
-    MDB_val data{};
-    if (mdb_get(transaction, database, &key, &data) != 0) stop("LMDB does not find a key");
-    return bits(data);
-  });
+  const IntegerKeys& lmdb = filled.lmdb;
+  MDB_txn* const transaction = lmdb.begin(MDB_RDONLY);
+  run([&] { return lmdb.sumOfBits(transaction); },
+      [&](int position) { return lmdb.get(transaction, static_cast<std::uint64_t>(position)); });
   mdb_txn_abort(transaction);
 }
 

@@ -4,7 +4,6 @@
 // beginning to the end of a durable commit, of which std::map knows nothing.
 
 #include <lmdb.h>
-#include <malloc.h>
 
 #include <algorithm>
 #include <cstdint>
@@ -16,22 +15,15 @@
 
 #include "BenchStore.h"
 #include "RatioReporter.h"
+#include "StoredCollection.h"
 #include "Workloads.h"
 #include "core/psCollectionIterator.h"
 #include "sorted/psTreeMap.h"
-#include "store/psSession.h"
 
 namespace {
 
 constexpr int length = 1000000;
 constexpr int entriesPerNode = 200;
-
-class Element : public psObj {
-  PS_PERSISTENT_CLASS(Element, psObj, 20203)
- public:
-  Element() = default;
-};
-PS_REGISTER_CLASS(Element)
 
 // The number by which a reference is ordered.
 std::uint64_t rankOf(const psId& id) {
@@ -58,12 +50,7 @@ class Pairs {
 
  private:
   Pairs() {
-    psSession session;
-    if (session.open(store_.path().string()) != 1 || session.begin(pscUpdate) != 1) stop(session.lastError());
-    const pstHandle<psContObj> in = session.container(session.database("bench"), "elements");
-    std::vector<psId> keys(length);
-    for (psId& key : keys) key = pstHandle<Element>(new (in) Element).oid();
-    if (session.commit() != 1) stop(session.lastError());
+    std::vector<psId> keys = createObjects(store_, length);
     std::mt19937_64 random(7);
     std::shuffle(keys.begin(), keys.end(), random);
     for (const psId& key : keys) shuffled_.push_back({key, keys[random() % keys.size()]});
@@ -93,66 +80,35 @@ class StandardMap {
   std::map<std::uint64_t, std::uint64_t> map_;
 };
 
-class Lmdb {
+class Lmdb : public IntegerKeys {
  public:
   void load(const std::vector<Pairs::Pair>& pairs) {
-    MDB_txn* const transaction = peer_.begin(0);
-    for (const Pairs::Pair& pair : pairs) {
-      std::uint64_t rank = rankOf(pair.key);
-      psId value = pair.value;
-      MDB_val key{sizeof rank, &rank};
-      MDB_val data{sizeof value, &value};
-      if (mdb_put(transaction, peer_.database(), &key, &data, 0) != 0) stop("LMDB does not take a pair");
-    }
-    peer_.commit(transaction);
+    MDB_txn* const transaction = begin(0);
+    for (const Pairs::Pair& pair : pairs) put(transaction, rankOf(pair.key), &pair.value);
+    commit(transaction);
   }
-  const LmdbPeer& peer() const { return peer_; }
-
- private:
-  LmdbPeer peer_{MDB_INTEGERKEY};
 };
 
-class Store {
+class Store : public StoredCollection<psTreeMap> {
  public:
-  Store() {
-    copyStore(Pairs::instance().store(), file_);
-    if (session_.open(file_.path().string()) != 1) stop(session_.lastError());
-  }
+  Store() : StoredCollection(Pairs::instance().store()) {}
 
   void load(const std::vector<Pairs::Pair>& pairs) {
-    if (session_.begin(pscUpdate) != 1) stop(session_.lastError());
-    const pstHandle<psDBObj> database = session_.database("bench");
-    const pstHandle<psTreeMap> map(new (session_.container(database, "maps")) psTreeMap(entriesPerNode));
-    if (map.isNull()) stop(session_.lastError());
-    for (const Pairs::Pair& pair : pairs) {
-      if (map->put(pair.key, pair.value) != 1) stop("the map does not take a pair");
-    }
-    if (session_.name(map, database, "map") != 1 || session_.commit() != 1) stop(session_.lastError());
+    const auto put = [&](psTreeMap& map) {
+      for (const Pairs::Pair& pair : pairs) {
+        if (map.put(pair.key, pair.value) != 1) stop("the map does not take a pair");
+      }
+    };
+    create(put, entriesPerNode);
   }
-
-  // The map, open for reading, in the session's transaction.
-  static pstHandle<psTreeMap> map(psSession& session) {
-    pstHandle<psTreeMap> map;
-    map.lookupObj(session.database("bench"), "map", pscRead);
-    return map;
-  }
-
-  psSession& session() { return session_; }
-  const ScratchFile& file() const { return file_; }
-
- private:
-  ScratchFile file_;
-  psSession session_;
 };
 
 // What another process misses in the stored map; "" when it holds what was put.
-std::string findFault(psSession& session) {
-  const pstHandle<psTreeMap> map = Store::map(session);
-  if (map.isNull()) return "there is no map in the store";
+std::string findFault(const psTreeMap& map) {
   for (const Pairs::Pair& pair : Pairs::instance().shuffled()) {
-    if (map->get(pair.key) != pair.value) return "a value is wrong";
+    if (map.get(pair.key) != pair.value) return "a value is wrong";
   }
-  return map->size() == length ? "" : "the map is not " + std::to_string(length) + " pairs long";
+  return map.size() == length ? "" : "the map is not " + std::to_string(length) + " pairs long";
 }
 
 // The same pairs in all contestants, to be read. What our store holds has been read back by another process.
@@ -163,8 +119,8 @@ class Filled {
     return filled;
   }
 
-  const ScratchFile& store() const { return store_.file(); }
-  const LmdbPeer& lmdb() const { return lmdb_.peer(); }
+  const Store& store() const { return store_; }
+  const Lmdb& lmdb() const { return lmdb_; }
   const std::map<std::uint64_t, std::uint64_t>& standard() const { return standard_.map(); }
 
   std::uint64_t sum = 0;  // of the values' bits
@@ -177,15 +133,13 @@ class Filled {
   Filled() {
     const std::vector<Pairs::Pair>& pairs = Pairs::instance().shuffled();
     store_.load(pairs);
-    const double nothing = static_cast<double>(sizeOf(Pairs::instance().store()));
-    if (store_.session().close() != 1) stop(store_.session().lastError());
-    checkInOtherProcess(store_.file(), findFault);
-    mapBytes = (static_cast<double>(sizeOf(store_.file())) - nothing) / length;
+    store_.check(findFault);
+    mapBytes = store_.bytes() / length;
     lmdb_.load(pairs);
-    lmdbBytes = static_cast<double>(sizeOf(lmdb_.peer().file())) / length;
-    const std::size_t before = mallinfo2().uordblks;
+    lmdbBytes = static_cast<double>(sizeOf(lmdb_.file())) / length;
+    const std::size_t before = heapBytes();
     standard_.load(pairs);
-    standardBytes = static_cast<double>(mallinfo2().uordblks - before) / length;
+    standardBytes = static_cast<double>(heapBytes() - before) / length;
     for (const Pairs::Pair& pair : pairs) sum += pair.value.bits();
   }
 
@@ -217,28 +171,24 @@ void putInRandomOrderWithBytes(benchmark::State& state, double Filled::*bytes) {
 
 template <class Run>
 void inMap(Run run) {
-  psSession session;
-  if (session.open(Filled::instance().store().path().string()) != 1 || session.begin(pscRead) != 1) {
-    stop(session.lastError());
-  }
-  const pstHandle<psTreeMap> map = Store::map(session);
-  if (map.isNull()) stop(session.lastError());
-  const auto walkValues = [&] {
-    std::uint64_t sum = 0;
-    const std::unique_ptr<psCollectionIterator> it(map->valueIterator());
-    while (it->hasNext()) sum += it->next(pscNoLock).oid().bits();
-    return sum;
-  };
-  const auto walkPairs = [&] {
-    std::uint64_t sum = 0;
-    const std::unique_ptr<psCollectionIterator> it(map->iterator());
-    while (it->hasNext()) {
-      benchmark::DoNotOptimize(it->next(pscNoLock));
-      sum += it->currentValue().oid().bits();
-    }
-    return sum;
-  };
-  run(walkPairs, walkValues, [&](int i) { return map->get(Pairs::instance()[i].key).oid().bits(); });
+  Filled::instance().store().read([&](const psTreeMap& map) {
+    const auto walkValues = [&] {
+      std::uint64_t sum = 0;
+      const std::unique_ptr<psCollectionIterator> it(map.valueIterator());
+      while (it->hasNext()) sum += it->next(pscNoLock).oid().bits();
+      return sum;
+    };
+    const auto walkPairs = [&] {
+      std::uint64_t sum = 0;
+      const std::unique_ptr<psCollectionIterator> it(map.iterator());
+      while (it->hasNext()) {
+        benchmark::DoNotOptimize(it->next(pscNoLock));
+        sum += it->currentValue().oid().bits();
+      }
+      return sum;
+    };
+    run(walkPairs, walkValues, [&](int i) { return map.get(Pairs::instance()[i].key).oid().bits(); });
+  });
 }
 
 template <class Run>
@@ -257,26 +207,10 @@ void inStandardMap(Run run) {
 
 template <class Run>
 void inLmdb(Run run) {
-  const LmdbPeer& lmdb = Filled::instance().lmdb();
+  const Lmdb& lmdb = Filled::instance().lmdb();
   MDB_txn* const transaction = lmdb.begin(MDB_RDONLY);
-  const auto bits = [](const MDB_val& data) { return static_cast<const psId*>(data.mv_data)->bits(); };
-  const auto walk = [&] {
-    std::uint64_t sum = 0;
-    MDB_cursor* cursor = nullptr;
-    if (mdb_cursor_open(transaction, lmdb.database(), &cursor) != 0) stop("LMDB does not open a cursor");
-    MDB_val key{};
-    MDB_val data{};
-    while (mdb_cursor_get(cursor, &key, &data, MDB_NEXT) == 0) sum += bits(data);
-    mdb_cursor_close(cursor);
-    return sum;
-  };
-  run(walk, walk, [&](int i) {
-    std::uint64_t rank = rankOf(Pairs::instance()[i].key);
-    MDB_val key{sizeof rank, &rank};
-    MDB_val data{};
-    if (mdb_get(transaction, lmdb.database(), &key, &data) != 0) stop("LMDB does not find a key");
-    return bits(data);
-  });
+  const auto walk = [&] { return lmdb.sumOfBits(transaction); };
+  run(walk, walk, [&](int i) { return lmdb.get(transaction, rankOf(Pairs::instance()[i].key)); });
   mdb_txn_abort(transaction);
 }
 
