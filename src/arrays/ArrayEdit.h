@@ -14,10 +14,11 @@ namespace ps::detail {
 class ArrayEdit {
  public:
   explicit ArrayEdit(const pstRef<psUnsortedArray>& array) : ArrayEdit(pstHandle<psUnsortedArray>(array)) {}
-  explicit ArrayEdit(const pstHandle<psUnsortedArray>& array) : array_(array), object_(openObject()), pin_(open()) {}
+  explicit ArrayEdit(const pstHandle<psUnsortedArray>& array)
+      : array_(array), object_(openObject()), pin_(PagePin::atObject(open())) {}
   // An array that is open for reading already, or lives outside the store. Opening the storage for update opens the
   // array that it belongs to as well.
-  explicit ArrayEdit(psUnsortedArray& array) : object_(&array), pin_(open()) {}
+  explicit ArrayEdit(psUnsortedArray& array) : object_(&array), pin_(PagePin::atObject(open())) {}
 
   bool isOpen() const { return object_ != nullptr; }
 

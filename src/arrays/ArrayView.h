@@ -12,9 +12,9 @@ class ArrayView {
   // Opens the array.
   explicit ArrayView(const pstRef<psUnsortedArray>& array) : ArrayView(pstHandle<psUnsortedArray>(array)) {}
   explicit ArrayView(const pstHandle<psUnsortedArray>& array)
-      : array_(array), object_(array_.isNull() ? nullptr : array_.operator->()), pin_(read()) {}
+      : array_(array), object_(array_.isNull() ? nullptr : array_.operator->()), pin_(PagePin::atObject(read())) {}
   // An array that is open already, or lives outside the store.
-  explicit ArrayView(const psUnsortedArray& array) : object_(&array), pin_(read()) {}
+  explicit ArrayView(const psUnsortedArray& array) : object_(&array), pin_(PagePin::atObject(read())) {}
 
   // False when the array or its storage could not be read; it then counts no element.
   bool isOpen() const { return isOpen_; }

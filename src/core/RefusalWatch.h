@@ -2,7 +2,7 @@
 
 #include <cstdint>
 
-#include "store/psSession.h"
+#include "store/psHandleBase.h"
 
 namespace ps::detail {
 

@@ -8,7 +8,7 @@ namespace ps::detail {
 class BucketView {
  public:
   explicit BucketView(const pstHandle<psHashBucket>& bucket)
-      : bucket_(bucket), object_(bucket_.isNull() ? nullptr : bucket_.operator->()), pin_(read()) {}
+      : bucket_(bucket), object_(bucket_.isNull() ? nullptr : bucket_.operator->()), pin_(PagePin::atObject(read())) {}
 
   // False when the bucket or its slots could not be read; it then has none.
   bool isOpen() const { return slots_ != nullptr; }
@@ -38,7 +38,8 @@ class BucketView {
 // What one slot holds, as a sequence: nothing, one reference, or those of a chain. The bucket's view must outlive it.
 class SlotView {
  public:
-  SlotView(const BucketView& bucket, int slot) : slot_(bucket[slot]), pin_(read(bucket.handle().oid())) {}
+  SlotView(const BucketView& bucket, int slot)
+      : slot_(bucket[slot]), pin_(PagePin::atObject(read(bucket.handle().oid()))) {}
 
   // False when it could not be found out what the slot holds.
   bool isOpen() const { return count_ >= 0; }
@@ -54,6 +55,12 @@ class SlotView {
   }
   // Null when the slot holds none.
   const pstHandle<psHashChain>& chain() const { return chain_; }
+
+  // Whether the view of a chain is still what the slot holds.
+  bool isCurrent() const {
+    const psHashChain* const chain = isOpen() && !chain_.isNull() && chain_ == slot_ ? chain_.operator->() : nullptr;
+    return chain != nullptr && HashAccess::entries(*chain).head() == entries_ && chain->size() == count_;
+  }
 
  private:
   const void* read(const psId& bucket) {

@@ -1,6 +1,5 @@
 #include "hash/HashPosition.h"
 
-#include "hash/TableSizes.h"
 #include "hash/psHashMap.h"
 #include "hash/psHashMapEntry.h"
 
@@ -15,26 +14,12 @@ int directoryIndexOf(const psHashSet& table, std::uint32_t hash) {
 
 }  // namespace
 
-bool isComplete(const psHashSet& table) { return HashAccess::depth(table) != incompleteDepth; }
-
 bool holdsEntries(const psHashSet& table) { return table.psIsKindOf(psHashMap::pstTypeN); }
 
 pstRef<psObj> keyOf(const pstRef<psObj>& stored, bool isEntry) {
   if (!isEntry) return stored;
   const pstHandle<psHashMapEntry> entry(stored);
   return entry.open(pscRead) == 1 ? entry->key() : pstRef<psObj>();
-}
-
-int directorySizeOf(const psHashSet& table) { return pow2(HashAccess::depth(table)); }
-
-pstRef<psHashBucket> bucketNamedAt(const psHashSet& table, int directoryIndex) {
-  const pstRef<psHashBucket>* const directory = HashAccess::directory(table).head();
-  const bool exists = directory != nullptr && directoryIndex >= 0 && directoryIndex < directorySizeOf(table);
-  return exists ? directory[directoryIndex] : pstRef<psHashBucket>();
-}
-
-int rangeLengthOf(const psHashSet& table, const psHashBucket& bucket) {
-  return pow2(HashAccess::depth(table) - HashAccess::depth(bucket));
 }
 
 std::optional<BucketRange> bucketAt(const psHashSet& table, int directoryIndex) {

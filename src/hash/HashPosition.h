@@ -30,7 +30,7 @@ struct HashPosition {
 };
 
 // Whether the table was constructed whole.
-bool isComplete(const psHashSet& table);
+inline bool isComplete(const psHashSet& table) { return HashAccess::depth(table) != incompleteDepth; }
 
 // Whether the table is a map's.
 bool holdsEntries(const psHashSet& table);
@@ -38,13 +38,19 @@ bool holdsEntries(const psHashSet& table);
 // The key of something stored in a table, by what the table holds. Null when it is an entry that cannot be opened.
 pstRef<psObj> keyOf(const pstRef<psObj>& stored, bool isEntry);
 
-int directorySizeOf(const psHashSet& table);
+inline int directorySizeOf(const psHashSet& table) { return isComplete(table) ? 1 << HashAccess::depth(table) : 0; }
 
 // The bucket that a directory index names; null when the directory cannot be read, or there is no such index.
-pstRef<psHashBucket> bucketNamedAt(const psHashSet& table, int directoryIndex);
+inline pstRef<psHashBucket> bucketNamedAt(const psHashSet& table, int directoryIndex) {
+  const pstRef<psHashBucket>* const directory = HashAccess::directory(table).head();
+  const bool exists = directory != nullptr && directoryIndex >= 0 && directoryIndex < directorySizeOf(table);
+  return exists ? directory[directoryIndex] : pstRef<psHashBucket>();
+}
 
 // Number of directory indexes that name the bucket, which must be open; the first is a multiple of it.
-int rangeLengthOf(const psHashSet& table, const psHashBucket& bucket);
+inline int rangeLengthOf(const psHashSet& table, const psHashBucket& bucket) {
+  return 1 << (HashAccess::depth(table) - HashAccess::depth(bucket));
+}
 
 // The bucket that a directory index names. Nothing when it cannot be read, or there is no such index.
 std::optional<BucketRange> bucketAt(const psHashSet& table, int directoryIndex);

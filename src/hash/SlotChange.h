@@ -43,7 +43,7 @@ class Provisional {
 // A bucket open for update, and its slots, which stay in memory while the edit lives.
 class BucketEdit {
  public:
-  explicit BucketEdit(const pstHandle<psHashBucket>& bucket) : bucket_(bucket), pin_(open()) {}
+  explicit BucketEdit(const pstHandle<psHashBucket>& bucket) : bucket_(bucket), pin_(PagePin::atObject(open())) {}
 
   bool isOpen() const { return slots_ != nullptr; }
   pstRef<psObj>& operator[](int slot) { return slots_[slot]; }

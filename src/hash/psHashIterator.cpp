@@ -17,6 +17,7 @@ using ps::detail::CallbackProbe;
 using ps::detail::HandleProbe;
 using ps::detail::HashPosition;
 using ps::detail::JavaProbe;
+using ps::detail::KeptBucket;
 using ps::detail::KeyProbe;
 using ps::detail::RawProbe;
 using ps::detail::SlotView;
@@ -27,6 +28,31 @@ constexpr int unknownIndex = -2;
 constexpr int noLimit = std::numeric_limits<int>::max();
 
 }  // namespace
+
+namespace ps::detail {
+
+// A bucket that is kept open, with the slot looked at last, so that steps within them open nothing.
+class KeptBucket {
+ public:
+  explicit KeptBucket(const pstHandle<psHashBucket>& bucket) : view_(bucket) {}
+
+  const BucketView& view() const { return view_; }
+  // Good until the next call.
+  const SlotView& slot(int slot) {
+    if (slot != slot_ || !held_->isCurrent()) {
+      held_.emplace(view_, slot);
+      slot_ = slot;
+    }
+    return *held_;
+  }
+
+ private:
+  BucketView view_;
+  int slot_ = -1;
+  std::optional<SlotView> held_;
+};
+
+}  // namespace ps::detail
 
 psHashIterator::psHashIterator(const pstHandle<psHashSet>& set) : psHashIterator(set, Delivery::stored) {}
 
@@ -42,12 +68,12 @@ psHashSet* psHashIterator::openSet() const { return set_.isNull() ? nullptr : se
 psHashIterator::Bucket psHashIterator::bucketAt(const psHashSet& set, int directoryIndex) {
   const pstRef<psHashBucket> named = ps::detail::bucketNamedAt(set, directoryIndex);
   if (named.isNull()) return Bucket();
-  if (bucket_ == nullptr || bucket_->handle() != named) {
-    auto opened = std::make_unique<const BucketView>(pstHandle<psHashBucket>(named));
-    if (!opened->isOpen()) return Bucket();
+  if (bucket_ == nullptr || bucket_->view().handle() != named) {
+    auto opened = std::make_unique<KeptBucket>(pstHandle<psHashBucket>(named));
+    if (!opened->view().isOpen()) return Bucket();
     bucket_ = std::move(opened);
   }
-  const int length = ps::detail::rangeLengthOf(set, **bucket_);
+  const int length = ps::detail::rangeLengthOf(set, *bucket_->view());
   const int first = directoryIndex & -length;
   return Bucket{bucket_.get(), first, first + length};
 }
@@ -58,11 +84,11 @@ std::optional<psHashIterator::Place> psHashIterator::placeAfter(const psHashSet&
   const int end = ps::detail::directorySizeOf(set);
   for (int index = std::max(place.directoryIndex, 0); index < end; slot = 0, i = 0) {
     const Bucket bucket = bucketAt(set, index);
-    if (bucket.view == nullptr) return std::nullopt;
-    const BucketView& view = *bucket.view;
+    if (bucket.kept == nullptr) return std::nullopt;
+    const BucketView& view = bucket.kept->view();
     for (; slot < view.slots(); ++slot, i = 0) {
       if (view[slot].isNull()) continue;
-      const SlotView held(view, slot);
+      const SlotView& held = bucket.kept->slot(slot);
       if (!held.isOpen()) return std::nullopt;
       if (i < held.count()) return Place{bucket.first, slot, held.chain().isNull() ? -1 : i, held[i], false};
     }
@@ -78,11 +104,11 @@ std::optional<psHashIterator::Place> psHashIterator::placeBefore(const psHashSet
   int limit = place.inChain > 0 ? place.inChain : noLimit;
   for (int index = isAtEnd ? end - 1 : place.directoryIndex; index >= 0; slot = noLimit, limit = noLimit) {
     const Bucket bucket = bucketAt(set, index);
-    if (bucket.view == nullptr) return std::nullopt;
-    const BucketView& view = *bucket.view;
+    if (bucket.kept == nullptr) return std::nullopt;
+    const BucketView& view = bucket.kept->view();
     for (slot = std::min(slot, view.slots() - 1); slot >= 0; --slot, limit = noLimit) {
       if (view[slot].isNull()) continue;
-      const SlotView held(view, slot);
+      const SlotView& held = bucket.kept->slot(slot);
       if (!held.isOpen()) return std::nullopt;
       const int i = std::min(limit, held.count()) - 1;
       if (i >= 0) return Place{bucket.first, slot, held.chain().isNull() ? -1 : i, held[i], false};
@@ -96,38 +122,51 @@ bool psHashIterator::settle(const psHashSet& set) {
   if (!place_.isGap) return true;
   const std::optional<Place> before = placeBefore(set, place_);
   if (!before) return false;
-  if (before->isBeforeFirst()) index_ = -1;
-  place_ = *before;
+  standAt(*before, before->isBeforeFirst() ? -1 : index_);
   return true;
+}
+
+void psHashIterator::standAt(const Place& place, int index) {
+  place_ = place;
+  index_ = index;
+  ahead_.reset();
+}
+
+pstRef<psObj> psHashIterator::storedAt(const psHashSet& set, const Place& place) {
+  const Bucket bucket = bucketAt(set, place.directoryIndex);
+  if (bucket.kept == nullptr || place.slot >= bucket.kept->view().slots()) return pstRef<psObj>();
+  const SlotView& held = bucket.kept->slot(place.slot);
+  const int i = std::max(place.inChain, 0);
+  const bool isSameKind = held.chain().isNull() == (place.inChain < 0);
+  return isSameKind && i < held.count() ? held[i] : pstRef<psObj>();
 }
 
 psHashIterator::Place psHashIterator::placeHere() {
   const psHashSet* const set = openSet();
   const bool isSettled = set != nullptr && settle(*set);
   Place here = place_;
-  here.stored = pstRef<psObj>();
-  if (!isSettled) return here;
-  const Bucket bucket = bucketAt(*set, place_.directoryIndex);
-  if (bucket.view == nullptr || place_.slot >= bucket.view->slots()) return here;
-  const SlotView held(*bucket.view, place_.slot);
-  const int i = std::max(place_.inChain, 0);
-  const bool isSameKind = held.chain().isNull() == (place_.inChain < 0);
-  if (isSameKind && i < held.count()) here.stored = held[i];
+  here.stored = isSettled ? storedAt(*set, place_) : pstRef<psObj>();
   return here;
 }
 
-bool psHashIterator::canGoOn() { return place_.isBeforeFirst() || place_.isGap || !placeHere().stored.isNull(); }
+// Behind the last element, and where the current one has gone, there is nothing to go on from.
+std::optional<psHashIterator::Place> psHashIterator::placeAhead() {
+  const psHashSet* const set = openSet();
+  if (set == nullptr) return std::nullopt;
+  const bool goesOn = place_.isBeforeFirst() || place_.isGap || !storedAt(*set, place_).isNull();
+  return goesOn ? placeAfter(*set, place_) : std::nullopt;
+}
 
 pstRef<psObj>* psHashIterator::addressOfStored(const Place& place, psLockMode mode) {
   const psHashSet* const set = openSet();
   const Bucket bucket = set == nullptr ? Bucket() : bucketAt(*set, place.directoryIndex);
-  if (bucket.view == nullptr) return nullptr;
-  const SlotView held(*bucket.view, place.slot);
+  if (bucket.kept == nullptr) return nullptr;
+  const SlotView& held = bucket.kept->slot(place.slot);
   const int i = std::max(place.inChain, 0);
   if (i >= held.count()) return nullptr;
   if (mode != pscNoLock) {
-    const bool isOpen =
-        held.chain().isNull() ? BucketEdit(bucket.view->handle()).isOpen() : ps::detail::openForUpdate(held.chain());
+    const bool isOpen = held.chain().isNull() ? BucketEdit(bucket.kept->view().handle()).isOpen()
+                                              : ps::detail::openForUpdate(held.chain());
     if (!isOpen) return nullptr;
   }
   pin_.emplace(&held[i]);
@@ -192,9 +231,9 @@ int psHashIterator::countBefore(const psHashSet& set) {
     index = range->end;
   }
   const Bucket bucket = bucketAt(set, place_.directoryIndex);
-  if (bucket.view == nullptr) return -1;
+  if (bucket.kept == nullptr) return -1;
   for (int slot = 0; slot < place_.slot; ++slot) {
-    const SlotView held(*bucket.view, slot);
+    const SlotView& held = bucket.kept->slot(slot);
     if (!held.isOpen()) return -1;
     count += held.count();
   }
@@ -212,23 +251,20 @@ pstRef<psObj> psHashIterator::stepTo(const Place& place, int index, psLockMode m
   std::optional<pstRef<psObj>> delivered = pstRef<psObj>();
   if (!place.stored.isNull()) delivered = deliveredAt(place, mode);
   if (!delivered) return pstRef<psObj>();
-  place_ = place;
-  index_ = index;
+  standAt(place, index);
   return *delivered;
 }
 
-// Behind the last element, and where the current one has gone, there is no next.
 bool psHashIterator::hasNext() {
-  const psHashSet* const set = openSet();
-  if (set == nullptr || !canGoOn()) return false;
-  const std::optional<Place> after = placeAfter(*set, place_);
-  return after && !after->stored.isNull();
+  ahead_ = placeAhead();
+  return ahead_ && !ahead_->stored.isNull();
 }
 
 pstRef<psObj> psHashIterator::next(psLockMode mode) {
   const psHashSet* const set = openSet();
-  if (set == nullptr || !canGoOn()) return pstRef<psObj>();
-  const std::optional<Place> after = placeAfter(*set, place_);
+  const bool isKnown =
+      ahead_ && set != nullptr && !ahead_->stored.isNull() && storedAt(*set, *ahead_) == ahead_->stored;
+  const std::optional<Place> after = isKnown ? ahead_ : placeAhead();
   return after ? stepTo(*after, indexAfter(1), mode) : pstRef<psObj>();
 }
 
@@ -285,8 +321,7 @@ bool psHashIterator::scan(Matches matches) {
     }
     if (!isMatch) return false;
     if (!*isMatch && !isAtEnd) continue;
-    place_ = *place;
-    index_ = index;
+    standAt(*place, index);
     return *isMatch;
   }
   return false;
@@ -343,11 +378,11 @@ int psHashIterator::remove() {
   const Bucket bucket = bucketAt(*set, here.directoryIndex);
   const int index = std::max(here.inChain, 0);
   bool endedChain = false;
-  if (bucket.view == nullptr || !ps::detail::removeStored(*set, bucket.view->handle(), here.slot, index, &endedChain)) {
+  if (bucket.kept == nullptr ||
+      !ps::detail::removeStored(*set, bucket.kept->view().handle(), here.slot, index, &endedChain)) {
     return 0;
   }
-  place_ = placeAfterRemoval(here.directoryIndex, here.slot, index, endedChain);
-  index_ = indexAfter(-1);
+  standAt(placeAfterRemoval(here.directoryIndex, here.slot, index, endedChain), indexAfter(-1));
   return 1;
 }
 
@@ -389,7 +424,6 @@ bool psHashIterator::placeAnew(psHashSet& set, const pstHandle<psObj>& old, KeyP
   if (!to || !ps::detail::findMatch(set, probe, *to) || to->isMatch() || !from || !from->isMatch()) return false;
   ps::detail::StoredMove move;
   if (!move.plan(set, *from, *to, moved) || !move.carryOut()) return false;
-  place_ = placeAfterRemoval(from->range.first, from->slot, from->index, move.endsChain());
-  index_ = unknownIndex;
+  standAt(placeAfterRemoval(from->range.first, from->slot, from->index, move.endsChain()), unknownIndex);
   return true;
 }

@@ -7,7 +7,7 @@
 #include "hash/psHashSet.h"
 
 namespace ps::detail {
-class BucketView;
+class KeptBucket;
 class KeyProbe;
 }  // namespace ps::detail
 
@@ -69,7 +69,7 @@ class PS_API psHashIterator : public psCollectionIterator {
   psHashSet* openSet() const;
   // The bucket that a directory index names, and the run of indexes that do.
   struct Bucket {
-    const ps::detail::BucketView* view = nullptr;  // null when it cannot be read, or there is none
+    ps::detail::KeptBucket* kept = nullptr;  // null when it cannot be read, or there is none
     int first = 0;
     int end = 0;
   };
@@ -85,8 +85,11 @@ class PS_API psHashIterator : public psCollectionIterator {
   bool settle(const psHashSet& set);
   // The current place with what is stored there now: nothing, when it has gone or cannot be read.
   Place placeHere();
-  // Whether there is something to go on from: neither the end, nor a place where what was stored has gone.
-  bool canGoOn();
+  // What is stored at a place now; null when it has gone or cannot be read.
+  pstRef<psObj> storedAt(const psHashSet& set, const Place& place);
+  // The place to which next goes; nothing when it goes nowhere.
+  std::optional<Place> placeAhead();
+  void standAt(const Place& place, int index);
   // The place after what stands at an index of a slot was taken out: the one before, if it is in the slot, else a gap.
   static Place placeAfterRemoval(int directoryIndex, int slot, int index, bool endedChain);
   // Number of elements before the current place; -1 when that cannot be found out.
@@ -116,8 +119,9 @@ class PS_API psHashIterator : public psCollectionIterator {
   pstHandle<psHashSet> set_;
   Delivery delivery_ = Delivery::stored;
   Place place_;
-  std::unique_ptr<const ps::detail::BucketView> bucket_;  // the one used last, kept open
-  pstHandle<psObj> holder_;                               // of what addressAt gave out
-  std::optional<ps::detail::PagePin> pin_;                // the same
-  pstRef<psObj> nothing_;                                 // what currentP gives out where there is none
+  std::optional<Place> ahead_;                      // what hasNext found, for the next that follows it
+  std::unique_ptr<ps::detail::KeptBucket> bucket_;  // the one used last
+  pstHandle<psObj> holder_;                         // of what addressAt gave out
+  std::optional<ps::detail::PagePin> pin_;          // the same
+  pstRef<psObj> nothing_;                           // what currentP gives out where there is none
 };

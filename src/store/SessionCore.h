@@ -86,7 +86,6 @@ class SessionCore : public SessionHead {
   pstSessionData data;
   psSession::OpenGuard guard;
   psSessionCounters counters;
-  std::uint64_t refusals = 0;
   std::uint32_t pageSize = 8192;
   bool forked = false;  // this process is a child of the one that opened the session
 

@@ -2,7 +2,7 @@
 
 #include "store/SessionCore.h"
 
-unsigned int psHandleBase::typeN() const {
+unsigned int psHandleBase::typeOutOfLine() const {
   ps::detail::SessionCore* const session = ps::detail::SessionCore::current();
   return session != nullptr ? session->typeOf(id_) : 0;
 }

@@ -83,7 +83,10 @@ class PS_API psHandleBase {
   }
 
   // The class number of the object, without opening it; 0 when there is none or it cannot be read.
-  unsigned int typeN() const;
+  unsigned int typeN() const {
+    const unsigned int resident = ps::detail::residentType(id_);
+    return PS_LIKELY(resident != 0) ? resident : typeOutOfLine();
+  }
 
  protected:
   // A handle to an object of known address, opened as it is. The address of a transient object gives a null handle.
@@ -102,6 +105,7 @@ class PS_API psHandleBase {
 
   // The object's address when the handle is open and its page counts as changed in the running transaction, else null.
   psObj* openForUpdate() const;
+  unsigned int typeOutOfLine() const;
   friend int psDelete(pstHandle<psObj>& object);
 
   void swap(psHandleBase& other) noexcept {

@@ -108,11 +108,3 @@ class PS_API psSession {
 
 // Bytes of a page of the calling thread's store; without a session, the default.
 PS_API unsigned int pomGetPageSize();
-
-namespace ps::detail {
-
-// Number of opens that the calling thread's session has refused so far. An algorithm that saw it move in the meantime
-// met something that it could not read, and cannot take it for absent.
-PS_API std::uint64_t refusalCount();
-
-}  // namespace ps::detail

@@ -22,11 +22,6 @@ void* storageOutOfLine(const psId& id) {
   return session != nullptr ? session->storage(id) : nullptr;
 }
 
-std::uint64_t refusalCount() {
-  const SessionCore* const session = SessionCore::current();
-  return session != nullptr ? session->refusals : 0;
-}
-
 }  // namespace ps::detail
 
 psObj* pstRefPin(const psId* id, psMode mode) {

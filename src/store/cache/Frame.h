@@ -34,9 +34,12 @@ struct alignas(64) Frame {
 };
 static_assert(sizeof(Frame) == 64);
 
+// In ObjectHeader::type: the object has names, or scopes them.
+constexpr std::uint32_t namedFlag = 0x80000000U;
+
 // Stands right before every object.
 struct ObjectHeader {
-  std::uint32_t type;   // class number; the top bit marks an object that has names or scopes them
+  std::uint32_t type;   // class number, and namedFlag
   std::uint32_t size;   // bytes of the object
   std::uint32_t frame;  // index in the table of frames
   std::uint16_t slot;
@@ -62,6 +65,7 @@ struct SessionHead {
   std::uint32_t databaseLimit = 0;            // number of elements of databases
   std::uint32_t loads = 0;                    // pages loaded so far, the cache's clock
   std::uint64_t opens = 0;
+  std::uint64_t refusals = 0;
 };
 
 // Never null: a thread without a session sees one in which nothing is resident.
@@ -146,6 +150,13 @@ inline psObj* openForUpdate(const psId& id) {
   return reinterpret_cast<psObj*>(object);
 }
 
+// The class number of an object that is in memory and current; 0 of all others.
+inline std::uint32_t residentType(const psId& id) {
+  Frame* frame = nullptr;
+  const char* const object = residentObject(*currentSession, id, frame);
+  return PS_LIKELY(object != nullptr) ? headerOf(object)->type & ~namedFlag : 0;
+}
+
 // Whether an object that was opened before can be used as it is in the running transaction.
 inline bool isCurrent(const void* object) { return frameOfObject(object)->readStamp == currentSession->readStamp; }
 
@@ -160,9 +171,9 @@ inline void* residentStorage(const psId& id) {
 // outside the store needs nothing.
 class PagePin {
  public:
-  explicit PagePin(const void* address) : frame_(isInArena(address) ? frameOfAddress(address) : nullptr) {
-    if (frame_ != nullptr) pin(frame_);
-  }
+  explicit PagePin(const void* address) : PagePin(isInArena(address) ? frameOfAddress(address) : nullptr) {}
+  // The same, sooner, for the address of an object or the first of an array's elements.
+  static PagePin atObject(const void* object) { return PagePin(isInArena(object) ? frameOfObject(object) : nullptr); }
   PagePin(const PagePin&) = delete;
   PagePin& operator=(const PagePin&) = delete;
   ~PagePin() {
@@ -170,7 +181,15 @@ class PagePin {
   }
 
  private:
+  explicit PagePin(Frame* frame) : frame_(frame) {
+    if (frame_ != nullptr) pin(frame_);
+  }
+
   Frame* frame_;
 };
+
+// Number of opens that the calling thread's session has refused so far. An algorithm that saw it move in the meantime
+// met something that it could not read, and cannot take it for absent.
+inline std::uint64_t refusalCount() { return currentSession->refusals; }
 
 }  // namespace ps::detail

@@ -10,8 +10,6 @@ namespace ps::detail {
 
 // The class number under which an array's storage stands in a page; no scan shows it, and its first word is data.
 constexpr std::uint32_t storageType = 9;
-// In ObjectHeader::type: the object has names, or scopes them.
-constexpr std::uint32_t namedFlag = 0x80000000U;
 
 constexpr std::size_t alignment = 16;
 constexpr std::size_t aligned(std::size_t size) { return (size + alignment - 1) / alignment * alignment; }
