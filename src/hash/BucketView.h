@@ -46,13 +46,6 @@ class SlotView {
 
   int count() const { return count_; }
   const pstRef<psObj>& operator[](int i) const { return entries_[i]; }
-  // The first position of the reference, -1 when it is not there.
-  int find(const pstRef<psObj>& stored) const {
-    for (int i = 0; i < count_; ++i) {
-      if (entries_[i] == stored) return i;
-    }
-    return -1;
-  }
   // Null when the slot holds none.
   const pstHandle<psHashChain>& chain() const { return chain_; }
 

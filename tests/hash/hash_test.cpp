@@ -415,6 +415,15 @@ TEST(HashMap, EntriesArePairsToASortedMap) {
   EXPECT_EQ(sorted->size(), 1);
 }
 
+TEST(HashSet, GoesWithTheContainerThatWasToTakeTheNextBucket) {
+  HashWorld world(memory, Flavour::handle, Hashing::content, 5, Kind::set);
+  const pstHandle<psHashAdmin> admin(world.set->admin());
+  EXPECT_FALSE(admin->provideBucketContainer().isNull());
+  pstHandle<psObj> doomed(world.set);
+  EXPECT_EQ(psDelete(doomed), 1);
+  EXPECT_EQ(orphansOf(world.store.session()), "");
+}
+
 // What another session has committed is seen once the containers have been opened again.
 TEST(HashSet, RefreshOpensEveryContainer) {
   HashWorld world(memory, Flavour::handle, Hashing::content, 5, Kind::set, 4);
