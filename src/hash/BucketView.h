@@ -14,9 +14,10 @@ class BucketView {
   bool isOpen() const { return slots_ != nullptr; }
 
   int slots() const { return count_; }
-  const pstRef<psObj>& operator[](int slot) const { return slots_[slot]; }
+  const pstRef<psObj>& operator[](int slot) const { return slots_[slot]; }  // NOLINT(clang-analyzer-core.*): < slots()
 
-  const psHashBucket& operator*() const { return *object_; }
+  // The bucket, which must not be null.
+  const psHashBucket& operator*() const { return *object_; }  // NOLINT(clang-analyzer-core.*)
   const psHashBucket* operator->() const { return object_; }
   const pstHandle<psHashBucket>& handle() const { return bucket_; }
 

@@ -235,7 +235,7 @@ Growth grow(psHashSet& table, KeyProbe& probe, std::uint32_t hash, const BucketR
 
 std::optional<HashPosition> makeRoom(psHashSet& table, KeyProbe& probe, std::uint32_t hash) {
   for (;;) {
-    const std::optional<HashPosition> position = placeOf(table, hash);
+    std::optional<HashPosition> position = placeOf(table, hash);
     if (!position || !isDueForSplit(table, *position->bucket())) return position;
     switch (grow(table, probe, hash, position->range)) {
       case Growth::grown:

@@ -14,6 +14,9 @@ class KeyProbe;
 // Walks a hash set in the order in which it is stored, which says nothing about the elements. A step costs nothing to
 // open within a bucket, unless there are chains; goTo looks at one element after the other, and leaves the iterator
 // behind the last when it finds none. goToIndex, and currentIndex after moveCurrentTo, read the buckets before.
+//
+// An element that moveCurrentTo places anew may find its bucket full. The split changes the order, so that a walk on
+// which elements move can pass others over, or meet them twice.
 class PS_API psHashIterator : public psCollectionIterator {
  public:
   explicit psHashIterator(const pstHandle<psHashSet>& set);

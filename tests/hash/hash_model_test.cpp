@@ -27,7 +27,8 @@ class HashDriver final : public KeyedDriver {
   std::vector<ItemKey> inOrder() const override { return table_.inOrder(); }
   int placeOfMiss(const ItemKey&, const IteratorWalk& walk) const override { return walk.size(); }
   void seekValue(psCollectionIterator& it, IteratorWalk& walk) override;
-  void verifyMove(psCollectionIterator& it, int i, const ItemKey& before, const ItemKey& moved) override;
+  void verifyMove(psCollectionIterator& it, int i, const std::vector<ItemKey>& orderBefore,
+                  const ItemKey& moved) override;
   bool losesItsPlaceAtTheEnd() const override { return false; }
   bool seesBeyondNullValues() const override { return true; }
   bool leavesEmptyStart() const override { return true; }
@@ -57,11 +58,23 @@ void HashDriver::seekValue(psCollectionIterator& it, IteratorWalk& walk) {
   walk.at = static_cast<int>(found - walk.elements.begin());
 }
 
-// What keeps its slot stays; what goes elsewhere leaves the iterator on the element before.
-void HashDriver::verifyMove(psCollectionIterator& it, int i, const ItemKey& before, const ItemKey& moved) {
+// What keeps its slot stays; what goes elsewhere leaves the iterator on the element before, or on itself if it went
+// right behind that. A split on the way changes the order.
+void HashDriver::verifyMove(psCollectionIterator& it, int i, const std::vector<ItemKey>& orderBefore,
+                            const ItemKey& moved) {
+  const auto idsBut = [](const std::vector<ItemKey>& list, const psId& left) {
+    std::vector<psId> ids;
+    for (const ItemKey& item : list) {
+      if (item.id != left) ids.push_back(item.id);
+    }
+    return ids;
+  };
   const psId here = it.current(pscNoLock);
-  ASSERT_TRUE(here == moved.id || here == (i > 0 ? before.id : psId()));
   const std::vector<ItemKey> items = inOrder();
+  const std::vector<psId> others = idsBut(orderBefore, orderBefore[static_cast<std::size_t>(i)].id);
+  if (idsBut(items, moved.id) == others) {
+    ASSERT_TRUE(here == moved.id || here == (i > 0 ? others[static_cast<std::size_t>(i - 1)] : psId()));
+  }
   const auto place = std::find_if(items.begin(), items.end(), [&](const ItemKey& item) { return item.id == here; });
   ASSERT_EQ(it.currentIndex(), here.isNull() ? -1 : static_cast<int>(place - items.begin()));
 }

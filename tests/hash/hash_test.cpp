@@ -134,6 +134,9 @@ TEST(HashSet, TakesWhatItCannotDivideAndDoesNotGrowForNothing) {
     const Statistics statistics = statisticsIn(*world.set);
     EXPECT_EQ(statistics.depth, 0);
     EXPECT_EQ(statistics.chained + statistics.unchained, 1000);
+    if (hashing == Hashing::constant) {
+      EXPECT_TRUE(statistics.chains == 1 && statistics.shortest == 1000 && statistics.longest == 1000);
+    }
     EXPECT_LT(HashCompare::hashes() - hashesBefore, 1000U * 110) << "all are hashed again for every fifth at most";
     EXPECT_EQ(world.complaints(), "");
     for (const ItemKey& item : items) ASSERT_FALSE(world.add(item));
@@ -141,6 +144,31 @@ TEST(HashSet, TakesWhatItCannotDivideAndDoesNotGrowForNothing) {
     EXPECT_TRUE(world.set->isEmpty());
     EXPECT_EQ(orphansOf(world.store.session()), "");
   }
+}
+
+// Takes numbers that leave the same remainder for equal.
+class RemainderSet : public psHashSet {
+  PS_PERSISTENT_CLASS(RemainderSet, psHashSet, 20104)
+
+ public:
+  explicit RemainderSet(pstHandle<psCompare>& comparator) : psHashSet(comparator, 5, 1) {}
+  bool equal(const pstHandle<psObj>& a, const pstHandle<psObj>& b) const override {
+    return pstHandle<Item>(a)->number() % 10 == pstHandle<Item>(b)->number() % 10;
+  }
+};
+PS_REGISTER_CLASS(RemainderSet)
+
+TEST(HashSet, LeavesItToItsClassWhatIsEqual) {
+  TempStore store(memory);
+  ASSERT_EQ(store->begin(pscUpdate), 1);
+  const pstHandle<psContObj> place = store.container("items");
+  pstHandle<psCompare> comparator(new (place) HashCompare(Hashing::constant));
+  const pstHandle<RemainderSet> set(new (place) RemainderSet(comparator));
+  EXPECT_TRUE(set->add(makeItem(place, 3).id));
+  EXPECT_FALSE(set->add(makeItem(place, 13).id));
+  EXPECT_TRUE(set->contains(pstHandle<psObj>(makeItem(place, 23).id)));
+  EXPECT_TRUE(set->remove(pstHandle<psObj>(makeItem(place, 33).id)));
+  EXPECT_TRUE(set->isEmpty());
 }
 
 TEST(HashSet, SplitsAtNineTenthsOfItsSlots) {
@@ -275,6 +303,29 @@ TEST(HashIterator, ReportsWhatItCannotDo) {
   EXPECT_TRUE(world.set->isEmpty());
 }
 
+TEST(HashIterator, DoesNotDeliverWhatWentAfterHasNext) {
+  HashWorld world(memory, Flavour::handle, Hashing::constant, 3, Kind::set);
+  for (int i = 0; i < 3; ++i) world.put(i);
+  const std::unique_ptr<psCollectionIterator> it(world.set->iterator());
+  ASSERT_TRUE(it->hasNext());
+  const std::vector<ItemKey> items = world.inOrder();
+  ASSERT_TRUE(world.remove(items[0]));
+  EXPECT_EQ(it->next(pscNoLock), items[1].id);
+}
+
+TEST(HashIterator, KnowsTheBeginningAfterAMove) {
+  HashWorld world(memory, Flavour::handle, Hashing::identifier, 5, Kind::set);
+  for (int i = 0; i < 30; ++i) world.put(i);
+  const std::unique_ptr<psCollectionIterator> it(world.set->iterator());
+  it->goToIndex(20, pscNoLock);
+  ASSERT_EQ(it->moveCurrentTo(world.store.container("moved")), 1);
+  while (!it->previous(pscNoLock).isNull()) {
+  }
+  EXPECT_EQ(it->currentIndex(), -1);
+  EXPECT_FALSE(it->next(pscNoLock).isNull());
+  EXPECT_EQ(it->currentIndex(), 0);
+}
+
 // Writing through the addresses that iterators give out, once what holds the references is open for update.
 TEST(HashIterator, GivesOutWhatCanBeWritten) {
   HashWorld world(memory, Flavour::handle, Hashing::constant, 3, Kind::map);
@@ -308,6 +359,9 @@ TEST(HashMap, TellsRawKeysObjectsAndEntriesApart) {
   EXPECT_TRUE(map.containsKey(item) && map.containsKey(pointer) && map.containsKey(raw));
   EXPECT_TRUE(map.contains(item) && map.contains(pointer) && map.contains(raw) && map.contains(map.entry(raw)));
   EXPECT_TRUE(map.entry(pointer) == map.entry(item) && map.entry(raw) == map.entry(item));
+  const std::unique_ptr<psCollectionIterator> entries(map.iterator());
+  EXPECT_TRUE(entries->goTo(raw));
+  EXPECT_EQ(entries->current(pscNoLock), map.entry(item));
   const std::int64_t absent = 77;
   EXPECT_TRUE(map.entry(&absent).isNull() && map.get(&absent).isNull() && !map.containsKey(&absent));
   EXPECT_FALSE(map.put(nullptr, pair.value) || map.add(pstHandle<psObj>()) || map.contains(pstHandle<psObj>()));

@@ -125,6 +125,30 @@ TEST(KeyedRefusal, AnIteratorGoesOnWhereItWasRefused) {
   }
 }
 
+TEST(KeyedRefusal, AnIteratorGoesToTheKeyOrStays) {
+  for (const Structure structure : structures) {
+    for (const Flavour flavour : {Flavour::handle, Flavour::raw, Flavour::callback}) {
+      SCOPED_TRACE(nameOf(structure, Kind::map) + ", " + ps::test::nameOf(flavour));
+      const auto world = makeWorld(structure, Kind::map, 20, true, flavour);
+      const std::vector<psId> list = walkOver(world->collection().keyIterator());
+      const ItemKey wanted{list[15], pstHandle<Item>(list[15])->number()};
+      std::unique_ptr<psCollectionIterator> it;
+      const auto prepare = [&] {
+        it.reset(world->collection().keyIterator());
+        it->goToIndex(3, pscNoLock);
+      };
+      const auto verify = [&](bool result, bool refused) {
+        ASSERT_TRUE(result || refused);
+        ASSERT_EQ(it->currentIndex(), result ? 15 : 3);
+        ASSERT_EQ(it->current(pscNoLock), list[result ? 15 : 3]);
+        it.reset();
+      };
+      sweep(*world, {[&] { return world->goTo(*it, wanted); }, verify, prepare});
+      if (HasFailure()) return;
+    }
+  }
+}
+
 void sweepMove(KeyedWorld& world, int at) {
   const pstHandle<psContObj> near = world.store.container("moved");
   const psId oldId = walkOver(world.collection().keyIterator())[static_cast<std::size_t>(at)];

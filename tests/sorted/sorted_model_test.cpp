@@ -27,7 +27,8 @@ class SetDriver final : public KeyedDriver {
     return walk.size() > 0 ? model_.rank(item) - 1 : walk.at;
   }
   void seekValue(psCollectionIterator& it, IteratorWalk& walk) override { seek(it, walk); }
-  void verifyMove(psCollectionIterator& it, int i, const ItemKey& before, const ItemKey& moved) override;
+  void verifyMove(psCollectionIterator& it, int i, const std::vector<ItemKey>& orderBefore,
+                  const ItemKey& moved) override;
   bool losesItsPlaceAtTheEnd() const override { return true; }
   bool seesBeyondNullValues() const override { return false; }
 
@@ -85,12 +86,13 @@ void SetDriver::compact() {
   ASSERT_EQ(orphansOf(world_.store.session()), "");
 }
 
-void SetDriver::verifyMove(psCollectionIterator& it, int i, const ItemKey& before, const ItemKey& moved) {
+void SetDriver::verifyMove(psCollectionIterator& it, int i, const std::vector<ItemKey>& orderBefore,
+                           const ItemKey& moved) {
   if (model_.byNumber()) {
     ASSERT_EQ(it.current(pscNoLock), moved.id);
     return;
   }
-  const int back = i > 0 ? model_.rank(before) : -1;
+  const int back = i > 0 ? model_.rank(orderBefore[static_cast<std::size_t>(i - 1)]) : -1;
   ASSERT_EQ(it.currentIndex(), back);
   ASSERT_EQ(it.next(pscNoLock),
             back + 1 < model_.size() ? model_.list()[static_cast<std::size_t>(back + 1)].id : psId());

@@ -219,7 +219,6 @@ void KeyedDriver::moveElement() {
   const int i = below(model_.size());
   const std::vector<ItemKey> items = inOrder();
   const ItemKey old = items[static_cast<std::size_t>(i)];
-  const ItemKey before = i > 0 ? items[static_cast<std::size_t>(i - 1)] : ItemKey();
   const std::unique_ptr<psCollectionIterator> it(world_.collection().keyIterator());
   it->goToIndex(i, pscNoLock);
   const char* const places[] = {"items", "moved", "moved further"};
@@ -239,7 +238,7 @@ void KeyedDriver::moveElement() {
   }
   ASSERT_NE(moved.id, old.id);
   model_.add(moved, value);
-  verifyMove(*it, i, before, moved);
+  verifyMove(*it, i, items, moved);
   verify();
 }
 

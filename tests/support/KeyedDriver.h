@@ -18,8 +18,9 @@ class KeyedDriver : public ModelDriver {
   virtual int placeOfMiss(const ItemKey& item, const IteratorWalk& walk) const = 0;
   // Lets a value iterator look for something.
   virtual void seekValue(psCollectionIterator& it, IteratorWalk& walk) = 0;
-  // What the iterator says when it has moved the element that was at place i to a new identifier.
-  virtual void verifyMove(psCollectionIterator& it, int i, const ItemKey& before, const ItemKey& moved) = 0;
+  // What the iterator says when it has moved the element at place i of the order before to a new identifier.
+  virtual void verifyMove(psCollectionIterator& it, int i, const std::vector<ItemKey>& orderBefore,
+                          const ItemKey& moved) = 0;
   // A value iterator that ran past its last value need not find back.
   virtual bool losesItsPlaceAtTheEnd() const = 0;
   // Whether next, on an empty collection, goes behind its end.

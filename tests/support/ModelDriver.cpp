@@ -53,7 +53,9 @@ void ModelDriver::reopen() {
 
 void IteratorWalk::step(bool forward) {
   if (forward) {
-    ASSERT_EQ(iterator_.hasNext(), at + 1 < size());
+    if (random_() % 2 == 0) {
+      ASSERT_EQ(iterator_.hasNext(), at + 1 < size());
+    }
     if (size() > 0 || leavesEmptyStart) at = std::min(at + 1, size());
     ASSERT_EQ(iterator_.next(anyLock()), here());
   } else {
@@ -80,6 +82,9 @@ int IteratorWalk::remove() {
 void IteratorWalk::verify() {
   ASSERT_EQ(iterator_.current(pscNoLock), here());
   ASSERT_EQ(*iterator_.currentP(anyLock()), here());
+  if (random_() % 4 == 0) {
+    ASSERT_EQ(iterator_.hasNext(), at + 1 < size());
+  }
   if (random_() % 2 == 0) {
     ASSERT_EQ(iterator_.currentIndex(), at);
   }
