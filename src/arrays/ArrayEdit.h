@@ -71,7 +71,8 @@ class ArrayEdit {
 
   const void* open() {
     if (object_ == nullptr) return nullptr;
-    if (object_->entries_.update() == 1) entries_ = object_->entries_.head();
+    const int isOpened = array_.isNull() ? object_->entries_.update() : object_->entries_.updateWithin();
+    if (isOpened == 1) entries_ = object_->entries_.head();
     if (entries_ == nullptr) object_ = nullptr;
     return entries_;
   }

@@ -15,7 +15,7 @@ bool resize(psHashChain& chain, int size) {
 }  // namespace
 
 bool openForUpdate(const pstHandle<psHashChain>& chain) {
-  return chain.open(pscUpdate) == 1 && HashAccess::entries(*chain).update() == 1;
+  return chain.open(pscUpdate) == 1 && HashAccess::entries(*chain).updateWithin() == 1;
 }
 
 pstHandle<psHashChain> Provisional::addChain(const pstHandle<psHashBucket>& near,

@@ -57,7 +57,7 @@ class BucketEdit {
 
  private:
   const void* open() {
-    if (bucket_.open(pscUpdate) == 1 && HashAccess::entries(*bucket_).update() == 1) {
+    if (bucket_.open(pscUpdate) == 1 && HashAccess::entries(*bucket_).updateWithin() == 1) {
       slots_ = HashAccess::entries(*bucket_).head();
     }
     return slots_;

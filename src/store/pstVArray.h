@@ -135,6 +135,11 @@ class pstVArray {
     return 0;
   }
 
+  // The same, at less cost, when the object that the array is part of is open for update.
+  int updateWithin() {
+    return word_ != 0 && isPersistent() && PS_LIKELY(ps::detail::isResidentForUpdate(storageId())) ? 1 : update();
+  }
+
   // The first element; null for an array never allocated.
   T* head() const {
     if (word_ == 0) return nullptr;

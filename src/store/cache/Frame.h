@@ -150,6 +150,13 @@ inline psObj* openForUpdate(const psId& id) {
   return reinterpret_cast<psObj*>(object);
 }
 
+// Whether an object, or the storage of an array, is in memory and its page counts as changed.
+inline bool isResidentForUpdate(const psId& id) {
+  SessionHead& session = *currentSession;
+  Frame* frame = nullptr;
+  return residentObject(session, id, frame) != nullptr && frame->updateStamp == session.updateStamp;
+}
+
 // The class number of an object that is in memory and current; 0 of all others.
 inline std::uint32_t residentType(const psId& id) {
   Frame* frame = nullptr;
