@@ -83,7 +83,8 @@ class PS_API psHashMap : public psHashSet {
   pstRef<psObj> unbind(unsigned int hash, int (*compare)(unsigned int, unsigned int));
 
   // Removes the pair of the key, or of the entry, that matches. True when its value was not null: a pair with a null
-  // value goes as well, and the result is false. The other flavours tell whether a pair was removed.
+  // value goes as well, and the result is false; removeAll goes by this. The other flavours tell whether a pair was
+  // removed.
   bool remove(const pstHandle<psObj>& keyOrEntry) override;
   bool remove(_jobject*& key, _jobject*& callee, JNIEnv_* env) override;
   using psHashSet::remove;
