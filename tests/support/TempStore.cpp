@@ -33,7 +33,12 @@ pstHandle<psContObj> TempStore::container(const char* name) {
 }
 
 void TempStore::reopen() {
+  whileClosed([](const std::string&) {});
+}
+
+void TempStore::whileClosed(const std::function<void(const std::string& path)>& change) {
   ASSERT_EQ(session_.close(), 1) << session_.lastError();
+  change(path_);
   ASSERT_EQ(session_.open(path_, options_), 1) << session_.lastError();
 }
 

@@ -28,6 +28,8 @@ class TempStore {
 
   // Closes the session and opens it again; for files.
   void reopen();
+  // Calls change with the path of the file while no session has it open.
+  void whileClosed(const std::function<void(const std::string& path)>& change);
 
   // Runs check in another process, in a read transaction of a session of its own, and then reopens this one. The text
   // that check returns is the complaint, "" when there is none.

@@ -1,0 +1,95 @@
+#include <gtest/gtest.h>
+
+#include <functional>
+#include <memory>
+#include <random>
+#include <string>
+#include <vector>
+
+#include "support/HashWorld.h"
+#include "support/RawFile.h"
+#include "support/SetWorld.h"
+
+// A page of a collection, or of its elements, that cannot be read any more: what is done meanwhile happens as the
+// results say, and nothing that lies in the page is lost, doubled or put elsewhere when it is mended.
+namespace ps::test {
+namespace {
+
+constexpr TempStore::Place file = TempStore::Place::file;
+
+std::vector<std::string> pagesIn(const std::string& path) {
+  std::vector<std::string> pages;
+  for (const auto& record : RawFile(path).content()) {
+    if (record.first[0] == 'P') pages.push_back(record.first);
+  }
+  return pages;
+}
+
+// Adds what is there and what is not, and removes some, by the model's leave.
+void changeAtRandom(KeyedWorld& world, std::mt19937_64& random, std::int64_t& number) {
+  const std::vector<ItemKey> known = world.model.list();
+  for (const ItemKey& item : known) {
+    const psId value = world.model.valueOf(item);
+    const bool isAdded = world.insert(item, value);
+    ASSERT_TRUE(world.kind == Kind::map || !isAdded) << item.number << " is there twice";
+  }
+  for (int i = 0; i < 4; ++i) {
+    const ItemKey item = world.newItem(++number);
+    const psId value = world.newValue(number);
+    if (world.insert(item, value)) world.model.put(item, value);
+    const ItemKey victim = known[random() % known.size()];
+    if (world.remove(victim)) world.model.remove(victim);
+  }
+}
+
+void damagePages(KeyedWorld& world) {
+  std::int64_t number = 0;
+  while (number < 25) world.put(++number);
+  ASSERT_EQ(world.store->commit(), 1);
+  std::mt19937_64 random(seedOr(17));
+  std::uint64_t refusals = 0;
+  for (int round = 0; round < 60 && !testing::Test::HasFailure(); ++round) {
+    SCOPED_TRACE("round " + std::to_string(round));
+    std::string key;
+    std::string sound;
+    world.store.whileClosed([&](const std::string& path) {
+      const std::vector<std::string> keys = pagesIn(path);
+      key = keys[random() % keys.size()];
+      sound = RawFile(path).content()[key];
+      std::string damaged = sound;
+      damaged[damaged.size() / 2] = static_cast<char>(damaged[damaged.size() / 2] ^ 0x10);
+      RawFile(path).put(key, damaged);
+    });
+    ASSERT_EQ(world.store->begin(pscUpdate), 1);
+    if (!storedCollection(world.store.session()).isNull()) {
+      world.find();
+      changeAtRandom(world, random, number);
+    }
+    refusals += world.store->counters().refusals;
+    ASSERT_EQ(world.store->commit(), 1) << world.store->lastError();
+    world.store.whileClosed([&](const std::string& path) { RawFile(path).put(key, sound); });
+    ASSERT_EQ(world.store->begin(pscRead), 1);
+    world.find();
+    ASSERT_EQ(world.complaints(), "");
+    ASSERT_EQ(orphansOf(world.store.session()), "");
+    ASSERT_EQ(world.store->commit(), 1);
+  }
+  EXPECT_GT(refusals, 100U);
+}
+
+TEST(KeyedDamage, NothingIsLostOrDoubledForAPageThatCannotBeRead) {
+  for (const Kind kind : {Kind::set, Kind::map}) {
+    for (const bool byNumber : {true, false}) {
+      SCOPED_TRACE(std::string(nameOf(kind)) + (byNumber ? " by number" : " by identifier"));
+      {
+        SetWorld world(file, Flavour::handle, byNumber, 4, kind);
+        damagePages(world);
+      }
+      HashWorld world(file, Flavour::handle, byNumber ? Hashing::content : Hashing::identifier, 5, kind);
+      damagePages(world);
+    }
+  }
+}
+
+}  // namespace
+}  // namespace ps::test
