@@ -45,7 +45,7 @@ class PS_API psCollection : public psObj {
   // The stored element that matches the key (a map: its value); null when there is none.
   virtual pstRef<psObj> get(const void* key) const = 0;
 
-  // New iterators, which the caller deletes. Those of a map deliver keys, keys and values.
+  // New iterators, which the caller deletes. Those of a map deliver keys (a hash map's its entries), keys and values.
   virtual psCollectionIterator* iterator() const = 0;
   virtual psCollectionIterator* keyIterator() const;
 
