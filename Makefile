@@ -7,23 +7,28 @@ PRESET := $(if $(filter-out false 0,$(CI)),werror,release)
 BUILD ?= build/$(PRESET)
 PREFIX ?= /usr/local
 DESTDIR ?=
+JAVA ?= yes
 JOBS ?= $(shell nproc)
 FILES ?=
 
 SOURCE_FOLDERS := $(wildcard src tests bench examples tools)
 FORMATTED = find $(SOURCE_FOLDERS) \( -name '*.h' -o -name '*.cpp' \) -print0 | xargs -0 clang-format
 
+# The JDK, unless JAVA=no.
+JDK := $(if $(filter-out no,$(JAVA)),java)
+
 # $(call configure,preset,folder,parts to build,further options); a folder keeps the generator that it began with.
 PARTS := EXAMPLES TESTS BENCH
 configure = cmake --preset $(1) -B $(2) --log-level=WARNING \
 	$$(test -e $(2)/CMakeCache.txt || ! command -v ninja >/dev/null || echo -G Ninja) \
-	$(foreach part,$(PARTS),-DPSCOLLECTIONS_$(part)=$(if $(filter $(part),$(3)),ON,OFF)) $(4)
+	$(foreach part,$(PARTS),-DPSCOLLECTIONS_$(part)=$(if $(filter $(part),$(3)),ON,OFF)) \
+	-DPSCOLLECTIONS_JAVA=$(if $(JDK),ON,OFF) $(4)
 run_tests = ctest --test-dir $(1) --output-on-failure --no-label-summary -j $(JOBS)
 
 .PHONY: build demo check bench bench-quick install asan format format-check tidy clean help
 
 build:
-	@tools/install-dependencies build
+	@tools/install-dependencies build $(JDK)
 	@$(call configure,$(PRESET),$(BUILD),EXAMPLES)
 	@cmake --build $(BUILD) -j $(JOBS)
 
@@ -34,26 +39,26 @@ demo:
 	@examples/wordbook/demo.sh $(BUILD)/examples/wordbook/wordbook $(FILES)
 
 check:
-	@tools/install-dependencies build test
+	@tools/install-dependencies build $(JDK) test
 	@$(call configure,$(PRESET),$(BUILD),EXAMPLES TESTS)
 	@cmake --build $(BUILD) -j $(JOBS)
 	@$(call run_tests,$(BUILD))
 
 # Links everything statically, so that the static library is covered on the way.
 asan:
-	@tools/install-dependencies build test
+	@tools/install-dependencies build $(JDK) test
 	@$(call configure,dev,build/dev,EXAMPLES TESTS,-DPSCOLLECTIONS_STATIC=ON)
 	@cmake --build build/dev -j $(JOBS)
 	@$(call run_tests,build/dev)
 
 bench bench-quick:
-	@tools/install-dependencies build bench
+	@tools/install-dependencies build $(JDK) bench
 	@$(call configure,bench,build/bench,BENCH)
 	@cmake --build build/bench -j $(JOBS)
 	@cmake --build build/bench --target $@
 
 install:
-	@tools/install-dependencies build
+	@tools/install-dependencies build $(JDK)
 	@$(call configure,$(PRESET),$(BUILD),EXAMPLES,-DCMAKE_INSTALL_PREFIX="$(PREFIX)")
 	@cmake --build $(BUILD) -j $(JOBS)
 	@DESTDIR="$(DESTDIR)" cmake --install $(BUILD)
@@ -68,7 +73,7 @@ format-check:
 	@$(FORMATTED) --dry-run --Werror
 
 tidy:
-	@tools/install-dependencies build test lint
+	@tools/install-dependencies build $(JDK) test lint
 	@$(call configure,$(PRESET),$(BUILD),EXAMPLES TESTS)
 	@run-clang-tidy -quiet -p $(BUILD) -j $(JOBS) '$(CURDIR)/(src|examples|tools)/'
 
@@ -85,4 +90,4 @@ help:
 	@echo 'make format       format the sources; format-check only looks'
 	@echo 'make tidy         run clang-tidy over the sources'
 	@echo 'make clean        remove what was built'
-	@echo 'Variables: BUILD (folder), JOBS (parallel jobs), CI=true (warnings are errors)'
+	@echo 'Variables: BUILD (folder), JOBS (parallel jobs), CI=true (warnings are errors), JAVA=no (no JDK: without keys in Java)'

@@ -8,6 +8,7 @@
 #include "core/psCollection.h"
 #include "core/psCollectionIterator.h"
 #include "core/psCompare.h"
+#include "core/psJavaId.h"
 #include "hash/TableSizes.h"
 #include "hash/psHashAdmin.h"
 #include "hash/psHashBucket.h"

@@ -61,5 +61,5 @@ int psSortedArray::add(const pstHandle<psObj>& element, pstHandle<psCompare>& co
 int psSortedArray::add(const pstHandle<psObj>& element, _jobject*& key, _jobject*& callee, JNIEnv_* env,
                        unsigned char leaf) {
   JavaProbe probe(key, callee, env);
-  return insert(*this, element, probe, leaf);
+  return probe.failed() ? -1 : insert(*this, element, probe, leaf);
 }

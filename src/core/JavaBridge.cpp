@@ -1,22 +1,171 @@
 #include "core/JavaBridge.h"
 
+#include <jni.h>
+
+#include <array>
+#include <atomic>
+#include <memory>
+
+#include "core/psJavaId.h"
 #include "store/psError.h"
 
-namespace ps::detail::java {
+namespace ps::detail {
 
 namespace {
 
-std::optional<int> unavailable() {
-  psSignal(pscError, psteStore, nullptr,
-           "this build of pscollections has no Java bridge; look up with a raw key, a handle or a callback instead");
-  return std::nullopt;
+// A class of the application together with its members that are used here.
+template <class Id, std::size_t count>
+struct JavaClass {
+  jclass reference = nullptr;  // global: the class stays loaded, and with it the identifiers stay good
+  std::array<Id, count> members{};
+};
+
+struct Member {
+  const char* name;
+  const char* signature;
+};
+
+// Looks a class up when it is first needed, and keeps it for the life of the process. A look-up that fails leaves its
+// exception pending and is made again the next time. Threads that come first together each look up, and all go on with
+// what one of them found. No lock is held meanwhile, since class loaders are Java code that may come back here.
+template <class Id, std::size_t count>
+class ClassLookUp {
+ public:
+  using Class = JavaClass<Id, count>;
+  using Finder = Id (JNIEnv::*)(jclass, const char*, const char*);
+
+  constexpr ClassLookUp(const char* name, Finder finder, const std::array<Member, count>& members)
+      : name_(name), finder_(finder), members_(members) {}
+
+  const Class* in(JNIEnv* env) {
+    const Class* const known = known_.load(std::memory_order_acquire);
+    return known != nullptr ? known : lookUp(env);
+  }
+
+ private:
+  const Class* lookUp(JNIEnv* env) {
+    const jclass local = env->FindClass(name_);
+    if (local == nullptr) return nullptr;
+    auto found = std::make_unique<Class>();
+    const bool isWhole = findMembers(env, local, *found);
+    if (isWhole) found->reference = static_cast<jclass>(env->NewGlobalRef(local));
+    env->DeleteLocalRef(local);
+    return found->reference != nullptr ? keep(env, std::move(found)) : nullptr;
+  }
+
+  bool findMembers(JNIEnv* env, jclass local, Class& found) const {
+    for (std::size_t i = 0; i < count; ++i) {
+      found.members[i] = (env->*finder_)(local, members_[i].name, members_[i].signature);
+      if (found.members[i] == nullptr) return false;
+    }
+    return true;
+  }
+
+  const Class* keep(JNIEnv* env, std::unique_ptr<Class> found) {
+    const Class* known = nullptr;
+    if (known_.compare_exchange_strong(known, found.get(), std::memory_order_acq_rel)) return found.release();
+    env->DeleteGlobalRef(found->reference);
+    return known;
+  }
+
+  const char* name_;
+  Finder finder_;
+  std::array<Member, count> members_;
+  std::atomic<const Class*> known_{nullptr};
+};
+
+// Each method is looked up on its own: one that the application never needs may be missing.
+class Method : public ClassLookUp<jmethodID, 1> {
+ public:
+  constexpr Method(const char* name, const char* signature)
+      : ClassLookUp("com/vexa/pm/psScalableCollectionsPersistor", &JNIEnv::GetMethodID, {{{name, signature}}}) {}
+};
+
+Method compareWithKey("cpp_compare", "(Ljava/lang/Object;J)I");
+Method compareElements("cpp_compare2", "(JJ)I");
+Method hashOfKey("cpp_hash", "(Ljava/lang/Object;)I");
+Method hashOfElement("cpp_hash2", "(J)I");
+
+ClassLookUp<jfieldID, 5> identifierFields("COM/vexa/pm/psId", &JNIEnv::GetFieldID,
+                                          {{{"DB", "I"}, {"OC", "I"}, {"page", "I"}, {"slot", "I"}, {"typeN", "I"}}});
+
+void throwJava(JNIEnv* env, const char* exceptionClass, const char* message) {
+  const jclass exception = env->FindClass(exceptionClass);
+  if (exception == nullptr) return;
+  env->ThrowNew(exception, message);
+  env->DeleteLocalRef(exception);
 }
+
+// Whether Java can be called: there are an environment and an object, and no exception is pending.
+bool canCall(JNIEnv* env, jobject object, const char* complaintAboutNull) {
+  if (env == nullptr) {
+    psSignal(pscError, psteStore, nullptr,
+             "there is no Java environment; pass the JNIEnv of the current thread, which must be attached to the JVM");
+    return false;
+  }
+  if (env->ExceptionCheck() == JNI_TRUE) return false;
+  if (object == nullptr) throwJava(env, "java/lang/NullPointerException", complaintAboutNull);
+  return object != nullptr;
+}
+
+bool isInstance(JNIEnv* env, jobject object, jclass ofClass, const char* complaint) {
+  if (env->IsInstanceOf(object, ofClass) == JNI_TRUE) return true;
+  throwJava(env, "java/lang/IllegalArgumentException", complaint);
+  return false;
+}
+
+jlong packed(const psId& id) { return static_cast<jlong>(id.bits()); }
 
 }  // namespace
 
-std::optional<int> compareWithKey(const psId&, _jobject*, _jobject*, JNIEnv_*) { return unavailable(); }
-std::optional<int> compareElements(const psId&, const psId&, _jobject*, JNIEnv_*) { return unavailable(); }
-std::optional<int> hashOfKey(_jobject*, _jobject*, JNIEnv_*) { return unavailable(); }
-std::optional<int> hashOfElement(const psId&, _jobject*, JNIEnv_*) { return unavailable(); }
+JavaBridge::JavaBridge(_jobject* callee, JNIEnv_* env)
+    : callee_(callee),
+      env_(env),
+      isOpen_(canCall(env, callee, "callee: the object that compares and hashes is null")) {}
 
-}  // namespace ps::detail::java
+template <class Method, class... Arguments>
+std::optional<int> JavaBridge::call(Method& method, Arguments... arguments) {
+  if (!isOpen_) return std::nullopt;
+  isOpen_ = false;
+  const auto* const found = method.in(env_);
+  if (found == nullptr) return std::nullopt;
+  if (!isOfItsClass_) {
+    isOfItsClass_ = isInstance(env_, callee_, found->reference,
+                               "callee: not of the class com.vexa.pm.psScalableCollectionsPersistor that was found");
+  }
+  if (!isOfItsClass_) return std::nullopt;
+  const jint result = env_->CallIntMethod(callee_, found->members[0], arguments...);
+  isOpen_ = env_->ExceptionCheck() == JNI_FALSE;
+  return isOpen_ ? std::optional<int>(result) : std::nullopt;
+}
+
+std::optional<int> JavaBridge::compare(const psId& element, _jobject* key) {
+  return call(compareWithKey, key, packed(element));
+}
+
+std::optional<int> JavaBridge::compare(const psId& element, const psId& other) {
+  return call(compareElements, packed(other), packed(element));
+}
+
+std::optional<int> JavaBridge::hash(_jobject* key) { return call(hashOfKey, key); }
+
+std::optional<int> JavaBridge::hash(const psId& element) { return call(hashOfElement, packed(element)); }
+
+}  // namespace ps::detail
+
+using ps::detail::canCall;
+using ps::detail::identifierFields;
+using ps::detail::isInstance;
+
+void jsetIntField(JNIEnv_* env, _jobject* object, _jfieldID* field, long value) {
+  env->SetIntField(object, field, static_cast<jint>(value));
+}
+
+void jsetJavaOidFromOid(JNIEnv_* env, _jobject*& object, psId& id, unsigned int typeN) {
+  if (!canCall(env, object, "the psId to be filled is null")) return;
+  const auto* const found = identifierFields.in(env);
+  if (found == nullptr) return;
+  if (!isInstance(env, object, found->reference, "not of the class COM.vexa.pm.psId that was found")) return;
+  const std::array<long, 5> values = {id.get_DB(), id.get_OC(), id.get_page(), id.get_slot(), static_cast<long>(typeN)};
+  for (std::size_t i = 0; i < values.size(); ++i) jsetIntField(env, object, found->members[i], values[i]);
+}

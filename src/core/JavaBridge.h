@@ -5,14 +5,31 @@
 #include "core/psJavaTypes.h"
 #include "store/psId.h"
 
-// The one place where the library calls Java. Each function calls a method of callee, a Java object that the
-// application hands in; identifiers cross as numbers. No value means that the call failed: a Java exception is then
-// pending in env, or this build cannot call Java, which is signalled.
-namespace ps::detail::java {
+namespace ps::detail {
 
-std::optional<int> compareWithKey(const psId& element, _jobject* key, _jobject* callee, JNIEnv_* env);
-std::optional<int> compareElements(const psId& element, const psId& other, _jobject* callee, JNIEnv_* env);
-std::optional<int> hashOfKey(_jobject* key, _jobject* callee, JNIEnv_* env);
-std::optional<int> hashOfElement(const psId& element, _jobject* callee, JNIEnv_* env);
+// The way to the Java object callee, for the calls of one operation, in the thread of env. No value means that a call
+// failed. A Java exception is then pending in env, or, where there is no environment to have one, an error is
+// signalled. Nothing is called while an exception is pending, be it one that was there before.
+class JavaBridge {
+ public:
+  JavaBridge(_jobject* callee, JNIEnv_* env);
 
-}  // namespace ps::detail::java
+  // Whether a call can be made.
+  bool isOpen() const { return isOpen_; }
+
+  std::optional<int> compare(const psId& element, _jobject* key);
+  std::optional<int> compare(const psId& element, const psId& other);
+  std::optional<int> hash(_jobject* key);
+  std::optional<int> hash(const psId& element);
+
+ private:
+  template <class Method, class... Arguments>
+  std::optional<int> call(Method& method, Arguments... arguments);
+
+  _jobject* callee_;
+  JNIEnv_* env_;
+  bool isOpen_ = false;
+  bool isOfItsClass_ = false;  // known once a method has been called
+};
+
+}  // namespace ps::detail

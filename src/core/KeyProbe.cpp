@@ -1,7 +1,5 @@
 #include "core/KeyProbe.h"
 
-#include "core/JavaBridge.h"
-
 namespace ps::detail {
 
 RawProbe::RawProbe(const void* key, const ComparatorChoice& choice) : key_(key), comparator_(choice.comparator) {
@@ -68,21 +66,26 @@ std::uint32_t CallbackProbe::hashOf(const pstRef<psObj>& stored) {
   return static_cast<std::uint32_t>(psCompare::hash(pstHandle<psObj>(stored), hashFunction_));
 }
 
+JavaProbe::JavaProbe(_jobject*& key, _jobject*& callee, JNIEnv_* env) : java_(callee, env), key_(key) {
+  if (!java_.isOpen()) fail();
+}
+
+JavaProbe::JavaProbe(std::uint32_t keyHash, _jobject*& key, _jobject*& callee, JNIEnv_* env)
+    : JavaProbe(key, callee, env) {
+  hash_ = keyHash;
+}
+
 int JavaProbe::resultOf(const std::optional<int>& answer) {
   if (!answer) fail();
   return answer.value_or(0);
 }
 
-int JavaProbe::compare(const pstRef<psObj>& stored) {
-  return resultOf(java::compareWithKey(stored.oid(), key_, callee_, env_));
-}
+int JavaProbe::compare(const pstRef<psObj>& stored) { return resultOf(java_.compare(stored.oid(), key_)); }
 
-std::uint32_t JavaProbe::hash() {
-  return hash_ ? *hash_ : static_cast<std::uint32_t>(resultOf(java::hashOfKey(key_, callee_, env_)));
-}
+std::uint32_t JavaProbe::hash() { return hash_ ? *hash_ : static_cast<std::uint32_t>(resultOf(java_.hash(key_))); }
 
 std::uint32_t JavaProbe::hashOf(const pstRef<psObj>& stored) {
-  return static_cast<std::uint32_t>(resultOf(java::hashOfElement(stored.oid(), callee_, env_)));
+  return static_cast<std::uint32_t>(resultOf(java_.hash(stored.oid())));
 }
 
 }  // namespace ps::detail

@@ -3,6 +3,7 @@
 #include <cstdint>
 #include <optional>
 
+#include "core/JavaBridge.h"
 #include "core/RefusalWatch.h"
 #include "core/psCollection.h"
 #include "core/psCompare.h"
@@ -101,24 +102,23 @@ class CallbackProbe final : public KeyProbe {
   Function hashFunction_ = nullptr;
 };
 
+// What goes wrong in Java, an exception above all, fails the probe: from then on nothing is called, and the exception
+// is the caller's to see. One that is pending from before fails it from the start.
 class JavaProbe final : public KeyProbe {
  public:
-  JavaProbe(_jobject*& key, _jobject*& callee, JNIEnv_* env) : key_(key), callee_(callee), env_(env) {}
-  JavaProbe(std::uint32_t hash, _jobject*& key, _jobject*& callee, JNIEnv_* env) : JavaProbe(key, callee, env) {
-    hash_ = hash;
-  }
+  JavaProbe(_jobject*& key, _jobject*& callee, JNIEnv_* env);
+  // With the key's hash, for a look-up.
+  JavaProbe(std::uint32_t keyHash, _jobject*& key, _jobject*& callee, JNIEnv_* env);
   int compare(const pstRef<psObj>& stored) override;
   std::uint32_t hash() override;
   std::uint32_t hashOf(const pstRef<psObj>& stored) override;
 
  private:
-  // What a call into Java gave; without a result the probe has failed.
   int resultOf(const std::optional<int>& answer);
 
-  std::optional<std::uint32_t> hash_;  // when the caller gave it
+  JavaBridge java_;
   _jobject* key_;
-  _jobject* callee_;
-  JNIEnv_* env_;
+  std::optional<std::uint32_t> hash_;  // when the caller gave it
 };
 
 }  // namespace ps::detail

@@ -5,6 +5,7 @@
 #include "core/RawKey.h"
 
 using ps::detail::handleOfRawKey;
+using ps::detail::JavaBridge;
 
 namespace {
 
@@ -41,20 +42,20 @@ int psCompare::hash(const pstHandle<psObj>& element, int (*f)(unsigned int, unsi
 }
 
 int psCompare::compare(const pstHandle<psObj>& element, _jobject*& key, _jobject*& callee, JNIEnv_* env) {
-  return ps::detail::java::compareWithKey(element.oid(), key, callee, env).value_or(0);
+  return JavaBridge(callee, env).compare(element.oid(), key).value_or(0);
 }
 
 int psCompare::hash(_jobject*& key, _jobject*& callee, JNIEnv_* env) {
-  return ps::detail::java::hashOfKey(key, callee, env).value_or(0);
+  return JavaBridge(callee, env).hash(key).value_or(0);
 }
 
 int psCompare::compare(const pstHandle<psObj>& element, const pstHandle<psObj>& other, _jobject*& callee,
                        JNIEnv_* env) {
-  return ps::detail::java::compareElements(element.oid(), other.oid(), callee, env).value_or(0);
+  return JavaBridge(callee, env).compare(element.oid(), other.oid()).value_or(0);
 }
 
 int psCompare::hash(const pstHandle<psObj>& element, _jobject*& callee, JNIEnv_* env) {
-  return ps::detail::java::hashOfElement(element.oid(), callee, env).value_or(0);
+  return JavaBridge(callee, env).hash(element.oid()).value_or(0);
 }
 
 int psCompare::comparePsId(const pstHandle<psObj>& a, const pstHandle<psObj>& b) {

@@ -66,8 +66,18 @@ class PS_API psCompare : public psObj {
     return compare(element, f) == 0;
   }
 
-  // Java flavour: what the method of callee returns. 0, with a Java exception pending or an error signalled, when the
-  // call fails.
+  // Java flavour: what a method of callee returns, an object of the application's class
+  // com.vexa.pm.psScalableCollectionsPersistor. An element goes to Java as a long: database in the low 16 bits, then
+  // container and page, slot in the high ones.
+  //
+  //   compare(element, key, ...)    int cpp_compare(Object key, long element)
+  //   compare(element, other, ...)  int cpp_compare2(long other, long element)
+  //   hash(key, ...)                int cpp_hash(Object key)
+  //   hash(element, ...)            int cpp_hash2(long element)
+  //
+  // env is the environment of the calling thread, which must be attached to the JVM. A class or method is looked up at
+  // its first call, and again after a look-up that failed. When a call fails, or an exception is pending already, in
+  // which case nothing is called, the result is 0 and the exception stays pending.
   static int compare(const pstHandle<psObj>& element, _jobject*& key, _jobject*& callee, JNIEnv_* env);
   static int hash(_jobject*& key, _jobject*& callee, JNIEnv_* env);
   static int compare(const pstHandle<psObj>& element, const pstHandle<psObj>& other, _jobject*& callee, JNIEnv_* env);

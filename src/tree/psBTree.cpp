@@ -212,7 +212,7 @@ pstHandle<psBTree> psBTree::potentialParentOf(int (*compare)(unsigned int, unsig
 
 pstHandle<psBTree> psBTree::potentialParentOf(_jobject*& key, _jobject*& callee, JNIEnv_* env) const {
   JavaProbe probe(key, callee, env);
-  return ps::detail::leafFor(*this, probe);
+  return probe.failed() ? pstHandle<psBTree>() : ps::detail::leafFor(*this, probe);
 }
 
 pstRef<psBTree> psBTree::previous() const { return ps::detail::previousLeaf(*this).node; }

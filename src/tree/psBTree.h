@@ -113,9 +113,9 @@ class PS_API psBTree : public psCollection {
   // The capacity of the node's array; 0 when it cannot be opened.
   int maxNumberOfChildren() const;
 
-  // The leaf, below this node, in which the key is or would be stored; null when something cannot be opened. In a list,
-  // which has no order, the answer means nothing. Cost: per level, the node's array, as many leaves as a binary search
-  // in it reads, and the nodes between the chosen leaf and the child.
+  // The leaf, below this node, in which the key is or would be stored; null when something cannot be opened, or Java
+  // not be called. In a list, which has no order, the answer means nothing. Cost: per level, the node's array, as many
+  // leaves as a binary search in it reads, and the nodes between the chosen leaf and the child.
   pstHandle<psBTree> potentialParentOf(const pstHandle<psObj>& key) const;
   pstHandle<psBTree> potentialParentOf(const void* key) const;
   pstHandle<psBTree> potentialParentOf(int (*compare)(unsigned int, unsigned int)) const;

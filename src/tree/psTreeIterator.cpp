@@ -6,6 +6,7 @@
 #include "store/Relocation.h"
 #include "tree/NodeLinks.h"
 #include "tree/TreePosition.h"
+#include "tree/psTreeList.h"
 
 using ps::detail::ArrayEdit;
 using ps::detail::ArrayView;
@@ -253,7 +254,7 @@ bool psTreeIterator::goTo(unsigned int, int (*compare)(unsigned int, unsigned in
 
 bool psTreeIterator::goTo(_jobject*& key, _jobject*& callee, JNIEnv_* env) {
   const pstHandle<psBTree> root = openRoot();
-  if (root.isNull()) return false;
+  if (root.isNull() || root->psIsKindOf(psTreeList::pstTypeN)) return false;
   JavaProbe probe(key, callee, env);
   return standAt(*root, probe);
 }

@@ -32,6 +32,7 @@ class PS_API psTreeIterator : public psCollectionIterator {
   int remove() override;
   bool goTo(unsigned int hash, int (*compare)(unsigned int, unsigned int)) override;
 
+  // False on a list, which has no order that Java could know.
   bool goTo(_jobject*& key, _jobject*& callee, JNIEnv_* env);
   using psCollectionIterator::goTo;
 

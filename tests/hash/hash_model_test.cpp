@@ -136,6 +136,7 @@ std::string nameOfSetup(const testing::TestParamInfo<Setup>& info) {
 
 TEST_P(HashModel, DoesWhatAStandardSetOrMapWouldDo) {
   const auto& setup = GetParam();
+  if (setup.flavour == Flavour::java && !whyNoJava().empty()) GTEST_SKIP() << whyNoJava();
   const std::uint64_t seed = seedOr(static_cast<std::uint64_t>(setup.slots) * 7919 + setup.items);
   SCOPED_TRACE("PSCOLLECTIONS_SEED=" + std::to_string(seed));
   HashWorld world(setup.plan.place, setup.flavour, setup.hashing, setup.slots, setup.kind, 1 + setup.items % 5);
@@ -155,6 +156,11 @@ INSTANTIATE_TEST_SUITE_P(
                     Setup{Kind::set, Flavour::handle, Hashing::constant, 5, 80, {file, 2000, 400, 3}},
                     Setup{Kind::set, Flavour::raw, Hashing::topBits, 3, 150, {memory, 2000, 0, 0}},
                     Setup{Kind::set, Flavour::handle, Hashing::content, 101, 1500, {file, 3000, 600, 5}},
+                    Setup{Kind::set, Flavour::java, Hashing::content, 3, 200, {memory, 2000, 0, 3}},
+                    Setup{Kind::set, Flavour::java, Hashing::identifier, 5, 200, {memory, 2000, 0, 0}},
+                    Setup{Kind::map, Flavour::java, Hashing::content, 5, 200, {file, 2000, 400, 3}},
+                    Setup{Kind::map, Flavour::java, Hashing::identifier, 1, 120, {memory, 2000, 0, 0}},
+                    Setup{Kind::map, Flavour::java, Hashing::fewValues, 3, 100, {memory, 2000, 0, 3}},
                     Setup{Kind::map, Flavour::handle, Hashing::identifier, 5, 200, {file, 2000, 400, 3}},
                     Setup{Kind::map, Flavour::callback, Hashing::content, 3, 200, {memory, 3000, 0, 3}},
                     Setup{Kind::map, Flavour::raw, Hashing::content, 5, 300, {memory, 3000, 0, 0}},

@@ -61,7 +61,7 @@ ItemKey fillUntil(HashWorld& world, const std::function<bool(const Shape&)>& isW
 
 TEST(HashRefusal, AnAdditionHappensOrDoesNot) {
   for (const Kind kind : kinds) {
-    for (const Flavour flavour : {Flavour::handle, Flavour::callback}) {
+    for (const Flavour flavour : testable({Flavour::handle, Flavour::callback, Flavour::java})) {
       for (const Addition& addition : additions) {
         for (const bool sharesContainers : {false, true}) {
           SCOPED_TRACE(std::string(nameOf(kind)) + ", " + nameOf(flavour) + ", " + addition.name +
@@ -107,7 +107,7 @@ TEST(HashRefusal, NothingIsAddedTwice) {
 
 TEST(HashRefusal, ARemovalHappensOrDoesNot) {
   for (const Kind kind : kinds) {
-    for (const Flavour flavour : {Flavour::handle, Flavour::callback}) {
+    for (const Flavour flavour : testable({Flavour::handle, Flavour::callback, Flavour::java})) {
       for (int size = 1; size <= 3; ++size) {
         for (int place = 0; place < size; ++place) {
           SCOPED_TRACE(std::string(nameOf(kind)) + ", " + nameOf(flavour) + ", " + std::to_string(place) + " of " +

@@ -153,7 +153,7 @@ void expectWholeInsertion(Kind kind, Flavour flavour, bool byNumber, const Shape
 }
 
 TEST(SortedRefusal, AnInsertionHappensOrDoesNot) {
-  for (const Flavour flavour : {Flavour::handle, Flavour::callback}) {
+  for (const Flavour flavour : testable({Flavour::handle, Flavour::callback, Flavour::java})) {
     for (const bool byNumber : {true, false}) {
       for (const Kind kind : kinds) {
         for (const Shape& shape : shapesToAddTo) expectWholeInsertion(kind, flavour, byNumber, shape);
@@ -166,7 +166,7 @@ TEST(SortedRefusal, AnInsertionHappensOrDoesNot) {
 
 TEST(SortedRefusal, ARemovalHappensOrDoesNot) {
   for (const Kind kind : kinds) {
-    for (const Flavour flavour : {Flavour::handle, Flavour::raw, Flavour::callback}) {
+    for (const Flavour flavour : testable({Flavour::handle, Flavour::raw, Flavour::callback, Flavour::java})) {
       for (const Shape& shape : shapesToRemoveFrom) {
         SCOPED_TRACE(std::string(nameOf(flavour)) + nameOf(kind) + ", " + shape.name);
         SetWorld world(TempStore::Place::memory, flavour, true, 4, kind);

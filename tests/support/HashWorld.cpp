@@ -4,6 +4,7 @@
 
 #include <memory>
 
+#include "hash/psHashIterator.h"
 #include "support/Keyed.h"
 
 namespace ps::test {
@@ -19,9 +20,7 @@ int hashStored(unsigned int databaseAndContainer, unsigned int pageAndSlot) {
   const pstHandle<psObj> element(
       psId(static_cast<unsigned short>(databaseAndContainer >> 16), static_cast<unsigned short>(databaseAndContainer),
            static_cast<unsigned short>(pageAndSlot >> 16), static_cast<unsigned short>(pageAndSlot)));
-  if (currentHashing == Hashing::identifier) return psCompare::hashPsId(element);
-  const pstHandle<Item> item(element);
-  return item.open(pscRead) == 1 ? static_cast<int>(hashOf(currentHashing, item->number())) : 0;
+  return static_cast<int>(hashOfStored(element));
 }
 
 }  // namespace
@@ -47,6 +46,12 @@ std::uint32_t hashOf(Hashing hashing, std::int64_t number) {
   }
 }
 
+std::uint32_t hashOfStored(const pstHandle<psObj>& element) {
+  if (currentHashing == Hashing::identifier) return static_cast<std::uint32_t>(psCompare::hashPsId(element));
+  const pstHandle<Item> item(element);
+  return item.open(pscRead) == 1 ? hashOf(currentHashing, item->number()) : 0;
+}
+
 int HashCompare::hash(const void*& key) const {
   return static_cast<int>(hashOf(static_cast<Hashing>(hashing_), *static_cast<const std::int64_t*>(key)));
 }
@@ -61,9 +66,7 @@ int HashCompare::hash(const pstHandle<psObj>& element) const {
 
 HashWorld::HashWorld(TempStore::Place place, Flavour flavourOfKeys, Hashing hashingOfItems, int slots, Kind kindOfTable,
                      int directorySize)
-    : KeyedWorld(place, hashingOfItems != Hashing::identifier, kindOfTable),
-      flavour(flavourOfKeys),
-      hashing(hashingOfItems) {
+    : KeyedWorld(place, flavourOfKeys, hashingOfItems != Hashing::identifier, kindOfTable), hashing(hashingOfItems) {
   const pstHandle<psContObj> sets = store.container("sets");
   pstHandle<psCompare> comparator;
   if (hashing != Hashing::identifier) comparator = pstHandle<psCompare>(new (sets) HashCompare(hashing));
@@ -90,12 +93,20 @@ std::uint32_t HashWorld::hashOf(const ItemKey& item) const {
 
 bool HashWorld::add(const ItemKey& item) const {
   const pstHandle<psObj> element(item.id);
+  if (flavour == Flavour::java) {
+    JavaKey java = javaKey(item);
+    return set->add(element, java.key, java.callee, java.env);
+  }
   if (flavour != Flavour::callback) return set->add(element);
   return set->add(element, hashOf(item), Keyed::comparisonWith(item, model.byNumber()), hashStored);
 }
 
 bool HashWorld::bind(const ItemKey& key, const psId& value) const {
   const pstHandle<psObj> element(key.id);
+  if (flavour == Flavour::java) {
+    JavaKey java = javaKey(key);
+    return map().put(element, value, java.key, java.callee, java.env);
+  }
   if (flavour != Flavour::callback) return map().put(element, value);
   return map().put(element, value, hashOf(key), Keyed::comparisonWith(key, model.byNumber()), hashStored);
 }
@@ -103,12 +114,20 @@ bool HashWorld::bind(const ItemKey& key, const psId& value) const {
 bool HashWorld::contains(const ItemKey& item) const {
   if (flavour == Flavour::raw) return set->contains(static_cast<const void*>(&item.number));
   if (flavour == Flavour::handle) return set->contains(pstHandle<psObj>(item.id));
+  if (flavour == Flavour::java) {
+    JavaKey java = javaKey(item);
+    return set->contains(hashOf(item), java.key, java.callee, java.env);
+  }
   return set->contains(hashOf(item), Keyed::comparisonWith(item, model.byNumber()));
 }
 
 pstRef<psObj> HashWorld::get(const ItemKey& item) const {
   if (flavour == Flavour::raw) return set->get(static_cast<const void*>(&item.number));
   if (flavour == Flavour::callback) return set->get(hashOf(item), Keyed::comparisonWith(item, model.byNumber()));
+  if (flavour == Flavour::java) {
+    JavaKey java = javaKey(item);
+    return set->get(hashOf(item), java.key, java.callee, java.env);
+  }
   const pstHandle<Item> object(item.id);
   return kind == Kind::map ? map().get(pstHandle<psObj>(item.id)) : set->get(object.operator->());
 }
@@ -117,6 +136,10 @@ pstRef<psObj> HashWorld::get(const ItemKey& item) const {
 bool HashWorld::remove(const ItemKey& item) const {
   if (flavour == Flavour::callback) {
     return set->remove(hashOf(item), Keyed::comparisonWith(item, model.byNumber()));
+  }
+  if (flavour == Flavour::java) {
+    JavaKey java = javaKey(item);
+    return set->remove(java.key, java.callee, java.env);
   }
   const pstHandle<psObj> element(item.id);
   if (kind == Kind::set) return set->remove(element);
@@ -128,6 +151,10 @@ bool HashWorld::remove(const ItemKey& item) const {
 }
 
 bool HashWorld::goTo(psCollectionIterator& iterator, const ItemKey& item) const {
+  if (flavour == Flavour::java) {
+    JavaKey java = javaKey(item);
+    return static_cast<psHashIterator&>(iterator).goTo(hashOf(item), java.key, java.callee, java.env);
+  }
   return Keyed(flavour, model.byNumber()).goTo(iterator, item);
 }
 

@@ -21,6 +21,9 @@ const char* nameOf(Hashing hashing);
 // The hash of an item of this number; not for identifiers.
 std::uint32_t hashOf(Hashing hashing, std::int64_t number);
 
+// The hash of a stored item, as the world that this thread took up last goes by it.
+std::uint32_t hashOfStored(const pstHandle<psObj>& element);
+
 // Orders items by number, and hashes them as it was told.
 class HashCompare : public ItemCompare {
   PS_PERSISTENT_CLASS(HashCompare, ItemCompare, 20103)
@@ -61,9 +64,11 @@ class HashWorld final : public KeyedWorld {
   // The elements, or keys, in the order in which they are stored, as they are in the model.
   std::vector<ItemKey> inOrder() const;
 
-  const Flavour flavour;
   const Hashing hashing;
   pstHandle<psHashSet> set;
+
+ private:
+  JavaKey javaKey(const ItemKey& item) const { return JavaKey(item, model.byNumber(), hashOf(item)); }
 };
 
 // What statistics prints of the set.

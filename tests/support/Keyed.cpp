@@ -2,6 +2,8 @@
 
 #include <memory>
 
+#include "tree/psTreeIterator.h"
+
 namespace ps::test {
 
 namespace {
@@ -31,11 +33,19 @@ Keyed::Callback Keyed::comparisonWith(const ItemKey& item, bool byNumber) {
 
 bool Keyed::add(psTreeSet& set, const ItemKey& item) const {
   const pstHandle<psObj> element(item.id);
+  if (flavour_ == Flavour::java) {
+    JavaKey java(item, byNumber_);
+    return set.add(element, java.key, java.callee, java.env);
+  }
   return flavour_ == Flavour::callback ? set.add(element, wanted(item)) : set.add(element);
 }
 
 bool Keyed::put(psTreeMap& map, const ItemKey& item, const psId& value) const {
   const pstHandle<psObj> key(item.id);
+  if (flavour_ == Flavour::java) {
+    JavaKey java(item, byNumber_);
+    return map.put(key, value, java.key, java.callee, java.env) == 1;
+  }
   return (flavour_ == Flavour::callback ? map.put(key, value, wanted(item)) : map.put(key, value)) == 1;
 }
 
@@ -45,6 +55,10 @@ bool Keyed::contains(const psTreeSet& set, const ItemKey& item) const {
       return set.contains(pstHandle<psObj>(item.id));
     case Flavour::raw:
       return set.contains(static_cast<const void*>(&item.number));
+    case Flavour::java: {
+      JavaKey java(item, byNumber_);
+      return const_cast<psTreeSet&>(set).contains(java.key, java.callee, java.env);
+    }
     default:
       return set.contains(wanted(item));
   }
@@ -53,6 +67,10 @@ bool Keyed::contains(const psTreeSet& set, const ItemKey& item) const {
 pstRef<psObj> Keyed::get(const psTreeSet& set, const ItemKey& item) const {
   if (flavour_ == Flavour::raw) return set.get(static_cast<const void*>(&item.number));
   if (flavour_ == Flavour::callback) return set.get(wanted(item));
+  if (flavour_ == Flavour::java) {
+    JavaKey java(item, byNumber_);
+    return set.get(java.key, java.callee, java.env);
+  }
   if (set.psIsKindOf(psTreeMap::pstTypeN)) return static_cast<const psTreeMap&>(set).get(pstRef<psObj>(item.id));
   const std::unique_ptr<psCollectionIterator> iterator(set.iterator());
   return iterator->goTo(pstHandle<psObj>(item.id)) ? iterator->current(pscNoLock) : pstRef<psObj>();
@@ -64,6 +82,10 @@ bool Keyed::remove(psTreeSet& set, const ItemKey& item) const {
       return set.remove(pstHandle<psObj>(item.id));
     case Flavour::raw:
       return set.remove(static_cast<const void*>(&item.number));
+    case Flavour::java: {
+      JavaKey java(item, byNumber_);
+      return set.remove(java.key, java.callee, java.env);
+    }
     default:
       return set.remove(wanted(item));
   }
@@ -75,6 +97,10 @@ bool Keyed::goTo(psCollectionIterator& iterator, const ItemKey& item) const {
       return iterator.goTo(pstHandle<psObj>(item.id));
     case Flavour::raw:
       return iterator.goTo(static_cast<const void*>(&item.number));
+    case Flavour::java: {
+      JavaKey java(item, byNumber_);
+      return static_cast<psTreeIterator&>(iterator).goTo(java.key, java.callee, java.env);
+    }
     default:
       return iterator.goTo(0U, wanted(item));
   }

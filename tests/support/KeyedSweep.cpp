@@ -4,6 +4,19 @@
 
 namespace ps::test {
 
+void sweepKeyed(KeyedWorld& world, const Operation& operation) {
+  std::vector<Trouble> troubles = refusals(world.store.session());
+  const auto fail = [](std::uint64_t k) {
+    auto failure = std::make_shared<JavaFailure>(k);
+    return [failure]() mutable {
+      failure.reset();
+      return JavaFailure::bit();
+    };
+  };
+  if (world.flavour == Flavour::java) troubles.push_back({"a call into Java throws", fail, true});
+  sweep(world, operation, troubles);
+}
+
 void expectWhole(const KeyedWorld& world, const SetModel& after, bool result, bool refused) {
   ASSERT_TRUE(result || refused);
   ASSERT_EQ(world.complaintsAgainst(result ? after : world.model), "") << "the result was " << result;
@@ -14,15 +27,15 @@ void sweepInsertion(KeyedWorld& world, const ItemKey& item) {
   const psId value = world.newValue(1000);
   SetModel after = world.model;
   after.put(item, value);
-  sweep(world, {[&] { return world.insert(item, value); },
-                [&](bool result, bool refused) { expectWhole(world, after, result, refused); }});
+  sweepKeyed(world, {[&] { return world.insert(item, value); },
+                     [&](bool result, bool refused) { expectWhole(world, after, result, refused); }});
 }
 
 void sweepRemoval(KeyedWorld& world, const ItemKey& item) {
   SetModel after = world.model;
   after.remove(item);
-  sweep(world, {[&] { return world.remove(item); },
-                [&](bool result, bool refused) { expectWhole(world, after, result, refused); }});
+  sweepKeyed(world, {[&] { return world.remove(item); },
+                     [&](bool result, bool refused) { expectWhole(world, after, result, refused); }});
 }
 
 void sweepRemovalByIterator(KeyedWorld& world, const ItemKey& item) {
@@ -42,7 +55,7 @@ void sweepRemovalByIterator(KeyedWorld& world, const ItemKey& item) {
     iterator.reset(world.collection().keyIterator());
     ASSERT_TRUE(iterator->goTo(pstHandle<psObj>(item.id)));
   };
-  sweep(world, {[&] { return iterator->remove() == 1; }, verify, prepare});
+  sweepKeyed(world, {[&] { return iterator->remove() == 1; }, verify, prepare});
 }
 
 }  // namespace ps::test

@@ -2,6 +2,7 @@
 
 #include <gtest/gtest.h>
 
+#include <algorithm>
 #include <iterator>
 
 #include "core/IdOrder.h"
@@ -9,7 +10,14 @@
 namespace ps::test {
 
 const char* nameOf(Flavour flavour) {
-  return flavour == Flavour::handle ? "handle" : flavour == Flavour::raw ? "raw" : "callback";
+  const char* const names[] = {"handle", "raw", "callback", "java"};
+  return names[static_cast<int>(flavour)];
+}
+
+std::vector<Flavour> testable(std::vector<Flavour> flavours) {
+  const auto java = std::find(flavours.begin(), flavours.end(), Flavour::java);
+  if (java != flavours.end() && !whyNoJava().empty()) flavours.erase(java);
+  return flavours;
 }
 
 std::uint64_t SetModel::orderOf(const ItemKey& item) const {
@@ -50,8 +58,8 @@ pstHandle<psObj> storedCollection(psSession& session) {
   return collection;
 }
 
-KeyedWorld::KeyedWorld(TempStore::Place place, bool byNumber, Kind kindOfCollection)
-    : store(place), model(byNumber), kind(kindOfCollection) {
+KeyedWorld::KeyedWorld(TempStore::Place place, Flavour flavourOfKeys, bool byNumber, Kind kindOfCollection)
+    : store(place), model(byNumber), kind(kindOfCollection), flavour(flavourOfKeys) {
   EXPECT_EQ(store->begin(pscUpdate), 1) << store->lastError();
   odds_ = store->container(store->database("odd items"), "items");
 }

@@ -6,14 +6,17 @@
 
 #include "core/psCollectionIterator.h"
 #include "support/Item.h"
+#include "support/JavaKey.h"
 #include "support/TempStore.h"
 
 namespace ps::test {
 
-enum class Flavour { handle, raw, callback };
+enum class Flavour { handle, raw, callback, java };
 enum class Kind { set, map };
 
 const char* nameOf(Flavour flavour);
+// The same without Java, where there is none.
+std::vector<Flavour> testable(std::vector<Flavour> flavours);
 inline const char* nameOf(Kind kind) { return kind == Kind::set ? "Set" : "Map"; }
 
 // What a set ought to hold, or a map, in the order of the elements. The values of a set are null.
@@ -98,9 +101,10 @@ class KeyedWorld {
   TempStore store;
   SetModel model;
   const Kind kind;
+  const Flavour flavour;
 
  protected:
-  KeyedWorld(TempStore::Place place, bool byNumber, Kind kindOfCollection);
+  KeyedWorld(TempStore::Place place, Flavour flavourOfKeys, bool byNumber, Kind kindOfCollection);
   // Files a new collection.
   void name(const pstHandle<psObj>& collection);
 

@@ -25,8 +25,8 @@ std::string complaintsAbout(const pstHandle<psTreeSet>& set, const SetModel& mod
   return complaints;
 }
 
-SetWorld::SetWorld(TempStore::Place place, Flavour flavour, bool byNumber, int capacity, Kind kindOfSet)
-    : KeyedWorld(place, byNumber, kindOfSet), keyed(flavour, byNumber) {
+SetWorld::SetWorld(TempStore::Place place, Flavour flavourOfKeys, bool byNumber, int capacity, Kind kindOfSet)
+    : KeyedWorld(place, flavourOfKeys, byNumber, kindOfSet), keyed(flavour, byNumber) {
   const pstHandle<psContObj> sets = store.container("sets");
   pstHandle<psCompare> comparator;
   if (byNumber) comparator = pstHandle<psCompare>(new (sets) ItemCompare);

@@ -12,7 +12,7 @@ std::string complaintsAbout(const pstHandle<psTreeSet>& set, const SetModel& mod
 // A world with a sorted set or map.
 class SetWorld : public KeyedWorld {
  public:
-  SetWorld(TempStore::Place place, Flavour flavour, bool byNumber, int capacity, Kind kindOfSet = Kind::set);
+  SetWorld(TempStore::Place place, Flavour flavourOfKeys, bool byNumber, int capacity, Kind kindOfSet = Kind::set);
 
   psCollection& collection() const override { return *set; }
   bool add(const ItemKey& item) const override { return keyed.add(*set, item); }

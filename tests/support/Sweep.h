@@ -4,6 +4,7 @@
 
 #include <functional>
 #include <string>
+#include <vector>
 
 #include "support/TempStore.h"
 #include "support/TreeChecker.h"
@@ -17,30 +18,34 @@ struct Operation {
   std::function<void()> prepare = [] {};                  // before anything is refused
 };
 
-// Runs the operation with the k-th open refused, in each manner, for every k until no open is left to refuse, and
-// aborts. A World has a store and a collection, takes it up anew with find(), and compares it with what was committed
-// with complaints().
+// What can go wrong at some point of an operation. cause(k) prepares it for the k-th point; the function that it
+// returns ends it and tells whether that point was reached.
+struct Trouble {
+  std::string name;
+  std::function<std::function<bool()>(std::uint64_t k)> cause;
+  bool alwaysFails = false;  // the operation has failed then, and says so
+};
+
+// Opens that are refused, in each manner.
+std::vector<Trouble> refusals(psSession& session);
+
+// Runs the operation with each trouble at every point that it reaches, and aborts. A World has a store and a
+// collection, takes it up anew with find(), and compares it with what was committed with complaints().
 template <class World>
-void sweep(World& world, const Operation& operation) {
-  using Manner = Refuse::Manner;
+void sweep(World& world, const Operation& operation, const std::vector<Trouble>& troubles) {
   ASSERT_EQ(world.store->commit(), 1) << world.store->lastError();
-  for (const Manner manner : {Manner::once, Manner::forGood, Manner::fromThenOn}) {
-    const char* const how = manner == Manner::once      ? "once"
-                            : manner == Manner::forGood ? "for good"
-                                                        : "and all that follow";
-    bool refused = true;
-    for (std::uint64_t k = 1; refused; ++k) {
-      SCOPED_TRACE("open " + std::to_string(k) + " refused " + how);
+  for (const Trouble& trouble : troubles) {
+    bool bit = true;
+    for (std::uint64_t k = 1; bit; ++k) {
+      SCOPED_TRACE(trouble.name + ", at " + std::to_string(k));
       ASSERT_EQ(world.store->begin(pscUpdate), 1);
       world.find();
       operation.prepare();
-      bool result = false;
-      {
-        const Refuse refuse(world.store.session(), k, manner);
-        result = operation.act();
-        refused = refuse.bit();
-      }
-      operation.verify(result, refused);
+      const std::function<bool()> endTrouble = trouble.cause(k);
+      const bool result = operation.act();
+      bit = endTrouble();
+      operation.verify(result, bit);
+      ASSERT_FALSE(trouble.alwaysFails && bit && result);
       ASSERT_EQ(world.store->abort(), 1);
       ASSERT_EQ(world.store->begin(pscRead), 1);
       world.find();
@@ -50,6 +55,11 @@ void sweep(World& world, const Operation& operation) {
       if (testing::Test::HasFailure()) return;
     }
   }
+}
+
+template <class World>
+void sweep(World& world, const Operation& operation) {
+  sweep(world, operation, refusals(world.store.session()));
 }
 
 }  // namespace ps::test
