@@ -25,7 +25,7 @@ configure = cmake --preset $(1) -B $(2) --log-level=WARNING \
 	-DPSCOLLECTIONS_JAVA=$(if $(JDK),ON,OFF) $(4)
 run_tests = ctest --test-dir $(1) --output-on-failure --no-label-summary -j $(JOBS)
 
-.PHONY: build demo check bench bench-quick install asan format format-check tidy clean help
+.PHONY: build demo demo-java check bench bench-quick install asan format format-check tidy clean help
 
 build:
 	@tools/install-dependencies build $(JDK)
@@ -37,6 +37,12 @@ demo:
 	@$(call configure,$(PRESET),$(BUILD),EXAMPLES)
 	@cmake --build $(BUILD) -j $(JOBS) --target wordbook
 	@examples/wordbook/demo.sh $(BUILD)/examples/wordbook/wordbook $(FILES)
+
+demo-java:
+	@tools/install-dependencies build java
+	@$(call configure,$(PRESET),$(BUILD),EXAMPLES,-DPSCOLLECTIONS_JAVA=ON)
+	@cmake --build $(BUILD) -j $(JOBS) --target glossary
+	@examples/glossary/demo.sh $(BUILD)/examples/glossary/glossary
 
 check:
 	@tools/install-dependencies build $(JDK) test
@@ -83,6 +89,7 @@ clean:
 help:
 	@echo 'make              build the library, the examples and the tools'
 	@echo 'make demo         build and run the example; FILES="a.txt b.txt" indexes texts of your own'
+	@echo 'make demo-java    the same for the example in Java'
 	@echo 'make check        build and run all tests'
 	@echo 'make asan         the same under address and undefined-behaviour sanitizers'
 	@echo 'make bench        build and run the benchmarks; bench-quick is a short run that only shows that they work'

@@ -1,0 +1,53 @@
+#pragma once
+
+#include <pscollections.h>
+
+#include <optional>
+#include <stdexcept>
+#include <string>
+#include <vector>
+
+#include "Text.h"
+
+// A text of Java's, as a key: the object itself, what the collections need to compare it, and its letters.
+struct JavaText {
+  JNIEnv_* env;
+  _jobject* callee;
+  _jobject* key;
+  std::u16string letters;
+};
+
+// Something failed; what() says what.
+class GlossaryError : public std::runtime_error {
+ public:
+  using std::runtime_error::runtime_error;
+};
+
+// The terms and abbreviations in a store, in one transaction. Terms are the keys of a sorted map, abbreviations those
+// of a hash map. Neither has a comparator, since Java compares: every look-up in them is made with a key of Java's.
+//
+// An operation that fails throws a GlossaryError. When that is because Java failed, the Java exception is pending.
+class GlossaryStore {
+ public:
+  GlossaryStore(const std::string& path, psMode mode);
+
+  void put(JavaText& term, const std::u16string& meaning);
+  std::optional<std::u16string> meaningOf(JavaText& term);
+  // False when there is no such term.
+  bool abbreviate(JavaText& abbreviation, JavaText& term);
+  std::optional<std::u16string> termFor(JavaText& abbreviation);
+  std::vector<std::u16string> terms();
+  void commit();
+
+ private:
+  void create();
+  pstHandle<Text> makeText(const std::u16string& letters);
+  // Nothing when the reference is null, which must not be because something was refused.
+  std::optional<std::u16string> lettersOf(const pstRef<psObj>& reference) const;
+  [[noreturn]] void fail() const;
+
+  psSession session_;
+  pstHandle<psDBObj> database_;
+  pstHandle<psTreeMap> terms_;
+  pstHandle<psHashMap> abbreviations_;
+};

@@ -1,0 +1,21 @@
+#pragma once
+
+#include <pscollections.h>
+
+#include <string>
+
+// A text of the store, in the letters of Java.
+class Text : public psObj {
+  PS_PERSISTENT_CLASS(Text, psObj, 20011)
+
+ public:
+  // When the store has no room for the letters, the text is not whole.
+  explicit Text(const std::u16string& letters);
+
+  bool isWhole() const { return size_ == letters_.size(); }
+  std::u16string letters() const { return std::u16string(letters_.head(), letters_.size()); }
+
+ private:
+  pstVArray<char16_t> letters_;
+  std::uint32_t size_ = 0;
+};

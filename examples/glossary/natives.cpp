@@ -1,0 +1,122 @@
+#include <jni.h>
+
+#include <memory>
+#include <string>
+
+#include "GlossaryStore.h"
+#include "com_vexa_pm_psScalableCollectionsPersistor.h"
+#include "glossary_Glossary.h"
+
+// The native methods of the Java classes. Each is handed the environment of its thread, and hands it on.
+namespace {
+
+std::u16string lettersOf(JNIEnv* env, jstring text) {
+  std::u16string letters(static_cast<std::size_t>(env->GetStringLength(text)), u'\0');
+  env->GetStringRegion(text, 0, static_cast<jsize>(letters.size()), reinterpret_cast<jchar*>(letters.data()));
+  return letters;
+}
+
+jstring toJava(JNIEnv* env, const std::u16string& letters) {
+  return env->NewString(reinterpret_cast<const jchar*>(letters.data()), static_cast<jsize>(letters.size()));
+}
+
+JavaText textOf(JNIEnv* env, jobject callee, jstring text) { return {env, callee, text, lettersOf(env, text)}; }
+
+void throwInJava(JNIEnv* env, const char* message) {
+  // What Java itself has thrown says more.
+  if (env->ExceptionCheck() == JNI_FALSE) env->ThrowNew(env->FindClass("java/lang/IllegalStateException"), message);
+}
+
+// Runs the operation on the store; what it throws, or a closed store, becomes a Java exception.
+template <class Result, class Operation>
+Result run(JNIEnv* env, jlong address, Operation operation) {
+  auto* const store = reinterpret_cast<GlossaryStore*>(address);
+  try {
+    if (store == nullptr) throw GlossaryError("the glossary is closed");
+    return operation(*store);
+  } catch (const std::exception& failure) {
+    throwInJava(env, failure.what());
+    return Result();
+  }
+}
+
+}  // namespace
+
+jlong JNICALL Java_glossary_Glossary_open(JNIEnv* env, jclass, jstring path, jboolean isToChange) {
+  const char* const letters = env->GetStringUTFChars(path, nullptr);
+  std::unique_ptr<GlossaryStore> store;
+  try {
+    store = std::make_unique<GlossaryStore>(letters, isToChange == JNI_TRUE ? pscUpdate : pscRead);
+  } catch (const std::exception& failure) {
+    throwInJava(env, failure.what());
+  }
+  env->ReleaseStringUTFChars(path, letters);
+  return reinterpret_cast<jlong>(store.release());
+}
+
+void JNICALL Java_glossary_Glossary_close(JNIEnv*, jclass, jlong address) {
+  delete reinterpret_cast<GlossaryStore*>(address);
+}
+
+void JNICALL Java_glossary_Glossary_commit(JNIEnv* env, jclass, jlong address) {
+  run<jboolean>(env, address, [](GlossaryStore& store) { return store.commit(), JNI_TRUE; });
+}
+
+void JNICALL Java_glossary_Glossary_put(JNIEnv* env, jclass, jlong address, jobject texts, jstring term,
+                                        jstring meaning) {
+  run<jboolean>(env, address, [&](GlossaryStore& store) {
+    JavaText key = textOf(env, texts, term);
+    store.put(key, lettersOf(env, meaning));
+    return JNI_TRUE;
+  });
+}
+
+jstring JNICALL Java_glossary_Glossary_meaningOf(JNIEnv* env, jclass, jlong address, jobject texts, jstring term) {
+  return run<jstring>(env, address, [&](GlossaryStore& store) -> jstring {
+    JavaText key = textOf(env, texts, term);
+    const std::optional<std::u16string> meaning = store.meaningOf(key);
+    return meaning ? toJava(env, *meaning) : nullptr;
+  });
+}
+
+jboolean JNICALL Java_glossary_Glossary_abbreviate(JNIEnv* env, jclass, jlong address, jobject texts,
+                                                   jstring abbreviation, jstring term) {
+  return run<jboolean>(env, address, [&](GlossaryStore& store) {
+    JavaText shortName = textOf(env, texts, abbreviation);
+    JavaText longName = textOf(env, texts, term);
+    return store.abbreviate(shortName, longName) ? JNI_TRUE : JNI_FALSE;
+  });
+}
+
+jstring JNICALL Java_glossary_Glossary_termFor(JNIEnv* env, jclass, jlong address, jobject texts,
+                                               jstring abbreviation) {
+  return run<jstring>(env, address, [&](GlossaryStore& store) -> jstring {
+    JavaText key = textOf(env, texts, abbreviation);
+    const std::optional<std::u16string> term = store.termFor(key);
+    return term ? toJava(env, *term) : nullptr;
+  });
+}
+
+jobjectArray JNICALL Java_glossary_Glossary_terms(JNIEnv* env, jclass, jlong address) {
+  return run<jobjectArray>(env, address, [&](GlossaryStore& store) -> jobjectArray {
+    const std::vector<std::u16string> terms = store.terms();
+    const jobjectArray result =
+        env->NewObjectArray(static_cast<jsize>(terms.size()), env->FindClass("java/lang/String"), nullptr);
+    for (std::size_t i = 0; result != nullptr && i < terms.size(); ++i) {
+      const jstring term = toJava(env, terms[i]);
+      if (term == nullptr) return nullptr;
+      env->SetObjectArrayElement(result, static_cast<jsize>(i), term);
+      env->DeleteLocalRef(term);
+    }
+    return result;
+  });
+}
+
+// The library calls Java in the middle of a search, and Java calls back here for what it is to compare.
+jstring JNICALL Java_com_vexa_pm_psScalableCollectionsPersistor_textOf(JNIEnv* env, jclass, jlong element) {
+  const auto part = [element](int i) { return static_cast<unsigned short>(element >> 16 * i); };
+  const pstHandle<Text> text(psId(part(0), part(1), part(2), part(3)));
+  if (text.open(pscRead) == 1) return toJava(env, text->letters());
+  throwInJava(env, pehSessionDataGetFunction()->text().c_str());
+  return nullptr;
+}
