@@ -122,6 +122,10 @@ std::vector<Operation> operationsOn(SetWorld& world, const ItemKey& absent) {
   const std::shared_ptr<psCollectionIterator> iterator(set.iterator());
   auto& treeIterator = static_cast<psTreeIterator&>(*iterator);
   std::vector<Operation> operations = {
+      {[=](Java& java) { return psCompare::compare(element, java.present.key, java.callee, java.env) != 0; }},
+      {[=](Java& java) { return psCompare::compare(element, array, java.callee, java.env) != 0; }},
+      {[=](Java& java) { return psCompare::hash(java.absent.key, java.callee, java.env) != 0; }},
+      {[=](Java& java) { return psCompare::hash(element, java.callee, java.env) != 0; }},
       {[=](Java& java) { return array->add(element, java.absent.key, java.callee, java.env, 1) != -1; }},
       {[&](Java& java) { return set.contains(java.present.key, java.callee, java.env); }},
       {[&](Java& java) { return !set.get(java.present.key, java.callee, java.env).isNull(); }},
@@ -251,6 +255,9 @@ TEST(JavaBridge, AMillionCallsLeaveNothingBehind) {
     for (int k = 0; k < 1000; ++k) sum += psCompare::compare(element, java.key, java.callee, java.env);
     ASSERT_EQ(sum, 0);
     ASSERT_TRUE(world.set->contains(java.key, java.callee, java.env));
+    _jobject* nothing = nullptr;
+    ASSERT_FALSE(world.set->contains(java.key, nothing, java.env));
+    ASSERT_NE(JavaMachine::takeException(), "");
     const JavaFailure failure(1 + i % 5);
     ASSERT_FALSE(world.set->contains(java.key, java.callee, java.env));
     ASSERT_EQ(JavaMachine::takeException(), "java.lang.IllegalStateException: call " + std::to_string(1 + i % 5));

@@ -1,8 +1,14 @@
 #include <gtest/gtest.h>
 
+#include <chrono>
+#include <condition_variable>
 #include <fstream>
 #include <functional>
 #include <iterator>
+#include <mutex>
+#include <thread>
+#include <utility>
+#include <vector>
 
 #include "core/psCompare.h"
 #include "core/psJavaId.h"
@@ -20,7 +26,7 @@ struct LookUps {
   int classes = 0;
   int methods = 0;
   int fields = 0;
-  int globals = 0;
+  int globals = 0;  // references made, less those deleted
 
   bool operator==(const LookUps& other) const {
     return classes == other.classes && methods == other.methods && fields == other.fields && globals == other.globals;
@@ -32,30 +38,77 @@ std::ostream& operator<<(std::ostream& out, const LookUps& lookUps) {
              << lookUps.globals << " global references";
 }
 
-LookUps made;
+constexpr LookUps none = {};
+constexpr LookUps ofMissingClass = {1, 0, 0, 0};
+constexpr LookUps ofMissingMethod = {1, 1, 0, 0};
+constexpr LookUps ofMissingLastField = {1, 0, 5, 0};
+constexpr LookUps ofMethod = {1, 1, 0, 1};
+
+// What all threads look up. Where several are expected, each waits for the others once it looks for a class.
+class Counter {
+ public:
+  void expectThreads(int threads) { expected_ = threads; }
+
+  LookUps take() {
+    const std::lock_guard<std::mutex> lock(mutex_);
+    return std::exchange(made_, none);
+  }
+
+  void add(int LookUps::*what, int number = 1) {
+    const std::lock_guard<std::mutex> lock(mutex_);
+    made_.*what += number;
+  }
+
+  void addClass() {
+    std::unique_lock<std::mutex> lock(mutex_);
+    ++made_.classes;
+    --expected_;
+    changed_.notify_all();
+    changed_.wait_for(lock, std::chrono::seconds(20), [this] { return expected_ <= 0; });
+  }
+
+ private:
+  std::mutex mutex_;
+  std::condition_variable changed_;
+  LookUps made_;
+  int expected_ = 0;
+};
+
+Counter counter;
 const JNINativeInterface_* original = nullptr;
 
-// Has the environment count what it is asked for.
-void countLookUps(JNIEnv* env) {
-  static JNINativeInterface_ counting = *env->functions;
-  original = env->functions;
-  counting.FindClass = [](JNIEnv* in, const char* name) {
-    ++made.classes;
-    return original->FindClass(in, name);
+JNINativeInterface_ countingInterface() {
+  JNINativeInterface_ counting = *original;
+  counting.FindClass = [](JNIEnv* env, const char* name) {
+    counter.addClass();
+    return original->FindClass(env, name);
   };
-  counting.GetMethodID = [](JNIEnv* in, jclass of, const char* name, const char* signature) {
-    ++made.methods;
-    return original->GetMethodID(in, of, name, signature);
+  counting.GetMethodID = [](JNIEnv* env, jclass of, const char* name, const char* signature) {
+    counter.add(&LookUps::methods);
+    return original->GetMethodID(env, of, name, signature);
   };
-  counting.GetFieldID = [](JNIEnv* in, jclass of, const char* name, const char* signature) {
-    ++made.fields;
-    return original->GetFieldID(in, of, name, signature);
+  counting.GetFieldID = [](JNIEnv* env, jclass of, const char* name, const char* signature) {
+    counter.add(&LookUps::fields);
+    return original->GetFieldID(env, of, name, signature);
   };
-  counting.NewGlobalRef = [](JNIEnv* in, jobject object) {
-    ++made.globals;
-    return original->NewGlobalRef(in, object);
+  counting.NewGlobalRef = [](JNIEnv* env, jobject object) {
+    counter.add(&LookUps::globals);
+    return original->NewGlobalRef(env, object);
   };
+  counting.DeleteGlobalRef = [](JNIEnv* env, jobject object) {
+    counter.add(&LookUps::globals, -1);
+    original->DeleteGlobalRef(env, object);
+  };
+  return counting;
+}
+
+// The environment of the calling thread, which counts what it is asked for.
+JNIEnv* countingEnv() {
+  JNIEnv* const env = JavaMachine::env();
+  if (original == nullptr) original = env->functions;
+  static const JNINativeInterface_ counting = countingInterface();
   env->functions = &counting;
+  return env;
 }
 
 // Ends the pending exception and gives its class; "" when there is none.
@@ -77,69 +130,97 @@ jobject define(JNIEnv* env, const std::string& name) {
   return env->AllocObject(defined);
 }
 
-// One of the functions that call Java: what it gives, and how it looks up.
-struct Call {
-  std::function<int()> make;
-  LookUps failing;     // without the class
-  LookUps succeeding;  // the first time that all is there
-  int result;
+class JavaLookUp : public testing::Test {
+ protected:
+  JavaLookUp() {
+    EXPECT_EQ(store_->begin(pscUpdate), 1);
+    element_ = makeItem(store_.container("c"), 1).id;
+    set_ = new (store_.container("c")) psHashSet(3, 1);
+  }
+
+  LookUps lookUpsOf(const std::function<int()>& call, int expected) const {
+    counter.take();
+    EXPECT_EQ(call(), expected);
+    return counter.take();
+  }
+
+  void fillIdentifier() {
+    psId filling(1, 2, 3, 4);
+    jsetJavaOidFromOid(env_, id_, filling, 4025);
+  }
+
+  void lookUpWhatIsMissing();
+  void lookUpWhatIsThere();
+  void lookUpInSeveralThreads();
+
+  JNIEnv* env_ = (JavaMachine::start({"-Xcheck:jni", "-Djava.class.path=nowhere"}), countingEnv());
+  TempStore store_{TempStore::Place::memory};
+  pstHandle<psObj> element_;
+  pstHandle<psHashSet> set_;
+  jobject key_ = env_->NewStringUTF("key");
+  jobject callee_ = key_;
+  jobject id_ = key_;
+  const std::function<int()> compare_ = [this] { return psCompare::compare(element_, key_, callee_, env_); };
+  const std::function<int()> compareElements_ = [this] {
+    return psCompare::compare(element_, element_, callee_, env_);
+  };
+  const std::function<int()> hash_ = [this] { return psCompare::hash(key_, callee_, env_); };
+  const std::function<int()> hashElement_ = [this] { return psCompare::hash(element_, callee_, env_); };
+  const std::function<int()> fill_ = [this] { return fillIdentifier(), 0; };
 };
 
-TEST(JavaLookUp, IsTriedAgainUntilItSucceedsAndThenNoMore) {
-  JavaMachine::start({"-Xcheck:jni", "-Djava.class.path=nowhere"});
-  JNIEnv* const env = JavaMachine::env();
-  countLookUps(env);
-  TempStore store(TempStore::Place::memory);
-  ASSERT_EQ(store->begin(pscUpdate), 1);
-  const pstHandle<psObj> element(makeItem(store.container("c"), 1).id);
-  const pstHandle<psHashSet> set(new (store.container("c")) psHashSet(3, 1));
-  jobject key = env->NewStringUTF("key");
-  jobject callee = key;
-  jobject id = key;
-  const Call calls[] = {{[&] { return psCompare::compare(element, key, callee, env); }, {1, 0, 0, 0}, {1, 1, 0, 1}, 11},
-                        {[&] { return psCompare::hash(key, callee, env); }, {1, 0, 0, 0}, {1, 1, 0, 1}, 12},
-                        {[&] { return psCompare::hash(element, callee, env); }, {1, 0, 0, 0}, {1, 1, 0, 1}, 13}};
-  const auto compareElements = [&] { return psCompare::compare(element, element, callee, env); };
-  const auto fillIdentifier = [&] {
-    psId filling(1, 2, 3, 4);
-    jsetJavaOidFromOid(env, id, filling, 4025);
-    return 0;
-  };
-  const auto lookUpsOf = [&](const std::function<int()>& call, int expected) {
-    made = LookUps();
-    EXPECT_EQ(call(), expected);
-    return made;
-  };
-
-  for (int i = 0; i < 50; ++i) {  // more than there is room for local references
-    for (const Call& call : calls) {
-      EXPECT_EQ(lookUpsOf(call.make, 0), call.failing);
-      EXPECT_EQ(takeException(), "java.lang.NoClassDefFoundError");
+// The rounds make more local references than there is room for, should any be left.
+void JavaLookUp::lookUpWhatIsMissing() {
+  for (int round = 0; round < 50; ++round) {
+    for (const auto& call : {compare_, compareElements_, hash_, hashElement_, fill_}) {
+      ASSERT_EQ(lookUpsOf(call, 0), ofMissingClass);
+      ASSERT_EQ(takeException(), "java.lang.NoClassDefFoundError");
     }
-    EXPECT_EQ(lookUpsOf(fillIdentifier, 0), (LookUps{1, 0, 0, 0}));
-    EXPECT_EQ(takeException(), "java.lang.NoClassDefFoundError");
-    EXPECT_FALSE(set->add(element, key, callee, env));
-    EXPECT_EQ(takeException(), "java.lang.NoClassDefFoundError");
-    if (HasFailure()) return;
+    ASSERT_FALSE(set_->add(element_, key_, callee_, env_));
+    ASSERT_EQ(takeException(), "java.lang.NoClassDefFoundError");
   }
+}
 
-  callee = define(env, "com/vexa/pm/psScalableCollectionsPersistor");
-  id = define(env, "COM/vexa/pm/psId");
-  for (const Call& call : calls) {
-    EXPECT_EQ(lookUpsOf(call.make, call.result), call.succeeding);
-    for (int i = 0; i < 3; ++i) EXPECT_EQ(lookUpsOf(call.make, call.result), LookUps());
+void JavaLookUp::lookUpWhatIsThere() {
+  ASSERT_EQ(lookUpsOf(compare_, 11), ofMethod);
+  ASSERT_EQ(lookUpsOf(hash_, 12), ofMethod);
+  for (int round = 0; round < 50; ++round) {
+    ASSERT_EQ(lookUpsOf(compare_, 11), none);
+    ASSERT_EQ(lookUpsOf(hash_, 12), none);
+    ASSERT_EQ(lookUpsOf(compareElements_, 0), ofMissingMethod);
+    ASSERT_EQ(takeException(), "java.lang.NoSuchMethodError");
+    ASSERT_EQ(lookUpsOf(fill_, 0), ofMissingLastField);
+    ASSERT_EQ(takeException(), "java.lang.NoSuchFieldError");
   }
-  for (int i = 0; i < 50; ++i) {
-    EXPECT_EQ(lookUpsOf(compareElements, 0), (LookUps{1, 1, 0, 0}));
-    EXPECT_EQ(takeException(), "java.lang.NoSuchMethodError");
-    EXPECT_EQ(lookUpsOf(fillIdentifier, 0), (LookUps{1, 0, 5, 0})) << "the last field is missing";
-    EXPECT_EQ(takeException(), "java.lang.NoSuchFieldError");
-    if (HasFailure()) return;
+  const jfieldID slot = original->GetFieldID(env_, env_->GetObjectClass(id_), "slot", "I");
+  ASSERT_EQ(env_->GetIntField(id_, slot), 0);
+  ASSERT_TRUE(set_->add(element_, key_, callee_, env_));
+}
+
+// Both find the method, and one of the references goes again.
+void JavaLookUp::lookUpInSeveralThreads() {
+  jobject callee = original->NewGlobalRef(env_, callee_);
+  counter.take();
+  counter.expectThreads(2);
+  std::vector<std::thread> threads;
+  for (int i = 0; i < 2; ++i) {
+    threads.emplace_back([&, element = element_.oid()] {
+      EXPECT_EQ(psCompare::hash(pstHandle<psObj>(element), callee, countingEnv()), 13);
+    });
   }
-  const jfieldID slot = original->GetFieldID(env, env->GetObjectClass(id), "slot", "I");
-  EXPECT_EQ(env->GetIntField(id, slot), 0);
-  EXPECT_TRUE(set->add(element, key, callee, env));
-  EXPECT_EQ(set->size(), 1);
+  for (std::thread& thread : threads) thread.join();
+  EXPECT_EQ(counter.take(), (LookUps{2, 2, 0, 1}));
+  EXPECT_EQ(lookUpsOf(hashElement_, 13), none);
+  original->DeleteGlobalRef(env_, callee);
+}
+
+TEST_F(JavaLookUp, IsTriedAgainUntilItSucceedsAndThenNoMore) {
+  lookUpWhatIsMissing();
+  callee_ = define(env_, "com/vexa/pm/psScalableCollectionsPersistor");
+  id_ = define(env_, "COM/vexa/pm/psId");
+  if (HasFailure()) return;
+  lookUpWhatIsThere();
+  lookUpInSeveralThreads();
   EXPECT_EQ(JavaMachine::complaints(), "");
 }
 

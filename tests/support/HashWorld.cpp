@@ -115,8 +115,8 @@ bool HashWorld::contains(const ItemKey& item) const {
   if (flavour == Flavour::raw) return set->contains(static_cast<const void*>(&item.number));
   if (flavour == Flavour::handle) return set->contains(pstHandle<psObj>(item.id));
   if (flavour == Flavour::java) {
-    JavaKey java = javaKey(item);
-    return set->contains(hashOf(item), java.key, java.callee, java.env);
+    JavaKey java = javaKeyToLookUp(item);
+    return set->contains(hashToLookUp(item), java.key, java.callee, java.env);
   }
   return set->contains(hashOf(item), Keyed::comparisonWith(item, model.byNumber()));
 }
@@ -125,8 +125,8 @@ pstRef<psObj> HashWorld::get(const ItemKey& item) const {
   if (flavour == Flavour::raw) return set->get(static_cast<const void*>(&item.number));
   if (flavour == Flavour::callback) return set->get(hashOf(item), Keyed::comparisonWith(item, model.byNumber()));
   if (flavour == Flavour::java) {
-    JavaKey java = javaKey(item);
-    return set->get(hashOf(item), java.key, java.callee, java.env);
+    JavaKey java = javaKeyToLookUp(item);
+    return set->get(hashToLookUp(item), java.key, java.callee, java.env);
   }
   const pstHandle<Item> object(item.id);
   return kind == Kind::map ? map().get(pstHandle<psObj>(item.id)) : set->get(object.operator->());

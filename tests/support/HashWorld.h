@@ -69,6 +69,11 @@ class HashWorld final : public KeyedWorld {
 
  private:
   JavaKey javaKey(const ItemKey& item) const { return JavaKey(item, model.byNumber(), hashOf(item)); }
+  // For a look-up with a given hash: a set goes by that alone, a map does not look at it. The other one is wrong.
+  JavaKey javaKeyToLookUp(const ItemKey& item) const {
+    return JavaKey(item, model.byNumber(), kind == Kind::set ? ~hashOf(item) : hashOf(item));
+  }
+  std::uint32_t hashToLookUp(const ItemKey& item) const { return kind == Kind::set ? hashOf(item) : ~hashOf(item); }
 };
 
 // What statistics prints of the set.
