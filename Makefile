@@ -81,6 +81,7 @@ format-check:
 tidy:
 	@tools/install-dependencies build $(JDK) test lint
 	@$(call configure,$(PRESET),$(BUILD),EXAMPLES TESTS)
+	@$(if $(JDK),cmake --build $(BUILD) --target glossary_jar)
 	@run-clang-tidy -quiet -p $(BUILD) -j $(JOBS) '$(CURDIR)/(src|examples|tools)/'
 
 clean:

@@ -10,6 +10,13 @@ install(TARGETS pscollections EXPORT pscollectionsTargets
   ARCHIVE DESTINATION "${CMAKE_INSTALL_LIBDIR}")
 install(EXPORT pscollectionsTargets NAMESPACE pscollections:: DESTINATION "${package_dir}")
 
+# A program that hands in Java keys can ask for it.
+if(PSCOLLECTIONS_NO_JDK)
+  set(pc_java no)
+else()
+  set(pc_java yes)
+endif()
+
 configure_package_config_file(cmake/pscollectionsConfig.cmake.in "${PROJECT_BINARY_DIR}/pscollectionsConfig.cmake"
   INSTALL_DESTINATION "${package_dir}")
 # Before 1.0 a new minor version may break what compiled against the last one.

@@ -59,9 +59,8 @@ bool GlossaryStore::abbreviate(JavaText& abbreviation, JavaText& term) {
 }
 
 std::optional<std::u16string> GlossaryStore::termFor(JavaText& abbreviation) {
-  const std::uint32_t hash =
-      static_cast<std::uint32_t>(psCompare::hash(abbreviation.key, abbreviation.callee, abbreviation.env));
-  return lettersOf(abbreviations_->get(hash, abbreviation.key, abbreviation.callee, abbreviation.env));
+  constexpr unsigned int unusedHash = 0;  // a map asks Java for it
+  return lettersOf(abbreviations_->get(unusedHash, abbreviation.key, abbreviation.callee, abbreviation.env));
 }
 
 std::vector<std::u16string> GlossaryStore::terms() {
@@ -90,7 +89,7 @@ std::optional<std::u16string> GlossaryStore::lettersOf(const pstRef<psObj>& refe
   if (session_.counters().refusals != 0) fail();
   if (reference.isNull()) return std::nullopt;
   const pstHandle<Text> text(reference);
-  if (text.open(pscRead) != 1) fail();
+  if (text.open(pscRead) != 1 || !text->isWhole()) fail();
   return text->letters();
 }
 

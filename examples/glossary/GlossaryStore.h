@@ -26,7 +26,8 @@ class GlossaryError : public std::runtime_error {
 // The terms and abbreviations in a store, in one transaction. Terms are the keys of a sorted map, abbreviations those
 // of a hash map. Neither has a comparator, since Java compares: every look-up in them is made with a key of Java's.
 //
-// An operation that fails throws a GlossaryError. When that is because Java failed, the Java exception is pending.
+// An operation that fails throws a GlossaryError, or leaves a Java exception pending, or both; what was changed so far
+// is then of no use, and is to be abandoned.
 class GlossaryStore {
  public:
   GlossaryStore(const std::string& path, psMode mode);
@@ -38,6 +39,8 @@ class GlossaryStore {
   std::optional<std::u16string> termFor(JavaText& abbreviation);
   std::vector<std::u16string> terms();
   void commit();
+  // Undoes what is not committed. Nothing else can be done with the glossary then.
+  void abandon() { session_.abort(); }
 
  private:
   void create();

@@ -9,9 +9,9 @@ class Text : public psObj {
   PS_PERSISTENT_CLASS(Text, psObj, 20011)
 
  public:
-  // When the store has no room for the letters, the text is not whole.
   explicit Text(const std::u16string& letters);
 
+  // False when there was no room for the letters, or they cannot be read.
   bool isWhole() const { return size_ == letters_.size(); }
   std::u16string letters() const { return std::u16string(letters_.head(), letters_.size()); }
 

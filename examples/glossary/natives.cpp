@@ -1,6 +1,5 @@
 #include <jni.h>
 
-#include <memory>
 #include <string>
 
 #include "GlossaryStore.h"
@@ -27,31 +26,38 @@ void throwInJava(JNIEnv* env, const char* message) {
   if (env->ExceptionCheck() == JNI_FALSE) env->ThrowNew(env->FindClass("java/lang/IllegalStateException"), message);
 }
 
-// Runs the operation on the store; what it throws, or a closed store, becomes a Java exception.
+// Runs the operation; what it throws becomes a Java exception. Exceptions of C++ must not run through Java.
 template <class Result, class Operation>
-Result run(JNIEnv* env, jlong address, Operation operation) {
-  auto* const store = reinterpret_cast<GlossaryStore*>(address);
+Result guarded(JNIEnv* env, Operation operation) {
   try {
-    if (store == nullptr) throw GlossaryError("the glossary is closed");
-    return operation(*store);
+    return operation();
   } catch (const std::exception& failure) {
     throwInJava(env, failure.what());
     return Result();
   }
 }
 
+// The same on a store. After an exception, be it of this operation or of what it called in Java, the store's changes
+// are abandoned, so that nothing half done can be committed.
+template <class Result, class Operation>
+Result run(JNIEnv* env, jlong address, Operation operation) {
+  auto* const store = reinterpret_cast<GlossaryStore*>(address);
+  const Result result = guarded<Result>(env, [&] {
+    if (store == nullptr) throw GlossaryError("the glossary is closed");
+    return operation(*store);
+  });
+  if (store != nullptr && env->ExceptionCheck() == JNI_TRUE) store->abandon();
+  return result;
+}
+
 }  // namespace
 
-jlong JNICALL Java_glossary_Glossary_open(JNIEnv* env, jclass, jstring path, jboolean isToChange) {
-  const char* const letters = env->GetStringUTFChars(path, nullptr);
-  std::unique_ptr<GlossaryStore> store;
-  try {
-    store = std::make_unique<GlossaryStore>(letters, isToChange == JNI_TRUE ? pscUpdate : pscRead);
-  } catch (const std::exception& failure) {
-    throwInJava(env, failure.what());
-  }
-  env->ReleaseStringUTFChars(path, letters);
-  return reinterpret_cast<jlong>(store.release());
+jlong JNICALL Java_glossary_Glossary_open(JNIEnv* env, jclass, jbyteArray path, jboolean isToChange) {
+  return guarded<jlong>(env, [&] {
+    std::string bytes(static_cast<std::size_t>(env->GetArrayLength(path)), '\0');
+    env->GetByteArrayRegion(path, 0, static_cast<jsize>(bytes.size()), reinterpret_cast<jbyte*>(bytes.data()));
+    return reinterpret_cast<jlong>(new GlossaryStore(bytes, isToChange == JNI_TRUE ? pscUpdate : pscRead));
+  });
 }
 
 void JNICALL Java_glossary_Glossary_close(JNIEnv*, jclass, jlong address) {
@@ -114,9 +120,12 @@ jobjectArray JNICALL Java_glossary_Glossary_terms(JNIEnv* env, jclass, jlong add
 
 // The library calls Java in the middle of a search, and Java calls back here for what it is to compare.
 jstring JNICALL Java_com_vexa_pm_psScalableCollectionsPersistor_textOf(JNIEnv* env, jclass, jlong element) {
-  const auto part = [element](int i) { return static_cast<unsigned short>(element >> 16 * i); };
-  const pstHandle<Text> text(psId(part(0), part(1), part(2), part(3)));
-  if (text.open(pscRead) == 1) return toJava(env, text->letters());
-  throwInJava(env, pehSessionDataGetFunction()->text().c_str());
-  return nullptr;
+  return guarded<jstring>(env, [&] {
+    const auto part = [element](int i) { return static_cast<unsigned short>(element >> 16 * i); };
+    const pstHandle<Text> text(psId(part(0), part(1), part(2), part(3)));
+    if (text.open(pscRead) != 1 || !text->isWhole()) {
+      throw GlossaryError("a text cannot be read. " + pehSessionDataGetFunction()->text());
+    }
+    return toJava(env, text->letters());
+  });
 }

@@ -61,5 +61,6 @@ int psSortedArray::add(const pstHandle<psObj>& element, pstHandle<psCompare>& co
 int psSortedArray::add(const pstHandle<psObj>& element, _jobject*& key, _jobject*& callee, JNIEnv_* env,
                        unsigned char leaf) {
   JavaProbe probe(key, callee, env);
+  // While an exception is pending nothing is added, not even to an empty array.
   return probe.failed() ? -1 : insert(*this, element, probe, leaf);
 }

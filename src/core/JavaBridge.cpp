@@ -25,6 +25,21 @@ struct Member {
   const char* signature;
 };
 
+void throwJava(JNIEnv* env, const char* exceptionClass, const char* message) {
+  const jclass exception = env->FindClass(exceptionClass);
+  if (exception == nullptr) return;
+  env->ThrowNew(exception, message);
+  env->DeleteLocalRef(exception);
+}
+
+jclass globalReference(JNIEnv* env, jclass local) {
+  const auto global = static_cast<jclass>(env->NewGlobalRef(local));
+  if (global == nullptr && env->ExceptionCheck() == JNI_FALSE) {
+    throwJava(env, "java/lang/OutOfMemoryError", "no memory for a reference to a class");
+  }
+  return global;
+}
+
 // Looks a class up when it is first needed, and keeps it for the life of the process. A look-up that fails leaves its
 // exception pending and is made again the next time. Threads that come first together each look up, and all go on with
 // what one of them found. No lock is held meanwhile, since class loaders are Java code that may come back here.
@@ -48,7 +63,7 @@ class ClassLookUp {
     if (local == nullptr) return nullptr;
     auto found = std::make_unique<Class>();
     const bool isWhole = findMembers(env, local, *found);
-    if (isWhole) found->reference = static_cast<jclass>(env->NewGlobalRef(local));
+    if (isWhole) found->reference = globalReference(env, local);
     env->DeleteLocalRef(local);
     return found->reference != nullptr ? keep(env, std::move(found)) : nullptr;
   }
@@ -89,13 +104,6 @@ Method hashOfElement("cpp_hash2", "(J)I");
 ClassLookUp<jfieldID, 5> identifierFields("COM/vexa/pm/psId", &JNIEnv::GetFieldID,
                                           {{{"DB", "I"}, {"OC", "I"}, {"page", "I"}, {"slot", "I"}, {"typeN", "I"}}});
 
-void throwJava(JNIEnv* env, const char* exceptionClass, const char* message) {
-  const jclass exception = env->FindClass(exceptionClass);
-  if (exception == nullptr) return;
-  env->ThrowNew(exception, message);
-  env->DeleteLocalRef(exception);
-}
-
 // Whether Java can be called: there are an environment and an object, and no exception is pending.
 bool canCall(JNIEnv* env, jobject object, const char* complaintAboutNull) {
   if (env == nullptr) {
@@ -123,17 +131,19 @@ JavaBridge::JavaBridge(_jobject* callee, JNIEnv_* env)
       env_(env),
       isOpen_(canCall(env, callee, "callee: the object that compares and hashes is null")) {}
 
-template <class Method, class... Arguments>
-std::optional<int> JavaBridge::call(Method& method, Arguments... arguments) {
+template <class LookUp, class... Arguments>
+std::optional<int> JavaBridge::call(LookUp& method, Arguments... arguments) {
   if (!isOpen_) return std::nullopt;
   isOpen_ = false;
   const auto* const found = method.in(env_);
   if (found == nullptr) return std::nullopt;
-  if (!isOfItsClass_) {
-    isOfItsClass_ = isInstance(env_, callee_, found->reference,
-                               "callee: not of the class com.vexa.pm.psScalableCollectionsPersistor that was found");
+  // Where there are several class loaders, two methods need not have been found in the same class.
+  if (known_ != found && !isInstance(env_, callee_, found->reference,
+                                     "callee: not of the class com.vexa.pm.psScalableCollectionsPersistor that was "
+                                     "found")) {
+    return std::nullopt;
   }
-  if (!isOfItsClass_) return std::nullopt;
+  known_ = found;
   const jint result = env_->CallIntMethod(callee_, found->members[0], arguments...);
   isOpen_ = env_->ExceptionCheck() == JNI_FALSE;
   return isOpen_ ? std::optional<int>(result) : std::nullopt;

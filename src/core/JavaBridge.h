@@ -23,13 +23,13 @@ class JavaBridge {
   std::optional<int> hash(const psId& element);
 
  private:
-  template <class Method, class... Arguments>
-  std::optional<int> call(Method& method, Arguments... arguments);
+  template <class LookUp, class... Arguments>
+  std::optional<int> call(LookUp& method, Arguments... arguments);
 
   _jobject* callee_;
   JNIEnv_* env_;
   bool isOpen_ = false;
-  bool isOfItsClass_ = false;  // known once a method has been called
+  const void* known_ = nullptr;  // the class that callee is known to be of, with the method called last
 };
 
 }  // namespace ps::detail

@@ -77,7 +77,8 @@ class PS_API psCompare : public psObj {
   //
   // env is the environment of the calling thread, which must be attached to the JVM. A class or method is looked up at
   // its first call, and again after a look-up that failed. When a call fails, or an exception is pending already, in
-  // which case nothing is called, the result is 0 and the exception stays pending.
+  // which case nothing is called, the result is 0 and the exception stays pending: so ask for one before you believe
+  // that something is equal. Without env, or in a build without Java, the result is 0 and an error is signalled.
   static int compare(const pstHandle<psObj>& element, _jobject*& key, _jobject*& callee, JNIEnv_* env);
   static int hash(_jobject*& key, _jobject*& callee, JNIEnv_* env);
   static int compare(const pstHandle<psObj>& element, const pstHandle<psObj>& other, _jobject*& callee, JNIEnv_* env);

@@ -9,7 +9,7 @@
 // Fills the int fields DB, OC, page, slot and typeN of object, each part of the identifier as a number from 0 to 65535.
 // env is the environment of the calling thread. When the class or one of its fields is missing, or object is null or of
 // another class, nothing is set and a Java exception is pending that says so; when one is pending already, nothing is
-// done.
+// done. Without env, or in a build without Java, an error is signalled.
 PS_API void jsetJavaOidFromOid(JNIEnv_* env, _jobject*& object, psId& id, unsigned int typeN);
 
 // Sets one int field to the low 32 bits of value. Nothing is checked.

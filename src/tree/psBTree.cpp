@@ -212,6 +212,7 @@ pstHandle<psBTree> psBTree::potentialParentOf(int (*compare)(unsigned int, unsig
 
 pstHandle<psBTree> psBTree::potentialParentOf(_jobject*& key, _jobject*& callee, JNIEnv_* env) const {
   JavaProbe probe(key, callee, env);
+  // While an exception is pending there is no answer, not even where nothing would have to be compared.
   return probe.failed() ? pstHandle<psBTree>() : ps::detail::leafFor(*this, probe);
 }
 

@@ -6,6 +6,7 @@
 
 #include "arrays/psSortedArray.h"
 #include "support/Item.h"
+#include "support/JavaKey.h"
 #include "support/TempStore.h"
 
 namespace ps::test {
@@ -25,6 +26,12 @@ class PsSortedArray : public testing::Test {
     EXPECT_EQ(store.session().begin(pscUpdate), 1);
     place = store.container("c");
     comparator = pstHandle<psCompare>(new (place) ItemCompare);
+  }
+
+  int add(psSortedArray& array, const ItemKey& item, bool byJava) {
+    if (!byJava || !whyNoJava().empty()) return array.add(item.id, comparator, 1);
+    JavaKey java(item, true);
+    return array.add(item.id, java.key, java.callee, java.env, 1);
   }
 
   TempStore store{TempStore::Place::memory};
@@ -51,12 +58,15 @@ TEST_F(PsSortedArray, KeepsOrderAndFindsTheFirstThatIsNotLess) {
         ASSERT_EQ(array->binarySearch(pstHandle<psObj>(key.id), comparator, 1), expected);
         ASSERT_EQ(array->binarySearch(&key.number, comparator, 1), expected);
         ASSERT_EQ(array->binarySearch(compareWithWanted, 1), expected);
+        if (!whyNoJava().empty()) continue;
+        JavaKey java(key, true);
+        ASSERT_EQ(array->binarySearch(java.key, java.callee, java.env, 1), expected);
       }
       if (n == 20) break;
       const ItemKey item = makeItem(place, std::uniform_int_distribution<int>(0, 8)(random));
       const auto less = [](const ItemKey& a, const ItemKey& b) { return a.number < b.number; };
       const auto at = std::lower_bound(model.begin(), model.end(), item, less);
-      ASSERT_EQ(array->add(item.id, comparator, 1), static_cast<int>(at - model.begin()));
+      ASSERT_EQ(add(*array, item, round % 2 == 0), static_cast<int>(at - model.begin()));
       model.insert(at, item);
       for (std::size_t i = 0; i < model.size(); ++i) ASSERT_EQ((*array)[static_cast<int>(i)], model[i].id);
     }

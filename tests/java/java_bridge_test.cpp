@@ -97,6 +97,14 @@ TEST(JavaBridge, FillsAnIdentifier) {
   jsetJavaOidFromOid(env, java.key, id, 1);
   EXPECT_EQ(JavaMachine::takeException(),
             "java.lang.IllegalArgumentException: not of the class COM.vexa.pm.psId that was found");
+
+  env->ThrowNew(env->FindClass("java/lang/Error"), "before");
+  jsetJavaOidFromOid(env, object, id, 1);
+  EXPECT_EQ(JavaMachine::takeException(), "java.lang.Error: before");
+  pehSessionDataGetFunction()->clear();
+  jsetJavaOidFromOid(nullptr, object, id, 1);
+  EXPECT_NE(pehSessionDataGetFunction()->text(), "");
+  EXPECT_EQ(intFieldOf(env, object, "DB"), 0xFFFF) << "it stays as it was";
 }
 
 // Java objects for a call: keys of an item that is there and of one that is not, and what goes with them.
@@ -129,10 +137,13 @@ std::vector<Operation> operationsOn(SetWorld& world, const ItemKey& absent) {
       {[=](Java& java) { return array->add(element, java.absent.key, java.callee, java.env, 1) != -1; }},
       {[&](Java& java) { return set.contains(java.present.key, java.callee, java.env); }},
       {[&](Java& java) { return !set.get(java.present.key, java.callee, java.env).isNull(); }},
-      {[&](Java& java) { return !set.potentialParentOf(java.present.key, java.callee, java.env).isNull(); }},
+      {[&, element](Java& java) {
+        const pstHandle<psBTree> leaf = set.potentialParentOf(java.absent.key, java.callee, java.env);
+        return !leaf.isNull() && leaf == set.potentialParentOf(element);
+      }},
       {[&, iterator](Java& java) { return treeIterator.goTo(java.present.key, java.callee, java.env); }},
       {[&, element](Java& java) { return set.add(element, java.absent.key, java.callee, java.env); }},
-      {[&](Java& java) { return set.remove(java.absent.key, java.callee, java.env); }}};
+      {[&](Java& java) { return set.remove(java.present.key, java.callee, java.env); }}};
   if (world.kind == Kind::map) {
     operations.push_back({[&, element](Java& java) {
       return world.map().put(element, element, java.absent.key, java.callee, java.env) == 1;
@@ -152,15 +163,12 @@ std::vector<Operation> operationsOn(HashWorld& world, const ItemKey& absent) {
       {[&, hash](Java& java) { return set.contains(hash, java.present.key, java.callee, java.env); }},
       {[&, hash](Java& java) { return !set.get(hash, java.present.key, java.callee, java.env).isNull(); }},
       {[&, iterator](Java& java) { return hashIterator.goTo(0, java.present.key, java.callee, java.env); }},
-      {[&, element](Java& java) { return set.add(element, java.absent.key, java.callee, java.env); }},
-      {[&](Java& java) { return set.remove(java.absent.key, java.callee, java.env); }}};
+      {[&, element](Java& java) { return set.add(element, java.absent.key, java.callee, java.env); }}};
   if (world.kind == Kind::map) {
     psHashMap& map = world.map();
     operations.push_back({[&](Java& java) { return !map.entry(java.present.key, java.callee, java.env).isNull(); }});
-    operations.push_back({[&, element](Java& java) {
-      return map.put(element, element, java.absent.key, java.callee, java.env) &&
-             map.remove(java.absent.key, java.callee, java.env);
-    }});
+    operations.push_back(
+        {[&, element](Java& java) { return map.put(element, element, java.absent.key, java.callee, java.env); }});
     operations.push_back({[&, element, absentHash](Java& java) {
                             pstHandle<psHashBucket> bucket(ps::detail::placeOf(map, absentHash)->bucket());
                             return map.addNewEntry(element, element, bucket, absentHash, java.absent.key, java.callee,
@@ -168,6 +176,7 @@ std::vector<Operation> operationsOn(HashWorld& world, const ItemKey& absent) {
                           },
                           false});
   }
+  operations.push_back({[&](Java& java) { return set.remove(java.present.key, java.callee, java.env); }});
   return operations;
 }
 
@@ -279,9 +288,11 @@ void insertWithFailures(KeyedWorld& world, std::uint64_t seed) {
 }
 
 TEST(JavaBridge, ThreadsCallAndFailIndependently) {
+  const std::uint64_t seedOfFirst = seedOr(6);
   std::vector<std::thread> threads;
   for (std::uint64_t i = 0; i < 4; ++i) {
-    threads.emplace_back([seed = seedOr(6) + i] {
+    threads.emplace_back([seed = seedOfFirst + i] {
+      SCOPED_TRACE("PSCOLLECTIONS_SEED=" + std::to_string(seed) + ", in the first thread");
       insertWithFailures(*std::make_unique<SetWorld>(memory, Flavour::java, true, 4, Kind::set), seed);
       insertWithFailures(*std::make_unique<HashWorld>(memory, Flavour::java, Hashing::content, 3, Kind::map), seed);
     });

@@ -43,10 +43,13 @@ constexpr LookUps ofMissingClass = {1, 0, 0, 0};
 constexpr LookUps ofMissingMethod = {1, 1, 0, 0};
 constexpr LookUps ofMissingLastField = {1, 0, 5, 0};
 constexpr LookUps ofMethod = {1, 1, 0, 1};
+constexpr LookUps ofMethodThatIsNotKept = {2, 1, 0, 0};  // and the exception's class
 
 // What all threads look up. Where several are expected, each waits for the others once it looks for a class.
 class Counter {
  public:
+  bool lacksMemory = false;  // for global references
+
   void expectThreads(int threads) { expected_ = threads; }
 
   LookUps take() {
@@ -91,7 +94,8 @@ JNINativeInterface_ countingInterface() {
     counter.add(&LookUps::fields);
     return original->GetFieldID(env, of, name, signature);
   };
-  counting.NewGlobalRef = [](JNIEnv* env, jobject object) {
+  counting.NewGlobalRef = [](JNIEnv* env, jobject object) -> jobject {
+    if (counter.lacksMemory) return nullptr;
     counter.add(&LookUps::globals);
     return original->NewGlobalRef(env, object);
   };
@@ -104,7 +108,8 @@ JNINativeInterface_ countingInterface() {
 
 // The environment of the calling thread, which counts what it is asked for.
 JNIEnv* countingEnv() {
-  JNIEnv* const env = JavaMachine::env();
+  static const bool isStarted = (JavaMachine::start({"-Xcheck:jni", "-Djava.class.path=nowhere"}), true);
+  JNIEnv* const env = isStarted ? JavaMachine::env() : nullptr;
   if (original == nullptr) original = env->functions;
   static const JNINativeInterface_ counting = countingInterface();
   env->functions = &counting;
@@ -153,7 +158,7 @@ class JavaLookUp : public testing::Test {
   void lookUpWhatIsThere();
   void lookUpInSeveralThreads();
 
-  JNIEnv* env_ = (JavaMachine::start({"-Xcheck:jni", "-Djava.class.path=nowhere"}), countingEnv());
+  JNIEnv* env_ = countingEnv();
   TempStore store_{TempStore::Place::memory};
   pstHandle<psObj> element_;
   pstHandle<psHashSet> set_;
@@ -182,6 +187,10 @@ void JavaLookUp::lookUpWhatIsMissing() {
 }
 
 void JavaLookUp::lookUpWhatIsThere() {
+  counter.lacksMemory = true;
+  ASSERT_EQ(lookUpsOf(compare_, 0), ofMethodThatIsNotKept);
+  ASSERT_EQ(takeException(), "java.lang.OutOfMemoryError");
+  counter.lacksMemory = false;
   ASSERT_EQ(lookUpsOf(compare_, 11), ofMethod);
   ASSERT_EQ(lookUpsOf(hash_, 12), ofMethod);
   for (int round = 0; round < 50; ++round) {

@@ -16,14 +16,23 @@ namespace ps::test {
 namespace {
 
 JavaVM* machine = nullptr;
-std::mutex complaintsMutex;
-std::string complaintsOfAll;
+
+struct Complaints {
+  std::mutex mutex;
+  std::string text;
+};
+
+// Never destroyed: the JVM's threads go on while this process ends.
+Complaints& complaintsOfAll() {
+  static auto& complaints = *new Complaints;
+  return complaints;
+}
 
 jint JNICALL keepComplaint(std::FILE*, const char* format, va_list arguments) {
   char text[1000];
   const int length = std::vsnprintf(text, sizeof text, format, arguments);
-  const std::lock_guard<std::mutex> lock(complaintsMutex);
-  complaintsOfAll += text;
+  const std::lock_guard<std::mutex> lock(complaintsOfAll().mutex);
+  complaintsOfAll().text += text;
   return length;
 }
 
@@ -76,8 +85,8 @@ std::string JavaMachine::takeException() {
 }
 
 std::string JavaMachine::complaints() {
-  const std::lock_guard<std::mutex> lock(complaintsMutex);
-  return complaintsOfAll;
+  const std::lock_guard<std::mutex> lock(complaintsOfAll().mutex);
+  return complaintsOfAll().text;
 }
 
 }  // namespace ps::test

@@ -55,7 +55,7 @@ void sweepRemovalByIterator(KeyedWorld& world, const ItemKey& item) {
     iterator.reset(world.collection().keyIterator());
     ASSERT_TRUE(iterator->goTo(pstHandle<psObj>(item.id)));
   };
-  sweepKeyed(world, {[&] { return iterator->remove() == 1; }, verify, prepare});
+  sweep(world, {[&] { return iterator->remove() == 1; }, verify, prepare});
 }
 
 }  // namespace ps::test

@@ -1,10 +1,14 @@
 package glossary;
 
+import static java.util.Objects.requireNonNull;
+
 import com.vexa.pm.psScalableCollectionsPersistor;
+import java.nio.charset.StandardCharsets;
 
 /**
- * Terms with their meanings in alphabetical order, and abbreviations of terms, in a store. What changes is durable once it
- * is committed. To be used by one thread.
+ * Terms with their meanings, in the order of {@link String#compareTo}, and abbreviations of terms, in a store. What changes
+ * is durable once it is committed. An exception undoes what is not committed, and leaves nothing to do but to close the
+ * glossary. To be used by one thread.
  */
 public final class Glossary implements AutoCloseable {
   static {
@@ -16,30 +20,30 @@ public final class Glossary implements AutoCloseable {
 
   /** Opens the store in a file, which is created when there is none and isToChange is true. */
   public Glossary(String path, boolean isToChange) {
-    address = open(path, isToChange);
+    address = open(path.getBytes(StandardCharsets.UTF_8), isToChange);
   }
 
   /** Gives the term this meaning, also if it had another one. */
   public void put(String term, String meaning) {
-    put(address, texts, term, meaning);
+    put(address, texts, requireNonNull(term), requireNonNull(meaning));
   }
 
   /** The meaning of the term; null when there is no such term. */
   public String meaningOf(String term) {
-    return meaningOf(address, texts, term);
+    return meaningOf(address, texts, requireNonNull(term));
   }
 
   /** Lets an abbreviation stand for a term; false when there is no such term. */
   public boolean abbreviate(String abbreviation, String term) {
-    return abbreviate(address, texts, abbreviation, term);
+    return abbreviate(address, texts, requireNonNull(abbreviation), requireNonNull(term));
   }
 
   /** The term that the abbreviation stands for; null when there is none. */
   public String termFor(String abbreviation) {
-    return termFor(address, texts, abbreviation);
+    return termFor(address, texts, requireNonNull(abbreviation));
   }
 
-  /** All terms, in alphabetical order. */
+  /** All terms, in order. */
   public String[] terms() {
     return terms(address);
   }
@@ -55,7 +59,7 @@ public final class Glossary implements AutoCloseable {
     address = 0;
   }
 
-  private static native long open(String path, boolean isToChange);
+  private static native long open(byte[] path, boolean isToChange);
 
   private static native void close(long address);
 

@@ -4,7 +4,7 @@ package com.vexa.pm;
  * Tells the library how the texts of the store compare with a {@code String}, and how both hash. Its name, and those of its
  * methods, are the library's; what they do is the application's.
  *
- * <p>An exception that is thrown here ends the operation that asked, which then changes nothing.
+ * <p>An exception that is thrown here ends the operation that asked, before anything is added, replaced or removed.
  */
 public final class psScalableCollectionsPersistor {
   /** How the element stands to the key: negative when it comes first. */
@@ -25,7 +25,10 @@ public final class psScalableCollectionsPersistor {
     return spread(textOf(element));
   }
 
-  /** A hash whose first bits tell similar texts apart, since those choose the bucket. It must not change: stored places depend on it. */
+  /**
+   * A hash whose first bits tell similar texts apart, since those choose the bucket. It must not change: where texts are
+   * stored depends on it.
+   */
   private static int spread(String text) {
     return text.hashCode() * 0x9E3779B1;
   }
