@@ -80,7 +80,7 @@ void GlossaryStore::commit() {
 }
 
 pstHandle<Text> GlossaryStore::makeText(const std::u16string& letters) {
-  const pstHandle<Text> text(new (session_.container(database_, "texts")) Text(letters));
+  pstHandle<Text> text(new (session_.container(database_, "texts")) Text(letters));
   if (text.isNull() || !text->isWhole()) fail();
   return text;
 }

@@ -5,6 +5,7 @@
 #include <array>
 #include <atomic>
 #include <memory>
+#include <utility>
 
 #include "core/psJavaId.h"
 #include "store/psError.h"
