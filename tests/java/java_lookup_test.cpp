@@ -1,5 +1,6 @@
 #include <gtest/gtest.h>
 
+#include <array>
 #include <chrono>
 #include <condition_variable>
 #include <fstream>
@@ -22,21 +23,9 @@
 namespace ps::test {
 namespace {
 
-struct LookUps {
-  int classes = 0;
-  int methods = 0;
-  int fields = 0;
-  int globals = 0;  // references made, less those deleted
-
-  bool operator==(const LookUps& other) const {
-    return classes == other.classes && methods == other.methods && fields == other.fields && globals == other.globals;
-  }
-};
-
-std::ostream& operator<<(std::ostream& out, const LookUps& lookUps) {
-  return out << lookUps.classes << " classes, " << lookUps.methods << " methods, " << lookUps.fields << " fields, "
-             << lookUps.globals << " global references";
-}
+// How many classes, methods and fields were looked up, and global references made, less those deleted.
+enum LookedUp { classes, methods, fields, globals };
+using LookUps = std::array<int, 4>;
 
 constexpr LookUps none = {};
 constexpr LookUps ofMissingClass = {1, 0, 0, 0};
@@ -57,14 +46,14 @@ class Counter {
     return std::exchange(made_, none);
   }
 
-  void add(int LookUps::*what, int number = 1) {
+  void add(LookedUp kind, int number = 1) {
     const std::lock_guard<std::mutex> lock(mutex_);
-    made_.*what += number;
+    made_[kind] += number;
   }
 
   void addClass() {
     std::unique_lock<std::mutex> lock(mutex_);
-    ++made_.classes;
+    ++made_[classes];
     --expected_;
     changed_.notify_all();
     changed_.wait_for(lock, std::chrono::seconds(20), [this] { return expected_ <= 0; });
@@ -73,7 +62,7 @@ class Counter {
  private:
   std::mutex mutex_;
   std::condition_variable changed_;
-  LookUps made_;
+  LookUps made_{};
   int expected_ = 0;
 };
 
@@ -87,20 +76,20 @@ JNINativeInterface_ countingInterface() {
     return original->FindClass(env, name);
   };
   counting.GetMethodID = [](JNIEnv* env, jclass of, const char* name, const char* signature) {
-    counter.add(&LookUps::methods);
+    counter.add(methods);
     return original->GetMethodID(env, of, name, signature);
   };
   counting.GetFieldID = [](JNIEnv* env, jclass of, const char* name, const char* signature) {
-    counter.add(&LookUps::fields);
+    counter.add(fields);
     return original->GetFieldID(env, of, name, signature);
   };
   counting.NewGlobalRef = [](JNIEnv* env, jobject object) -> jobject {
     if (counter.lacksMemory) return nullptr;
-    counter.add(&LookUps::globals);
+    counter.add(globals);
     return original->NewGlobalRef(env, object);
   };
   counting.DeleteGlobalRef = [](JNIEnv* env, jobject object) {
-    counter.add(&LookUps::globals, -1);
+    counter.add(globals, -1);
     original->DeleteGlobalRef(env, object);
   };
   return counting;
