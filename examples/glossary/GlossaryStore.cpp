@@ -29,11 +29,14 @@ GlossaryStore::GlossaryStore(const std::string& path, psMode mode) {
 void GlossaryStore::create() {
   const pstHandle<psContObj> place = session_.container(database_, "index");
   terms_ = new (place) psTreeMap(entriesInNode);
+  file(terms_, "terms");
   abbreviations_ = new (place) psHashMap(slotsInBucket, 1);
-  if (session_.name(terms_, database_, "terms") != 1 ||
-      session_.name(abbreviations_, database_, "abbreviations") != 1) {
-    fail();
-  }
+  file(abbreviations_, "abbreviations");
+}
+
+// A collection without an administrator is one that there was no room for.
+void GlossaryStore::file(const pstHandle<psCollection>& map, const char* name) {
+  if (map.isNull() || map->admin().isNull() || session_.name(map, database_, name) != 1) fail();
 }
 
 void GlossaryStore::put(JavaText& term, const std::u16string& meaning) {
@@ -53,6 +56,7 @@ bool GlossaryStore::abbreviate(JavaText& abbreviation, JavaText& term) {
   if (!static_cast<psTreeIterator&>(*position).goTo(term.key, term.callee, term.env)) return false;
   const pstHandle<psObj> name(position->current(pscNoLock));
   const pstHandle<psHashMapEntry> old = abbreviations_->entry(abbreviation.key, abbreviation.callee, abbreviation.env);
+  if (!old.isNull() && old.open(pscRead) != 1) fail();
   const pstHandle<psObj> key = old.isNull() ? pstRef<psObj>(makeText(abbreviation.letters)) : old->key();
   if (!abbreviations_->put(key, name, abbreviation.key, abbreviation.callee, abbreviation.env)) fail();
   return true;

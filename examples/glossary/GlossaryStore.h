@@ -44,6 +44,7 @@ class GlossaryStore {
 
  private:
   void create();
+  void file(const pstHandle<psCollection>& map, const char* name);
   pstHandle<Text> makeText(const std::u16string& letters);
   // Nothing when the reference is null, which must not be because something was refused.
   std::optional<std::u16string> lettersOf(const pstRef<psObj>& reference) const;
