@@ -14,10 +14,12 @@ namespace ps::detail {
 
 struct Page;
 
+constexpr std::size_t cacheLine = 64;
+
 // What an open needs of a page image in memory: one cache line. Frames stand in a table of their own and not at the
 // images' starts: those are aligned to powers of two, so that the heads of all pages would compete for the same few
 // lines of the processor's caches.
-struct alignas(64) Frame {
+struct alignas(cacheLine) Frame {
   // Set in pins when the frame no longer stands for its page; the last unpin then frees it.
   static constexpr std::uint32_t detached = 0x80000000U;
 
@@ -29,10 +31,16 @@ struct alignas(64) Frame {
   // when there is no object that can be opened.
   char* image;
   std::uint32_t slotLimit;  // the highest slot number that the slot table has room for
-  psId pageId;              // (DB, OC, page, 0)
-  Page* page;               // null for the frame of a container, database or federation
+  // Objects 1 to regularSlots stand at equal distances, from regularBegin on: most pages hold objects of one class. For
+  // these the slot table, which is in a cache line of its own, need not be read. In units of 16 bytes, like its
+  // elements.
+  std::uint16_t regularSlots;
+  std::uint16_t regularStride;
+  std::uint32_t regularBegin;
+  psId pageId;  // (DB, OC, page, 0)
+  Page* page;   // null for the frame of a container, database or federation
 };
-static_assert(sizeof(Frame) == 64);
+static_assert(sizeof(Frame) == cacheLine);
 
 // In ObjectHeader::type: the object has names, or scopes them.
 constexpr std::uint32_t namedFlag = 0x80000000U;
@@ -102,6 +110,13 @@ inline Frame* frameOfObject(const void* object) { return frameTable + headerOf(o
 // The slot table of a page; element 0 is always 0.
 inline std::uint16_t* slotsOf(const Frame* frame) { return reinterpret_cast<std::uint16_t*>(frame->image); }
 
+// The place of object slot, 0 when there is none.
+inline std::size_t offsetOf(const Frame* frame, std::uint32_t slot) {
+  if (PS_LIKELY(slot - 1 < frame->regularSlots))
+    return frame->regularBegin + std::size_t{slot - 1} * frame->regularStride;
+  return PS_LIKELY(slot <= frame->slotLimit) ? slotsOf(frame)[slot] : 0;
+}
+
 inline void pin(Frame* frame) { ++frame->pins; }
 
 inline void unpin(Frame* frame) {
@@ -122,8 +137,7 @@ inline Frame* residentFrame(const SessionHead& session, const psId& id) {
 inline char* residentObject(SessionHead& session, const psId& id, Frame*& frame) {
   frame = residentFrame(session, id);
   if (frame == nullptr || PS_UNLIKELY(frame->readStamp != session.readStamp)) return nullptr;
-  if (PS_UNLIKELY(id.get_slot() > frame->slotLimit)) return nullptr;
-  const std::size_t offset = slotsOf(frame)[id.get_slot()];
+  const std::size_t offset = offsetOf(frame, id.get_slot());
   if (PS_UNLIKELY(offset == 0)) return nullptr;
   frame->touched = session.loads;
   return frame->image + offset * 16;

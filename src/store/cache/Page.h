@@ -40,6 +40,9 @@ struct Page {
 inline char* bodyAt(const Frame* frame, std::uint16_t offset) { return frame->image + std::size_t{offset} * alignment; }
 inline ObjectHeader* headerAt(const Frame* frame, std::uint16_t offset) { return headerOf(bodyAt(frame, offset)); }
 
+// Sets an element of the slot table, and what the frame tells of the regular ones; offset 0 takes the object out.
+void setSlot(Frame* frame, std::uint16_t slot, std::uint16_t offset);
+
 // Where the first object's header stands when the slot table has room for the given number of slots.
 constexpr std::size_t objectsBegin(std::size_t slots) { return aligned((slots + 1) * sizeof(std::uint16_t)); }
 

@@ -254,7 +254,7 @@ char* PageCache::allocate(CatalogEntry& container, const psId& near, std::uint32
   const auto slot = static_cast<std::uint16_t>(page->nextSlot++);
   *headerAt(page->frame, offset) = {type, size, static_cast<std::uint32_t>(page->frame - frameTable), slot,
                                     roomFor(room)};
-  slotsOf(page->frame)[slot] = offset;
+  setSlot(page->frame, slot, offset);
   page->used += sizeof(ObjectHeader) + room;
   ++page->objects;
   return body;
@@ -313,9 +313,8 @@ std::uint32_t PageCache::freshPageNumber(CatalogEntry& container) {
 
 void PageCache::free(Page& page, std::uint16_t slot) {
   change(page);
-  std::uint16_t* const slots = slotsOf(page.frame);
-  page.freed.emplace_back(slot, slots[slot]);
-  slots[slot] = 0;
+  page.freed.emplace_back(slot, slotsOf(page.frame)[slot]);
+  setSlot(page.frame, slot, 0);
   --page.objects;
 }
 

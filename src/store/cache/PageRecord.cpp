@@ -77,6 +77,18 @@ class ClassLookup {
 
 }  // namespace
 
+void setSlot(Frame* frame, std::uint16_t slot, std::uint16_t offset) {
+  slotsOf(frame)[slot] = offset;
+  if (offset == 0) {
+    frame->regularSlots = std::min<std::uint16_t>(frame->regularSlots, static_cast<std::uint16_t>(slot - 1));
+    return;
+  }
+  if (slot != frame->regularSlots + 1) return;
+  if (slot == 1) frame->regularBegin = offset;
+  if (slot == 2) frame->regularStride = static_cast<std::uint16_t>(offset - frame->regularBegin);
+  if (offset == frame->regularBegin + std::size_t{slot - 1U} * frame->regularStride) frame->regularSlots = slot;
+}
+
 std::uint64_t chunkChecksum(std::string_view key, std::string_view payload) {
   return XXH3_64bits_withSeed(payload.data(), payload.size(), XXH3_64bits(key.data(), key.size()));
 }
@@ -120,8 +132,7 @@ bool readShape(std::string_view record, RecordShape& shape) {
 
 void decodePage(std::string_view record, const RecordShape& shape, std::size_t slots, Page& page) {
   Frame* const frame = page.frame;
-  std::uint16_t* const table = slotsOf(frame);
-  std::memset(static_cast<void*>(table), 0, objectsBegin(slots));
+  std::memset(frame->image, 0, objectsBegin(slots));
   frame->slotLimit = static_cast<std::uint32_t>(slots);
   page.nextSlot = shape.header.nextSlot;
   page.objects = shape.header.objects;
@@ -142,14 +153,14 @@ void decodePage(std::string_view record, const RecordShape& shape, std::size_t s
       return true;
     }
     if (info != nullptr) std::memcpy(body, &info->virtualTable, sizeof info->virtualTable);
-    table[stored.slot] = offset;
+    setSlot(frame, stored.slot, offset);
     return true;
   });
 }
 
 bool restorePage(std::string_view record, const RecordShape& shape, Page& page) {
   Frame* const frame = page.frame;
-  std::uint16_t* const table = slotsOf(frame);
+  const std::uint16_t* const table = slotsOf(frame);
   std::vector<std::pair<std::uint16_t, std::uint16_t>> places = page.freed;
   const auto placeOf = [&](std::uint16_t slot) -> std::uint16_t {
     if (slot <= frame->slotLimit && table[slot] != 0) return table[slot];
@@ -176,7 +187,7 @@ bool restorePage(std::string_view record, const RecordShape& shape, Page& page) 
     return true;
   });
   if (!complete) return false;
-  std::copy(kept.begin() + 1, kept.end(), table + 1);
+  for (std::size_t slot = 1; slot < kept.size(); ++slot) setSlot(frame, static_cast<std::uint16_t>(slot), kept[slot]);
   page.objects = shape.header.objects;
   return true;
 }
