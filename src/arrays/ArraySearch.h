@@ -26,6 +26,8 @@ SearchResult searchNodes(const ArrayView& nodes, KeyProbe& probe, SearchEnds end
 // Compares identifiers in place.
 class IdComparison {
  public:
+  static constexpr bool opensObjects = false;
+
   explicit IdComparison(const psId& key) : key_(orderOf(key)) {}
   int operator()(const pstRef<psObj>& stored) const {
     const std::uint64_t order = orderOf(stored.oid());
@@ -40,6 +42,8 @@ class IdComparison {
 // Asks the probe.
 class ProbeComparison {
  public:
+  static constexpr bool opensObjects = true;
+
   explicit ProbeComparison(KeyProbe& probe) : probe_(probe) {}
   int operator()(const pstRef<psObj>& stored) const { return probe_.compare(stored); }
   bool failed() const { return probe_.failed(); }
@@ -55,9 +59,11 @@ struct ElementReader {
     value = entry;
     return true;
   }
+  PS_ALWAYS_INLINE static void prefetch(const pstRef<psObj>& entry) { prefetchObject(entry.oid()); }
 };
 
-// One search: what is read from an entry, and how it is compared. Reader gives false for an entry that cannot be read.
+// One search: what is read from an entry, and how it is compared. Reader gives false for an entry that cannot be read;
+// its prefetch brings into the processor's caches what comparing the entry will read.
 template <class Reader, class Comparison>
 class BinarySearch {
  public:
@@ -66,7 +72,8 @@ class BinarySearch {
   // Invariant: what lies at low or before it is below the position looked for, what lies at high or behind is not. The
   // array is taken to go on beyond both ends.
   SearchResult run(int low, int high) {
-    while (high - low > 1) {
+    for (int step = 0; high - low > 1; ++step) {
+      if (Comparison::opensObjects && step % levelsAhead == 0) prefetch<levelsAhead>(low, high);
       const int middle = (low + high) / 2;
       const int result = compareAt(middle);
       if (result_.failed) return failure(-1);
@@ -100,6 +107,21 @@ class BinarySearch {
   }
 
  private:
+  // Comparisons that open objects wait for memory, each for its own. So whatever the next three may need is asked for
+  // at once: seven objects, of which three are used, in the time of one.
+  static constexpr int levelsAhead = 3;
+
+  template <int Levels>
+  PS_ALWAYS_INLINE void prefetch(int low, int high) const {
+    if (high - low <= 1) return;
+    const int middle = (low + high) / 2;
+    Reader::prefetch(array_[middle]);
+    if constexpr (Levels > 1) {
+      prefetch<Levels - 1>(low, middle);
+      prefetch<Levels - 1>(middle, high);
+    }
+  }
+
   int compareAt(int i) {
     pstRef<psObj> value;
     if (!reader_(array_[i], value)) {

@@ -10,3 +10,4 @@
 
 #define PS_LIKELY(condition) __builtin_expect(static_cast<bool>(condition), true)
 #define PS_UNLIKELY(condition) __builtin_expect(static_cast<bool>(condition), false)
+#define PS_ALWAYS_INLINE __attribute__((always_inline)) inline

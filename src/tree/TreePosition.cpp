@@ -16,6 +16,11 @@ struct SeparatorReader {
     value = NodeAccess::first(*leaf);
     return true;
   }
+  PS_ALWAYS_INLINE static void prefetch(const pstRef<psObj>& entry) {
+    Frame* frame = nullptr;
+    const char* const leaf = residentObject(*currentSession, entry.oid(), frame);
+    if (leaf != nullptr) prefetchObject(NodeAccess::first(*reinterpret_cast<const psBTree*>(leaf)).oid());
+  }
 };
 
 }  // namespace
