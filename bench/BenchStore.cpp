@@ -16,7 +16,7 @@ class Folder {
  public:
   Folder() {
     const char* const wish = std::getenv("TMPDIR");
-    const std::filesystem::path parent = wish != nullptr ? wish : "/tmp";
+    const std::filesystem::path parent = wish != nullptr ? wish : "/var/tmp";
     std::string name = (parent / program_invocation_short_name).string() + "-XXXXXX";
     if (mkdtemp(name.data()) == nullptr) {
       stop("cannot create the folder " + name + " (" + std::strerror(errno) +
@@ -60,7 +60,7 @@ ScratchFile::ScratchFile() {
 
 ScratchFile::~ScratchFile() {
   std::error_code ignored;
-  std::filesystem::remove(path_, ignored);
+  std::filesystem::remove_all(path_, ignored);
   std::filesystem::remove(path_.string() + "-lock", ignored);
 }
 
@@ -130,7 +130,7 @@ void LmdbPeer::commit(MDB_txn* transaction) const { requireLmdb(mdb_txn_commit(t
 
 void IntegerKeys::put(MDB_txn* transaction, std::uint64_t key, const psId* value, unsigned int flags) const {
   MDB_val keyBytes{sizeof key, &key};
-  MDB_val data{value == nullptr ? 0 : sizeof *value, const_cast<psId*>(value)};
+  MDB_val data{sizeof *value, const_cast<psId*>(value)};
   if (mdb_put(transaction, database(), &keyBytes, &data, flags) != 0) stop("LMDB does not take a pair");
 }
 
@@ -145,11 +145,6 @@ std::uint64_t IntegerKeys::get(MDB_txn* transaction, std::uint64_t key) const {
   MDB_val data{};
   if (!find(transaction, key, data)) stop("LMDB does not find a key");
   return bitsOf(data);
-}
-
-void IntegerKeys::remove(MDB_txn* transaction, std::uint64_t key) const {
-  MDB_val keyBytes{sizeof key, &key};
-  if (mdb_del(transaction, database(), &keyBytes, nullptr) != 0) stop("LMDB does not remove a key");
 }
 
 std::uint64_t IntegerKeys::sumOfBits(MDB_txn* transaction) const {

@@ -71,19 +71,17 @@ class LmdbPeer {
   MDB_dbi database_ = 0;
 };
 
-// The same with numbers as keys, and references as data, or none.
+// The same with numbers as keys, and references as data.
 class IntegerKeys : public LmdbPeer {
  public:
   IntegerKeys() : LmdbPeer(MDB_INTEGERKEY) {}
 
-  // flags as for mdb_put. The key alone, when value is null.
+  // flags as for mdb_put.
   void put(MDB_txn* transaction, std::uint64_t key, const psId* value, unsigned int flags = 0) const;
   // False when the key is not there.
   bool find(MDB_txn* transaction, std::uint64_t key, MDB_val& data) const;
   // The bits of the reference that is bound to the key, which must be there.
   std::uint64_t get(MDB_txn* transaction, std::uint64_t key) const;
-  // Ends the program when the key is not there.
-  void remove(MDB_txn* transaction, std::uint64_t key) const;
 
   // Calls visit(key, data) for all pairs, in the order of the keys.
   template <class Visit>

@@ -30,16 +30,6 @@ class StoredCollection {
     if (session_.name(collection, database, name) != 1 || session_.commit() != 1) stop(session_.lastError());
   }
 
-  // Calls change(collection) in such a transaction.
-  template <class Change>
-  void change(Change change) {
-    if (session_.begin(pscUpdate) != 1) stop(session_.lastError());
-    const pstHandle<Collection> collection = find(session_, pscUpdate);
-    if (collection.isNull()) stop(session_.lastError());
-    change(*collection);
-    if (session_.commit() != 1) stop(session_.lastError());
-  }
-
   // Has findFault(collection) look at the collection in another process, and stops when it returns a complaint. The
   // collection can be read after that, but not changed.
   template <class FindFault>

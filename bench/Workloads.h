@@ -13,28 +13,18 @@
 
 // What is done with a contestant, whatever it is, and timed for each of its elements.
 
-// Changes a new contestant each time; only change(contestant), which changes so many elements, is timed, and not
-// prepare(contestant) before it nor check(contestant) after it.
-template <class Contestant, class Prepare, class Change, class Check>
-void runChanges(benchmark::State& state, int length, Prepare prepare, Change change, Check check) {
+// Loads a new contestant each time; only load(contestant), which loads so many elements, is timed.
+template <class Contestant, class Load>
+void runLoads(benchmark::State& state, int length, Load load) {
   while (state.KeepRunningBatch(length)) {
     state.PauseTiming();
     auto contestant = std::make_unique<Contestant>();
-    prepare(*contestant);
     state.ResumeTiming();
-    change(*contestant);
+    load(*contestant);
     state.PauseTiming();
-    check(*contestant);
     contestant.reset();
     state.ResumeTiming();
   }
-}
-
-// Loads a new contestant each time; only load(contestant) is timed.
-template <class Contestant, class Load>
-void runLoads(benchmark::State& state, int length, Load load) {
-  const auto nothing = [](const Contestant&) {};
-  runChanges<Contestant>(state, length, nothing, load, nothing);
 }
 
 // Walks over all elements by walk(), which gives the sum of what it meets. The first walk, which is not timed, brings
