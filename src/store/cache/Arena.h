@@ -47,7 +47,7 @@ class Arena {
   std::set<std::uint32_t>
       free_[orders];  // first units of the free blocks of each order; lowest first keeps memory dense
   unsigned topOrder_ = 0;
-  std::uint32_t framesUsed_ = 0;
+  std::uint32_t framesUsed_ = 1;  // frame 0 stands for none
   std::vector<std::uint32_t> freeFrames_;
 };
 

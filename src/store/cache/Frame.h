@@ -13,6 +13,7 @@ class psObj;
 namespace ps::detail {
 
 struct Page;
+class ReferenceMemo;
 
 constexpr std::size_t cacheLine = 64;
 
@@ -30,15 +31,10 @@ struct alignas(cacheLine) Frame {
   // Begins with the slot table: element n is the distance of object n from the image's start in units of 16 bytes, 0
   // when there is no object that can be opened.
   char* image;
-  std::uint32_t slotLimit;  // the highest slot number that the slot table has room for
-  // Objects 1 to regularSlots stand at equal distances, from regularBegin on: most pages hold objects of one class. For
-  // these the slot table, which is in a cache line of its own, need not be read. In units of 16 bytes, like its
-  // elements.
-  std::uint16_t regularSlots;
-  std::uint16_t regularStride;
-  std::uint32_t regularBegin;
-  psId pageId;  // (DB, OC, page, 0)
-  Page* page;   // null for the frame of a container, database or federation
+  std::uint32_t slotLimit;     // the highest slot number that the slot table has room for
+  std::uint32_t regularSlots;  // objects 1 to this one stand where the page's PageLink says
+  psId pageId;                 // (DB, OC, page, 0)
+  Page* page;                  // null for the frame of a container, database or federation
 };
 static_assert(sizeof(Frame) == cacheLine);
 
@@ -55,11 +51,20 @@ struct ObjectHeader {
 };
 static_assert(sizeof(ObjectHeader) == 16);
 
+// Where a page is in memory; all zero when it is not. Most pages hold objects of one class, which stand at equal
+// distances: where one of these is can be told without reading the frame or the slot table, so that neither has to
+// arrive from memory before the object is asked for.
+struct PageLink {
+  std::uint32_t frame;   // index in the table of frames; none has index 0
+  std::uint32_t stride;  // bytes from one regular object to the next
+  char* first;           // object 1
+};
+
 // Where a container's pages are: the first one directly, since most containers have no other; all others through pages,
-// whose element 0 holds the number of elements.
+// in whose element 0 frame is the number of elements.
 struct ContainerSlot {
-  Frame* firstPage;
-  Frame** pages;
+  PageLink firstPage;
+  PageLink* pages;
 };
 
 // What the inlined paths read of the session that is bound to the thread.
@@ -74,6 +79,8 @@ struct SessionHead {
   std::uint32_t loads = 0;                    // pages loaded so far, the cache's clock
   std::uint64_t opens = 0;
   std::uint64_t refusals = 0;
+  std::uint64_t noteStamp = 0;    // notes of another stamp are forgotten
+  ReferenceMemo* memo = nullptr;  // null in a thread without a session
 };
 
 // Never null: a thread without a session sees one in which nothing is resident.
@@ -110,47 +117,59 @@ inline Frame* frameOfObject(const void* object) { return frameTable + headerOf(o
 // The slot table of a page; element 0 is always 0.
 inline std::uint16_t* slotsOf(const Frame* frame) { return reinterpret_cast<std::uint16_t*>(frame->image); }
 
-// The place of object slot, 0 when there is none.
-inline std::size_t offsetOf(const Frame* frame, std::uint32_t slot) {
-  if (PS_LIKELY(slot - 1 < frame->regularSlots))
-    return frame->regularBegin + std::size_t{slot - 1} * frame->regularStride;
-  return PS_LIKELY(slot <= frame->slotLimit) ? slotsOf(frame)[slot] : 0;
-}
-
 inline void pin(Frame* frame) { ++frame->pins; }
 
 inline void unpin(Frame* frame) {
   if (PS_UNLIKELY(--frame->pins == Frame::detached)) releaseDetached(frame);
 }
 
-inline Frame* residentFrame(const SessionHead& session, const psId& id) {
-  if (PS_UNLIKELY(id.get_DB() >= session.databaseLimit)) return nullptr;
+inline constexpr PageLink noPage{};
+
+inline const PageLink& linkOf(const SessionHead& session, const psId& id) {
+  if (PS_UNLIKELY(id.get_DB() >= session.databaseLimit)) return noPage;
   const ContainerSlot& container = session.databases[id.get_DB()][id.get_OC()];
   if (PS_LIKELY(id.get_page() == 1)) return container.firstPage;
-  Frame** const pages = container.pages;
-  if (pages == nullptr || id.get_page() >= reinterpret_cast<std::uintptr_t>(pages[0]) || id.get_page() == 0)
-    return nullptr;
+  const PageLink* const pages = container.pages;
+  if (pages == nullptr || id.get_page() >= pages[0].frame || id.get_page() == 0) return noPage;
   return pages[id.get_page()];
+}
+
+inline Frame* residentFrame(const SessionHead& session, const psId& id) {
+  const PageLink& link = linkOf(session, id);
+  return link.frame != 0 ? frameTable + link.frame : nullptr;
+}
+
+// Object slot of a page, if it is a regular one.
+inline char* regularObject(const PageLink& link, std::uint32_t slot) {
+  return link.first + std::size_t{slot - 1} * link.stride;
 }
 
 // The object of an identifier when its image is in memory and current, else null.
 inline char* residentObject(SessionHead& session, const psId& id, Frame*& frame) {
-  frame = residentFrame(session, id);
-  if (frame == nullptr || PS_UNLIKELY(frame->readStamp != session.readStamp)) return nullptr;
-  const std::size_t offset = offsetOf(frame, id.get_slot());
-  if (PS_UNLIKELY(offset == 0)) return nullptr;
+  const PageLink& link = linkOf(session, id);
+  frame = frameTable + link.frame;
+  if (PS_UNLIKELY(link.frame == 0 || frame->readStamp != session.readStamp)) return nullptr;
+  const std::uint32_t slot = id.get_slot();
+  char* object = nullptr;
+  if (PS_LIKELY(slot - 1 < frame->regularSlots)) {
+    object = regularObject(link, slot);
+  } else {
+    const std::size_t offset = slot <= frame->slotLimit ? slotsOf(frame)[slot] : 0;
+    if (PS_UNLIKELY(offset == 0)) return nullptr;
+    object = frame->image + offset * 16;
+  }
   frame->touched = session.loads;
-  return frame->image + offset * 16;
+  return object;
 }
 
-// Brings the beginning of an object into the processor's caches, when its image is in memory.
-// Inlined always: the compiler takes a call that only prefetches for one without effect, and drops it.
+// Brings the beginning of an object, and what opening it takes, into the processor's caches, when its image is in
+// memory. Inlined always: the compiler takes a call that only prefetches for one without effect, and drops it.
 PS_ALWAYS_INLINE void prefetchObject(const psId& id) {
-  const Frame* const frame = residentFrame(*currentSession, id);
-  if (frame == nullptr) return;
-  const char* const object = frame->image + offsetOf(frame, id.get_slot()) * 16;
+  const PageLink& link = linkOf(*currentSession, id);
+  const char* const object = regularObject(link, id.get_slot());
+  __builtin_prefetch(frameTable + link.frame);
   __builtin_prefetch(object - sizeof(ObjectHeader));
-  __builtin_prefetch(object - sizeof(ObjectHeader) + cacheLine - 1);
+  __builtin_prefetch(object + cacheLine / 2 - 1);
 }
 
 // Opens for reading; the result is pinned.

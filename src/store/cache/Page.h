@@ -21,13 +21,16 @@ struct Page {
   std::size_t used = 0;        // from the image's start; what lies behind is free. Freed objects leave gaps until the
                                // image is read again: an address is never given to a second object.
   std::uint32_t nextSlot = 1;  // slot numbers below it are taken or were
-  std::uint32_t objects = 0;   // live, storage included; at 0 the page is erased when it is written
-  bool changed = false;        // has to be written
-  bool created = false;        // by the running transaction
-  bool stored = false;         // the engine has it, as far as the running transaction can see
-  std::uint32_t lastTouched = 0;         // the frame's stamp when the clock hand last passed
-  std::size_t residentIndex = 0;         // in the cache's list of resident pages
-  std::size_t changedIndex = 0;          // in its list of changed pages
+  std::uint16_t regularBegin = 0;  // where object 1 is and how far object 2 is from it, in units of 16 bytes
+  std::uint16_t regularStride =
+      0;                          // like the slot table's elements; Frame::regularSlots says for which objects it holds
+  std::uint32_t objects = 0;      // live, storage included; at 0 the page is erased when it is written
+  bool changed = false;           // has to be written
+  bool created = false;           // by the running transaction
+  bool stored = false;            // the engine has it, as far as the running transaction can see
+  std::uint32_t lastTouched = 0;  // the frame's stamp when the clock hand last passed
+  std::size_t residentIndex = 0;  // in the cache's list of resident pages
+  std::size_t changedIndex = 0;   // in its list of changed pages
   std::vector<std::uint64_t> checksums;  // of the stored record's chunks
 
   // Objects that are kept as they are but cannot be opened here: their class is unknown, or its size has changed.
@@ -40,8 +43,8 @@ struct Page {
 inline char* bodyAt(const Frame* frame, std::uint16_t offset) { return frame->image + std::size_t{offset} * alignment; }
 inline ObjectHeader* headerAt(const Frame* frame, std::uint16_t offset) { return headerOf(bodyAt(frame, offset)); }
 
-// Sets an element of the slot table, and what the frame tells of the regular ones; offset 0 takes the object out.
-void setSlot(Frame* frame, std::uint16_t slot, std::uint16_t offset);
+// Sets an element of the slot table, and what is known of the regular objects; offset 0 takes the object out.
+void setSlot(Page& page, std::uint16_t slot, std::uint16_t offset);
 
 // Where the first object's header stands when the slot table has room for the given number of slots.
 constexpr std::size_t objectsBegin(std::size_t slots) { return aligned((slots + 1) * sizeof(std::uint16_t)); }

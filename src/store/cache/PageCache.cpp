@@ -30,7 +30,7 @@ std::string pageText(const psId& id) {
          std::to_string(id.get_OC()) + ")";
 }
 
-std::size_t pageCount(Frame** pages) { return pages == nullptr ? 0 : reinterpret_cast<std::uintptr_t>(pages[0]); }
+std::size_t pageCount(const PageLink* pages) { return pages == nullptr ? 0 : pages[0].frame; }
 
 bool precedes(const Page* a, const Page* b) {
   const psId& left = a->frame->pageId;
@@ -85,7 +85,7 @@ void PageCache::begin(std::uint64_t readStamp, std::uint64_t updateStamp) {
 }
 
 // The place in the translation tables for a page, which are grown as needed.
-Frame** PageCache::place(const psId& id) {
+PageLink* PageCache::place(const psId& id) {
   if (id.get_DB() >= databases_.size()) {
     databases_.resize(id.get_DB() + 1U, noContainers);
     head_.databases = databases_.data();
@@ -105,13 +105,19 @@ Frame** PageCache::place(const psId& id) {
   const std::size_t count = pageCount(container.pages);
   if (id.get_page() >= count) {
     const std::size_t grown = std::max<std::size_t>(id.get_page() + 1U, std::max<std::size_t>(8, 2 * count));
-    auto** const pages = static_cast<Frame**>(std::realloc(container.pages, grown * sizeof(void*)));
+    auto* const pages = static_cast<PageLink*>(std::realloc(container.pages, grown * sizeof(PageLink)));
     if (pages == nullptr) return nullptr;
-    std::fill(pages + count, pages + grown, nullptr);
-    pages[0] = reinterpret_cast<Frame*>(grown);
+    std::fill(pages + count, pages + grown, noPage);
+    pages[0].frame = static_cast<std::uint32_t>(grown);
     container.pages = pages;
   }
   return &container.pages[id.get_page()];
+}
+
+// Brings the page's link up to date.
+void PageCache::link(const Page& page) {
+  *place(page.frame->pageId) = {static_cast<std::uint32_t>(page.frame - frameTable),
+                                page.regularStride * std::uint32_t{alignment}, bodyAt(page.frame, page.regularBegin)};
 }
 
 PageCache::Fetch PageCache::fetch(const psId& id, Page*& page) {
@@ -193,6 +199,7 @@ PageCache::Fetch PageCache::load(const psId& id, Page*& page) {
   page = newImage(id, needed);
   if (page == nullptr) return Fetch::unreadable;
   decodePage(record_, shape, slots, *page);
+  link(*page);
   page->checksums = std::move(checksums);
   page->stored = true;
   ++counters_.pageReads;
@@ -203,9 +210,8 @@ PageCache::Fetch PageCache::load(const psId& id, Page*& page) {
 // An image without content, in the tables; null when there is no memory for it.
 Page* PageCache::newImage(const psId& id, std::size_t bytes) {
   makeRoom(bytes);
-  Frame** const where = place(id);
   std::size_t granted = 0;
-  Frame* const frame = where != nullptr ? Arena::instance().allocate(bytes, granted) : nullptr;
+  Frame* const frame = place(id) != nullptr ? Arena::instance().allocate(bytes, granted) : nullptr;
   if (frame == nullptr) {
     error_ = "there is no memory for " + pageText(id) + "; lower the session's cacheLimit or close handles";
     return nullptr;
@@ -220,7 +226,7 @@ Page* PageCache::newImage(const psId& id, std::size_t bytes) {
   frame->touched = ++head_.loads;
   page->lastTouched = frame->touched;
   resident_.push_back(page);
-  *where = frame;
+  link(*page);
   counters_.residentBytes += granted;
   counters_.peakResidentBytes = std::max(counters_.peakResidentBytes, counters_.residentBytes);
   return page;
@@ -254,7 +260,8 @@ char* PageCache::allocate(CatalogEntry& container, const psId& near, std::uint32
   const auto slot = static_cast<std::uint16_t>(page->nextSlot++);
   *headerAt(page->frame, offset) = {type, size, static_cast<std::uint32_t>(page->frame - frameTable), slot,
                                     roomFor(room)};
-  setSlot(page->frame, slot, offset);
+  setSlot(*page, slot, offset);
+  if (slot <= 2) link(*page);
   page->used += sizeof(ObjectHeader) + room;
   ++page->objects;
   return body;
@@ -314,17 +321,18 @@ std::uint32_t PageCache::freshPageNumber(CatalogEntry& container) {
 void PageCache::free(Page& page, std::uint16_t slot) {
   change(page);
   page.freed.emplace_back(slot, slotsOf(page.frame)[slot]);
-  setSlot(page.frame, slot, 0);
+  setSlot(page, slot, 0);
   --page.objects;
 }
 
 void PageCache::dropContainer(std::uint16_t db, std::uint16_t oc) {
   if (db >= databases_.size()) return;
   ContainerSlot& container = databases_[db][oc];
-  if (container.firstPage != nullptr) discard(*container.firstPage->page);
-  for (std::size_t i = 1; i < pageCount(container.pages); ++i) {
-    if (container.pages[i] != nullptr) discard(*container.pages[i]->page);
-  }
+  const auto drop = [this](const PageLink& link) {
+    if (link.frame != 0) discard(*frameTable[link.frame].page);
+  };
+  drop(container.firstPage);
+  for (std::size_t i = 1; i < pageCount(container.pages); ++i) drop(container.pages[i]);
 }
 
 bool PageCache::writeChanges() {
@@ -426,7 +434,7 @@ void PageCache::settle(Page& page) {
 void PageCache::discard(Page& page) {
   Frame* const frame = page.frame;
   unlist(page);
-  *place(frame->pageId) = nullptr;
+  *place(frame->pageId) = noPage;
   counters_.residentBytes -= page.bytes;
   frame->readStamp = 0;
   frame->pins |= Frame::detached;
@@ -461,6 +469,7 @@ bool PageCache::restore(Page& page) {
   page.checksums = std::move(checksums);
   page.stored = true;
   page.freed.clear();
+  link(page);
   return true;
 }
 

@@ -65,7 +65,8 @@ class PageCache {
   const std::string& error() const { return error_; }
 
  private:
-  Frame** place(const psId& id);
+  PageLink* place(const psId& id);
+  void link(const Page& page);
   Fetch load(const psId& id, Page*& page);
   Fetch readRecord(const psId& id, std::string& record, std::vector<std::uint64_t>& checksums);
   Page* newImage(const psId& id, std::size_t bytes);

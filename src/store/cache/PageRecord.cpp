@@ -77,16 +77,17 @@ class ClassLookup {
 
 }  // namespace
 
-void setSlot(Frame* frame, std::uint16_t slot, std::uint16_t offset) {
-  slotsOf(frame)[slot] = offset;
+void setSlot(Page& page, std::uint16_t slot, std::uint16_t offset) {
+  std::uint32_t& regular = page.frame->regularSlots;
+  slotsOf(page.frame)[slot] = offset;
   if (offset == 0) {
-    frame->regularSlots = std::min<std::uint16_t>(frame->regularSlots, static_cast<std::uint16_t>(slot - 1));
+    regular = std::min<std::uint32_t>(regular, slot - 1U);
     return;
   }
-  if (slot != frame->regularSlots + 1) return;
-  if (slot == 1) frame->regularBegin = offset;
-  if (slot == 2) frame->regularStride = static_cast<std::uint16_t>(offset - frame->regularBegin);
-  if (offset == frame->regularBegin + std::size_t{slot - 1U} * frame->regularStride) frame->regularSlots = slot;
+  if (slot != regular + 1) return;
+  if (slot == 1) page.regularBegin = offset;
+  if (slot == 2) page.regularStride = static_cast<std::uint16_t>(offset - page.regularBegin);
+  if (offset == page.regularBegin + std::size_t{slot - 1U} * page.regularStride) regular = slot;
 }
 
 std::uint64_t chunkChecksum(std::string_view key, std::string_view payload) {
@@ -153,7 +154,7 @@ void decodePage(std::string_view record, const RecordShape& shape, std::size_t s
       return true;
     }
     if (info != nullptr) std::memcpy(body, &info->virtualTable, sizeof info->virtualTable);
-    setSlot(frame, stored.slot, offset);
+    setSlot(page, stored.slot, offset);
     return true;
   });
 }
@@ -187,7 +188,7 @@ bool restorePage(std::string_view record, const RecordShape& shape, Page& page) 
     return true;
   });
   if (!complete) return false;
-  for (std::size_t slot = 1; slot < kept.size(); ++slot) setSlot(frame, static_cast<std::uint16_t>(slot), kept[slot]);
+  for (std::size_t slot = 1; slot < kept.size(); ++slot) setSlot(page, static_cast<std::uint16_t>(slot), kept[slot]);
   page.objects = shape.header.objects;
   return true;
 }
