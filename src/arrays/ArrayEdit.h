@@ -37,6 +37,7 @@ class ArrayEdit {
   }
 
   void insert(int i, const pstRef<psObj>& element) {
+    dropNotes(object_);
     const pstRef<psObj> copy = element;
     std::copy_backward(entries_ + i, entries_ + count(), entries_ + count() + 1);
     entries_[i] = copy;
@@ -47,18 +48,21 @@ class ArrayEdit {
 
   // Appends n elements of another array, from i on.
   void append(const ArrayEdit& source, int i, int n) {
+    dropNotes(object_);
     std::copy_n(source.entries_ + i, n, entries_ + count());
     object_->lastIndex_ += n;
   }
 
   // Stores the element anywhere within the capacity.
   void put(int i, const pstRef<psObj>& element) {
+    dropNotes(object_);
     entries_[i] = element;
     object_->lastIndex_ = std::max(object_->lastIndex_, i);
   }
 
   // Takes out n elements from i on.
   void erase(int i, int n = 1) {
+    dropNotes(object_);
     std::copy(entries_ + i + n, entries_ + count(), entries_ + i);
     std::fill_n(entries_ + count() - n, n, pstRef<psObj>());
     object_->lastIndex_ -= n;

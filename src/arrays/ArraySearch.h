@@ -53,21 +53,28 @@ class ProbeComparison {
 };
 
 // Reads elements as they are.
-struct ElementReader {
+class ElementReader {
+ public:
   static constexpr bool equalIsBehind = true;  // an equal element stands at or behind the position looked for
-  bool operator()(const pstRef<psObj>& entry, pstRef<psObj>& value) const {
-    value = entry;
+
+  explicit ElementReader(const ArrayView& elements) : elements_(elements) {}
+  bool operator()(int i, pstRef<psObj>& value) const {
+    value = elements_[i];
     return true;
   }
-  PS_ALWAYS_INLINE static void prefetch(const pstRef<psObj>& entry) { prefetchObject(entry.oid()); }
+  PS_ALWAYS_INLINE void prefetch(int i) const { prefetchObject(elements_[i].oid()); }
+
+ private:
+  const ArrayView& elements_;
 };
 
-// One search: what is read from an entry, and how it is compared. Reader gives false for an entry that cannot be read;
-// its prefetch brings into the processor's caches what comparing the entry will read.
+// One search: what is read for an entry of the array, and how it is compared. Reader gives false for an entry that
+// cannot be read; its prefetch brings into the processor's caches what comparing the entry will read.
 template <class Reader, class Comparison>
 class BinarySearch {
  public:
-  BinarySearch(const ArrayView& array, Comparison comparison) : array_(array), comparison_(comparison) {}
+  BinarySearch(const ArrayView& array, Comparison comparison)
+      : count_(array.count()), comparison_(comparison), reader_(array) {}
 
   // Invariant: what lies at low or before it is below the position looked for, what lies at high or behind is not. The
   // array is taken to go on beyond both ends.
@@ -89,7 +96,7 @@ class BinarySearch {
   }
 
   SearchResult runWithEnds() {
-    const int last = array_.count() - 1;
+    const int last = count_ - 1;
     if (last < 0) return result_;
     const int atFirst = compareAt(0);
     if (result_.failed) return failure(0);
@@ -115,7 +122,7 @@ class BinarySearch {
   PS_ALWAYS_INLINE void prefetch(int low, int high) const {
     if (high - low <= 1) return;
     const int middle = (low + high) / 2;
-    Reader::prefetch(array_[middle]);
+    reader_.prefetch(middle);
     if constexpr (Levels > 1) {
       prefetch<Levels - 1>(low, middle);
       prefetch<Levels - 1>(middle, high);
@@ -124,7 +131,7 @@ class BinarySearch {
 
   int compareAt(int i) {
     pstRef<psObj> value;
-    if (!reader_(array_[i], value)) {
+    if (!reader_(i, value)) {
       result_.failed = true;
       return 0;
     }
@@ -137,7 +144,7 @@ class BinarySearch {
 
   SearchResult failure(int position) const { return {position, false, true}; }
 
-  const ArrayView& array_;
+  int count_;
   Comparison comparison_;
   Reader reader_;
   SearchResult result_;

@@ -14,7 +14,7 @@ class ArrayView {
   explicit ArrayView(const pstHandle<psUnsortedArray>& array)
       : array_(array), object_(array_.isNull() ? nullptr : array_.operator->()), pin_(PagePin::atObject(read())) {}
   // An array that is open already, or lives outside the store.
-  explicit ArrayView(const psUnsortedArray& array) : object_(&array), pin_(PagePin::atObject(read())) {}
+  explicit ArrayView(const psUnsortedArray& array) : array_(&array), object_(&array), pin_(PagePin::atObject(read())) {}
 
   // False when the array or its storage could not be read; it then counts no element.
   bool isOpen() const { return isOpen_; }
@@ -32,6 +32,10 @@ class ArrayView {
     }
     return -1;
   }
+
+  // A note for each element, good for as long as the array is pinned; see notesBeside. A change of the elements drops
+  // them.
+  psId* notes() const { return notesBeside(object_, count_); }
 
   const pstHandle<psUnsortedArray>& array() const { return array_; }
 

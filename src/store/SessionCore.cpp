@@ -180,6 +180,7 @@ void SessionCore::startTransaction(psMode mode) {
   mode_ = mode;
   if (epoch_ == 0 || engine_->version() != version_) {
     epoch_ = freshStamp();
+    ++noteStamp;
     version_ = engine_->version();
   }
   update_ = mode == pscUpdate ? freshStamp() : noStamp;
@@ -254,6 +255,7 @@ bool SessionCore::abort() {
     cache_.afterAbort(reads);
     engine_->abort();
     beingDeleted_.clear();
+    ++noteStamp;
   }
   endTransaction();
   return true;

@@ -13,7 +13,13 @@ class NodeAccess {
   static const pstRef<psObj>& first(const psBTree& node) { return node.first_; }
 
   static void setElements(psBTree& node, const pstRef<psUnsortedArray>& elements) { node.elements_ = elements; }
-  static void setFirst(psBTree& node, const pstRef<psObj>& first) { node.first_ = first; }
+  // For a node that is being made, or that stands in no other's array.
+  static void initFirst(psBTree& node, const pstRef<psObj>& first) { node.first_ = first; }
+  // Searches may have noted down the old one beside the arrays of any ancestors.
+  static void setFirst(psBTree& node, const pstRef<psObj>& first) {
+    node.first_ = first;
+    dropAllNotes();
+  }
 };
 
 }  // namespace ps::detail

@@ -77,7 +77,7 @@ class NewNode {
     const NodeEdit& entries = source.entries();
     entries_->append(entries, begin, end - begin);
     if (entries.isLeaf()) {
-      NodeAccess::setFirst(*node_, kind_.leafMark(*node_, entries[begin]));
+      NodeAccess::initFirst(*node_, kind_.leafMark(*node_, entries[begin]));
     } else {
       for (int i = begin; i < end; ++i) kind_.setParent(source.child(i), node_);
     }
@@ -127,7 +127,7 @@ int splitRoot(psBTree& root, int kept, const NodeKind& kind) {
 
   left.take(source, 0, kept);
   right.take(source, kept, entries.count());
-  NodeAccess::setFirst(root, pstRef<psObj>());
+  NodeAccess::initFirst(root, pstRef<psObj>());
   entries.becomeInterior();
   entries.insert(0, left.name());
   entries.insert(1, right.name());

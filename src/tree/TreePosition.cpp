@@ -7,20 +7,34 @@ namespace ps::detail {
 
 namespace {
 
-// Reads the lowest element of the child that an entry, its leftmost leaf, stands for.
-struct SeparatorReader {
+// What is asked for of a leaf before it is known how much it holds: an array of 140 elements.
+constexpr std::size_t bytesAhead = 1152;
+
+// Reads the lowest element of the child that an entry, its leftmost leaf, stands for. What was read is noted beside the
+// array of entries: a search in a node that is searched often reads a row of references and no leaf.
+class SeparatorReader {
+ public:
   static constexpr bool equalIsBehind = false;  // a key equal to a child's lowest element belongs in that child
-  bool operator()(const pstRef<psObj>& entry, pstRef<psObj>& value) const {
-    const pstHandle<psBTree> leaf(entry);
+
+  explicit SeparatorReader(const ArrayView& nodes) : nodes_(nodes), notes_(nodes.notes()) {}
+
+  bool operator()(int i, pstRef<psObj>& value) const {
+    value = noted(i);
+    if (PS_LIKELY(!value.isNull())) return true;
+    const pstHandle<psBTree> leaf(nodes_[i]);
     if (!isReadable(leaf)) return false;
     value = NodeAccess::first(*leaf);
+    if (notes_ != nullptr) notes_[i] = value.oid();
     return true;
   }
-  PS_ALWAYS_INLINE static void prefetch(const pstRef<psObj>& entry) {
-    Frame* frame = nullptr;
-    const char* const leaf = residentObject(*currentSession, entry.oid(), frame);
-    if (leaf != nullptr) prefetchObject(NodeAccess::first(*reinterpret_cast<const psBTree*>(leaf)).oid());
-  }
+
+  PS_ALWAYS_INLINE void prefetch(int i) const { prefetchObject(noted(i)); }
+
+ private:
+  psId noted(int i) const { return PS_LIKELY(notes_ != nullptr) ? notes_[i] : psId(); }
+
+  const ArrayView& nodes_;
+  psId* notes_;
 };
 
 }  // namespace
@@ -57,6 +71,7 @@ TreePosition locate(const psBTree& node, KeyProbe& probe) {
   at.failed = true;
   at.leaf = leafFor(node, probe);
   if (at.leaf.isNull()) return at;
+  prefetchWithStorage(NodeAccess::elements(*at.leaf).oid(), bytesAhead);
   const ArrayView elements(NodeAccess::elements(*at.leaf));
   const SearchResult found = searchElements(elements, probe);
   if (found.failed) return at;

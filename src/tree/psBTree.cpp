@@ -100,7 +100,7 @@ pstHandle<psBTree> psBTree::childOf(const pstHandle<psBTree>& ancestor) const {
 
 int psBTree::first(const pstHandle<psObj>& element) {
   if (psUpdate() != 1) return 0;
-  first_ = element;
+  ps::detail::NodeAccess::setFirst(*this, element);
   return 1;
 }
 

@@ -49,7 +49,7 @@ bool settle(Gap& gap) {
 bool markAsLeaf(const pstHandle<psBTree>& leaf) {
   if (!NodeAccess::first(*leaf).isNull()) return true;
   if (leaf.open(pscUpdate) != 1) return false;
-  NodeAccess::setFirst(*leaf, leaf);
+  NodeAccess::initFirst(*leaf, leaf);
   return true;
 }
 
@@ -104,7 +104,7 @@ psTreeList::psTreeList(int maxNumberOfChildren, pstHandle<psContObj> adminContai
                        pstHandle<psContObj> arrayContainer)
     : admin_(ps::detail::constructRoot(*this, ps::detail::listNodes(), maxNumberOfChildren, std::move(adminContainer),
                                        std::move(arrayContainer))) {
-  if (!admin_.isNull()) NodeAccess::setFirst(*this, psOid());
+  if (!admin_.isNull()) NodeAccess::initFirst(*this, psOid());
 }
 
 psTreeList::~psTreeList() noexcept { ps::detail::destroyRoot(*this); }

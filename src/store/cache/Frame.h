@@ -172,6 +172,24 @@ PS_ALWAYS_INLINE void prefetchObject(const psId& id) {
   __builtin_prefetch(object + cacheLine / 2 - 1);
 }
 
+// The same for an object and so many bytes behind it: an array is followed by its storage when both were made in an
+// empty page.
+PS_ALWAYS_INLINE void prefetchWithStorage(const psId& id, std::size_t bytes) {
+  const PageLink& link = linkOf(*currentSession, id);
+  const char* const object = regularObject(link, id.get_slot());
+  __builtin_prefetch(frameTable + link.frame);
+  for (std::size_t i = 0; i < bytes; i += cacheLine) __builtin_prefetch(object + i);
+}
+
+// References that a layer above notes down beside an object, for as long as its page stays in memory: count of them,
+// all null in the beginning, and again after an abort, and when another session has committed. They stay where they are
+// while the page is pinned, until they are asked for with another count. Null for objects outside the store, and in a
+// session that has every open decided out of line.
+psId* notesBeside(const psObj* object, int count);
+// Forgets the notes beside an object in memory, and those beside all objects of the session.
+void dropNotes(const psObj* object);
+inline void dropAllNotes() { ++currentSession->noteStamp; }
+
 // Opens for reading; the result is pinned.
 inline psObj* openForReading(const psId& id) {
   SessionHead& session = *currentSession;

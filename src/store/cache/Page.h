@@ -1,6 +1,7 @@
 #pragma once
 
 #include <cstdint>
+#include <forward_list>
 #include <utility>
 #include <vector>
 
@@ -13,6 +14,13 @@ constexpr std::uint32_t storageType = 9;
 
 constexpr std::size_t alignment = 16;
 constexpr std::size_t aligned(std::size_t size) { return (size + alignment - 1) / alignment * alignment; }
+
+// See notesBeside.
+struct ObjectNotes {
+  const psObj* object;
+  std::uint64_t stamp;  // equals the session's while the notes are good
+  std::vector<psId> references;
+};
 
 // What the cache knows of a page image in memory besides what stands in its Frame.
 struct Page {
@@ -37,6 +45,7 @@ struct Page {
   std::vector<std::pair<std::uint16_t, std::uint16_t>> foreign;  // slot, offset
   // Objects that the running transaction deleted; their bytes are still in place.
   std::vector<std::pair<std::uint16_t, std::uint16_t>> freed;
+  std::forward_list<ObjectNotes> notes;
 };
 
 // The object at a place of a slot table.
