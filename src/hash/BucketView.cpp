@@ -4,9 +4,20 @@
 
 namespace ps::detail {
 
+namespace {
+
+// Chains are smaller than objects usually are, and their arrays stand right behind them.
+psId storageBehind(psId chain) {
+  chain.set_slot(static_cast<unsigned short>(chain.get_slot() + 1));
+  return chain;
+}
+
+}  // namespace
+
 // An object that does not exist may be an element that was deleted; one whose page cannot be read may be anything.
 const void* SlotView::readObject() {
   const RefusalWatch watch;
+  prefetchResident(storageBehind(slot_.oid()));
   const pstHandle<psObj> object(slot_);
   const unsigned int type = object.typeN();
   if (type == 0) object.open(pscRead);

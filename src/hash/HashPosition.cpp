@@ -33,12 +33,15 @@ std::optional<BucketRange> bucketAt(const psHashSet& table, int directoryIndex) 
 }
 
 std::optional<HashPosition> placeOf(const psHashSet& table, std::uint32_t hash) {
-  const std::optional<BucketRange> range = bucketAt(table, directoryIndexOf(table, hash));
-  if (!range) return std::nullopt;
   HashPosition position;
   position.hash = hash;
-  position.range = *range;
   position.slot = static_cast<int>(hash % static_cast<std::uint32_t>(HashAccess::slotsPerBucket(table)));
+  const int directoryIndex = directoryIndexOf(table, hash);
+  prefetchWithStorage(bucketNamedAt(table, directoryIndex).oid(),
+                      sizeof(psId) * static_cast<std::size_t>(position.slot), sizeof(psId));
+  const std::optional<BucketRange> range = bucketAt(table, directoryIndex);
+  if (!range) return std::nullopt;
+  position.range = *range;
   return position;
 }
 

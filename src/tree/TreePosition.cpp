@@ -71,7 +71,7 @@ TreePosition locate(const psBTree& node, KeyProbe& probe) {
   at.failed = true;
   at.leaf = leafFor(node, probe);
   if (at.leaf.isNull()) return at;
-  prefetchWithStorage(NodeAccess::elements(*at.leaf).oid(), bytesAhead);
+  prefetchWithStorage(NodeAccess::elements(*at.leaf).oid(), 0, bytesAhead);
   const ArrayView elements(NodeAccess::elements(*at.leaf));
   const SearchResult found = searchElements(elements, probe);
   if (found.failed) return at;

@@ -6,9 +6,9 @@
 #include <set>
 #include <vector>
 
-namespace ps::detail {
+#include "store/cache/Frame.h"
 
-struct Frame;
+namespace ps::detail {
 
 // The one address range of the process from which all page images come: reserved once, never given back, so that an
 // address tells by two comparisons whether it belongs to the store. A buddy allocator: blocks are powers of two, which
@@ -16,7 +16,7 @@ struct Frame;
 // threads.
 class Arena {
  public:
-  static constexpr std::size_t unit = 1024;
+  static constexpr std::size_t unit = imageAlignment;
 
   static Arena& instance();
 

@@ -16,6 +16,7 @@ struct Page;
 class ReferenceMemo;
 
 constexpr std::size_t cacheLine = 64;
+constexpr std::size_t imageAlignment = 1024;
 
 // What an open needs of a page image in memory: one cache line. Frames stand in a table of their own and not at the
 // images' starts: those are aligned to powers of two, so that the heads of all pages would compete for the same few
@@ -57,14 +58,17 @@ static_assert(sizeof(ObjectHeader) == 16);
 struct PageLink {
   std::uint32_t frame;   // index in the table of frames; none has index 0
   std::uint32_t stride;  // bytes from one regular object to the next
-  char* first;           // object 1
+  std::uintptr_t first;  // address of object 1
 };
 
-// Where a container's pages are: the first one directly, since most containers have no other; all others through pages,
-// in whose element 0 frame is the number of elements.
-struct ContainerSlot {
-  PageLink firstPage;
-  PageLink* pages;
+// Where the pages of a database's containers are, by the containers' numbers: the first one of each directly, since
+// most containers have no other; all others through a table of the container, in whose element 0 frame is the number of
+// elements.
+struct DatabaseTable {
+  static constexpr std::size_t size = 65536;
+
+  PageLink firstPages[size];
+  PageLink* pages[size];
 };
 
 // What the inlined paths read of the session that is bound to the thread.
@@ -74,9 +78,9 @@ struct SessionHead {
 
   std::uint64_t readStamp = noStamp;
   std::uint64_t updateStamp = noStamp;
-  ContainerSlot* const* databases = nullptr;  // one table of 65,536 containers each
-  std::uint32_t databaseLimit = 0;            // number of elements of databases
-  std::uint32_t loads = 0;                    // pages loaded so far, the cache's clock
+  DatabaseTable* const* databases = nullptr;
+  std::uint32_t databaseLimit = 0;  // number of elements of databases
+  std::uint32_t loads = 0;          // pages loaded so far, the cache's clock
   std::uint64_t opens = 0;
   std::uint64_t refusals = 0;
   std::uint64_t noteStamp = 0;    // notes of another stamp are forgotten
@@ -127,9 +131,9 @@ inline constexpr PageLink noPage{};
 
 inline const PageLink& linkOf(const SessionHead& session, const psId& id) {
   if (PS_UNLIKELY(id.get_DB() >= session.databaseLimit)) return noPage;
-  const ContainerSlot& container = session.databases[id.get_DB()][id.get_OC()];
-  if (PS_LIKELY(id.get_page() == 1)) return container.firstPage;
-  const PageLink* const pages = container.pages;
+  const DatabaseTable& database = *session.databases[id.get_DB()];
+  if (PS_LIKELY(id.get_page() == 1)) return database.firstPages[id.get_OC()];
+  const PageLink* const pages = database.pages[id.get_OC()];
   if (pages == nullptr || id.get_page() >= pages[0].frame || id.get_page() == 0) return noPage;
   return pages[id.get_page()];
 }
@@ -139,9 +143,9 @@ inline Frame* residentFrame(const SessionHead& session, const psId& id) {
   return link.frame != 0 ? frameTable + link.frame : nullptr;
 }
 
-// Object slot of a page, if it is a regular one.
-inline char* regularObject(const PageLink& link, std::uint32_t slot) {
-  return link.first + std::size_t{slot - 1} * link.stride;
+// The address of object slot of a page, if it is a regular one; else any number.
+inline std::uintptr_t regularAddress(const PageLink& link, std::uint32_t slot) {
+  return link.first + std::uintptr_t{slot - 1} * link.stride;
 }
 
 // The object of an identifier when its image is in memory and current, else null.
@@ -152,7 +156,7 @@ inline char* residentObject(SessionHead& session, const psId& id, Frame*& frame)
   const std::uint32_t slot = id.get_slot();
   char* object = nullptr;
   if (PS_LIKELY(slot - 1 < frame->regularSlots)) {
-    object = regularObject(link, slot);
+    object = reinterpret_cast<char*>(regularAddress(link, slot));
   } else {
     const std::size_t offset = slot <= frame->slotLimit ? slotsOf(frame)[slot] : 0;
     if (PS_UNLIKELY(offset == 0)) return nullptr;
@@ -162,23 +166,39 @@ inline char* residentObject(SessionHead& session, const psId& id, Frame*& frame)
   return object;
 }
 
+// An address that need not be good.
+PS_ALWAYS_INLINE void prefetchAddress(std::uintptr_t address) {
+  __builtin_prefetch(reinterpret_cast<const void*>(address));
+}
+
 // Brings the beginning of an object, and what opening it takes, into the processor's caches, when its image is in
 // memory. Inlined always: the compiler takes a call that only prefetches for one without effect, and drops it.
 PS_ALWAYS_INLINE void prefetchObject(const psId& id) {
   const PageLink& link = linkOf(*currentSession, id);
-  const char* const object = regularObject(link, id.get_slot());
+  const std::uintptr_t object = regularAddress(link, id.get_slot());
   __builtin_prefetch(frameTable + link.frame);
+  prefetchAddress(object - sizeof(ObjectHeader));
+  prefetchAddress(object + cacheLine / 2 - 1);
+}
+
+// The same for an object in a page that was looked at already, and be it no regular one.
+PS_ALWAYS_INLINE void prefetchResident(const psId& id) {
+  Frame* frame = nullptr;
+  const char* const object = residentObject(*currentSession, id, frame);
+  if (object == nullptr) return;
   __builtin_prefetch(object - sizeof(ObjectHeader));
   __builtin_prefetch(object + cacheLine / 2 - 1);
 }
 
-// The same for an object and so many bytes behind it: an array is followed by its storage when both were made in an
-// empty page.
-PS_ALWAYS_INLINE void prefetchWithStorage(const psId& id, std::size_t bytes) {
+// The same for an object with its array, of which so many bytes from begin on are needed: the array's storage is behind
+// the object when both were made in an empty page.
+PS_ALWAYS_INLINE void prefetchWithStorage(const psId& id, std::size_t begin, std::size_t bytes) {
   const PageLink& link = linkOf(*currentSession, id);
-  const char* const object = regularObject(link, id.get_slot());
-  __builtin_prefetch(frameTable + link.frame);
-  for (std::size_t i = 0; i < bytes; i += cacheLine) __builtin_prefetch(object + i);
+  prefetchObject(id);
+  const std::uintptr_t storage = regularAddress(link, id.get_slot() + 1U);
+  prefetchAddress(link.first & -std::uintptr_t{imageAlignment});  // the slot table, when it is a short one
+  prefetchAddress(storage - sizeof(ObjectHeader));
+  for (std::size_t i = begin; i < begin + bytes; i += cacheLine) prefetchAddress(storage + i);
 }
 
 // References that a layer above notes down beside an object, for as long as its page stays in memory: count of them,

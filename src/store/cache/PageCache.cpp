@@ -15,13 +15,12 @@ namespace ps::detail {
 
 namespace {
 
-constexpr std::size_t containersInDatabase = 65536;
 constexpr std::uint32_t highestPage = 65535;
 // A slot for every 48 bytes: the smallest object that is worth a reference takes that much with its header.
 constexpr std::size_t bytesPerSlot = 48;
 
-// Stands for the containers of a database that has none in memory.
-ContainerSlot noContainers[containersInDatabase];
+// Stands for a database of which nothing is in memory.
+DatabaseTable emptyTable;
 
 psId pageOf(const psId& id) { return psId(id.get_DB(), id.get_OC(), id.get_page(), 0); }
 
@@ -65,10 +64,10 @@ Frame* frameOfAddress(const void* address) { return Arena::frameOf(address); }
 
 PageCache::~PageCache() {
   while (!resident_.empty()) discard(*resident_.back());
-  for (ContainerSlot* const containers : databases_) {
-    if (containers == noContainers) continue;
-    for (std::size_t i = 0; i < containersInDatabase; ++i) std::free(containers[i].pages);
-    std::free(containers);
+  for (DatabaseTable* const table : databases_) {
+    if (table == &emptyTable) continue;
+    for (PageLink* const pages : table->pages) std::free(pages);
+    std::free(table);
   }
 }
 
@@ -87,37 +86,36 @@ void PageCache::begin(std::uint64_t readStamp, std::uint64_t updateStamp) {
 // The place in the translation tables for a page, which are grown as needed.
 PageLink* PageCache::place(const psId& id) {
   if (id.get_DB() >= databases_.size()) {
-    databases_.resize(id.get_DB() + 1U, noContainers);
+    databases_.resize(id.get_DB() + 1U, &emptyTable);
     head_.databases = databases_.data();
     head_.databaseLimit = static_cast<std::uint32_t>(databases_.size());
   }
-  ContainerSlot*& containers = databases_[id.get_DB()];
-  if (containers == noContainers) {
-    // A megabyte of which only what is used becomes real memory.
-    containers = static_cast<ContainerSlot*>(std::calloc(containersInDatabase, sizeof(ContainerSlot)));
-    if (containers == nullptr) {
-      containers = noContainers;
-      return nullptr;
-    }
+  DatabaseTable*& table = databases_[id.get_DB()];
+  if (table == &emptyTable) {
+    // Of which only what is used becomes real memory.
+    auto* const made = static_cast<DatabaseTable*>(std::calloc(1, sizeof(DatabaseTable)));
+    if (made == nullptr) return nullptr;
+    table = made;
   }
-  ContainerSlot& container = containers[id.get_OC()];
-  if (id.get_page() == 1) return &container.firstPage;
-  const std::size_t count = pageCount(container.pages);
+  if (id.get_page() == 1) return &table->firstPages[id.get_OC()];
+  PageLink*& pages = table->pages[id.get_OC()];
+  const std::size_t count = pageCount(pages);
   if (id.get_page() >= count) {
     const std::size_t grown = std::max<std::size_t>(id.get_page() + 1U, std::max<std::size_t>(8, 2 * count));
-    auto* const pages = static_cast<PageLink*>(std::realloc(container.pages, grown * sizeof(PageLink)));
-    if (pages == nullptr) return nullptr;
-    std::fill(pages + count, pages + grown, noPage);
-    pages[0].frame = static_cast<std::uint32_t>(grown);
-    container.pages = pages;
+    auto* const more = static_cast<PageLink*>(std::realloc(pages, grown * sizeof(PageLink)));
+    if (more == nullptr) return nullptr;
+    std::fill(more + count, more + grown, noPage);
+    more[0].frame = static_cast<std::uint32_t>(grown);
+    pages = more;
   }
-  return &container.pages[id.get_page()];
+  return &pages[id.get_page()];
 }
 
 // Brings the page's link up to date.
 void PageCache::link(const Page& page) {
   *place(page.frame->pageId) = {static_cast<std::uint32_t>(page.frame - frameTable),
-                                page.regularStride * std::uint32_t{alignment}, bodyAt(page.frame, page.regularBegin)};
+                                page.regularStride * std::uint32_t{alignment},
+                                reinterpret_cast<std::uintptr_t>(bodyAt(page.frame, page.regularBegin))};
 }
 
 PageCache::Fetch PageCache::fetch(const psId& id, Page*& page) {
@@ -327,12 +325,12 @@ void PageCache::free(Page& page, std::uint16_t slot) {
 
 void PageCache::dropContainer(std::uint16_t db, std::uint16_t oc) {
   if (db >= databases_.size()) return;
-  ContainerSlot& container = databases_[db][oc];
+  const DatabaseTable& table = *databases_[db];
   const auto drop = [this](const PageLink& link) {
     if (link.frame != 0) discard(*frameTable[link.frame].page);
   };
-  drop(container.firstPage);
-  for (std::size_t i = 1; i < pageCount(container.pages); ++i) drop(container.pages[i]);
+  drop(table.firstPages[oc]);
+  for (std::size_t i = 1; i < pageCount(table.pages[oc]); ++i) drop(table.pages[oc][i]);
 }
 
 bool PageCache::writeChanges() {

@@ -91,7 +91,7 @@ class PageCache {
   std::uint64_t readStamp_ = 0;
   std::uint64_t updateStamp_ = SessionHead::noStamp;
 
-  std::vector<ContainerSlot*> databases_;
+  std::vector<DatabaseTable*> databases_;
   std::vector<Page*> resident_;
   std::size_t hand_ = 0;
   std::vector<Page*> changed_;
