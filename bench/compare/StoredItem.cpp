@@ -12,7 +12,8 @@ namespace {
 // collection notices by itself.
 const char* payloadIn(const pstHandle<psObj>& element) {
   static const Payload none{};
-  return element.open(pscRead) == 1 ? static_cast<const StoredItem&>(*element).payload() : none.data();
+  const auto* const item = static_cast<const StoredItem*>(element.operator->());
+  return item != nullptr ? item->payload() : none.data();
 }
 
 // Collections keep the first 32 bits.

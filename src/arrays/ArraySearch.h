@@ -52,6 +52,11 @@ class ProbeComparison {
   KeyProbe& probe_;
 };
 
+// Compares one stored element with the key, as a search does.
+inline int compareStored(const pstRef<psObj>& stored, KeyProbe& probe) {
+  return probe.identifier() != nullptr ? IdComparison(*probe.identifier())(stored) : probe.compare(stored);
+}
+
 // Reads elements as they are.
 class ElementReader {
  public:

@@ -3,7 +3,7 @@
 namespace ps::detail {
 
 RawProbe::RawProbe(const void* key, const ComparatorChoice& choice) : key_(key), comparator_(choice.comparator) {
-  if (choice.refused || comparator_.isNull() || comparator_.open(pscRead) != 1) fail();
+  if (choice.refused || comparator_.isNull() || !comparator_.open()) fail();
 }
 
 int RawProbe::compare(const pstRef<psObj>& stored) { return comparator_->compare(pstHandle<psObj>(stored), key_); }
@@ -17,7 +17,7 @@ std::uint32_t RawProbe::hashOf(const pstRef<psObj>& stored) {
 HandleProbe::HandleProbe(const pstHandle<psObj>& key, const ComparatorChoice& choice)
     : key_(key), comparator_(choice.comparator) {
   const bool hasComparator = !comparator_.isNull();
-  if (choice.refused || key.isNull() || (hasComparator && comparator_.open(pscRead) != 1)) {
+  if (choice.refused || key.isNull() || (hasComparator && !comparator_.open())) {
     fail();
   } else if (!hasComparator || comparator_->psGetTypeN() == psCompare::pstTypeN) {
     // A plain psCompare overrides nothing: its order is that of identifiers too.

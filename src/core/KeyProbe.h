@@ -19,6 +19,24 @@ struct ComparatorChoice {
   bool refused = false;          // a node on the way to the collection could not be opened
 };
 
+// A comparator, open for the time of one operation: it stays in its place, and need not be looked up for each
+// comparison.
+class OpenComparator {
+ public:
+  explicit OpenComparator(const pstRef<psCompare>& comparator) : handle_(comparator) {}
+
+  bool isNull() const { return handle_.isNull(); }
+  bool open() {
+    object_ = handle_.open(pscRead) == 1 ? handle_.operator->() : nullptr;
+    return object_ != nullptr;
+  }
+  const psCompare* operator->() const { return object_; }
+
+ private:
+  pstHandle<psCompare> handle_;
+  const psCompare* object_ = nullptr;
+};
+
 class KeyProbe {
  public:
   KeyProbe(const KeyProbe&) = delete;
@@ -64,7 +82,7 @@ class RawProbe final : public KeyProbe {
 
  private:
   const void* key_;
-  pstHandle<psCompare> comparator_;
+  OpenComparator comparator_;
 };
 
 // A null object is no key: the probe has failed from the start. key must outlive the probe.
@@ -80,7 +98,7 @@ class HandleProbe final : public KeyProbe {
 
  private:
   const pstHandle<psObj>& key_;
-  pstHandle<psCompare> comparator_;
+  OpenComparator comparator_;
   const psCollection* collection_ = nullptr;
 };
 

@@ -78,6 +78,7 @@ TreePosition locate(const psBTree& node, KeyProbe& probe) {
   at.failed = false;
   at.index = found.position;
   at.matched = found.matched;
+  at.isLast = at.index == elements.count();
   at.isFull = elements.isFull();
   if (at.matched) at.element = elements[at.index];
   return at;
@@ -92,10 +93,47 @@ pstRef<psObj> storedFor(const psBTree& node, KeyProbe& probe) {
   return at.index < entries.count() ? entries[at.index] : pstRef<psObj>();
 }
 
+namespace {
+
+// The position behind the last element, if the key is greater than that; else a failed one.
+TreePosition locateBehindLast(const psBTree& tree, KeyProbe& probe) {
+  TreePosition at;
+  at.failed = true;
+  at.leaf = rightmostLeaf(tree).node;
+  if (at.leaf.isNull()) return at;
+  const ArrayView elements(NodeAccess::elements(*at.leaf));
+  if (elements.count() == 0 || probe.failed()) return at;
+  const int result = compareStored(elements.last(), probe);
+  if (probe.failed() || result >= 0) return at;
+  at.failed = false;
+  at.index = elements.count();
+  at.isLast = true;
+  at.isFull = elements.isFull();
+  return at;
+}
+
+// Whether the last element that came into the tree went behind all others of its leaf: the next one may well do so too.
+// Known for as long as the root stays in memory.
+bool expectsAscent(const psBTree& tree) {
+  const psId* const note = notesBeside(&tree, 1);
+  return note != nullptr && !note->isNull();
+}
+
+void noteAscent(const psBTree& tree, const TreePosition& at) {
+  psId* const note = notesBeside(&tree, 1);
+  if (note != nullptr) *note = at.isLast ? tree.psOid() : psId();
+}
+
+}  // namespace
+
 std::optional<TreePosition> locateRoom(psBTree& tree, KeyProbe& probe) {
   for (;;) {
-    TreePosition at = locate(tree, probe);
+    TreePosition at;
+    at.failed = true;
+    if (expectsAscent(tree)) at = locateBehindLast(tree, probe);
+    if (at.failed) at = locate(tree, probe);
     if (at.failed) return std::nullopt;
+    noteAscent(tree, at);
     if (at.matched || !at.isFull) return at;
     if (at.leaf->full(0) != 1) return std::nullopt;
   }
