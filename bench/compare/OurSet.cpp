@@ -13,7 +13,7 @@
 
 namespace {
 
-constexpr int entriesPerNode = 200;
+constexpr int entriesPerNode = 480;
 constexpr int slotsPerBucket = 101;
 
 // A container takes no more than 512 MiB.

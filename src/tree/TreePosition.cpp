@@ -7,8 +7,8 @@ namespace ps::detail {
 
 namespace {
 
-// What is asked for of a leaf before it is known how much it holds: an array of 140 elements.
-constexpr std::size_t bytesAhead = 1152;
+// What is asked for of a leaf before it is known how much it holds: an array of 280 elements.
+constexpr std::size_t bytesAhead = 2304;
 
 // Reads the lowest element of the child that an entry, its leftmost leaf, stands for. What was read is noted beside the
 // array of entries: a search in a node that is searched often reads a row of references and no leaf.
