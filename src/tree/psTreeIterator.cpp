@@ -1,6 +1,7 @@
 #include "tree/psTreeIterator.h"
 
 #include <algorithm>
+#include <utility>
 
 #include "arrays/ArrayEdit.h"
 #include "store/Relocation.h"
@@ -23,6 +24,9 @@ using ps::detail::TreePosition;
 namespace {
 
 constexpr int unknownIndex = -2;
+
+// How far ahead of a walk that reads the objects these are asked for.
+constexpr int objectsAhead = 8;
 
 }  // namespace
 
@@ -121,6 +125,11 @@ int psTreeIterator::currentIndex() {
   return index_;
 }
 
+bool psTreeIterator::objectsAreRead() {
+  const std::uint64_t before = std::exchange(opens_, ps::detail::currentSession->opens);
+  return opens_ != before;
+}
+
 std::optional<psTreeIterator::Place> psTreeIterator::placeAfter() const {
   const ArrayView entries(delivered_.array());
   if (entries.count() == 0) return std::nullopt;
@@ -168,6 +177,9 @@ pstRef<psObj> psTreeIterator::next(psLockMode mode) {
     if (const pstRef<psObj>* const element = delivered_.at(position_ + 1)) {
       ++position_;
       index_ = indexAfter(1);
+      if (objectsAreRead() && delivered_.at(position_ + objectsAhead) != nullptr) {
+        delivered_.prefetch(position_ + objectsAhead);
+      }
       return *element;
     }
   }

@@ -49,6 +49,8 @@ class PS_API psTreeIterator : public psCollectionIterator {
     void use(const pstRef<psUnsortedArray>& array);
     // The address of entry i; null when there is none or it cannot be read.
     const pstRef<psObj>* at(int i);
+    // Asks for the object of entry i, which at has given before.
+    PS_ALWAYS_INLINE void prefetch(int i) const { ps::detail::prefetchObject(first_[i].oid()); }
     const pstHandle<psUnsortedArray>& array() const { return array_; }
 
    private:
@@ -81,6 +83,9 @@ class PS_API psTreeIterator : public psCollectionIterator {
     pstRef<psObj> delivered;
   };
 
+  // Whether objects have been opened since the last step, those of the walk presumably.
+  bool objectsAreRead();
+
   // The places beside the current one; nothing when a node cannot be opened.
   std::optional<Place> placeAfter() const;
   std::optional<Place> placeBefore() const;
@@ -112,6 +117,7 @@ class PS_API psTreeIterator : public psCollectionIterator {
 
   Delivery delivery_ = Delivery::elements;
   Entries delivered_;
+  std::uint64_t opens_ = 0;                 // the session's at the last step
   std::optional<ps::detail::PagePin> pin_;  // of what currentAddress gave out
   pstRef<psObj> nothing_;                   // what currentP gives out where there is none
 };
