@@ -4,6 +4,8 @@
 #include <cstddef>
 #include <cstring>
 #include <memory>
+#include <string>
+#include <thread>
 #include <vector>
 
 #include "sorted/psTreeMapNode.h"
@@ -250,6 +252,37 @@ TEST(TreeSet, CanBeFilledAgainAfterItWasEmptied) {
     ASSERT_EQ(orphansOf(world.store.session()), "");
     EXPECT_LE(containersOf(world.store.session()), before + 1);
   }
+}
+
+// Another session takes out the lowest element of each leaf, which then belongs in the leaf before: no array of an
+// interior node changes, but what separates its children does.
+TEST(TreeSet, SearchesSeeWhatAnotherSessionHasChanged) {
+  SetWorld world(TempStore::Place::file, Flavour::handle, true, 8);
+  for (int number = 0; number < 400; ++number) world.put(number);
+  ASSERT_EQ(world.store->commit(), 1);
+  std::string path;
+  world.store.whileClosed([&](const std::string& file) { path = file; });
+  ASSERT_EQ(world.store->begin(pscRead), 1);
+  world.find();
+  ASSERT_EQ(world.complaints(), "");
+  ASSERT_EQ(world.store->commit(), 1);
+
+  std::thread([&] {
+    psSession other;
+    ASSERT_EQ(other.open(path), 1);
+    ASSERT_EQ(other.begin(pscUpdate), 1);
+    const pstHandle<psTreeSet> set(world.set.oid());
+    for (pstHandle<psBTree> leaf(pstHandle<psBTree>(set->atFirst())->next()); !leaf.isNull(); leaf = leaf->next()) {
+      const pstHandle<psObj> lowest(leaf->first());
+      ASSERT_TRUE(set->remove(lowest));
+      ASSERT_TRUE(set->add(lowest));
+    }
+    ASSERT_EQ(other.commit(), 1) << other.lastError();
+  }).join();
+
+  ASSERT_EQ(world.store->begin(pscRead), 1);
+  world.find();
+  EXPECT_EQ(world.complaints(), "");
 }
 
 TEST(TreeSet, ALookUpOpensAndComparesLittle) {

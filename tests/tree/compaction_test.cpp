@@ -47,6 +47,7 @@ class SparseTree {
     thinOut(shape);
     elements = elementsOf(*tree);
     EXPECT_EQ(tree->depth(), depth) << "removal lowers no tree";
+    EXPECT_EQ(complaints(), "");
   }
 
   void add(int number) {
@@ -59,7 +60,8 @@ class SparseTree {
   }
   void find() { tree.lookupObj(store->database("test"), "tree", pscRead); }
   std::string complaints() const {
-    return faultsOf(tree) + (elementsOf(*tree) == elements ? "" : "the elements have changed\n");
+    return faultsOf(tree) + (elementsOf(*tree) == elements ? "" : "the elements have changed\n") +
+           (isSorted() && !findsAll() ? "an element is not found where it is\n" : "");
   }
 
   TempStore store;
@@ -67,6 +69,13 @@ class SparseTree {
   Elements elements;
 
  private:
+  bool isSorted() const { return tree->psIsKindOf(psTreeSet::pstTypeN); }
+  bool findsAll() const {
+    for (std::size_t i = 0; i < elements.size(); i += 2) {
+      if (!tree->contains(pstHandle<psObj>(elements[i]))) return false;
+    }
+    return true;
+  }
   void thinOut(Shape shape) {
     std::mt19937_64 random(seedOr(5));
     for (pstHandle<psBTree> leaf(tree->atFirst()); !leaf.isNull(); leaf = leaf->next()) {
