@@ -56,6 +56,10 @@ class KeyProbe {
   // search is no answer, least of all "absent".
   bool failed() const { return failed_ || watch_.refused(); }
 
+  // Forgets what was refused so far: it was met on a way that the operation can do without, and which it began when the
+  // probe had not failed.
+  void disregardRefusals() { watch_ = RefusalWatch(); }
+
   // The key's identifier when the order is that of identifiers, so that a search can compare without a call; else null.
   const psId* identifier() const { return identifier_; }
 

@@ -95,16 +95,19 @@ pstRef<psObj> storedFor(const psBTree& node, KeyProbe& probe) {
 
 namespace {
 
-// The position behind the last element, if the key is greater than that; else a failed one.
+// The position behind the last element, if the key is greater than that; else a failed one. What cannot be read there
+// need not concern the key, so it does not fail the probe.
 TreePosition locateBehindLast(const psBTree& tree, KeyProbe& probe) {
   TreePosition at;
   at.failed = true;
+  if (probe.failed()) return at;
   at.leaf = rightmostLeaf(tree).node;
-  if (at.leaf.isNull()) return at;
-  const ArrayView elements(NodeAccess::elements(*at.leaf));
-  if (elements.count() == 0 || probe.failed()) return at;
-  const int result = compareStored(elements.last(), probe);
-  if (probe.failed() || result >= 0) return at;
+  const ArrayView elements(at.leaf.isNull() ? pstRef<psUnsortedArray>() : NodeAccess::elements(*at.leaf));
+  const bool isBehind = elements.count() > 0 && compareStored(elements.last(), probe) < 0;
+  if (probe.failed() || !isBehind) {
+    probe.disregardRefusals();
+    return at;
+  }
   at.failed = false;
   at.index = elements.count();
   at.isLast = true;

@@ -91,5 +91,38 @@ TEST(KeyedDamage, NothingIsLostOrDoubledForAPageThatCannotBeRead) {
   }
 }
 
+// Additions that try the end of the tree first, since one went behind all others of its leaf, do without it.
+TEST(KeyedDamage, ElementsAreAddedBeforeALastLeafThatCannotBeRead) {
+  SetWorld world(file, Flavour::handle, true, 8);
+  ItemKey last;
+  for (int number = 0; number < 400; number += 2) last = world.put(number);
+  ASSERT_EQ(world.store->commit(), 1);
+  std::string key;
+  std::string sound;
+  world.store.whileClosed([&](const std::string& path) {
+    const std::uint64_t bits = last.id.bits();
+    const std::string reference(reinterpret_cast<const char*>(&bits), sizeof bits);
+    for (const std::string& page : pagesIn(path)) {
+      if (RawFile(path).content()[page].find(reference) != std::string::npos) key = page;
+    }
+    ASSERT_NE(key, "");
+    sound = RawFile(path).content()[key];
+    RawFile(path).put(key, sound.substr(0, sound.size() - 1) + '\x7f');
+  });
+  ASSERT_EQ(world.store->begin(pscUpdate), 1);
+  world.find();
+  EXPECT_FALSE(world.contains(last));
+  for (int number = 1; number < 300; number += 2) {
+    const ItemKey item = world.newItem(number);
+    ASSERT_TRUE(world.add(item)) << number;
+    world.model.add(item);
+  }
+  ASSERT_EQ(world.store->commit(), 1);
+  world.store.whileClosed([&](const std::string& path) { RawFile(path).put(key, sound); });
+  ASSERT_EQ(world.store->begin(pscRead), 1);
+  world.find();
+  EXPECT_EQ(world.complaints(), "");
+}
+
 }  // namespace
 }  // namespace ps::test
