@@ -467,7 +467,6 @@ bool PageCache::restore(Page& page) {
   page.checksums = std::move(checksums);
   page.stored = true;
   page.freed.clear();
-  link(page);
   return true;
 }
 
