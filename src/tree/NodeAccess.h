@@ -18,7 +18,7 @@ class NodeAccess {
   // Searches may have noted down the old one beside the arrays of any ancestors.
   static void setFirst(psBTree& node, const pstRef<psObj>& first) {
     node.first_ = first;
-    dropAllNotes();
+    if (isInArena(&node)) dropAllNotes();
   }
 };
 
