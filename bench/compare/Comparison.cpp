@@ -92,6 +92,7 @@ void Comparison::goBeyondMemory() {
     const double bytes = entrant.process.ask("bytes").back() * static_cast<double>(stage_.count);
     setup.cacheBytes = static_cast<std::size_t>(bytes / 10);
     keep(entrant, "beyond", askElsewhere(entrant, setup, {"open", "hit-few", "hit-few"}));
+    keep(entrant, "disk", askElsewhere(entrant, setup, {"forget", "open", "hit-cold", "hit-cold"}));
   }
 }
 

@@ -34,7 +34,7 @@ std::vector<Stage> fullPlan() {
   for (const std::size_t count : {std::size_t{10000}, million / 10, Keys::wordCount()}) {
     stages.push_back({KeyKind::words, count, core, allFor(KeyKind::words), 3});
   }
-  const std::vector<std::string> beyond{"walk", "hit", "miss", "cold", "bytes", "peak", "beyond"};
+  const std::vector<std::string> beyond{"walk", "hit", "miss", "cold", "bytes", "peak", "beyond", "disk"};
   stages.push_back({KeyKind::content, 5 * million, core, beyond, 3, 1, million / 2});
   return stages;
 }
@@ -43,7 +43,7 @@ std::vector<Stage> quickPlan() {
   std::vector<Stage> stages;
   for (const KeyKind kind : {KeyKind::identifier, KeyKind::content, KeyKind::words}) {
     std::vector<std::string> workloads = allFor(kind);
-    workloads.emplace_back("beyond");
+    workloads.insert(workloads.end(), {"beyond", "disk"});
     stages.push_back({kind, 10000, everybody, workloads, 2});
   }
   return stages;

@@ -77,7 +77,8 @@ object, which a hit reads and a removal deletes. By identifier it is one step, t
 the objects, write nothing and are the limit.
 
 Caches hold everything, except where a cache of a tenth of the data is measured. LMDB has none and reads from the system's, which
-nobody limits. A cold start is a new process, with the file in the system's cache. RocksDB's loads end with the last commit and leave
+nobody limits. For hits with the file on the disk alone, the system's cache is emptied of it before a new process opens it; the second
+1,000 hits count. A cold start is a new process, with the file in the system's cache. RocksDB's loads end with the last commit and leave
 compaction to do, which is done before anything else is measured. Resident memory is the most
 that a process took in loads and walks, beyond what it had before. The last two columns are multiples of our costs, at the largest number of elements.
 )";

@@ -1,5 +1,8 @@
 #include "Worker.h"
 
+#include <fcntl.h>
+#include <unistd.h>
+
 #include <algorithm>
 #include <chrono>
 #include <fstream>
@@ -53,6 +56,7 @@ Worker::Answer Worker::obey(const std::string& command) {
       {"load-ascending", [](Worker& worker) { return worker.load(true); }},
       {"hit", [](Worker& worker) { return worker.lookUp(probesPerRound, Keys::Of::present); }},
       {"hit-few", [](Worker& worker) { return worker.lookUp(slowProbes, Keys::Of::present); }},
+      {"hit-cold", [](Worker& worker) { return worker.lookUp(coldProbes, Keys::Of::present); }},
       {"miss", [](Worker& worker) { return worker.lookUp(probesPerRound, Keys::Of::missing); }},
       {"walk", &Worker::walk},
       {"read", &Worker::walkReading},
@@ -66,6 +70,7 @@ Worker::Answer Worker::obey(const std::string& command) {
          worker.contestant_.reset();
          return Answer{0};
        }},
+      {"forget", &Worker::forgetFiles},
       {"open",
        [](Worker& worker) {
          worker.reopen();
@@ -163,6 +168,19 @@ Worker::Answer Worker::bytesOnDisk() const {
 
 Worker::Answer Worker::peakBytes() const {
   return {(processBytes("VmHWM") - bytesBefore_) / static_cast<double>(setup_.count)};
+}
+
+// Leaves the contestant's files, which nobody has open, on the disk alone.
+Worker::Answer Worker::forgetFiles() const {
+  for (const auto& entry : std::filesystem::recursive_directory_iterator(setup_.folder)) {
+    if (!entry.is_regular_file()) continue;
+    const int file = ::open(entry.path().c_str(), O_RDONLY | O_CLOEXEC);
+    if (file < 0 || fsync(file) != 0 || posix_fadvise(file, 0, 0, POSIX_FADV_DONTNEED) != 0) {
+      stop("cannot take " + entry.path().string() + " out of the system's cache");
+    }
+    ::close(file);
+  }
+  return {0};
 }
 
 void Worker::makeNew() {

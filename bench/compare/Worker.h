@@ -38,6 +38,7 @@ class Worker {
   Answer bytesOnDisk() const;  // of the files, and what is in use of it
   Answer peakBytes() const;    // resident, beyond what was before the first load
 
+  Answer forgetFiles() const;
   void makeNew();
   void reopen();
   // The keys of the next elements to look up, or the missing ones behind them.

@@ -205,6 +205,7 @@ class EngineModel {
   void checkGet(const std::string& key, bool valid) {
     std::string_view value;
     const Engine::Lookup result = engine_->get(key, value);
+    engine_->announceReading(value);
     const auto expected = working_.find(key);
     if (!valid) {
       ASSERT_EQ(result, Engine::Lookup::failed);

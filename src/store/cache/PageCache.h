@@ -2,6 +2,7 @@
 
 #include <cstdint>
 #include <string>
+#include <string_view>
 #include <unordered_set>
 #include <vector>
 
@@ -69,6 +70,7 @@ class PageCache {
   void link(const Page& page);
   Fetch load(const psId& id, Page*& page);
   Fetch readRecord(const psId& id, std::string& record, std::vector<std::uint64_t>& checksums);
+  std::string_view readPayload(std::string_view key, std::string_view value, std::uint64_t& checksum);
   Page* newImage(const psId& id, std::size_t bytes);
   Page* newPage(CatalogEntry& container, std::size_t capacity);
   std::uint32_t freshPageNumber(CatalogEntry& container);
@@ -95,6 +97,7 @@ class PageCache {
   std::vector<Page*> resident_;
   std::size_t hand_ = 0;
   std::vector<Page*> changed_;
+  unsigned announcements_ = 0;                 // values still to be announced before they are read
   std::unordered_set<std::uint64_t> spilled_;  // changed pages that are in the engine's transaction but not in memory
 
   // Kept for their memory. Two records, since making room for the one that is being read may write another.

@@ -39,6 +39,9 @@ class Engine {
   // The view lives until the next put, erase, commit or abort of this instance.
   virtual Lookup get(std::string_view key, std::string_view& value) = 0;
 
+  // Says that all of a value that get gave is about to be read, which makes reading it from the disk faster.
+  virtual void announceReading(std::string_view) const {}
+
   virtual bool put(std::string_view key, std::string_view value) = 0;
 
   // Removing an absent key succeeds.

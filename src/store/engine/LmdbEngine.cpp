@@ -1,5 +1,8 @@
 #include "store/engine/LmdbEngine.h"
 
+#include <sys/mman.h>
+#include <unistd.h>
+
 #include <memory>
 #include <utility>
 
@@ -68,6 +71,16 @@ Engine::Lookup LmdbEngine::get(std::string_view key, std::string_view& value) {
   }
   value = toView(found);
   return Lookup::found;
+}
+
+// The map is read without reading ahead: a value that lies in several of the system's pages would be read by an access
+// to the disk for each.
+void LmdbEngine::announceReading(std::string_view value) const {
+  const auto systemPage = static_cast<std::uintptr_t>(sysconf(_SC_PAGESIZE));
+  if (value.size() <= systemPage) return;
+  const auto begin = reinterpret_cast<std::uintptr_t>(value.data());
+  const std::uintptr_t pageBegin = begin / systemPage * systemPage;
+  madvise(reinterpret_cast<void*>(pageBegin), begin + value.size() - pageBegin, MADV_WILLNEED);
 }
 
 bool LmdbEngine::put(std::string_view key, std::string_view value) {

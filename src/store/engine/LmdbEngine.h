@@ -25,6 +25,7 @@ class LmdbEngine final : public Engine {
   // for itself.
   bool begin(bool update) override;
   Lookup get(std::string_view key, std::string_view& value) override;
+  void announceReading(std::string_view value) const override;
   bool put(std::string_view key, std::string_view value) override;
   bool erase(std::string_view key) override;
   bool scan(std::string_view prefix, const Visitor& visitor) override;
