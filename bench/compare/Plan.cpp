@@ -28,14 +28,16 @@ std::vector<Stage> fullPlan() {
     stages.push_back({kind, million / 10, everybody, allFor(kind), 5, 2});
     stages.push_back({kind, million, core, allFor(kind), 5});
   }
-  const std::vector<std::string> inMoments{"load-random", "walk",  "read",   "hit", "miss",
-                                           "cold",        "bytes", "commit", "peak"};
+  const std::vector<std::string> inMoments{"load-random", "load-ascending", "walk",  "read",   "hit",
+                                           "miss",        "cold",           "bytes", "commit", "peak"};
   stages.push_back({KeyKind::content, million, general, inMoments, 1});
   for (const std::size_t count : {std::size_t{10000}, million / 10, Keys::wordCount()}) {
     stages.push_back({KeyKind::words, count, core, allFor(KeyKind::words), 3});
   }
-  const std::vector<std::string> beyond{"walk", "hit", "miss", "cold", "bytes", "peak", "beyond", "disk"};
-  stages.push_back({KeyKind::content, 5 * million, core, beyond, 3, 1, million / 2});
+  std::vector<std::string> readOnly{"walk", "hit", "miss", "cold", "bytes", "peak"};
+  stages.push_back({KeyKind::identifier, 5 * million, core, readOnly, 3, 1, million / 2});
+  readOnly.insert(readOnly.end(), {"beyond", "disk"});
+  stages.push_back({KeyKind::content, 5 * million, core, readOnly, 3, 1, million / 2});
   return stages;
 }
 
