@@ -196,7 +196,9 @@ PS_ALWAYS_INLINE void prefetchWithStorage(const psId& id, std::size_t begin, std
   const PageLink& link = linkOf(*currentSession, id);
   prefetchObject(id);
   const std::uintptr_t storage = regularAddress(link, id.get_slot() + 1U);
-  prefetchAddress(link.first & -std::uintptr_t{imageAlignment});  // the slot table, when it is a short one
+  // Of the slot table what leads to the first 127 objects: a bucket and its chains are seldom more.
+  const std::uintptr_t slotTable = link.first & -std::uintptr_t{imageAlignment};
+  for (std::size_t i = 0; i < 4 * cacheLine; i += cacheLine) prefetchAddress(slotTable + i);
   prefetchAddress(storage - sizeof(ObjectHeader));
   for (std::size_t i = begin; i < begin + bytes; i += cacheLine) prefetchAddress(storage + i);
 }
