@@ -394,7 +394,7 @@ bool SessionCore::changePageOf(const void* address) {
 }
 
 void* SessionCore::create(std::uint32_t type, std::size_t size, const psId& near) {
-  const ClassInfo* const info = TypeRegistry::instance().find(type);
+  const ClassInfo* const info = classOf_(type);
   if (info == nullptr || info->virtualTable == 0) {
     fail("class number " + std::to_string(type) + " is not registered; put PS_REGISTER_CLASS into one source file");
     return nullptr;

@@ -8,6 +8,7 @@
 #include "store/cache/Catalog.h"
 #include "store/cache/NameIndex.h"
 #include "store/cache/PageCache.h"
+#include "store/cache/TypeRegistry.h"
 #include "store/engine/Engine.h"
 #include "store/psSession.h"
 
@@ -115,6 +116,7 @@ class SessionCore : public SessionHead {
   std::uint64_t epoch_ = 0;    // stamp of images known to be current; changes when another session has committed
   std::uint64_t version_ = 0;  // of the engine, that epoch_ stands for
   std::uint64_t update_ = noStamp;
+  ClassLookup classOf_;  // for what is created
   std::vector<psId> beingDeleted_;
   std::vector<pstHandle<psObj>> kept_;
 };

@@ -59,22 +59,6 @@ void copyBody(const StoredObject& stored, const char* bytes, char* body) {
   std::memcpy(body + skip, bytes, stored.size - skip);
 }
 
-// The class of the object looked at last: neighbours are mostly of one class.
-class ClassLookup {
- public:
-  const ClassInfo* operator()(std::uint32_t type) {
-    if (type != type_) {
-      type_ = type;
-      info_ = TypeRegistry::instance().find(type & ~namedFlag);
-    }
-    return info_;
-  }
-
- private:
-  std::uint32_t type_ = 0;
-  const ClassInfo* info_ = nullptr;
-};
-
 }  // namespace
 
 void setSlot(Page& page, std::uint16_t slot, std::uint16_t offset) {
@@ -146,7 +130,7 @@ void decodePage(std::string_view record, const RecordShape& shape, std::size_t s
     *headerAt(frame, offset) = {stored.type, stored.size, index, stored.slot, roomFor(stored.size)};
     copyBody(stored, bytes, body);
     page.used += sizeof(ObjectHeader) + aligned(stored.size);
-    const ClassInfo* const info = omitted(stored.type) != 0 ? classOf(stored.type) : nullptr;
+    const ClassInfo* const info = omitted(stored.type) != 0 ? classOf(stored.type & ~namedFlag) : nullptr;
     const bool usable =
         omitted(stored.type) == 0 || (info != nullptr && info->virtualTable != 0 && info->size == stored.size);
     if (!usable) {
@@ -180,7 +164,7 @@ bool restorePage(std::string_view record, const RecordShape& shape, Page& page) 
     copyBody(stored, bytes, bodyAt(frame, offset));
     if (omitted(stored.type) != 0) {
       // A destructor that ran has put back the virtual table of the base.
-      const ClassInfo* const info = classOf(stored.type);
+      const ClassInfo* const info = classOf(stored.type & ~namedFlag);
       if (info == nullptr) return false;
       std::memcpy(bodyAt(frame, offset), &info->virtualTable, sizeof info->virtualTable);
     }

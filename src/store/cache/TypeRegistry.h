@@ -52,4 +52,16 @@ class TypeRegistry {
   std::string conflict_;
 };
 
+// Finds classes, and begins with the one found last: neighbours are mostly of one class.
+class ClassLookup {
+ public:
+  const ClassInfo* operator()(unsigned int number) {
+    if (info_ == nullptr || info_->number != number) info_ = TypeRegistry::instance().find(number);
+    return info_;
+  }
+
+ private:
+  const ClassInfo* info_ = nullptr;
+};
+
 }  // namespace ps::detail
