@@ -5,6 +5,7 @@
 
 #include "arrays/ArrayEdit.h"
 #include "tree/NodeAccess.h"
+#include "tree/TreeShape.h"
 
 namespace ps::detail {
 
@@ -47,14 +48,17 @@ class NodeEdit {
   }
 
   void insert(int i, const pstRef<psObj>& element, const pstRef<psObj>& value = pstRef<psObj>()) {
+    if (!isLeaf_) noteShapeChange();
     elements_.insert(i, element);
     if (values_) values_->insert(i, value);
   }
 
+  // For a leaf.
   void put(int i, const pstRef<psObj>& element) { elements_.put(i, element); }
 
   // Takes out n entries from i on.
   void erase(int i, int n = 1) {
+    if (!isLeaf_) noteShapeChange();
     elements_.erase(i, n);
     if (values_) values_->erase(i, n);
   }

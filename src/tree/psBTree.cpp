@@ -12,6 +12,7 @@
 #include "tree/NodeSplit.h"
 #include "tree/TreePosition.h"
 #include "tree/TreeRefresh.h"
+#include "tree/TreeShape.h"
 #include "tree/psTreeIterator.h"
 
 using ps::detail::ArrayView;
@@ -49,7 +50,7 @@ auto askAbove(const psBTree& node, Ask ask) -> decltype(ask(std::declval<psBTree
 
 }  // namespace
 
-psBTree::~psBTree() noexcept = default;
+psBTree::~psBTree() noexcept { ps::detail::noteShapeChange(); }
 
 bool psBTree::add(const pstHandle<psObj>& element) {
   return askAbove(*this, [&](psBTree& above) { return above.add(element); });

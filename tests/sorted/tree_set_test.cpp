@@ -205,6 +205,27 @@ TEST(TreeSet, NodesLeaveTheTreeAndTellTheirAncestors) {
   }
 }
 
+TEST(TreeSet, AscendingElementsDoNotFollowTheirLeafOutOfTheTree) {
+  for (const bool isDeleted : {true, false}) {
+    SetWorld world(TempStore::Place::memory, Flavour::handle, true, 4);
+    for (int number = 1; number <= 15; ++number) world.put(number);
+    pstHandle<psBTree> last(world.set->atLast());
+    forget(world, last);
+    if (isDeleted) {
+      ASSERT_EQ(last->removeNode(last), 1);
+    } else {
+      const pstHandle<psBTree> parent = last->parent();
+      int index = parent->maxNumberOfChildren() - 1;
+      while (index > 0 && parent->removeKeyValueAt(index) == 0) --index;
+      ASSERT_GT(index, 0);
+    }
+    pehSessionDataGetFunction()->clear();
+    world.put(16);
+    EXPECT_EQ(pehSessionDataGetFunction()->text(), "");
+    EXPECT_EQ(world.complaints(), "");
+  }
+}
+
 TEST(TreeSet, PutsItsPartsWhereItIsTold) {
   TempStore store(TempStore::Place::memory);
   ASSERT_EQ(store->begin(pscUpdate), 1);

@@ -39,8 +39,7 @@ void KeyedDriver::restoreModel() {
   values_ = committedValues_;
 }
 
-void KeyedDriver::add() {
-  const ItemKey item = anyItem();
+void KeyedDriver::add(const ItemKey& item) {
   const bool isNew = !model_.contains(item);
   if (isMap()) {
     ASSERT_TRUE(world_.collection().add(pstHandle<psObj>(item.id)));
@@ -54,10 +53,23 @@ void KeyedDriver::add() {
 
 void KeyedDriver::remove() {
   const std::vector<ItemKey> list = model_.list();
-  const ItemKey item = list.empty() || below(3) == 0 ? anyItem() : list[static_cast<std::size_t>(below(model_.size()))];
+  remove(list.empty() || below(3) == 0 ? anyItem() : list[static_cast<std::size_t>(below(model_.size()))]);
+}
+
+void KeyedDriver::remove(const ItemKey& item) {
   const bool isRemoved = world_.remove(item);
   ASSERT_EQ(isRemoved, model_.remove(item));
   ASSERT_FALSE(world_.contains(item));
+}
+
+// Makes sure that a few of the highest elements are gone, and adds them in ascending order.
+void KeyedDriver::renewHighest() {
+  SetModel all(model_.byNumber());
+  for (const ItemKey& item : pool_) all.add(item);
+  const std::vector<ItemKey> items = all.list();
+  const std::vector<ItemKey> highest(items.end() - below(20), items.end());
+  for (const ItemKey& item : highest) remove(item);
+  for (const ItemKey& item : highest) add(item);
 }
 
 void KeyedDriver::lookUp() {

@@ -54,8 +54,9 @@ class KeyedDriver : public ModelDriver {
   KeyedWorld& world_;
   SetModel& model_;
   std::vector<Choice> choices_ = {
-      {"add", [this] { add(); }, 50, 15},
+      {"add", [this] { add(anyItem()); }, 50, 15},
       {"remove", [this] { remove(); }, 15, 50},
+      {"renew the highest", [this] { renewHighest(); }, 2, 2},
       {"look up", [this] { lookUp(); }, 10, 10},
       {"walk", [this] { walk(); }, 3, 5},
       {"clear", [this] { clear(); }, 0, 1},
@@ -65,8 +66,10 @@ class KeyedDriver : public ModelDriver {
   };
 
  private:
-  void add();
+  void add(const ItemKey& item);
   void remove();
+  void remove(const ItemKey& item);
+  void renewHighest();
   void lookUp();
   void walk();
   void combine();
