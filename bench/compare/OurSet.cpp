@@ -50,6 +50,22 @@ pstHandle<psObj> objectNamed(std::string_view identifier) {
   return id;
 }
 
+// Takes out the element of a key, and deletes it. A tree's iterator finds it once for both; a hash's would look at one
+// element after the other.
+template <class Collection>
+bool removeObject(Collection& set, psCollectionIterator& it, std::string_view key) {
+  pstHandle<psObj> object;
+  if constexpr (std::is_same_v<Collection, psTreeSet>) {
+    if (!it.goTo(static_cast<const void*>(key.data()))) return false;
+    object = it.current(pscNoLock);
+    if (it.remove() != 1) return false;
+  } else {
+    object = set.get(key.data());
+    if (!set.remove(object)) return false;
+  }
+  return psDelete(object) == 1;
+}
+
 }  // namespace
 
 template <class Collection>
@@ -95,11 +111,10 @@ void OurSet<Collection>::add(const KeyList& keys, bool) {
 template <class Collection>
 void OurSet<Collection>::remove(const KeyList& keys) {
   change([&](Collection& set) {
+    const std::unique_ptr<psCollectionIterator> it(set.iterator());
     for (const std::string_view key : keys) {
-      pstHandle<psObj> object = isByIdentifier() ? objectNamed(key) : pstHandle<psObj>(set.get(key.data()));
-      if (!set.remove(object) || (!isByIdentifier() && psDelete(object) != 1)) {
-        stop("a set does not remove an element: " + session_.lastError());
-      }
+      const bool isRemoved = isByIdentifier() ? set.remove(objectNamed(key)) : removeObject(set, *it, key);
+      if (!isRemoved) stop("a set does not remove an element: " + session_.lastError());
     }
   });
 }
