@@ -98,14 +98,14 @@ namespace {
 
 // Elements that come in ascending order all go behind the last one. So it is noted beside the root, for as long as that
 // stays in memory, in which leaf the last element that came into the tree went behind all others; and when that leaf
-// was seen to be the last of the tree, the tree's shape at that time.
+// was seen to be the last of the tree, the shape in which it was.
 constexpr int notesOfAscent = 2;
 
-void noteAscent(const psBTree& tree, const TreePosition& at, bool isInLastLeaf) {
+void noteAscent(const psBTree& tree, const TreePosition& at, const psId& shapeWhereLast) {
   psId* const notes = notesBeside(&tree, notesOfAscent);
   if (notes == nullptr) return;
   notes[0] = at.isLast ? at.leaf.oid() : psId();
-  notes[1] = isInLastLeaf ? currentShape() : psId();
+  notes[1] = shapeWhereLast;
 }
 
 // The last leaf, when the next element is expected to go behind all others; else null.
@@ -140,11 +140,13 @@ TreePosition locateBehindLast(const psBTree& tree, KeyProbe& probe) {
 
 std::optional<TreePosition> locateRoom(psBTree& tree, KeyProbe& probe) {
   for (;;) {
+    // Before anything is compared: a comparator is the application's, and may do what it likes.
+    const psId shape = currentShape();
     TreePosition at = locateBehindLast(tree, probe);
     const bool isBehindLast = !at.failed;
     if (!isBehindLast) at = locate(tree, probe);
     if (at.failed) return std::nullopt;
-    noteAscent(tree, at, isBehindLast);
+    noteAscent(tree, at, isBehindLast ? shape : psId());
     if (at.matched || !at.isFull) return at;
     if (at.leaf->full(0) != 1) return std::nullopt;
   }
