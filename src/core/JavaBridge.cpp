@@ -8,7 +8,7 @@
 #include <utility>
 
 #include "core/psJavaId.h"
-#include "store/psError.h"
+#include "store/StoreError.h"
 
 namespace ps::detail {
 
@@ -108,8 +108,9 @@ ClassLookUp<jfieldID, 5> identifierFields("COM/vexa/pm/psId", &JNIEnv::GetFieldI
 // Whether Java can be called: there are an environment and an object, and no exception is pending.
 bool canCall(JNIEnv* env, jobject object, const char* complaintAboutNull) {
   if (env == nullptr) {
-    psSignal(pscError, psteStore, nullptr,
-             "there is no Java environment; pass the JNIEnv of the current thread, which must be attached to the JVM");
+    ps::detail::signalStoreError(
+        {psErrorKind::usage,
+         "there is no Java environment; pass the JNIEnv of the current thread, which must be attached to the JVM"});
     return false;
   }
   if (env->ExceptionCheck() == JNI_TRUE) return false;

@@ -1,14 +1,15 @@
 #include "core/JavaBridge.h"
 #include "core/psJavaId.h"
-#include "store/psError.h"
+#include "store/StoreError.h"
 
 // Stands in for JavaBridge.cpp where the library is built without a JDK's headers.
 namespace {
 
 void signalMissing() {
-  psSignal(pscError, psteStore, nullptr,
-           "this build of pscollections cannot call Java; build it where a JDK is installed (Debian: "
-           "openjdk-17-jdk-headless), or look up with a raw key, a handle or a callback instead");
+  ps::detail::signalStoreError(
+      {psErrorKind::usage,
+       "this build of pscollections cannot call Java; build it where a JDK is installed (Debian: "
+       "openjdk-17-jdk-headless), or look up with a raw key, a handle or a callback instead"});
 }
 
 }  // namespace

@@ -36,7 +36,8 @@ bool copyStorage(SessionCore& session, const ClassInfo& info, const char* origin
     const psId from = wordAt(original, offset);
     if (from.isNull()) continue;
     const void* const source = session.storage(from);
-    if (source == nullptr) return session.fail("an array of " + textOf(copy->psOid()) + " cannot be read");
+    if (source == nullptr)
+      return session.fail(psErrorKind::damaged, "an array of " + textOf(copy->psOid()) + " cannot be read");
     const PagePin pinned(source);
     const std::uint32_t size = headerOf(source)->size;
     void* const target = session.createStorage(copy->psOid(), size, size);
@@ -52,12 +53,12 @@ bool copyStorage(SessionCore& session, const ClassInfo& info, const char* origin
 const ClassInfo* relocatable(SessionCore& session, const psId& id, const char* what) {
   const ClassInfo* const info = TypeRegistry::instance().find(session.typeOf(id));
   if (info == nullptr || id.get_page() == 0) {
-    session.fail(textOf(id) + " cannot be " + what + ": it is no object of a registered class");
+    session.fail(psErrorKind::usage, textOf(id) + " cannot be " + what + ": it is no object of a registered class");
     return nullptr;
   }
   if (info->relocation == psRelocation::allowed) return info;
-  session.fail(textOf(id) + " cannot be " + what + ": an object of class " + info->name +
-               " owns others, which would be shared");
+  session.fail(psErrorKind::usage, textOf(id) + " cannot be " + what + ": an object of class " + info->name +
+                                       " owns others, which would be shared");
   return nullptr;
 }
 

@@ -57,7 +57,7 @@ SessionCore* SessionCore::current() {
 SessionCore* SessionCore::required() {
   SessionCore* const session = current();
   if (session == nullptr)
-    psSignal(pscError, psteStore, nullptr, "no session is open on this thread; call psSession::open first");
+    signalStoreError({psErrorKind::usage, "no session is open on this thread; call psSession::open first"});
   return session;
 }
 
@@ -65,7 +65,8 @@ SessionCore* SessionCore::updating(const char* what) {
   SessionCore* const session = required();
   if (session == nullptr || !session->usable(what)) return nullptr;
   if (session->mode_ == pscUpdate) return session;
-  session->fail(std::string(what) + " needs an update transaction; begin one with psSession::begin(pscUpdate)");
+  session->fail(psErrorKind::usage,
+                std::string(what) + " needs an update transaction; begin one with psSession::begin(pscUpdate)");
   return nullptr;
 }
 
@@ -73,36 +74,42 @@ SessionCore::~SessionCore() {
   if (current() == this) currentSession = &noSession;
 }
 
-bool SessionCore::fail(const std::string& message) {
+bool SessionCore::fail(const StoreError& error) {
   // The engine's messages name the store themselves.
-  const bool named = path_.empty() || message.rfind("Cannot ", 0) == 0;
-  psSignal(pscError, psteStore, nullptr, (named ? message : "store " + path_ + ": " + message).c_str());
+  const bool named = path_.empty() || error.text.rfind("Cannot ", 0) == 0;
+  signalStoreError({error.kind, named ? error.text : "store " + path_ + ": " + error.text});
   return false;
 }
 
 // Whether the session can be used at all by this process, and is in a transaction.
 bool SessionCore::usable(const char* what) {
   if (forked) {
-    return fail(std::string(what) +
-                " in a forked child: the session belongs to the parent process; open a session of the child's own");
+    return fail(psErrorKind::usage,
+                std::string(what) +
+                    " in a forked child: the session belongs to the parent process; open a session of the child's own");
   }
-  if (mode_ == pscNoOpen) return fail(std::string(what) + " outside a transaction; call psSession::begin first");
+  if (mode_ == pscNoOpen)
+    return fail(psErrorKind::usage, std::string(what) + " outside a transaction; call psSession::begin first");
   return true;
 }
 
 bool SessionCore::open(const std::string& path, const psSessionOptions& options) {
   if (current() != nullptr) {
-    return fail("this thread has a session open already; close it first, or open the other one on a thread of its own");
+    return fail(psErrorKind::usage,
+                "this thread has a session open already; close it first, or open the other one on a thread of its own");
   }
   if (!isPageSize(options.pageSize)) {
-    return fail("pageSize " + std::to_string(options.pageSize) + " is not a power of two from 4096 to 32768");
+    return fail(psErrorKind::usage,
+                "pageSize " + std::to_string(options.pageSize) + " is not a power of two from 4096 to 32768");
   }
   psDoFileInit();
   TypeRegistry::instance().initialize();
-  if (const std::string conflict = TypeRegistry::instance().conflict(); !conflict.empty()) return fail(conflict);
+  if (const std::string conflict = TypeRegistry::instance().conflict(); !conflict.empty())
+    return fail(psErrorKind::usage, conflict);
   if (!Arena::instance().reserve())
-    return fail("the process may not reserve 256 MiB of address space; raise its limit (ulimit -v)");
-  std::string error;
+    return fail(psErrorKind::memory,
+                "the process may not reserve 256 MiB of address space; raise its limit (ulimit -v)");
+  StoreError error;
   engine_ = openEngine(path, options, error);
   if (engine_ == nullptr) return fail(error);
   path_ = path;
@@ -127,12 +134,14 @@ bool SessionCore::openFederation(const psSessionOptions& options) {
   if (found == Engine::Lookup::absent)
     engine_->scan("", [&empty](std::string_view, std::string_view) { return empty = false; });
   const bool done = found == Engine::Lookup::found && readFederation();
-  const std::string error = engine_->error();
+  const StoreError error = engine_->error();
   engine_->abort();
   if (found == Engine::Lookup::failed) return fail(error);
   if (found == Engine::Lookup::found) return done;
-  if (!empty) return fail("the file holds something else than a store of persistent objects; choose another path");
-  if (options.readOnly) return fail("the file holds no store yet; open it once without readOnly");
+  if (!empty)
+    return fail(psErrorKind::usage,
+                "the file holds something else than a store of persistent objects; choose another path");
+  if (options.readOnly) return fail(psErrorKind::absent, "the file holds no store yet; open it once without readOnly");
   return createFederation(options);
 }
 
@@ -167,11 +176,13 @@ bool SessionCore::readFederation() {
   endTransaction();
   if (federation == nullptr) return fail(catalog_.error());
   if (federation->name != storeFormat) {
-    return fail("the file is in format \"" + federation->name + "\", but this release of pscollections reads \"" +
-                std::string(storeFormat) + "\"; use the release that wrote it, or a newer one");
+    return fail(psErrorKind::usage, "the file is in format \"" + federation->name +
+                                        "\", but this release of pscollections reads \"" + std::string(storeFormat) +
+                                        "\"; use the release that wrote it, or a newer one");
   }
   pageSize = federation->pageSize;
-  if (!isPageSize(pageSize)) return fail("the store's page size is damaged; restore the store from a backup");
+  if (!isPageSize(pageSize))
+    return fail(psErrorKind::damaged, "the store's page size is damaged; restore the store from a backup");
   return true;
 }
 
@@ -205,10 +216,10 @@ void SessionCore::updateStamps() {
 bool SessionCore::begin(psMode mode) {
   if (forked) return usable("begin");
   if (mode_ != pscNoOpen) {
-    return fail(std::string("begin inside ") + (mode_ == pscUpdate ? "an update" : "a read") +
-                " transaction; commit or abort it first");
+    return fail(psErrorKind::usage, std::string("begin inside ") + (mode_ == pscUpdate ? "an update" : "a read") +
+                                        " transaction; commit or abort it first");
   }
-  if (mode != pscRead && mode != pscUpdate) return fail("begin takes pscRead or pscUpdate");
+  if (mode != pscRead && mode != pscUpdate) return fail(psErrorKind::usage, "begin takes pscRead or pscUpdate");
   if (!engine_->begin(mode == pscUpdate)) return fail(engine_->error());
   startTransaction(mode);
   pehSessionDataGetFunction()->clear();
@@ -222,7 +233,7 @@ bool SessionCore::commit() {
     endTransaction();
     return true;
   }
-  std::string error;
+  StoreError error;
   if (!cache_.writeChanges()) error = cache_.error();
   if (error.empty() && !catalog_.writeChanges()) error = catalog_.error();
   if (error.empty()) {
@@ -261,16 +272,16 @@ bool SessionCore::abort() {
   return true;
 }
 
-psObj* SessionCore::refuse(const std::string& message) {
+psObj* SessionCore::refuse(const StoreError& error) {
   ++refusals;
   ++counters.refusals;
-  fail(message);
+  fail(error);
   return nullptr;
 }
 
 bool SessionCore::admits(const psId& id, psMode mode) {
   if (guard == nullptr || guard(id, mode)) return true;
-  refuse("the session's open guard refused " + textOf(id));
+  refuse(psErrorKind::denied, "the session's open guard refused " + textOf(id));
   return false;
 }
 
@@ -282,8 +293,9 @@ psObj* SessionCore::openObject(const psId& id, psMode mode) {
     return nullptr;
   }
   if (mode == pscUpdate && mode_ != pscUpdate) {
-    return refuse(textOf(id) +
-                  " cannot be opened for update in a read transaction; begin one with psSession::begin(pscUpdate)");
+    return refuse(
+        psErrorKind::usage,
+        textOf(id) + " cannot be opened for update in a read transaction; begin one with psSession::begin(pscUpdate)");
   }
   if (!admits(id, mode)) return nullptr;
   psObj* const object = id.get_page() == 0 ? openEntry(id, mode) : openInPage(id, mode);
@@ -295,7 +307,7 @@ psObj* SessionCore::openEntry(const psId& id, psMode mode) {
   CatalogEntry* const entry = catalog_.find(id);
   if (entry == nullptr) {
     if (catalog_.isUnreadable(id)) return refuse(catalog_.error());
-    fail(textOf(id) + " does not exist");
+    fail(psErrorKind::absent, textOf(id) + " does not exist");
     return nullptr;
   }
   if (mode == pscUpdate) catalog_.change(*entry);
@@ -312,8 +324,8 @@ psObj* SessionCore::openInPage(const psId& id, psMode mode) {
       slots != nullptr && id.get_slot() != 0 && id.get_slot() <= page->frame->slotLimit && slots[id.get_slot()] != 0;
   if (!here) {
     const std::string foreign = slots != nullptr ? foreignText(id, *page) : std::string();
-    if (!foreign.empty()) return refuse(foreign);
-    fail(textOf(id) + " does not exist");
+    if (!foreign.empty()) return refuse(psErrorKind::unknownClass, foreign);
+    fail(psErrorKind::absent, textOf(id) + " does not exist");
     return nullptr;
   }
   if (mode == pscUpdate) cache_.change(*page);
@@ -396,17 +408,20 @@ bool SessionCore::changePageOf(const void* address) {
 void* SessionCore::create(std::uint32_t type, std::size_t size, const psId& near) {
   const ClassInfo* const info = classOf_(type);
   if (info == nullptr || info->virtualTable == 0) {
-    fail("class number " + std::to_string(type) + " is not registered; put PS_REGISTER_CLASS into one source file");
+    fail(psErrorKind::unknownClass,
+         "class number " + std::to_string(type) + " is not registered; put PS_REGISTER_CLASS into one source file");
     return nullptr;
   }
   if (info->size != size) {
-    fail("an object of " + std::to_string(size) + " bytes was asked for class " + info->name + " of " +
-         std::to_string(info->size) + "; a class derived from it needs its own PS_PERSISTENT_CLASS");
+    fail(psErrorKind::unknownClass, "an object of " + std::to_string(size) + " bytes was asked for class " +
+                                        info->name + " of " + std::to_string(info->size) +
+                                        "; a class derived from it needs its own PS_PERSISTENT_CLASS");
     return nullptr;
   }
   CatalogEntry* const in = near.get_OC() != 0 ? container(near) : nullptr;
   if (in == nullptr) {
-    fail("there is no container to place an object of class " + info->name + " in: near " + textOf(near));
+    fail(psErrorKind::usage,
+         "there is no container to place an object of class " + info->name + " in: near " + textOf(near));
     return nullptr;
   }
   char* const object =
@@ -424,7 +439,8 @@ void* SessionCore::createStorage(const psId& near, std::uint32_t size, std::uint
   CatalogEntry* const in = container(near);
   char* const storage = in != nullptr ? cache_.allocate(*in, near, storageType, size, capacity) : nullptr;
   if (storage == nullptr) {
-    fail(in != nullptr ? cache_.error() : "the container of " + textOf(near) + " does not exist");
+    fail(in != nullptr ? cache_.error()
+                       : StoreError{psErrorKind::absent, "the container of " + textOf(near) + " does not exist"});
     return nullptr;
   }
   catalog_.change(*in);
@@ -450,7 +466,7 @@ bool SessionCore::freeObject(const psId& id) {
 bool SessionCore::destroy(const psId& id, psObj* openForUpdate) {
   if (std::find(beingDeleted_.begin(), beingDeleted_.end(), id) != beingDeleted_.end()) return false;
   // A handle may have kept the memory of an object that is deleted already.
-  if (openForUpdate != nullptr && !exists(id)) return fail(textOf(id) + " does not exist");
+  if (openForUpdate != nullptr && !exists(id)) return fail(psErrorKind::absent, textOf(id) + " does not exist");
   psObj* const object = openForUpdate != nullptr ? openForUpdate : openObject(id, pscUpdate);
   if (object == nullptr) return false;
   if (openForUpdate != nullptr) pin(frameOfObject(object));
@@ -458,7 +474,7 @@ bool SessionCore::destroy(const psId& id, psObj* openForUpdate) {
   if (id.get_page() == 0) {
     CatalogEntry* const entry = catalog_.find(id);
     if (id.get_DB() == 0) {
-      fail("the federation cannot be deleted; delete its databases, or the store's file");
+      fail(psErrorKind::usage, "the federation cannot be deleted; delete its databases, or the store's file");
     } else if (entry != nullptr) {
       done = id.get_OC() == 0 ? destroyDatabase(*entry) : destroyContainer(*entry);
     }
@@ -493,12 +509,12 @@ CatalogEntry* SessionCore::containerNamed(const psId& database, const char* name
                                           std::uint32_t number) {
   CatalogEntry* const in = catalog_.find(psId(database.get_DB(), 0, 0, 0));
   if (in == nullptr || database.get_DB() == 0) {
-    fail("a container needs a database to lie in, not " + textOf(database));
+    fail(psErrorKind::usage, "a container needs a database to lie in, not " + textOf(database));
     return nullptr;
   }
   const std::string_view text = name != nullptr ? name : "";
   if (text.size() > longestName) {
-    fail("a container's name has at most 400 bytes");
+    fail(psErrorKind::usage, "a container's name has at most 400 bytes");
     return nullptr;
   }
   CatalogEntry* const entry = catalog_.createContainer(*in, text, type, number);
@@ -527,15 +543,17 @@ bool SessionCore::setNamed(const psId& id) {
 }
 
 bool SessionCore::file(const psId& object, const psId& scope, std::string_view name) {
-  if (name.size() < 2 || name.size() > longestName + 1) return fail("a name or key has 1 to 400 bytes");
-  if (!exists(object)) return fail(textOf(object) + " does not exist and so cannot be named");
-  if (!exists(scope)) return fail(textOf(scope) + " does not exist and so cannot scope names");
+  if (name.size() < 2 || name.size() > longestName + 1)
+    return fail(psErrorKind::usage, "a name or key has 1 to 400 bytes");
+  if (!exists(object)) return fail(psErrorKind::absent, textOf(object) + " does not exist and so cannot be named");
+  if (!exists(scope)) return fail(psErrorKind::absent, textOf(scope) + " does not exist and so cannot scope names");
   if (!setNamed(object) || !setNamed(scope)) return false;
   switch (names().bind(object, scope, name)) {
     case NameIndex::Bound::done:
       return true;
     case NameIndex::Bound::taken:
-      return fail("\"" + std::string(name.substr(1)) + "\" is taken in " + textOf(scope) + "; choose another name");
+      return fail(psErrorKind::usage,
+                  "\"" + std::string(name.substr(1)) + "\" is taken in " + textOf(scope) + "; choose another name");
     default:
       return fail(engine_->error());
   }

@@ -82,7 +82,8 @@ class SessionCore : public SessionHead {
   void keep(const pstHandle<psObj>& object) { kept_.push_back(object); }
 
   // Signals a failure of the store; false, for return.
-  bool fail(const std::string& message);
+  bool fail(const StoreError& error);
+  bool fail(psErrorKind kind, const std::string& message) { return fail(StoreError{kind, message}); }
 
   pstSessionData data;
   psSession::OpenGuard guard;
@@ -100,7 +101,8 @@ class SessionCore : public SessionHead {
   void startTransaction(psMode mode);
   void endTransaction();
   bool usable(const char* what);
-  psObj* refuse(const std::string& message);
+  psObj* refuse(const StoreError& error);
+  psObj* refuse(psErrorKind kind, const std::string& message) { return refuse(StoreError{kind, message}); }
   psObj* openEntry(const psId& id, psMode mode);
   psObj* openInPage(const psId& id, psMode mode);
   std::string foreignText(const psId& id, const Page& page) const;

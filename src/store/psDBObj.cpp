@@ -9,7 +9,8 @@ void* psDBObj::operator new(std::size_t, const pstHandle<psFDObj>& federation) n
   SessionCore* const session = SessionCore::updating("creating a database");
   if (session == nullptr) return nullptr;
   if (federation.oid() != ps::detail::Catalog::federationId()) {
-    session->fail("a database is created in the federation, not in " + ps::detail::textOf(federation.oid()));
+    session->fail(psErrorKind::usage,
+                  "a database is created in the federation, not in " + ps::detail::textOf(federation.oid()));
     return nullptr;
   }
   CatalogEntry* const entry = session->catalog().createDatabase();
@@ -25,7 +26,9 @@ psDBObj::psDBObj(const char* name, unsigned int, unsigned int, const char*, cons
   CatalogEntry* const entry = session != nullptr ? session->catalog().find(psOid()) : nullptr;
   if (entry == nullptr) return;
   if (name != nullptr && *name != '\0' && session->catalog().nameDatabase(*entry, name)) return;
-  session->fail(name != nullptr && *name != '\0' ? session->catalog().error() : "a database needs a name");
+  session->fail(name != nullptr && *name != '\0'
+                    ? session->catalog().error()
+                    : ps::detail::StoreError{psErrorKind::usage, "a database needs a name"});
   // The address stays readable, so that the handle that this constructor's caller makes from it is null.
   session->keep(pstHandle<psObj>(this));
   session->catalog().dropDatabase(*entry);

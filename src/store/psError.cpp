@@ -5,17 +5,19 @@
 #include <utility>
 #include <vector>
 
+#include "store/StoreError.h"
 #include "store/psObj.h"
 #include "store/pstHandle.h"
 
 const psError psteVArrayBound = {101, "index beyond the array: largest valid index %u, index %u"};
 const psError psteVArraySizeZero = {102, "access to an empty array: index %u"};
-const psError psteUpdateVArray = {103, "the array could not be opened for update"};
+const psError psteUpdateVArray = {103, "the array could not be opened for update", psErrorKind::denied};
 const psError psteStore = {200, "%s"};
 
-void pehSessionData::record(psErrorLevel level, int number, std::string text) {
+void pehSessionData::record(psErrorLevel level, int number, psErrorKind kind, std::string text) {
   level_ = level;
   number_ = number;
+  kind_ = kind;
   text_ = std::move(text);
   pending_ = true;
 }
@@ -23,6 +25,7 @@ void pehSessionData::record(psErrorLevel level, int number, std::string text) {
 void pehSessionData::clear() {
   level_ = pscInformation;
   number_ = 0;
+  kind_ = psErrorKind::none;
   text_.clear();
   pending_ = false;
 }
@@ -60,10 +63,14 @@ void psSignal(psErrorLevel level, const psError& error, const pstHandle<psObj>* 
   if (error.number != psteStore.number && *context->operation != '\0')
     text = std::string(context->operation) + ": " + text;
   if (object != nullptr) text = described(object->oid()) + ": " + text;
-  context->record(level, error.number, std::move(text));
+  context->record(level, error.number, error.kind, std::move(text));
+}
+
+void ps::detail::signalStoreError(const StoreError& error) {
+  psSignal(pscError, psError{psteStore.number, psteStore.text, error.kind}, nullptr, error.text.c_str());
 }
 
 void psThrowException(pehSessionData* context) {
   if (!std::exchange(context->pending_, false) || !context->throws) return;
-  throw psException(context->number(), context->text());
+  throw psException(context->number(), context->kind(), context->text());
 }

@@ -3,6 +3,7 @@
 #include <exception>
 #include <string>
 
+#include "store/psErrorKind.h"
 #include "store/psExport.h"
 #include "store/psMode.h"
 
@@ -10,10 +11,11 @@ template <class T>
 class pstHandle;
 class psObj;
 
-// A kind of error: its number, and the text that printf-like arguments complete.
+// An error: its number, the text that printf-like arguments complete, and what sort of failure it is.
 struct psError {
   int number;
   const char* text;
+  psErrorKind kind = psErrorKind::usage;
 };
 
 PS_API extern const psError psteVArrayBound;     // arguments: largest valid index, index
@@ -27,12 +29,13 @@ class PS_API pehSessionData {
   // Name of the operation that errors signalled from now on belong to; the text must outlive the context.
   const char* operation = "";
 
-  // The last signalled error. number is 0 and text empty when there was none since the last clear().
+  // The last signalled error. number is 0, text empty and kind none when there was none since the last clear().
   int number() const { return number_; }
+  psErrorKind kind() const { return kind_; }
   psErrorLevel level() const { return level_; }
   const std::string& text() const { return text_; }
 
-  void record(psErrorLevel level, int number, std::string text);
+  void record(psErrorLevel level, int number, psErrorKind kind, std::string text);
   void clear();
 
   bool throws = false;  // whether psThrowException throws
@@ -41,6 +44,7 @@ class PS_API pehSessionData {
   friend void psThrowException(pehSessionData* context);
 
   int number_ = 0;
+  psErrorKind kind_ = psErrorKind::none;
   psErrorLevel level_ = pscInformation;
   std::string text_;
   bool pending_ = false;
@@ -49,12 +53,14 @@ class PS_API pehSessionData {
 // Thrown by psThrowException for the pending error when psSession::throwErrors is on.
 class PS_API psException : public std::exception {
  public:
-  psException(int number, std::string text) : number_(number), text_(std::move(text)) {}
+  psException(int number, psErrorKind kind, std::string text) : number_(number), kind_(kind), text_(std::move(text)) {}
   const char* what() const noexcept override { return text_.c_str(); }
   int number() const { return number_; }
+  psErrorKind kind() const { return kind_; }
 
  private:
   int number_;
+  psErrorKind kind_;
   std::string text_;
 };
 

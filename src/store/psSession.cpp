@@ -17,7 +17,7 @@ int result(bool done) {
 }
 
 bool refuse(const char* message) {
-  psSignal(pscError, psteStore, nullptr, message);
+  ps::detail::signalStoreError({psErrorKind::usage, message});
   return false;
 }
 
@@ -32,7 +32,7 @@ bool isHere(const SessionCore* core) {
 bool isInTransaction(SessionCore* core, const char* what) {
   if (!isHere(core)) return false;
   return core->mode() != pscNoOpen ||
-         core->fail(std::string(what) + " outside a transaction; call psSession::begin first");
+         core->fail(psErrorKind::usage, std::string(what) + " outside a transaction; call psSession::begin first");
 }
 
 }  // namespace
@@ -70,7 +70,7 @@ pstHandle<psFDObj> psSession::federation() const {
 pstHandle<psDBObj> psSession::database(const char* name) {
   if (!isInTransaction(core_.get(), "database")) return pstHandle<psDBObj>();
   if (name == nullptr || *name == '\0') {
-    core_->fail("a database needs a name");
+    core_->fail(psErrorKind::usage, "a database needs a name");
     return pstHandle<psDBObj>();
   }
   const CatalogEntry* const entry = core_->databaseNamed(name);
@@ -103,7 +103,7 @@ pstHandle<psContObj> psSession::container(const pstHandle<psDBObj>& database, co
       isInTransaction(core_.get(), "container") ? SessionCore::updating("creating a container") : nullptr;
   if (core == nullptr) return pstHandle<psContObj>();
   if (number == 0) {
-    core->fail("container numbers are 1 to 65,535");
+    core->fail(psErrorKind::usage, "container numbers are 1 to 65,535");
     return pstHandle<psContObj>();
   }
   const CatalogEntry* const entry = core->containerNamed(database.oid(), name, psContObj::pstTypeN, number);
@@ -127,6 +127,8 @@ int psSession::key(const pstHandle<psObj>& object, const pstHandle<psObj>& scope
 }
 
 std::string psSession::lastError() const { return pehSessionDataGetFunction()->text(); }
+
+psErrorKind psSession::lastErrorKind() const { return pehSessionDataGetFunction()->kind(); }
 
 void psSession::throwErrors(bool on) { pehSessionDataGetFunction()->throws = on; }
 

@@ -8,6 +8,7 @@
 
 #include "store/psContObj.h"
 #include "store/psDBObj.h"
+#include "store/psErrorKind.h"
 #include "store/psExport.h"
 #include "store/psFDObj.h"
 #include "store/psKey.h"
@@ -90,6 +91,8 @@ class PS_API psSession {
 
   // Text of the last signalled error; "" when there was none since the last successful begin.
   std::string lastError() const;
+  // What sort of failure it was, for a program to decide by; none when there was none.
+  psErrorKind lastErrorKind() const;
 
   void throwErrors(bool on);
 

@@ -44,7 +44,7 @@ int lookUp(unsigned int typeN, pstHandle<psObj>& result, const pstHandle<psObj>&
   SessionCore* const session = SessionCore::required();
   if (session == nullptr) return 0;
   if (session->mode() == pscNoOpen) {
-    session->fail("a look-up outside a transaction; call psSession::begin first");
+    session->fail(psErrorKind::usage, "a look-up outside a transaction; call psSession::begin first");
     return 0;
   }
   pstHandle<psObj> found(session->names().find(scope.oid(), name));

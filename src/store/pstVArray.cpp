@@ -49,7 +49,7 @@ int replaceStorage(SessionCore& session, void* array, std::uint64_t bytes, const
 
 bool isAddressable(std::uint64_t bytes) {
   if (bytes <= mostBytes) return true;
-  psSignal(pscError, psteStore, nullptr, "an array holds at most 4 GiB");
+  ps::detail::signalStoreError({psErrorKind::full, "an array holds at most 4 GiB"});
   return false;
 }
 

@@ -104,9 +104,9 @@ psSessionOptions readOnly() {
 }
 
 std::unique_ptr<Engine> openStore(const std::string& path, const psSessionOptions& options = unsynced()) {
-  std::string error;
+  ps::detail::StoreError error;
   auto engine = openEngine(path, options, error);
-  EXPECT_NE(engine, nullptr) << error;
+  EXPECT_NE(engine, nullptr) << error.text;
   return engine;
 }
 
@@ -123,12 +123,12 @@ Content scanned(Engine& engine, const std::string& prefix = "") {
     EXPECT_TRUE(found.empty() || last < key) << "out of order";
     last = key;
     return found.emplace(key, value).second;
-  })) << engine.error();
+  })) << engine.error().text;
   return found;
 }
 
 Content contentOf(Engine& engine) {
-  EXPECT_TRUE(engine.begin(false)) << engine.error();
+  EXPECT_TRUE(engine.begin(false)) << engine.error().text;
   Content found = scanned(engine);
   engine.abort();
   return found;
@@ -164,7 +164,7 @@ class EngineModel {
   }
 
   void transaction(bool update) {
-    ASSERT_TRUE(engine_->begin(update)) << engine_->error();
+    ASSERT_TRUE(engine_->begin(update)) << engine_->error().text;
     ASSERT_FALSE(engine_->begin(update)) << "a second transaction in one engine";
     ASSERT_EQ(engine_->version(), version_);
     working_ = committed_;
@@ -182,12 +182,12 @@ class EngineModel {
     const unsigned int choice = random_() % 10;
     if (choice < 4) {
       const std::string value(random_() % (chance(8) ? 20000 : 50), static_cast<char>(random_()));
-      ASSERT_EQ(engine_->put(key, value), update && valid) << engine_->error();
+      ASSERT_EQ(engine_->put(key, value), update && valid) << engine_->error().text;
       if (update && valid) working_[key] = value;
       note(update, valid);
     } else if (choice < 6) {
       const bool present = working_.count(key) != 0;
-      ASSERT_EQ(engine_->erase(key), update && valid) << engine_->error();
+      ASSERT_EQ(engine_->erase(key), update && valid) << engine_->error().text;
       if (update && valid) working_.erase(key);
       note(update && (present || !valid), valid);
     } else if (choice < 9) {
@@ -212,7 +212,7 @@ class EngineModel {
     } else if (expected == working_.end()) {
       ASSERT_EQ(result, Engine::Lookup::absent);
     } else {
-      ASSERT_EQ(result, Engine::Lookup::found) << engine_->error();
+      ASSERT_EQ(result, Engine::Lookup::found) << engine_->error().text;
       ASSERT_EQ(value, expected->second);
     }
   }
@@ -230,7 +230,8 @@ class EngineModel {
 
   void end() {
     if (chance(4)) return engine_->abort();
-    ASSERT_EQ(engine_->commit(), voided_ ? Engine::Commit::conflict : Engine::Commit::committed) << engine_->error();
+    ASSERT_EQ(engine_->commit(), voided_ ? Engine::Commit::conflict : Engine::Commit::committed)
+        << engine_->error().text;
     ASSERT_EQ(engine_->commit(), Engine::Commit::conflict) << "a commit without a transaction";
     if (voided_) return;
     committed_ = working_;
@@ -357,12 +358,12 @@ TEST(LmdbEngineTest, aFullStoreSaysHowToGrowItAndStaysUsable) {
   ASSERT_TRUE(engine->begin(true));
   for (int i = 0; engine->put("large" + std::to_string(i), large); ++i) ASSERT_LT(i, 20);
   for (const char* part : {"store is full", "1048576 bytes", "mapSize", "PSCOLLECTIONS_MAP_SIZE"}) {
-    EXPECT_NE(engine->error().find(part), std::string::npos) << engine->error();
+    EXPECT_NE(engine->error().text.find(part), std::string::npos) << engine->error().text;
   }
   EXPECT_FALSE(engine->put("small", "x"));
   EXPECT_EQ(engine->commit(), Engine::Commit::conflict);
   EXPECT_EQ(contentOf(*engine), lettered('a'));
-  EXPECT_TRUE(store(*engine, {{"small", "x"}})) << engine->error();
+  EXPECT_TRUE(store(*engine, {{"small", "x"}})) << engine->error().text;
 
   // Another process that has reserved more may let the file outgrow this one's map; an idle engine then adopts it.
   ASSERT_TRUE(engine->begin(false));
@@ -370,10 +371,10 @@ TEST(LmdbEngineTest, aFullStoreSaysHowToGrowItAndStaysUsable) {
   ASSERT_EQ(grower.wait(), 0);
   const auto second = openStore(path);
   EXPECT_FALSE(second->begin(false)) << "the map is replaced under a transaction";
-  EXPECT_NE(second->error().find("grow beyond"), std::string::npos) << second->error();
+  EXPECT_NE(second->error().text.find("grow beyond"), std::string::npos) << second->error().text;
   engine->abort();
   EXPECT_EQ(contentOf(*second).at("large29"), large);
-  EXPECT_TRUE(store(*engine, {{"larger", large}})) << engine->error();
+  EXPECT_TRUE(store(*engine, {{"larger", large}})) << engine->error().text;
 }
 
 TEST(LmdbEngineTest, aWriteThatFailsInTheCommitLeavesTheStoreAsItWas) {
@@ -392,9 +393,9 @@ TEST(LmdbEngineTest, aWriteThatFailsInTheCommitLeavesTheStoreAsItWas) {
   std::signal(SIGXFSZ, handler);
   EXPECT_TRUE(changed);
   EXPECT_EQ(outcome, Engine::Commit::conflict);
-  EXPECT_NE(engine->error().find("bytes free"), std::string::npos) << engine->error();
+  EXPECT_NE(engine->error().text.find("bytes free"), std::string::npos) << engine->error().text;
   EXPECT_EQ(contentOf(*engine), lettered('a'));
-  EXPECT_TRUE(store(*engine, lettered('c', 900))) << engine->error();
+  EXPECT_TRUE(store(*engine, lettered('c', 900))) << engine->error().text;
   EXPECT_EQ(contentOf(*engine), lettered('c', 900));
 }
 
@@ -422,19 +423,19 @@ TEST(LmdbEngineTest, aCommitWhoseLastWriteFailsIsUnknownAndEndsTheUseOfTheFile) 
   auto safe = openStore(path, psSessionOptions());
   ASSERT_TRUE(store(*safe, lettered('a')));
   failSynchronousMetaPages(path);
-  ASSERT_TRUE(store(*unsafe, lettered('b'))) << "sync holds for each engine: " << unsafe->error();
+  ASSERT_TRUE(store(*unsafe, lettered('b'))) << "sync holds for each engine: " << unsafe->error().text;
   ASSERT_TRUE(safe->begin(true));
   ASSERT_TRUE(safe->put("key0", "c"));
   EXPECT_EQ(safe->commit(), Engine::Commit::unknown);
-  EXPECT_NE(safe->error().find("not known"), std::string::npos) << safe->error();
+  EXPECT_NE(safe->error().text.find("not known"), std::string::npos) << safe->error().text;
   EXPECT_FALSE(safe->begin(false));
   EXPECT_FALSE(unsafe->begin(true));
-  EXPECT_NE(unsafe->error().find("Close every session"), std::string::npos) << unsafe->error();
+  EXPECT_NE(unsafe->error().text.find("Close every session"), std::string::npos) << unsafe->error().text;
   safe.reset();
   unsafe.reset();
   safe = openStore(path, psSessionOptions());
   EXPECT_EQ(contentOf(*safe), lettered('b'));
-  EXPECT_TRUE(store(*safe, {{"key0", "d"}})) << safe->error();
+  EXPECT_TRUE(store(*safe, {{"key0", "d"}})) << safe->error().text;
 }
 
 TEST(LmdbEngineTest, aForkedChildIsRefusedAndDoesNotDisturbItsParent) {
@@ -451,13 +452,13 @@ TEST(LmdbEngineTest, aForkedChildIsRefusedAndDoesNotDisturbItsParent) {
     bool right =
         reader->get("key0", value) == Engine::Lookup::failed && !writer->put("key1", "x") && !writer->erase("key1");
     right = right && writer->commit() == Engine::Commit::conflict && !writer->begin(false);
-    right = right && writer->error().find("before the fork") != std::string::npos;
+    right = right && writer->error().text.find("before the fork") != std::string::npos;
     writer.reset();
     reader.reset();
     return right && contentOf(*openStore(path)) == lettered('a') ? 0 : 1;
   });
   EXPECT_EQ(child.wait(), 0);
-  EXPECT_EQ(writer->commit(), Engine::Commit::committed) << writer->error();
+  EXPECT_EQ(writer->commit(), Engine::Commit::committed) << writer->error().text;
   EXPECT_EQ(scanned(*reader), lettered('a'));
   EXPECT_EQ(contentOf(*writer).at("key0"), "b");
 }
@@ -470,10 +471,10 @@ TEST(LmdbEngineTest, threadsThatOpenAndCloseOneStoreShareIt) {
     for (int i = 0; i < rounds; ++i) {
       const auto engine = openStore(path);
       std::string_view value;
-      ASSERT_TRUE(engine->begin(true)) << engine->error();
+      ASSERT_TRUE(engine->begin(true)) << engine->error().text;
       const int before = engine->get("count", value) == Engine::Lookup::found ? std::stoi(std::string(value)) : 0;
       ASSERT_TRUE(engine->put("count", std::to_string(before + 1)));
-      ASSERT_EQ(engine->commit(), Engine::Commit::committed) << engine->error();
+      ASSERT_EQ(engine->commit(), Engine::Commit::committed) << engine->error().text;
     }
   };
   std::vector<std::thread> threads;
@@ -493,12 +494,12 @@ TEST(LmdbEngineTest, oneFileIsOneStoreByWhateverNameItIsOpened) {
   EXPECT_FALSE(std::filesystem::exists(folder / "link-lock"));
   ASSERT_TRUE(engine->begin(true));
   EXPECT_FALSE(linked->begin(true)) << "the thread would wait for itself";
-  EXPECT_NE(linked->error().find("this thread"), std::string::npos) << linked->error();
+  EXPECT_NE(linked->error().text.find("this thread"), std::string::npos) << linked->error().text;
   EXPECT_EQ(contentOf(*linked), lettered('a'));
   engine->abort();
   EXPECT_FALSE(reader->begin(true));
-  EXPECT_NE(reader->error().find("reading only"), std::string::npos) << reader->error();
-  EXPECT_TRUE(store(*linked, lettered('b'))) << linked->error();
+  EXPECT_NE(reader->error().text.find("reading only"), std::string::npos) << reader->error().text;
+  EXPECT_TRUE(store(*linked, lettered('b'))) << linked->error().text;
   EXPECT_EQ(contentOf(*reader), lettered('b'));
 }
 
@@ -513,11 +514,11 @@ TEST(LmdbEngineTest, withoutWritePermissionAStoreCanBeReadOnly) {
   constexpr int unable = 77;
   Process child([&](int) {
     if (::geteuid() == 0 && ::setuid(65534) != 0) return unable;
-    std::string refusedOld, refusedNew;
+    ps::detail::StoreError refusedOld, refusedNew;
     const bool refused = openEngine(path, unsynced(), refusedOld) == nullptr &&
                          openEngine(directory + "/new", unsynced(), refusedNew) == nullptr &&
-                         refusedOld.find("ermission denied") != std::string::npos &&
-                         refusedNew.find("ermission denied") != std::string::npos;
+                         refusedOld.text.find("ermission denied") != std::string::npos &&
+                         refusedNew.text.find("ermission denied") != std::string::npos;
     const auto reader = openStore(path, readOnly());
     return refused && reader != nullptr && contentOf(*reader) == lettered('a') ? 0 : 1;
   });
@@ -555,10 +556,10 @@ TEST(LmdbEngineTest, pathsThatHoldNoStoreAreRefusedAndLeftAlone) {
       {folder / "empty", readOnly(), "empty"},  {"", {}, "empty"},
   };
   for (const auto& [path, options, reason] : cases) {
-    std::string error;
+    ps::detail::StoreError error;
     EXPECT_EQ(openEngine(path, options, error), nullptr) << path;
-    EXPECT_NE(error.find("'" + path + "'"), std::string::npos) << error;
-    EXPECT_NE(error.find(reason), std::string::npos) << error;
+    EXPECT_NE(error.text.find("'" + path + "'"), std::string::npos) << error.text;
+    EXPECT_NE(error.text.find(reason), std::string::npos) << error.text;
   }
   std::ifstream file(folder / "text");
   EXPECT_EQ(std::string(std::istreambuf_iterator<char>(file), {}), text);
@@ -570,10 +571,10 @@ TEST(LmdbEngineTest, pathsThatHoldNoStoreAreRefusedAndLeftAlone) {
 
 TEST(LmdbEngineTest, theMapIsSizedByOptionEnvironmentAndLimits) {
   const TemporaryFolder folder;
-  std::string error;
+  ps::detail::StoreError error;
   ASSERT_EQ(::setenv("PSCOLLECTIONS_MAP_SIZE", "a lot", 1), 0);
   EXPECT_EQ(openEngine(folder / "store", unsynced(), error), nullptr);
-  EXPECT_NE(error.find("PSCOLLECTIONS_MAP_SIZE is 'a lot'"), std::string::npos) << error;
+  EXPECT_NE(error.text.find("PSCOLLECTIONS_MAP_SIZE is 'a lot'"), std::string::npos) << error.text;
   ASSERT_EQ(::setenv("PSCOLLECTIONS_MAP_SIZE", "1048576", 1), 0);
   const std::string large(2000000, 'x');
   EXPECT_FALSE(store(*openStore(folder / "store"), {{"large", large}}));
@@ -588,13 +589,13 @@ TEST(LmdbEngineTest, aFileCutShortIsReportedAsDamaged) {
   const std::string path = folder / "store";
   ASSERT_TRUE(store(*openStore(path), lettered('a', 500)));
   std::filesystem::resize_file(path, 3 * 4096);
-  std::string error;
+  ps::detail::StoreError error;
   const auto engine = openEngine(path, unsynced(), error);
-  ASSERT_NE(engine, nullptr) << error;
+  ASSERT_NE(engine, nullptr) << error.text;
   ASSERT_TRUE(engine->begin(false));
   std::string_view value;
   EXPECT_EQ(engine->get("key0", value), Engine::Lookup::failed);
-  EXPECT_NE(engine->error().find("damaged"), std::string::npos) << engine->error();
+  EXPECT_NE(engine->error().text.find("damaged"), std::string::npos) << engine->error().text;
 }
 
 }  // namespace

@@ -102,6 +102,11 @@ class StoreErrors : public ::testing::Test {
       EXPECT_NE(text.find(part), std::string::npos) << "no \"" << part << "\" in: " << text;
   }
 
+  void complains(psErrorKind kind, std::initializer_list<const char*> parts) {
+    EXPECT_EQ(session_.lastErrorKind(), kind) << session_.lastError();
+    complains(parts);
+  }
+
   // Something to be still there afterwards.
   void furnish() {
     begin();
@@ -136,7 +141,7 @@ TEST_F(StoreErrors, FilesThatAreNoStoreAreLeftAlone) {
     complains({path.c_str()});
     complains(parts);
     EXPECT_EQ(other.begin(pscRead), 0);
-    complains({"not open", "psSession::open"});
+    complains(psErrorKind::usage, {"not open", "psSession::open"});
   };
   refuses(folder_ / "no/such/folder", {"directory", "Create it"});
   refuses("/proc/self/status/store", {"Check the path"});
@@ -170,7 +175,7 @@ TEST_F(StoreErrors, TransactionsAreAskedForInOrder) {
   furnish();
   const psId id(1, 1, 1, 1);
   EXPECT_EQ(id.update(), 0);
-  complains({"outside a transaction", "begin"});
+  complains(psErrorKind::usage, {"outside a transaction", "begin"});
   EXPECT_TRUE(database().isNull());
   complains({"outside a transaction"});
   for (int (psSession::*end)() : {&psSession::commit, &psSession::abort}) {
@@ -180,18 +185,18 @@ TEST_F(StoreErrors, TransactionsAreAskedForInOrder) {
   {
     psSession second;
     EXPECT_EQ(second.open(folder_ / "second", unsynced()), 0);
-    complains({"this thread", "close it first"});
+    complains(psErrorKind::usage, {"this thread", "close it first"});
   }
   begin(pscRead);
   EXPECT_EQ(session_.begin(pscUpdate), 0);
-  complains({"inside a read", "commit or abort"});
+  complains(psErrorKind::usage, {"inside a read", "commit or abort"});
   EXPECT_EQ(session_.lastError(), session_.lastError());
   const pstHandle<psContObj> kept = container("kept");
   const pstHandle<Blob> blob(scanned<Blob>(kept).at(0));
   EXPECT_EQ(blob.open(pscRead), 1);
   const std::uint64_t refusals = ps::detail::refusalCount();
   EXPECT_EQ(blob.open(pscUpdate), 0);
-  complains({"read transaction", "object (1,1,1,1)", "begin(pscUpdate)"});
+  complains(psErrorKind::usage, {"read transaction", "object (1,1,1,1)", "begin(pscUpdate)"});
   EXPECT_EQ(ps::detail::refusalCount(), refusals + 1);
   EXPECT_EQ(blob.open(pscRead), 1);
   EXPECT_EQ(blob->psUpdate(), 0);
@@ -273,7 +278,7 @@ TEST_F(StoreErrors, FlippedBytesAreFound) {
       ++flips[key[0]];
       if (open() != 1) {
         EXPECT_EQ(key[0], 'F');
-        complains({path_.c_str(), "damaged", "backup"});
+        complains(psErrorKind::damaged, {path_.c_str(), "damaged", "backup"});
       } else {
         begin();
         session_.container(session_.database("errors"), "a");
@@ -330,7 +335,7 @@ TEST_F(StoreErrors, FlippedBytesAreFound) {
   begin();
   EXPECT_TRUE(contentOf(small) == smallContent);
   EXPECT_EQ(contentOf(large).bytes, "");
-  complains({"page ", "container (1,2)", "checksum"});
+  complains(psErrorKind::damaged, {"page ", "container (1,2)", "checksum"});
 }
 
 TEST_F(StoreErrors, AFullMapVoidsTheTransactionAlone) {
@@ -345,7 +350,7 @@ TEST_F(StoreErrors, AFullMapVoidsTheTransactionAlone) {
     for (int n = 0; n < 20000000 / static_cast<int>(size) && session_.lastError().empty(); ++n)
       new (kept) Blob(n, pattern(1, size));
     EXPECT_EQ(session_.commit(), 0);
-    complains({path_.c_str(), "full", "1048576", "mapSize"});
+    complains(psErrorKind::full, {path_.c_str(), "full", "1048576", "mapSize"});
     EXPECT_FALSE(session_.inTransaction());
     ASSERT_EQ(session_.close(), 1);
   }
@@ -381,13 +386,13 @@ TEST_F(StoreErrors, ObjectsOfClassesThatThisProgramDoesNotHaveAreKept) {
     EXPECT_EQ(object.typeN(), i == 0 ? Foreign::pstTypeN : Before::pstTypeN);
     for (const psMode mode : {pscRead, pscUpdate}) {
       EXPECT_EQ(object.open(mode), 0);
-      complains(i == 0 ? unknown : changed);
+      complains(psErrorKind::unknownClass, i == 0 ? unknown : changed);
     }
     EXPECT_EQ(psDelete(object), 0);
     EXPECT_EQ(object.move(container("kept")), 0);
   }
   EXPECT_EQ(new (container("shared")) Foreign, nullptr);
-  complains({"20230", "not registered"});
+  complains(psErrorKind::unknownClass, {"20230", "not registered"});
   // Their page is written again around them.
   ASSERT_EQ(ids[2].update(), 1);
   pstHandle<Flat>(ids[2])->number = 6;
@@ -448,7 +453,7 @@ TEST_F(StoreErrors, NumbersDoNotWrap) {
     ASSERT_EQ(made.oid(), psId(2, static_cast<unsigned short>(n < 40000 ? n : n + 1), 0, 0));
   }
   EXPECT_EQ(new (nullptr, 0, 1, 0, crowded) psContObj, nullptr);
-  complains({"crowded", "65,535 containers", "another database"});
+  complains(psErrorKind::full, {"crowded", "65,535 containers", "another database"});
   EXPECT_TRUE(session_.container(crowded, "too much").isNull());
   pstHandle<psObj> gone(psId(2, 777, 0, 0));
   ASSERT_EQ(psDelete(gone), 1);
@@ -473,7 +478,7 @@ TEST_F(StoreErrors, NumbersDoNotWrap) {
   const auto fill = [&pages] { ps::detail::SessionCore::current()->container(pages)->nextNumber = most + 1; };
   fill();
   EXPECT_EQ(new (pages) Flat(1), nullptr);
-  complains({"container (1,2)", "full", "65,535 pages", "another container"});
+  complains(psErrorKind::full, {"container (1,2)", "full", "65,535 pages", "another container"});
   ASSERT_EQ(session_.abort(), 1);
   ASSERT_EQ(session_.close(), 1);
   RawFile(path_).erase(pageKey(3000));
@@ -554,6 +559,7 @@ TEST_F(StoreErrors, ErrorsAreThrownWhereThatIsAskedFor) {
       action();
     } catch (const psException& exception) {
       EXPECT_EQ(exception.what(), pehSessionDataGetFunction()->text());
+      EXPECT_EQ(exception.kind(), psErrorKind::usage);
       return exception.number();
     }
     return 0;

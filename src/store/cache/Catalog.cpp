@@ -46,8 +46,8 @@ void Catalog::begin(std::uint64_t readStamp, std::uint64_t updateStamp) {
   updateStamp_ = updateStamp;
 }
 
-bool Catalog::fail(std::string message) {
-  error_ = std::move(message);
+bool Catalog::fail(StoreError error) {
+  error_ = std::move(error);
   return false;
 }
 
@@ -90,7 +90,8 @@ CatalogEntry* Catalog::read(const psId& id) {
   if (found != Engine::Lookup::found) return nullptr;
   CatalogEntry probe{};
   if (!probe.decode(key, record)) {
-    fail("the record of " + text(id) + " is damaged: it does not match its checksum; restore the store from a backup");
+    fail(psErrorKind::damaged,
+         "the record of " + text(id) + " is damaged: it does not match its checksum; restore the store from a backup");
     return nullptr;
   }
   CatalogEntry* const entry = CatalogEntry::create(probe.header.type, id);
@@ -148,9 +149,10 @@ CatalogEntry* Catalog::named(std::string_view key, const psId& scope, std::strin
 // then.
 bool Catalog::isFreeName(std::string_view key, const CatalogEntry* found, const std::string& what) {
   std::string_view value;
-  if (found != nullptr) return fail(what + " exists already");
+  if (found != nullptr) return fail(psErrorKind::usage, what + " exists already");
   if (engine_->get(key, value) == Engine::Lookup::absent) return true;
-  return fail("the record of " + what + " is damaged; restore the store from a backup, or choose another name");
+  return fail(psErrorKind::damaged,
+              "the record of " + what + " is damaged; restore the store from a backup, or choose another name");
 }
 
 CatalogEntry* Catalog::databaseNamed(std::string_view name) {
@@ -166,7 +168,8 @@ CatalogEntry* Catalog::createDatabase() {
   CatalogEntry* const federation = find(federationId());
   const std::uint32_t number = federation != nullptr ? freshNumber(*federation, highestDatabase) : 0;
   if (number == 0) {
-    fail("the store already holds 65,534 databases; delete one, or place containers in those that exist");
+    fail(psErrorKind::full,
+         "the store already holds 65,534 databases; delete one, or place containers in those that exist");
     return nullptr;
   }
   const psId id(static_cast<unsigned short>(number), 0, 0, 0);
@@ -204,12 +207,14 @@ CatalogEntry* Catalog::createContainer(CatalogEntry& database, std::string_view 
   if (!chosen) number = freshNumber(database, highestContainer);
   const psId id(db, static_cast<unsigned short>(number), 0, 0);
   if (number == 0) {
-    fail("database \"" + database.name +
-         "\" already holds 65,535 containers; use another database, or let small collections " + "share containers");
+    fail(psErrorKind::full, "database \"" + database.name +
+                                "\" already holds 65,535 containers; use another database, or let small collections " +
+                                "share containers");
     return nullptr;
   }
   if (chosen && (find(id) != nullptr || isUnreadable(id))) {
-    fail("database \"" + database.name + "\" has a container with number " + std::to_string(number) + " already");
+    fail(psErrorKind::usage,
+         "database \"" + database.name + "\" has a container with number " + std::to_string(number) + " already");
     return nullptr;
   }
   if (!name.empty() && !engine_->put(StoreKey::containerName(db, name), numberBytes(number))) {

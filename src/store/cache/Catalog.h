@@ -60,7 +60,7 @@ class Catalog {
 
   void change(CatalogEntry& entry);
 
-  const std::string& error() const { return error_; }
+  const StoreError& error() const { return error_; }
 
  private:
   static std::uint32_t tableKey(const psId& id) { return std::uint32_t{id.get_DB()} << 16 | id.get_OC(); }
@@ -72,14 +72,15 @@ class Catalog {
   bool isFreeName(std::string_view key, const CatalogEntry* found, const std::string& what);
   bool erasePrefix(std::string_view prefix);
   void retire(CatalogEntry& entry);
-  bool fail(std::string message);
+  bool fail(StoreError error);
+  bool fail(psErrorKind kind, std::string message) { return fail(StoreError{kind, std::move(message)}); }
 
   Engine* engine_ = nullptr;
   std::uint64_t readStamp_ = 0;
   std::uint64_t updateStamp_ = SessionHead::noStamp;
   std::unordered_map<std::uint32_t, CatalogEntry*> entries_;  // by database and container number; 0 is the federation
   std::vector<CatalogEntry*> changed_;
-  std::string error_;
+  StoreError error_;
 };
 
 }  // namespace ps::detail

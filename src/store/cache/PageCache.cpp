@@ -171,9 +171,10 @@ PageCache::Fetch PageCache::readRecord(const psId& id, std::string& record, std:
     checksums.push_back(checksum);
   } while (record.size() < length);
   if (record.size() == length && !checksums.empty() && header.tailHash == tailHash(checksums)) return Fetch::present;
-  error_ = pageText(id) +
-           " is damaged: what is stored does not match its checksum; restore the store from a backup, or " +
-           "delete the container to go on without it";
+  error_ = {psErrorKind::damaged,
+            pageText(id) +
+                " is damaged: what is stored does not match its checksum; restore the store from a backup, " +
+                "or delete the container to go on without it"};
   return Fetch::unreadable;
 }
 
@@ -199,8 +200,8 @@ PageCache::Fetch PageCache::load(const psId& id, Page*& page) {
   if (found != Fetch::present) return found;
   RecordShape shape{};
   if (!readShape(record_, shape)) {
-    error_ = pageText(id) +
-             " contradicts itself; restore the store from a backup, or delete the container to go on without it";
+    error_ = {psErrorKind::damaged, pageText(id) + " contradicts itself; restore the store from a backup, or delete " +
+                                        "the container to go on without it"};
     return Fetch::unreadable;
   }
   std::size_t slots = shape.header.nextSlot - 1U;
@@ -231,7 +232,8 @@ Page* PageCache::newImage(const psId& id, std::size_t bytes) {
   std::size_t granted = 0;
   Frame* const frame = place(id) != nullptr ? Arena::instance().allocate(bytes, granted) : nullptr;
   if (frame == nullptr) {
-    error_ = "there is no memory for " + pageText(id) + "; lower the session's cacheLimit or close handles";
+    error_ = {psErrorKind::memory,
+              "there is no memory for " + pageText(id) + "; lower the session's cacheLimit or close handles"};
     return nullptr;
   }
   auto* const page = new Page;
@@ -331,8 +333,8 @@ std::uint32_t PageCache::freshPageNumber(CatalogEntry& container) {
       return number;
     }
   }
-  error_ = "container (" + std::to_string(id.get_DB()) + "," + std::to_string(id.get_OC()) +
-           ") is full: it has 65,535 pages; place further objects in another container";
+  error_ = {psErrorKind::full, "container (" + std::to_string(id.get_DB()) + "," + std::to_string(id.get_OC()) +
+                                   ") is full: it has 65,535 pages; place further objects in another container"};
   return 0;
 }
 

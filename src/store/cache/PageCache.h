@@ -63,7 +63,7 @@ class PageCache {
   void dropContainer(std::uint16_t db, std::uint16_t oc);
 
   // Text of the last failure.
-  const std::string& error() const { return error_; }
+  const StoreError& error() const { return error_; }
 
  private:
   PageLink* place(const psId& id);
@@ -104,7 +104,7 @@ class PageCache {
   std::string record_;
   std::string written_;
   std::string chunk_;
-  std::string error_;
+  StoreError error_;
 };
 
 }  // namespace ps::detail

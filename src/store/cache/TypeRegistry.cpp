@@ -4,7 +4,7 @@
 #include <cstring>
 #include <mutex>
 
-#include "store/pstVArray.h"
+#include "store/StoreError.h"
 
 namespace ps::detail {
 
@@ -30,7 +30,7 @@ void TypeRegistry::add(ClassInfo info) {
                 info.name + "; give one of them another number";
     if (!initialized_ && conflict_.empty()) conflict_ = complaint;
   }
-  psSignal(pscError, psteStore, nullptr, complaint.c_str());
+  signalStoreError({psErrorKind::usage, complaint});
 }
 
 void TypeRegistry::adopt(unsigned int number, std::uint64_t virtualTable) {

@@ -7,6 +7,7 @@
 #include <string>
 #include <string_view>
 
+#include "store/StoreError.h"
 #include "store/psSessionOptions.h"
 
 namespace ps::detail {
@@ -17,7 +18,7 @@ namespace ps::detail {
 // At most one transaction is open in an instance. An update transaction excludes every other update transaction on the
 // same store from begin to commit or abort (a second one waits); readers keep the snapshot that they began with.
 //
-// Every call that fails leaves a sentence in error() that says what failed, where and what to do about it. After a
+// Every call that fails leaves its reason in error(): what failed, where and what to do about it. After a
 // failed put or erase the transaction is void: only abort is of use.
 class Engine {
  public:
@@ -60,17 +61,17 @@ class Engine {
   virtual std::size_t maxKeySize() const = 0;
   virtual std::size_t maxValueSize() const = 0;
 
-  const std::string& error() const { return error_; }
+  const StoreError& error() const { return error_; }
 
  protected:
-  void fail(std::string message) { error_ = std::move(message); }
+  void fail(psErrorKind kind, std::string message) { error_ = {kind, std::move(message)}; }
 
  private:
-  std::string error_;
+  StoreError error_;
 };
 
 // Opens the store at path, creating it unless options.readOnly. A path that begins with "memory:" names a store that
 // lives as long as the instance and is private to it. Null on failure, with the reason in error.
-std::unique_ptr<Engine> openEngine(const std::string& path, const psSessionOptions& options, std::string& error);
+std::unique_ptr<Engine> openEngine(const std::string& path, const psSessionOptions& options, StoreError& error);
 
 }  // namespace ps::detail

@@ -40,9 +40,11 @@ LmdbEngine::~LmdbEngine() {
 
 bool LmdbEngine::begin(bool update) {
   if (!isUsable(beginAction)) return false;
-  if (state_ != State::idle) return refuse(beginAction, "this session has one open already. Commit or abort it first");
+  if (state_ != State::idle)
+    return refuse(beginAction, {psErrorKind::usage, "this session has one open already. Commit or abort it first"});
   if (update && readOnly_) {
-    return refuse(beginAction, "it was opened for reading only. Open it without the option readOnly to change it");
+    return refuse(beginAction, {psErrorKind::denied,
+                                "it was opened for reading only. Open it without the option readOnly to change it"});
   }
   MDB_txn*& begun = update ? transaction_ : reader_;
   const int code = update ? environment_->beginUpdate(sync_, begun) : environment_->beginRead(begun);
@@ -87,8 +89,9 @@ bool LmdbEngine::put(std::string_view key, std::string_view value) {
   if (!isWritable(changeAction)) return false;
   if (!isKey(key)) return voidTransaction(changeAction, describeKeyLimit(key));
   if (value.size() > maxValueSize()) {
-    return voidTransaction(changeAction, "a value of " + std::to_string(value.size()) + " bytes exceeds the limit of " +
-                                             std::to_string(maxValueSize()));
+    return voidTransaction(changeAction,
+                           {psErrorKind::full, "a value of " + std::to_string(value.size()) +
+                                                   " bytes exceeds the limit of " + std::to_string(maxValueSize())});
   }
   MDB_val storedKey = toValue(key);
   MDB_val storedValue = toValue(value);
@@ -130,8 +133,10 @@ bool LmdbEngine::scan(std::string_view prefix, const Visitor& visitor) {
 Engine::Commit LmdbEngine::commit() {
   const bool usable = isUsable(commitAction);
   if (usable && state_ == State::updating) return commitUpdate();
-  if (usable && state_ == State::idle) refuse(commitAction, "no transaction is open. Begin one first");
-  if (usable && state_ == State::voided) refuse(commitAction, "the transaction was void because " + voidReason_);
+  if (usable && state_ == State::idle)
+    refuse(commitAction, {psErrorKind::usage, "no transaction is open. Begin one first"});
+  if (usable && state_ == State::voided)
+    refuse(commitAction, {voidReason_.kind, "the transaction was void because " + voidReason_.text});
   const bool reading = state_ == State::reading;
   abort();
   return usable && reading ? Commit::committed : Commit::conflict;
@@ -147,9 +152,11 @@ Engine::Commit LmdbEngine::commitUpdate() {
   } else if (outcome == Commit::conflict) {
     refuse(commitAction, environment_->describe(code));
   } else {
-    refuse(commitAction,
-           std::string("it is not known whether the transaction is in it, because the last write failed (") +
-               mdb_strerror(code) + "). Close every session that this process has on the store, open it anew and look");
+    refuse(
+        commitAction,
+        {psErrorKind::outcomeUnknown,
+         std::string("it is not known whether the transaction is in it, because the last write failed (") +
+             mdb_strerror(code) + "). Close every session that this process has on the store, open it anew and look"});
   }
   return outcome;
 }
@@ -165,35 +172,37 @@ void LmdbEngine::abort() {
 
 std::size_t LmdbEngine::maxValueSize() const { return 0xffffffff; }
 
-bool LmdbEngine::refuse(const char* action, const std::string& reason) {
-  fail(std::string("Cannot ") + action + " the store '" + environment_->path() + "': " + reason + ".");
+bool LmdbEngine::refuse(const char* action, const StoreError& reason) {
+  fail(reason.kind,
+       std::string("Cannot ") + action + " the store '" + environment_->path() + "': " + reason.text + ".");
   return false;
 }
 
 bool LmdbEngine::isUsable(const char* action) {
   if (!environment_->inherited()) return true;
-  return refuse(action, "it was opened by the parent of this process, before the fork. Open it anew in the child");
+  return refuse(action, {psErrorKind::usage,
+                         "it was opened by the parent of this process, before the fork. Open it anew in the child"});
 }
 
 bool LmdbEngine::isReadable(const char* action) {
   if (!isUsable(action)) return false;
   if (state_ == State::reading || state_ == State::updating) return true;
-  if (state_ == State::idle) return refuse(action, "no transaction is open. Begin one first");
-  return refuse(action, "the transaction is void because " + voidReason_);
+  if (state_ == State::idle) return refuse(action, {psErrorKind::usage, "no transaction is open. Begin one first"});
+  return refuse(action, {voidReason_.kind, "the transaction is void because " + voidReason_.text});
 }
 
 bool LmdbEngine::isWritable(const char* action) {
   if (!isReadable(action)) return false;
   if (state_ == State::updating) return true;
-  return refuse(action, "the open transaction is for reading only. Begin one for update");
+  return refuse(action, {psErrorKind::usage, "the open transaction is for reading only. Begin one for update"});
 }
 
-std::string LmdbEngine::describeKeyLimit(std::string_view key) const {
-  return "a key of " + std::to_string(key.size()) + " bytes is outside the limits of 1 and " +
-         std::to_string(maxKeySize_);
+StoreError LmdbEngine::describeKeyLimit(std::string_view key) const {
+  return {psErrorKind::usage, "a key of " + std::to_string(key.size()) + " bytes is outside the limits of 1 and " +
+                                  std::to_string(maxKeySize_)};
 }
 
-bool LmdbEngine::voidTransaction(const char* action, const std::string& reason) {
+bool LmdbEngine::voidTransaction(const char* action, const StoreError& reason) {
   state_ = State::voided;
   voidReason_ = reason;
   return refuse(action, reason);

@@ -42,13 +42,13 @@ class LmdbEngine final : public Engine {
  private:
   enum class State { idle, reading, updating, voided };
 
-  bool refuse(const char* action, const std::string& reason);
+  bool refuse(const char* action, const StoreError& reason);
   bool isUsable(const char* action);
   bool isReadable(const char* action);
   bool isWritable(const char* action);
   bool isKey(std::string_view key) const { return !key.empty() && key.size() <= maxKeySize_; }
-  std::string describeKeyLimit(std::string_view key) const;
-  bool voidTransaction(const char* action, const std::string& reason);
+  StoreError describeKeyLimit(std::string_view key) const;
+  bool voidTransaction(const char* action, const StoreError& reason);
   Commit commitUpdate();
 
   LmdbEnvironment::Handle environment_;
@@ -60,8 +60,8 @@ class LmdbEngine final : public Engine {
   MDB_txn* transaction_ = nullptr;  // the open one; in a read transaction the same as reader_
   MDB_txn* reader_ = nullptr;       // kept between read transactions
   std::uint64_t version_ = 0;
-  bool changed_ = false;    // LMDB counts a commit only when it changed something
-  std::string voidReason_;  // of the failure that made the transaction void
+  bool changed_ = false;   // LMDB counts a commit only when it changed something
+  StoreError voidReason_;  // of the failure that made the transaction void
 };
 
 }  // namespace ps::detail

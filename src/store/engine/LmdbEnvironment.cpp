@@ -130,8 +130,41 @@ std::string explain(int code, const std::string& path) {
   }
 }
 
-std::string cannotOpen(const std::string& path, const std::string& reason) {
-  return "Cannot open the store '" + path + "': " + reason + ".";
+psErrorKind kindOf(int code) {
+  switch (code) {
+    case MDB_INVALID:
+    case MDB_VERSION_MISMATCH:
+    case MDB_BAD_TXN:
+    case EDEADLK:
+      return psErrorKind::usage;
+    case MDB_CORRUPTED:
+    case MDB_PAGE_NOTFOUND:
+    case MDB_CURSOR_FULL:
+      return psErrorKind::damaged;
+    case MDB_PANIC:
+      return psErrorKind::outcomeUnknown;
+    case MDB_READERS_FULL:
+    case MDB_MAP_RESIZED:
+      return psErrorKind::busy;
+    case MDB_TXN_FULL:
+    case MDB_MAP_FULL:
+      return psErrorKind::full;
+    case EACCES:
+    case EPERM:
+    case EROFS:
+      return psErrorKind::denied;
+    case ENOENT:
+    case ENOTDIR:
+      return psErrorKind::absent;
+    case ENOMEM:
+      return psErrorKind::memory;
+    default:
+      return psErrorKind::disk;
+  }
+}
+
+StoreError cannotOpen(const std::string& path, const StoreError& reason) {
+  return {reason.kind, "Cannot open the store '" + path + "': " + reason.text + "."};
 }
 
 // Only file systems that are shared between machines by their nature; a FUSE mount may be local.
@@ -160,15 +193,15 @@ bool isNetworkFileSystem(const std::string& path) {
   }
 }
 
-bool chooseMapSize(const psSessionOptions& options, std::size_t& size, std::string& reason) {
+bool chooseMapSize(const psSessionOptions& options, std::size_t& size, StoreError& reason) {
   size = options.mapSize;
   const char* setting = std::getenv("PSCOLLECTIONS_MAP_SIZE");
   if (size == 0 && setting != nullptr && *setting != '\0') {
     const char* end = setting + std::strlen(setting);
     const auto parsed = std::from_chars(setting, end, size);
     if (parsed.ec != std::errc() || parsed.ptr != end || size == 0) {
-      reason = std::string("the environment variable PSCOLLECTIONS_MAP_SIZE is '") + setting +
-               "'. Set it to a number of bytes, as in 1073741824, or remove it";
+      reason = {psErrorKind::usage, std::string("the environment variable PSCOLLECTIONS_MAP_SIZE is '") + setting +
+                                        "'. Set it to a number of bytes, as in 1073741824, or remove it"};
       return false;
     }
   }
@@ -198,13 +231,13 @@ void coverAllPages(MDB_env* environment, int descriptor, off_t size) {
 }  // namespace
 
 LmdbEnvironment::Handle LmdbEnvironment::acquire(const std::string& path, const psSessionOptions& options,
-                                                 std::string& error) {
+                                                 StoreError& error) {
   if (const int code = watchForks(); code != 0) {
-    error = cannotOpen(path, explain(code, path));
+    error = cannotOpen(path, {kindOf(code), explain(code, path)});
     return nullptr;
   }
   const std::lock_guard<std::mutex> lock(registry().mutex);
-  std::string reason;
+  StoreError reason;
   File file;
   LmdbEnvironment* environment = nullptr;
   if (locate(path, options, file, reason)) {
@@ -230,59 +263,64 @@ void LmdbEnvironment::Release::operator()(LmdbEnvironment* environment) const no
 }
 
 // Finds the real file. The lock file lies beside it and goes by its name, so all must reach it by one name.
-bool LmdbEnvironment::locate(const std::string& path, const psSessionOptions& options, File& file, std::string& error) {
+bool LmdbEnvironment::locate(const std::string& path, const psSessionOptions& options, File& file, StoreError& error) {
   struct stat status {};
   file.exists = ::stat(path.c_str(), &status) == 0;
   if (!file.exists && errno != ENOENT) {
-    error = std::string(std::strerror(errno)) + ". Check the path and its permissions";
+    error = {kindOf(errno), std::string(std::strerror(errno)) + ". Check the path and its permissions"};
   } else if (!file.exists && options.readOnly) {
-    error = "there is no such file, and one opened for reading only is not created. Check the path";
+    error = {psErrorKind::absent,
+             "there is no such file, and one opened for reading only is not created. Check the path"};
   } else if (!file.exists) {
     locateMissing(path, file, error);
   } else if (S_ISDIR(status.st_mode)) {
-    error = "it is a directory, but a store is a file. Name a file in it";
+    error = {psErrorKind::usage, "it is a directory, but a store is a file. Name a file in it"};
   } else if (!S_ISREG(status.st_mode)) {
-    error = "it is not a regular file. Choose another path";
+    error = {psErrorKind::usage, "it is not a regular file. Choose another path"};
   } else if (status.st_size == 0 && options.readOnly) {
-    error = "the file is empty, and one opened for reading only is not made into a store. Check the path";
+    error = {psErrorKind::absent,
+             "the file is empty, and one opened for reading only is not made into a store. Check the path"};
   } else if (status.st_nlink > 1) {
-    error =
+    error = {
+        psErrorKind::usage,
         "the file has several names (hard links), and those who use different names would not see each other's locks. "
-        "Remove the other names, or make copies of them";
+        "Remove the other names, or make copies of them"};
   } else {
     std::error_code code;
     file.path = std::filesystem::canonical(path, code).string();
     file.device = status.st_dev;
     file.inode = status.st_ino;
-    if (code) error = code.message() + ". Check the path and its permissions";
+    if (code) error = {kindOf(code.value()), code.message() + ". Check the path and its permissions"};
   }
   if (!error.empty()) return false;
   const std::string place = file.exists ? file.path : std::filesystem::path(file.path).parent_path().string();
   if (!options.allowNetworkFileSystem && isNetworkFileSystem(place)) {
-    error =
+    error = {
+        psErrorKind::denied,
         "it lies on a network file system, where locks do not work reliably. Put it on a local one, or set the option "
-        "allowNetworkFileSystem if no two machines ever use it at the same time";
+        "allowNetworkFileSystem if no two machines ever use it at the same time"};
   }
   return error.empty();
 }
 
-bool LmdbEnvironment::locateMissing(const std::string& path, File& file, std::string& error) {
+bool LmdbEnvironment::locateMissing(const std::string& path, File& file, StoreError& error) {
   const std::filesystem::path wanted(path);
   std::error_code code;
   if (!wanted.has_filename()) {
-    error =
-        path.empty() ? "the path is empty. Name a file" : "there is no such directory. Name a file in an existing one";
+    error = {psErrorKind::usage, path.empty() ? "the path is empty. Name a file"
+                                              : "there is no such directory. Name a file in an existing one"};
     return false;
   }
   if (std::filesystem::is_symlink(wanted, code)) {
-    error = "it is a symbolic link to a file that does not exist. Name that file, or remove the link";
+    error = {psErrorKind::absent,
+             "it is a symbolic link to a file that does not exist. Name that file, or remove the link"};
     return false;
   }
   const std::filesystem::path directory =
       std::filesystem::canonical(wanted.has_parent_path() ? wanted.parent_path() : std::filesystem::path("."), code);
   if (code) {
-    error = "the directory '" + wanted.parent_path().string() + "' cannot be reached (" + code.message() +
-            "). Create it, or correct the path";
+    error = {psErrorKind::absent, "the directory '" + wanted.parent_path().string() + "' cannot be reached (" +
+                                      code.message() + "). Create it, or correct the path"};
     return false;
   }
   file.path = (directory / wanted.filename()).string();
@@ -290,25 +328,26 @@ bool LmdbEnvironment::locateMissing(const std::string& path, File& file, std::st
 }
 
 // Null with a reason in error: opening the file would take the locks from a store that this process has open.
-LmdbEnvironment* LmdbEnvironment::findOpen(const File& file, std::string& error) {
+LmdbEnvironment* LmdbEnvironment::findOpen(const File& file, StoreError& error) {
   for (LmdbEnvironment* open : registry().environments) {
     if (file.exists && file.isSameFile(*open)) return open;
     if (open->path_ == file.path) {
-      error =
+      error = {
+          psErrorKind::busy,
           "the file was removed or replaced while this process has its predecessor open. Close the sessions on that "
           "one "
-          "first";
+          "first"};
       return nullptr;
     }
     if (open->path_ + "-lock" == file.path) {
-      error = "it is the lock file of a store that is open. Name the store";
+      error = {psErrorKind::usage, "it is the lock file of a store that is open. Name the store"};
       return nullptr;
     }
   }
   return nullptr;
 }
 
-LmdbEnvironment* LmdbEnvironment::open(File& file, const psSessionOptions& options, std::string& error) {
+LmdbEnvironment* LmdbEnvironment::open(File& file, const psSessionOptions& options, StoreError& error) {
   std::size_t mapSize = 0;
   if (!chooseMapSize(options, mapSize, error)) return nullptr;
   const bool hadLockFile = ::access(file.lockPath().c_str(), F_OK) == 0;
@@ -325,7 +364,7 @@ LmdbEnvironment* LmdbEnvironment::open(File& file, const psSessionOptions& optio
   if (code == 0) code = openDatabase(environment.get(), database);
   if (code != 0) {
     environment.reset();
-    error = explain(code, file.path);
+    error = {kindOf(code), explain(code, file.path)};
     // Nobody can be using the lock file of a file that is no store.
     if (!hadLockFile && (code == MDB_INVALID || code == MDB_VERSION_MISMATCH)) ::unlink(file.lockPath().c_str());
     return nullptr;
@@ -337,7 +376,7 @@ LmdbEnvironment* LmdbEnvironment::open(File& file, const psSessionOptions& optio
   ::fcntl(descriptor, F_SETFD, FD_CLOEXEC);
   ::fstat(descriptor, &status);
   if (file.exists && (status.st_dev != file.device || status.st_ino != file.inode)) {
-    error = "the file was replaced while it was being opened. Try again";
+    error = {psErrorKind::busy, "the file was replaced while it was being opened. Try again"};
     return nullptr;
   }
   file.device = status.st_dev;
@@ -442,17 +481,17 @@ void LmdbEnvironment::abort(MDB_txn* transaction) noexcept {
 
 void LmdbEnvironment::reapReaders() noexcept { mdb_reader_check(environment_.get(), nullptr); }
 
-std::string LmdbEnvironment::describe(int code) const {
-  if (code != MDB_MAP_FULL) return explain(code, path_);
+StoreError LmdbEnvironment::describe(int code) const {
+  if (code != MDB_MAP_FULL) return {kindOf(code), explain(code, path_)};
   MDB_envinfo info{};
   MDB_stat status{};
   mdb_env_info(environment_.get(), &info);
   mdb_env_stat(environment_.get(), &status);
-  return "the store is full: it may grow to " + std::to_string(info.me_mapsize) +
-         " bytes, of which the last commit uses " + std::to_string((info.me_last_pgno + 1) * status.ms_psize) +
-         ". Abort, close the sessions on it, and open it with a larger mapSize (or PSCOLLECTIONS_MAP_SIZE); old "
-         "snapshots "
-         "that are still being read also take room";
+  return {kindOf(code),
+          "the store is full: it may grow to " + std::to_string(info.me_mapsize) +
+              " bytes, of which the last commit uses " + std::to_string((info.me_last_pgno + 1) * status.ms_psize) +
+              ". Abort, close the sessions on it, and open it with a larger mapSize (or PSCOLLECTIONS_MAP_SIZE); old "
+              "snapshots that are still being read also take room"};
 }
 
 int LmdbEnvironment::begin(unsigned int flags, MDB_txn*& transaction) {

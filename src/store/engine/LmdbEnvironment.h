@@ -33,7 +33,7 @@ class LmdbEnvironment {
 
   // Opens the file at path, or joins those who have it open; creates it unless options.readOnly. Null on failure, with
   // the reason in error.
-  static Handle acquire(const std::string& path, const psSessionOptions& options, std::string& error);
+  static Handle acquire(const std::string& path, const psSessionOptions& options, StoreError& error);
 
   LmdbEnvironment(const LmdbEnvironment&) = delete;
   LmdbEnvironment& operator=(const LmdbEnvironment&) = delete;
@@ -63,7 +63,7 @@ class LmdbEnvironment {
   void reapReaders() noexcept;
 
   // The cause behind an error code and what to do about it.
-  std::string describe(int code) const;
+  StoreError describe(int code) const;
 
  private:
   struct File;
@@ -75,10 +75,10 @@ class LmdbEnvironment {
   LmdbEnvironment(Pointer environment, const File& file);
   ~LmdbEnvironment();
 
-  static bool locate(const std::string& path, const psSessionOptions& options, File& file, std::string& error);
-  static bool locateMissing(const std::string& path, File& file, std::string& error);
-  static LmdbEnvironment* findOpen(const File& file, std::string& error);
-  static LmdbEnvironment* open(File& file, const psSessionOptions& options, std::string& error);
+  static bool locate(const std::string& path, const psSessionOptions& options, File& file, StoreError& error);
+  static bool locateMissing(const std::string& path, File& file, StoreError& error);
+  static LmdbEnvironment* findOpen(const File& file, StoreError& error);
+  static LmdbEnvironment* open(File& file, const psSessionOptions& options, StoreError& error);
   static int openMapped(const File& file, unsigned int flags, std::size_t mapSize, Pointer& environment);
   static int openDatabase(MDB_env* environment, MDB_dbi& database);
 

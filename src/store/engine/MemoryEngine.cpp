@@ -5,8 +5,10 @@
 namespace ps::detail {
 
 bool MemoryEngine::begin(bool update) {
-  if (state_ != State::idle) return refuse("a transaction is open already. Commit or abort it first");
-  if (update && readOnly_) return refuse("it was opened for reading only. Open it without the option readOnly");
+  if (state_ != State::idle)
+    return refuse(psErrorKind::usage, "a transaction is open already. Commit or abort it first");
+  if (update && readOnly_)
+    return refuse(psErrorKind::denied, "it was opened for reading only. Open it without the option readOnly");
   state_ = update ? State::updating : State::reading;
   return true;
 }
@@ -14,7 +16,7 @@ bool MemoryEngine::begin(bool update) {
 Engine::Lookup MemoryEngine::get(std::string_view key, std::string_view& value) {
   if (!isReadable()) return Lookup::failed;
   if (!isKey(key)) {
-    refuse("a key has from 1 to " + std::to_string(maxKeySize()) + " bytes");
+    refuse(psErrorKind::usage, "a key has from 1 to " + std::to_string(maxKeySize()) + " bytes");
     return Lookup::failed;
   }
   const auto found = content_.find(key);
@@ -26,8 +28,8 @@ Engine::Lookup MemoryEngine::get(std::string_view key, std::string_view& value) 
 bool MemoryEngine::put(std::string_view key, std::string_view value) {
   if (!isWritable(key)) return false;
   if (value.size() > maxValueSize()) {
-    return voidTransaction("a value of " + std::to_string(value.size()) + " bytes exceeds the limit of " +
-                           std::to_string(maxValueSize()));
+    return voidTransaction(psErrorKind::full, "a value of " + std::to_string(value.size()) +
+                                                  " bytes exceeds the limit of " + std::to_string(maxValueSize()));
   }
   std::string stored(value);  // first, since it may be a view of what is about to be replaced
   const auto found = content_.find(key);
@@ -61,8 +63,8 @@ bool MemoryEngine::scan(std::string_view prefix, const Visitor& visitor) {
 
 Engine::Commit MemoryEngine::commit() {
   if (state_ == State::idle || state_ == State::voided) {
-    refuse(state_ == State::idle ? "no transaction is open. Begin one first"
-                                 : "the transaction was void since an earlier change failed");
+    refuse(psErrorKind::usage, state_ == State::idle ? "no transaction is open. Begin one first"
+                                                     : "the transaction was void since an earlier change failed");
     abort();
     return Commit::conflict;
   }
@@ -87,26 +89,29 @@ void MemoryEngine::end() noexcept {
   state_ = State::idle;
 }
 
-bool MemoryEngine::refuse(const std::string& reason) {
-  fail("Cannot use the store in memory: " + reason + ".");
+bool MemoryEngine::refuse(psErrorKind kind, const std::string& reason) {
+  fail(kind, "Cannot use the store in memory: " + reason + ".");
   return false;
 }
 
 bool MemoryEngine::isReadable() {
   if (state_ == State::reading || state_ == State::updating) return true;
-  return refuse(state_ == State::idle ? "no transaction is open. Begin one first"
-                                      : "the transaction is void since an earlier change failed. Abort it");
+  return refuse(psErrorKind::usage, state_ == State::idle
+                                        ? "no transaction is open. Begin one first"
+                                        : "the transaction is void since an earlier change failed. Abort it");
 }
 
 bool MemoryEngine::isWritable(std::string_view key) {
   if (!isReadable()) return false;
-  if (state_ != State::updating) return refuse("the open transaction is for reading only. Begin one for update");
-  return isKey(key) || voidTransaction("a key has from 1 to " + std::to_string(maxKeySize()) + " bytes");
+  if (state_ != State::updating)
+    return refuse(psErrorKind::usage, "the open transaction is for reading only. Begin one for update");
+  return isKey(key) ||
+         voidTransaction(psErrorKind::usage, "a key has from 1 to " + std::to_string(maxKeySize()) + " bytes");
 }
 
-bool MemoryEngine::voidTransaction(const std::string& reason) {
+bool MemoryEngine::voidTransaction(psErrorKind kind, const std::string& reason) {
   state_ = State::voided;
-  return refuse(reason);
+  return refuse(kind, reason);
 }
 
 }  // namespace ps::detail

@@ -34,11 +34,11 @@ class MemoryEngine final : public Engine {
  private:
   enum class State { idle, reading, updating, voided };
 
-  bool refuse(const std::string& reason);
+  bool refuse(psErrorKind kind, const std::string& reason);
   bool isReadable();
   bool isWritable(std::string_view key);
   bool isKey(std::string_view key) const { return !key.empty() && key.size() <= maxKeySize(); }
-  bool voidTransaction(const std::string& reason);
+  bool voidTransaction(psErrorKind kind, const std::string& reason);
   void end() noexcept;
 
   const bool readOnly_;

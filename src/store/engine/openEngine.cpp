@@ -10,7 +10,7 @@
 
 namespace ps::detail {
 
-std::unique_ptr<Engine> openEngine(const std::string& path, const psSessionOptions& options, std::string& error) {
+std::unique_ptr<Engine> openEngine(const std::string& path, const psSessionOptions& options, StoreError& error) {
   constexpr std::string_view memoryPrefix = "memory:";
   if (path.compare(0, memoryPrefix.size(), memoryPrefix) == 0) return std::make_unique<MemoryEngine>(options);
   LmdbEnvironment::Handle environment = LmdbEnvironment::acquire(path, options, error);
