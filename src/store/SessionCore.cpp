@@ -41,15 +41,6 @@ bool isPageSize(unsigned int size) { return size >= 4096 && size <= 32768 && (si
 
 __thread SessionHead* currentSession __attribute__((tls_model("initial-exec"))) = &noSession;
 
-std::string textOf(const psId& id) {
-  const std::string db = std::to_string(id.get_DB());
-  if (id.get_DB() == 0) return id.isNull() ? "the null object" : "the federation";
-  if (id.get_OC() == 0) return "database " + db;
-  const std::string container = db + "," + std::to_string(id.get_OC());
-  if (id.get_page() == 0) return "container (" + container + ")";
-  return "object (" + container + "," + std::to_string(id.get_page()) + "," + std::to_string(id.get_slot()) + ")";
-}
-
 SessionCore* SessionCore::current() {
   return currentSession == &noSession ? nullptr : static_cast<SessionCore*>(currentSession);
 }
@@ -113,7 +104,8 @@ bool SessionCore::open(const std::string& path, const psSessionOptions& options)
   engine_ = openEngine(path, options, error);
   if (engine_ == nullptr) return fail(error);
   path_ = path;
-  catalog_.attach(*engine_);
+  serial = freshStamp();
+  catalog_.attach(*engine_, serial);
   cache_.limit(options.cacheLimit);
   if (!openFederation(options)) {
     engine_.reset();
@@ -228,6 +220,7 @@ bool SessionCore::begin(psMode mode) {
 
 bool SessionCore::commit() {
   if (!usable("commit")) return false;
+  cache_.checkContents();
   if (mode_ == pscRead) {
     engine_->abort();
     endTransaction();
@@ -258,6 +251,7 @@ bool SessionCore::commit() {
 
 bool SessionCore::abort() {
   if (!usable("abort")) return false;
+  cache_.checkContents();
   engine_->abort();
   if (mode_ == pscUpdate) {
     catalog_.afterAbort();
@@ -348,10 +342,6 @@ std::string SessionCore::foreignText(const psId& id, const Page& page) const {
   return textOf(id) + " of class " + info->name + " (number " + std::to_string(type) + ") is stored with " +
          std::to_string(header.size) + " bytes, but the class has " + std::to_string(info->size) +
          "; give a class whose fields change a new number, and convert the objects";
-}
-
-bool SessionCore::isUsable(const psObj* held) const {
-  return mode_ != pscNoOpen && !forked && frameOfObject(held)->readStamp == epoch_;
 }
 
 bool SessionCore::isUpdatable(const psObj* held) const {

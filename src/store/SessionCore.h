@@ -5,6 +5,7 @@
 #include <string>
 #include <vector>
 
+#include "store/IdText.h"
 #include "store/cache/Catalog.h"
 #include "store/cache/NameIndex.h"
 #include "store/cache/PageCache.h"
@@ -47,7 +48,8 @@ class SessionCore : public SessionHead {
   // Opens an object, container, database or the federation; null when refused or absent. The result is pinned.
   psObj* openObject(const psId& id, psMode mode);
   // Whether an opened object's address is good as it is.
-  bool isUsable(const psObj* held) const;
+  bool isUsable(const psObj* held) const { return isUsable(*frameOfObject(held)); }
+  bool isUsable(const Frame& frame) const { return mode_ != pscNoOpen && !forked && frame.readStamp == epoch_; }
   // Whether it is, and open for update.
   bool isUpdatable(const psObj* held) const;
   bool exists(const psId& id);
@@ -122,8 +124,5 @@ class SessionCore : public SessionHead {
   std::vector<psId> beingDeleted_;
   std::vector<pstHandle<psObj>> kept_;
 };
-
-// Text for an identifier in a message.
-std::string textOf(const psId& id);
 
 }  // namespace ps::detail

@@ -5,6 +5,7 @@
 #include <utility>
 #include <vector>
 
+#include "store/IdText.h"
 #include "store/StoreError.h"
 #include "store/psObj.h"
 #include "store/pstHandle.h"
@@ -47,11 +48,6 @@ std::string formatted(const char* text, std::va_list arguments) {
   return buffer.data();
 }
 
-std::string described(const psId& id) {
-  return "object (" + std::to_string(id.get_DB()) + "," + std::to_string(id.get_OC()) + "," +
-         std::to_string(id.get_page()) + "," + std::to_string(id.get_slot()) + ")";
-}
-
 }  // namespace
 
 void psSignal(psErrorLevel level, const psError& error, const pstHandle<psObj>* object, ...) {
@@ -62,7 +58,7 @@ void psSignal(psErrorLevel level, const psError& error, const pstHandle<psObj>* 
   va_end(arguments);
   if (error.number != psteStore.number && *context->operation != '\0')
     text = std::string(context->operation) + ": " + text;
-  if (object != nullptr) text = described(object->oid()) + ": " + text;
+  if (object != nullptr) text = ps::detail::textOf(object->oid()) + ": " + text;
   context->record(level, error.number, error.kind, std::move(text));
 }
 

@@ -78,6 +78,7 @@ class PS_API psHandleBase {
   // Lets go of the object; the handle keeps naming it.
   void close() const {
     if (object_ == nullptr) return;
+    if (ps::detail::isChecked) ps::detail::checkHandleLetGo(object_);
     ps::detail::unpin(ps::detail::frameOfObject(object_));
     object_ = nullptr;
   }
@@ -95,6 +96,7 @@ class PS_API psHandleBase {
   // The object's address, opened for reading when the handle is not open; null when refused.
   psObj* access() const {
     if (PS_LIKELY(object_ != nullptr)) {
+      if (ps::detail::isChecked) ps::detail::checkHandleInUse(object_);
       if (PS_LIKELY(ps::detail::isCurrent(object_))) return object_;
       object_ = ps::detail::reopenOutOfLine(id_, object_);
       return object_;

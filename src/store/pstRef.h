@@ -31,7 +31,10 @@ class pstRef : public pstRefBaseOf<T>::type {
 
   // Opens the object for reading and pins it until the end of the full expression. Null when refused: test an open
   // first where that can be.
-  pstDeref<T> operator->() const { return pstDeref<T>(ps::detail::openForReading(this->oid())); }
+  pstDeref<T> operator->() const {
+    if (ps::detail::isChecked) ps::detail::checkMemoryInUse(this);
+    return pstDeref<T>(ps::detail::openForReading(this->oid()));
+  }
 
   // The container that holds the object; null for a null reference. Does not open the object.
   pstHandle<psContObj> containedIn() const;

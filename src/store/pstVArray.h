@@ -148,7 +148,10 @@ class pstVArray {
   }
 
  private:
-  bool isPersistent() const { return ps::detail::isInArena(this); }
+  bool isPersistent() const {
+    if (ps::detail::isChecked) ps::detail::checkMemoryInUse(this);
+    return ps::detail::isInArena(this);
+  }
 
   psId storageId() const {
     psId id;

@@ -101,6 +101,7 @@ CatalogEntry* Catalog::read(const psId& id) {
 }
 
 CatalogEntry* Catalog::add(CatalogEntry* entry) {
+  entry->frame->session = session_;
   entry->frame->readStamp = readStamp_;
   entries_[tableKey(entry->id())] = entry;
   return entry;

@@ -23,7 +23,11 @@ class Catalog {
   Catalog& operator=(const Catalog&) = delete;
   ~Catalog();
 
-  void attach(Engine& engine) { engine_ = &engine; }
+  // session is the serial number of the one that it belongs to.
+  void attach(Engine& engine, std::uint64_t session) {
+    engine_ = &engine;
+    session_ = session;
+  }
   void begin(std::uint64_t readStamp, std::uint64_t updateStamp);
   bool writeChanges();
   void afterCommit();
@@ -76,6 +80,7 @@ class Catalog {
   bool fail(psErrorKind kind, std::string message) { return fail(StoreError{kind, std::move(message)}); }
 
   Engine* engine_ = nullptr;
+  std::uint64_t session_ = 0;
   std::uint64_t readStamp_ = 0;
   std::uint64_t updateStamp_ = SessionHead::noStamp;
   std::unordered_map<std::uint32_t, CatalogEntry*> entries_;  // by database and container number; 0 is the federation

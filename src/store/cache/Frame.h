@@ -3,6 +3,7 @@
 #include <cstddef>
 #include <cstdint>
 
+#include "store/psChecked.h"
 #include "store/psExport.h"
 #include "store/psId.h"
 
@@ -13,7 +14,6 @@ class psObj;
 namespace ps::detail {
 
 struct Page;
-class ReferenceMemo;
 
 constexpr std::size_t cacheLine = 64;
 constexpr std::size_t imageAlignment = 1024;
@@ -36,6 +36,7 @@ struct alignas(cacheLine) Frame {
   std::uint32_t regularSlots;  // objects 1 to this one stand where the page's PageLink says
   psId pageId;                 // (DB, OC, page, 0)
   Page* page;                  // null for the frame of a container, database or federation
+  std::uint64_t session;       // serial number of the session that the image belongs to
 };
 static_assert(sizeof(Frame) == cacheLine);
 
@@ -83,8 +84,8 @@ struct SessionHead {
   std::uint32_t loads = 0;          // pages loaded so far, the cache's clock
   std::uint64_t opens = 0;
   std::uint64_t refusals = 0;
-  std::uint64_t noteStamp = 0;    // notes of another stamp are forgotten
-  ReferenceMemo* memo = nullptr;  // null in a thread without a session
+  std::uint64_t noteStamp = 0;  // notes of another stamp are forgotten
+  std::uint64_t serial = 0;     // no other session of the process has it; 0 without one
 };
 
 // Never null: a thread without a session sees one in which nothing is resident.

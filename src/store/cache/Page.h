@@ -40,6 +40,8 @@ struct Page {
   std::size_t residentIndex = 0;  // in the cache's list of resident pages
   std::size_t changedIndex = 0;   // in its list of changed pages
   std::vector<std::uint64_t> checksums;  // of the stored record's chunks
+  // In a checked build, those of the objects when the image was last known to be as it should be: slot, checksum.
+  std::vector<std::pair<std::uint16_t, std::uint64_t>> objectChecksums;
 
   // Objects that are kept as they are but cannot be opened here: their class is unknown, or its size has changed.
   std::vector<std::pair<std::uint16_t, std::uint16_t>> foreign;  // slot, offset

@@ -8,6 +8,7 @@
 #include <cstring>
 #include <new>
 
+#include "store/IdText.h"
 #include "store/cache/Arena.h"
 #include "store/cache/PageRecord.h"
 #include "store/cache/StoreKey.h"
@@ -221,6 +222,7 @@ PageCache::Fetch PageCache::load(const psId& id, Page*& page) {
   link(*page);
   page->checksums = std::move(checksums);
   page->stored = true;
+  noteContents(*page);
   ++counters_.pageReads;
   if (!spilled_.empty() && spilled_.count(id.bits()) != 0) change(*page);
   return Fetch::present;
@@ -242,6 +244,7 @@ Page* PageCache::newImage(const psId& id, std::size_t bytes) {
   page->residentIndex = resident_.size();
   frame->page = page;
   frame->pageId = id;
+  frame->session = head_.serial;
   frame->readStamp = readStamp_;
   frame->touched = ++head_.loads;
   page->lastTouched = frame->touched;
@@ -255,6 +258,7 @@ Page* PageCache::newImage(const psId& id, std::size_t bytes) {
 void PageCache::change(Page& page) {
   page.frame->updateStamp = updateStamp_;
   if (page.changed) return;
+  checkContents(page);
   page.changed = true;
   page.changedIndex = changed_.size();
   changed_.push_back(&page);
@@ -427,6 +431,8 @@ bool PageCache::evict(Page& page) {
   if (page.changed) {
     if (updateStamp_ == SessionHead::noStamp || !write(page)) return false;
     spilled_.insert(page.frame->pageId.bits());
+  } else {
+    checkContents(page);
   }
   discard(page);
   return true;
@@ -461,13 +467,39 @@ void PageCache::discard(Page& page) {
   if (frame->pins == Frame::detached) releaseDetached(frame);
 }
 
+void PageCache::noteContents(Page& page) const {
+  if (isChecked) page.objectChecksums = objectChecksums(page);
+}
+
+void PageCache::checkContents(Page& page) const {
+  if (!isChecked || page.changed || page.frame->readStamp != readStamp_) return;
+  auto now = objectChecksums(page);
+  const auto difference =
+      std::mismatch(now.begin(), now.end(), page.objectChecksums.begin(), page.objectChecksums.end());
+  if (difference.first == now.end()) return;
+  psId id = page.frame->pageId;
+  id.set_slot(difference.first->first);
+  page.objectChecksums = std::move(now);
+  reportMisuse(textOf(id) + " or an array of it was written without being open for update, so the change would be " +
+               "lost; open it with pscUpdate first, and an array with update()");
+}
+
+void PageCache::checkContents() const {
+  if (!isChecked) return;
+  for (Page* const page : resident_) checkContents(*page);
+}
+
 void PageCache::afterCommit() {
   while (!changed_.empty()) {
     Page& page = *changed_.back();
     settle(page);
     page.created = false;
     page.freed.clear();
-    if (page.objects == 0) discard(page);
+    if (page.objects == 0) {
+      discard(page);
+    } else {
+      noteContents(page);
+    }
   }
   spilled_.clear();
 }
@@ -489,6 +521,7 @@ bool PageCache::restore(Page& page) {
   page.checksums = std::move(checksums);
   page.stored = true;
   page.freed.clear();
+  noteContents(page);
   return true;
 }
 

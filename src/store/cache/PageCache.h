@@ -62,7 +62,11 @@ class PageCache {
   // Drops all images of a container that is being deleted.
   void dropContainer(std::uint16_t db, std::uint16_t oc);
 
-  // Text of the last failure.
+  // In a checked build, reports objects that were written without being open for update. Called before a transaction
+  // ends.
+  void checkContents() const;
+
+  // Why the last call failed.
   const StoreError& error() const { return error_; }
 
  private:
@@ -83,6 +87,8 @@ class PageCache {
   bool evict(Page& page);
   void unlist(Page& page);
   void settle(Page& page);
+  void noteContents(Page& page) const;
+  void checkContents(Page& page) const;
   void discard(Page& page);
 
   SessionHead& head_;

@@ -114,6 +114,20 @@ void encodePage(const Page& page, std::string& record) {
   std::memcpy(record.data(), &header, sizeof header);
 }
 
+std::vector<std::pair<std::uint16_t, std::uint64_t>> objectChecksums(const Page& page) {
+  std::vector<std::pair<std::uint16_t, std::uint64_t>> checksums;
+  const std::uint16_t* const slots = slotsOf(page.frame);
+  const std::uint32_t end = std::min<std::uint32_t>(page.nextSlot, page.frame->slotLimit + 1U);
+  for (std::uint32_t slot = 1; slot < end; ++slot) {
+    if (slots[slot] == 0) continue;
+    const ObjectHeader& header = *headerAt(page.frame, slots[slot]);
+    const std::size_t skip = std::min<std::size_t>(header.size, omitted(header.type));
+    const char* const body = reinterpret_cast<const char*>(&header + 1);
+    checksums.emplace_back(static_cast<std::uint16_t>(slot), XXH3_64bits(body + skip, header.size - skip));
+  }
+  return checksums;
+}
+
 bool readShape(std::string_view record, RecordShape& shape) {
   if (record.size() < sizeof(RecordHeader)) return false;
   std::memcpy(&shape.header, record.data(), sizeof(RecordHeader));

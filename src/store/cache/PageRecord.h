@@ -37,6 +37,9 @@ std::string_view verifiedPayload(std::string_view key, std::string_view value, s
 // Writes the record of a page, with its header's tailHash still zero.
 void encodePage(const Page& page, std::string& record);
 
+// The checksums of the objects that can be opened, by slots.
+std::vector<std::pair<std::uint16_t, std::uint64_t>> objectChecksums(const Page& page);
+
 // What a record needs in memory.
 struct RecordShape {
   RecordHeader header;
