@@ -12,6 +12,12 @@ class BucketView {
 
   // False when the bucket or its slots could not be read; it then has none.
   bool isOpen() const { return slots_ != nullptr; }
+  // Whether an open view still shows what is stored: not after an abort, nor when another session has committed a
+  // change.
+  bool isCurrent() const {
+    if (PS_LIKELY(ps::detail::isCurrent(object_) && ps::detail::isCurrent(slots_))) return true;
+    return bucket_.operator->() == object_ && HashAccess::entries(*object_).head() == slots_;
+  }
 
   int slots() const { return count_; }
   const pstRef<psObj>& operator[](int slot) const { return slots_[slot]; }  // NOLINT(clang-analyzer-core.*): < slots()

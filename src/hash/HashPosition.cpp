@@ -22,6 +22,10 @@ pstRef<psObj> keyOf(const pstRef<psObj>& stored, bool isEntry) {
   return entry.open(pscRead) == 1 ? entry->key() : pstRef<psObj>();
 }
 
+bool isEntry(const pstHandle<psObj>& object) { return ptmIsKindOf(object.typeN(), psHashMapEntry::pstTypeN) != 0; }
+
+pstHandle<psObj> keyFor(const pstHandle<psObj>& keyOrEntry) { return keyOf(keyOrEntry, isEntry(keyOrEntry)); }
+
 std::optional<BucketRange> bucketAt(const psHashSet& table, int directoryIndex) {
   BucketRange range;
   range.bucket = bucketNamedAt(table, directoryIndex);

@@ -38,6 +38,11 @@ bool holdsEntries(const psHashSet& table);
 // The key of something stored in a table, by what the table holds. Null when it is an entry that cannot be opened.
 pstRef<psObj> keyOf(const pstRef<psObj>& stored, bool isEntry);
 
+bool isEntry(const pstHandle<psObj>& object);
+// The key that an object stands for in a map: an entry's, or the object itself. Null when it is an entry that cannot be
+// opened.
+pstHandle<psObj> keyFor(const pstHandle<psObj>& keyOrEntry);
+
 inline int directorySizeOf(const psHashSet& table) { return isComplete(table) ? 1 << HashAccess::depth(table) : 0; }
 
 // The bucket that a directory index names; null when the directory cannot be read, or there is no such index.

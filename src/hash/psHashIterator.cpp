@@ -15,11 +15,13 @@ using ps::detail::BucketRange;
 using ps::detail::BucketView;
 using ps::detail::CallbackProbe;
 using ps::detail::HandleProbe;
+using ps::detail::HashAccess;
 using ps::detail::HashPosition;
 using ps::detail::JavaProbe;
 using ps::detail::KeptBucket;
 using ps::detail::KeyProbe;
 using ps::detail::RawProbe;
+using ps::detail::RefusalWatch;
 using ps::detail::SlotView;
 
 namespace {
@@ -62,13 +64,29 @@ psHashIterator::~psHashIterator() = default;
 
 pstHandle<psCollection> psHashIterator::collection() { return set_; }
 
-psHashSet* psHashIterator::openSet() const { return set_.isNull() ? nullptr : set_.operator->(); }
+psHashSet* psHashIterator::openSet() {
+  psHashSet* const set = set_.isNull() ? nullptr : set_.operator->();
+  if (set != nullptr) followDirectory(*set);
+  return set;
+}
+
+// Whatever the depth, an index names the same first bits.
+void psHashIterator::followDirectory(const psHashSet& set) {
+  const int depth = HashAccess::depth(set);
+  if (depth == depth_) return;
+  if (place_.directoryIndex > 0) {
+    place_.directoryIndex =
+        depth > depth_ ? place_.directoryIndex << (depth - depth_) : place_.directoryIndex >> (depth_ - depth);
+  }
+  ahead_.reset();
+  depth_ = depth;
+}
 
 // The directory is asked each time, so that changes of the set are seen.
 psHashIterator::Bucket psHashIterator::bucketAt(const psHashSet& set, int directoryIndex) {
   const pstRef<psHashBucket> named = ps::detail::bucketNamedAt(set, directoryIndex);
   if (named.isNull()) return Bucket();
-  if (bucket_ == nullptr || bucket_->view().handle() != named) {
+  if (bucket_ == nullptr || bucket_->view().handle() != named || !bucket_->view().isCurrent()) {
     auto opened = std::make_unique<KeptBucket>(pstHandle<psHashBucket>(named));
     if (!opened->view().isOpen()) return Bucket();
     bucket_ = std::move(opened);
@@ -132,6 +150,13 @@ void psHashIterator::standAt(const Place& place, int index) {
   ahead_.reset();
 }
 
+bool psHashIterator::standNowhere() {
+  Place nowhere;
+  nowhere.directoryIndex = Place::nowhere;
+  standAt(nowhere, unknownIndex);
+  return false;
+}
+
 pstRef<psObj> psHashIterator::storedAt(const psHashSet& set, const Place& place) {
   const Bucket bucket = bucketAt(set, place.directoryIndex);
   if (bucket.kept == nullptr || place.slot >= bucket.kept->view().slots()) return pstRef<psObj>();
@@ -153,7 +178,8 @@ psHashIterator::Place psHashIterator::placeHere() {
 std::optional<psHashIterator::Place> psHashIterator::placeAhead() {
   const psHashSet* const set = openSet();
   if (set == nullptr) return std::nullopt;
-  const bool goesOn = place_.isBeforeFirst() || place_.isGap || !storedAt(*set, place_).isNull();
+  const bool goesOn =
+      !place_.isNowhere() && (place_.isBeforeFirst() || place_.isGap || !storedAt(*set, place_).isNull());
   return goesOn ? placeAfter(*set, place_) : std::nullopt;
 }
 
@@ -184,9 +210,12 @@ pstRef<psObj>* psHashIterator::addressAt(const Place& place, psLockMode mode) {
 }
 
 std::optional<pstRef<psObj>> psHashIterator::deliveredAt(const Place& place, psLockMode mode) {
-  if (delivery_ == Delivery::stored && mode == pscNoLock) return place.stored;
+  if (place.stored.isNull() || (delivery_ == Delivery::stored && mode == pscNoLock)) return place.stored;
+  const RefusalWatch watch;
   const pstRef<psObj>* const delivered = addressAt(place, mode);
-  return delivered != nullptr ? std::optional<pstRef<psObj>>(*delivered) : std::nullopt;
+  if (delivered != nullptr) return *delivered;
+  const bool isGone = delivery_ != Delivery::stored && !watch.refused() && !place.stored.isValid();
+  return isGone ? std::optional<pstRef<psObj>>(pstRef<psObj>()) : std::nullopt;
 }
 
 pstRef<psObj>* psHashIterator::currentP(psLockMode mode) {
@@ -248,8 +277,7 @@ int psHashIterator::currentIndex() {
 }
 
 pstRef<psObj> psHashIterator::stepTo(const Place& place, int index, psLockMode mode) {
-  std::optional<pstRef<psObj>> delivered = pstRef<psObj>();
-  if (!place.stored.isNull()) delivered = deliveredAt(place, mode);
+  const std::optional<pstRef<psObj>> delivered = deliveredAt(place, mode);
   if (!delivered) return pstRef<psObj>();
   standAt(place, index);
   return *delivered;
@@ -257,7 +285,9 @@ pstRef<psObj> psHashIterator::stepTo(const Place& place, int index, psLockMode m
 
 bool psHashIterator::hasNext() {
   ahead_ = placeAhead();
-  return ahead_ && !ahead_->stored.isNull();
+  if (!ahead_ || ahead_->stored.isNull()) return false;
+  const bool isReadable = delivery_ == Delivery::stored || ps::detail::residentType(ahead_->stored.oid()) != 0;
+  return isReadable || deliveredAt(*ahead_, pscNoLock);
 }
 
 pstRef<psObj> psHashIterator::next(psLockMode mode) {
@@ -270,7 +300,7 @@ pstRef<psObj> psHashIterator::next(psLockMode mode) {
 
 pstRef<psObj> psHashIterator::previous(psLockMode mode) {
   const psHashSet* const set = openSet();
-  if (set == nullptr || !settle(*set) || place_.isBeforeFirst()) return pstRef<psObj>();
+  if (set == nullptr || !settle(*set) || place_.directoryIndex < 0) return pstRef<psObj>();
   const std::optional<Place> before = placeBefore(*set, place_);
   return before ? stepTo(*before, before->isBeforeFirst() ? -1 : indexAfter(-1), mode) : pstRef<psObj>();
 }
@@ -298,41 +328,49 @@ std::optional<psHashIterator::Place> psHashIterator::placeOfIndex(const psHashSe
 }
 
 pstRef<psObj> psHashIterator::goToIndex(int i, psLockMode mode) {
-  if (i < 0) return stepTo(Place(), -1, mode);
   const psHashSet* const set = openSet();
-  if (set == nullptr) return pstRef<psObj>();
   int size = 0;
-  const std::optional<Place> place = placeOfIndex(*set, i, size);
-  return place ? stepTo(*place, place->stored.isNull() ? size : i, mode) : pstRef<psObj>();
+  std::optional<Place> place;
+  if (i < 0) place = Place();
+  if (i >= 0 && set != nullptr) place = placeOfIndex(*set, i, size);
+  const std::optional<pstRef<psObj>> delivered = place ? deliveredAt(*place, mode) : std::nullopt;
+  if (!delivered) {
+    standNowhere();
+    return pstRef<psObj>();
+  }
+  standAt(*place, i < 0 ? -1 : place->stored.isNull() ? size : i);
+  return *delivered;
 }
 
 template <class Matches>
-bool psHashIterator::scan(Matches matches) {
+std::optional<psHashIterator::Place> psHashIterator::scan(Matches matches, int& index) {
   const psHashSet* const set = openSet();
-  if (set == nullptr) return false;
-  int index = 0;
-  for (std::optional<Place> place = placeAfter(*set, Place()); place; place = placeAfter(*set, *place), ++index) {
-    const bool isAtEnd = place->stored.isNull();
-    std::optional<bool> isMatch = false;
-    if (!isAtEnd) {
-      const std::optional<pstRef<psObj>> delivered = deliveredAt(*place, pscNoLock);
-      if (!delivered) return false;
-      isMatch = matches(*delivered);
-    }
-    if (!isMatch) return false;
-    if (!*isMatch && !isAtEnd) continue;
-    standAt(*place, index);
-    return *isMatch;
+  if (set == nullptr) return std::nullopt;
+  std::optional<Place> place = placeAfter(*set, Place());
+  for (index = 0; place && !place->stored.isNull(); place = placeAfter(*set, *place), ++index) {
+    const std::optional<pstRef<psObj>> delivered = deliveredAt(*place, pscNoLock);
+    const std::optional<bool> isMatch = delivered ? matches(*delivered) : std::nullopt;
+    if (!isMatch) return std::nullopt;
+    if (*isMatch) break;
   }
-  return false;
+  return place;
+}
+
+template <class Matches>
+bool psHashIterator::goToMatch(Matches matches) {
+  int index = 0;
+  const std::optional<Place> place = scan(matches, index);
+  if (!place) return standNowhere();
+  standAt(*place, index);
+  return !place->stored.isNull();
 }
 
 // A map is asked for its keys, or, where it delivers values, for values.
 bool psHashIterator::scanFor(KeyProbe& probe) {
-  if (probe.failed()) return false;
+  if (probe.failed()) return standNowhere();
   const psHashSet* const set = openSet();
   const bool isEntry = delivery_ == Delivery::stored && set != nullptr && ps::detail::holdsEntries(*set);
-  return scan([&](const pstRef<psObj>& delivered) -> std::optional<bool> {
+  return goToMatch([&](const pstRef<psObj>& delivered) -> std::optional<bool> {
     const pstRef<psObj> element = ps::detail::keyOf(delivered, isEntry);
     const bool isMatch = !element.isNull() && probe.equal(element);
     return probe.failed() ? std::nullopt : std::optional<bool>(isMatch);
@@ -341,19 +379,19 @@ bool psHashIterator::scanFor(KeyProbe& probe) {
 
 bool psHashIterator::goTo(const void* key) {
   const psHashSet* const set = openSet();
-  if (set == nullptr) return false;
-  RawProbe probe(key, {set->comparator()});
+  RawProbe probe(key, {set != nullptr ? set->comparator() : pstRef<psCompare>()});
   return scanFor(probe);
 }
 
 // The comparator understands keys, but values need not be like them.
 bool psHashIterator::goTo(const pstHandle<psObj>& element) {
   if (delivery_ == Delivery::values) {
-    return scan([&](const pstRef<psObj>& value) { return std::optional<bool>(value == element); });
+    return goToMatch([&](const pstRef<psObj>& value) { return std::optional<bool>(value == element); });
   }
   const psHashSet* const set = openSet();
-  if (set == nullptr) return false;
-  HandleProbe probe(element, *set);
+  if (set == nullptr) return standNowhere();
+  const pstHandle<psObj> key = ps::detail::holdsEntries(*set) ? ps::detail::keyFor(element) : element;
+  HandleProbe probe(key, *set);
   return scanFor(probe);
 }
 
@@ -406,7 +444,9 @@ bool psHashIterator::follow(psHashSet& set, const Place& here, const pstHandle<p
   if (probe.failed()) return false;
   const std::optional<HashPosition> position = ps::detail::placeOf(set, hash);
   if (!position) return false;
-  if (position->range.first != here.directoryIndex || position->slot != here.slot) {
+  const Bucket bucket = bucketAt(set, here.directoryIndex);
+  if (bucket.kept == nullptr) return false;
+  if (position->bucket() != bucket.kept->view().handle() || position->slot != here.slot) {
     return placeAnew(set, old, probe, moved);
   }
   pstRef<psObj>* const reference = addressAt(here, pscLockUpdate);
@@ -424,6 +464,7 @@ bool psHashIterator::placeAnew(psHashSet& set, const pstHandle<psObj>& old, KeyP
   if (!to || !ps::detail::findMatch(set, probe, *to) || to->isMatch() || !from || !from->isMatch()) return false;
   ps::detail::StoredMove move;
   if (!move.plan(set, *from, *to, moved) || !move.carryOut()) return false;
+  followDirectory(set);
   standAt(placeAfterRemoval(from->range.first, from->slot, from->index, move.endsChain()), unknownIndex);
   return true;
 }

@@ -15,6 +15,15 @@ class KeyProbe;
 // open within a bucket, unless there are chains; goTo looks at one element after the other, and leaves the iterator
 // behind the last when it finds none. goToIndex, and currentIndex after moveCurrentTo, read the buckets before.
 //
+// Where a step is refused the iterator stays, and the step can be taken again; hasNext is false where the next one
+// could not even be read, so that loops end. After a goTo or goToIndex that failed for another reason than that there
+// is no such element it stands nowhere: next and previous give null, hasNext and hasPrevious false, until it is
+// positioned anew.
+//
+// It can be kept while a transaction ends and another begins: it reads anew what has changed, and goes on from its
+// place, whatever stands there now. currentIndex is then what it was. Without a transaction there is nothing to
+// deliver.
+//
 // An element that moveCurrentTo places anew may find its bucket full. The split changes the order, so that a walk on
 // which elements move can pass others over, or meet them twice.
 class PS_API psHashIterator : public psCollectionIterator {
@@ -59,17 +68,24 @@ class PS_API psHashIterator : public psCollectionIterator {
   // before its slot, which is looked for when it is needed: so that a walk that removes all that it meets does not go
   // back over what it has emptied.
   struct Place {
-    int directoryIndex = -1;  // the first that names the bucket; -1 before the first, the directory's size at the end
+    // The first that names the bucket; the directory's size at the end.
+    int directoryIndex = beforeFirst;
     int slot = -1;
     int inChain = -1;  // -1 when it is alone in its slot
     pstRef<psObj> stored;
     bool isGap = false;
 
-    bool isBeforeFirst() const { return directoryIndex < 0; }
+    static constexpr int beforeFirst = -1;
+    static constexpr int nowhere = -2;  // after a search that failed
+
+    bool isBeforeFirst() const { return directoryIndex == beforeFirst; }
+    bool isNowhere() const { return directoryIndex == nowhere; }
   };
 
-  // The set, open; null when it cannot be.
-  psHashSet* openSet() const;
+  // The set, open, with the current place by its present directory; null when it cannot be opened.
+  psHashSet* openSet();
+  // Gives the current place the directory index that it has since the directory was doubled, or was put back.
+  void followDirectory(const psHashSet& set);
   // The bucket that a directory index names, and the run of indexes that do.
   struct Bucket {
     ps::detail::KeptBucket* kept = nullptr;  // null when it cannot be read, or there is none
@@ -93,6 +109,8 @@ class PS_API psHashIterator : public psCollectionIterator {
   // The place to which next goes; nothing when it goes nowhere.
   std::optional<Place> placeAhead();
   void standAt(const Place& place, int index);
+  // For a search that failed, whose result it gives: false.
+  bool standNowhere();
   // The place after what stands at an index of a slot was taken out: the one before, if it is in the slot, else a gap.
   static Place placeAfterRemoval(int directoryIndex, int slot, int index, bool endedChain);
   // Number of elements before the current place; -1 when that cannot be found out.
@@ -101,7 +119,7 @@ class PS_API psHashIterator : public psCollectionIterator {
   // The address of the reference that is delivered at a place, what holds it opened as the mode asks; null when there
   // is none or the open is refused. It stays good until the next call.
   pstRef<psObj>* addressAt(const Place& place, psLockMode mode);
-  // A copy of it; nothing when there is none or the open is refused.
+  // A copy of it, null where an entry does not exist any more; nothing when the open is refused.
   std::optional<pstRef<psObj>> deliveredAt(const Place& place, psLockMode mode);
   pstRef<psObj>* addressOfStored(const Place& place, psLockMode mode);
 
@@ -109,10 +127,13 @@ class PS_API psHashIterator : public psCollectionIterator {
   pstRef<psObj> stepTo(const Place& place, int index, psLockMode mode);
   int indexAfter(int step) const { return index_ < -1 ? index_ : index_ + step; }
 
-  // Goes to the first element of which matches(element) is true, else behind the last. Stays, and gives false, when
-  // something is refused or matches has no answer.
+  // The place of the first element of which matches(element) is true, else behind the last. Nothing when something is
+  // refused or matches has no answer.
   template <class Matches>
-  bool scan(Matches matches);
+  std::optional<Place> scan(Matches matches, int& index);
+  // Goes to that place, or nowhere. True when there is an element.
+  template <class Matches>
+  bool goToMatch(Matches matches);
   bool scanFor(ps::detail::KeyProbe& probe);
 
   // The steps of moveCurrentTo, while the object is in both places.
@@ -122,6 +143,7 @@ class PS_API psHashIterator : public psCollectionIterator {
   pstHandle<psHashSet> set_;
   Delivery delivery_ = Delivery::stored;
   Place place_;
+  int depth_ = 0;                                   // of the directory that its index is for
   std::optional<Place> ahead_;                      // what hasNext found, for the next that follows it
   std::unique_ptr<ps::detail::KeptBucket> bucket_;  // the one used last
   pstHandle<psObj> holder_;                         // of what addressAt gave out

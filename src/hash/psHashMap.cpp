@@ -23,8 +23,6 @@ const pstProcessInitTermClass processInitTerm;
 
 static_assert(psHashMap::pstTypeN == ps::detail::hashMapTypeN);
 
-bool isEntry(const pstHandle<psObj>& object) { return ptmIsKindOf(object.typeN(), psHashMapEntry::pstTypeN) != 0; }
-
 pstHandle<psHashMapEntry> entryFor(const psHashMap& map, KeyProbe& probe) {
   return pstHandle<psHashMapEntry>(ps::detail::storedFor(map, probe));
 }
@@ -37,11 +35,6 @@ pstRef<psObj> removedValue(psHashMap& map, KeyProbe& probe) {
   pstRef<psObj> value;
   ps::detail::removeMatch(map, probe, &value);
   return value;
-}
-
-// The key that an object stands for: an entry's, or the object itself. Null when it is an entry that cannot be opened.
-pstHandle<psObj> keyFor(const pstHandle<psObj>& keyOrEntry) {
-  return pstHandle<psObj>(ps::detail::keyOf(keyOrEntry, isEntry(keyOrEntry)));
 }
 
 bool addToBucket(psHashMap& map, KeyProbe& probe, const pstHandle<psObj>& key, const pstHandle<psObj>& value,
@@ -119,7 +112,9 @@ pstRef<psObj> psHashMap::get(unsigned int hash, int (*compare)(unsigned int, uns
 
 bool psHashMap::contains(const void* key) const { return containsKey(key); }
 
-bool psHashMap::contains(const pstHandle<psObj>& keyOrEntry) const { return containsKey(keyFor(keyOrEntry)); }
+bool psHashMap::contains(const pstHandle<psObj>& keyOrEntry) const {
+  return containsKey(ps::detail::keyFor(keyOrEntry));
+}
 
 bool psHashMap::contains(unsigned int, _jobject*& key, _jobject*& callee, JNIEnv_* env) const {
   return !entry(key, callee, env).isNull();
@@ -148,7 +143,7 @@ pstRef<psObj> psHashMap::unbind(unsigned int hash, int (*compare)(unsigned int, 
   return removedValue(*this, probe);
 }
 
-bool psHashMap::remove(const pstHandle<psObj>& keyOrEntry) { return !unbind(keyFor(keyOrEntry)).isNull(); }
+bool psHashMap::remove(const pstHandle<psObj>& keyOrEntry) { return !unbind(ps::detail::keyFor(keyOrEntry)).isNull(); }
 
 bool psHashMap::remove(_jobject*& key, _jobject*& callee, JNIEnv_* env) { return psHashSet::remove(key, callee, env); }
 
@@ -171,7 +166,7 @@ psCollectionIterator* psHashMap::valueIterator() const {
 bool psHashMap::rehash(const pstHandle<psObj>& entry, unsigned int hash) {
   const pstHandle<psHashMapEntry> old(entry);
   const std::optional<HashPosition> position = ps::detail::placeOf(*this, hash);
-  if (!position || !isEntry(entry)) return false;
+  if (!position || !ps::detail::isEntry(entry)) return false;
   if (entry.containedIn() == position->bucket().containedIn()) return psHashSet::rehash(entry, hash);
   if (old.open(pscUpdate) != 1) return false;
   ps::detail::Provisional created;

@@ -38,14 +38,22 @@ class HashDriver final : public KeyedDriver {
   void unbind();
   void expand();
   void rehash();
+  void goOn();
+  // An iterator finds its element after the directory has doubled.
+  void betweenPositionAndMove() override {
+    if (below(3) == 0) expand();
+  }
+  void find() override;
 
   HashWorld& table_;
+  std::unique_ptr<psCollectionIterator> kept_;
 };
 
 HashDriver::HashDriver(HashWorld& world, const Setup& setup, std::uint64_t seed)
     : KeyedDriver(world, setup.plan, setup.items, seed), table_(world) {
   choices_.push_back({"place by hash", [this] { rehash(); }, 3, 3});
   choices_.push_back({"double the directory", [this] { expand(); }, 1, 0});
+  choices_.push_back({"go on with an iterator of before", [this] { goOn(); }, 8, 8});
   if (!isMap()) return;
   choices_.push_back({"look up an entry", [this] { lookUpEntry(); }, 5, 5});
   choices_.push_back({"unbind", [this] { unbind(); }, 5, 10});
@@ -104,6 +112,26 @@ void HashDriver::expand() {
   if (!expands) return;
   ASSERT_TRUE(table_.set->expandDirectory());
   verify();
+}
+
+void HashDriver::find() {
+  kept_.reset();
+  KeyedDriver::find();
+}
+
+// Whatever has changed, and through commits and aborts, what an iterator delivers is in the collection.
+void HashDriver::goOn() {
+  if (kept_ == nullptr || !kept_->hasNext()) kept_.reset(table_.set->keyIterator());
+  const std::vector<ItemKey> items = model_.list();
+  for (int steps = below(4); steps > 0; --steps) {
+    const psId here = kept_->next(pscNoLock);
+    const auto isHere = [&here](const ItemKey& item) { return item.id == here; };
+    ASSERT_TRUE(here.isNull() || std::any_of(items.begin(), items.end(), isHere));
+  }
+  const psId here = kept_->current(pscNoLock);
+  if (below(8) > 0 || here.isNull()) return;
+  ASSERT_EQ(kept_->remove(), 1);
+  model_.remove({here, pstHandle<Item>(here)->number()});
 }
 
 // What is placed by its hash is not looked for first, and the bucket does not split.

@@ -2,6 +2,7 @@
 
 #include <functional>
 #include <map>
+#include <memory>
 #include <set>
 #include <vector>
 
@@ -174,6 +175,94 @@ TEST(HashRefusal, NothingIsWrittenThatWasNotOpened) {
       }
     }
   }
+}
+
+// After a search that was refused an iterator stands nowhere, so that no wrong element comes next.
+TEST(HashRefusal, AnIteratorGoesThereOrNowhere) {
+  for (const Kind kind : kinds) {
+    for (const Flavour flavour : testable({Flavour::handle, Flavour::raw, Flavour::callback, Flavour::java})) {
+      HashWorld world(TempStore::Place::memory, flavour, Hashing::content, slots, kind, 2);
+      for (int i = 0; i < 20; ++i) world.put(i);
+      const std::vector<ItemKey> list = world.inOrder();
+      std::unique_ptr<psCollectionIterator> it;
+      const auto prepare = [&] {
+        it.reset(world.set->keyIterator());
+        it->goToIndex(3, pscNoLock);
+      };
+      const auto verify = [&](bool result, bool refused) {
+        ASSERT_TRUE(result || refused);
+        if (result) {
+          ASSERT_EQ(it->currentIndex(), 15);
+          ASSERT_EQ(it->next(pscNoLock), list[16].id);
+        } else {
+          ASSERT_TRUE(it->currentIndex() < -1 && !it->hasNext() && !it->hasPrevious() && it->remove() == 0);
+          ASSERT_TRUE(it->next(pscNoLock).isNull() && it->previous(pscNoLock).isNull());
+        }
+        ASSERT_EQ(it->goToIndex(-1, pscNoLock), psId());
+        ASSERT_EQ(it->next(pscNoLock), list[0].id);
+        it.reset();
+      };
+      sweepKeyed(world, {[&] { return world.goTo(*it, list[15]); }, verify, prepare});
+      for (const psLockMode mode : {pscNoLock, pscLockUpdate}) {
+        ASSERT_EQ(world.store->begin(pscUpdate), 1);
+        sweep(world, {[&] { return it->goToIndex(15, mode) == list[15].id; }, verify, prepare});
+      }
+      if (HasFailure()) return;
+    }
+  }
+}
+
+// Loops over a map with an entry that does not exist end, and no other pair goes than is to go.
+TEST(HashRefusal, LoopsEndWhereAnEntryIsGone) {
+  HashWorld world(TempStore::Place::memory, Flavour::handle, Hashing::content, slots, Kind::map);
+  for (int i = 0; i < 14; ++i) world.put(i);
+  const std::vector<ItemKey> items = world.inOrder();
+  const ItemKey& gone = items[6];
+  pstHandle<psCollection> other(new (world.store.container("sets")) psHashSet(3, 1));
+  for (const ItemKey& item : items) {
+    if (item.number % 2 == 0) other->add(item.id);
+  }
+  const auto walk = [](psCollectionIterator* over) {
+    const std::unique_ptr<psCollectionIterator> it(over);
+    int steps = 0;
+    while (it->hasNext() && ++steps < 100) it->next(pscNoLock);
+    return steps;
+  };
+  const struct {
+    std::function<void()> act;
+    std::function<bool(bool isEven)> keeps;
+  } loops[] = {
+      {[&] { ASSERT_LT(walk(world.set->keyIterator()), 16) << "the step that is refused once is taken again"; },
+       [](bool) { return true; }},
+      {[&] { ASSERT_LT(walk(world.set->valueIterator()), 16); }, [](bool) { return true; }},
+      {[&] { world.set->clear(); }, [](bool) { return false; }},
+      {[&] { world.set->removeAllDeleted(); }, [](bool) { return true; }},
+      {[&] { world.set->removeAll(other); }, [](bool isEven) { return !isEven; }},
+      {[&] { world.set->retainAll(other); }, [](bool isEven) { return isEven; }}};
+  const auto destroy = [&] {
+    pstHandle<psObj> entry(world.map().entry(pstHandle<psObj>(gone.id)));
+    ASSERT_EQ(psDelete(entry), 1);
+    ASSERT_EQ(other.open(pscRead), 1);
+  };
+  for (const auto& loop : loops) {
+    SCOPED_TRACE(&loop - loops);
+    const auto verify = [&](bool, bool refused) {
+      for (const ItemKey& item : items) {
+        if (item.id == gone.id) continue;
+        const bool keeps = loop.keeps(item.number % 2 == 0);
+        ASSERT_TRUE(world.contains(item) ? keeps || refused : !keeps) << item.number;
+      }
+    };
+    sweep(world, {[&] { return loop.act(), true; }, verify, destroy});
+    if (HasFailure()) return;
+    ASSERT_EQ(world.store->begin(pscUpdate), 1);
+  }
+  // Where nothing can be removed at all.
+  destroy();
+  ASSERT_EQ(world.store->commit(), 1);
+  ASSERT_EQ(world.store->begin(pscRead), 1);
+  for (const auto& loop : loops) loop.act();
+  EXPECT_EQ(world.set->size(), 14);
 }
 
 TEST(HashRefusal, TheDirectoryDoublesOrDoesNot) {

@@ -2,7 +2,9 @@
 
 #include <algorithm>
 #include <cstdio>
+#include <functional>
 #include <memory>
+#include <thread>
 
 #include "hash/HashAccess.h"
 #include "hash/TableSizes.h"
@@ -326,6 +328,117 @@ TEST(HashIterator, KnowsTheBeginningAfterAMove) {
   EXPECT_EQ(it->currentIndex(), 0);
 }
 
+// The iterator is positioned, the table grows, and the element on which it stands now moves, or none does.
+TEST(HashIterator, LosesNothingThatItMovesInATableThatHasGrown) {
+  for (const Hashing hashing : {Hashing::identifier, Hashing::content}) {
+    for (int round = 0; round < 200; ++round) {
+      SCOPED_TRACE(std::string(nameOf(hashing)) + ", round " + std::to_string(round));
+      HashWorld world(memory, Flavour::handle, hashing, 5, Kind::set, 2);
+      int number = 0;
+      while (number < 20) world.put(number++);
+      const std::unique_ptr<psCollectionIterator> it(world.set->iterator());
+      const psId here = it->goToIndex(round % 20, pscNoLock);
+      const bool doubles = round >= 100;
+      if (doubles) {
+        ASSERT_TRUE(world.set->expandDirectory());
+      }
+      for (int i = 0; i < round && !doubles; ++i) world.put(number++);
+      const int isMoved = it->moveCurrentTo(world.store.container("moved"));
+      ASSERT_TRUE(!doubles || (isMoved == 1 && !here.isValid())) << "it stays on its element";
+      const std::unique_ptr<psCollectionIterator> all(world.set->iterator());
+      int count = 0;
+      for (; all->hasNext(); ++count) {
+        const pstHandle<psObj> element(all->next(pscNoLock));
+        ASSERT_TRUE(element.isValid() && world.set->contains(element));
+      }
+      ASSERT_EQ(count, number);
+      ASSERT_EQ(faultsOf(world.set), "");
+    }
+  }
+}
+
+// An iterator that is kept while another session replaces all elements delivers what is there now.
+TEST(HashIterator, SeesWhatAnotherSessionHasCommitted) {
+  for (const Kind kind : {Kind::set, Kind::map}) {
+    HashWorld world(TempStore::Place::file, Flavour::handle, Hashing::content, 5, kind);
+    for (int i = 0; i < 30; ++i) world.put(i);
+    ASSERT_EQ(world.store->commit(), 1);
+    std::string path;
+    world.store.whileClosed([&](const std::string& file) { path = file; });
+    ASSERT_EQ(world.store->begin(pscRead), 1);
+    world.find();
+    const std::unique_ptr<psCollectionIterator> it(world.set->keyIterator());
+    ASSERT_FALSE(it->next(pscNoLock).isNull());
+    ASSERT_EQ(world.store->commit(), 1);
+    EXPECT_TRUE(it->next(pscNoLock).isNull() && !it->hasNext() && it->current(pscNoLock).isNull()) << "no transaction";
+
+    std::thread([&] {
+      psSession other;
+      ASSERT_EQ(other.open(path), 1);
+      ASSERT_EQ(other.begin(pscUpdate), 1);
+      const pstHandle<psHashSet> set(world.set.oid());
+      const pstHandle<psContObj> place = other.container(other.database("test"), "new items");
+      set->clear();
+      for (const ItemKey& item : world.model.list()) {
+        pstHandle<psObj> old(item.id);
+        ASSERT_EQ(psDelete(old), 1);
+        ASSERT_TRUE(set->add(makeItem(place, item.number).id));
+      }
+      ASSERT_EQ(other.commit(), 1) << other.lastError();
+    }).join();
+
+    ASSERT_EQ(world.store->begin(pscRead), 1);
+    EXPECT_TRUE(it->current(pscNoLock).isValid());
+    int count = 0;
+    while (it->hasNext() && ++count < 30) ASSERT_TRUE(it->next(pscNoLock).isValid());
+    EXPECT_EQ(count, 29);
+  }
+}
+
+// An entry that was deleted without the map is a pair of null and null to the iterators, and goes with the pairs.
+TEST(HashIterator, PassesOverAnEntryThatDoesNotExist) {
+  const std::function<void(HashWorld&, pstHandle<psCollection>&)> removals[] = {
+      [](HashWorld& world, pstHandle<psCollection>&) { world.set->clear(); },
+      [](HashWorld& world, pstHandle<psCollection>&) { world.set->removeAllDeleted(); },
+      [](HashWorld& world, pstHandle<psCollection>& other) { EXPECT_TRUE(world.set->removeAll(other)); },
+      [](HashWorld& world, pstHandle<psCollection>& other) { EXPECT_TRUE(world.set->retainAll(other)); }};
+  const int expectedSizes[] = {0, 5, 4, 2};
+  for (int removal = 0; removal < 4; ++removal) {
+    for (int gone = 0; gone < 6; ++gone) {
+      SCOPED_TRACE(std::to_string(removal) + " without " + std::to_string(gone));
+      HashWorld world(memory, Flavour::handle, Hashing::topBits, 3, Kind::map);
+      for (int i = 0; i < 6; ++i) world.put(i);
+      std::vector<ItemKey> items = world.inOrder();
+      const auto at = static_cast<std::size_t>(gone);
+      pstHandle<psObj> entry(world.map().entry(pstHandle<psObj>(items[at].id)));
+      ASSERT_EQ(psDelete(entry), 1);
+      items[at].id = psId();
+      const std::unique_ptr<psCollectionIterator> keys(world.set->keyIterator());
+      const std::unique_ptr<psCollectionIterator> values(world.set->valueIterator());
+      for (const ItemKey& item : items) {
+        ASSERT_TRUE(keys->hasNext() && values->hasNext());
+        ASSERT_EQ(keys->next(pscNoLock), item.id);
+        ASSERT_EQ(values->next(pscNoLock).isNull(), item.id.isNull());
+      }
+      ASSERT_FALSE(keys->hasNext() || values->hasNext());
+      for (std::size_t i = items.size(); i-- > 0;) {
+        ASSERT_EQ(keys->goToIndex(static_cast<int>(i), pscNoLock), items[i].id);
+        ASSERT_EQ(keys->previous(pscNoLock), i > 0 ? items[i - 1].id : psId());
+      }
+      const pstHandle<psContObj> place = world.store.container("sets");
+      pstHandle<psCollection> self(world.set);
+      const pstHandle<psCollection> copy(new (place) psHashSet(3, 1));
+      EXPECT_TRUE(copy->addAll(self));
+      EXPECT_EQ(copy->size(), 5);
+      pstHandle<psCollection> two(new (place) psHashSet(3, 1));
+      for (std::size_t i = 0; two->size() < 2; ++i) two->add(items[i].id);
+      removals[removal](world, two);
+      EXPECT_EQ(world.set->size(), expectedSizes[removal]);
+      EXPECT_TRUE(removal < 2 || world.set->containsAll(two) == (removal == 3));
+    }
+  }
+}
+
 // Writing through the addresses that iterators give out, once what holds the references is open for update.
 TEST(HashIterator, GivesOutWhatCanBeWritten) {
   HashWorld world(memory, Flavour::handle, Hashing::constant, 3, Kind::map);
@@ -362,6 +475,9 @@ TEST(HashMap, TellsRawKeysObjectsAndEntriesApart) {
   const std::unique_ptr<psCollectionIterator> entries(map.iterator());
   EXPECT_TRUE(entries->goTo(raw));
   EXPECT_EQ(entries->current(pscNoLock), map.entry(item));
+  const std::unique_ptr<psCollectionIterator> keys(map.keyIterator());
+  EXPECT_TRUE(entries->goTo(map.entry(item)) && keys->goTo(map.entry(item)));
+  EXPECT_TRUE(entries->current(pscNoLock) == map.entry(item) && keys->current(pscNoLock) == item);
   const std::int64_t absent = 77;
   EXPECT_TRUE(map.entry(&absent).isNull() && map.get(&absent).isNull() && !map.containsKey(&absent));
   EXPECT_FALSE(map.put(nullptr, pair.value) || map.add(pstHandle<psObj>()) || map.contains(pstHandle<psObj>()));

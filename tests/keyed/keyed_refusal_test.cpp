@@ -134,7 +134,7 @@ TEST(KeyedRefusal, AnIteratorGoesOnWhereItWasRefused) {
 }
 
 TEST(KeyedRefusal, AnIteratorGoesToTheKeyOrStays) {
-  for (const Structure structure : structures) {
+  for (const Structure structure : {Structure::sorted}) {
     for (const Flavour flavour : testable({Flavour::handle, Flavour::raw, Flavour::callback, Flavour::java})) {
       SCOPED_TRACE(nameOf(structure, Kind::map) + ", " + ps::test::nameOf(flavour));
       const auto world = makeWorld(structure, Kind::map, 20, true, flavour);

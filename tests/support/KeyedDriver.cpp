@@ -233,6 +233,7 @@ void KeyedDriver::moveElement() {
   const ItemKey old = items[static_cast<std::size_t>(i)];
   const std::unique_ptr<psCollectionIterator> it(world_.collection().keyIterator());
   it->goToIndex(i, pscNoLock);
+  betweenPositionAndMove();
   const char* const places[] = {"items", "moved", "moved further"};
   ASSERT_EQ(it->moveCurrentTo(world_.store.container(places[below(3)])), 1) << world_.store->lastError();
   ASSERT_FALSE(old.id.isValid());

@@ -21,6 +21,8 @@ class KeyedDriver : public ModelDriver {
   // What the iterator says when it has moved the element at place i of the order before to a new identifier.
   virtual void verifyMove(psCollectionIterator& it, int i, const std::vector<ItemKey>& orderBefore,
                           const ItemKey& moved) = 0;
+  // What happens between the positioning of an iterator and the move of its element.
+  virtual void betweenPositionAndMove() {}
   // A value iterator that ran past its last value need not find back.
   virtual bool losesItsPlaceAtTheEnd() const = 0;
   // Whether next, on an empty collection, goes behind its end.
