@@ -1,6 +1,7 @@
 #pragma once
 
 // Everything that applications use: sessions and the store's objects, the collections, their iterators and comparators.
+// hash/TableSizes.h is left out: its names are ones that applications have functions of their own for.
 
 #include "arrays/psSortedArray.h"
 #include "arrays/psUnsortedArray.h"
@@ -9,7 +10,6 @@
 #include "core/psCollectionIterator.h"
 #include "core/psCompare.h"
 #include "core/psJavaId.h"
-#include "hash/TableSizes.h"
 #include "hash/psHashAdmin.h"
 #include "hash/psHashBucket.h"
 #include "hash/psHashChain.h"

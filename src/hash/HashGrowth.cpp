@@ -253,7 +253,8 @@ bool doubleDirectory(psHashSet& table) {
   int& depth = HashAccess::depth(table);
   HashAccess::Directory& directory = HashAccess::directory(table);
   const unsigned int size = directory.size();
-  if (depth >= deepestDirectory || size == 0 || table.psUpdate() != 1 || directory.resize(2 * size) != 1) return false;
+  const bool isGrowable = isComplete(table) && depth < deepestDirectory;
+  if (!isGrowable || size == 0 || table.psUpdate() != 1 || directory.resize(2 * size) != 1) return false;
   pstRef<psHashBucket>* const buckets = directory.head();
   for (unsigned int i = 2 * size; i-- > 0;) buckets[i] = buckets[i / 2];
   ++depth;

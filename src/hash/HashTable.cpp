@@ -4,8 +4,8 @@
 
 #include "core/Containers.h"
 #include "hash/HashGrowth.h"
+#include "hash/PrimeNumbers.h"
 #include "hash/SlotChange.h"
-#include "hash/TableSizes.h"
 #include "hash/psHashMapEntry.h"
 
 namespace ps::detail {
@@ -14,7 +14,7 @@ namespace {
 
 int depthFor(int directorySize) {
   int depth = 0;
-  while (depth < deepestDirectory && pow2(depth) < directorySize) ++depth;
+  while (depth < deepestDirectory && 1 << depth < directorySize) ++depth;
   return depth;
 }
 
@@ -32,7 +32,7 @@ void deleteBuckets(psHashSet& table) {
 // Each is in the directory as soon as it is there.
 bool createBuckets(psHashSet& table, int depth, psHashAdmin& admin, const pstRef<psContObj>& container) {
   HashAccess::Directory& directory = HashAccess::directory(table);
-  const auto size = static_cast<unsigned int>(pow2(depth));
+  const unsigned int size = 1U << depth;
   if (directory.resize(size) != 1) return false;
   for (unsigned int i = 0; i < size; ++i) {
     const pstRef<psContObj> near = container.isNull() ? admin.provideBucketContainer() : container;
@@ -70,7 +70,7 @@ bool insert(const HashPosition& position, const pstRef<psObj>& stored) {
 void constructTable(psHashSet& table, int slots, int directorySize, pstHandle<psContObj> adminContainer,
                     pstHandle<psContObj> bucketContainer) {
   pstHandle<psHashSet> self(&table);
-  HashAccess::slotsPerBucket(table) = static_cast<int>(next_prime(static_cast<unsigned int>(std::max(slots, 1))));
+  HashAccess::slotsPerBucket(table) = static_cast<int>(nextPrime(static_cast<unsigned int>(std::max(slots, 1))));
   HashAccess::depth(table) = incompleteDepth;
   Provisional created;
   if (adminContainer.isNull()) adminContainer = created.add(createContainerFor(self));

@@ -2,7 +2,8 @@
 
 #include "store/psExport.h"
 
-// The numbers that size a hash table.
+// The numbers that size a hash table. The library does not call these functions itself: a program may have others of
+// the same names, if it does not include this header, which pscollections.h leaves out.
 
 // 1 shifted left by n; 0 for a negative n, and where that is more than 32 bits hold.
 PS_API int pow2(int n);
@@ -11,5 +12,6 @@ PS_API int pow2(int n);
 // rule, which tries the divisor 3 before it compares.
 PS_API bool isPrime(unsigned int n);
 
-// The smallest odd prime that is not below n; numbers up to 3 are returned as they are.
+// The smallest odd prime that is not below n; numbers up to 3 are returned as they are, and 0 above 4294967291, the
+// largest prime that 32 bits hold.
 PS_API unsigned int next_prime(unsigned int n);

@@ -97,8 +97,8 @@ class PS_API psHashSet : public psCollection {
   // The hash by which an element is placed; 0 when the comparator cannot be opened.
   unsigned int hashOf(const pstHandle<psObj>& element) const;
 
-  // Doubles the directory, which growth does by itself when it is time. False, with nothing changed, at 2^24 and when
-  // it cannot be opened for update.
+  // Doubles the directory, which growth does by itself when it is time. False, with nothing changed, at 2^24, when it
+  // cannot be opened for update, and for a set that was not constructed whole.
   bool expandDirectory();
 
   // Prints the directory's depth and, in six more lines, how many buckets, elements and chains there are.

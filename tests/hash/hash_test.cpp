@@ -45,8 +45,10 @@ TEST(TableSizes, AreThoseOfTheTable) {
                                     {5, 5},   {9, 11},  {13, 13},   {100, 101},     {114, 127},
                                     {24, 29}, {49, 53}, {120, 127}, {65536, 65537}, {1000000, 1000003}};
   for (const auto& [n, prime] : primes) EXPECT_EQ(next_prime(n), prime) << n;
-  EXPECT_FALSE(isPrime(9) || isPrime(25) || isPrime(3));
-  EXPECT_TRUE(isPrime(5) && isPrime(7) && isPrime(65537));
+  EXPECT_FALSE(isPrime(9) || isPrime(25) || isPrime(3) || isPrime(4294967293U) || isPrime(65521U * 65521U));
+  EXPECT_TRUE(isPrime(5) && isPrime(7) && isPrime(65537) && isPrime(4294967291U));
+  EXPECT_TRUE(next_prime(4294967280U) == 4294967291U && next_prime(4294967291U) == 4294967291U);
+  EXPECT_TRUE(next_prime(4294967292U) == 0 && next_prime(4294967295U) == 0) << "there is none";
   EXPECT_EQ(pow2(-1), 0);
   EXPECT_EQ(pow2(0), 1);
   EXPECT_EQ(pow2(20), 1 << 20);

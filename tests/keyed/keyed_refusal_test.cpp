@@ -387,6 +387,13 @@ TEST(KeyedRefusal, WhatIsHalfConstructedTakesNothingAndCanBeDeleted) {
         if (!result) return;
         const bool whole = !made->admin().isNull();
         ASSERT_TRUE(whole || refused);
+        if (structure == Structure::hashed) {
+          ASSERT_EQ(pstHandle<psHashSet>(made)->expandDirectory(), whole) << "nothing makes it whole";
+          ASSERT_EQ(pstHandle<psHashSet>(made)->rehash(pstHandle<psObj>(item.id), 7), whole && kind == Kind::set);
+          ASSERT_EQ(walkOver(made->iterator()).size(), whole && kind == Kind::set ? 1U : 0U);
+          ASSERT_EQ(made->size(), !whole ? -1 : kind == Kind::set ? 1 : 0);
+          made->clear();
+        }
         const bool inserted =
             kind == Kind::map ? putInto(*made, item.id, psId()) : made->add(pstHandle<psObj>(item.id));
         ASSERT_EQ(inserted, whole);

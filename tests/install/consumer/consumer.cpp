@@ -24,7 +24,23 @@ class Note : public psObj {
 
 PS_REGISTER_CLASS(Note)
 
+// Functions of the application's own that the library has too: each keeps to its own.
+int pow2(int) { return 0; }
+bool isPrime(unsigned int) { return true; }
+unsigned int next_prime(unsigned int) { return 0; }
+
 namespace {
+
+// A hash set takes more elements than a bucket holds.
+bool grows(const pstHandle<psContObj>& container) {
+  pstHandle<psHashSet> numbered(new (container) psHashSet(4, 2));
+  for (int i = 0; i < 20; ++i) {
+    if (!numbered->add(new (container) Note("numbered"))) {
+      return false;
+    }
+  }
+  return numbered->size() == 20 && pow2(1) + static_cast<int>(next_prime(isPrime(4))) == 0;
+}
 
 int write(psSession& session, const char* text) {
   if (session.begin(pscUpdate) != 1) {
@@ -33,7 +49,7 @@ int write(psSession& session, const char* text) {
   pstHandle<psDBObj> database = session.database("notes");
   pstHandle<psContObj> container = session.container(database, "texts");
   pstHandle<psTreeSet> notes(new (container) psTreeSet(200));
-  if (notes.isNull() || !notes->add(new (container) Note(text))) {
+  if (notes.isNull() || !notes->add(new (container) Note(text)) || !grows(container)) {
     return 0;
   }
   return session.name(notes, database, "all") == 1 ? session.commit() : 0;
