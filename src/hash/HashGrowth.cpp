@@ -19,24 +19,6 @@ int fullMarkOf(const psHashSet& table) {
   return static_cast<int>(std::ceil(0.9 * static_cast<double>(HashAccess::slotsPerBucket(table))));
 }
 
-// A bucket that could not be divided when it was full takes as many again before that is tried anew, which hashes all
-// that it holds.
-bool isDueForSplit(const psHashSet& table, const psHashBucket& bucket) {
-  return bucket.size() > 0 && bucket.size() % fullMarkOf(table) == 0;
-}
-
-// Whether a directory of this depth is in proportion to the table. Identifiers, and poor hashes, share many of their
-// first bits, and what the directory does not tell apart the slots of a bucket do. Nothing when it cannot be found out.
-std::optional<bool> isInProportion(const psHashSet& table, int depth) {
-  if (depth <= everydayDepth) return true;
-  if (depth > deepestDirectory) return false;
-  const int size = sizeOf(table);
-  if (size < 0) return std::nullopt;
-  // Four directory indexes for each element, rounded up to the next power of two.
-  const std::int64_t sizeOfHalf = std::int64_t{1} << (depth - 1);
-  return sizeOfHalf < std::int64_t{4} * size;
-}
-
 struct Stored {
   pstRef<psObj> reference;
   std::uint32_t hash = 0;
@@ -66,9 +48,9 @@ class BucketSplit {
 
   // Hashes what the bucket holds. False when that fails.
   bool read(KeyProbe& probe);
-  // The number of first bits that tell the hash and those of all that the bucket holds apart in two groups; 33 when
-  // there is but one.
-  int bitsToDivide(std::uint32_t hash) const;
+  // The number of first bits that tell apart in two groups the hashes of all that the bucket holds, with one more if it
+  // is given; 33 when there is but one group.
+  int bitsToDivide(std::optional<std::uint32_t> another) const;
   // False, with nothing changed, when something is refused.
   bool split();
 
@@ -115,10 +97,12 @@ bool BucketSplit::read(KeyProbe& probe) {
 }
 
 // The bits before are those that led to this bucket.
-int BucketSplit::bitsToDivide(std::uint32_t hash) const {
+int BucketSplit::bitsToDivide(std::optional<std::uint32_t> another) const {
+  if (used_.empty()) return 33;
+  const std::uint32_t first = another.value_or(used_.front().stored.front().hash);
   std::uint32_t differing = 0;
   for (const UsedSlot& used : used_) {
-    for (const Stored& stored : used.stored) differing |= stored.hash ^ hash;
+    for (const Stored& stored : used.stored) differing |= stored.hash ^ first;
   }
   int bits = newDepth_;
   while (bits <= 32 && (differing >> (32 - bits) & 1U) == 0) ++bits;
@@ -217,35 +201,104 @@ void BucketSplit::carryOut() {
   for (pstHandle<psObj>& old : replaced_) psDelete(old);
 }
 
-enum class Growth { grown, useless, failed };
+// The growth of a table before one element is added.
+class Growth {
+ public:
+  Growth(psHashSet& table, KeyProbe& probe) : table_(table), probe_(probe), mark_(fullMarkOf(table)) {}
 
-Growth grow(psHashSet& table, KeyProbe& probe, std::uint32_t hash, const BucketRange& range) {
-  BucketSplit split(table, range);
-  if (!split.read(probe)) return Growth::failed;
-  const int depth = split.bitsToDivide(hash);
-  const bool isThatDeep = depth <= HashAccess::depth(static_cast<const psHashSet&>(table));
-  const std::optional<bool> pays = isThatDeep ? true : isInProportion(table, depth);
-  if (!pays) return Growth::failed;
-  if (!*pays) return Growth::useless;
+  std::optional<HashPosition> makeRoom(std::uint32_t hash);
+
+ private:
+  enum class Outcome { divided, useless, failed };
+
+  // Hashes from the first to the end, which may be one more than the last hash.
+  struct Hashes {
+    std::uint64_t first;
+    std::uint64_t end;
+  };
+
+  int depth() const { return HashAccess::depth(static_cast<const psHashSet&>(table_)); }
+  Hashes hashesOf(const BucketRange& range) const {
+    return {static_cast<std::uint64_t>(range.first) << (32 - depth()), static_cast<std::uint64_t>(range.end)
+                                                                           << (32 - depth())};
+  }
+
+  // A bucket that could not be divided when it was full takes as many again before that is tried anew, which hashes all
+  // that it holds; but what a split leaves is divided as far as it can be.
+  bool isDue(const psHashBucket& bucket, bool isDivided) const {
+    return isDivided ? bucket.size() >= mark_ : bucket.size() > 0 && bucket.size() % mark_ == 0;
+  }
+  // One step on the way to telling apart what a bucket holds, and what is about to be added to it: the bucket split in
+  // two, or the directory doubled.
+  Outcome divide(const BucketRange& range, std::optional<std::uint32_t> added);
+  // Divides the buckets among those of the hashes that have more than the mark. What is refused stays as it is.
+  void divideOverfull(const Hashes& hashes);
+  std::optional<bool> isInProportion(int depth);
+
+  psHashSet& table_;
+  KeyProbe& probe_;
+  int mark_;
+  std::optional<int> size_;  // of the table, once it is known
+};
+
+// Whether a directory of this depth is in proportion to the table. Identifiers, and poor hashes, share many of their
+// first bits, and what the directory does not tell apart the slots of a bucket do. Nothing when it cannot be found out.
+std::optional<bool> Growth::isInProportion(int depth) {
+  if (depth <= everydayDepth) return true;
+  if (depth > deepestDirectory) return false;
+  if (!size_) size_ = sizeOf(table_);
+  if (*size_ < 0) return std::nullopt;
+  // Four directory indexes for each element, rounded up to the next power of two.
+  const std::int64_t sizeOfHalf = std::int64_t{1} << (depth - 1);
+  return sizeOfHalf < std::int64_t{4} * *size_;
+}
+
+Growth::Outcome Growth::divide(const BucketRange& range, std::optional<std::uint32_t> added) {
+  BucketSplit split(table_, range);
+  if (!split.read(probe_)) return Outcome::failed;
+  const int bits = split.bitsToDivide(added);
+  const std::optional<bool> pays = bits <= depth() ? true : isInProportion(bits);
+  if (!pays) return Outcome::failed;
+  if (!*pays) return Outcome::useless;
   const bool isShared = range.end - range.first > 1;
-  return (isShared ? split.split() : doubleDirectory(table)) ? Growth::grown : Growth::failed;
+  return (isShared ? split.split() : doubleDirectory(table_)) ? Outcome::divided : Outcome::failed;
+}
+
+void Growth::divideOverfull(const Hashes& hashes) {
+  for (std::uint64_t hash = hashes.first; hash < hashes.end;) {
+    const std::optional<BucketRange> range =
+        bucketAt(table_, directoryIndexOf(table_, static_cast<std::uint32_t>(hash)));
+    if (!range) break;
+    const bool isOverfull = range->bucket->size() > mark_;
+    if (isOverfull && divide(*range, std::nullopt) == Outcome::divided) continue;
+    hash = hashesOf(*range).end;
+  }
+  probe_.disregardRefusals();
+}
+
+// A deeper directory may divide others that could not be divided before, and to which nothing is added.
+std::optional<HashPosition> Growth::makeRoom(std::uint32_t hash) {
+  const int depthBefore = depth();
+  std::optional<Hashes> divided;
+  std::optional<HashPosition> position = placeOf(table_, hash);
+  while (position && isDue(*position->bucket(), divided.has_value())) {
+    const Hashes hashes = hashesOf(position->range);
+    const Outcome outcome = divide(position->range, hash);
+    if (outcome == Outcome::failed) return std::nullopt;
+    if (outcome == Outcome::useless) break;
+    if (!divided) divided = hashes;
+    position = placeOf(table_, hash);
+  }
+  if (!position || !divided) return position;
+  const bool isDeeper = depth() > depthBefore;
+  divideOverfull(isDeeper ? Hashes{0, std::uint64_t{1} << 32} : *divided);
+  return probe_.failed() ? std::nullopt : placeOf(table_, hash);
 }
 
 }  // namespace
 
 std::optional<HashPosition> makeRoom(psHashSet& table, KeyProbe& probe, std::uint32_t hash) {
-  for (;;) {
-    std::optional<HashPosition> position = placeOf(table, hash);
-    if (!position || !isDueForSplit(table, *position->bucket())) return position;
-    switch (grow(table, probe, hash, position->range)) {
-      case Growth::grown:
-        continue;
-      case Growth::useless:
-        return position;
-      case Growth::failed:
-        return std::nullopt;
-    }
-  }
+  return Growth(table, probe).makeRoom(hash);
 }
 
 // Every bucket keeps its share: slot i of the new directory is where slot i / 2 of the old one was.

@@ -15,8 +15,8 @@ constexpr int deepestDirectory = 24;
 // no split within bounds can divide. Nothing on failure; the table is then sound, and holds what it held.
 std::optional<HashPosition> makeRoom(psHashSet& table, KeyProbe& probe, std::uint32_t hash);
 
-// False, with nothing changed, when the directory cannot be opened for update, or is as deep as it gets, and for a table
-// that was not constructed whole.
+// False, with nothing changed, when the directory cannot be opened for update, or is as deep as it gets, and for a
+// table that was not constructed whole.
 bool doubleDirectory(psHashSet& table);
 
 }  // namespace ps::detail

@@ -5,14 +5,10 @@
 
 namespace ps::detail {
 
-namespace {
-
 int directoryIndexOf(const psHashSet& table, std::uint32_t hash) {
   const int depth = HashAccess::depth(table);
   return depth <= 0 ? 0 : static_cast<int>(hash >> (32 - depth));
 }
-
-}  // namespace
 
 bool holdsEntries(const psHashSet& table) { return table.psIsKindOf(psHashMap::pstTypeN); }
 

@@ -45,6 +45,8 @@ pstHandle<psObj> keyFor(const pstHandle<psObj>& keyOrEntry);
 
 inline int directorySizeOf(const psHashSet& table) { return isComplete(table) ? 1 << HashAccess::depth(table) : 0; }
 
+int directoryIndexOf(const psHashSet& table, std::uint32_t hash);
+
 // The bucket that a directory index names; null when the directory cannot be read, or there is no such index.
 inline pstRef<psHashBucket> bucketNamedAt(const psHashSet& table, int directoryIndex) {
   const pstRef<psHashBucket>* const directory = HashAccess::directory(table).head();

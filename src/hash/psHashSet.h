@@ -28,8 +28,9 @@ class HashAccess;
 // - The set grows with its elements and never shrinks.
 //
 // A bucket is full at nine tenths of its slots and then splits by the next of the hashes' first bits. Elements that no
-// bit tells apart share a bucket however many they are, and are then looked through one by one: hashes should be even
-// in their first bits, and differ modulo the number of slots. (The hash of identifiers is.)
+// bit within the directory's bound tells apart share a bucket however many they are, and those that also share a slot
+// are looked through one by one: hashes should be even in their first bits, and differ modulo the number of slots. (The
+// hash of identifiers is.) The bound is ten bits, or about two more than the number of elements has, 24 at most.
 //
 // Cost: a look-up opens one bucket, now and then a chain, and compares with the few elements that share a slot. add
 // and remove open them for update as well. size and isEmpty read the buckets; a position takes an iterator.

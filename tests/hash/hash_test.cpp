@@ -224,6 +224,19 @@ TEST(HashSet, KeepsItsDirectoryInProportion) {
   EXPECT_EQ(world.set->size(), 1080);
 }
 
+// Hashes in ascending order with few bits that differ: what could not be divided when it was filled is, once the table
+// is large enough for that, though nothing is added to it.
+TEST(HashSet, DividesLaterWhatItCouldNotDivideAtFirst) {
+  HashWorld world(memory, Flavour::handle, Hashing::constant, 5, Kind::set);
+  const pstHandle<psContObj> place = world.store.container("items");
+  for (std::uint32_t i = 0; i < 4000; ++i) ASSERT_TRUE(addByNumber(*world.set, place, i << 8));
+  const Statistics statistics = statisticsIn(*world.set);
+  EXPECT_EQ(statistics.depth, 14);
+  EXPECT_LE(statistics.longest, 1024 / 5 + 1) << "14 bits leave 1024 of these together, in 5 slots";
+  for (std::uint32_t i = 0; i < 4000; ++i) ASSERT_FALSE(addByNumber(*world.set, place, i << 8));
+  EXPECT_EQ(world.set->size(), 4000);
+}
+
 TEST(HashSet, DividesByTenBitsHoweverFewTheElements) {
   HashWorld world(memory, Flavour::handle, Hashing::constant, 3, Kind::set);
   const pstHandle<psContObj> place = world.store.container("items");
