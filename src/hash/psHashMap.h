@@ -28,6 +28,8 @@ class PS_API psHashMap : public psHashSet {
   psHashMap(pstHandle<psCompare>& comparator, int slots, int directorySize,
             pstHandle<psContObj> adminContainer = pstHandle<psContObj>(),
             pstHandle<psContObj> bucketContainer = pstHandle<psContObj>());
+  template <class... Rest>
+  psHashMap(const psId& comparator, int, Rest&&...) = delete;
   // Deletes the entries, buckets, chains and administrator, and every container that is left empty, unnamed and not
   // garbage-collectable. Keys and values stay.
   ~psHashMap() noexcept override;
@@ -109,6 +111,14 @@ class PS_API psHashMap : public psHashSet {
                    int (*hashFunction)(unsigned int, unsigned int));
   bool addNewEntry(const pstHandle<psObj>& key, const pstHandle<psObj>& value, pstHandle<psHashBucket>& bucket,
                    unsigned int hash, _jobject*& javaKey, _jobject*& callee, JNIEnv_* env);
+
+  // An identifier is no hash, though it converts to a number.
+  template <class First, class... Rest>
+  pstHandle<psHashMapEntry> entry(const psId& key, First&&, Rest&&...) const = delete;
+  template <class First, class... Rest>
+  pstRef<psObj> get(const psId& key, First&&, Rest&&...) const = delete;
+  template <class First, class... Rest>
+  pstRef<psObj> unbind(const psId& key, First&&, Rest&&...) = delete;
 };
 
 static_assert(sizeof(psHashMap) == sizeof(psHashSet), "a map has no field of its own");

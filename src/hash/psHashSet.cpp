@@ -8,6 +8,7 @@
 #include "hash/HashGrowth.h"
 #include "hash/HashTable.h"
 #include "hash/psHashIterator.h"
+#include "hash/psHashMap.h"
 
 using ps::detail::BucketRange;
 using ps::detail::BucketView;
@@ -92,9 +93,9 @@ pstRef<psObj> psHashSet::get(const void* key) const {
   return ps::detail::storedFor(*this, probe);
 }
 
-pstRef<psObj> psHashSet::get(const psObj* element) const {
-  const pstHandle<psObj> key(element);
-  HandleProbe probe(key, *this);
+pstRef<psObj> psHashSet::get(const pstHandle<psObj>& element) const {
+  if (ps::detail::holdsEntries(*this)) return static_cast<const psHashMap&>(*this).get(element);
+  HandleProbe probe(element, *this);
   return ps::detail::storedFor(*this, probe);
 }
 

@@ -52,6 +52,9 @@ class PS_API psHashSet : public psCollection {
   psHashSet(pstHandle<psCompare>& comparator, int slots, int directorySize,
             pstHandle<psContObj> adminContainer = pstHandle<psContObj>(),
             pstHandle<psContObj> bucketContainer = pstHandle<psContObj>());
+  // An identifier is no number of slots, though it converts to one: a handle is to name the comparator.
+  template <class... Rest>
+  psHashSet(const psId& comparator, int, Rest&&...) = delete;
   // Deletes the buckets, chains and administrator, and every container that is left empty, unnamed and not
   // garbage-collectable. The elements stay.
   ~psHashSet() noexcept override;
@@ -72,7 +75,9 @@ class PS_API psHashSet : public psCollection {
 
   // The stored element that matches, null when there is none.
   pstRef<psObj> get(const void* key) const override;
-  pstRef<psObj> get(const psObj* element) const;
+  // An object is never a raw key. (A map: the value.)
+  pstRef<psObj> get(const pstHandle<psObj>& element) const;
+  pstRef<psObj> get(const psObj* element) const { return get(pstHandle<psObj>(element)); }
 
   psCollectionIterator* iterator() const override;
   bool isEmpty() const override;
@@ -94,6 +99,14 @@ class PS_API psHashSet : public psCollection {
   virtual bool remove(_jobject*& key, _jobject*& callee, JNIEnv_* env);
   virtual bool contains(unsigned int hash, int (*compare)(unsigned int, unsigned int)) const;
   virtual pstRef<psObj> get(unsigned int hash, int (*compare)(unsigned int, unsigned int)) const;
+
+  // An identifier is no hash, though it converts to a number.
+  template <class First, class... Rest>
+  bool contains(const psId& element, First&&, Rest&&...) const = delete;
+  template <class First, class... Rest>
+  pstRef<psObj> get(const psId& element, First&&, Rest&&...) const = delete;
+  template <class First, class... Rest>
+  bool remove(const psId& element, First&&, Rest&&...) = delete;
 
   // The hash by which an element is placed; 0 when the comparator cannot be opened.
   unsigned int hashOf(const pstHandle<psObj>& element) const;

@@ -5,6 +5,8 @@
 #include <functional>
 #include <memory>
 #include <thread>
+#include <type_traits>
+#include <utility>
 
 #include "hash/HashAccess.h"
 #include "hash/TableSizes.h"
@@ -474,6 +476,16 @@ TEST(HashIterator, GivesOutWhatCanBeWritten) {
   EXPECT_EQ(world.complaints(), "");
 }
 
+template <class Table, class First, class = void>
+constexpr bool findsByHash = false;
+template <class Table, class First>
+constexpr bool
+    findsByHash<Table, First, std::void_t<decltype(std::declval<Table&>().get(std::declval<First>(), numberAsHash))>> =
+        true;
+static_assert(findsByHash<psHashSet, unsigned int> && findsByHash<psHashMap, unsigned int>);
+static_assert(!findsByHash<psHashSet, psId> && !findsByHash<psHashMap, psId>, "an identifier is no hash");
+static_assert(!std::is_constructible_v<psHashSet, psId, int> && !std::is_constructible_v<psHashMap, psId, int>);
+
 TEST(HashMap, TellsRawKeysObjectsAndEntriesApart) {
   HashWorld world(memory, Flavour::handle, Hashing::content, 5, Kind::map);
   for (int i = 1; i <= 9; ++i) world.put(i);
@@ -483,7 +495,10 @@ TEST(HashMap, TellsRawKeysObjectsAndEntriesApart) {
   const Item* const pointer = item.operator->();
   const void* const raw = &pair.key.number;
   EXPECT_TRUE(map.get(item) == pair.value && map.get(pointer) == pair.value && map.get(raw) == pair.value);
-  EXPECT_EQ(map.get(pstRef<Item>(item)), pair.value);
+  EXPECT_TRUE(map.get(pstRef<Item>(item)) == pair.value && map.get(item.oid()) == pair.value);
+  const psHashSet& set = map;
+  EXPECT_TRUE(set.get(pointer) == pair.value && set.get(item) == pair.value && set.get(raw) == pair.value);
+  EXPECT_TRUE(set.get(item.oid()) == pair.value && set.contains(item.oid()) && map.containsKey(item.oid()));
   EXPECT_TRUE(map.containsKey(item) && map.containsKey(pointer) && map.containsKey(raw));
   EXPECT_TRUE(map.contains(item) && map.contains(pointer) && map.contains(raw) && map.contains(map.entry(raw)));
   EXPECT_TRUE(map.entry(pointer) == map.entry(item) && map.entry(raw) == map.entry(item));
@@ -498,7 +513,8 @@ TEST(HashMap, TellsRawKeysObjectsAndEntriesApart) {
   EXPECT_FALSE(map.put(nullptr, pair.value) || map.add(pstHandle<psObj>()) || map.contains(pstHandle<psObj>()));
   EXPECT_FALSE(map.put(item, pair.value, 1, nullptr, numberAsHash) ||
                map.put(item, pair.value, 1, numberAsHash, nullptr));
-  EXPECT_EQ(map.unbind(pointer), pair.value);
+  EXPECT_EQ(map.unbind(item.oid()), pair.value);
+  EXPECT_TRUE(map.unbind(pointer).isNull());
   world.model.remove(pair.key);
   EXPECT_EQ(world.complaints(), "");
 }
