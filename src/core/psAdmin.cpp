@@ -1,38 +1,13 @@
 #include "core/psAdmin.h"
 
-#include <string>
-
 #include "core/Containers.h"
+#include "store/NumberedDatabase.h"
 
 namespace {
 
 const pstProcessInitTermClass processInitTerm;
 
 constexpr unsigned short firstCrowdedContainer = 30000;
-
-// Creates the database "autoDb" with the lowest number that is free, and gives a null handle when the store refuses.
-//
-// These databases are never given back, so what was taken once is tried first: the number is remembered, and checked,
-// since transactions of others may have taken it and an abort may have freed those right below it.
-pstHandle<psDBObj> createNumberedDatabase(const pstHandle<psFDObj>& federation) {
-  struct LowestFree {
-    const pstSessionData* session = nullptr;
-    int number = 0;
-  };
-  static thread_local LowestFree lowest;
-  if (lowest.session != pstSessionDataGetFunction()) lowest = {pstSessionDataGetFunction(), 0};
-
-  const auto nameOf = [](int number) { return "autoDb" + std::to_string(number); };
-  const auto isTaken = [&](int number) {
-    pstHandle<psDBObj> database;
-    return database.exist(federation, nameOf(number).c_str(), pscNoOpen);
-  };
-  while (lowest.number > 0 && !isTaken(lowest.number - 1)) --lowest.number;
-  while (isTaken(lowest.number)) ++lowest.number;
-
-  const std::string name = nameOf(lowest.number);
-  return pstHandle<psDBObj>(new (federation) psDBObj(name.c_str(), 0, 0, nullptr, nullptr, 1, 0));
-}
 
 }  // namespace
 
@@ -41,7 +16,9 @@ psAdmin::~psAdmin() noexcept = default;
 pstHandle<psContObj> psAdmin::newContainer(pstRef<psContObj>& current) {
   const pstHandle<psContObj> from = current.isNull() ? psThis(pscNoOpen).containedIn() : pstHandle<psContObj>(current);
   if (from.isNull()) return pstHandle<psContObj>();
-  const bool garbageCollectable = ps::detail::isGarbageCollectable(from);
+  // A container that is gone tells nothing.
+  const pstHandle<psContObj> model = from.isValid() ? from : psThis(pscNoOpen).containedIn();
+  const bool garbageCollectable = ps::detail::isGarbageCollectable(model);
   if (from.oid().get_OC() < firstCrowdedContainer) {
     pstHandle<psContObj> created = ps::detail::createContainer(from.oid(), garbageCollectable);
     if (!created.isNull()) return created;
@@ -50,7 +27,7 @@ pstHandle<psContObj> psAdmin::newContainer(pstRef<psContObj>& current) {
   pstHandle<psFDObj> federation;
   from.containedIn(database);
   database.containedIn(federation);
-  const pstHandle<psDBObj> next = createNumberedDatabase(federation);
+  const pstHandle<psDBObj> next = ps::detail::createNumberedDatabase(federation, "autoDb");
   return next.isNull() ? pstHandle<psContObj>() : ps::detail::createContainer(next.oid(), garbageCollectable);
 }
 

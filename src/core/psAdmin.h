@@ -15,9 +15,9 @@ class PS_API psAdmin : public psObj {
   psAdmin() = default;
   ~psAdmin() noexcept override;
 
-  // Creates an unnamed container to go on in after current, garbage-collectable when current is. current itself may
-  // have been deleted; a null one stands for the administrator's own container. Null when the store creates neither a
-  // container nor a database.
+  // Creates an unnamed container to go on in after current, garbage-collectable when current is, or, when current has
+  // been deleted, when the administrator's own container is; for that a null one stands. Null when the store creates
+  // neither a container nor a database.
   virtual pstHandle<psContObj> newContainer(pstRef<psContObj>& current);
 
   // Deletes the container when it is empty, unnamed and not garbage-collectable. Always 1; a container that cannot be

@@ -76,6 +76,39 @@ TEST_F(Admins, GoesOnInANewDatabaseFromContainer30000On) {
   EXPECT_EQ(pstHandle<psContObj>(first).typeN(), psContObj::pstTypeN);
 }
 
+// A number that is given up is the next one.
+TEST_F(Admins, TakesTheLowestFreeNumberOfADatabase) {
+  const pstHandle<psDBObj> database = store->database("main");
+  pstRef<psContObj> high(store->container(database, "high", 30050));
+  const pstHandle<psTreeAdmin> admin = spreading(store.container("admins"));
+  const auto nextIn = [&] { return databaseOf(admin->newContainer(high)); };
+  for (const char* name : {"autoDb0", "autoDb1", "autoDb2"}) EXPECT_EQ(nextIn(), name);
+  pstHandle<psObj> first = store->database("autoDb0");
+  ASSERT_EQ(psDelete(first), 1);
+  for (const char* name : {"autoDb0", "autoDb3"}) EXPECT_EQ(nextIn(), name);
+  ASSERT_EQ(store->commit(), 1);
+  ASSERT_EQ(store->begin(pscUpdate), 1);
+  EXPECT_EQ(nextIn(), "autoDb4");
+  ASSERT_EQ(store->abort(), 1);
+  ASSERT_EQ(store->begin(pscUpdate), 1);
+  EXPECT_EQ(nextIn(), "autoDb4") << "the abort gave it up";
+}
+
+TEST_F(Admins, GoesOnAsItsOwnContainerIsWhereTheCurrentOneIsGone) {
+  for (const bool collectable : {false, true}) {
+    const pstHandle<psDBObj> database = store->database("test");
+    const pstHandle<psContObj> own = collectable ? store->gcContainer(database, "gc") : store.container("plain");
+    const pstHandle<psTreeSet> set(new (own) psTreeSet(4));
+    const pstHandle<psTreeAdmin> admin(set->admin());
+    pstRef<psContObj> current(own);
+    current = admin->newContainer(current);
+    pstHandle<psObj> doomed(current);
+    ASSERT_EQ(psDelete(doomed), 1);
+    const unsigned int expected = collectable ? psGCContObj::pstTypeN : psContObj::pstTypeN;
+    EXPECT_EQ(pstHandle<psContObj>(admin->newContainer(current)).typeN(), expected);
+  }
+}
+
 // The current container may have been given back since, and a null one may have been set: neither is handed out.
 TEST_F(Admins, DoesNotHandOutAContainerThatIsGone) {
   const pstHandle<psTreeSet> set(new (store.container("c")) psTreeSet(4));

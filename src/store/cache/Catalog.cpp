@@ -42,6 +42,7 @@ Catalog::~Catalog() {
 }
 
 void Catalog::begin(std::uint64_t readStamp, std::uint64_t updateStamp) {
+  if (readStamp != readStamp_) takenNumbers_ = 0;
   readStamp_ = readStamp;
   updateStamp_ = updateStamp;
 }
@@ -183,6 +184,16 @@ CatalogEntry* Catalog::createDatabase() {
   return add(entry);
 }
 
+std::uint32_t Catalog::lowestFreeNumber(const std::string& stem) {
+  if (stem != numberedStem_) takenNumbers_ = 0;
+  numberedStem_ = stem;
+  std::string_view value;
+  while (engine_->get(StoreKey::databaseName(stem + std::to_string(takenNumbers_)), value) == Engine::Lookup::found) {
+    ++takenNumbers_;
+  }
+  return takenNumbers_;
+}
+
 bool Catalog::nameDatabase(CatalogEntry& database, std::string_view name) {
   if (!isFreeDatabaseName(name)) return false;
   const std::uint16_t number = database.frame->pageId.get_DB();
@@ -260,6 +271,7 @@ bool Catalog::dropContainer(CatalogEntry& container) {
 }
 
 bool Catalog::dropDatabase(CatalogEntry& database) {
+  takenNumbers_ = 0;
   const psId id = database.id();
   CatalogEntry* const federation = find(federationId());
   if (!database.name.empty() && !engine_->erase(StoreKey::databaseName(database.name))) return fail(engine_->error());
@@ -327,6 +339,7 @@ void Catalog::afterCommit() {
 
 // Changed entries are read again when they are next asked for; those that handles have pinned keep their address.
 void Catalog::afterAbort() {
+  takenNumbers_ = 0;
   for (CatalogEntry* const entry : std::vector<CatalogEntry*>(changed_)) {
     if (entry->created || entry->frame->pins == 0) {
       retire(*entry);

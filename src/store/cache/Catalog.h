@@ -49,6 +49,9 @@ class Catalog {
   bool isFreeDatabaseName(std::string_view name);
   // A new database that has no name yet and is not kept unless it gets one.
   CatalogEntry* createDatabase();
+  // The lowest number that no database has behind the stem as its name. Those found to be taken are not looked for
+  // again until a database may be gone.
+  std::uint32_t lowestFreeNumber(const std::string& stem);
   bool nameDatabase(CatalogEntry& database, std::string_view name);
   bool dropDatabase(CatalogEntry& database);
 
@@ -85,6 +88,8 @@ class Catalog {
   std::uint64_t updateStamp_ = SessionHead::noStamp;
   std::unordered_map<std::uint32_t, CatalogEntry*> entries_;  // by database and container number; 0 is the federation
   std::vector<CatalogEntry*> changed_;
+  std::string numberedStem_;        // of lowestFreeNumber, at its last call
+  std::uint32_t takenNumbers_ = 0;  // that so many from 0 on are taken is known
   StoreError error_;
 };
 

@@ -1,0 +1,14 @@
+#pragma once
+
+#include <string>
+
+#include "store/psDBObj.h"
+#include "store/psFDObj.h"
+
+namespace ps::detail {
+
+// Creates a database whose name is the stem with the lowest number, from 0 on, that gives no name of a database yet; a
+// null handle, with the reason signalled, when the store refuses.
+pstHandle<psDBObj> createNumberedDatabase(const pstHandle<psFDObj>& federation, const std::string& stem);
+
+}  // namespace ps::detail
