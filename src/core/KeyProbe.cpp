@@ -6,7 +6,7 @@ RawProbe::RawProbe(const void* key, const ComparatorChoice& choice) : key_(key),
   if (choice.refused || comparator_.isNull() || !comparator_.open()) fail();
 }
 
-int RawProbe::compare(const pstRef<psObj>& stored) { return comparator_->compare(pstHandle<psObj>(stored), key_); }
+int RawProbe::order(const pstRef<psObj>& stored) { return comparator_->compare(pstHandle<psObj>(stored), key_); }
 
 std::uint32_t RawProbe::hash() { return static_cast<std::uint32_t>(comparator_->hash(key_)); }
 
@@ -30,13 +30,13 @@ HandleProbe::HandleProbe(const pstHandle<psObj>& key, const psCollection& collec
   collection_ = &collection;
 }
 
-int HandleProbe::compare(const pstRef<psObj>& stored) {
+int HandleProbe::order(const pstRef<psObj>& stored) {
   const pstHandle<psObj> element(stored);
   return comparator_.isNull() ? psCompare::comparePsId(element, key_) : comparator_->compare(element, key_);
 }
 
-bool HandleProbe::equal(const pstRef<psObj>& stored) {
-  return collection_ != nullptr ? collection_->equal(pstHandle<psObj>(stored), key_) : compare(stored) == 0;
+bool HandleProbe::matches(const pstRef<psObj>& stored) {
+  return collection_ != nullptr ? collection_->equal(pstHandle<psObj>(stored), key_) : order(stored) == 0;
 }
 
 std::uint32_t HandleProbe::hashOf(const pstRef<psObj>& stored) {
@@ -58,9 +58,7 @@ CallbackProbe::CallbackProbe(std::uint32_t keyHash, Function compareFunction, Fu
   if (hashFunction == nullptr) fail();
 }
 
-int CallbackProbe::compare(const pstRef<psObj>& stored) {
-  return psCompare::compare(pstHandle<psObj>(stored), compare_);
-}
+int CallbackProbe::order(const pstRef<psObj>& stored) { return psCompare::compare(pstHandle<psObj>(stored), compare_); }
 
 std::uint32_t CallbackProbe::hashOf(const pstRef<psObj>& stored) {
   return static_cast<std::uint32_t>(psCompare::hash(pstHandle<psObj>(stored), hashFunction_));
@@ -80,7 +78,7 @@ int JavaProbe::resultOf(const std::optional<int>& answer) {
   return answer.value_or(0);
 }
 
-int JavaProbe::compare(const pstRef<psObj>& stored) { return resultOf(java_.compare(stored.oid(), key_)); }
+int JavaProbe::order(const pstRef<psObj>& stored) { return resultOf(java_.compare(stored.oid(), key_)); }
 
 std::uint32_t JavaProbe::hash() { return hash_ ? *hash_ : static_cast<std::uint32_t>(resultOf(java_.hash(key_))); }
 

@@ -42,22 +42,34 @@ class KeyProbe {
   KeyProbe(const KeyProbe&) = delete;
   KeyProbe& operator=(const KeyProbe&) = delete;
 
-  // Compares the stored element with the key, the stored one first. Worth nothing once failed() is true.
-  virtual int compare(const pstRef<psObj>& stored) = 0;
+  // Compares the stored element with the key, the stored one first: what ordered collections ask. Worth nothing once
+  // failed() is true.
+  int compare(const pstRef<psObj>& stored) {
+    asksForOrder_ = true;
+    return order(stored);
+  }
 
   // Whether the stored element matches the key. This, and the hashes of the key and of a stored element, is what hash
-  // collections ask; it is worth nothing once failed() is true.
-  virtual bool equal(const pstRef<psObj>& stored) { return compare(stored) == 0; }
+  // collections ask; it is worth nothing once failed() is true. When it took opening what does not exist to say so,
+  // nothing matches but the key's own object.
+  bool equal(const pstRef<psObj>& stored) {
+    const RefusalWatch watch;
+    return matches(stored) && (!watch.metAbsent() || isKey(stored));
+  }
   virtual std::uint32_t hash() = 0;
   virtual std::uint32_t hashOf(const pstRef<psObj>& stored) = 0;
 
   // Whether the answers so far cannot be trusted: there is no usable key or comparator, a call into Java failed, or
   // something was refused since the probe was made, be it within a comparator or on the search's own way. A failed
   // search is no answer, least of all "absent".
-  bool failed() const { return failed_ || watch_.refused(); }
+  //
+  // Nor can they once an object was met that does not exist, if an order was asked for: a comparator that cannot open
+  // an element has no place for it, and whatever it says sends the search astray. Hash collections look at one slot
+  // alone, and go on beside such elements.
+  bool failed() const { return failed_ || watch_.refused() || hasLostOrder(); }
 
-  // Forgets what was refused so far: it was met on a way that the operation can do without, and which it began when the
-  // probe had not failed.
+  // Forgets what was refused or absent so far: it was met on a way that the operation can do without, and which it
+  // began when the probe had not failed.
   void disregardRefusals() { watch_ = RefusalWatch(); }
 
   // The key's identifier when the order is that of identifiers, so that a search can compare without a call; else null.
@@ -65,26 +77,38 @@ class KeyProbe {
 
  protected:
   KeyProbe() = default;
-  ~KeyProbe() = default;
+  // Whoever watches a whole operation, of which this search is a part, learns that it gave no answer.
+  ~KeyProbe() {
+    if (hasLostOrder()) RefusalWatch::tellAll();
+  }
+
+  virtual int order(const pstRef<psObj>& stored) = 0;
+  virtual bool matches(const pstRef<psObj>& stored) { return order(stored) == 0; }
+  // Whether the stored element is the very object that is looked for.
+  virtual bool isKey(const pstRef<psObj>&) const { return false; }
 
   void fail() { failed_ = true; }
   void orderByIdentifier(const psId& key) { identifier_ = &key; }
 
  private:
+  bool hasLostOrder() const { return asksForOrder_ && watch_.metAbsent(); }
+
   RefusalWatch watch_;
   const psId* identifier_ = nullptr;
   bool failed_ = false;
+  bool asksForOrder_ = false;
 };
 
 // Only a comparator understands a raw key: without one the probe has failed from the start.
 class RawProbe final : public KeyProbe {
  public:
   RawProbe(const void* key, const ComparatorChoice& choice);
-  int compare(const pstRef<psObj>& stored) override;
   std::uint32_t hash() override;
   std::uint32_t hashOf(const pstRef<psObj>& stored) override;
 
  private:
+  int order(const pstRef<psObj>& stored) override;
+
   const void* key_;
   OpenComparator comparator_;
 };
@@ -95,12 +119,14 @@ class HandleProbe final : public KeyProbe {
   HandleProbe(const pstHandle<psObj>& key, const ComparatorChoice& choice);
   // Leaves it to the collection to say what is equal.
   HandleProbe(const pstHandle<psObj>& key, const psCollection& collection);
-  int compare(const pstRef<psObj>& stored) override;
-  bool equal(const pstRef<psObj>& stored) override;
   std::uint32_t hash() override { return hashOf(key_); }
   std::uint32_t hashOf(const pstRef<psObj>& stored) override;
 
  private:
+  int order(const pstRef<psObj>& stored) override;
+  bool matches(const pstRef<psObj>& stored) override;
+  bool isKey(const pstRef<psObj>& stored) const override { return stored == key_; }
+
   const pstHandle<psObj>& key_;
   OpenComparator comparator_;
   const psCollection* collection_ = nullptr;
@@ -114,11 +140,12 @@ class CallbackProbe final : public KeyProbe {
   // With the key's hash, for a look-up; and for a change with the function that hashes stored elements as well.
   CallbackProbe(std::uint32_t keyHash, Function compareFunction);
   CallbackProbe(std::uint32_t keyHash, Function compareFunction, Function hashFunction);
-  int compare(const pstRef<psObj>& stored) override;
   std::uint32_t hash() override { return hash_; }
   std::uint32_t hashOf(const pstRef<psObj>& stored) override;
 
  private:
+  int order(const pstRef<psObj>& stored) override;
+
   std::uint32_t hash_ = 0;
   Function compare_;
   Function hashFunction_ = nullptr;
@@ -131,11 +158,11 @@ class JavaProbe final : public KeyProbe {
   JavaProbe(_jobject*& key, _jobject*& callee, JNIEnv_* env);
   // With the key's hash, for a look-up.
   JavaProbe(std::uint32_t keyHash, _jobject*& key, _jobject*& callee, JNIEnv_* env);
-  int compare(const pstRef<psObj>& stored) override;
   std::uint32_t hash() override;
   std::uint32_t hashOf(const pstRef<psObj>& stored) override;
 
  private:
+  int order(const pstRef<psObj>& stored) override;
   int resultOf(const std::optional<int>& answer);
 
   JavaBridge java_;

@@ -273,6 +273,12 @@ psObj* SessionCore::refuse(const StoreError& error) {
   return nullptr;
 }
 
+psObj* SessionCore::reportAbsent(const psId& id) {
+  ++absences;
+  fail(psErrorKind::absent, textOf(id) + " does not exist");
+  return nullptr;
+}
+
 bool SessionCore::admits(const psId& id, psMode mode) {
   if (guard == nullptr || guard(id, mode)) return true;
   refuse(psErrorKind::denied, "the session's open guard refused " + textOf(id));
@@ -301,8 +307,7 @@ psObj* SessionCore::openEntry(const psId& id, psMode mode) {
   CatalogEntry* const entry = catalog_.find(id);
   if (entry == nullptr) {
     if (catalog_.isUnreadable(id)) return refuse(catalog_.error());
-    fail(psErrorKind::absent, textOf(id) + " does not exist");
-    return nullptr;
+    return reportAbsent(id);
   }
   if (mode == pscUpdate) catalog_.change(*entry);
   pin(entry->frame);
@@ -319,8 +324,7 @@ psObj* SessionCore::openInPage(const psId& id, psMode mode) {
   if (!here) {
     const std::string foreign = slots != nullptr ? foreignText(id, *page) : std::string();
     if (!foreign.empty()) return refuse(psErrorKind::unknownClass, foreign);
-    fail(psErrorKind::absent, textOf(id) + " does not exist");
-    return nullptr;
+    return reportAbsent(id);
   }
   if (mode == pscUpdate) cache_.change(*page);
   pin(page->frame);

@@ -105,6 +105,7 @@ class SessionCore : public SessionHead {
   bool usable(const char* what);
   psObj* refuse(const StoreError& error);
   psObj* refuse(psErrorKind kind, const std::string& message) { return refuse(StoreError{kind, message}); }
+  psObj* reportAbsent(const psId& id);
   psObj* openEntry(const psId& id, psMode mode);
   psObj* openInPage(const psId& id, psMode mode);
   std::string foreignText(const psId& id, const Page& page) const;

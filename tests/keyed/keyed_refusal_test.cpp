@@ -8,6 +8,7 @@
 #include "support/HashWorld.h"
 #include "support/KeyedSweep.h"
 #include "support/SetWorld.h"
+#include "tree/psTreeList.h"
 
 // Operations on sorted and hashed sets and maps in which the store refuses to open something, at each point where it
 // could. Whatever is refused, the collection is sound afterwards, holds what the result says, and is back after an
@@ -153,6 +154,46 @@ TEST(KeyedRefusal, AnIteratorGoesToTheKeyOrStays) {
       };
       sweepKeyed(*world, {[&] { return world->goTo(*it, wanted); }, verify, prepare});
       if (HasFailure()) return;
+    }
+  }
+}
+
+// A comparator cannot place an element whose object does not exist any more. Nothing is misplaced or lost beside it;
+// where an order cannot be told, nothing is done.
+TEST(KeyedRefusal, WhatWasDeletedMisleadsNobody) {
+  for (const Structure structure : structures) {
+    for (const Kind kind : kinds) {
+      for (const Flavour flavour : {Flavour::handle, Flavour::raw, Flavour::callback}) {
+        SCOPED_TRACE(nameOf(structure, kind) + ", " + ps::test::nameOf(flavour));
+        const auto world = makeWorld(structure, kind, 60, true, flavour);
+        const pstHandle<psTreeList> list(new (world->store.container("sets")) psTreeList(4));
+        const std::vector<ItemKey> items = world->model.list();
+        for (const ItemKey& item : items) {
+          pstHandle<psObj> object(item.id);
+          if (item.number % 200 != 0) {
+            ASSERT_TRUE(list->add(object));
+          } else {
+            ASSERT_EQ(psDelete(object), 1);
+            ASSERT_TRUE(world->model.remove(item));
+          }
+        }
+        int failures = 0;
+        for (int number = 0; number <= 620; number += 20) {
+          const ItemKey item = number == 400 ? world->newItem(number) : world->newItem(number + 5);
+          const psId value = world->newValue(number);
+          const bool isInserted = world->insert(item, value);
+          if (isInserted) world->model.add(item, value);
+          failures += isInserted ? 0 : 1;
+          ASSERT_TRUE(isInserted || !world->contains(item)) << item.number;
+        }
+        EXPECT_EQ(failures > 0, structure == Structure::sorted);
+        pstHandle<psCollection> other(world->collection().psOid());
+        list->retainAll(other);
+        EXPECT_EQ(list->size(), 57) << "not found is not absent";
+        EXPECT_EQ(world->store->counters().refusals, 0U);
+        world->collection().removeAllDeleted();
+        ASSERT_EQ(world->complaints(), "");
+      }
     }
   }
 }

@@ -85,6 +85,7 @@ struct SessionHead {
   std::uint64_t opens = 0;
   std::uint64_t refusals = 0;
   std::uint64_t noteStamp = 0;  // notes of another stamp are forgotten
+  std::uint64_t absences = 0;   // opens of what does not exist; no refusals
   std::uint64_t serial = 0;     // no other session of the process has it; 0 without one
 };
 
@@ -282,5 +283,8 @@ class PagePin {
 // Number of opens that the calling thread's session has refused so far. An algorithm that saw it move in the meantime
 // met something that it could not read, and cannot take it for absent.
 inline std::uint64_t refusalCount() { return currentSession->refusals; }
+
+// Number of opens, in that session, of what does not exist. Opening a null reference is none.
+inline std::uint64_t absenceCount() { return currentSession->absences; }
 
 }  // namespace ps::detail
