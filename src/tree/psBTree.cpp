@@ -135,11 +135,21 @@ pstHandle<psBTree> psBTree::root() const { return ps::detail::rootOf(*this); }
 
 pstRef<psUnsortedArray> psBTree::values() const { return pstRef<psUnsortedArray>(); }
 
+// Levels can be taken away only below the root, or leaves would come to stand at different depths. Packing may delete
+// the node that was asked.
 void psBTree::compact() {
-  if (ps::detail::packLeaves(*this)) compactPart2();
+  const pstHandle<psBTree> top = root();
+  if (top.isNull()) return;
+  if (top != psOid()) {
+    top->compact();
+  } else if (ps::detail::packLeaves(*this)) {
+    compactPart2();
+  }
 }
 
-void psBTree::compactPart2() { ps::detail::packInterior(*this); }
+void psBTree::compactPart2() {
+  if (const pstHandle<psBTree> top = root(); !top.isNull()) ps::detail::packInterior(*top);
+}
 
 pstRef<psObj> psBTree::first() const {
   if (!first_.isNull()) return first_;

@@ -129,6 +129,21 @@ TEST(Compaction, PacksEveryLevelAndLowersTheTree) {
   }
 }
 
+TEST(Compaction, OfANodeIsThatOfTheTree) {
+  for (const Kind kind : {Kind::list, Kind::set, Kind::map}) {
+    for (const int levels : {1, 2, 3}) {
+      SparseTree sparse(kind, 5, Shape::oneToALeaf);
+      pstHandle<psBTree> node(sparse.tree->atLast());
+      for (int level = 1; level < levels; ++level) node = node->parent();
+      node->compact();
+      expectPacked(sparse);
+    }
+    SparseTree sparse(kind, 5, Shape::oneToALeaf);
+    pstHandle<psBTree>(sparse.tree->atFirst())->parent()->parent()->compactPart2();
+    ASSERT_EQ(sparse.complaints(), "");
+  }
+}
+
 // Whatever is refused, the tree is sound and complete, and can be compacted another time.
 TEST(Compaction, MayBeRefusedHalfwayAndTakenUpAgain) {
   for (const Kind kind : {Kind::list, Kind::set, Kind::map}) {
