@@ -426,6 +426,8 @@ void* SessionCore::create(std::uint32_t type, std::size_t size, const psId& near
   }
   ++in->live;
   catalog_.change(*in);
+  // So that the object is one of its class even before its constructor runs.
+  std::memcpy(object, &info->virtualTable, sizeof info->virtualTable);
   return object;
 }
 
@@ -457,6 +459,12 @@ bool SessionCore::freeObject(const psId& id) {
   return true;
 }
 
+bool SessionCore::discard(const psObj* object) {
+  const psId id = object->psOid();
+  if (!isUsable(object)) return fail(textOf(id) + " cannot be deleted: it was not opened in this transaction");
+  return id.get_page() == 0 ? destroyEntry(id) : freeObject(id);
+}
+
 bool SessionCore::destroy(const psId& id, psObj* openForUpdate) {
   if (std::find(beingDeleted_.begin(), beingDeleted_.end(), id) != beingDeleted_.end()) return false;
   // A handle may have kept the memory of an object that is deleted already.
@@ -466,12 +474,7 @@ bool SessionCore::destroy(const psId& id, psObj* openForUpdate) {
   if (openForUpdate != nullptr) pin(frameOfObject(object));
   bool done = false;
   if (id.get_page() == 0) {
-    CatalogEntry* const entry = catalog_.find(id);
-    if (id.get_DB() == 0) {
-      fail(psErrorKind::usage, "the federation cannot be deleted; delete its databases, or the store's file");
-    } else if (entry != nullptr) {
-      done = id.get_OC() == 0 ? destroyDatabase(*entry) : destroyContainer(*entry);
-    }
+    done = destroyEntry(id);
   } else {
     beingDeleted_.push_back(id);
     object->~psObj();
@@ -480,6 +483,13 @@ bool SessionCore::destroy(const psId& id, psObj* openForUpdate) {
   }
   unpin(frameOfObject(object));
   return done;
+}
+
+bool SessionCore::destroyEntry(const psId& id) {
+  if (id.get_DB() == 0) return fail(psErrorKind::usage, "the federation cannot be deleted; delete its databases, or the store's file");
+  CatalogEntry* const entry = catalog_.find(id);
+  if (entry == nullptr) return false;
+  return id.get_OC() == 0 ? destroyDatabase(*entry) : destroyContainer(*entry);
 }
 
 bool SessionCore::destroyContainer(CatalogEntry& entry) {

@@ -67,6 +67,8 @@ class SessionCore : public SessionHead {
   bool destroy(const psId& id, psObj* openForUpdate);
   // Frees an object or storage without running anything.
   bool freeObject(const psId& id);
+  // Frees an object, or deletes a container or database with all it holds, without running anything.
+  bool discard(const psObj* object);
 
   Catalog& catalog() { return catalog_; }
   PageCache& cache() { return cache_; }
@@ -110,6 +112,7 @@ class SessionCore : public SessionHead {
   psObj* openInPage(const psId& id, psMode mode);
   std::string foreignText(const psId& id, const Page& page) const;
   bool setNamed(const psId& id);
+  bool destroyEntry(const psId& id);
   bool destroyContainer(CatalogEntry& entry);
   bool destroyDatabase(CatalogEntry& entry);
 

@@ -17,10 +17,15 @@ class PS_API psContObj : public psObj {
                             unsigned int growth, const psId& near) noexcept;
   static void* operator new(std::size_t size, const char* name, unsigned int hashValue, unsigned int initialPages,
                             unsigned int growth, const pstHandle<psObj>& near) noexcept;
-  static void operator delete(void*) noexcept {}
-  static void operator delete(void*, const char*, unsigned int, unsigned int, unsigned int, const psId&) noexcept {}
-  static void operator delete(void*, const char*, unsigned int, unsigned int, unsigned int,
-                              const pstHandle<psObj>&) noexcept {}
+  static void operator delete(void* object) noexcept { ps::detail::reclaimEntry(object); }
+  static void operator delete(void* object, const char*, unsigned int, unsigned int, unsigned int,
+                              const psId&) noexcept {
+    ps::detail::reclaimEntry(object);
+  }
+  static void operator delete(void* object, const char*, unsigned int, unsigned int, unsigned int,
+                              const pstHandle<psObj>&) noexcept {
+    ps::detail::reclaimEntry(object);
+  }
 };
 
 // A container that may be garbage-collected: the collections never delete one that they leave empty.
@@ -34,8 +39,13 @@ class PS_API psGCContObj : public psContObj {
                             unsigned int growth, const psId& near) noexcept;
   static void* operator new(std::size_t size, const char* name, unsigned int hashValue, unsigned int initialPages,
                             unsigned int growth, const pstHandle<psObj>& near) noexcept;
-  static void operator delete(void*) noexcept {}
-  static void operator delete(void*, const char*, unsigned int, unsigned int, unsigned int, const psId&) noexcept {}
-  static void operator delete(void*, const char*, unsigned int, unsigned int, unsigned int,
-                              const pstHandle<psObj>&) noexcept {}
+  static void operator delete(void* object) noexcept { ps::detail::reclaimEntry(object); }
+  static void operator delete(void* object, const char*, unsigned int, unsigned int, unsigned int,
+                              const psId&) noexcept {
+    ps::detail::reclaimEntry(object);
+  }
+  static void operator delete(void* object, const char*, unsigned int, unsigned int, unsigned int,
+                              const pstHandle<psObj>&) noexcept {
+    ps::detail::reclaimEntry(object);
+  }
 };

@@ -13,6 +13,6 @@ class PS_API psDBObj : public psObj {
   psDBObj(const char* name, unsigned int, unsigned int, const char*, const char*, unsigned int, unsigned short);
 
   static void* operator new(std::size_t size, const pstHandle<psFDObj>& federation) noexcept;
-  static void operator delete(void*) noexcept {}
-  static void operator delete(void*, const pstHandle<psFDObj>&) noexcept {}
+  static void operator delete(void* object) noexcept { ps::detail::reclaimEntry(object); }
+  static void operator delete(void* object, const pstHandle<psFDObj>&) noexcept { ps::detail::reclaimEntry(object); }
 };

@@ -8,5 +8,5 @@ class PS_API psFDObj : public psObj {
 
  public:
   psFDObj() = default;
-  static void operator delete(void*) noexcept {}
+  static void operator delete(void* object) noexcept { ps::detail::reclaimEntry(object); }
 };

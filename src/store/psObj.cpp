@@ -1,5 +1,9 @@
 #include "store/psObj.h"
 
+#include <cstring>
+#include <new>
+
+#include "store/SessionCore.h"
 #include "store/cache/Frame.h"
 #include "store/pstHandle.h"
 
@@ -34,3 +38,49 @@ pstRef<psObj>& psObj::psThis(pstRef<psObj>& reference, psMode mode) const {
   pstHandle<psObj>(reference).open(mode);
   return reference;
 }
+
+namespace ps::detail {
+
+namespace {
+
+// Whether what was made at an address is still there. The memory of a page that has left the cache, as after an abort,
+// may be something else's.
+bool isInPlace(const void* object) {
+  const Frame* const block = frameOfAddress(object);
+  const ObjectHeader& header = *headerOf(object);
+  if (block->readStamp == 0 || frameTable + header.frame != block || header.slot > block->slotLimit) return false;
+  return bodyAt(block, slotsOf(block)[header.slot]) == object;
+}
+
+bool isEntryInPlace(const void* object) {
+  Frame* const frame = frameOfObject(object);
+  return frame->readStamp != 0 && CatalogEntry::of(frame)->object == object;
+}
+
+void discardOrRevive(void* object) {
+  SessionCore* const session = SessionCore::updating("deleting an object");
+  if (session != nullptr && session->discard(static_cast<const psObj*>(object))) return;
+  // It stays, and is of its class again, though its destructor has run.
+  const ClassInfo* const info = TypeRegistry::instance().find(headerOf(object)->type & ~namedFlag);
+  if (info != nullptr) std::memcpy(object, &info->virtualTable, sizeof info->virtualTable);
+}
+
+}  // namespace
+
+void reclaim(void* object) noexcept {
+  if (!isInArena(object)) {
+    ::operator delete(object);
+  } else if (isInPlace(object)) {
+    discardOrRevive(object);
+  }
+}
+
+void reclaimEntry(void* object) noexcept {
+  if (!isInArena(object)) {
+    ::operator delete(object);
+  } else if (isEntryInPlace(object)) {
+    discardOrRevive(object);
+  }
+}
+
+}  // namespace ps::detail

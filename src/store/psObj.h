@@ -11,6 +11,15 @@ class pstHandle;
 template <class T>
 class pstRef;
 
+namespace ps::detail {
+
+// Gives back what operator new gave; see psObj::operator delete.
+PS_API void reclaim(void* object) noexcept;
+// The same for containers, databases and the federation.
+PS_API void reclaimEntry(void* object) noexcept;
+
+}  // namespace ps::detail
+
 // Tag of the constructors with which the store makes the prototype of a class; they read and write no storage.
 struct psInternalObj {};
 
@@ -55,5 +64,10 @@ class PS_API psObj {
   // The identifier; null for a transient object.
   psId psOid() const;
 
-  static void operator delete(void*) noexcept {}
+  // Frees the place of an object whose constructor threw, so that it never came to be, or whose destructor has run. An
+  // object of the store goes as with psDelete, which is the better way: `delete` asks no guard, and tells of a failure
+  // by an error alone. Outside an update transaction an object of the store stays as it is, and the error is signalled.
+  static void operator delete(void* object) noexcept { ps::detail::reclaim(object); }
+  // The store has no arrays of objects; a pstVArray of references serves.
+  static void* operator new[](std::size_t) = delete;
 };

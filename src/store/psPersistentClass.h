@@ -84,12 +84,14 @@ PS_API const pstSessionData* pstSessionDataGetFunction() noexcept;
   static void* operator new(std::size_t size, const pstHandle<psObj>& near, const char*) noexcept {                   \
     return operator new(size, near);                                                                                  \
   }                                                                                                                   \
-  static void operator delete(void*) noexcept {}                                                                      \
-  static void operator delete(void*, const pstHandle<psObj>&) noexcept {}                                             \
-  static void operator delete(void*, const psId&) noexcept {}                                                         \
-  static void operator delete(void*, const psRefBase&) noexcept {}                                                    \
-  static void operator delete(void*, const psObj*) noexcept {}                                                        \
-  static void operator delete(void*, const pstHandle<psObj>&, const char*) noexcept {}                                \
+  static void operator delete(void* object) noexcept { ps::detail::reclaim(object); }                                 \
+  static void operator delete(void* object, const pstHandle<psObj>&) noexcept { ps::detail::reclaim(object); }        \
+  static void operator delete(void* object, const psId&) noexcept { ps::detail::reclaim(object); }                    \
+  static void operator delete(void* object, const psRefBase&) noexcept { ps::detail::reclaim(object); }               \
+  static void operator delete(void* object, const psObj*) noexcept { ps::detail::reclaim(object); }                   \
+  static void operator delete(void* object, const pstHandle<psObj>&, const char*) noexcept {                          \
+    ps::detail::reclaim(object);                                                                                      \
+  }                                                                                                                   \
                                                                                                                       \
  private:
 

@@ -5,6 +5,7 @@
 #include <fstream>
 #include <map>
 #include <random>
+#include <stdexcept>
 
 #include "store/SessionCore.h"
 #include "store/StoreObjects.h"
@@ -46,6 +47,22 @@ class Owner : public psObj {
 };
 int Owner::destructions = 0;
 int Owner::again = -1;
+
+// Has storage when its constructor fails, by an error of the library that is thrown.
+class Fragile : public Blob {
+  PS_PERSISTENT_CLASS(Fragile, Blob, 20221)
+
+ public:
+  explicit Fragile(const std::string& content) : Blob(1, content) { bytes[9] = 'x'; }
+};
+PS_REGISTER_CLASS(Fragile)
+
+class FragileContainer : public psContObj {
+ public:
+  FragileContainer() { throw std::runtime_error("no"); }
+};
+
+const char* noName() { throw std::runtime_error("no name"); }
 
 // Forgets its own PS_PERSISTENT_CLASS.
 class Nameless : public Flat {
@@ -486,6 +503,72 @@ TEST_F(StoreErrors, NumbersDoNotWrap) {
   begin();
   fill();
   EXPECT_EQ(pstHandle<Flat>(new (pages) Flat(1)).oid(), psId(1, 2, 3000, 1)) << session_.lastError();
+  isIntact();
+}
+
+TEST_F(StoreErrors, WhatAConstructorLeavesUnmadeIsGone) {
+  begin();
+  const pstHandle<psContObj> in = container("in");
+  session_.defaultPlacement(in);
+  session_.throwErrors(true);
+  EXPECT_THROW(new Fragile("abc"), psException);
+  EXPECT_THROW(new (in) Fragile("abc"), psException);
+  EXPECT_THROW(new (in.oid()) Fragile("abc"), psException);
+  EXPECT_THROW(new (pstRef<psObj>(in)) Fragile("abc"), psException);
+  EXPECT_THROW(new (&*in) Fragile("abc"), psException);
+  EXPECT_THROW(new (in, "text") Fragile("abc"), psException);
+  EXPECT_THROW(new (in) Blob(1, noName()), std::runtime_error) << "an argument that throws";
+  session_.throwErrors(false);
+  EXPECT_EQ(ps::detail::SessionCore::current()->container(in.oid())->live, 0U);
+  EXPECT_THROW(new (nullptr, 0, 1, 0, in.oid()) FragileContainer, std::runtime_error);
+  EXPECT_THROW(new (nullptr, 0, 1, 0, in) FragileContainer, std::runtime_error);
+  EXPECT_THROW(new (session_.federation()) psDBObj(noName(), 0, 0, nullptr, nullptr, 1, 0), std::runtime_error);
+  const pstHandle<psObj> kept(new (in) Fragile("0123456789"));
+  EXPECT_EQ(scanned<psObj>(in), std::vector<psId>{kept.oid()});
+  EXPECT_EQ(scanned<psObj>(pstHandle<psContObj>(database())), std::vector<psId>{in.oid()});
+  EXPECT_EQ(scanned<psObj>(pstHandle<psContObj>(session_.federation())).size(), 1U);
+  // Its constructor throws in a transaction that is over.
+  EXPECT_THROW(new (in) Blob(1, (session_.abort(), noName())), std::runtime_error);
+  begin();
+  ASSERT_NE(new (container("in")) Blob(1, "x"), nullptr);
+  commit();
+}
+
+TEST_F(StoreErrors, DeletionByAddressIsWholeOrNone) {
+  furnish();
+  begin();
+  const pstHandle<psContObj> in = container("in");
+  const pstHandle<Blob> blob(new (in) Blob(1, "abc"));
+  ASSERT_EQ(session_.name(blob, in, "blob"), 1);
+  commit();
+  begin(pscRead);
+  delete blob.operator->();
+  complains({"deleting an object", "update transaction"});
+  delete in.operator->();
+  EXPECT_TRUE(contentOf(blob) == (Content{Blob::pstTypeN, 1, "abc", {}}));
+  EXPECT_EQ(blob->psGetTypeN(), Blob::pstTypeN);
+  EXPECT_EQ(in->psGetTypeN(), psContObj::pstTypeN);
+  commit();
+  begin();
+  delete blob.operator->();
+  EXPECT_FALSE(blob.isValid());
+  EXPECT_EQ(pstHandle<psObj>().lookupObj(in, "blob", pscRead), 0);
+  ASSERT_EQ(session_.abort(), 1);
+  begin();
+  EXPECT_TRUE(contentOf(blob) == (Content{Blob::pstTypeN, 1, "abc", {}}));
+  delete blob.operator->();
+  commit();
+  begin();
+  EXPECT_EQ(scanned<psObj>(in).size(), 0U);
+  pstHandle<psContObj> other = container("other");
+  delete other.operator->();
+  EXPECT_FALSE(other.isValid());
+  delete ::new Linked(1, "outside the store");
+  commit();
+  ASSERT_EQ(session_.close(), 1);
+  for (const auto& [key, value] : RawFile(path_).content())
+    EXPECT_FALSE(key[0] == 'P' && StoreKey::numberAt(key, 3) != 1) << "something is left in its page";
+  ASSERT_EQ(open(), 1);
   isIntact();
 }
 
