@@ -486,7 +486,8 @@ bool SessionCore::destroy(const psId& id, psObj* openForUpdate) {
 }
 
 bool SessionCore::destroyEntry(const psId& id) {
-  if (id.get_DB() == 0) return fail(psErrorKind::usage, "the federation cannot be deleted; delete its databases, or the store's file");
+  if (id.get_DB() == 0)
+    return fail(psErrorKind::usage, "the federation cannot be deleted; delete its databases, or the store's file");
   CatalogEntry* const entry = catalog_.find(id);
   if (entry == nullptr) return false;
   return id.get_OC() == 0 ? destroyDatabase(*entry) : destroyContainer(*entry);

@@ -62,6 +62,7 @@ class PS_API psHandleBase {
   const psId& oid() const { return id_; }
   const psId& get_oid() const { return id_; }
   operator const psId&() const { return id_; }
+  // Who assigns another identifier through the reference has a handle to the other object, not open.
   operator psId&() { return id_; }
 
   // Opens the object in the mode; 1 on success. On failure 0, and the handle is not open. pscNoOpen does nothing and
@@ -97,7 +98,7 @@ class PS_API psHandleBase {
   psObj* access() const {
     if (PS_LIKELY(object_ != nullptr)) {
       if (ps::detail::isChecked) ps::detail::checkHandleInUse(object_);
-      if (PS_LIKELY(ps::detail::isCurrent(object_))) return object_;
+      if (PS_LIKELY(ps::detail::isCurrent(object_, id_))) return object_;
       object_ = ps::detail::reopenOutOfLine(id_, object_);
       return object_;
     }

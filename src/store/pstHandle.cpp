@@ -76,7 +76,8 @@ int psDelete(pstHandle<psObj>& object) {
 
 psObj* psHandleBase::openForUpdate() const {
   const SessionCore* const session = SessionCore::current();
-  return object_ != nullptr && session != nullptr && session->isUpdatable(object_) ? object_ : nullptr;
+  const bool isOpen = object_ != nullptr && object_->psOid() == id_;
+  return isOpen && session != nullptr && session->isUpdatable(object_) ? object_ : nullptr;
 }
 
 pstHandle<psContObj>::pstHandle(const psContObj* container) : pstHandle<psObj>(container) {}

@@ -128,6 +128,31 @@ TEST_F(StoreHandles, FollowTheClassTree) {
   EXPECT_FALSE(database.exist(federation, "none", pscRead));
 }
 
+// A handle gives its identifier away for assignment, and does not hear of it.
+TEST_F(StoreHandles, NameWhatTheirIdentifierSays) {
+  const pstHandle<Flat> one(new (in_) Flat(1));
+  const pstHandle<Flat> two(new (in_) Flat(2));
+  const pstHandle<Flat> elsewhere(new (session_.container("other")) Flat(3));
+  pstHandle<Flat> handle(one);
+  psId& id = handle;
+  for (const pstHandle<Flat>& named : {two, elsewhere, one}) {
+    EXPECT_EQ(handle.update(), 1);
+    id = named.oid();
+    EXPECT_EQ(handle.operator->(), named.operator->());
+    const pstHandle<Flat> copy(handle);
+    EXPECT_EQ(copy->number, named->number);
+  }
+  id = two.oid();
+  pstHandle<psObj>& victim = handle;
+  EXPECT_EQ(psDelete(victim), 1);
+  EXPECT_TRUE(one.isValid());
+  EXPECT_FALSE(two.isValid());
+  EXPECT_EQ(elsewhere.update(), 1);
+  handle = elsewhere;
+  id = psId();
+  EXPECT_EQ(handle.operator->(), nullptr);
+}
+
 TEST_F(StoreHandles, PlaceNewObjects) {
   EXPECT_EQ(new Flat(1), nullptr);
   session_->defaultPlacement(in_);

@@ -105,8 +105,8 @@ inline bool isInArena(const void* address) {
 
 // Opens, asking the guard; the result is pinned, null when refused or when there is no such object.
 PS_API psObj* openOutOfLine(const psId& id, psMode mode);
-// For a handle that holds an address which the inlined test does not recognise as current: the address, or the object's
-// new one, pinned in its place; null, with held unpinned, when it can no longer be opened.
+// For a handle that holds an address which the inlined test does not recognise as the identifier's and current: the
+// address, or the right one, pinned in its place; null, with held unpinned, when the object cannot be opened.
 PS_API psObj* reopenOutOfLine(const psId& id, psObj* held);
 // The same as openOutOfLine for the storage of an array of an open object: the guard is not asked, nothing is pinned.
 PS_API void* storageOutOfLine(const psId& id);
@@ -249,8 +249,14 @@ inline std::uint32_t residentType(const psId& id) {
   return PS_LIKELY(object != nullptr) ? headerOf(object)->type & ~namedFlag : 0;
 }
 
-// Whether an object that was opened before can be used as it is in the running transaction.
-inline bool isCurrent(const void* object) { return frameOfObject(object)->readStamp == currentSession->readStamp; }
+// Whether an object that was opened before is the one of the identifier, and can be used as it is in the running
+// transaction.
+inline bool isCurrent(const void* object, const psId& id) {
+  const ObjectHeader& header = *headerOf(object);
+  const Frame& frame = frameTable[header.frame];
+  return frame.readStamp == currentSession->readStamp &&
+         PS_LIKELY((frame.pageId.bits() ^ id.bits()) == std::uint64_t{header.slot} << 48);
+}
 
 // The storage of an array inside an open object: asks nobody, pins nothing. Null when it cannot be read.
 inline void* residentStorage(const psId& id) {
