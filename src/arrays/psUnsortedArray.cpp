@@ -29,8 +29,10 @@ psUnsortedArray::psUnsortedArray(int capacity) : entries_(static_cast<unsigned i
 
 psUnsortedArray::~psUnsortedArray() noexcept = default;
 
+// The const operations that end here give what may be written: whoever does has opened the array for update.
 pstRef<psObj>& psUnsortedArray::at(int i) const {
-  return i >= 0 && i < size() ? *entries_.elem(static_cast<unsigned int>(i)) : nobodysReference();
+  auto& entries = const_cast<pstVArray<pstRef<psObj>>&>(entries_);
+  return i >= 0 && i < size() ? *entries.elem(static_cast<unsigned int>(i)) : nobodysReference();
 }
 
 int psUnsortedArray::add(const pstRef<psObj>& element) {

@@ -461,7 +461,7 @@ bool SessionCore::freeObject(const psId& id) {
 
 bool SessionCore::discard(const psObj* object) {
   const psId id = object->psOid();
-  if (!isUsable(object)) return fail(textOf(id) + " cannot be deleted: it was not opened in this transaction");
+  if (!isUsable(object)) return fail(psErrorKind::usage, textOf(id) + " cannot be deleted: it was not opened in this transaction");
   return id.get_page() == 0 ? destroyEntry(id) : freeObject(id);
 }
 

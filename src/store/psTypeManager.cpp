@@ -41,27 +41,29 @@ namespace ps::detail {
 
 namespace {
 
-struct PrototypeRange {
-  unsigned int typeN;
-  std::uintptr_t begin;
-  std::size_t size;
-};
-
-thread_local PrototypeRange currentPrototype{0, 0, 0};
+thread_local PrototypeScope* currentScope = nullptr;
 
 }  // namespace
 
-PrototypeScope::PrototypeScope(unsigned int typeN, const void* prototype, std::size_t size) {
-  currentPrototype = {typeN, reinterpret_cast<std::uintptr_t>(prototype), size};
+PrototypeScope::PrototypeScope(unsigned int typeN, void* prototype, std::size_t size)
+    : typeN_(typeN), prototype_(static_cast<char*>(prototype)), size_(size) {
+  currentScope = this;
 }
 
-PrototypeScope::~PrototypeScope() { currentPrototype = {0, 0, 0}; }
+PrototypeScope::~PrototypeScope() {
+  currentScope = nullptr;
+  for (const std::size_t offset : arrays_) pstDeleteVArray(prototype_ + offset);
+}
+
+void PrototypeScope::note(const void* array) {
+  const std::uintptr_t offset = reinterpret_cast<std::uintptr_t>(array) - reinterpret_cast<std::uintptr_t>(prototype_);
+  if (offset >= size_) return;
+  arrays_.push_back(offset);
+  TypeRegistry::instance().addArray(typeN_, static_cast<std::uint32_t>(offset));
+}
 
 void noteArrayConstruction(const void* array) {
-  const std::uintptr_t offset = reinterpret_cast<std::uintptr_t>(array) - currentPrototype.begin;
-  if (offset < currentPrototype.size) {
-    TypeRegistry::instance().addArray(currentPrototype.typeN, static_cast<std::uint32_t>(offset));
-  }
+  if (PS_UNLIKELY(currentScope != nullptr)) currentScope->note(array);
 }
 
 }  // namespace ps::detail

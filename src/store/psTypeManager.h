@@ -3,6 +3,7 @@
 #include <cstddef>
 #include <new>
 #include <type_traits>
+#include <vector>
 
 #include "store/psExport.h"
 #include "store/psObj.h"
@@ -42,13 +43,23 @@ class PS_API pstProcessInitTermClass {
 
 namespace ps::detail {
 
-// Notes which arrays are constructed inside a prototype while it lives, and so where a class has its arrays.
+// Notes which arrays are constructed inside a prototype while it lives, and so where a class has its arrays. Arrays
+// that have elements from the start got them on the heap; they are freed in the end, since the prototype is not
+// destroyed.
 class PS_API PrototypeScope {
  public:
-  PrototypeScope(unsigned int typeN, const void* prototype, std::size_t size);
+  PrototypeScope(unsigned int typeN, void* prototype, std::size_t size);
   PrototypeScope(const PrototypeScope&) = delete;
   PrototypeScope& operator=(const PrototypeScope&) = delete;
   ~PrototypeScope();
+
+  void note(const void* array);
+
+ private:
+  unsigned int typeN_;
+  char* prototype_;
+  std::size_t size_;
+  std::vector<std::size_t> arrays_;
 };
 
 // Constructs a prototype of T in this frame and lets the store adopt its virtual table. It is never destroyed: a

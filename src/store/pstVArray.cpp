@@ -53,7 +53,7 @@ bool isAddressable(std::uint64_t bytes) {
   return false;
 }
 
-alignas(16) char dummyElement[64];
+alignas(16) char dummyElement[ps::detail::dummyElementSize];
 
 }  // namespace
 

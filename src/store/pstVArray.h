@@ -31,12 +31,15 @@ PS_API void* pstMalloc(unsigned int size);
 PS_API void pstFree(void* memory);
 
 // The dummy element that a failed element access yields: 64 zero bytes, made zero again each time they are handed out.
+// Larger elements have a dummy of their own size, one for each type.
 PS_API extern void* const povDummyArrayPtr;
 
 namespace ps::detail {
 
 // Room for the element count before the elements of a heap array, keeping them aligned.
 constexpr std::size_t heapArrayHeader = 16;
+
+constexpr std::size_t dummyElementSize = 64;
 
 // Tells the type manager of an array under construction, in case it belongs to a prototype.
 PS_API void noteArrayConstruction(const void* array);
@@ -64,6 +67,7 @@ class pstVArray {
 
   // An array of n zero elements (null references). It is empty when the store cannot allocate.
   explicit pstVArray(unsigned int n) {
+    ps::detail::noteArrayConstruction(this);
     pehSessionDataGetFunction()->operation = "psVArray(type)::psVArrayStructor(type)(<initSize>)";
     if (isPersistent()) {
       pstNewVArray(this, n, sizeof(T));
@@ -108,14 +112,12 @@ class pstVArray {
   }
 
   // The address of element i, unchecked.
-  T* elem(unsigned int i) const { return head() + i; }
+  T* elem(unsigned int i) { return head() + i; }
+  const T* elem(unsigned int i) const { return head() + i; }
 
   // Element i, checked: a wrong index is signalled and yields the dummy element.
-  T& operator[](unsigned int i) {
-    pehSessionDataGetFunction()->operation = "psVArray(type)::operator[]";
-    return isWithin(i) ? *elem(i) : *static_cast<T*>(ps::detail::cleanDummyElement());
-  }
-  const T& operator[](unsigned int i) const { return const_cast<pstVArray*>(this)->operator[](i); }
+  T& operator[](unsigned int i) { return checked(i); }
+  const T& operator[](unsigned int i) const { return checked(i); }
 
   // Stores value at i, checked; opens the array for update first. 1 on success.
   int iset(unsigned int i, const T& value) {
@@ -141,11 +143,8 @@ class pstVArray {
   }
 
   // The first element; null for an array never allocated.
-  T* head() const {
-    if (word_ == 0) return nullptr;
-    if (isPersistent()) return static_cast<T*>(ps::detail::residentStorage(storageId()));
-    return reinterpret_cast<T*>(heapBlock() + ps::detail::heapArrayHeader);
-  }
+  T* head() { return elements(); }
+  const T* head() const { return elements(); }
 
  private:
   bool isPersistent() const {
@@ -158,7 +157,26 @@ class pstVArray {
     std::memcpy(static_cast<void*>(&id), &word_, sizeof id);
     return id;
   }
+  T* elements() const {
+    if (word_ == 0) return nullptr;
+    if (isPersistent()) return static_cast<T*>(ps::detail::residentStorage(storageId()));
+    return reinterpret_cast<T*>(heapBlock() + ps::detail::heapArrayHeader);
+  }
   char* heapBlock() const { return reinterpret_cast<char*>(static_cast<std::uintptr_t>(word_)); }
+
+  T& checked(unsigned int i) const {
+    pehSessionDataGetFunction()->operation = "psVArray(type)::operator[]";
+    return isWithin(i) ? elements()[i] : dummyElement();
+  }
+
+  static T& dummyElement() {
+    if constexpr (sizeof(T) <= ps::detail::dummyElementSize) {
+      return *static_cast<T*>(ps::detail::cleanDummyElement());
+    } else {
+      alignas(T) static unsigned char element[sizeof(T)];
+      return *static_cast<T*>(std::memset(element, 0, sizeof element));
+    }
+  }
 
   int resizeTo(unsigned int n) {
     if (update() != 1) return 0;

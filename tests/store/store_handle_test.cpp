@@ -1,5 +1,6 @@
 #include <gtest/gtest.h>
 
+#include <array>
 #include <type_traits>
 
 #include "store/StoreObjects.h"
@@ -22,6 +23,7 @@ class Watched : public Blob {
   int departures = 0;
   int arrivals = 0;
   psId left;
+  pstVArray<char> marks{4};
 };
 PS_REGISTER_CLASS(Watched)
 
@@ -84,6 +86,11 @@ TEST(StoreArrays, LiveOnTheHeapWithoutASession) {
   const pstVArray<pstRef<psObj>> references(3);
   EXPECT_EQ(references.size(), 3U);
   EXPECT_TRUE(references[2].isNull());
+  EXPECT_FALSE((std::is_assignable_v<decltype(*references.head()), psId>));
+  EXPECT_FALSE((std::is_assignable_v<decltype(*references.elem(0)), psId>));
+  pstVArray<std::array<char, 5000>> wide(1);
+  wide[1].fill('x');
+  EXPECT_EQ(wide[1], (std::array<char, 5000>{})) << "the dummy element has a wide one's room, and is null each time";
 }
 
 class StoreHandles : public ::testing::Test {
@@ -248,12 +255,16 @@ TEST_F(StoreHandles, CopiesAndMovesTellTheObject) {
   EXPECT_EQ(copy->copies, 1);
   EXPECT_EQ(original->copies, 0);
   EXPECT_EQ(copy->bytes.iset(0, 'T'), 1);
+  EXPECT_EQ(copy->marks.iset(0, 'x'), 1);
   EXPECT_EQ(contentOf(original).bytes, "text") << "a copy has storage of its own";
+  EXPECT_EQ(original->marks[0], '\0') << "also for an array that has elements from the start";
+  ASSERT_EQ(original->marks.iset(3, 'y'), 1);
   const psId before = original.oid();
   ASSERT_EQ(original.move(session_.container("other")), 1);
   EXPECT_FALSE(before.isValid());
   EXPECT_EQ(original->departures, 1);
   EXPECT_EQ(original->arrivals, 1);
+  EXPECT_EQ(original->marks[3], 'y');
   pstHandle<Watched> nowhere(original);
   EXPECT_EQ(nowhere.move(pstHandle<psObj>()), 0);
   EXPECT_EQ(nowhere, original);
