@@ -51,7 +51,9 @@ bool copyStorage(SessionCore& session, const ClassInfo& info, const char* origin
 }
 
 const ClassInfo* relocatable(SessionCore& session, const psId& id, const char* what) {
+  const std::uint64_t refusals = session.refusals;
   const ClassInfo* const info = TypeRegistry::instance().find(session.typeOf(id));
+  if (session.refusals != refusals) return nullptr;
   if (info == nullptr || id.get_page() == 0) {
     session.fail(psErrorKind::usage, textOf(id) + " cannot be " + what + ": it is no object of a registered class");
     return nullptr;
@@ -97,14 +99,14 @@ psId moveObject(const psId& object, const psId& near, const std::function<bool(c
   if (session == nullptr) return psId();
   const ClassInfo* const info = relocatable(*session, object, "moved");
   const pstHandle<psObj> original(object);
-  if (info == nullptr || original.open(pscUpdate) != 1) return psId();
+  if (info == nullptr || original.open(pscUpdate) != 1 || !session->isDeletable(object, &*original)) return psId();
   psObj* const moved = duplicate(*session, *info, original, near, &psObj::psPreMoveInit);
   if (moved == nullptr) return psId();
   const PagePin pinned(moved);
   const psId id = moved->psOid();
   const bool isNamed = (headerOf(&*original)->type & namedFlag) != 0;
   // A name that cannot be changed voids the transaction, and with it what the follower did.
-  if ((follow != nullptr && !follow(id)) || (isNamed && !session->names().rename(object, id))) {
+  if ((follow != nullptr && !follow(id)) || (isNamed && !session->renameObject(object, id))) {
     discardCopy(*session, *info, moved);
     return psId();
   }

@@ -123,12 +123,13 @@ bool SessionCore::openFederation(const psSessionOptions& options) {
   std::string_view record;
   const Engine::Lookup found = engine_->get(StoreKey::federation(), record);
   bool empty = true;
-  if (found == Engine::Lookup::absent)
-    engine_->scan("", [&empty](std::string_view, std::string_view) { return empty = false; });
-  const bool done = found == Engine::Lookup::found && readFederation();
+  const bool read = found != Engine::Lookup::failed &&
+                    (found == Engine::Lookup::found ||
+                     engine_->scan("", [&empty](std::string_view, std::string_view) { return empty = false; }));
   const StoreError error = engine_->error();
+  const bool done = found == Engine::Lookup::found && readFederation();
   engine_->abort();
-  if (found == Engine::Lookup::failed) return fail(error);
+  if (!read) return fail(error);
   if (found == Engine::Lookup::found) return done;
   if (!empty)
     return fail(psErrorKind::usage,
@@ -140,9 +141,10 @@ bool SessionCore::openFederation(const psSessionOptions& options) {
 bool SessionCore::createFederation(const psSessionOptions& options) {
   if (!engine_->begin(true)) return fail(engine_->error());
   std::string_view record;
-  if (engine_->get(StoreKey::federation(), record) == Engine::Lookup::found) {
+  const Engine::Lookup found = engine_->get(StoreKey::federation(), record);
+  if (found != Engine::Lookup::absent) {
     // Another process was faster.
-    const bool done = readFederation();
+    const bool done = found == Engine::Lookup::found ? readFederation() : fail(engine_->error());
     engine_->abort();
     return done;
   }
@@ -164,9 +166,10 @@ bool SessionCore::createFederation(const psSessionOptions& options) {
 
 bool SessionCore::readFederation() {
   startTransaction(pscRead);
-  const CatalogEntry* const federation = catalog_.find(Catalog::federationId());
+  CatalogEntry* federation = nullptr;
+  const Engine::Lookup found = catalog_.find(Catalog::federationId(), federation);
   endTransaction();
-  if (federation == nullptr) return fail(catalog_.error());
+  if (found != Engine::Lookup::found) return fail(catalog_.error());
   if (federation->name != storeFormat) {
     return fail(psErrorKind::usage, "the file is in format \"" + federation->name +
                                         "\", but this release of pscollections reads \"" + std::string(storeFormat) +
@@ -279,6 +282,54 @@ psObj* SessionCore::reportAbsent(const psId& id) {
   return nullptr;
 }
 
+// What a look-up in the catalog gave, with a failure signalled and counted.
+Engine::Lookup SessionCore::answer(Engine::Lookup found) {
+  if (found == Engine::Lookup::failed) refuse(catalog_.error());
+  return found;
+}
+
+// Signals why the catalog refused something; false, for return.
+bool SessionCore::failAsCatalog() {
+  if (catalog_.couldNotRead()) return refuse(catalog_.error()) != nullptr;
+  return fail(catalog_.error());
+}
+
+Engine::Lookup SessionCore::find(const psId& id, CatalogEntry*& entry, bool* changed) {
+  return answer(catalog_.find(id, entry, changed));
+}
+
+CatalogEntry* SessionCore::entry(const psId& id) {
+  CatalogEntry* found = nullptr;
+  return find(id, found) == Engine::Lookup::found ? found : nullptr;
+}
+
+Engine::Lookup SessionCore::findDatabase(std::string_view name, CatalogEntry*& entry) {
+  return answer(catalog_.databaseNamed(name, entry));
+}
+
+Engine::Lookup SessionCore::findContainer(const psId& database, std::string_view name, CatalogEntry*& entry) {
+  CatalogEntry* in = nullptr;
+  entry = nullptr;
+  if (database.get_DB() == 0) return Engine::Lookup::absent;
+  const Engine::Lookup found = find(psId(database.get_DB(), 0, 0, 0), in);
+  return found == Engine::Lookup::found ? answer(catalog_.containerNamed(*in, name, entry)) : found;
+}
+
+Engine::Lookup SessionCore::findNamed(const psId& scope, std::string_view name, psId& object) {
+  NameIndex names(*engine_);
+  const Engine::Lookup found = names.find(scope, name, object);
+  if (found == Engine::Lookup::failed) refuse(names.error());
+  // Names go with their objects.
+  if (found != Engine::Lookup::found || exists(object)) return found;
+  refuse(psErrorKind::damaged, "\"" + std::string(name.substr(1)) + "\" in " + textOf(scope) + " leads to " +
+                                   textOf(object) + ", which does not exist; restore the store from a backup");
+  return Engine::Lookup::failed;
+}
+
+bool SessionCore::membersOf(const CatalogEntry& scope, std::vector<psId>& members) {
+  return catalog_.membersOf(scope, members) || failAsCatalog();
+}
+
 bool SessionCore::admits(const psId& id, psMode mode) {
   if (guard == nullptr || guard(id, mode)) return true;
   refuse(psErrorKind::denied, "the session's open guard refused " + textOf(id));
@@ -304,11 +355,10 @@ psObj* SessionCore::openObject(const psId& id, psMode mode) {
 }
 
 psObj* SessionCore::openEntry(const psId& id, psMode mode) {
-  CatalogEntry* const entry = catalog_.find(id);
-  if (entry == nullptr) {
-    if (catalog_.isUnreadable(id)) return refuse(catalog_.error());
-    return reportAbsent(id);
-  }
+  CatalogEntry* entry = nullptr;
+  const Engine::Lookup found = find(id, entry);
+  if (found == Engine::Lookup::absent) return reportAbsent(id);
+  if (found != Engine::Lookup::found) return nullptr;
   if (mode == pscUpdate) catalog_.change(*entry);
   pin(entry->frame);
   return entry->asObject();
@@ -354,7 +404,8 @@ bool SessionCore::isUpdatable(const psObj* held) const {
 
 bool SessionCore::exists(const psId& id) {
   if (mode_ == pscNoOpen || forked || id.isNull()) return false;
-  if (id.get_page() == 0) return catalog_.find(id) != nullptr || catalog_.isUnreadable(id);
+  CatalogEntry* entry = nullptr;
+  if (id.get_page() == 0) return catalog_.find(id, entry) != Engine::Lookup::absent;
   Page* page = nullptr;
   const PageCache::Fetch found = cache_.fetch(id, page);
   if (found != PageCache::Fetch::present) return found == PageCache::Fetch::unreadable;
@@ -366,11 +417,13 @@ bool SessionCore::exists(const psId& id) {
 std::uint32_t SessionCore::typeOf(const psId& id) {
   if (mode_ == pscNoOpen || forked || id.isNull()) return 0;
   if (id.get_page() == 0) {
-    const CatalogEntry* const entry = catalog_.find(id);
-    return entry != nullptr ? entry->header.type : 0;
+    const CatalogEntry* const found = entry(id);
+    return found != nullptr ? found->header.type : 0;
   }
   Page* page = nullptr;
-  if (cache_.fetch(id, page) != PageCache::Fetch::present || id.get_slot() == 0) return 0;
+  const PageCache::Fetch found = cache_.fetch(id, page);
+  if (found == PageCache::Fetch::unreadable) refuse(cache_.error());
+  if (found != PageCache::Fetch::present || id.get_slot() == 0) return 0;
   const std::uint16_t* const slots = slotsOf(page->frame);
   if (id.get_slot() <= page->frame->slotLimit && slots[id.get_slot()] != 0) {
     return headerAt(page->frame, slots[id.get_slot()])->type & ~namedFlag;
@@ -382,13 +435,20 @@ std::uint32_t SessionCore::typeOf(const psId& id) {
 }
 
 void* SessionCore::storage(const psId& id) {
-  if (mode_ == pscNoOpen || forked || id.get_page() == 0 || id.get_slot() == 0) return nullptr;
+  if (!usable("reading an array")) {
+    ++refusals;
+    ++counters.refusals;
+    return nullptr;
+  }
   Page* page = nullptr;
   const PageCache::Fetch found = cache_.fetch(id, page);
-  if (found == PageCache::Fetch::unreadable) refuse(cache_.error());
-  if (found != PageCache::Fetch::present) return nullptr;
-  const std::uint16_t* const slots = slotsOf(page->frame);
-  if (id.get_slot() > page->frame->slotLimit || slots[id.get_slot()] == 0) return nullptr;
+  if (found == PageCache::Fetch::unreadable) return refuse(cache_.error());
+  const std::uint16_t* const slots = found == PageCache::Fetch::present ? slotsOf(page->frame) : nullptr;
+  if (slots == nullptr || id.get_slot() == 0 || id.get_slot() > page->frame->slotLimit || slots[id.get_slot()] == 0) {
+    return refuse(psErrorKind::damaged,
+                  "the storage of an array, " + textOf(id) +
+                      ", is not there; restore the store from a backup, or the array's object was deleted");
+  }
   return bodyAt(page->frame, slots[id.get_slot()]);
 }
 
@@ -412,7 +472,9 @@ void* SessionCore::create(std::uint32_t type, std::size_t size, const psId& near
                                         "; a class derived from it needs its own PS_PERSISTENT_CLASS");
     return nullptr;
   }
-  CatalogEntry* const in = near.get_OC() != 0 ? container(near) : nullptr;
+  CatalogEntry* in = nullptr;
+  const psId place(near.get_DB(), near.get_OC(), 0, 0);
+  if (near.get_OC() != 0 && find(place, in) == Engine::Lookup::failed) return nullptr;
   if (in == nullptr) {
     fail(psErrorKind::usage,
          "there is no container to place an object of class " + info->name + " in: near " + textOf(near));
@@ -432,7 +494,8 @@ void* SessionCore::create(std::uint32_t type, std::size_t size, const psId& near
 }
 
 void* SessionCore::createStorage(const psId& near, std::uint32_t size, std::uint32_t capacity) {
-  CatalogEntry* const in = container(near);
+  CatalogEntry* in = nullptr;
+  if (find(psId(near.get_DB(), near.get_OC(), 0, 0), in) == Engine::Lookup::failed) return nullptr;
   char* const storage = in != nullptr ? cache_.allocate(*in, near, storageType, size, capacity) : nullptr;
   if (storage == nullptr) {
     fail(in != nullptr ? cache_.error()
@@ -445,23 +508,33 @@ void* SessionCore::createStorage(const psId& near, std::uint32_t size, std::uint
 
 bool SessionCore::freeObject(const psId& id) {
   Page* page = nullptr;
-  if (cache_.fetch(id, page) != PageCache::Fetch::present) return false;
+  const PageCache::Fetch found = cache_.fetch(id, page);
+  if (found == PageCache::Fetch::unreadable) refuse(cache_.error());
+  if (found != PageCache::Fetch::present) return false;
   const std::uint16_t* const slots = slotsOf(page->frame);
   if (id.get_slot() == 0 || id.get_slot() > page->frame->slotLimit || slots[id.get_slot()] == 0) return false;
   const std::uint32_t type = headerAt(page->frame, slots[id.get_slot()])->type;
-  if ((type & namedFlag) != 0 && !names().forget(id)) return fail(engine_->error());
+  if (type == storageType) {
+    cache_.free(*page, id.get_slot());
+    return true;
+  }
+  // By now the object's destructor has run.
+  WholeChange whole(*engine_);
+  CatalogEntry* in = nullptr;
+  if (find(psId(id.get_DB(), id.get_OC(), 0, 0), in) == Engine::Lookup::failed) return false;
+  if (NameIndex names(*engine_); (type & namedFlag) != 0 && !names.forget(id)) return refuse(names.error()) != nullptr;
   cache_.free(*page, id.get_slot());
-  if (type == storageType) return true;
-  if (CatalogEntry* const in = container(id)) {
+  if (in != nullptr) {
     --in->live;
     catalog_.change(*in);
   }
-  return true;
+  return whole.done();
 }
 
 bool SessionCore::discard(const psObj* object) {
   const psId id = object->psOid();
-  if (!isUsable(object)) return fail(psErrorKind::usage, textOf(id) + " cannot be deleted: it was not opened in this transaction");
+  if (!isUsable(object))
+    return fail(psErrorKind::usage, textOf(id) + " cannot be deleted: it was not opened in this transaction");
   return id.get_page() == 0 ? destroyEntry(id) : freeObject(id);
 }
 
@@ -475,7 +548,7 @@ bool SessionCore::destroy(const psId& id, psObj* openForUpdate) {
   bool done = false;
   if (id.get_page() == 0) {
     done = destroyEntry(id);
-  } else {
+  } else if (isDeletable(id, object)) {
     beingDeleted_.push_back(id);
     object->~psObj();
     beingDeleted_.erase(std::find(beingDeleted_.begin(), beingDeleted_.end(), id));
@@ -485,35 +558,60 @@ bool SessionCore::destroy(const psId& id, psObj* openForUpdate) {
   return done;
 }
 
+bool SessionCore::isDeletable(const psId& id, const psObj* object) {
+  CatalogEntry* in = nullptr;
+  if (find(psId(id.get_DB(), id.get_OC(), 0, 0), in) == Engine::Lookup::failed) return false;
+  NameIndex names(*engine_);
+  return (headerOf(object)->type & namedFlag) == 0 || names.isReadable(id) || refuse(names.error()) != nullptr;
+}
+
 bool SessionCore::destroyEntry(const psId& id) {
   if (id.get_DB() == 0)
     return fail(psErrorKind::usage, "the federation cannot be deleted; delete its databases, or the store's file");
-  CatalogEntry* const entry = catalog_.find(id);
-  if (entry == nullptr) return false;
-  return id.get_OC() == 0 ? destroyDatabase(*entry) : destroyContainer(*entry);
+  CatalogEntry* const found = entry(id);
+  if (found == nullptr) return false;
+  return id.get_OC() == 0 ? destroyDatabase(*found) : destroyContainer(*found);
 }
 
 bool SessionCore::destroyContainer(CatalogEntry& entry) {
-  const psId id = entry.id();
-  if (!names().forget(id)) return fail(engine_->error());
-  cache_.dropContainer(id.get_DB(), id.get_OC());
-  return catalog_.dropContainer(entry) || fail(catalog_.error());
+  NameIndex names(*engine_);
+  if (!names.forget(entry.id())) return refuse(names.error()) != nullptr;
+  return dropContainer(entry);
 }
 
-bool SessionCore::destroyDatabase(CatalogEntry& entry) {
+// Deletes a container whose names are forgotten already.
+bool SessionCore::dropContainer(CatalogEntry& entry) {
   const psId id = entry.id();
-  for (const psId& member : catalog_.membersOf(entry)) {
-    CatalogEntry* const in = catalog_.find(member);
-    if (in != nullptr && !destroyContainer(*in)) return false;
+  WholeChange whole(*engine_);
+  cache_.dropContainer(id.get_DB(), id.get_OC());
+  return catalog_.dropContainer(entry) ? whole.done() : failAsCatalog();
+}
+
+// What cannot be read is found before anything is changed, as far as it can be.
+bool SessionCore::destroyDatabase(CatalogEntry& database) {
+  const psId id = database.id();
+  std::vector<psId> members;
+  std::vector<CatalogEntry*> containers;
+  if (!membersOf(database, members)) return false;
+  for (const psId& member : members) {
+    CatalogEntry* const in = entry(member);
+    if (in == nullptr) return false;
+    containers.push_back(in);
   }
-  if (!names().forget(id)) return fail(engine_->error());
-  return catalog_.dropDatabase(entry) || fail(catalog_.error());
+  NameIndex names(*engine_);
+  if (!names.forget(id)) return refuse(names.error()) != nullptr;
+  WholeChange whole(*engine_);
+  for (CatalogEntry* const in : containers) {
+    if (!dropContainer(*in)) return false;
+  }
+  return catalog_.dropDatabase(database) ? whole.done() : failAsCatalog();
 }
 
 CatalogEntry* SessionCore::containerNamed(const psId& database, const char* name, std::uint32_t type,
                                           std::uint32_t number) {
-  CatalogEntry* const in = catalog_.find(psId(database.get_DB(), 0, 0, 0));
-  if (in == nullptr || database.get_DB() == 0) {
+  CatalogEntry* in = nullptr;
+  if (database.get_DB() != 0 && find(psId(database.get_DB(), 0, 0, 0), in) == Engine::Lookup::failed) return nullptr;
+  if (in == nullptr) {
     fail(psErrorKind::usage, "a container needs a database to lie in, not " + textOf(database));
     return nullptr;
   }
@@ -522,24 +620,36 @@ CatalogEntry* SessionCore::containerNamed(const psId& database, const char* name
     fail(psErrorKind::usage, "a container's name has at most 400 bytes");
     return nullptr;
   }
-  CatalogEntry* const entry = catalog_.createContainer(*in, text, type, number);
-  if (entry == nullptr) fail(catalog_.error());
-  return entry;
+  CatalogEntry* const made = catalog_.createContainer(*in, text, type, number);
+  if (made == nullptr) failAsCatalog();
+  return made;
+}
+
+CatalogEntry* SessionCore::createDatabase() {
+  CatalogEntry* const made = catalog_.createDatabase();
+  if (made == nullptr) failAsCatalog();
+  return made;
+}
+
+bool SessionCore::nameDatabase(CatalogEntry& database, std::string_view name) {
+  return catalog_.nameDatabase(database, name) || failAsCatalog();
 }
 
 CatalogEntry* SessionCore::databaseNamed(const char* name) {
-  if (CatalogEntry* const found = catalog_.databaseNamed(name); found != nullptr || mode_ != pscUpdate) return found;
-  CatalogEntry* const entry = catalog_.isFreeDatabaseName(name) ? catalog_.createDatabase() : nullptr;
-  if (entry != nullptr && catalog_.nameDatabase(*entry, name)) return entry;
-  fail(catalog_.error());
-  if (entry != nullptr) catalog_.dropDatabase(*entry);
-  return nullptr;
+  CatalogEntry* found = nullptr;
+  if (findDatabase(name, found) != Engine::Lookup::absent || mode_ != pscUpdate) return found;
+  CatalogEntry* const made = createDatabase();
+  if (made == nullptr) return nullptr;
+  WholeChange whole(*engine_);
+  const bool named = nameDatabase(*made, name);
+  if (named || catalog_.dropDatabase(*made)) whole.done();
+  return named ? made : nullptr;
 }
 
 // Marks an object as one that has names or scopes them, so that its deletion looks for them. Containers and databases
 // are always looked for.
 bool SessionCore::setNamed(const psId& id) {
-  if (id.get_page() == 0) return catalog_.find(id) != nullptr;
+  if (id.get_page() == 0) return entry(id) != nullptr;
   psObj* const object = openObject(id, pscUpdate);
   if (object == nullptr) return false;
   headerOf(object)->type |= namedFlag;
@@ -553,15 +663,22 @@ bool SessionCore::file(const psId& object, const psId& scope, std::string_view n
   if (!exists(object)) return fail(psErrorKind::absent, textOf(object) + " does not exist and so cannot be named");
   if (!exists(scope)) return fail(psErrorKind::absent, textOf(scope) + " does not exist and so cannot scope names");
   if (!setNamed(object) || !setNamed(scope)) return false;
-  switch (names().bind(object, scope, name)) {
+  NameIndex names(*engine_);
+  switch (names.bind(object, scope, name)) {
     case NameIndex::Bound::done:
       return true;
     case NameIndex::Bound::taken:
       return fail(psErrorKind::usage,
                   "\"" + std::string(name.substr(1)) + "\" is taken in " + textOf(scope) + "; choose another name");
     default:
-      return fail(engine_->error());
+      return refuse(names.error()) != nullptr;
   }
+}
+
+// Gives the names of one object to another.
+bool SessionCore::renameObject(const psId& from, const psId& to) {
+  NameIndex names(*engine_);
+  return names.rename(from, to) || refuse(names.error()) != nullptr;
 }
 
 psId SessionCore::nextObject(const psId& in, const psId& after, unsigned int typeN) {

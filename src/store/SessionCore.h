@@ -52,9 +52,11 @@ class SessionCore : public SessionHead {
   bool isUsable(const Frame& frame) const { return mode_ != pscNoOpen && !forked && frame.readStamp == epoch_; }
   // Whether it is, and open for update.
   bool isUpdatable(const psObj* held) const;
+  // Also of what is there but cannot be read; nothing is refused.
   bool exists(const psId& id);
+  // 0 when there is no such object, or it cannot be read, which is refused.
   std::uint32_t typeOf(const psId& id);
-  // Storage of an array; null when it cannot be read.
+  // Storage that an array names; null, with a refusal, when it cannot be read or is not there.
   void* storage(const psId& id);
 
   // Marks the page of an object or array that is in memory as changed. Asks nobody.
@@ -65,6 +67,8 @@ class SessionCore : public SessionHead {
   void* create(std::uint32_t type, std::size_t size, const psId& near);
   void* createStorage(const psId& near, std::uint32_t size, std::uint32_t capacity);
   bool destroy(const psId& id, psObj* openForUpdate);
+  // Whether what the deletion of an object changes outside its page can be read: asked before anything is begun.
+  bool isDeletable(const psId& id, const psObj* object);
   // Frees an object or storage without running anything.
   bool freeObject(const psId& id);
   // Frees an object, or deletes a container or database with all it holds, without running anything.
@@ -72,11 +76,27 @@ class SessionCore : public SessionHead {
 
   Catalog& catalog() { return catalog_; }
   PageCache& cache() { return cache_; }
-  NameIndex names() { return NameIndex(*engine_); }
 
-  CatalogEntry* container(const psId& id) { return catalog_.find(psId(id.get_DB(), id.get_OC(), 0, 0)); }
+  // Look-ups in the catalog and the names. An answer that cannot be had is a refusal, signalled and counted; it is
+  // never given as "absent". entry is null unless found.
+  [[nodiscard]] Engine::Lookup find(const psId& id, CatalogEntry*& entry, bool* changed = nullptr);
+  [[nodiscard]] Engine::Lookup findDatabase(std::string_view name, CatalogEntry*& entry);
+  [[nodiscard]] Engine::Lookup findContainer(const psId& database, std::string_view name, CatalogEntry*& entry);
+  [[nodiscard]] Engine::Lookup findNamed(const psId& scope, std::string_view name, psId& object);
+  // False when they cannot be read.
+  [[nodiscard]] bool membersOf(const CatalogEntry& scope, std::vector<psId>& members);
+  // The entry, for those to whom absent and refused are the same; null then.
+  CatalogEntry* entry(const psId& id);
+  CatalogEntry* container(const psId& id) { return entry(psId(id.get_DB(), id.get_OC(), 0, 0)); }
+
+  // Creates; null, with the reason signalled, when the name or number is taken or cannot be looked up.
   CatalogEntry* containerNamed(const psId& database, const char* name, std::uint32_t type, std::uint32_t number);
+  CatalogEntry* createDatabase();
+  bool nameDatabase(CatalogEntry& database, std::string_view name);
+  // The database of the name, in an update transaction created when there is none; null otherwise.
   CatalogEntry* databaseNamed(const char* name);
+
+  bool renameObject(const psId& from, const psId& to);
   bool file(const psId& object, const psId& scope, std::string_view name);
 
   // The next object behind after, in the identifiers' order, that is of the class; null when there is none.
@@ -88,6 +108,10 @@ class SessionCore : public SessionHead {
   // Signals a failure of the store; false, for return.
   bool fail(const StoreError& error);
   bool fail(psErrorKind kind, const std::string& message) { return fail(StoreError{kind, message}); }
+  // The same for something that is there and is not to be had, which counts as a refusal; null, for return.
+  psObj* refuse(const StoreError& error);
+  psObj* refuse(psErrorKind kind, const std::string& message) { return refuse(StoreError{kind, message}); }
+  psObj* reportAbsent(const psId& id);
 
   pstSessionData data;
   psSession::OpenGuard guard;
@@ -105,15 +129,15 @@ class SessionCore : public SessionHead {
   void startTransaction(psMode mode);
   void endTransaction();
   bool usable(const char* what);
-  psObj* refuse(const StoreError& error);
-  psObj* refuse(psErrorKind kind, const std::string& message) { return refuse(StoreError{kind, message}); }
-  psObj* reportAbsent(const psId& id);
+  Engine::Lookup answer(Engine::Lookup found);
+  bool failAsCatalog();
   psObj* openEntry(const psId& id, psMode mode);
   psObj* openInPage(const psId& id, psMode mode);
   std::string foreignText(const psId& id, const Page& page) const;
   bool setNamed(const psId& id);
   bool destroyEntry(const psId& id);
   bool destroyContainer(CatalogEntry& entry);
+  bool dropContainer(CatalogEntry& entry);
   bool destroyDatabase(CatalogEntry& entry);
 
   std::string path_;

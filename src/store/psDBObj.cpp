@@ -13,22 +13,17 @@ void* psDBObj::operator new(std::size_t, const pstHandle<psFDObj>& federation) n
                   "a database is created in the federation, not in " + ps::detail::textOf(federation.oid()));
     return nullptr;
   }
-  CatalogEntry* const entry = session->catalog().createDatabase();
-  if (entry == nullptr) {
-    session->fail(session->catalog().error());
-    return nullptr;
-  }
-  return entry->object;
+  CatalogEntry* const entry = session->createDatabase();
+  return entry != nullptr ? entry->object : nullptr;
 }
 
 psDBObj::psDBObj(const char* name, unsigned int, unsigned int, const char*, const char*, unsigned int, unsigned short) {
   SessionCore* const session = SessionCore::current();
-  CatalogEntry* const entry = session != nullptr ? session->catalog().find(psOid()) : nullptr;
+  CatalogEntry* const entry = session != nullptr ? session->entry(psOid()) : nullptr;
   if (entry == nullptr) return;
-  if (name != nullptr && *name != '\0' && session->catalog().nameDatabase(*entry, name)) return;
-  session->fail(name != nullptr && *name != '\0'
-                    ? session->catalog().error()
-                    : ps::detail::StoreError{psErrorKind::usage, "a database needs a name"});
+  const bool hasName = name != nullptr && *name != '\0';
+  if (hasName ? session->nameDatabase(*entry, name) : session->fail(psErrorKind::usage, "a database needs a name"))
+    return;
   // The address stays readable, so that the handle that this constructor's caller makes from it is null.
   session->keep(pstHandle<psObj>(this));
   session->catalog().dropDatabase(*entry);

@@ -17,13 +17,14 @@ int psIteratorObjOrContObj::scan(const psHandleBase& scope, psMode mode) {
   members_.clear();
   SessionCore* const session = SessionCore::current();
   const CatalogEntry* const entry =
-      session != nullptr && session->mode() != pscNoOpen ? session->catalog().find(scope_) : nullptr;
+      session != nullptr && session->mode() != pscNoOpen ? session->entry(scope_) : nullptr;
   done_ = entry == nullptr;
   if (done_) return 0;
   if (scope_.get_OC() == 0) {
-    members_ = session->catalog().membersOf(*entry);
+    done_ = !session->membersOf(*entry, members_);
     std::reverse(members_.begin(), members_.end());
   }
+  if (done_) return 0;
   return 1;
 }
 

@@ -23,7 +23,7 @@ class PS_API psIteratorObjOrContObj : public psIterator {
   explicit psIteratorObjOrContObj(unsigned int typeN) : typeN_(typeN) {}
 
   // Starts over, in the given container, database or federation; next opens each object in the mode, and passes over
-  // those that it cannot open. 1, or 0 when scope does not exist.
+  // those that it cannot open, which counts as a refusal of each. 1, or 0 when scope does not exist or cannot be read.
   int scan(const psHandleBase& scope, psMode mode);
 
   bool next() override;

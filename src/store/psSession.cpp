@@ -7,6 +7,7 @@
 using ps::detail::Catalog;
 using ps::detail::CatalogEntry;
 using ps::detail::SessionCore;
+using Lookup = ps::detail::Engine::Lookup;
 
 namespace {
 
@@ -81,10 +82,10 @@ namespace {
 
 pstHandle<psContObj> foundOrMade(SessionCore* core, const psId& database, const char* name, unsigned int typeN) {
   if (!isInTransaction(core, "container")) return pstHandle<psContObj>();
-  const CatalogEntry* const in = core->catalog().find(psId(database.get_DB(), 0, 0, 0));
-  const CatalogEntry* entry = nullptr;
-  if (in != nullptr && name != nullptr && *name != '\0') entry = core->catalog().containerNamed(*in, name);
-  if (entry == nullptr && core->mode() == pscUpdate) entry = core->containerNamed(database, name, typeN, 0);
+  CatalogEntry* entry = nullptr;
+  const bool hasName = name != nullptr && *name != '\0';
+  const Lookup found = hasName ? core->findContainer(database, name, entry) : Lookup::absent;
+  if (found == Lookup::absent && core->mode() == pscUpdate) entry = core->containerNamed(database, name, typeN, 0);
   return entry != nullptr ? pstHandle<psContObj>(entry->id()) : pstHandle<psContObj>();
 }
 

@@ -47,8 +47,10 @@ int lookUp(unsigned int typeN, pstHandle<psObj>& result, const pstHandle<psObj>&
     session->fail(psErrorKind::usage, "a look-up outside a transaction; call psSession::begin first");
     return 0;
   }
-  pstHandle<psObj> found(session->names().find(scope.oid(), name));
-  if (found.isNull() || ptmIsKindOf(found.typeN(), typeN) == 0 || found.open(mode) != 1) return 0;
+  psId object;
+  if (session->findNamed(scope.oid(), name, object) != ps::detail::Engine::Lookup::found) return 0;
+  pstHandle<psObj> found(object);
+  if (ptmIsKindOf(found.typeN(), typeN) == 0 || found.open(mode) != 1) return 0;
   result = std::move(found);
   return 1;
 }
@@ -85,8 +87,7 @@ psContObj* pstHandle<psContObj>::operator->() const { return static_cast<psContO
 
 const char* pstHandle<psContObj>::name() const {
   SessionCore* const session = SessionCore::current();
-  const CatalogEntry* const entry =
-      session != nullptr && session->mode() != pscNoOpen ? session->catalog().find(id_) : nullptr;
+  const CatalogEntry* const entry = session != nullptr && session->mode() != pscNoOpen ? session->entry(id_) : nullptr;
   return entry != nullptr && !entry->name.empty() ? entry->name.c_str() : nullptr;
 }
 
@@ -95,7 +96,8 @@ int pstHandle<psContObj>::refreshOpen(psMode mode, unsigned char* flag, unsigned
   if (flag != nullptr) *flag = 0;
   if (session == nullptr || session->mode() == pscNoOpen) return open(pscRead);
   bool changed = false;
-  if (session->catalog().find(id_, &changed) == nullptr) return 0;
+  CatalogEntry* entry = nullptr;
+  if (session->find(id_, entry, &changed) != ps::detail::Engine::Lookup::found) return 0;
   if (flag != nullptr) *flag = changed ? 1 : 0;
   return open(notOpen != 0 ? pscNoOpen : mode);
 }
@@ -109,8 +111,7 @@ psDBObj* pstHandle<psDBObj>::operator->() const { return static_cast<psDBObj*>(a
 
 const char* pstHandle<psDBObj>::name() const {
   SessionCore* const session = SessionCore::current();
-  const CatalogEntry* const entry =
-      session != nullptr && session->mode() != pscNoOpen ? session->catalog().find(id_) : nullptr;
+  const CatalogEntry* const entry = session != nullptr && session->mode() != pscNoOpen ? session->entry(id_) : nullptr;
   return entry != nullptr ? entry->name.c_str() : nullptr;
 }
 
@@ -122,8 +123,8 @@ bool pstHandle<psDBObj>::exist(const pstHandle<psFDObj>& federation, const char*
   SessionCore* const session = SessionCore::required();
   if (session == nullptr || session->mode() == pscNoOpen || federation.oid() != ps::detail::Catalog::federationId())
     return false;
-  const CatalogEntry* const found = session->catalog().databaseNamed(name);
-  if (found == nullptr) return false;
+  CatalogEntry* found = nullptr;
+  if (session->findDatabase(name, found) != ps::detail::Engine::Lookup::found) return false;
   assign(found->id());
   open(mode);
   return true;

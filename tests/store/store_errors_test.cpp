@@ -355,6 +355,104 @@ TEST_F(StoreErrors, FlippedBytesAreFound) {
   complains(psErrorKind::damaged, {"page ", "container (1,2)", "checksum"});
 }
 
+// Whatever record is damaged: who depends on it is refused, by each way to it, and not told that there is nothing.
+TEST_F(StoreErrors, DamageIsARefusalAndNotAbsence) {
+  furnish();
+  begin();
+  const psId data(1, 0, 0, 0);
+  const pstHandle<psContObj> kept = container("kept");
+  const pstHandle<psContObj> side = container("side");
+  const psId small = pstHandle<Blob>(new (side) Blob(1, pattern(1, 100))).oid();
+  const psId large = scanned<Blob>(kept).at(0);
+  ASSERT_EQ(session_.name(small, side, "name"), 1);
+  commit();
+  ASSERT_EQ(session_.close(), 1);
+  const std::map<std::string, std::string> content = RawFile(path_).content();
+
+  const auto deletes = [](const psId& id) {
+    pstHandle<psObj> victim(id);
+    return psDelete(victim) == 1;
+  };
+  const auto yields = [](const psHandleBase& scope) {
+    pstItr<psObj> found;
+    found.scan(scope, pscRead);
+    std::size_t count = 0;
+    while (found.next()) ++count;
+    return count;
+  };
+  const pstHandle<psDBObj> in(data);
+  const struct {
+    const char* kinds;  // of records whose damage this meets
+    const char* what;
+    std::function<bool()> succeeds;
+  } ways[] = {
+      {"DB", "database", [&] { return !database().isNull(); }},
+      {"DB", "exist", [&] { return pstHandle<psDBObj>().exist(session_.federation(), "errors", pscNoOpen); }},
+      {"DAC", "container", [&] { return !session_.container(in, "side").isNull(); }},
+      {"DAC", "new container", [&] { return new ("side", 0, 1, 0, in) psContObj != nullptr; }},
+      {"B", "new database",
+       [&] {
+         return !pstHandle<psDBObj>(new (session_.federation()) psDBObj("errors", 0, 0, nullptr, nullptr, 1, 0))
+                     .isNull();
+       }},
+      {"D", "numbered", [&] { return !session_.container(in, nullptr, 7).isNull(); }},
+      {"D", "name of database", [&] { return in.name() != nullptr; }},
+      {"D", "class", [&] { return in.typeN() != 0; }},
+      {"D", "databases", [&] { return yields(session_.federation()) == 1; }},
+      {"DC", "containers", [&] { return yields(in) == 2; }},
+      {"DC", "delete database", [&] { return deletes(data); }},
+      {"C", "objects", [&] { return yields(side) == 1; }},
+      {"C", "name of container", [&] { return side.name() != nullptr; }},
+      {"C", "refresh", [&] { return side.refreshOpen(pscRead, nullptr, 0) == 1; }},
+      {"C", "create", [&] { return new (side) Flat(1) != nullptr; }},
+      {"CNR", "delete container", [&] { return deletes(side); }},
+      {"CNR", "delete object", [&] { return deletes(small); }},
+      {"NR", "look-up", [&] { return pstHandle<Blob>().lookupObj(side, "name", pscRead) == 1; }},
+      {"NR", "name", [&] { return session_.name(small, side, "name") == 1; }},
+      {"NR", "move", [&] { return pstHandle<psObj>(small).move(kept) == 1; }},
+      {"P", "size", [&] { return pstHandle<Blob>(large)->bytes.size() != 0; }},
+      {"P", "element", [&] { return pstOpenVArray(&pstHandle<Blob>(large)->bytes) != nullptr; }},
+  };
+  std::mt19937_64 random(seedOr(7));
+  for (const auto& [key, value] : content) {
+    // Of "kept", another record of each kind, and the page with the array's storage; the object itself is sound.
+    const bool ofKept = (key[0] == 'C' || key[0] == 'P') && StoreKey::numberAt(key, 3) == 1;
+    const bool storage = key[0] == 'P' && ofKept && StoreKey::numberAt(key, 5) == 2;
+    if (key[0] == 'F' || key == std::string(1, 'A') + std::string("\0\1kept", 6) || (key[0] == 'C' && ofKept) ||
+        (key[0] == 'P' && !storage))
+      continue;
+    for (int n = 0; n < 6; ++n) {
+      std::string damaged = value;
+      if (n == 0 || value.empty()) {
+        damaged += 'x';
+      } else {
+        damaged[random() % value.size()] ^= static_cast<char>(1 << random() % 8);
+      }
+      storage&& n == 1 ? RawFile(path_).erase(key) : RawFile(path_).put(key, damaged);
+      const auto file = RawFile(path_).content();
+      for (const auto& way : ways) {
+        if (std::string(way.kinds).find(key[0]) == std::string::npos) continue;
+        SCOPED_TRACE(std::string("kind ") + key[0] + ", " + way.what + ", damage " + std::to_string(n));
+        ASSERT_EQ(open(), 1) << session_.lastError();
+        begin();
+        EXPECT_FALSE(way.succeeds());
+        complains({"backup"});
+        EXPECT_GT(session_.counters().refusals, 0U);
+        EXPECT_GT(ps::detail::refusalCount(), 0U);
+        EXPECT_TRUE(in.isValid() && side.isValid() && small.isValid() && large.isValid());
+        commit();
+        ASSERT_EQ(session_.close(), 1);
+        auto now = RawFile(path_).content();
+        now["F"] = file.at("F");  // where a number may have been used up
+        ASSERT_TRUE(now == file) << "something was changed";
+      }
+    }
+    RawFile(path_).put(key, value);
+  }
+  ASSERT_EQ(open(), 1);
+  isIntact();
+}
+
 TEST_F(StoreErrors, AFullMapVoidsTheTransactionAlone) {
   furnish();
   ASSERT_EQ(session_.close(), 1);

@@ -28,6 +28,12 @@ std::string text(const psId& id) {
   return "container (" + std::to_string(id.get_DB()) + "," + std::to_string(id.get_OC()) + ")";
 }
 
+std::string databaseText(std::string_view name) { return "a database named \"" + std::string(name) + "\""; }
+
+std::string containerText(const CatalogEntry& database, std::string_view name) {
+  return "a container named \"" + std::string(name) + "\" in database \"" + database.name + "\"";
+}
+
 bool isEntryId(const psId& id) { return id.get_page() == 0 && id.get_slot() == (id.get_DB() == 0 ? 1 : 0); }
 
 std::uint32_t classOf(const psId& id) {
@@ -49,56 +55,65 @@ void Catalog::begin(std::uint64_t readStamp, std::uint64_t updateStamp) {
 
 bool Catalog::fail(StoreError error) {
   error_ = std::move(error);
+  couldNotRead_ = false;
   return false;
 }
 
-CatalogEntry* Catalog::find(const psId& id, bool* changed) {
+Catalog::Lookup Catalog::failReading(StoreError error) {
+  fail(std::move(error));
+  couldNotRead_ = true;
+  return Lookup::failed;
+}
+
+Catalog::Lookup Catalog::find(const psId& id, CatalogEntry*& entry, bool* changed) {
+  entry = nullptr;
   if (changed != nullptr) *changed = false;
-  if (!isEntryId(id)) return nullptr;
-  const auto found = entries_.find(tableKey(id));
-  if (found == entries_.end()) return read(id);
-  CatalogEntry* const entry = found->second;
-  if (entry->frame->readStamp == readStamp_) return entry;
-  const StoreKey key = recordKey(id);
-  std::string_view record;
-  if (engine_->get(key, record) != Engine::Lookup::found) {
-    retire(*entry);
-    return nullptr;
-  }
-  if (record != entry->encode(key)) {
-    if (changed != nullptr) *changed = true;
-    // A container of this number may have been deleted and another made: only what is still the same keeps its address.
-    const std::uint32_t type = entry->header.type;
-    if (!entry->decode(key, record) || entry->header.type != type) {
-      retire(*entry);
-      return read(id);
+  if (!isEntryId(id)) return Lookup::absent;
+  const auto known = entries_.find(tableKey(id));
+  if (known == entries_.end()) return read(id, entry);
+  CatalogEntry& held = *known->second;
+  if (held.frame->readStamp != readStamp_) {
+    const StoreKey key = recordKey(id);
+    std::string_view record;
+    const Lookup found = engine_->get(key, record);
+    if (found == Lookup::failed) return failReading(engine_->error());
+    if (found == Lookup::absent) {
+      retire(held);
+      return found;
     }
+    if (record != held.encode(key)) {
+      if (changed != nullptr) *changed = true;
+      // A container of this number may have been deleted and another made: only what is still the same keeps its
+      // address.
+      const std::uint32_t type = held.header.type;
+      if (!held.decode(key, record) || held.header.type != type) {
+        retire(held);
+        return read(id, entry);
+      }
+    }
+    held.frame->readStamp = readStamp_;
   }
-  entry->frame->readStamp = readStamp_;
-  return entry;
+  entry = &held;
+  return Lookup::found;
 }
 
-bool Catalog::isUnreadable(const psId& id) {
-  std::string_view record;
-  return isEntryId(id) && find(id) == nullptr && engine_->get(recordKey(id), record) != Engine::Lookup::absent;
-}
-
-CatalogEntry* Catalog::read(const psId& id) {
+Catalog::Lookup Catalog::read(const psId& id, CatalogEntry*& entry) {
   const StoreKey key = recordKey(id);
   std::string_view record;
-  const Engine::Lookup found = engine_->get(key, record);
-  if (found == Engine::Lookup::failed) fail(engine_->error());
-  if (found != Engine::Lookup::found) return nullptr;
+  const Lookup found = engine_->get(key, record);
+  if (found == Lookup::failed) return failReading(engine_->error());
+  if (found == Lookup::absent) return found;
   CatalogEntry probe{};
   if (!probe.decode(key, record)) {
-    fail(psErrorKind::damaged,
-         "the record of " + text(id) + " is damaged: it does not match its checksum; restore the store from a backup");
-    return nullptr;
+    return failReading({psErrorKind::damaged, "the record of " + text(id) + " is damaged: it does not match its " +
+                                                  "checksum; restore the store from a backup"});
   }
-  CatalogEntry* const entry = CatalogEntry::create(probe.header.type, id);
-  if (entry == nullptr || !entry->decode(key, record)) return nullptr;
-  entry->stored = true;
-  return add(entry);
+  CatalogEntry* const made = CatalogEntry::create(probe.header.type, id);
+  if (made == nullptr) return failReading({psErrorKind::memory, "there is no memory for " + text(id)});
+  made->decode(key, record);
+  made->stored = true;
+  entry = add(made);
+  return Lookup::found;
 }
 
 CatalogEntry* Catalog::add(CatalogEntry* entry) {
@@ -126,62 +141,82 @@ CatalogEntry* Catalog::createFederation(std::string_view format, std::uint32_t p
   return add(entry);
 }
 
-// The lowest number never given out; when there is none left, the lowest that is free. 0: none at all.
-std::uint32_t Catalog::freshNumber(const CatalogEntry& scope, std::uint32_t highest) {
+// Whether there is an entry of a number, be it damaged.
+Catalog::Lookup Catalog::isTaken(const psId& id) {
+  const auto known = entries_.find(tableKey(id));
+  if (known != entries_.end() && known->second->created) return Lookup::found;
+  std::string_view record;
+  const Lookup found = engine_->get(recordKey(id), record);
+  return found == Lookup::failed ? failReading(engine_->error()) : found;
+}
+
+// The lowest number never given out; when there is none left, the lowest that is free. 0, with the reason: none at all.
+std::uint32_t Catalog::freshNumber(const CatalogEntry& scope, std::uint32_t highest, const std::string& whenNone) {
   if (scope.nextNumber <= highest) return scope.nextNumber;
   const std::uint16_t db = scope.frame->pageId.get_DB();
   for (std::uint32_t number = 1; number <= highest; ++number) {
     const auto part = static_cast<unsigned short>(number);
-    const psId id = db == 0 ? psId(part, 0, 0, 0) : psId(db, part, 0, 0);
-    if (find(id) == nullptr && !isUnreadable(id)) return number;
+    const Lookup taken = isTaken(db == 0 ? psId(part, 0, 0, 0) : psId(db, part, 0, 0));
+    if (taken == Lookup::absent) return number;
+    if (taken == Lookup::failed) return 0;
   }
+  fail(psErrorKind::full, whenNone);
   return 0;
 }
 
-// The entry that a name leads to, when it is the one of that name.
-CatalogEntry* Catalog::named(std::string_view key, const psId& scope, std::string_view name) {
+// The entry that a name leads to. It is the one of that name, or something is damaged.
+Catalog::Lookup Catalog::named(std::string_view key, const psId& scope, std::string_view name, const std::string& what,
+                               CatalogEntry*& entry) {
+  entry = nullptr;
+  // Nothing has a name that is too long for one.
+  if (key.size() > engine_->maxKeySize()) return Lookup::absent;
   std::string_view value;
-  if (engine_->get(key, value) != Engine::Lookup::found || value.size() != 2) return nullptr;
-  const std::uint16_t number = StoreKey::numberAt(value, 0);
-  CatalogEntry* const entry = find(scope.get_DB() == 0 ? psId(number, 0, 0, 0) : psId(scope.get_DB(), number, 0, 0));
-  return entry != nullptr && entry->name == name ? entry : nullptr;
+  const Lookup found = engine_->get(key, value);
+  if (found == Lookup::failed) return failReading(engine_->error());
+  if (found == Lookup::absent) return found;
+  const std::uint16_t number = value.size() == 2 ? StoreKey::numberAt(value, 0) : 0;
+  if (number != 0) {
+    const psId id = scope.get_DB() == 0 ? psId(number, 0, 0, 0) : psId(scope.get_DB(), number, 0, 0);
+    const Lookup led = find(id, entry);
+    if (led == Lookup::failed || (led == Lookup::found && entry->name == name)) return led;
+  }
+  entry = nullptr;
+  return failReading({psErrorKind::damaged, "the record of " + what + " is damaged; restore the store from a backup, " +
+                                                "or choose another name"});
 }
 
 // False, with the reason, when the name leads somewhere already. What it leads to may be damaged; it is not replaced
 // then.
-bool Catalog::isFreeName(std::string_view key, const CatalogEntry* found, const std::string& what) {
-  std::string_view value;
-  if (found != nullptr) return fail(psErrorKind::usage, what + " exists already");
-  if (engine_->get(key, value) == Engine::Lookup::absent) return true;
-  return fail(psErrorKind::damaged,
-              "the record of " + what + " is damaged; restore the store from a backup, or choose another name");
+bool Catalog::isFreeName(Lookup found, const std::string& what) {
+  if (found == Lookup::found) fail(psErrorKind::usage, what + " exists already");
+  return found == Lookup::absent;
 }
 
-CatalogEntry* Catalog::databaseNamed(std::string_view name) {
-  return named(StoreKey::databaseName(name), psId(), name);
-}
-
-bool Catalog::isFreeDatabaseName(std::string_view name) {
-  return isFreeName(StoreKey::databaseName(name), databaseNamed(name),
-                    "a database named \"" + std::string(name) + "\"");
+Catalog::Lookup Catalog::databaseNamed(std::string_view name, CatalogEntry*& entry) {
+  return named(StoreKey::databaseName(name), psId(), name, databaseText(name), entry);
 }
 
 CatalogEntry* Catalog::createDatabase() {
-  CatalogEntry* const federation = find(federationId());
-  const std::uint32_t number = federation != nullptr ? freshNumber(*federation, highestDatabase) : 0;
-  if (number == 0) {
-    fail(psErrorKind::full,
-         "the store already holds 65,534 databases; delete one, or place containers in those that exist");
-    return nullptr;
-  }
+  CatalogEntry* federation = nullptr;
+  if (find(federationId(), federation) != Lookup::found) return nullptr;
+  const std::uint32_t number =
+      freshNumber(*federation, highestDatabase,
+                  "the store already holds 65,534 databases; delete one, or place containers in those that exist");
+  if (number == 0) return nullptr;
   const psId id(static_cast<unsigned short>(number), 0, 0, 0);
   CatalogEntry* const entry = CatalogEntry::create(classOf(id), id);
-  if (entry == nullptr) return nullptr;
+  if (entry == nullptr) {
+    fail(psErrorKind::memory, "there is no memory for " + text(id));
+    return nullptr;
+  }
+  WholeChange whole(*engine_);
   entry->created = true;
   federation->nextNumber = std::max(federation->nextNumber, number + 1);
   ++federation->live;
   change(*federation);
-  return add(entry);
+  add(entry);
+  whole.done();
+  return entry;
 }
 
 std::uint32_t Catalog::lowestFreeNumber(const std::string& stem) {
@@ -195,68 +230,83 @@ std::uint32_t Catalog::lowestFreeNumber(const std::string& stem) {
 }
 
 bool Catalog::nameDatabase(CatalogEntry& database, std::string_view name) {
-  if (!isFreeDatabaseName(name)) return false;
+  CatalogEntry* namesake = nullptr;
+  if (!isFreeName(databaseNamed(name, namesake), databaseText(name))) return false;
   const std::uint16_t number = database.frame->pageId.get_DB();
+  WholeChange whole(*engine_);
   if (!engine_->put(StoreKey::databaseName(name), numberBytes(number))) return fail(engine_->error());
   database.name = name;
   change(database);
-  return true;
+  return whole.done();
 }
 
-CatalogEntry* Catalog::containerNamed(const CatalogEntry& database, std::string_view name) {
-  return named(StoreKey::containerName(database.frame->pageId.get_DB(), name), database.frame->pageId, name);
+Catalog::Lookup Catalog::containerNamed(const CatalogEntry& database, std::string_view name, CatalogEntry*& entry) {
+  return named(StoreKey::containerName(database.frame->pageId.get_DB(), name), database.frame->pageId, name,
+               containerText(database, name), entry);
 }
 
 CatalogEntry* Catalog::createContainer(CatalogEntry& database, std::string_view name, std::uint32_t type,
                                        std::uint32_t number) {
   const std::uint16_t db = database.frame->pageId.get_DB();
-  if (!name.empty() &&
-      !isFreeName(StoreKey::containerName(db, name), containerNamed(database, name),
-                  "a container named \"" + std::string(name) + "\" in database \"" + database.name + "\"")) {
+  CatalogEntry* namesake = nullptr;
+  if (!name.empty() && !isFreeName(containerNamed(database, name, namesake), containerText(database, name)))
     return nullptr;
-  }
   const bool chosen = number != 0;
-  if (!chosen) number = freshNumber(database, highestContainer);
+  if (!chosen) {
+    number = freshNumber(database, highestContainer,
+                         "database \"" + database.name +
+                             "\" already holds 65,535 containers; use another database, or let small collections " +
+                             "share containers");
+    if (number == 0) return nullptr;
+  }
   const psId id(db, static_cast<unsigned short>(number), 0, 0);
-  if (number == 0) {
-    fail(psErrorKind::full, "database \"" + database.name +
-                                "\" already holds 65,535 containers; use another database, or let small collections " +
-                                "share containers");
-    return nullptr;
-  }
-  if (chosen && (find(id) != nullptr || isUnreadable(id))) {
-    fail(psErrorKind::usage,
-         "database \"" + database.name + "\" has a container with number " + std::to_string(number) + " already");
-    return nullptr;
-  }
-  if (!name.empty() && !engine_->put(StoreKey::containerName(db, name), numberBytes(number))) {
-    fail(engine_->error());
+  if (const Lookup taken = chosen ? isTaken(id) : Lookup::absent; taken != Lookup::absent) {
+    if (taken == Lookup::found)
+      fail(psErrorKind::usage,
+           "database \"" + database.name + "\" has a container with number " + std::to_string(number) + " already");
     return nullptr;
   }
   CatalogEntry* const entry = CatalogEntry::create(type, id);
-  if (entry == nullptr) return nullptr;
+  if (entry == nullptr) {
+    fail(psErrorKind::memory, "there is no memory for " + text(id));
+    return nullptr;
+  }
+  WholeChange whole(*engine_);
+  if (!name.empty() && !engine_->put(StoreKey::containerName(db, name), numberBytes(number))) {
+    fail(engine_->error());
+    CatalogEntry::retire(entry);
+    return nullptr;
+  }
   entry->name = name;
   entry->created = true;
   change(*entry);
   database.nextNumber = std::max(database.nextNumber, number + 1);
   ++database.live;
   change(database);
-  return add(entry);
+  add(entry);
+  whole.done();
+  return entry;
 }
 
 bool Catalog::erasePrefix(std::string_view prefix) {
   std::vector<std::string> keys;
-  engine_->scan(prefix, [&keys](std::string_view key, std::string_view) {
+  const bool read = engine_->scan(prefix, [&keys](std::string_view key, std::string_view) {
     keys.emplace_back(key);
     return true;
   });
+  if (!read) {
+    failReading(engine_->error());
+    return false;
+  }
   return std::all_of(keys.begin(), keys.end(), [this](const std::string& key) { return engine_->erase(key); }) ||
          fail(engine_->error());
 }
 
 bool Catalog::dropContainer(CatalogEntry& container) {
   const psId id = container.id();
-  CatalogEntry* const database = find(psId(id.get_DB(), 0, 0, 0));
+  CatalogEntry* database = nullptr;
+  if (find(psId(id.get_DB(), 0, 0, 0), database) == Lookup::failed) return false;
+  WholeChange whole(*engine_);
   if (!container.name.empty() && !engine_->erase(StoreKey::containerName(id.get_DB(), container.name))) {
     return fail(engine_->error());
   }
@@ -267,13 +317,15 @@ bool Catalog::dropContainer(CatalogEntry& container) {
     change(*database);
   }
   retire(container);
-  return true;
+  return whole.done();
 }
 
 bool Catalog::dropDatabase(CatalogEntry& database) {
   takenNumbers_ = 0;
   const psId id = database.id();
-  CatalogEntry* const federation = find(federationId());
+  CatalogEntry* federation = nullptr;
+  if (find(federationId(), federation) == Lookup::failed) return false;
+  WholeChange whole(*engine_);
   if (!database.name.empty() && !engine_->erase(StoreKey::databaseName(database.name))) return fail(engine_->error());
   if (database.stored && !engine_->erase(recordKey(id))) return fail(engine_->error());
   if (federation != nullptr) {
@@ -281,20 +333,29 @@ bool Catalog::dropDatabase(CatalogEntry& database) {
     change(*federation);
   }
   retire(database);
-  return true;
+  return whole.done();
 }
 
-std::vector<psId> Catalog::membersOf(const CatalogEntry& scope) {
+bool Catalog::membersOf(const CatalogEntry& scope, std::vector<psId>& members) {
   const psId within = scope.frame->pageId;
   const bool databases = within.get_DB() == 0;
-  std::vector<psId> members;
   const std::string prefix(
       std::string_view(databases ? StoreKey::databases() : StoreKey::containersOf(within.get_DB())));
-  engine_->scan(prefix, [&](std::string_view key, std::string_view) {
+  members.clear();
+  bool sound = true;
+  const bool read = engine_->scan(prefix, [&](std::string_view key, std::string_view) {
+    sound = key.size() == prefix.size() + 2;
+    if (!sound) return false;
     const std::uint16_t number = StoreKey::numberAt(key, prefix.size());
     members.push_back(databases ? psId(number, 0, 0, 0) : psId(within.get_DB(), number, 0, 0));
     return true;
   });
+  if (!read || !sound) {
+    failReading(read ? StoreError{psErrorKind::damaged, "the list of what is in " + text(within) +
+                                                            " is damaged; restore the store from a backup"}
+                     : engine_->error());
+    return false;
+  }
   for (const CatalogEntry* const entry : changed_) {
     const psId id = entry->id();
     const bool member =
@@ -302,7 +363,7 @@ std::vector<psId> Catalog::membersOf(const CatalogEntry& scope) {
     if (member && !entry->stored) members.push_back(id);
   }
   std::sort(members.begin(), members.end(), precedes);
-  return members;
+  return true;
 }
 
 // Takes an entry out of the tables; what pins it keeps its memory.

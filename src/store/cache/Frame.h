@@ -249,8 +249,11 @@ inline std::uint32_t residentType(const psId& id) {
   return PS_LIKELY(object != nullptr) ? headerOf(object)->type & ~namedFlag : 0;
 }
 
-// Whether an object that was opened before is the one of the identifier, and can be used as it is in the running
+// Whether an object that was opened before, or the storage of an array, can be used as it is in the running
 // transaction.
+inline bool isCurrent(const void* object) { return frameOfObject(object)->readStamp == currentSession->readStamp; }
+
+// The same, if it is the object of the identifier as well.
 inline bool isCurrent(const void* object, const psId& id) {
   const ObjectHeader& header = *headerOf(object);
   const Frame& frame = frameTable[header.frame];

@@ -1,7 +1,6 @@
 #include "store/cache/NameIndex.h"
 
-#include <utility>
-#include <vector>
+#include <algorithm>
 
 #include "store/cache/StoreKey.h"
 
@@ -11,6 +10,8 @@ namespace {
 
 constexpr std::size_t kindSize = 1;
 constexpr std::size_t idSize = 8;
+constexpr char byName = 'N';
+constexpr char byObject = 'R';
 
 std::string idBytes(const psId& id) {
   // The key without its leading letter.
@@ -26,68 +27,135 @@ std::string prefixOf(char kind, const psId& id) {
   return std::string(std::string_view(key));
 }
 
-std::vector<std::pair<std::string, std::string>> pairsOf(Engine& engine, std::string_view prefix) {
-  std::vector<std::pair<std::string, std::string>> pairs;
-  engine.scan(prefix, [&pairs](std::string_view key, std::string_view value) {
-    pairs.emplace_back(key, value);
-    return true;
-  });
-  return pairs;
+// A record taken apart.
+struct Filing {
+  psId object;
+  psId scope;
+  std::string_view name;
+
+  StoreKey key(char kind) const {
+    return kind == byName ? StoreKey::name(scope, name) : StoreKey::nameOf(object, scope, name);
+  }
+};
+
+// False when the record has not the form of one; the scope and the name are set as far as they can be told.
+bool readFiling(std::string_view key, std::string_view value, Filing& filing) {
+  const bool named = key[0] == byName;
+  const std::size_t ids = named ? 1 : 2;
+  if (key.size() <= kindSize + ids * idSize) return false;
+  filing.scope = StoreKey::idAt(key, kindSize + (ids - 1) * idSize);
+  filing.name = key.substr(kindSize + ids * idSize);
+  if (value.size() != (named ? idSize : 0)) return false;
+  filing.object = named ? StoreKey::idAt(value, 0) : StoreKey::idAt(key, kindSize);
+  return true;
 }
 
 }  // namespace
 
-NameIndex::Bound NameIndex::bind(const psId& object, const psId& scope, std::string_view name) {
-  const StoreKey key = StoreKey::name(scope, name);
-  std::string_view value;
-  const Engine::Lookup found = engine_.get(key, value);
-  if (found == Engine::Lookup::found) return Bound::taken;
-  const bool done = found == Engine::Lookup::absent && engine_.put(key, idBytes(object)) &&
-                    engine_.put(StoreKey::nameOf(object, scope, name), "");
-  return done ? Bound::done : Bound::failed;
+bool NameIndex::fail(StoreError error) {
+  error_ = std::move(error);
+  return false;
 }
 
-psId NameIndex::find(const psId& scope, std::string_view name) {
+NameIndex::Bound NameIndex::bind(const psId& object, const psId& scope, std::string_view name) {
+  psId bound;
+  const Engine::Lookup found = find(scope, name, bound);
+  if (found != Engine::Lookup::absent) return found == Engine::Lookup::found ? Bound::taken : Bound::failed;
+  WholeChange change(engine_);
+  if (!engine_.put(StoreKey::name(scope, name), idBytes(object)) ||
+      !engine_.put(StoreKey::nameOf(object, scope, name), "")) {
+    fail(engine_.error());
+    return Bound::failed;
+  }
+  change.done();
+  return Bound::done;
+}
+
+Engine::Lookup NameIndex::find(const psId& scope, std::string_view name, psId& object) {
+  const std::string key{std::string_view(StoreKey::name(scope, name))};
   std::string_view value;
-  if (engine_.get(StoreKey::name(scope, name), value) != Engine::Lookup::found || value.size() != idSize) return psId();
-  // Where the other direction disagrees, the bytes of the identifier are damaged.
-  const psId object = StoreKey::idAt(value, 0);
-  return engine_.get(StoreKey::nameOf(object, scope, name), value) == Engine::Lookup::found ? object : psId();
+  // Nothing is filed under what is too long for a name.
+  if (key.size() > engine_.maxKeySize()) return Engine::Lookup::absent;
+  const Engine::Lookup found = engine_.get(key, value);
+  if (found == Engine::Lookup::failed) fail(engine_.error());
+  if (found != Engine::Lookup::found) return found;
+  if (!isAnswered(key, value)) return Engine::Lookup::failed;
+  object = StoreKey::idAt(value, 0);
+  return Engine::Lookup::found;
+}
+
+// Whether the other direction says the same as a record.
+bool NameIndex::isAnswered(std::string_view key, std::string_view value) {
+  Filing filing;
+  if (readFiling(key, value, filing)) {
+    const bool named = key[0] == byName;
+    const std::string wanted = named ? std::string() : idBytes(filing.object);
+    std::string_view answer;
+    const Engine::Lookup found = engine_.get(filing.key(named ? byObject : byName), answer);
+    if (found == Engine::Lookup::failed) return fail(engine_.error());
+    if (found == Engine::Lookup::found && answer == wanted) return true;
+  }
+  const psId& scope = filing.scope;
+  // The name without the letter that keeps names and keys apart.
+  return fail(psErrorKind::damaged, "the record of the name \"" +
+                                        std::string(filing.name.substr(filing.name.empty() ? 0 : 1)) + "\" in scope (" +
+                                        std::to_string(scope.get_DB()) + "," + std::to_string(scope.get_OC()) + "," +
+                                        std::to_string(scope.get_page()) + "," + std::to_string(scope.get_slot()) +
+                                        ") is damaged; restore the store from a backup, or choose another name");
+}
+
+bool NameIndex::pairsOf(std::string_view prefix, Pairs& pairs) {
+  const bool read = engine_.scan(prefix, [&pairs](std::string_view key, std::string_view value) {
+    pairs.emplace_back(key, value);
+    return true;
+  });
+  if (!read) return fail(engine_.error());
+  return std::all_of(pairs.begin(), pairs.end(),
+                     [this](const auto& pair) { return isAnswered(pair.first, pair.second); });
+}
+
+// All records of what is filed in an object and of where it is filed.
+bool NameIndex::collect(const psId& id, Pairs& names, Pairs& namesOfObjects) {
+  return pairsOf(prefixOf(byName, id), names) && pairsOf(prefixOf(byObject, id), namesOfObjects);
+}
+
+bool NameIndex::isReadable(const psId& id) {
+  Pairs names;
+  Pairs namesOfObjects;
+  return collect(id, names, namesOfObjects);
 }
 
 bool NameIndex::forget(const psId& id) {
-  return forgetKeys(prefixOf('N', id), false) && forgetKeys(prefixOf('R', id), true);
-}
-
-// Removes the pairs of a range together with their counterparts in the other direction.
-bool NameIndex::forgetKeys(std::string_view prefix, bool byObject) {
-  for (const auto& [key, value] : pairsOf(engine_, prefix)) {
-    const psId first = StoreKey::idAt(key, kindSize);
-    const StoreKey counterpart =
-        byObject ? StoreKey::name(StoreKey::idAt(key, kindSize + idSize),
-                                  std::string_view(key).substr(kindSize + 2 * idSize))
-                 : StoreKey::nameOf(StoreKey::idAt(value, 0), first, std::string_view(key).substr(kindSize + idSize));
-    if (!engine_.erase(key) || !engine_.erase(counterpart)) return false;
+  Pairs names;
+  Pairs namesOfObjects;
+  if (!collect(id, names, namesOfObjects)) return false;
+  WholeChange change(engine_);
+  for (const Pairs* const pairs : {&names, &namesOfObjects}) {
+    for (const auto& [key, value] : *pairs) {
+      Filing filing;
+      readFiling(key, value, filing);
+      if (!engine_.erase(filing.key(byName)) || !engine_.erase(filing.key(byObject))) return fail(engine_.error());
+    }
   }
-  return true;
+  return change.done();
 }
 
 bool NameIndex::rename(const psId& from, const psId& to) {
-  const auto filedUnder = pairsOf(engine_, prefixOf('R', from));
-  const auto filedIn = pairsOf(engine_, prefixOf('N', from));
-  if (!forget(from)) return false;
-  for (const auto& [key, value] : filedUnder) {
-    const psId scope = StoreKey::idAt(key, kindSize + idSize);
-    // What was filed in itself stays so.
-    const std::string_view name = std::string_view(key).substr(kindSize + 2 * idSize);
-    if (bind(to, scope == from ? to : scope, name) == Bound::failed) return false;
+  Pairs filedIn;
+  Pairs filedUnder;
+  if (!collect(from, filedIn, filedUnder) || !forget(from)) return false;
+  WholeChange change(engine_);
+  for (const Pairs* const pairs : {&filedUnder, &filedIn}) {
+    for (const auto& [key, value] : *pairs) {
+      Filing filing;
+      readFiling(key, value, filing);
+      // What is filed in itself stands in both lists.
+      const psId scope = filing.scope == from ? to : filing.scope;
+      if (pairs == &filedIn && filing.object == from) continue;
+      if (bind(filing.object == from ? to : filing.object, scope, filing.name) != Bound::done) return false;
+    }
   }
-  for (const auto& [key, value] : filedIn) {
-    const psId object = StoreKey::idAt(value, 0);
-    if (object == from) continue;
-    if (bind(object, to, std::string_view(key).substr(kindSize + idSize)) == Bound::failed) return false;
-  }
-  return true;
+  return change.done();
 }
 
 }  // namespace ps::detail

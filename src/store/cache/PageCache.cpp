@@ -126,24 +126,30 @@ void PageCache::link(const Page& page) {
 
 PageCache::Fetch PageCache::fetch(const psId& id, Page*& page) {
   Frame* const frame = residentFrame(head_, id);
-  if (frame != nullptr && (frame->readStamp == readStamp_ || revalidate(id, *frame->page))) {
-    frame->touched = head_.loads;
-    page = frame->page;
-    return Fetch::present;
-  }
-  return load(pageOf(id), page);
+  if (frame == nullptr) return load(pageOf(id), page);
+  const Fetch held = frame->readStamp == readStamp_ ? Fetch::present : revalidate(id, *frame->page);
+  if (held != Fetch::present) return held == Fetch::absent ? load(pageOf(id), page) : held;
+  frame->touched = head_.loads;
+  page = frame->page;
+  return Fetch::present;
 }
 
-// Whether an image that was read in an earlier transaction is still what the store holds; drops it when it is not.
-bool PageCache::revalidate(const psId& id, Page& page) {
+// Whether an image that was read in an earlier transaction is still what the store holds: when it is not, it is dropped
+// and so absent; when nobody can tell, it stays, to be asked about again.
+PageCache::Fetch PageCache::revalidate(const psId& id, Page& page) {
   std::string_view value;
-  if (engine_->get(StoreKey::chunk(id, 0), value) == Engine::Lookup::found && value.size() >= sizeof(std::uint64_t) &&
+  const Engine::Lookup found = engine_->get(StoreKey::chunk(id, 0), value);
+  if (found == Engine::Lookup::failed) {
+    error_ = engine_->error();
+    return Fetch::unreadable;
+  }
+  if (found == Engine::Lookup::found && value.size() >= sizeof(std::uint64_t) &&
       std::memcmp(value.data(), page.checksums.data(), sizeof(std::uint64_t)) == 0) {
     page.frame->readStamp = readStamp_;
-    return true;
+    return Fetch::present;
   }
   discard(page);
-  return false;
+  return Fetch::absent;
 }
 
 PageCache::Fetch PageCache::readRecord(const psId& id, std::string& record, std::vector<std::uint64_t>& checksums) {
@@ -333,8 +339,12 @@ std::uint32_t PageCache::freshPageNumber(CatalogEntry& container) {
   for (std::uint32_t number = 1; number <= highestPage; ++number) {
     id.set_page(static_cast<unsigned short>(number));
     std::string_view value;
-    if (residentFrame(head_, id) == nullptr && engine_->get(StoreKey::chunk(id, 0), value) == Engine::Lookup::absent) {
-      return number;
+    if (residentFrame(head_, id) != nullptr) continue;
+    const Engine::Lookup found = engine_->get(StoreKey::chunk(id, 0), value);
+    if (found == Engine::Lookup::absent) return number;
+    if (found == Engine::Lookup::failed) {
+      error_ = engine_->error();
+      return 0;
     }
   }
   error_ = {psErrorKind::full, "container (" + std::to_string(id.get_DB()) + "," + std::to_string(id.get_OC()) +

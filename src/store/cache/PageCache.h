@@ -78,7 +78,7 @@ class PageCache {
   Page* newImage(const psId& id, std::size_t bytes);
   Page* newPage(CatalogEntry& container, std::size_t capacity);
   std::uint32_t freshPageNumber(CatalogEntry& container);
-  bool revalidate(const psId& id, Page& page);
+  Fetch revalidate(const psId& id, Page& page);
   bool restore(Page& page);
   bool write(Page& page);
   bool writeChunks(const psId& id, Page& page);

@@ -49,10 +49,14 @@ class Engine {
   virtual bool erase(std::string_view key) = 0;
 
   // Visits all pairs whose key begins with prefix. The visitor must not change the store.
-  virtual bool scan(std::string_view prefix, const Visitor& visitor) = 0;
+  // False when what is there could not be read to its end: what was visited is then not all.
+  [[nodiscard]] virtual bool scan(std::string_view prefix, const Visitor& visitor) = 0;
 
   virtual Commit commit() = 0;
   virtual void abort() = 0;
+
+  // Makes an open update transaction void, as a failed put does.
+  virtual void invalidate() noexcept = 0;
 
   // Number of the last commit that the open transaction sees (in an update transaction: that it builds upon); right
   // after a successful commit, the number of that commit. Two transactions with one number see the same content.
@@ -68,6 +72,24 @@ class Engine {
 
  private:
   StoreError error_;
+};
+
+// A change that consists of several steps: unless it comes to done, by a failure or an exception, the transaction is
+// void, so that no part of it is ever committed.
+class WholeChange {
+ public:
+  explicit WholeChange(Engine& engine) : engine_(engine) {}
+  WholeChange(const WholeChange&) = delete;
+  WholeChange& operator=(const WholeChange&) = delete;
+  ~WholeChange() {
+    if (!done_) engine_.invalidate();
+  }
+
+  bool done() { return done_ = true; }
+
+ private:
+  Engine& engine_;
+  bool done_ = false;
 };
 
 // Opens the store at path, creating it unless options.readOnly. A path that begins with "memory:" names a store that

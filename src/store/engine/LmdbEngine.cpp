@@ -133,10 +133,12 @@ bool LmdbEngine::scan(std::string_view prefix, const Visitor& visitor) {
 Engine::Commit LmdbEngine::commit() {
   const bool usable = isUsable(commitAction);
   if (usable && state_ == State::updating) return commitUpdate();
-  if (usable && state_ == State::idle)
+  if (usable && state_ == State::idle) {
     refuse(commitAction, {psErrorKind::usage, "no transaction is open. Begin one first"});
-  if (usable && state_ == State::voided)
+  }
+  if (usable && state_ == State::voided) {
     refuse(commitAction, {voidReason_.kind, "the transaction was void because " + voidReason_.text});
+  }
   const bool reading = state_ == State::reading;
   abort();
   return usable && reading ? Commit::committed : Commit::conflict;
@@ -168,6 +170,12 @@ void LmdbEngine::abort() {
   }
   transaction_ = nullptr;
   state_ = State::idle;
+}
+
+void LmdbEngine::invalidate() noexcept {
+  if (state_ != State::updating) return;
+  state_ = State::voided;
+  voidReason_ = {psErrorKind::conflict, "an earlier change of several steps failed"};
 }
 
 std::size_t LmdbEngine::maxValueSize() const { return 0xffffffff; }

@@ -34,6 +34,7 @@ class LmdbEngine final : public Engine {
   // use.
   Commit commit() override;
   void abort() override;
+  void invalidate() noexcept override;
 
   std::uint64_t version() const override { return version_; }
   std::size_t maxKeySize() const override { return maxKeySize_; }
@@ -61,7 +62,7 @@ class LmdbEngine final : public Engine {
   MDB_txn* reader_ = nullptr;       // kept between read transactions
   std::uint64_t version_ = 0;
   bool changed_ = false;   // LMDB counts a commit only when it changed something
-  StoreError voidReason_;  // of the failure that made the transaction void
+  StoreError voidReason_;  // why the transaction is void
 };
 
 }  // namespace ps::detail

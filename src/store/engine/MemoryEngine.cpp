@@ -84,6 +84,10 @@ void MemoryEngine::abort() {
   end();
 }
 
+void MemoryEngine::invalidate() noexcept {
+  if (state_ == State::updating) state_ = State::voided;
+}
+
 void MemoryEngine::end() noexcept {
   undo_.clear();
   state_ = State::idle;

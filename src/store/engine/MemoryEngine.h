@@ -26,6 +26,7 @@ class MemoryEngine final : public Engine {
   bool scan(std::string_view prefix, const Visitor& visitor) override;
   Commit commit() override;  // never unknown
   void abort() override;
+  void invalidate() noexcept override;
 
   std::uint64_t version() const override { return version_; }
   std::size_t maxKeySize() const override { return 511; }
