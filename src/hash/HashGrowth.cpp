@@ -57,6 +57,7 @@ class BucketSplit {
  private:
   bool openWhatChanges();
   bool createBucket();
+  void giveContainerBack();
   bool moveEntries();
   bool fillSlots();
   bool fillSlot(const pstHandle<psHashBucket>& bucket, int slot, const std::vector<pstRef<psObj>>& held,
@@ -72,6 +73,7 @@ class BucketSplit {
   std::vector<UsedSlot> used_;
 
   Provisional created_;
+  pstHandle<psContObj> newContainer_;  // begun for the new bucket; null when that goes where others are
   pstHandle<psHashBucket> newBucket_;
   std::optional<BucketEdit> edit_;
   std::vector<pstHandle<psObj>> replaced_;  // open for update, to be deleted
@@ -109,11 +111,11 @@ int BucketSplit::bitsToDivide(std::optional<std::uint32_t> another) const {
   return bits;
 }
 
-// The container for the new bucket is asked for last of all that can be refused, so that none is left without a bucket.
+// The container for the new bucket is asked for last of all that can be refused.
 bool BucketSplit::split() {
-  if (!openWhatChanges() || !createBucket() || !moveEntries() || !fillSlots()) return false;
-  carryOut();
-  return true;
+  const bool isReady = openWhatChanges() && createBucket() && moveEntries() && fillSlots();
+  isReady ? carryOut() : giveContainerBack();
+  return isReady;
 }
 
 bool BucketSplit::openWhatChanges() {
@@ -134,10 +136,19 @@ bool BucketSplit::openWhatChanges() {
 bool BucketSplit::createBucket() {
   const pstHandle<psHashAdmin> admin(table_.admin());
   if (admin.open(pscRead) != 1) return false;
+  const pstRef<psContObj> current = admin->bucketContainer();
   const pstRef<psContObj> place = admin->provideBucketContainer();
   if (place.isNull()) return false;
+  if (place != current) newContainer_ = place;
   newBucket_ = created_.add(new (place) psHashBucket(newDepth_, bucket_.slots()));
   return BucketView(newBucket_).isOpen();
+}
+
+// Where the store had no room for all: the next bucket goes into the container, which would be left empty otherwise.
+void BucketSplit::giveContainerBack() {
+  if (newContainer_.isNull()) return;
+  const pstHandle<psHashAdmin> admin(table_.admin());
+  admin->bucketContainer(newContainer_);
 }
 
 // Entries lie in their bucket's container, which they cannot leave but as new objects.

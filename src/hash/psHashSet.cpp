@@ -169,7 +169,7 @@ void psHashSet::statistics() {
     unchained += HashAccess::unchained(*bucket);
     for (int i = 0; i < bucket.slots(); ++i) {
       const SlotView slot(bucket, i);
-      if (slot.chain().isNull()) continue;
+      if (!slot.isOpen() || slot.chain().isNull()) continue;
       ++chains;
       shortest = std::min(shortest, slot.count());
       longest = std::max(longest, slot.count());

@@ -115,7 +115,8 @@ class PS_API psHashSet : public psCollection {
   // cannot be opened for update, and for a set that was not constructed whole.
   bool expandDirectory();
 
-  // Prints the directory's depth and, in six more lines, how many buckets, elements and chains there are.
+  // Prints the directory's depth and, in six more lines, how many buckets, elements and chains there are. A chain that
+  // cannot be read is left out, and from a bucket that cannot be read on all that follows.
   void statistics();
 
  private:

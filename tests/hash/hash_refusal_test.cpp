@@ -272,6 +272,26 @@ TEST(HashRefusal, TheDirectoryDoublesOrDoesNot) {
                 [&](bool result, bool refused) { expectWhole(world, world.model, result, refused); }});
 }
 
+TEST(HashRefusal, StatisticsLeaveOutTheChainThatIsRefused) {
+  HashWorld world(TempStore::Place::memory, Flavour::handle, Hashing::fewValues, slots, Kind::set);
+  for (int i = 0; i < 12; ++i) world.put(i);
+  ASSERT_EQ(world.store->commit(), 1);
+  ASSERT_EQ(world.store->begin(pscRead), 1);
+  world.find();
+  const std::string whole = statisticsOf(*world.set);
+  ASSERT_NE(whole.find("Number of chains: 3\nMin chain size: 4\nMax chain size: 4\n"), std::string::npos) << whole;
+  int without = 0;
+  bool bit = true;
+  for (std::uint64_t k = 1; bit; ++k) {
+    const Refuse refuse(world.store.session(), k);
+    const std::string text = statisticsOf(*world.set);
+    bit = refuse.bit();
+    ASSERT_EQ(text.find("size: -1"), std::string::npos) << text;
+    without += text.find("Number of chains: 2\n") != std::string::npos ? 1 : 0;
+  }
+  EXPECT_GE(without, 3);
+}
+
 // An entry that lies elsewhere is made anew beside its bucket, or stays.
 TEST(HashRefusal, AnEntryIsPlacedOrStays) {
   HashWorld world(TempStore::Place::memory, Flavour::handle, Hashing::content, slots, Kind::map);
