@@ -2,6 +2,12 @@
 
 namespace ps::detail {
 
+namespace {
+
+constexpr unsigned int lastTypeOfLibrary = 9999;
+
+}  // namespace
+
 RawProbe::RawProbe(const void* key, const ComparatorChoice& choice) : key_(key), comparator_(choice.comparator) {
   if (choice.refused || comparator_.isNull() || !comparator_.open()) fail();
 }
@@ -37,6 +43,12 @@ int HandleProbe::order(const pstRef<psObj>& stored) {
 
 bool HandleProbe::matches(const pstRef<psObj>& stored) {
   return collection_ != nullptr ? collection_->equal(pstHandle<psObj>(stored), key_) : order(stored) == 0;
+}
+
+bool HandleProbe::confirms(const pstRef<psObj>& stored) {
+  // The library's own collections call equal what their order does.
+  const bool asks = collection_ != nullptr && collection_->psGetTypeN() > lastTypeOfLibrary;
+  return !asks || collection_->equal(pstHandle<psObj>(stored), key_);
 }
 
 std::uint32_t HandleProbe::hashOf(const pstRef<psObj>& stored) {

@@ -56,6 +56,9 @@ class KeyProbe {
     const RefusalWatch watch;
     return matches(stored) && (!watch.metAbsent() || isKey(stored));
   }
+  // Whether the collection, too, calls an element equal to the key whose order is that of the key; see
+  // psCollection::equal. Worth nothing once failed() is true.
+  virtual bool confirms(const pstRef<psObj>&) { return true; }
   virtual std::uint32_t hash() = 0;
   virtual std::uint32_t hashOf(const pstRef<psObj>& stored) = 0;
 
@@ -117,8 +120,9 @@ class RawProbe final : public KeyProbe {
 class HandleProbe final : public KeyProbe {
  public:
   HandleProbe(const pstHandle<psObj>& key, const ComparatorChoice& choice);
-  // Leaves it to the collection to say what is equal.
+  // Asks the collection, too, what is equal.
   HandleProbe(const pstHandle<psObj>& key, const psCollection& collection);
+  bool confirms(const pstRef<psObj>& stored) override;
   std::uint32_t hash() override { return hashOf(key_); }
   std::uint32_t hashOf(const pstRef<psObj>& stored) override;
 

@@ -21,6 +21,11 @@ class PS_API psCollection : public psObj {
   ~psCollection() noexcept override;
 
   // Whether two elements are equal: by the comparator, or the same object when there is none.
+  //
+  // An override decides for hash collections what matches a handle; elements that it calls equal must hash equal. In
+  // sorted collections the order alone says where an element belongs and that two are the same for add and put, or the
+  // order could not be kept. There an override narrows look-ups by handle (contains, get, remove, goTo): an element
+  // matches when the order says so and the override agrees.
   virtual bool equal(const pstHandle<psObj>& a, const pstHandle<psObj>& b) const;
 
   // True when the collection changed.
@@ -71,6 +76,7 @@ class PS_API psCollection : public psObj {
 
   // An object is never a raw key.
   bool contains(const psObj* element) const { return contains(pstHandle<psObj>(element)); }
+  pstRef<psObj> get(const psObj* element) const = delete;
 
  protected:
   // Calls the iterator's remove for every element whose object no longer exists.

@@ -9,8 +9,12 @@
 //   while (it->hasNext()) use(it->next(pscNoLock));
 //
 // It is not told of changes made to the collection by anything but its own remove and set: after those, position it
-// anew. It must not outlive the transaction in which it is used. Where an element, or what holds it, cannot be opened,
-// an operation gives null, false or 0, and the iterator stays where it is.
+// anew. It must not outlive the transaction in which it is used: one that did gives what is now stored at its place, or
+// null, and is to be positioned anew as well.
+//
+// Where an element, or what holds it, cannot be opened, an operation gives null, false or 0. A step or a change then
+// leaves the iterator where it is. A goTo or goToIndex that failed, which must not be taken for one that found nothing,
+// leaves it nowhere: there is no current element, and none before or behind it, until it is positioned anew.
 //
 // The lock mode says what is done with the reference: with pscLockUpdate the storage that holds it is opened for update
 // first, as it must be before writing through currentP.
@@ -37,8 +41,10 @@ class PS_API psCollectionIterator {
   // Below -1 when it cannot be found out.
   virtual int currentIndex() = 0;
 
-  // Looks for an element. True when the iterator now stands on it; otherwise false, and in sorted collections the
-  // iterator stands just before the first element that is not less, so that next delivers that.
+  // Looks for an element. True when the iterator now stands on it. False when there is none, and in sorted collections
+  // the iterator stands just before the first element that is not less, so that next delivers that. False also when the
+  // search failed: something was refused, or the collection knows no such keys. The iterator then stands nowhere, so
+  // that next delivers nothing.
   virtual bool goTo(const void* key) = 0;
   virtual bool goTo(const pstHandle<psObj>& element) = 0;
 

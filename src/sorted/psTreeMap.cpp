@@ -78,7 +78,7 @@ int psTreeMap::put(const pstHandle<psObj>& key, const pstHandle<psObj>& value, _
 }
 
 pstRef<psObj> psTreeMap::get(const pstHandle<psObj>& key) const {
-  HandleProbe probe(key, {comparator()});
+  HandleProbe probe(key, *this);
   return ps::detail::storedFor(*this, probe);
 }
 

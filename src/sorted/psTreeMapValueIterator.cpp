@@ -8,10 +8,7 @@ int psTreeMapValueIterator::moveCurrentTo(const pstHandle<psObj>& near) { return
 
 pstRef<psObj> psTreeMapValueIterator::next(psLockMode mode) {
   const pstRef<psObj> value = psTreeIterator::next(mode);
-  if (value.isNull() && isBehindLast()) {
-    standIn(pstHandle<psBTree>());
-    position_ = -1;
-  }
+  if (value.isNull() && isBehindLast()) standNowhere();
   return value;
 }
 

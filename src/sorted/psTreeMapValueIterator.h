@@ -6,7 +6,8 @@
 // Walks the values of a map, in the order of the keys. A value may be null, so only hasNext tells where the end is.
 // goTo looks for a key, and goes to its value.
 //
-// When next has run past the last value the iterator is nowhere: it cannot be positioned again.
+// When next has run past the last value the iterator stands nowhere, until it is positioned anew: previous does not
+// lead back.
 class PS_API psTreeMapValueIterator : public psTreeIterator {
  public:
   explicit psTreeMapValueIterator(pstHandle<psTreeMap>& map);

@@ -18,7 +18,7 @@ namespace {
 const pstProcessInitTermClass processInitTerm;
 
 bool isIn(const psTreeSet& set, KeyProbe& probe) {
-  const TreePosition at = ps::detail::locate(set, probe);
+  const TreePosition at = ps::detail::locateMatch(set, probe);
   return !at.failed && at.matched;
 }
 
@@ -66,7 +66,7 @@ bool psTreeSet::contains(const void* key) const {
 }
 
 bool psTreeSet::contains(const pstHandle<psObj>& element) const {
-  HandleProbe probe(element, {comparator()});
+  HandleProbe probe(element, *this);
   return isIn(*this, probe);
 }
 
@@ -85,9 +85,8 @@ pstRef<psObj> psTreeSet::get(const void* key) const {
   return ps::detail::storedFor(*this, probe);
 }
 
-pstRef<psObj> psTreeSet::get(const psObj* element) const {
-  const pstHandle<psObj> key(element);
-  HandleProbe probe(key, {comparator()});
+pstRef<psObj> psTreeSet::get(const pstHandle<psObj>& element) const {
+  HandleProbe probe(element, *this);
   return ps::detail::storedFor(*this, probe);
 }
 
@@ -107,7 +106,7 @@ bool psTreeSet::remove(const void* key) {
 }
 
 bool psTreeSet::remove(const pstHandle<psObj>& element) {
-  HandleProbe probe(element, {comparator()});
+  HandleProbe probe(element, *this);
   return ps::detail::removeMatch(*this, probe);
 }
 

@@ -62,7 +62,10 @@ class PS_API psTreeSet : public psBTree {
 
   // The stored element that matches, null when there is none. (get(int) takes a position.)
   pstRef<psObj> get(const void* key) const override;
-  pstRef<psObj> get(const psObj* element) const;
+  pstRef<psObj> get(const pstHandle<psObj>& element) const;
+  pstRef<psObj> get(const psId& element) const { return get(pstHandle<psObj>(element)); }
+  pstRef<psObj> get(const psObj* element) const { return get(pstHandle<psObj>(element)); }
+  pstRef<psObj> get(const psRefBase& element) const { return get(element.oid()); }
   using psBTree::get;
 
   // True when an element matched and has been removed.

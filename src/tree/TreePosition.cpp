@@ -85,8 +85,16 @@ TreePosition locate(const psBTree& node, KeyProbe& probe) {
   return at;
 }
 
+TreePosition locateMatch(const psBTree& node, KeyProbe& probe) {
+  TreePosition at = locate(node, probe);
+  if (at.failed || !at.matched) return at;
+  at.matched = probe.confirms(at.element);
+  at.failed = probe.failed();
+  return at;
+}
+
 pstRef<psObj> storedFor(const psBTree& node, KeyProbe& probe) {
-  const TreePosition at = locate(node, probe);
+  const TreePosition at = locateMatch(node, probe);
   if (at.failed || !at.matched) return pstRef<psObj>();
   const pstRef<psUnsortedArray> values = at.leaf->values();
   if (values.isNull()) return at.element;
@@ -193,7 +201,7 @@ bool removeElement(const pstHandle<psBTree>& leaf, int index) {
 }
 
 bool removeMatch(const psBTree& node, KeyProbe& probe) {
-  const TreePosition at = locate(node, probe);
+  const TreePosition at = locateMatch(node, probe);
   return !at.failed && at.matched && removeElement(at.leaf, at.index);
 }
 

@@ -24,6 +24,9 @@ struct TreePosition {
 // Looks for the key below the node, by the order of its elements. The probe must have been made for this operation.
 TreePosition locate(const psBTree& node, KeyProbe& probe);
 
+// The same for a look-up, which matches what the collection, too, calls equal; see psCollection::equal.
+TreePosition locateMatch(const psBTree& node, KeyProbe& probe);
+
 // The leaf in which the key is or would be, open for reading; null when the search failed.
 pstHandle<psBTree> leafFor(const psBTree& node, KeyProbe& probe);
 

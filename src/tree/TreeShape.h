@@ -11,11 +11,13 @@ namespace ps::detail {
 // Of the whole process, so that it need not be known whose nodes they are.
 inline std::atomic<std::uint64_t> shapeChanges{1};
 
+inline std::uint64_t shapeNumber() { return shapeChanges.load(std::memory_order_relaxed); }
+
 inline void noteShapeChange() { shapeChanges.fetch_add(1, std::memory_order_relaxed); }
 
 // The shape at this time, in the form of a note beside an object; never null.
 inline psId currentShape() {
-  const std::uint64_t n = shapeChanges.load(std::memory_order_relaxed);
+  const std::uint64_t n = shapeNumber();
   const auto part = [n](unsigned bits) { return static_cast<unsigned short>(n >> bits); };
   return psId(part(0), part(16), part(32), part(48));
 }

@@ -96,6 +96,8 @@ class PS_API psBTree : public psCollection {
 
   // The element at position i; null when there is none.
   pstRef<psObj> get(int i) const;
+  // An object is no position.
+  pstRef<psObj> get(const psId& element) const = delete;
   using psCollection::contains;
   using psCollection::get;
 

@@ -4,9 +4,11 @@
 #include <utility>
 
 #include "arrays/ArrayEdit.h"
+#include "core/RefusalWatch.h"
 #include "store/Relocation.h"
 #include "tree/NodeLinks.h"
 #include "tree/TreePosition.h"
+#include "tree/TreeShape.h"
 #include "tree/psTreeList.h"
 
 using ps::detail::ArrayEdit;
@@ -33,7 +35,12 @@ constexpr int objectsAhead = 8;
 psTreeIterator::psTreeIterator(pstHandle<psBTree>& tree) : psTreeIterator(tree, Delivery::elements) {}
 
 psTreeIterator::psTreeIterator(pstHandle<psBTree>& tree, Delivery delivery) : delivery_(delivery) {
-  if (tree.open(pscRead) == 1) standIn(ps::detail::leftmostLeaf(*tree).node);
+  tree_ = tree;
+  if (tree.open(pscRead) == 1) {
+    if (const pstHandle<psBTree> root = ps::detail::rootOf(*tree); !root.isNull()) tree_ = root;
+    standIn(ps::detail::leftmostLeaf(*tree).node);
+  }
+  if (leaf_.isNull()) index_ = unknownIndex;
 }
 
 psTreeIterator::~psTreeIterator() = default;
@@ -44,8 +51,15 @@ pstRef<psUnsortedArray> psTreeIterator::deliveredFrom(const pstHandle<psBTree>& 
 }
 
 void psTreeIterator::Entries::use(const pstRef<psUnsortedArray>& array) {
-  if (array_ == array) return;
+  const std::uint64_t notes = ps::detail::currentSession->noteStamp;
+  if (array_ == array && notes_ == notes) return;
+  forget();
   array_ = array;
+  notes_ = notes;
+}
+
+void psTreeIterator::Entries::forget() {
+  array_.close();
   first_ = nullptr;
   pin_.reset();
 }
@@ -62,10 +76,57 @@ const pstRef<psObj>* psTreeIterator::Entries::at(int i) {
   return first_ + i;
 }
 
+psTreeIterator::Time psTreeIterator::now() {
+  const ps::detail::SessionHead& session = *ps::detail::currentSession;
+  return {session.noteStamp, ps::detail::shapeNumber(), session.readStamp, session.updateStamp};
+}
+
+bool psTreeIterator::isUpToDate() const {
+  return seen_.notes == ps::detail::currentSession->noteStamp && seen_.shape == ps::detail::shapeNumber();
+}
+
+bool psTreeIterator::standsInLeaf() { return PS_LIKELY(isUpToDate()) ? !leaf_.isNull() : lookAgain(); }
+
+bool psTreeIterator::isInTree() const {
+  if (!leaf_.isValid() || ptmIsKindOf(leaf_.typeN(), psBTree::pstTypeN) == 0) return false;
+  if (!ps::detail::isReadable(leaf_)) return false;
+  // A root that has got leaves below it holds these.
+  const bool isLeaf = !NodeAccess::first(*leaf_).isNull() || ArrayView(NodeAccess::elements(*leaf_)).count() == 0;
+  return isLeaf && ps::detail::rootOf(*leaf_) == tree_;
+}
+
+bool psTreeIterator::lookAgain() {
+  if (leaf_.isNull()) return false;
+  const ps::detail::RefusalWatch watch;
+  leaf_.close();
+  delivered_.forget();
+  const bool isThere = isInTree();
+  if (watch.refused()) return false;
+  if (!isThere) return fail();
+  const Time before = std::exchange(seen_, now());
+  if (before.read != seen_.read || before.update != seen_.update) index_ = unknownIndex;
+  delivered_.use(deliveredFrom(leaf_));
+  return true;
+}
+
 void psTreeIterator::standIn(const pstHandle<psBTree>& leaf) {
-  if (leaf == leaf_) return;
+  if (leaf == leaf_ && isUpToDate()) return;
   leaf_ = leaf;
+  delivered_.forget();
   delivered_.use(deliveredFrom(leaf));
+  seen_ = now();
+}
+
+void psTreeIterator::standNowhere() {
+  leaf_ = pstHandle<psBTree>();
+  delivered_.use(pstRef<psUnsortedArray>());
+  position_ = -1;
+}
+
+bool psTreeIterator::fail() {
+  standNowhere();
+  index_ = unknownIndex;
+  return false;
 }
 
 bool psTreeIterator::isBehindLast() const {
@@ -74,13 +135,15 @@ bool psTreeIterator::isBehindLast() const {
 }
 
 pstHandle<psBTree> psTreeIterator::openRoot() const {
-  return leaf_.isValid() && ps::detail::isReadable(leaf_) ? ps::detail::rootOf(*leaf_) : pstHandle<psBTree>();
+  const pstHandle<psBTree> tree(tree_);
+  return tree.isValid() && ps::detail::isReadable(tree) ? ps::detail::rootOf(*tree) : pstHandle<psBTree>();
 }
 
 pstHandle<psCollection> psTreeIterator::collection() { return openRoot(); }
 
 pstRef<psObj>* psTreeIterator::currentAddress(psLockMode mode) {
   pin_.reset();
+  if (!standsInLeaf()) return nullptr;
   const ArrayView entries(delivered_.array());
   if (position_ < 0 || position_ >= entries.count()) return nullptr;
   if (mode != pscNoLock && !ArrayEdit(entries.array()).isOpen()) return nullptr;
@@ -117,7 +180,7 @@ pstRef<psObj> psTreeIterator::current(psLockMode mode) {
 }
 
 int psTreeIterator::currentIndex() {
-  if (index_ < -1) {
+  if (standsInLeaf() && index_ < -1) {
     const pstHandle<psBTree> root = openRoot();
     const int before = root.isNull() ? -1 : root->treeIndex(leaf_);
     if (before >= 0) index_ = before + position_;
@@ -162,10 +225,12 @@ std::optional<psTreeIterator::Place> psTreeIterator::placeBefore() const {
   return Place{previous.node, preceding.count() - 1, indexAfter(-1), true, preceding.last()};
 }
 
+bool psTreeIterator::canStep(const Place& place, psLockMode mode) const {
+  return !place.hasElement || mode == pscNoLock || ArrayEdit(deliveredFrom(place.leaf)).isOpen();
+}
+
 pstRef<psObj> psTreeIterator::stepTo(const Place& place, psLockMode mode) {
-  if (place.hasElement && mode != pscNoLock && !ArrayEdit(deliveredFrom(place.leaf)).isOpen()) {
-    return pstRef<psObj>();
-  }
+  if (!canStep(place, mode)) return pstRef<psObj>();
   standIn(place.leaf);
   position_ = place.position;
   index_ = place.index;
@@ -173,6 +238,7 @@ pstRef<psObj> psTreeIterator::stepTo(const Place& place, psLockMode mode) {
 }
 
 pstRef<psObj> psTreeIterator::next(psLockMode mode) {
+  if (!standsInLeaf()) return pstRef<psObj>();
   if (mode == pscNoLock) {
     if (const pstRef<psObj>* const element = delivered_.at(position_ + 1)) {
       ++position_;
@@ -188,7 +254,7 @@ pstRef<psObj> psTreeIterator::next(psLockMode mode) {
 }
 
 pstRef<psObj> psTreeIterator::previous(psLockMode mode) {
-  if (position_ == -1) return pstRef<psObj>();
+  if (position_ == -1 || !standsInLeaf()) return pstRef<psObj>();
   if (mode == pscNoLock && position_ > 0) {
     if (const pstRef<psObj>* const element = delivered_.at(position_ - 1)) {
       --position_;
@@ -201,20 +267,29 @@ pstRef<psObj> psTreeIterator::previous(psLockMode mode) {
 }
 
 bool psTreeIterator::hasNext() {
+  if (!standsInLeaf()) return false;
   if (delivered_.at(position_ + 1) != nullptr) return true;
   const ArrayView entries(delivered_.array());
   if (entries.count() == 0) return false;
   return position_ + 1 < entries.count() || !ps::detail::nextNode(*leaf_).node.isNull();
 }
 
-bool psTreeIterator::hasPrevious() { return !leaf_.isNull() && (position_ > 0 || currentIndex() > 0); }
+bool psTreeIterator::hasPrevious() { return standsInLeaf() && (position_ > 0 || currentIndex() > 0); }
 
 pstRef<psObj> psTreeIterator::goToIndex(int i, psLockMode mode) {
+  const std::optional<Place> place = placeOf(i);
+  if (place && canStep(*place, mode)) return stepTo(*place, pscNoLock);
+  fail();
+  return pstRef<psObj>();
+}
+
+std::optional<psTreeIterator::Place> psTreeIterator::placeOf(int i) const {
   const pstHandle<psBTree> root = openRoot();
-  if (root.isNull()) return pstRef<psObj>();
+  if (root.isNull()) return std::nullopt;
   if (i < 0) {
     const NodeAnswer low = ps::detail::leftmostLeaf(*root);
-    return low.failed ? pstRef<psObj>() : stepTo(Place{low.node, -1, -1, false, pstRef<psObj>()}, mode);
+    if (low.failed) return std::nullopt;
+    return Place{low.node, -1, -1, false, pstRef<psObj>()};
   }
   Place place;
   int count = 0;
@@ -225,48 +300,48 @@ pstRef<psObj> psTreeIterator::goToIndex(int i, psLockMode mode) {
         count += inLeaf;
         return !place.hasElement;
       });
-  if (!complete) return pstRef<psObj>();
+  if (!complete) return std::nullopt;
   if (place.hasElement) {
     const ArrayView entries(deliveredFrom(place.leaf));
-    if (place.position >= entries.count()) return pstRef<psObj>();
+    if (place.position >= entries.count()) return std::nullopt;
     place.delivered = entries[place.position];
   }
-  return stepTo(place, mode);
+  return place;
 }
 
 bool psTreeIterator::standAt(const psBTree& root, ps::detail::KeyProbe& probe) {
-  // Only an empty root is an empty leaf: there is nowhere to go.
-  if (ArrayView(delivered_.array()).count() == 0) return false;
-  const TreePosition at = ps::detail::locate(root, probe);
-  if (at.failed) return false;
+  const TreePosition at = ps::detail::locateMatch(root, probe);
+  if (at.failed) return fail();
+  // Only an empty root is an empty leaf: there is nowhere else to go.
+  if (standsInLeaf() && leaf_ == at.leaf && ArrayView(delivered_.array()).count() == 0) return false;
   stepTo(Place{at.leaf, at.matched ? at.index : at.index - 1, unknownIndex, at.matched, at.element}, pscNoLock);
   return at.matched;
 }
 
 bool psTreeIterator::goTo(const void* key) {
   const pstHandle<psBTree> root = openRoot();
-  if (root.isNull()) return false;
+  if (root.isNull()) return fail();
   RawProbe probe(key, ps::detail::comparatorOf(*root));
   return standAt(*root, probe);
 }
 
 bool psTreeIterator::goTo(const pstHandle<psObj>& element) {
   const pstHandle<psBTree> root = openRoot();
-  if (root.isNull()) return false;
-  HandleProbe probe(element, ps::detail::comparatorOf(*root));
+  if (root.isNull()) return fail();
+  HandleProbe probe(element, *root);
   return standAt(*root, probe);
 }
 
 bool psTreeIterator::goTo(unsigned int, int (*compare)(unsigned int, unsigned int)) {
   const pstHandle<psBTree> root = openRoot();
-  if (root.isNull()) return false;
+  if (root.isNull()) return fail();
   CallbackProbe probe(compare);
   return standAt(*root, probe);
 }
 
 bool psTreeIterator::goTo(_jobject*& key, _jobject*& callee, JNIEnv_* env) {
   const pstHandle<psBTree> root = openRoot();
-  if (root.isNull() || root->psIsKindOf(psTreeList::pstTypeN)) return false;
+  if (root.isNull() || root->psIsKindOf(psTreeList::pstTypeN)) return fail();
   JavaProbe probe(key, callee, env);
   return standAt(*root, probe);
 }
@@ -283,7 +358,7 @@ std::optional<psTreeIterator::Place> psTreeIterator::placeAfterRemoval(int count
 }
 
 int psTreeIterator::remove() {
-  if (!leaf_.isValid()) return 0;
+  if (!standsInLeaf()) return 0;
   const int count = ArrayView(delivered_.array()).count();
   if (position_ < 0 || position_ >= count) return 0;
   const std::optional<Place> stand = placeAfterRemoval(count);

@@ -1,5 +1,6 @@
 #pragma once
 
+#include <cstdint>
 #include <optional>
 
 #include "core/psCollectionIterator.h"
@@ -45,8 +46,10 @@ class PS_API psTreeIterator : public psCollectionIterator {
   // leaf open and look up nothing.
   class Entries {
    public:
-    // Nothing happens when it is this array already.
+    // Nothing happens when it is this array already and cannot have changed since but by the iterator.
     void use(const pstRef<psUnsortedArray>& array);
+    // Has the entries looked up again.
+    void forget();
     // The address of entry i; null when there is none or it cannot be read.
     const pstRef<psObj>* at(int i);
     // Asks for the object of entry i, which at has given before.
@@ -56,11 +59,19 @@ class PS_API psTreeIterator : public psCollectionIterator {
    private:
     pstHandle<psUnsortedArray> array_;
     const pstRef<psObj>* first_ = nullptr;
+    std::uint64_t notes_ = 0;  // the session's note stamp when the array was taken
     std::optional<ps::detail::PagePin> pin_;
   };
 
-  // Makes the leaf the current one; a null one leaves the iterator nowhere.
+  // Makes the leaf the current one.
   void standIn(const pstHandle<psBTree>& leaf);
+  // Leaves the leaf. Only index_ stays as it is.
+  void standNowhere();
+  // The same after a failure: the position in the collection is not known either. False.
+  bool fail();
+  // Whether there is a current leaf. One that is no leaf any more, or cannot be read, is left; what the iterator holds
+  // of one that may have changed is read again.
+  bool standsInLeaf();
   bool isBehindLast() const;
 
   // Stores the reference in place of the current one. 1; 0, with nothing changed, when there is no current one or its
@@ -70,7 +81,7 @@ class PS_API psTreeIterator : public psCollectionIterator {
   // changed, when that fails.
   int moveInPlace(const pstHandle<psObj>& near);
 
-  pstHandle<psBTree> leaf_;  // open for reading; null when the tree could not be read
+  pstHandle<psBTree> leaf_;  // open for reading; null when the iterator stands nowhere
   int position_ = -1;
 
  private:
@@ -83,6 +94,20 @@ class PS_API psTreeIterator : public psCollectionIterator {
     pstRef<psObj> delivered;
   };
 
+  // What tells whether the leaf may have changed without the iterator's doing.
+  struct Time {
+    std::uint64_t notes = 0;   // moves with aborts, with commits of others, and with marks of leaves
+    std::uint64_t shape = 0;   // moves with nodes that come and go
+    std::uint64_t read = 0;    // of the version that is read
+    std::uint64_t update = 0;  // of the update transaction
+  };
+
+  static Time now();
+  bool isUpToDate() const;
+  bool lookAgain();
+  // Whether the current leaf is one of the tree.
+  bool isInTree() const;
+
   // Whether objects have been opened since the last step, those of the walk presumably.
   bool objectsAreRead();
 
@@ -90,6 +115,11 @@ class PS_API psTreeIterator : public psCollectionIterator {
   std::optional<Place> placeAfter() const;
   std::optional<Place> placeBefore() const;
 
+  // The place of position i; nothing when a node cannot be opened.
+  std::optional<Place> placeOf(int i) const;
+
+  // Opens what has to be open for update there, as mode says.
+  bool canStep(const Place& place, psLockMode mode) const;
   // Goes to the place and returns what is delivered there; stays, and returns null, when mode asks for an update open
   // that is refused.
   pstRef<psObj> stepTo(const Place& place, psLockMode mode);
@@ -100,12 +130,13 @@ class PS_API psTreeIterator : public psCollectionIterator {
   // refused. It stays good until the next call.
   pstRef<psObj>* currentAddress(psLockMode mode);
 
-  // The collection's root, open; null when the iterator has lost its leaf or a node cannot be opened.
+  // The collection's root, open; null when it cannot be opened.
   pstHandle<psBTree> openRoot() const;
 
   // index_ after a step of the given length; unknown stays unknown.
   int indexAfter(int step) const { return index_ < -1 ? index_ : index_ + step; }
 
+  // Goes to what the probe looks for; nowhere when the search fails.
   bool standAt(const psBTree& root, ps::detail::KeyProbe& probe);
   std::optional<Place> placeAfterRemoval(int count) const;
   // The steps of moveCurrentTo. fitsHere tells whether what the probe looks for belongs where the iterator stands;
@@ -115,8 +146,10 @@ class PS_API psTreeIterator : public psCollectionIterator {
   bool placeAnew(const pstHandle<psBTree>& root, const pstHandle<psObj>& old, const ps::detail::ComparatorChoice& order,
                  ps::detail::KeyProbe& probe, const pstRef<psObj>& element);
 
+  pstRef<psBTree> tree_;  // the collection
   Delivery delivery_ = Delivery::elements;
   Entries delivered_;
+  Time seen_;                               // when the current leaf was looked at
   std::uint64_t opens_ = 0;                 // the session's at the last step
   std::optional<ps::detail::PagePin> pin_;  // of what currentAddress gave out
   pstRef<psObj> nothing_;                   // what currentP gives out where there is none

@@ -11,13 +11,14 @@ bool psTreeListIterator::goTo(const pstHandle<psObj>& element) {
   const ps::detail::RefusalWatch watch;
   while (hasNext()) {
     const pstRef<psObj> found = next(pscNoLock);
-    if (watch.refused()) return false;
+    if (watch.refused() || watch.metAbsent()) break;
     if (found == element) return true;
   }
-  return false;
+  // No element was opened: what does not exist is a part of the list.
+  return watch.refused() || watch.metAbsent() ? fail() : false;
 }
 
-bool psTreeListIterator::goTo(unsigned int, int (*)(unsigned int, unsigned int)) { return false; }
+bool psTreeListIterator::goTo(unsigned int, int (*)(unsigned int, unsigned int)) { return fail(); }
 
 int psTreeListIterator::moveCurrentTo(const pstHandle<psObj>& near) { return moveInPlace(near); }
 

@@ -5,7 +5,7 @@
 
 // Walks a list. Elements are looked for by identity, in both flavours, from the current position on: goTo stops at the
 // next occurrence of the object, and repeated calls find one after another. When there is none the iterator stands on
-// the last element.
+// the last element. From nowhere it finds nothing: goToIndex positions the iterator anew.
 class PS_API psTreeListIterator : public psTreeIterator {
  public:
   explicit psTreeListIterator(pstHandle<psTreeList>& list);

@@ -1,5 +1,6 @@
 #include <gtest/gtest.h>
 
+#include <algorithm>
 #include <cmath>
 #include <cstddef>
 #include <cstring>
@@ -12,6 +13,7 @@
 #include "sorted/psTreeSet.h"
 #include "support/SetWorld.h"
 #include "tree/psBTreeNode.h"
+#include "tree/psTreeList.h"
 
 namespace ps::test {
 namespace {
@@ -41,14 +43,14 @@ TEST(TreeSet, VirtualOperationsStandInTheirPublishedOrder) {
   expectConsecutive(
       10, slotOf(&C::equal), slotOf(&C::add), slotOf(&C::addAll), slotOf<const pstRef<psAdmin>&() const>(&C::admin),
       slotOf(&C::clear), slotOf(&C::comparator), slotOf(&C::containsAll), slotOf<bool(const void*) const>(&C::contains),
-      slotOf<bool(Key) const>(&C::contains), slotOf(&C::get), slotOf(&C::iterator), slotOf(&C::keyIterator),
-      slotOf(&C::isEmpty), slotOf(&C::refresh), slotOf<bool(Key)>(&C::remove), slotOf<bool(Other)>(&C::removeAll),
-      slotOf(&C::removeAllDeleted), slotOf<bool(Other)>(&C::retainAll), slotOf(&C::size), slotOf(&C::valueIterator),
-      slotOf(&B::childOf), slotOf<int(Key)>(&B::first), slotOf(&B::full), slotOf(&B::newLow), slotOf(&B::next),
-      slotOf<pstHandle<psBTree>() const>(&B::parent), slotOf<int(const pstHandle<psBTree>&)>(&B::parent),
-      slotOf(&B::removeNode), slotOf(&B::isLeaf), slotOf(&B::removeKeyValueAt), slotOf(&B::root), slotOf(&B::values),
-      slotOf(&B::compact), slotOf<pstRef<psObj>() const>(&B::first), slotOf(&B::indexOf),
-      slotOf<bool(const void*)>(&psTreeSet::remove),
+      slotOf<bool(Key) const>(&C::contains), slotOf<pstRef<psObj>(const void*) const>(&C::get), slotOf(&C::iterator),
+      slotOf(&C::keyIterator), slotOf(&C::isEmpty), slotOf(&C::refresh), slotOf<bool(Key)>(&C::remove),
+      slotOf<bool(Other)>(&C::removeAll), slotOf(&C::removeAllDeleted), slotOf<bool(Other)>(&C::retainAll),
+      slotOf(&C::size), slotOf(&C::valueIterator), slotOf(&B::childOf), slotOf<int(Key)>(&B::first), slotOf(&B::full),
+      slotOf(&B::newLow), slotOf(&B::next), slotOf<pstHandle<psBTree>() const>(&B::parent),
+      slotOf<int(const pstHandle<psBTree>&)>(&B::parent), slotOf(&B::removeNode), slotOf(&B::isLeaf),
+      slotOf(&B::removeKeyValueAt), slotOf(&B::root), slotOf(&B::values), slotOf(&B::compact),
+      slotOf<pstRef<psObj>() const>(&B::first), slotOf(&B::indexOf), slotOf<bool(const void*)>(&psTreeSet::remove),
       slotOf<pstRef<psObj>(_jobject*&, _jobject*&, JNIEnv_*) const>(&psTreeSet::get),
       slotOf<bool(_jobject*&, _jobject*&, JNIEnv_*)>(&psTreeSet::remove),
       slotOf<pstRef<psObj>(Callback) const>(&psTreeSet::get));
@@ -93,14 +95,154 @@ TEST(TreeSet, APointerMeansTheObjectAndARawKeyNeedsAComparator) {
   EXPECT_TRUE(set.contains(pointer));
   EXPECT_EQ(set.get(pointer), key.id);
   EXPECT_TRUE(iterator->goTo(pointer));
+  for (const ItemKey& each : world.model.list()) {
+    const pstRef<Item> reference(each.id);
+    ASSERT_TRUE(set.get(each.id) == each.id && set.get(reference) == each.id) << "an identifier is no position";
+    ASSERT_TRUE(set.contains(each.id) && set.contains(reference) && iterator->goTo(each.id));
+    ASSERT_EQ(set.indexOf(reference, 0), world.model.rank(each));
+  }
+  ASSERT_TRUE(iterator->goTo(pointer));
 
   const Keyed raw(Flavour::raw, false);
   EXPECT_FALSE(raw.contains(set, key) || raw.remove(set, key) || raw.goTo(*iterator, key));
   EXPECT_TRUE(raw.get(set, key).isNull());
-  EXPECT_EQ(iterator->current(pscNoLock), key.id) << "it was not to move";
+  EXPECT_TRUE(iterator->current(pscNoLock).isNull() && !iterator->hasNext()) << "nothing was looked for";
   EXPECT_EQ(world.complaints(), "");
   EXPECT_TRUE(set.remove(pointer));
   EXPECT_FALSE(set.contains(pointer));
+}
+
+template <class Key, class Collection, class = void>
+constexpr bool isKeyOf = false;
+template <class Key, class Collection>
+constexpr bool isKeyOf<Key, Collection, std::void_t<decltype(std::declval<Collection>().get(std::declval<Key>()))>> =
+    true;
+static_assert(isKeyOf<int, psTreeList> && isKeyOf<const void*, psBTree>);
+static_assert(!isKeyOf<psId, psTreeList> && !isKeyOf<pstRef<Item>, psTreeList> && !isKeyOf<Item*, psTreeList>);
+static_assert(!isKeyOf<psId, psBTree> && !isKeyOf<Item*, psBTree> && !isKeyOf<Item*, psCollection>);
+
+// Calls the same object alone equal, or everything.
+class OtherwiseEqual : public psTreeSet {
+  PS_PERSISTENT_CLASS(OtherwiseEqual, psTreeSet, 20111)
+
+ public:
+  OtherwiseEqual(pstHandle<psCompare>& comparator, bool everything)
+      : psTreeSet(comparator, 4), everything_(everything) {}
+  bool equal(const pstHandle<psObj>& a, const pstHandle<psObj>& b) const override { return everything_ || a == b; }
+
+ private:
+  bool everything_ = false;
+};
+PS_REGISTER_CLASS(OtherwiseEqual)
+
+TEST(TreeSet, AnEqualOfItsOwnNarrowsLookUpsAndPlacesNothing) {
+  TempStore store(TempStore::Place::memory);
+  ASSERT_EQ(store->begin(pscUpdate), 1);
+  const pstHandle<psContObj> in = store.container("items");
+  pstHandle<psCompare> comparator(new (in) ItemCompare);
+  for (const bool everything : {true, false}) {
+    const pstHandle<OtherwiseEqual> set(new (in) OtherwiseEqual(comparator, everything));
+    for (int n = 0; n < 40; ++n) {
+      const pstHandle<psObj> item(makeItem(in, n * 7 % 40).id);
+      const pstHandle<psObj> twin(makeItem(in, n * 7 % 40).id);
+      const std::unique_ptr<psCollectionIterator> it(set->iterator());
+      ASSERT_FALSE(set->contains(item));
+      ASSERT_TRUE(set->add(item) && !set->add(twin));
+      ASSERT_TRUE(set->contains(item) && it->goTo(item) && set->get(item) == item);
+      ASSERT_EQ(set->contains(twin), everything);
+      ASSERT_EQ(it->goTo(twin), everything);
+      ASSERT_EQ(set->get(twin).isNull(), !everything);
+      ASSERT_TRUE(everything || !set->remove(twin));
+    }
+    ASSERT_EQ(set->size(), 40);
+    ASSERT_EQ(faultsOf(set), "");
+  }
+}
+
+// What an iterator gives is in the map, and it goes where it is told.
+void expectAlive(SetWorld& world, psCollectionIterator& it, bool overValues) {
+  std::vector<psId> elements;
+  for (const SetModel::Pair& pair : world.model.pairs()) elements.push_back(overValues ? pair.value : pair.key.id);
+  const auto isAlive = [&](const psId& id) {
+    return id.isNull() || std::find(elements.begin(), elements.end(), id) != elements.end();
+  };
+  const psId value = it.currentValue();
+  ASSERT_TRUE(overValues || !it.current(pscNoLock).isNull() || value.isNull());
+  ASSERT_TRUE(isAlive(it.current(pscNoLock)) && (value.isNull() || value.isValid()));
+  it.hasPrevious();
+  for (int i = 0; i < 6; ++i) ASSERT_TRUE(isAlive(i % 2 == 0 ? it.next(pscNoLock) : it.previous(pscNoLock)));
+  for (int i = 0; i < 6; ++i) ASSERT_TRUE(isAlive(it.next(pscNoLock)));
+  ASSERT_EQ(it.collection(), world.set);
+  for (const std::size_t i : {std::size_t{1}, elements.size() - 1}) {
+    ASSERT_TRUE(it.goTo(pstHandle<psObj>(world.model.list()[i].id)));
+    ASSERT_EQ(it.current(pscNoLock), elements[i]);
+    ASSERT_EQ(it.goToIndex(static_cast<int>(i), pscNoLock), elements[i]);
+    ASSERT_EQ(it.currentIndex(), static_cast<int>(i));
+  }
+}
+
+enum class Event { rootSplits, leavesGo, abort, othersCommit };
+
+TEST(TreeSet, IteratorsGiveNothingDead) {
+  for (const Event event : {Event::rootSplits, Event::leavesGo, Event::abort, Event::othersCommit}) {
+    SCOPED_TRACE(static_cast<int>(event));
+    SetWorld world(TempStore::Place::file, Flavour::handle, true, 4, Kind::map);
+    for (int number = 0; number < (event == Event::rootSplits ? 3 : 80); ++number) world.put(number);
+    ASSERT_EQ(world.store->commit(), 1);
+    std::string path;
+    world.store.whileClosed([&](const std::string& closed) { path = closed; });
+    ASSERT_EQ(world.store->begin(event == Event::othersCommit ? pscRead : pscUpdate), 1);
+    world.find();
+    const SetModel before = world.model;
+    if (event == Event::abort) {
+      for (int number = 80; number < 160; ++number) world.put(number);
+    }
+    std::vector<std::unique_ptr<psCollectionIterator>> iterators;
+    for (int at = 0; at < world.model.size(); at += 2) {
+      for (const bool overValues : {false, true}) {
+        iterators.emplace_back(overValues ? world.set->valueIterator() : world.set->keyIterator());
+        iterators.back()->goToIndex(at, pscNoLock);
+        iterators.back()->currentValue();
+      }
+    }
+    const std::vector<ItemKey> items = world.model.list();
+    const auto removeMost = [&items](const pstHandle<psCollection>& map) {
+      for (const ItemKey& item : items) {
+        if (item.number % 40 > 3) map->remove(pstHandle<psObj>(item.id));
+      }
+    };
+    if (event == Event::rootSplits) {
+      for (int number = 3; number < 80; ++number) world.put(number);
+    } else if (event == Event::abort) {
+      ASSERT_EQ(world.store->abort(), 1);
+      ASSERT_EQ(world.store->begin(pscRead), 1);
+      world.find();
+      world.model = before;
+    } else {
+      if (event == Event::othersCommit) {
+        ASSERT_EQ(world.store->commit(), 1);
+        std::thread([&] {
+          psSession other;
+          ASSERT_EQ(other.open(path), 1);
+          ASSERT_EQ(other.begin(pscUpdate), 1);
+          removeMost(storedCollection(other));
+          ASSERT_EQ(other.commit(), 1);
+        }).join();
+        ASSERT_EQ(world.store->begin(pscRead), 1);
+        world.find();
+      } else {
+        removeMost(world.set);
+      }
+      for (const ItemKey& item : items) {
+        if (item.number % 40 > 3) world.model.remove(item);
+      }
+    }
+    for (std::size_t i = 0; i < iterators.size(); ++i) {
+      SCOPED_TRACE(i);
+      expectAlive(world, *iterators[i], i % 2 == 1);
+      if (HasFailure()) return;
+    }
+  }
 }
 
 // Orders by identifier, but not in the library's way: an element that moves changes its place although there is a
