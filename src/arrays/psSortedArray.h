@@ -18,9 +18,10 @@ class PS_API psSortedArray : public psUnsortedArray {
   // node's is already equal. Behind the last element when there is no such position, 0 when the array is empty.
   //
   // Failures: 0 when the comparator cannot be opened, when the first node cannot be read, and for a raw key without
-  // comparator; one behind the last when the last node cannot be read; -1 for any other node. An entry whose comparison
-  // fails in Java counts as one that cannot be read. The operations of the trees can tell these from an answer, callers
-  // of this one cannot, but for the Java exception that is pending.
+  // comparator; one behind the last when the last node cannot be read; -1 for any other node, so the result need not be
+  // a position. An entry whose comparison fails, because something cannot be opened or in Java, counts as one that
+  // cannot be read, also with leaf non-zero. The operations of the trees can tell these from an answer, callers of this
+  // one cannot, but for the Java exception that is pending.
   int binarySearch(const pstHandle<psObj>& key, pstHandle<psCompare>& comparator, unsigned char leaf) const;
   int binarySearch(const void* key, pstHandle<psCompare>& comparator, unsigned char leaf) const;
   int binarySearch(int (*compare)(unsigned int, unsigned int), unsigned char leaf) const;

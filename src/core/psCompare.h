@@ -14,11 +14,18 @@
 //   Java       a Java object, compared by a method of the Java object callee
 //
 // A comparison puts the stored element first: negative when it sorts before the key, zero when they match, positive
-// when it sorts after. Only the sign counts. The order must be total and must not change while elements are in a
-// collection; elements that compare equal must hash equal.
+// when it sorts after. Only the sign counts.
 //
-// An override may open objects. It must not change the collection that asks, nor throw. When an object cannot be
-// opened, any answer will do: the operation notices the refused open, changes nothing and gives its failure result.
+// What a comparator needs:
+// - A class of its own, derived with PS_PERSISTENT_CLASS and registered in every program that uses its collections.
+// - A total order, which does not change while elements are in a collection. Elements that compare equal hash equal.
+// - Both raw-key operations overridden together, or neither. Without them a raw key is the address of a handle.
+// - It may open objects. It must not change the collection that asks, nor throw.
+//
+// When an object cannot be opened, any answer will do, since it is not believed. Refused: the operation changes nothing
+// and gives its failure result. Deleted: the same in ordered collections, for every operation that meets the object on
+// its way, until removeAllDeleted has taken it out; a hash collection goes on beside it, and no key matches it but the
+// object itself.
 class PS_API psCompare : public psObj {
   PS_PERSISTENT_CLASS(psCompare, psObj, 4013)
 
@@ -74,6 +81,8 @@ class PS_API psCompare : public psObj {
   //   compare(element, other, ...)  int cpp_compare2(long other, long element)
   //   hash(key, ...)                int cpp_hash(Object key)
   //   hash(element, ...)            int cpp_hash2(long element)
+  //
+  // One class loader serves a process: what it found is kept, and used for the objects of others too.
   //
   // env is the environment of the calling thread, which must be attached to the JVM. A class or method is looked up at
   // its first call, and again after a look-up that failed. When a call fails, or an exception is pending already, in

@@ -100,6 +100,7 @@ class PS_API psHashMap : public psHashSet {
   psCollectionIterator* valueIterator() const override;
 
   // Puts an entry where the hash says that it belongs; one from another container becomes a new object near its bucket.
+  // A split does not call it; see the set.
   bool rehash(const pstHandle<psObj>& entry, unsigned int hash) override;
 
   // Adds a pair whose key is known not to be there; bucket is the one that the hash leads to. False when it is not, or

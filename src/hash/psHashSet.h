@@ -91,7 +91,8 @@ class PS_API psHashSet : public psCollection {
   int size() const override;
 
   // Puts an element where the hash says that it belongs, without asking whether it is there already, and without
-  // growth. True when it is in the set then.
+  // growth. True when it is in the set then. The library does not call it: a split moves elements by itself, and an
+  // override is not asked.
   virtual bool rehash(const pstHandle<psObj>& element, unsigned int hash);
 
   virtual pstRef<psObj> get(unsigned int hash, _jobject*& key, _jobject*& callee, JNIEnv_* env) const;
