@@ -128,7 +128,8 @@ void pstDeleteVArray(void* array) {
   }
   const psId id = storageOf(array);
   SessionCore* const session = SessionCore::current();
-  if (id.isNull() || session == nullptr || session->mode() != pscUpdate) return;
+  // An image that is not current says nothing of what is to be freed.
+  if (id.isNull() || session == nullptr || !session->changePageOf(array)) return;
   session->freeObject(id);
   std::memset(array, 0, sizeof id);
 }
