@@ -8,9 +8,9 @@
 #include "store/psTypeManager.h"
 #include "store/pstHandle.h"
 
-// Storage for a new object of class typeN and size bytes, zeroed, in the container of near, or in near itself when it
-// names a container; the second form takes an address. Null, with an error signalled, outside an update transaction,
-// without a near object, for an unregistered class, or when the container is full.
+// Storage for a new object of class typeN and size bytes, zeroed behind the class's virtual table, in the container of
+// near, or in near itself when it names a container; the second form takes an address. Null, with an error signalled,
+// outside an update transaction, without a near object, for an unregistered class, or when the container is full.
 PS_API void* pstNewObj(unsigned int typeN, std::size_t size, const pstHandle<psObj>& near) noexcept;
 PS_API void* pstNewObj(unsigned int typeN, std::size_t size, const psObj* near) noexcept;
 
@@ -63,8 +63,23 @@ PS_API const pstSessionData* pstSessionDataGetFunction() noexcept;
 //     PS_PERSISTENT_CLASS(Word, psObj, 20001)
 //    public: ...
 //
-// Class numbers up to 9999 belong to the library. Every `new` places the object: near another object, in a container,
-// by identifier, or in the session's default place. A null result skips the constructor.
+// The class
+// - derives from psObj or another persistent class, publicly, with nothing before it;
+// - has a number from 10000 to 2147483647 that no other class has in any program of the store; a class that derives
+// from
+//   it needs the macro and a number too;
+// - has flat fields alone (numbers, pstRef, pstVArray) and an alignment of at most 16 bytes;
+// - stands in PS_REGISTER_CLASS in each program that reads its objects;
+// - keeps its size as long as objects are stored; their fields are in the order of the class.
+//
+// Refused are, with a message that says so: by the compiler, another number or alignment, and arrays of objects; by
+// psSession::open, a number that two classes have; by `new`, a class that is not registered, or one without the macro
+// whose size is not its base's; by a handle made from the address, and by the commit, any other class without the
+// macro.
+//
+// Every `new` places the object: near another object, in a container, by identifier, or in the session's default place.
+// A null result skips the constructor. A constructor that throws leaves nothing in the store. `delete` is psDelete
+// without its questions; see psObj::operator delete.
 #define PS_PERSISTENT_CLASS(Class, Base, TypeNumber)                                                                  \
   PS_PERSISTENT_GLUE(Class, Base, TypeNumber)                                                                         \
  public:                                                                                                              \
