@@ -25,7 +25,7 @@ namespace {
 
 template <class T>
 void introduce(const char* name, psRelocation relocation) {
-  ps::detail::registerClass<T>(name, relocation);
+  ps::detail::registerLibraryClass<T>(name, relocation);
   T::psAssocRegister();
 }
 

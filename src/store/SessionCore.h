@@ -64,6 +64,8 @@ class SessionCore : public SessionHead {
   // Asks the guard; true without one.
   bool admits(const psId& id, psMode mode);
 
+  const ClassInfo* classOf(std::uint32_t type) { return classOf_(type); }
+
   void* create(std::uint32_t type, std::size_t size, const psId& near);
   void* createStorage(const psId& near, std::uint32_t size, std::uint32_t capacity);
   bool destroy(const psId& id, psObj* openForUpdate);

@@ -32,5 +32,10 @@ void* psGCContObj::operator new(std::size_t, const char* name, unsigned int, uns
   return newContainer(name, pstTypeN, near.oid());
 }
 
-PS_REGISTER_CLASS(psContObj)
-PS_REGISTER_CLASS(psGCContObj)
+namespace ps::detail {
+
+static const ClassRegistration<psContObj, &registerLibraryClass<psContObj>> registrationOfPsContObj("psContObj");
+static const ClassRegistration<psGCContObj, &registerLibraryClass<psGCContObj>> registrationOfPsGCContObj(
+    "psGCContObj");
+
+}  // namespace ps::detail

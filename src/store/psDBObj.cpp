@@ -30,4 +30,8 @@ psDBObj::psDBObj(const char* name, unsigned int, unsigned int, const char*, cons
   entry->frame->pageId = psId();
 }
 
-PS_REGISTER_CLASS(psDBObj)
+namespace ps::detail {
+
+static const ClassRegistration<psDBObj, &registerLibraryClass<psDBObj>> registrationOfPsDBObj("psDBObj");
+
+}  // namespace ps::detail

@@ -1,3 +1,7 @@
 #include "store/psFDObj.h"
 
-PS_REGISTER_CLASS(psFDObj)
+namespace ps::detail {
+
+static const ClassRegistration<psFDObj, &registerLibraryClass<psFDObj>> registrationOfPsFDObj("psFDObj");
+
+}  // namespace ps::detail

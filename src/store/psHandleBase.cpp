@@ -7,10 +7,26 @@ unsigned int psHandleBase::typeOutOfLine() const {
   return session != nullptr ? session->typeOf(id_) : 0;
 }
 
+namespace {
+
+// Whether an object is of a class that has no number of its own; the error is then signalled. While an object is
+// constructed or destroyed it is of a base of its class, which has another number.
+bool isMisfit(const psObj* object) {
+  ps::detail::SessionCore* const session = ps::detail::SessionCore::current();
+  const std::uint32_t type = ps::detail::headerOf(object)->type & ~ps::detail::namedFlag;
+  const ps::detail::ClassInfo* const info = session != nullptr ? session->classOf(type) : nullptr;
+  if (info == nullptr || PS_LIKELY(ps::detail::isOfClass(*info, object)) || object->psGetTypeN() != type) return false;
+  session->fail(ps::detail::textOf(object->psOid()) + ": " + ps::detail::complaintAbout(*info, object));
+  return true;
+}
+
+}  // namespace
+
 psHandleBase::psHandleBase(const psObj* object) {
   if (object == nullptr || !ps::detail::isInArena(object)) return;
-  id_ = object->psOid();
-  if (id_.isNull()) return;
+  const psId id = object->psOid();
+  if (id.isNull() || (id.get_page() != 0 && isMisfit(object))) return;
+  id_ = id;
   object_ = const_cast<psObj*>(object);
   ps::detail::pin(ps::detail::frameOfObject(object_));
 }

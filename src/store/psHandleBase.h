@@ -91,7 +91,8 @@ class PS_API psHandleBase {
   }
 
  protected:
-  // A handle to an object of known address, opened as it is. The address of a transient object gives a null handle.
+  // A handle to an object of known address, opened as it is. The address of a transient object gives a null handle; so
+  // does, with the error signalled, that of an object whose class has no number of its own.
   explicit psHandleBase(const psObj* object);
 
   // The object's address, opened for reading when the handle is not open; null when refused.

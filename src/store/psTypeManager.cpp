@@ -1,33 +1,36 @@
 #include "store/psTypeManager.h"
 
-#include <cstring>
-
 #include "store/cache/TypeRegistry.h"
 #include "store/pstVArray.h"
 
 using ps::detail::ClassInfo;
 using ps::detail::TypeRegistry;
 
-void ptmRegisterClass(unsigned int typeN, const char* name, unsigned int baseTypeN, std::size_t size,
-                      psRelocation relocation) {
+namespace {
+
+void add(TypeRegistry::Owner owner, unsigned int typeN, const char* name, unsigned int baseTypeN, std::size_t size,
+         psRelocation relocation) {
   ClassInfo info;
   info.number = typeN;
   info.name = name;
   info.base = baseTypeN;
   info.size = static_cast<std::uint32_t>(size);
   info.relocation = relocation;
-  TypeRegistry::instance().add(std::move(info));
+  TypeRegistry::instance().add(std::move(info), owner);
+}
+
+}  // namespace
+
+void ptmRegisterClass(unsigned int typeN, const char* name, unsigned int baseTypeN, std::size_t size,
+                      psRelocation relocation) {
+  add(TypeRegistry::Owner::application, typeN, name, baseTypeN, size, relocation);
 }
 
 int ptmIsKindOf(unsigned int typeN, unsigned int baseTypeN) {
   return TypeRegistry::instance().isKindOf(typeN, baseTypeN) ? 1 : 0;
 }
 
-void ptmStealVtbls(unsigned int typeN, psObj* prototype) {
-  std::uint64_t virtualTable = 0;
-  std::memcpy(&virtualTable, static_cast<const void*>(prototype), sizeof virtualTable);
-  TypeRegistry::instance().adopt(typeN, virtualTable);
-}
+void ptmStealVtbls(unsigned int typeN, psObj* prototype) { TypeRegistry::instance().adopt(typeN, prototype); }
 
 int ptmAddToVTableInitList(void (*function)()) {
   TypeRegistry::instance().addInitializer(function);
@@ -60,6 +63,11 @@ void PrototypeScope::note(const void* array) {
   if (offset >= size_) return;
   arrays_.push_back(offset);
   TypeRegistry::instance().addArray(typeN_, static_cast<std::uint32_t>(offset));
+}
+
+void addLibraryClass(unsigned int typeN, const char* name, unsigned int baseTypeN, std::size_t size,
+                     psRelocation relocation) {
+  add(TypeRegistry::Owner::library, typeN, name, baseTypeN, size, relocation);
 }
 
 void noteArrayConstruction(const void* array) {

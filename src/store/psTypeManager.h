@@ -13,8 +13,12 @@
 // Whether copies and moves of an object are allowed. A class that owns other objects says no: a copy would share them.
 enum class psRelocation { allowed, refused };
 
-// Makes a class known. size is that of its objects. A number that another class already has is refused: the error is
-// signalled, and psSession::open then fails with it.
+// Class numbers up to the first belong to the library; those of an application go from there to the second.
+constexpr unsigned int psHighestLibraryTypeN = 9999;
+constexpr unsigned int psHighestTypeN = 0x7FFFFFFF;
+
+// Makes an application's class known. size is that of its objects. A number that another class already has, or that is
+// no application's, is refused: the error is signalled, and psSession::open then fails with it.
 PS_API void ptmRegisterClass(unsigned int typeN, const char* name, unsigned int baseTypeN, std::size_t size,
                              psRelocation relocation);
 
@@ -73,14 +77,25 @@ void adoptPrototype() {
 
 template <class T>
 void registerClass(const char* name, psRelocation relocation) {
+  static_assert(T::pstTypeN > psHighestLibraryTypeN && T::pstTypeN <= psHighestTypeN,
+                "an application's classes have numbers from 10000 to 2147483647");
+  static_assert(alignof(T) <= 16, "objects are aligned to 16 bytes in the store");
   ptmRegisterClass(T::pstTypeN, name, T::psBase::pstTypeN, sizeof(T), relocation);
 }
 
+// The same for a class of the library.
+void addLibraryClass(unsigned int typeN, const char* name, unsigned int baseTypeN, std::size_t size,
+                     psRelocation relocation);
 template <class T>
+void registerLibraryClass(const char* name, psRelocation relocation) {
+  addLibraryClass(T::pstTypeN, name, T::psBase::pstTypeN, sizeof(T), relocation);
+}
+
+template <class T, void (*Register)(const char*, psRelocation) = &registerClass<T>>
 class ClassRegistration {
  public:
   explicit ClassRegistration(const char* name) {
-    registerClass<T>(name, psRelocation::allowed);
+    Register(name, psRelocation::allowed);
     if constexpr (!std::is_abstract_v<T>) ptmAddToVTableInitList(&adoptPrototype<T>);
   }
 };

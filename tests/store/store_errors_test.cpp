@@ -71,6 +71,22 @@ class Nameless : public Flat {
   std::int64_t more = 0;
 };
 
+// The same, where the size does not tell.
+class Namesake : public Flat {
+ public:
+  using Flat::Flat;
+  void psCopyInit() override { number = 0; }
+};
+
+// Has a base whose constructor makes handles to the object.
+class Heir : public Owner {
+  PS_PERSISTENT_CLASS(Heir, Owner, 20222)
+
+ public:
+  Heir() = default;
+};
+PS_REGISTER_CLASS(Heir)
+
 // Classes of other programs: only a process of its own makes them known.
 class Foreign : public psObj {
   PS_PERSISTENT_CLASS(Foreign, psObj, 20230)
@@ -538,18 +554,51 @@ TEST_F(StoreErrors, ClassesAreRegisteredOnce) {
   EXPECT_NE(new (in) Flat(1), nullptr);
 }
 
+TEST_F(StoreErrors, AClassWithoutANumberOfItsOwnIsFound) {
+  const auto complainsOfBoth = [this] { complains({"Namesake", "Flat", "20200", "PS_PERSISTENT_CLASS"}); };
+  furnish();
+  begin();
+  EXPECT_NE(pstHandle<Heir>(new (container("in")) Heir)->part, pstRef<psObj>());
+  EXPECT_EQ(session_.lastError(), "") << "in its base's constructor an object is of the base";
+  const Flat* const made = new (container("in")) Namesake(1);
+  EXPECT_TRUE(pstHandle<Flat>(made).isNull());
+  complainsOfBoth();
+  pehSessionDataGetFunction()->clear();
+  EXPECT_EQ(session_.commit(), 0);
+  complainsOfBoth();
+  isIntact();
+
+  // In a page that would leave the cache meanwhile.
+  ASSERT_EQ(session_.close(), 1);
+  ASSERT_EQ(session_.open(path_, unsynced(0)), 1);
+  begin();
+  new (container("in")) Namesake(2);
+  for (std::uint64_t n = 0; n < 2000; ++n) new (container("bricks")) Brick(n);
+  EXPECT_GT(session_.counters().pageWrites, 100U);
+  EXPECT_LT(session_.counters().residentBytes, std::size_t{5} << 20);
+  EXPECT_EQ(session_.commit(), 0);
+  complainsOfBoth();
+  isIntact();
+}
+
 // While libraries load nobody reads messages: the first open repeats this one.
-TEST(StoreClasses, ADuplicateNumberFailsTheFirstOpen) {
+TEST(StoreClasses, ARefusedNumberFailsTheFirstOpen) {
   GTEST_FLAG_SET(death_test_style, "threadsafe");
-  EXPECT_EXIT(
-      {
-        ptmRegisterClass(Blob::pstTypeN, "Intruder", psObj::pstTypeN, 64, psRelocation::allowed);
-        psSession session;
-        session.open("memory:");
-        std::fputs(session.lastError().c_str(), stderr);
-        std::_Exit(session.begin(pscRead));
-      },
-      ::testing::ExitedWithCode(0), "20201 is claimed by both Blob and Intruder");
+  const std::pair<unsigned int, const char*> refused[] = {
+      {Blob::pstTypeN, "20201 is claimed by both Blob and Intruder"},
+      {9999, "Intruder has the number 9999.*from 10000"},
+      {0x80004E20U, "Intruder has the number 2147503648"}};
+  for (const auto& [number, complaint] : refused) {
+    EXPECT_EXIT(
+        {
+          ptmRegisterClass(number, "Intruder", psObj::pstTypeN, 64, psRelocation::allowed);
+          psSession session;
+          session.open("memory:");
+          std::fputs(session.lastError().c_str(), stderr);
+          std::_Exit(session.begin(pscRead));
+        },
+        ::testing::ExitedWithCode(0), complaint);
+  }
 }
 
 TEST_F(StoreErrors, NumbersDoNotWrap) {

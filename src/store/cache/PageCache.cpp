@@ -12,6 +12,7 @@
 #include "store/cache/Arena.h"
 #include "store/cache/PageRecord.h"
 #include "store/cache/StoreKey.h"
+#include "store/cache/TypeRegistry.h"
 
 namespace ps::detail {
 
@@ -377,13 +378,21 @@ bool PageCache::writeChanges() {
 
 bool PageCache::write(Page& page) {
   const psId& id = page.frame->pageId;
+  if (page.objects != 0) {
+    if (const ObjectHeader* const object = encodePage(page, written_)) {
+      const ClassInfo& info = *TypeRegistry::instance().find(object->type & ~namedFlag);
+      error_ =
+          "object " + std::to_string(object->slot) + " of " + pageText(id) + ": " + complaintAbout(info, object + 1);
+      return false;
+    }
+  }
   const bool done = page.objects == 0 ? eraseChunks(id, page, 0) : writeChunks(id, page);
   if (!done) error_ = engine_->error();
   return done;
 }
 
+// Writes what encodePage has made of the page.
 bool PageCache::writeChunks(const psId& id, Page& page) {
-  encodePage(page, written_);
   const std::size_t count = (written_.size() + chunkPayload - 1) / chunkPayload;
   std::vector<std::uint64_t> checksums(count);
   bool wrote = false;
@@ -439,7 +448,11 @@ void PageCache::makeRoom(std::size_t bytes) {
 
 bool PageCache::evict(Page& page) {
   if (page.changed) {
-    if (updateStamp_ == SessionHead::noStamp || !write(page)) return false;
+    if (updateStamp_ == SessionHead::noStamp || !write(page)) {
+      // It stays, and the commit says why; the hand, which has others to try, passes by it for now.
+      page.frame->touched = head_.loads;
+      return false;
+    }
     spilled_.insert(page.frame->pageId.bits());
   } else {
     checkContents(page);

@@ -95,15 +95,19 @@ std::string_view verifiedPayload(std::string_view key, std::string_view value, s
   return chunkChecksum(key, payload) == checksum ? payload : std::string_view{};
 }
 
-void encodePage(const Page& page, std::string& record) {
+const ObjectHeader* encodePage(const Page& page, std::string& record) {
   record.assign(sizeof(RecordHeader), '\0');
   RecordHeader header{};
   header.nextSlot = static_cast<std::uint16_t>(page.nextSlot);
   const std::uint16_t* const slots = slotsOf(page.frame);
   const std::uint32_t end = std::min<std::uint32_t>(page.nextSlot, page.frame->slotLimit + 1U);
+  ClassLookup classOf;
   for (std::uint32_t slot = 1; slot < end; ++slot) {
     if (slots[slot] == 0) continue;
-    appendObject(*headerAt(page.frame, slots[slot]), record);
+    const ObjectHeader& object = *headerAt(page.frame, slots[slot]);
+    const ClassInfo* const info = omitted(object.type) != 0 ? classOf(object.type & ~namedFlag) : nullptr;
+    if (info != nullptr && !isOfClass(*info, &object + 1)) return &object;
+    appendObject(object, record);
     ++header.objects;
   }
   for (const auto& [slot, offset] : page.foreign) {
@@ -112,6 +116,7 @@ void encodePage(const Page& page, std::string& record) {
   }
   header.length = static_cast<std::uint32_t>(record.size());
   std::memcpy(record.data(), &header, sizeof header);
+  return nullptr;
 }
 
 std::vector<std::pair<std::uint16_t, std::uint64_t>> objectChecksums(const Page& page) {

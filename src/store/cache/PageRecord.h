@@ -34,8 +34,9 @@ std::uint64_t chunkChecksum(std::string_view key, std::string_view payload);
 // The payload of a value when its checksum is right, else an empty view.
 std::string_view verifiedPayload(std::string_view key, std::string_view value, std::uint64_t& checksum);
 
-// Writes the record of a page, with its header's tailHash still zero.
-void encodePage(const Page& page, std::string& record);
+// Writes the record of a page, with its header's tailHash still zero. Null; or else the first object that is of another
+// class than it would be stored as, and then there is no record.
+const ObjectHeader* encodePage(const Page& page, std::string& record);
 
 // The checksums of the objects that can be opened, by slots.
 std::vector<std::pair<std::uint16_t, std::uint64_t>> objectChecksums(const Page& page);

@@ -1,6 +1,9 @@
 #include "store/cache/TypeRegistry.h"
 
+#include <cxxabi.h>
+
 #include <algorithm>
+#include <cstdlib>
 #include <cstring>
 #include <mutex>
 
@@ -8,35 +11,60 @@
 
 namespace ps::detail {
 
+bool isOfRegisteredType(const ClassInfo& info, const void* object) {
+  return info.type == nullptr || typeid(*static_cast<const psObj*>(object)) == *info.type;
+}
+
+std::string complaintAbout(const ClassInfo& info, const void* object) {
+  const char* const encoded = typeid(*static_cast<const psObj*>(object)).name();
+  const std::unique_ptr<char, void (*)(void*)> name(abi::__cxa_demangle(encoded, nullptr, nullptr, nullptr), std::free);
+  return "an object of class " + std::string(name != nullptr ? name.get() : encoded) +
+         " would be stored as one of class " + info.name + " (number " + std::to_string(info.number) +
+         "); give the class a PS_PERSISTENT_CLASS and a number of its own";
+}
+
 TypeRegistry& TypeRegistry::instance() {
   // Function-local and never destroyed: classes of other libraries register before and after any static object of ours.
   static TypeRegistry* const registry = new TypeRegistry;
   return *registry;
 }
 
-void TypeRegistry::add(ClassInfo info) {
+void TypeRegistry::add(ClassInfo info, Owner owner) {
   std::string complaint;
   {
     const std::unique_lock<std::shared_mutex> lock(mutex_);
-    const auto found = classes_.find(info.number);
-    if (found == classes_.end()) {
+    complaint = refusal(info, owner);
+    if (complaint.empty()) {
       const unsigned int number = info.number;
       classes_.emplace(number, std::make_unique<ClassInfo>(std::move(info)));
       return;
     }
-    const ClassInfo& known = *found->second;
-    if (known.name == info.name && known.size == info.size && known.base == info.base) return;
-    complaint = "class number " + std::to_string(info.number) + " is claimed by both " + known.name + " and " +
-                info.name + "; give one of them another number";
     if (!initialized_ && conflict_.empty()) conflict_ = complaint;
   }
   signalStoreError({psErrorKind::usage, complaint});
 }
 
-void TypeRegistry::adopt(unsigned int number, std::uint64_t virtualTable) {
+// Why a class cannot be added; empty when it can, or is there already.
+std::string TypeRegistry::refusal(const ClassInfo& info, Owner owner) const {
+  const std::string number = std::to_string(info.number);
+  if (owner == Owner::application && (info.number <= psHighestLibraryTypeN || info.number > psHighestTypeN)) {
+    return "class " + info.name + " has the number " + number + "; an application's classes have numbers from " +
+           std::to_string(psHighestLibraryTypeN + 1) + " to " + std::to_string(psHighestTypeN);
+  }
+  const auto found = classes_.find(info.number);
+  if (found == classes_.end()) return {};
+  const ClassInfo& known = *found->second;
+  if (known.name == info.name && known.size == info.size && known.base == info.base) return {};
+  return "class number " + number + " is claimed by both " + known.name + " and " + info.name +
+         "; give one of them another number";
+}
+
+void TypeRegistry::adopt(unsigned int number, const psObj* prototype) {
   const std::unique_lock<std::shared_mutex> lock(mutex_);
   const auto found = classes_.find(number);
-  if (found != classes_.end() && found->second->virtualTable == 0) found->second->virtualTable = virtualTable;
+  if (found == classes_.end() || found->second->virtualTable != 0) return;
+  std::memcpy(&found->second->virtualTable, static_cast<const void*>(prototype), sizeof(std::uint64_t));
+  found->second->type = &typeid(*prototype);
 }
 
 void TypeRegistry::addArray(unsigned int number, std::uint32_t offset) {

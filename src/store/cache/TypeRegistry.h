@@ -1,10 +1,12 @@
 #pragma once
 
 #include <cstdint>
+#include <cstring>
 #include <memory>
 #include <mutex>
 #include <shared_mutex>
 #include <string>
+#include <typeinfo>
 #include <unordered_map>
 #include <vector>
 
@@ -19,9 +21,21 @@ struct ClassInfo {
   unsigned int base = 0;
   std::uint32_t size = 0;
   psRelocation relocation = psRelocation::allowed;
-  std::uint64_t virtualTable = 0;           // the first word of its objects; 0 while no prototype was seen
+  std::uint64_t virtualTable = 0;  // the first word of its objects; 0 while no prototype was seen
+  const std::type_info* type = nullptr;
   std::vector<std::uint32_t> arrayOffsets;  // where its pstVArrays lie
 };
+
+// Whether a constructed object is of the class itself, and not of one that derives from it without a number of its own.
+// A program that has the class in several libraries may have as many virtual tables of it.
+bool isOfRegisteredType(const ClassInfo& info, const void* object);
+inline bool isOfClass(const ClassInfo& info, const void* object) {
+  std::uint64_t virtualTable = 0;
+  std::memcpy(&virtualTable, object, sizeof virtualTable);
+  return PS_LIKELY(virtualTable == info.virtualTable) || isOfRegisteredType(info, object);
+}
+// What is wrong with an object that is of another class than the one it is stored as.
+std::string complaintAbout(const ClassInfo& info, const void* object);
 
 // The persistent classes of the process. Classes are added while libraries load and never change afterwards, so a
 // pointer that find gave stays good. Used from several threads.
@@ -29,8 +43,10 @@ class TypeRegistry {
  public:
   static TypeRegistry& instance();
 
-  void add(ClassInfo info);
-  void adopt(unsigned int number, std::uint64_t virtualTable);
+  // Adds a class; a number that another class has, or that the class may not have, is refused and signalled.
+  enum class Owner { library, application };
+  void add(ClassInfo info, Owner owner);
+  void adopt(unsigned int number, const psObj* prototype);
   void addArray(unsigned int number, std::uint32_t offset);
 
   const ClassInfo* find(unsigned int number) const;
@@ -40,10 +56,12 @@ class TypeRegistry {
   void initialize();
   void addInitializer(void (*function)());
 
-  // A sentence about the first number that two classes claimed; empty when there is none.
+  // A sentence about the first class that was refused; empty when there is none.
   std::string conflict() const;
 
  private:
+  std::string refusal(const ClassInfo& info, Owner owner) const;
+
   std::mutex initializing_;
   mutable std::shared_mutex mutex_;  // guards the rest
   std::unordered_map<unsigned int, std::unique_ptr<ClassInfo>> classes_;
