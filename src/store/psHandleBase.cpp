@@ -16,7 +16,8 @@ bool isMisfit(const psObj* object) {
   const std::uint32_t type = ps::detail::headerOf(object)->type & ~ps::detail::namedFlag;
   const ps::detail::ClassInfo* const info = session != nullptr ? session->classOf(type) : nullptr;
   if (info == nullptr || PS_LIKELY(ps::detail::isOfClass(*info, object)) || object->psGetTypeN() != type) return false;
-  session->fail(ps::detail::textOf(object->psOid()) + ": " + ps::detail::complaintAbout(*info, object));
+  session->fail(psErrorKind::unknownClass,
+                ps::detail::textOf(object->psOid()) + ": " + ps::detail::complaintAbout(*info, object));
   return true;
 }
 

@@ -62,7 +62,7 @@ class FaultyEngine final : public ps::detail::Engine {
 
  private:
   bool noted(bool good) {
-    if (!good) fail(sound_->error() + "a fault");
+    if (!good) fail(psErrorKind::disk, sound_->error().text + "a fault");
     return good;
   }
   bool changed() {
@@ -79,7 +79,7 @@ class FaultyEngine final : public ps::detail::Engine {
 
 // Takes the place of the library's.
 std::unique_ptr<ps::detail::Engine> ps::detail::openEngine(const std::string& path, const psSessionOptions& options,
-                                                           std::string& error) {
+                                                           StoreError& error) {
   auto sound = std::make_unique<LmdbEngine>(LmdbEnvironment::acquire(path, options, error), options);
   return std::make_unique<ps::test::FaultyEngine>(std::move(sound));
 }

@@ -381,8 +381,9 @@ bool PageCache::write(Page& page) {
   if (page.objects != 0) {
     if (const ObjectHeader* const object = encodePage(page, written_)) {
       const ClassInfo& info = *TypeRegistry::instance().find(object->type & ~namedFlag);
-      error_ =
-          "object " + std::to_string(object->slot) + " of " + pageText(id) + ": " + complaintAbout(info, object + 1);
+      psId of = id;
+      of.set_slot(object->slot);
+      error_ = {psErrorKind::unknownClass, textOf(of) + ": " + complaintAbout(info, object + 1)};
       return false;
     }
   }
