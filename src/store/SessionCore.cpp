@@ -1,7 +1,5 @@
 #include "store/SessionCore.h"
 
-#include <pthread.h>
-
 #include <algorithm>
 #include <atomic>
 #include <cstring>
@@ -21,18 +19,6 @@ SessionHead noSession;
 std::uint64_t freshStamp() {
   static std::atomic<std::uint64_t> last{1};
   return ++last;
-}
-
-void markForkedChild() {
-  if (SessionCore* const session = SessionCore::current()) {
-    session->forked = true;
-    session->updateStamps();
-  }
-}
-
-void watchForks() {
-  static const int registered = pthread_atfork(nullptr, nullptr, &markForkedChild);
-  (void)registered;
 }
 
 bool isPageSize(unsigned int size) { return size >= 4096 && size <= 32768 && (size & (size - 1)) == 0; }
@@ -113,7 +99,6 @@ bool SessionCore::open(const std::string& path, const psSessionOptions& options)
     return false;
   }
   cache_.attach(*engine_, pageSize);
-  watchForks();
   currentSession = this;
   return true;
 }

@@ -584,6 +584,63 @@ TEST(LmdbEngineTest, theMapIsSizedByOptionEnvironmentAndLimits) {
   EXPECT_TRUE(store(*openStore(folder / "vast", unsynced(SIZE_MAX)), lettered('a'))) << "halved until it fits";
 }
 
+TEST(LmdbEngineTest, aCreationCutShortIsBegunAnewAndNothingElseIs) {
+  const TemporaryFolder folder;
+  const std::string path = folder / "store";
+  openStore(folder / "new", unsynced(std::size_t{1} << 30));
+  std::ifstream created(folder / "new");
+  const std::string whole(std::istreambuf_iterator<char>(created), {});
+  ASSERT_EQ(whole.size(), 8192U);
+  std::mt19937 random(7);
+  for (int i = 0; i < 60; ++i) {
+    std::string left = i == 0 ? std::string() : whole.substr(0, 1 + random() % whole.size());
+    for (std::size_t sector = 0; sector < left.size(); sector += 512) {
+      if (random() % 3 == 0) left.replace(sector, std::min<std::size_t>(512, left.size() - sector), 512, '\0');
+    }
+    left.resize(std::min(left.size(), whole.size()));
+    std::ofstream(path, std::ios::trunc) << left;
+    EXPECT_TRUE(store(*openStore(path, psSessionOptions()), lettered('a'))) << left.size();
+    EXPECT_EQ(contentOf(*openStore(path)), lettered('a'));
+
+    left = whole.substr(0, 1 + random() % 4096);
+    std::size_t byte = random() % left.size();
+    if (byte % 4096 / 8 == 4) byte = 0;  // the size of the map
+    left[byte] = static_cast<char>(left[byte] ^ 1);
+    std::ofstream(path, std::ios::trunc) << left;
+    std::string error;
+    EXPECT_EQ(openEngine(path, unsynced(), error), nullptr) << byte << " of " << left.size();
+    std::ifstream now(path);
+    EXPECT_TRUE(std::string(std::istreambuf_iterator<char>(now), {}) == left);
+  }
+}
+
+TEST(LmdbEngineTest, standardStreamsThatAreClosedStayOutOfTheStore) {
+  const TemporaryFolder folder;
+  Process child([&](int) {
+    for (int descriptor = 0; descriptor < 3; ++descriptor) ::close(descriptor);
+    const auto engine = openStore(folder / "store");
+    for (int descriptor = 0; descriptor < 3; ++descriptor) {
+      if (::fcntl(descriptor, F_GETFD) != -1) return 1;
+    }
+    return store(*engine, lettered('a')) ? 0 : 2;
+  });
+  EXPECT_EQ(child.wait(), 0);
+}
+
+TEST(LmdbEngineTest, aThreadThatEndsWithinAnUpdateIsNotTakenForALaterOne) {
+  const TemporaryFolder folder;
+  const std::string path = folder / "store";
+  auto engine = openStore(path);
+  auto other = openStore(path);
+  std::thread([&] { EXPECT_TRUE(engine->begin(true) && engine->put("key", "lost")); }).join();
+  std::thread([&] { EXPECT_FALSE(other->begin(true)); }).join();
+  EXPECT_NE(other->error().find("a thread ended within an update"), std::string::npos) << other->error();
+  engine.reset();
+  other.reset();
+  EXPECT_TRUE(store(*openStore(path), lettered('a')));
+  EXPECT_EQ(contentOf(*openStore(path)), lettered('a'));
+}
+
 TEST(LmdbEngineTest, aFileCutShortIsReportedAsDamaged) {
   const TemporaryFolder folder;
   const std::string path = folder / "store";

@@ -95,6 +95,35 @@ TEST(StoreSharing, SessionsOfSeveralThreadsWorkSideBySide) {
   for (const std::string& complaint : complaints) EXPECT_EQ(complaint, "");
 }
 
+// Threads are in the middle of opening and closing sessions whenever the process forks.
+TEST(StoreSharing, AChildForkedBesideBusyThreadsOpensItsOwnSession) {
+  const ScratchFolder folder;
+  const std::string path = folder / "store.ps";
+  const auto use = [](const std::string& name) {
+    psSession session;
+    return session.open(name, unsynced()) == 1 && session.begin(pscUpdate) == 1 &&
+           !session.container(session.database("forks"), "in").isNull() && session.commit() == 1;
+  };
+  ASSERT_TRUE(use(path));
+  std::atomic<bool> over{false};
+  std::vector<std::thread> threads;
+  for (int i = 0; i < 3; ++i) {
+    threads.emplace_back([&, i] {
+      const std::string name = folder / std::to_string(i);
+      while (!over) EXPECT_TRUE(use(i % 2 == 0 ? "memory:" : name));
+    });
+  }
+  for (int i = 0; i < 40 && !::testing::Test::HasFailure(); ++i) {
+    Process child([&](const Process::Channel&) {
+      ::alarm(20);
+      return use(path) && use("memory:") ? 0 : 1;
+    });
+    EXPECT_EQ(child.wait(), 0) << "fork " << i;
+  }
+  over = true;
+  for (std::thread& thread : threads) thread.join();
+}
+
 constexpr std::array<const char*, 3> shelves = {"one", "two", "three"};
 constexpr std::int64_t keptBatches = 20;
 

@@ -33,6 +33,10 @@ class Arena {
   Frame* allocateFrame(char* image);
   void releaseFrame(Frame* frame);
 
+  // See ForkLocks.
+  void lockForFork() { mutex_.lock(); }
+  void unlockAfterFork() { mutex_.unlock(); }
+
   // The frame whose block an address lies in.
   static Frame* frameOf(const void* address);
 

@@ -30,6 +30,8 @@ class EntryPool {
     return entry;
   }
 
+  std::mutex& mutex() { return mutex_; }
+
   void release(void* entry) {
     const std::lock_guard<std::mutex> lock(mutex_);
     free_.push_back(entry);
@@ -82,6 +84,9 @@ void CatalogEntry::destroy(CatalogEntry* entry) {
   entry->~CatalogEntry();
   EntryPool::instance().release(entry);
 }
+
+void CatalogEntry::lockForFork() { EntryPool::instance().mutex().lock(); }
+void CatalogEntry::unlockAfterFork() { EntryPool::instance().mutex().unlock(); }
 
 std::string CatalogEntry::encode(std::string_view key) const {
   const StoredEntry fields{header.type, nextNumber, live, pageSize};

@@ -41,6 +41,10 @@ struct alignas(64) CatalogEntry {
   static void retire(CatalogEntry* entry);
   static void destroy(CatalogEntry* entry);
 
+  // For the memory of entries; see ForkLocks.
+  static void lockForFork();
+  static void unlockAfterFork();
+
   // The stored form: its checksum, seeded with the key, then the fields.
   std::string encode(std::string_view key) const;
   // False when the record is damaged.

@@ -6,6 +6,7 @@
 #include <cstdlib>
 #include <cstring>
 #include <mutex>
+#include <new>
 
 #include "store/StoreError.h"
 
@@ -111,6 +112,21 @@ void TypeRegistry::addInitializer(void (*function)()) {
     }
   }
   function();
+}
+
+void TypeRegistry::lockForFork() {
+  initializing_.lock();
+  mutex_.lock();
+}
+
+void TypeRegistry::unlockAfterFork(bool inChild) {
+  if (inChild) {
+    // Its owner is known by the number of the thread, which is another one in the child.
+    ::new (static_cast<void*>(&mutex_)) std::shared_mutex;
+  } else {
+    mutex_.unlock();
+  }
+  initializing_.unlock();
 }
 
 std::string TypeRegistry::conflict() const {

@@ -56,6 +56,10 @@ class TypeRegistry {
   void initialize();
   void addInitializer(void (*function)());
 
+  // See ForkLocks.
+  void lockForFork();
+  void unlockAfterFork(bool inChild);
+
   // A sentence about the first class that was refused; empty when there is none.
   std::string conflict() const;
 

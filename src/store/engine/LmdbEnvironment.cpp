@@ -2,7 +2,6 @@
 
 #include <fcntl.h>
 #include <linux/magic.h>
-#include <pthread.h>
 #include <sys/stat.h>
 #include <sys/statvfs.h>
 #include <sys/vfs.h>
@@ -18,6 +17,8 @@
 #include <string_view>
 #include <system_error>
 #include <vector>
+
+#include "store/ForkLocks.h"
 
 namespace ps::detail {
 
@@ -54,16 +55,105 @@ Registry& registry() {
 // system call.
 std::atomic<unsigned int> forkGeneration{0};
 
-// The registry is locked across a fork, so that a child never finds it half changed or locked for ever by a thread that
-// it does not have. What the parent has open is not open in the child.
-int watchForks() {
-  static const int code = pthread_atfork([] { registry().mutex.lock(); }, [] { registry().mutex.unlock(); },
-                                         [] {
-                                           forkGeneration.fetch_add(1, std::memory_order_relaxed);
-                                           registry().environments.clear();
-                                           registry().mutex.unlock();
-                                         });
-  return code;
+// Of the calling thread; never given to a second one, unlike the system's identifiers.
+std::uint64_t threadNumber() {
+  static std::atomic<std::uint64_t> last{0};
+  thread_local const std::uint64_t number = ++last;
+  return number;
+}
+
+// Takes the free descriptors below 3 while it lives.
+class LowDescriptors {
+ public:
+  LowDescriptors() {
+    int taken = 0;
+    while ((taken = ::open("/", O_PATH | O_CLOEXEC)) >= 0 && taken < firstUsable) taken_[count_++] = taken;
+    if (taken >= firstUsable) ::close(taken);
+  }
+  LowDescriptors(const LowDescriptors&) = delete;
+  LowDescriptors& operator=(const LowDescriptors&) = delete;
+  ~LowDescriptors() {
+    while (count_ > 0) ::close(taken_[--count_]);
+  }
+
+ private:
+  static constexpr int firstUsable = 3;
+
+  int taken_[firstUsable] = {};
+  int count_ = 0;
+};
+
+class Descriptor {
+ public:
+  Descriptor(const std::string& path, int flags) : number_(::open(path.c_str(), flags | O_CLOEXEC, 0664)) {}
+  Descriptor(const Descriptor&) = delete;
+  Descriptor& operator=(const Descriptor&) = delete;
+  ~Descriptor() {
+    if (number_ >= 0) ::close(number_);
+  }
+  operator int() const { return number_; }
+
+ private:
+  int number_;
+};
+
+// What LMDB writes at the head of each of the two pages of a new file; the rest of them is zero.
+struct NewMeta {
+  std::uint64_t number;
+  std::uint16_t unused = 0;
+  std::uint16_t flags = 0x08;
+  std::uint32_t bounds = 0;
+  std::uint32_t magic = 0xBEEFC0DE;
+  std::uint32_t version = 1;
+  std::uint64_t address = 0;
+  std::uint64_t mapSize = 0;
+  struct Tree {
+    std::uint32_t pageSize;
+    std::uint16_t flags;
+    std::uint16_t depth = 0;
+    std::uint64_t pagesAndEntries[4] = {};
+    std::uint64_t root = ~std::uint64_t{0};
+  } free{0, 0x4008}, main{0, 0};
+  std::uint64_t lastPage = 1;
+  std::uint64_t transaction = 0;
+};
+static_assert(sizeof(NewMeta) == 152);
+
+constexpr std::size_t sectorSize = 512;
+
+// Whether a file holds nothing but a part of what LMDB writes when it creates one: a crash may have kept any of its
+// sectors from the disk. No transaction was ever committed to such a file.
+bool isUnfinished(const std::string& content) {
+  const auto pageSize = static_cast<std::size_t>(::sysconf(_SC_PAGESIZE));
+  if (content.size() > 2 * pageSize) return false;
+  for (std::size_t at = 0; at < content.size(); at += sectorSize) {
+    const std::string sector = content.substr(at, sectorSize);
+    std::string expected(sector.size(), '\0');
+    if (sector == expected) continue;
+    if (at % pageSize != 0) return false;
+    NewMeta meta{at / pageSize};
+    meta.free.pageSize = static_cast<std::uint32_t>(pageSize);
+    constexpr std::size_t mapSizeAt = offsetof(NewMeta, mapSize);
+    if (sector.size() > mapSizeAt)
+      std::memcpy(&meta.mapSize, sector.data() + mapSizeAt, std::min(sizeof meta.mapSize, sector.size() - mapSizeAt));
+    std::memcpy(expected.data(), &meta, std::min(sizeof meta, expected.size()));
+    if (sector != expected) return false;
+  }
+  return true;
+}
+
+// A file of up to two pages as a whole; of a longer one, more than that.
+std::string beginningOf(int descriptor) {
+  std::string content(2 * static_cast<std::size_t>(::sysconf(_SC_PAGESIZE)) + 1, '\0');
+  const ssize_t size = ::pread(descriptor, content.data(), content.size(), 0);
+  content.resize(size > 0 ? static_cast<std::size_t>(size) : 0);
+  return content;
+}
+
+// Makes the names in a file's directory durable.
+void syncDirectoryOf(const std::string& path) {
+  const Descriptor directory(std::filesystem::path(path).parent_path().string(), O_RDONLY | O_DIRECTORY);
+  if (directory >= 0) ::fsync(directory);
 }
 
 std::string freeSpaceOf(const std::string& path) {
@@ -83,8 +173,8 @@ std::string explain(int code, const std::string& path) {
     case MDB_CURSOR_FULL:
       return std::string("the file is damaged (") + mdb_strerror(code) + "). Restore it from a backup";
     case MDB_PANIC:
-      return "writing to the file has failed before, so this process can no longer trust its view of it. Close every "
-             "session that it has on the store, then open the store anew";
+      return "writing to the file has failed before, or a thread ended within an update, so this process can no longer "
+             "trust its view of it. Close every session that it has on the store, then open the store anew";
     case MDB_READERS_FULL:
       return "all " + std::to_string(maxReaders) +
              " reader slots are taken. Close sessions that are not needed, in this process or in others";
@@ -253,6 +343,16 @@ LmdbEnvironment::Handle LmdbEnvironment::acquire(const std::string& path, const 
   return Handle(environment);
 }
 
+void LmdbEnvironment::lockForFork() { registry().mutex.lock(); }
+
+void LmdbEnvironment::unlockAfterFork(bool inChild) {
+  if (inChild) {
+    forkGeneration.fetch_add(1, std::memory_order_relaxed);
+    registry().environments.clear();
+  }
+  registry().mutex.unlock();
+}
+
 void LmdbEnvironment::Release::operator()(LmdbEnvironment* environment) const noexcept {
   if (environment->inherited()) return;  // closing would write to the parent's lock table
   const std::lock_guard<std::mutex> lock(registry().mutex);
@@ -352,14 +452,9 @@ LmdbEnvironment* LmdbEnvironment::open(File& file, const psSessionOptions& optio
   if (!chooseMapSize(options, mapSize, error)) return nullptr;
   const bool hadLockFile = ::access(file.lockPath().c_str(), F_OK) == 0;
 
-  // A store to be read only is opened for writing where that is permitted, so that another session of this process may
-  // still update it.
-  constexpr unsigned int flags = MDB_NOSUBDIR | MDB_NOTLS | MDB_NORDAHEAD;
+  const LowDescriptors low;
   Pointer environment;
-  int code = openMapped(file, flags, mapSize, environment);
-  if (options.readOnly && (code == EACCES || code == EPERM || code == EROFS)) {
-    code = openMapped(file, flags | MDB_RDONLY, mapSize, environment);
-  }
+  int code = openOrCreate(file, options, mapSize, environment);
   MDB_dbi database = 0;
   if (code == 0) code = openDatabase(environment.get(), database);
   if (code != 0) {
@@ -386,6 +481,36 @@ LmdbEnvironment* LmdbEnvironment::open(File& file, const psSessionOptions& optio
   opened->database_ = database;
   opened->reapReaders();
   return opened;
+}
+
+int LmdbEnvironment::openOrCreate(File& file, const psSessionOptions& options, std::size_t mapSize,
+                                  Pointer& environment) {
+  // A store to be read only is opened for writing where that is permitted, so that another session of this process may
+  // still update it.
+  constexpr unsigned int flags = MDB_NOSUBDIR | MDB_NOTLS | MDB_NORDAHEAD;
+  int code = openMapped(file, flags, mapSize, environment);
+  if (options.readOnly && (code == EACCES || code == EPERM || code == EROFS)) {
+    code = openMapped(file, flags | MDB_RDONLY, mapSize, environment);
+  }
+  const bool anew = code == MDB_INVALID && !options.readOnly;
+  if (anew) {
+    environment.reset();
+    if (discardUnfinished(file)) code = openMapped(file, flags, mapSize, environment);
+  }
+  if (code == 0 && options.sync && (!file.exists || anew)) syncDirectoryOf(file.path);
+  return code;
+}
+
+// Empties a file whose creation was cut short, so that it is begun anew. LMDB's lock says that nobody else is at it.
+bool LmdbEnvironment::discardUnfinished(const File& file) {
+  const Descriptor lockFile(file.lockPath(), O_RDWR | O_CREAT);
+  struct flock lock {};
+  lock.l_type = F_WRLCK;
+  lock.l_whence = SEEK_SET;
+  lock.l_len = 1;
+  if (lockFile < 0 || ::fcntl(lockFile, F_SETLK, &lock) != 0) return false;
+  const Descriptor data(file.path, O_RDWR);
+  return data >= 0 && isUnfinished(beginningOf(data)) && ::ftruncate(data, 0) == 0;
 }
 
 // The map is sparse, so it is made as large as the process's limits allow. An existing file is mapped as a whole,
@@ -445,10 +570,10 @@ void LmdbEnvironment::endRead(MDB_txn* transaction) noexcept {
 
 int LmdbEnvironment::beginUpdate(bool sync, MDB_txn*& transaction) {
   transaction = nullptr;
-  if (updater_.load(std::memory_order_relaxed) == std::this_thread::get_id()) return EDEADLK;
+  if (updater_.load(std::memory_order_relaxed) == threadNumber()) return EDEADLK;
   const int code = begin(0, transaction);
   if (code != 0) return code;
-  updater_.store(std::this_thread::get_id(), std::memory_order_relaxed);
+  updater_.store(threadNumber(), std::memory_order_relaxed);
   // Only the holder of the update transaction reads or changes this flag.
   if (sync != syncing_) mdb_env_set_flags(environment_.get(), MDB_NOSYNC, sync ? 0 : 1);
   syncing_ = sync;
@@ -456,7 +581,7 @@ int LmdbEnvironment::beginUpdate(bool sync, MDB_txn*& transaction) {
 }
 
 Engine::Commit LmdbEnvironment::commit(MDB_txn* transaction, int& code) {
-  updater_.store(std::thread::id(), std::memory_order_relaxed);
+  updater_.store(0, std::memory_order_relaxed);
   code = mdb_txn_commit(transaction);
   leave();
   if (code == 0) {
@@ -474,7 +599,7 @@ Engine::Commit LmdbEnvironment::commit(MDB_txn* transaction, int& code) {
 }
 
 void LmdbEnvironment::abort(MDB_txn* transaction) noexcept {
-  updater_.store(std::thread::id(), std::memory_order_relaxed);
+  updater_.store(0, std::memory_order_relaxed);
   mdb_txn_abort(transaction);
   leave();
 }

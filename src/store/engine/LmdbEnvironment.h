@@ -5,10 +5,10 @@
 
 #include <atomic>
 #include <cstddef>
+#include <cstdint>
 #include <memory>
 #include <mutex>
 #include <string>
-#include <thread>
 
 #include "store/engine/Engine.h"
 #include "store/psSessionOptions.h"
@@ -22,6 +22,13 @@ namespace ps::detail {
 // pages that our snapshots still read. Therefore environments are kept in a registry by device and inode, and opened
 // and closed under its lock. The first to open a file determines its map size; sync and readOnly hold per engine.
 //
+// The descriptors are above 2, so that what a program writes to its standard streams after they were closed never gets
+// into a store. While a file is being opened, the free numbers below 3 are taken for that reason: what another thread
+// opens just then gets a higher number too.
+//
+// A file whose creation was cut short, and which no transaction was ever committed to, is made into a store; nothing
+// else that is no store is touched.
+//
 // Functions that return an int give 0 or an LMDB or system error code, for describe(). All may be called from any
 // thread; a transaction is used by one thread at a time, and one that updates ends on the thread that began it.
 class LmdbEnvironment {
@@ -34,6 +41,10 @@ class LmdbEnvironment {
   // Opens the file at path, or joins those who have it open; creates it unless options.readOnly. Null on failure, with
   // the reason in error.
   static Handle acquire(const std::string& path, const psSessionOptions& options, StoreError& error);
+
+  // Hold the registry across a fork; see ForkLocks. What the parent has open is not open in the child.
+  static void lockForFork();
+  static void unlockAfterFork(bool inChild);
 
   LmdbEnvironment(const LmdbEnvironment&) = delete;
   LmdbEnvironment& operator=(const LmdbEnvironment&) = delete;
@@ -52,7 +63,8 @@ class LmdbEnvironment {
   int beginRead(MDB_txn*& transaction);
   void endRead(MDB_txn* transaction) noexcept;
 
-  // Waits for the update transaction of another thread or process; one of the same thread gives EDEADLK.
+  // Waits for the update transaction of another thread or process; one of the same thread gives EDEADLK. A thread must
+  // not end before its update transaction: LMDB refuses everything until the file is opened anew, when it does.
   int beginUpdate(bool sync, MDB_txn*& transaction);
 
   // Ends an update transaction. The code is 0 exactly when the result is committed.
@@ -79,6 +91,8 @@ class LmdbEnvironment {
   static bool locateMissing(const std::string& path, File& file, StoreError& error);
   static LmdbEnvironment* findOpen(const File& file, StoreError& error);
   static LmdbEnvironment* open(File& file, const psSessionOptions& options, StoreError& error);
+  static int openOrCreate(File& file, const psSessionOptions& options, std::size_t mapSize, Pointer& environment);
+  static bool discardUnfinished(const File& file);
   static int openMapped(const File& file, unsigned int flags, std::size_t mapSize, Pointer& environment);
   static int openDatabase(MDB_env* environment, MDB_dbi& database);
 
@@ -101,8 +115,8 @@ class LmdbEnvironment {
   std::size_t activeTransactions_ = 0;  // begun or about to begin; the map may be replaced only when there is none
   int lostMap_ = 0;                     // why the map could not be replaced; nothing can be begun then
 
-  bool syncing_ = true;  // belongs to the update transaction
-  std::atomic<std::thread::id> updater_{};
+  bool syncing_ = true;                    // belongs to the update transaction
+  std::atomic<std::uint64_t> updater_{0};  // number of the thread that has it; 0: none of this process
   std::atomic<unsigned int> commits_{0};
 };
 
