@@ -86,6 +86,7 @@ psObj* copyObject(const psId& object, const psId& near) {
   if (session == nullptr) return nullptr;
   const ClassInfo* const info = relocatable(*session, object, "copied");
   const pstHandle<psObj> original(object);
+  const SessionCore::Working working(*session);
   if (info == nullptr || original.open(pscRead) != 1) return nullptr;
   psObj* const copy = duplicate(*session, *info, original, near, nullptr);
   if (copy == nullptr) return nullptr;
@@ -99,6 +100,7 @@ psId moveObject(const psId& object, const psId& near, const std::function<bool(c
   if (session == nullptr) return psId();
   const ClassInfo* const info = relocatable(*session, object, "moved");
   const pstHandle<psObj> original(object);
+  const SessionCore::Working working(*session);
   if (info == nullptr || original.open(pscUpdate) != 1 || !session->isDeletable(object, &*original)) return psId();
   psObj* const moved = duplicate(*session, *info, original, near, &psObj::psPreMoveInit);
   if (moved == nullptr) return psId();

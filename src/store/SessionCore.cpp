@@ -1,8 +1,11 @@
 #include "store/SessionCore.h"
 
+#include <unistd.h>
+
 #include <algorithm>
 #include <atomic>
 #include <cstring>
+#include <utility>
 
 #include "store/cache/Arena.h"
 #include "store/cache/StoreKey.h"
@@ -15,11 +18,30 @@ namespace {
 
 SessionHead noSession;
 
+constexpr const char* abandonedText =
+    "the session that this thread had open was destroyed on another thread: it is closed, and a transaction that was "
+    "open in it was aborted; destroy sessions on the threads that opened them";
+
 // Stamps are unique in the process: 0 is an image that stands for nothing, 1 one that must be checked.
 std::uint64_t freshStamp() {
   static std::atomic<std::uint64_t> last{1};
   return ++last;
 }
+
+// The calling thread's hold on its session. What has a destructor may be gone while objects of static lifetime still
+// end their sessions.
+thread_local std::shared_ptr<SessionCore>* held = nullptr;
+
+// Ends a thread's session with the thread.
+struct ThreadEnd {
+  ThreadEnd() = default;
+  ThreadEnd(const ThreadEnd&) = delete;
+  ThreadEnd& operator=(const ThreadEnd&) = delete;
+  ~ThreadEnd() {
+    // The main thread ends with the process, but the destructors of static objects come after this.
+    if (held != nullptr && ::getpid() != ::gettid()) (*held)->end();
+  }
+};
 
 bool isPageSize(unsigned int size) { return size >= 4096 && size <= 32768 && (size & (size - 1)) == 0; }
 
@@ -28,12 +50,19 @@ bool isPageSize(unsigned int size) { return size >= 4096 && size <= 32768 && (si
 __thread SessionHead* currentSession __attribute__((tls_model("initial-exec"))) = &noSession;
 
 SessionCore* SessionCore::current() {
-  return currentSession == &noSession ? nullptr : static_cast<SessionCore*>(currentSession);
+  if (currentSession == &noSession) return nullptr;
+  auto* const session = static_cast<SessionCore*>(currentSession);
+  if (!session->abandoned_) return session;
+  ++session->refusals;
+  session->shut();
+  return nullptr;
 }
 
 SessionCore* SessionCore::required() {
   SessionCore* const session = current();
-  if (session == nullptr)
+  if (session == nullptr && currentSession != &noSession)
+    signalStoreError({psErrorKind::usage, abandonedText});
+  else if (session == nullptr)
     signalStoreError({psErrorKind::usage, "no session is open on this thread; call psSession::open first"});
   return session;
 }
@@ -48,7 +77,30 @@ SessionCore* SessionCore::updating(const char* what) {
 }
 
 SessionCore::~SessionCore() {
-  if (current() == this) currentSession = &noSession;
+  if (currentSession == this) currentSession = &noSession;
+}
+
+// Closes the store, if no operation is at work on it. What callers hold of the session stays readable.
+void SessionCore::shut() {
+  if (working_ != 0 || engine_ == nullptr) return;
+  if (mode_ != pscNoOpen && !forked) abort();
+  engine_.reset();
+  mode_ = pscNoOpen;
+  updateStamps();
+}
+
+void SessionCore::end() {
+  shut();
+  ended_ = true;
+  currentSession = &noSession;
+  const std::unique_ptr<std::shared_ptr<SessionCore>> last(std::exchange(held, nullptr));
+}
+
+// Ends the thread's session if its psSession was destroyed on another thread.
+void SessionCore::endAbandoned() {
+  if (held == nullptr || !(*held)->abandoned_ || (*held)->working_ != 0) return;
+  (*held)->end();
+  signalStoreError({psErrorKind::usage, abandonedText});
 }
 
 bool SessionCore::fail(const StoreError& error) {
@@ -71,7 +123,8 @@ bool SessionCore::usable(const char* what) {
 }
 
 bool SessionCore::open(const std::string& path, const psSessionOptions& options) {
-  if (current() != nullptr) {
+  endAbandoned();
+  if (currentSession != &noSession) {
     return fail(psErrorKind::usage,
                 "this thread has a session open already; close it first, or open the other one on a thread of its own");
   }
@@ -100,6 +153,9 @@ bool SessionCore::open(const std::string& path, const psSessionOptions& options)
   }
   cache_.attach(*engine_, pageSize);
   currentSession = this;
+  held = new std::shared_ptr<SessionCore>(shared_from_this());
+  thread_local const ThreadEnd threadEnd;
+  static_cast<void>(threadEnd);
   return true;
 }
 
@@ -316,6 +372,7 @@ bool SessionCore::membersOf(const CatalogEntry& scope, std::vector<psId>& member
 }
 
 bool SessionCore::admits(const psId& id, psMode mode) {
+  const Working working(*this);
   if (guard == nullptr || guard(id, mode)) return true;
   refuse(psErrorKind::denied, "the session's open guard refused " + textOf(id));
   return false;
@@ -527,6 +584,7 @@ bool SessionCore::destroy(const psId& id, psObj* openForUpdate) {
   if (std::find(beingDeleted_.begin(), beingDeleted_.end(), id) != beingDeleted_.end()) return false;
   // A handle may have kept the memory of an object that is deleted already.
   if (openForUpdate != nullptr && !exists(id)) return fail(psErrorKind::absent, textOf(id) + " does not exist");
+  const Working working(*this);
   psObj* const object = openForUpdate != nullptr ? openForUpdate : openObject(id, pscUpdate);
   if (object == nullptr) return false;
   if (openForUpdate != nullptr) pin(frameOfObject(object));

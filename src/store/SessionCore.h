@@ -1,5 +1,6 @@
 #pragma once
 
+#include <atomic>
 #include <functional>
 #include <memory>
 #include <string>
@@ -23,14 +24,17 @@ constexpr std::size_t longestName = 400;
 // arrays and scans that are not inlined end here; psSession is its face to the application.
 //
 // Operations that fail signal an error, unless a failure is the plain answer "there is no such object".
-class SessionCore : public SessionHead {
+//
+// It is held by its psSession and by the thread that opened it, each of which may be the first to go; it is worked with
+// and ended on that thread alone.
+class SessionCore : public SessionHead, public std::enable_shared_from_this<SessionCore> {
  public:
   SessionCore() = default;
   SessionCore(const SessionCore&) = delete;
   SessionCore& operator=(const SessionCore&) = delete;
   ~SessionCore();
 
-  // The calling thread's open session; null without one.
+  // The calling thread's open session; null without one. One that was abandoned is closed by this.
   static SessionCore* current();
   // The same, signalling an error when there is none.
   static SessionCore* required();
@@ -39,7 +43,12 @@ class SessionCore : public SessionHead {
 
   // Sessions and transactions; see psSession.
   bool open(const std::string& path, const psSessionOptions& options);
-  bool isOpen() const { return engine_ != nullptr; }
+  // On the session's thread: aborts an open transaction, closes the store and lets go of the session.
+  void end();
+  // Whether end was called, be it by the thread's own end.
+  bool hasEnded() const { return ended_; }
+  // Says, on another thread, that the psSession is gone.
+  void abandon() { abandoned_ = true; }
   bool begin(psMode mode);
   bool commit();
   bool abort();
@@ -124,6 +133,18 @@ class SessionCore : public SessionHead {
   // With a guard, or without a transaction, every open is decided out of line.
   void updateStamps();
 
+  // While one exists, the application's code may be running inside an operation: the session is not closed then.
+  class Working {
+   public:
+    explicit Working(SessionCore& session) : session_(session) { ++session_.working_; }
+    Working(const Working&) = delete;
+    Working& operator=(const Working&) = delete;
+    ~Working() { --session_.working_; }
+
+   private:
+    SessionCore& session_;
+  };
+
  private:
   bool openFederation(const psSessionOptions& options);
   bool createFederation(const psSessionOptions& options);
@@ -133,6 +154,8 @@ class SessionCore : public SessionHead {
   bool usable(const char* what);
   Engine::Lookup answer(Engine::Lookup found);
   bool failAsCatalog();
+  static void endAbandoned();
+  void shut();
   psObj* openEntry(const psId& id, psMode mode);
   psObj* openInPage(const psId& id, psMode mode);
   std::string foreignText(const psId& id, const Page& page) const;
@@ -153,6 +176,9 @@ class SessionCore : public SessionHead {
   ClassLookup classOf_;  // for what is created
   std::vector<psId> beingDeleted_;
   std::vector<pstHandle<psObj>> kept_;
+  int working_ = 0;
+  std::atomic<bool> ended_{false};
+  std::atomic<bool> abandoned_{false};
 };
 
 }  // namespace ps::detail

@@ -24,7 +24,7 @@ bool refuse(const char* message) {
 
 // Whether the session is open, and on this thread.
 bool isHere(const SessionCore* core) {
-  if (core == nullptr || !core->isOpen()) return refuse("the session is not open; call psSession::open first");
+  if (core == nullptr || core->hasEnded()) return refuse("the session is not open; call psSession::open first");
   if (core != SessionCore::current())
     return refuse("the session belongs to the thread that opened it; open another on this thread");
   return true;
@@ -40,20 +40,24 @@ bool isInTransaction(SessionCore* core, const char* what) {
 
 psSession::psSession() = default;
 
-psSession::~psSession() { close(); }
+psSession::~psSession() {
+  if (core_ != nullptr && core_.get() != SessionCore::current()) core_->abandon();
+  close();
+}
 
 int psSession::open(const std::string& path, const psSessionOptions& options) {
-  if (core_ != nullptr) return result(refuse("the session is open already; close it first"));
-  auto core = std::make_unique<SessionCore>();
+  if (core_ != nullptr && !core_->hasEnded()) return result(refuse("the session is open already; close it first"));
+  auto core = std::make_shared<SessionCore>();
   if (!core->open(path, options)) return result(false);
   core_ = std::move(core);
   return 1;
 }
 
 int psSession::close() {
-  if (core_ == nullptr) return 1;
-  if (!isHere(core_.get())) return 0;
-  if (core_->mode() != pscNoOpen && !core_->forked) core_->abort();
+  if (core_ != nullptr && !core_->hasEnded()) {
+    if (!isHere(core_.get())) return 0;
+    core_->end();
+  }
   core_.reset();
   return 1;
 }

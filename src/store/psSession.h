@@ -35,6 +35,11 @@ struct psSessionCounters {
 // processes may be open on the same store: any number read, each in the snapshot that its transaction began with,
 // beside one that updates.
 //
+// A session ends with its thread, its transaction being aborted; the psSession may then be closed and destroyed
+// anywhere. While the thread lives, close elsewhere is refused; when the psSession is destroyed elsewhere, the thread
+// closes the store and aborts the transaction as soon as it next uses the session or opens another, and the loss is
+// signalled there.
+//
 // Every operation that returns int gives 1 for success and 0 for failure; lastError() then says what failed, where, and
 // what to do about it. With throwErrors(true) the failure is thrown as a psException as well.
 //
@@ -48,14 +53,15 @@ class PS_API psSession {
   psSession();
   psSession(const psSession&) = delete;
   psSession& operator=(const psSession&) = delete;
-  // Closes the session.
+  // Closes the session; on another thread than its own, leaves that to its own.
   ~psSession();
 
   // Opens the store in the file at path, which is created when there is none; a path that begins with "memory:" keeps
   // everything in this process until the session closes.
   int open(const std::string& path, const psSessionOptions& options = psSessionOptions());
 
-  // Aborts an open transaction and closes the store. Handles that are still open keep their memory readable.
+  // Aborts an open transaction and closes the store. Handles that are still open keep their memory readable. 0 on
+  // another thread than the session's own, which keeps it.
   int close();
 
   // Starts a transaction: pscRead sees the store as it is now until it ends; pscUpdate waits for other updates to end.
@@ -107,7 +113,7 @@ class PS_API psSession {
   void openGuard(OpenGuard guard);
 
  private:
-  std::unique_ptr<ps::detail::SessionCore> core_;
+  std::shared_ptr<ps::detail::SessionCore> core_;
 };
 
 // Bytes of a page of the calling thread's store; without a session, the default.

@@ -607,7 +607,7 @@ TEST(LmdbEngineTest, aCreationCutShortIsBegunAnewAndNothingElseIs) {
     if (byte % 4096 / 8 == 4) byte = 0;  // the size of the map
     left[byte] = static_cast<char>(left[byte] ^ 1);
     std::ofstream(path, std::ios::trunc) << left;
-    std::string error;
+    ps::detail::StoreError error;
     EXPECT_EQ(openEngine(path, unsynced(), error), nullptr) << byte << " of " << left.size();
     std::ifstream now(path);
     EXPECT_TRUE(std::string(std::istreambuf_iterator<char>(now), {}) == left);
@@ -634,7 +634,7 @@ TEST(LmdbEngineTest, aThreadThatEndsWithinAnUpdateIsNotTakenForALaterOne) {
   auto other = openStore(path);
   std::thread([&] { EXPECT_TRUE(engine->begin(true) && engine->put("key", "lost")); }).join();
   std::thread([&] { EXPECT_FALSE(other->begin(true)); }).join();
-  EXPECT_NE(other->error().find("a thread ended within an update"), std::string::npos) << other->error();
+  EXPECT_NE(other->error().text.find("a thread ended within an update"), std::string::npos) << other->error().text;
   engine.reset();
   other.reset();
   EXPECT_TRUE(store(*openStore(path), lettered('a')));

@@ -5,6 +5,7 @@
 #include <atomic>
 #include <iostream>
 #include <map>
+#include <memory>
 #include <random>
 #include <set>
 #include <thread>
@@ -122,6 +123,55 @@ TEST(StoreSharing, AChildForkedBesideBusyThreadsOpensItsOwnSession) {
   }
   over = true;
   for (std::thread& thread : threads) thread.join();
+}
+
+TEST(StoreSharing, ASessionThatGoesOnAnotherThreadIsClosedByItsOwn) {
+  const ScratchFolder folder;
+  const std::string path = folder / "store.ps";
+  const auto begun = [&path](psSession& session) {
+    EXPECT_EQ(session.open(path, unsynced()), 1) << session.lastError();
+    EXPECT_EQ(session.begin(pscUpdate), 1) << session.lastError();
+    const pstHandle<Flat> made(new (session.container(session.database("threads"), "in")) Flat(7));
+    EXPECT_FALSE(made.isNull()) << session.lastError();
+    return made;
+  };
+  const auto isFreeAndEmpty = [&path] {
+    psSession session;
+    EXPECT_EQ(session.open(path, unsynced()), 1) << session.lastError();
+    EXPECT_EQ(session.begin(pscUpdate), 1) << session.lastError();
+    EXPECT_FALSE(pstHandle<psDBObj>().exist(session.federation(), "threads", pscNoOpen)) << "not aborted";
+    return session.abort() == 1;
+  };
+
+  auto session = std::make_unique<psSession>();
+  pstHandle<Flat> made = begun(*session);
+  std::thread([&] {
+    EXPECT_EQ(session->close(), 0);
+    EXPECT_NE(session->lastError().find("thread that opened it"), std::string::npos) << session->lastError();
+  }).join();
+  EXPECT_TRUE(session->inUpdate() && made.isValid());
+  std::thread([&] { session.reset(); }).join();
+  EXPECT_EQ(made->number, 7);
+  EXPECT_FALSE(made.isValid());
+  EXPECT_EQ(pstHandle<Flat>(made.oid()).update(), 0);
+  EXPECT_NE(pehSessionDataGetFunction()->text().find("destroyed on another thread"), std::string::npos);
+  std::thread([&] { EXPECT_TRUE(isFreeAndEmpty()); }).join();
+  EXPECT_TRUE(isFreeAndEmpty()) << "this thread cannot open another";
+
+  // Without a use in between.
+  session = std::make_unique<psSession>();
+  begun(*session);
+  std::thread([&] { session.reset(); }).join();
+  EXPECT_TRUE(isFreeAndEmpty());
+
+  // The thread ends first.
+  session = std::make_unique<psSession>();
+  std::thread([&] { made = begun(*session); }).join();
+  EXPECT_TRUE(isFreeAndEmpty());
+  EXPECT_FALSE(session->inTransaction());
+  EXPECT_EQ(session->begin(pscRead), 0);
+  EXPECT_EQ(session->close(), 1);
+  EXPECT_EQ(session->open(path, unsynced()), 1) << session->lastError();
 }
 
 constexpr std::array<const char*, 3> shelves = {"one", "two", "three"};
