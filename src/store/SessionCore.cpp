@@ -43,6 +43,18 @@ struct ThreadEnd {
   }
 };
 
+// Gives a pin back.
+class PinnedFrame {
+ public:
+  explicit PinnedFrame(Frame* frame) : frame_(frame) {}
+  PinnedFrame(const PinnedFrame&) = delete;
+  PinnedFrame& operator=(const PinnedFrame&) = delete;
+  ~PinnedFrame() { unpin(frame_); }
+
+ private:
+  Frame* frame_;
+};
+
 bool isPageSize(unsigned int size) { return size >= 4096 && size <= 32768 && (size & (size - 1)) == 0; }
 
 }  // namespace
@@ -574,7 +586,7 @@ bool SessionCore::freeObject(const psId& id) {
 }
 
 bool SessionCore::discard(const psObj* object) {
-  const psId id = object->psOid();
+  const psId id = idAt(object);
   if (!isUsable(object))
     return fail(psErrorKind::usage, textOf(id) + " cannot be deleted: it was not opened in this transaction");
   return id.get_page() == 0 ? destroyEntry(id) : freeObject(id);
@@ -588,6 +600,7 @@ bool SessionCore::destroy(const psId& id, psObj* openForUpdate) {
   psObj* const object = openForUpdate != nullptr ? openForUpdate : openObject(id, pscUpdate);
   if (object == nullptr) return false;
   if (openForUpdate != nullptr) pin(frameOfObject(object));
+  const PinnedFrame pinned(frameOfObject(object));
   bool done = false;
   if (id.get_page() == 0) {
     done = destroyEntry(id);
@@ -596,9 +609,14 @@ bool SessionCore::destroy(const psId& id, psObj* openForUpdate) {
     object->~psObj();
     beingDeleted_.erase(std::find(beingDeleted_.begin(), beingDeleted_.end(), id));
     done = freeObject(id);
+    if (!done) revive(object);
   }
-  unpin(frameOfObject(object));
   return done;
+}
+
+void SessionCore::revive(void* object) {
+  const ClassInfo* const info = TypeRegistry::instance().find(headerOf(object)->type & ~namedFlag);
+  if (info != nullptr) std::memcpy(object, &info->virtualTable, sizeof info->virtualTable);
 }
 
 bool SessionCore::isDeletable(const psId& id, const psObj* object) {

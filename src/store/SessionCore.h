@@ -54,6 +54,13 @@ class SessionCore : public SessionHead, public std::enable_shared_from_this<Sess
   bool abort();
   psMode mode() const { return mode_; }
 
+  // The identifier of what stands at an address of the store, and be it no object any more.
+  static psId idAt(const void* object) {
+    psId id = frameOfObject(object)->pageId;
+    id.set_slot(headerOf(object)->slot);
+    return id;
+  }
+
   // Opens an object, container, database or the federation; null when refused or absent. The result is pinned.
   psObj* openObject(const psId& id, psMode mode);
   // Whether an opened object's address is good as it is.
@@ -84,6 +91,8 @@ class SessionCore : public SessionHead, public std::enable_shared_from_this<Sess
   bool freeObject(const psId& id);
   // Frees an object, or deletes a container or database with all it holds, without running anything.
   bool discard(const psObj* object);
+  // Has an object that stays be of its class again, though its destructor has run.
+  static void revive(void* object);
 
   Catalog& catalog() { return catalog_; }
   PageCache& cache() { return cache_; }

@@ -60,9 +60,7 @@ bool isEntryInPlace(const void* object) {
 void discardOrRevive(void* object) {
   SessionCore* const session = SessionCore::updating("deleting an object");
   if (session != nullptr && session->discard(static_cast<const psObj*>(object))) return;
-  // It stays, and is of its class again, though its destructor has run.
-  const ClassInfo* const info = TypeRegistry::instance().find(headerOf(object)->type & ~namedFlag);
-  if (info != nullptr) std::memcpy(object, &info->virtualTable, sizeof info->virtualTable);
+  SessionCore::revive(object);
 }
 
 }  // namespace
