@@ -45,7 +45,7 @@ class SessionCore : public SessionHead, public std::enable_shared_from_this<Sess
   bool open(const std::string& path, const psSessionOptions& options);
   // On the session's thread: aborts an open transaction, closes the store and lets go of the session.
   void end();
-  // Whether end was called, be it by the thread's own end.
+  // Whether end was called. The end of the thread calls it too.
   bool hasEnded() const { return ended_; }
   // Says, on another thread, that the psSession is gone.
   void abandon() { abandoned_ = true; }
@@ -54,7 +54,7 @@ class SessionCore : public SessionHead, public std::enable_shared_from_this<Sess
   bool abort();
   psMode mode() const { return mode_; }
 
-  // The identifier of what stands at an address of the store, and be it no object any more.
+  // The identifier that belongs to an address of the store. Its object may have been destroyed.
   static psId idAt(const void* object) {
     psId id = frameOfObject(object)->pageId;
     id.set_slot(headerOf(object)->slot);
@@ -128,7 +128,7 @@ class SessionCore : public SessionHead, public std::enable_shared_from_this<Sess
   // Signals a failure of the store; false, for return.
   bool fail(const StoreError& error);
   bool fail(psErrorKind kind, const std::string& message) { return fail(StoreError{kind, message}); }
-  // The same for something that is there and is not to be had, which counts as a refusal; null, for return.
+  // The same for something that is there but cannot be opened or read. That counts as a refusal. Null, for return.
   psObj* refuse(const StoreError& error);
   psObj* refuse(psErrorKind kind, const std::string& message) { return refuse(StoreError{kind, message}); }
   psObj* reportAbsent(const psId& id);

@@ -141,7 +141,7 @@ CatalogEntry* Catalog::createFederation(std::string_view format, std::uint32_t p
   return add(entry);
 }
 
-// Whether there is an entry of a number, be it damaged.
+// Whether a number is taken. A damaged entry takes it too.
 Catalog::Lookup Catalog::isTaken(const psId& id) {
   const auto known = entries_.find(tableKey(id));
   if (known != entries_.end() && known->second->created) return Lookup::found;

@@ -12,7 +12,7 @@ namespace ps::detail {
 
 // The names and keys under which objects are filed in scopes. They stand in the engine's transaction alone, in both
 // directions: from scope and name to object, and from object to its scopes and names. Where the two disagree, one of
-// them is damaged, and what they say is not to be had.
+// them is damaged, and what they say cannot be read.
 //
 // What has begun to change something and fails makes the transaction void.
 class NameIndex {
