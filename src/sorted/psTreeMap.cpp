@@ -8,6 +8,7 @@
 #include "hash/psHashMapEntry.h"
 #include "sorted/psTreeMapKeyIterator.h"
 #include "sorted/psTreeMapValueIterator.h"
+#include "tree/NodeAccess.h"
 #include "tree/NodeSplit.h"
 #include "tree/TreePosition.h"
 #include "tree/TreeRoot.h"
@@ -55,7 +56,10 @@ psTreeMap::psTreeMap(pstHandle<psCompare>& comparator, int n, pstHandle<psContOb
 void psTreeMap::createValues(int n) {
   if (admin().isNull()) return;
   values_ = ps::detail::constructValues(*this, n);
-  if (values_.isNull()) undoConstruction();
+  if (!values_.isNull()) return;
+  ps::detail::destroyRoot(*this);
+  ps::detail::NodeAccess::setElements(*this, pstRef<psUnsortedArray>());
+  admin_ = pstRef<psTreeAdmin>();
 }
 
 psTreeMap::~psTreeMap() noexcept { ps::detail::destroyRoot(*this); }

@@ -5,6 +5,12 @@
 #include "tree/NodeSplit.h"
 #include "tree/TreePosition.h"
 
+template <>
+void ps::detail::ChildKind<psTreeMapNode, psSortedArray>::setValues(psTreeMapNode& node,
+                                                                    const pstRef<psUnsortedArray>& values) {
+  node.values_ = values;
+}
+
 namespace {
 
 const pstProcessInitTermClass processInitTerm;
@@ -19,10 +25,6 @@ psTreeMapNode::psTreeMapNode(pstHandle<psBTree>& p, unsigned char leaf) : parent
   const pstHandle<psUnsortedArray> elements = ps::detail::createElementsBelow(p, kind);
   ps::detail::NodeAccess::setElements(*this, elements);
   if (leaf != 0 && !elements.isNull()) values_ = ps::detail::createValuesBeside(elements, elements->size());
-}
-
-psTreeMapNode::psTreeMapNode(const ps::detail::NodeParts& parts) : values_(parts.values), parent_(parts.parent) {
-  ps::detail::NodeAccess::setElements(*this, parts.elements);
 }
 
 psTreeMapNode::~psTreeMapNode() noexcept { ps::detail::deleteArrays(*this); }

@@ -5,7 +5,6 @@
 namespace ps::detail {
 template <class Node, class Array>
 class ChildKind;
-struct NodeParts;
 }  // namespace ps::detail
 
 // A node of a sorted map, other than the root. Nodes are made and deleted by their tree alone.
@@ -32,8 +31,6 @@ class PS_API psTreeMapNode : public psBTree {
 
  private:
   friend class ps::detail::ChildKind<psTreeMapNode, psSortedArray>;
-
-  explicit psTreeMapNode(const ps::detail::NodeParts& parts);
 
   pstRef<psUnsortedArray> values_;
   pstRef<psBTree> parent_;

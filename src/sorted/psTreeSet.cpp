@@ -2,7 +2,6 @@
 
 #include <utility>
 
-#include "tree/NodeAccess.h"
 #include "tree/TreePosition.h"
 #include "tree/TreeRoot.h"
 
@@ -35,12 +34,6 @@ psTreeSet::psTreeSet(pstHandle<psCompare>& comparator, int n, pstHandle<psContOb
 }
 
 psTreeSet::~psTreeSet() noexcept { ps::detail::destroyRoot(*this); }
-
-void psTreeSet::undoConstruction() {
-  ps::detail::destroyRoot(*this);
-  ps::detail::NodeAccess::setElements(*this, pstRef<psUnsortedArray>());
-  admin_ = pstRef<psTreeAdmin>();
-}
 
 const pstRef<psTreeAdmin>& psTreeSet::admin() const { return admin_; }
 pstRef<psCompare> psTreeSet::comparator() const { return comparator_; }

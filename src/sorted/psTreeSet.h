@@ -78,11 +78,9 @@ class PS_API psTreeSet : public psBTree {
   virtual bool remove(_jobject*& key, _jobject*& callee, JNIEnv_* env);
   virtual pstRef<psObj> get(int (*compare)(unsigned int, unsigned int)) const;
 
- protected:
-  // Takes back what the constructor made, when that of a derived class cannot be completed.
-  void undoConstruction();
-
  private:
+  friend class psTreeMap;
+
   pstRef<psTreeAdmin> admin_;
   pstRef<psCompare> comparator_;
 };

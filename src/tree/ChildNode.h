@@ -3,6 +3,7 @@
 #include <type_traits>
 
 #include "arrays/psSortedArray.h"
+#include "tree/NodeAccess.h"
 #include "tree/NodeKind.h"
 
 // How the nodes below a root are made and deleted, for all their classes, which derive from psBTree side by side.
@@ -18,7 +19,13 @@ class ChildKind final : public NodeKind {
     return pstHandle<psUnsortedArray>(new (near) Array(capacity));
   }
   pstHandle<psBTree> createNode(const pstRef<psContObj>& near, const NodeParts& parts) const override {
-    return pstHandle<psBTree>(new (near) Node(parts));
+    auto* const node = new (near) Node();
+    pstHandle<psBTree> handle(node);
+    if (node == nullptr) return handle;
+    node->parent_ = parts.parent;
+    NodeAccess::setElements(*node, parts.elements);
+    setValues(*node, parts.values);
+    return handle;
   }
   void setParent(psBTree& node, const pstRef<psBTree>& parent) const override {
     static_cast<Node&>(node).parent_ = parent;
@@ -26,6 +33,10 @@ class ChildKind final : public NodeKind {
   pstRef<psObj> leafMark(const psBTree& leaf, const pstRef<psObj>& lowest) const override {
     return std::is_same_v<Array, psSortedArray> ? lowest : pstRef<psObj>(leaf.psOid());
   }
+
+ private:
+  // For nodes that have values.
+  static void setValues(Node&, const pstRef<psUnsortedArray>&) {}
 };
 
 // The administrator of the collection; a null reference when it cannot be reached.

@@ -18,10 +18,6 @@ psBTreeNode::psBTreeNode(pstHandle<psBTree>& p) : parent_(p) {
   ps::detail::NodeAccess::setElements(*this, ps::detail::createElementsBelow(p, kind));
 }
 
-psBTreeNode::psBTreeNode(const ps::detail::NodeParts& parts) : parent_(parts.parent) {
-  ps::detail::NodeAccess::setElements(*this, parts.elements);
-}
-
 psBTreeNode::~psBTreeNode() noexcept { ps::detail::deleteArrays(*this); }
 
 const pstRef<psTreeAdmin>& psBTreeNode::admin() const { return ps::detail::adminAbove(parent_); }

@@ -5,7 +5,6 @@
 namespace ps::detail {
 template <class Node, class Array>
 class ChildKind;
-struct NodeParts;
 }  // namespace ps::detail
 
 // A node of a sorted set, other than the root. Nodes are made and deleted by their tree alone.
@@ -28,8 +27,6 @@ class PS_API psBTreeNode : public psBTree {
 
  private:
   friend class ps::detail::ChildKind<psBTreeNode, psSortedArray>;
-
-  explicit psBTreeNode(const ps::detail::NodeParts& parts);
 
   pstRef<psBTree> parent_;
 };

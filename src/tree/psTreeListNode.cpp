@@ -18,10 +18,6 @@ psTreeListNode::psTreeListNode(pstHandle<psBTree>& p) : parent_(p) {
   ps::detail::NodeAccess::setElements(*this, ps::detail::createElementsBelow(p, kind));
 }
 
-psTreeListNode::psTreeListNode(const ps::detail::NodeParts& parts) : parent_(parts.parent) {
-  ps::detail::NodeAccess::setElements(*this, parts.elements);
-}
-
 psTreeListNode::~psTreeListNode() noexcept { ps::detail::deleteArrays(*this); }
 
 const pstRef<psTreeAdmin>& psTreeListNode::admin() const { return ps::detail::adminAbove(parent_); }

@@ -5,7 +5,6 @@
 namespace ps::detail {
 template <class Node, class Array>
 class ChildKind;
-struct NodeParts;
 }  // namespace ps::detail
 
 // A node of a list, other than the root. Nodes are made and deleted by their tree alone.
@@ -31,8 +30,6 @@ class PS_API psTreeListNode : public psBTree {
 
  private:
   friend class ps::detail::ChildKind<psTreeListNode, psUnsortedArray>;
-
-  explicit psTreeListNode(const ps::detail::NodeParts& parts);
 
   pstRef<psBTree> parent_;
 };
