@@ -69,7 +69,7 @@ class KeyProbe {
   // Nor can they once an object was met that does not exist, if an order was asked for: a comparator that cannot open
   // an element has no place for it, and whatever it says sends the search astray. Hash collections look at one slot
   // alone, and go on beside such elements.
-  bool failed() const { return failed_ || watch_.refused() || hasLostOrder(); }
+  bool failed() const { return failed_ || (watch_.metAny() && (watch_.refused() || hasLostOrder())); }
 
   // Forgets what was refused or absent so far: it was met on a way that the operation can do without, and which it
   // began when the probe had not failed.

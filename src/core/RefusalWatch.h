@@ -11,14 +11,17 @@ namespace ps::detail {
 // is an answer; but what a comparator made of it is none (see KeyProbe).
 class RefusalWatch {
  public:
-  RefusalWatch() : refusalsBefore_(refusalCount()), absencesBefore_(absenceCount()) {}
+  RefusalWatch() : failuresBefore_(failureCount()), refusalsBefore_(refusalCount()), absencesBefore_(absenceCount()) {}
+  // Whether either happened: cheaper to ask again and again.
+  bool metAny() const { return PS_UNLIKELY(failureCount() != failuresBefore_); }
   bool refused() const { return refusalCount() != refusalsBefore_; }
   bool metAbsent() const { return absenceCount() != absencesBefore_; }
 
   // Has everyone who watches take what happened for a refusal.
-  static void tellAll() { ++currentSession->refusals; }
+  static void tellAll() { countRefusal(*currentSession); }
 
  private:
+  std::uint64_t failuresBefore_;
   std::uint64_t refusalsBefore_;
   std::uint64_t absencesBefore_;
 };

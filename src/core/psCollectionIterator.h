@@ -77,8 +77,7 @@ class PS_API psCollectionIterator {
 
   // An object is never a raw key.
   bool goTo(const psObj* element) { return goTo(pstHandle<psObj>(element)); }
-
- protected:
-  // See currentIndex; unknown (below -1) until somebody asks.
-  int index_ = -1;
+  // An identifier is no position and no hash, though it converts to a number.
+  pstRef<psObj> goToIndex(const psId& element, psLockMode mode) = delete;
+  bool goTo(const psId& element, int (*compare)(unsigned int, unsigned int)) = delete;
 };

@@ -56,12 +56,6 @@ class SlotView {
   // Null when the slot holds none.
   const pstHandle<psHashChain>& chain() const { return chain_; }
 
-  // Whether the view of a chain is still what the slot holds.
-  bool isCurrent() const {
-    const psHashChain* const chain = isOpen() && !chain_.isNull() && chain_ == slot_ ? chain_.operator->() : nullptr;
-    return chain != nullptr && HashAccess::entries(*chain).head() == entries_ && chain->size() == count_;
-  }
-
  private:
   const void* read(const psId& bucket) {
     entries_ = &slot_;

@@ -322,6 +322,7 @@ bool doubleDirectory(psHashSet& table) {
   pstRef<psHashBucket>* const buckets = directory.head();
   for (unsigned int i = 2 * size; i-- > 0;) buckets[i] = buckets[i / 2];
   ++depth;
+  noteChange();
   return true;
 }
 

@@ -44,6 +44,10 @@ class Provisional {
 class BucketEdit {
  public:
   explicit BucketEdit(const pstHandle<psHashBucket>& bucket) : bucket_(bucket), pin_(PagePin::atObject(open())) {}
+  BucketEdit(const BucketEdit&) = delete;
+  BucketEdit& operator=(const BucketEdit&) = delete;
+  // Whoever walks over the table looks again.
+  ~BucketEdit() { noteChange(); }
 
   bool isOpen() const { return slots_ != nullptr; }
   pstRef<psObj>& operator[](int slot) { return slots_[slot]; }

@@ -8,4 +8,6 @@ const pstProcessInitTermClass processInitTerm;
 
 psHashBucket::psHashBucket(int depth, int slots) : depth_(depth), entries_(static_cast<unsigned int>(slots)) {}
 
-psHashBucket::~psHashBucket() noexcept = default;
+psHashBucket::~psHashBucket() noexcept {
+  if (ps::detail::isInArena(this)) ps::detail::noteChange();
+}

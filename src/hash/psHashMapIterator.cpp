@@ -1,8 +1,7 @@
 #include "hash/psHashMapIterator.h"
 
-psHashMapIterator::psHashMapIterator(const pstHandle<psHashMap>& map) : psHashIterator(map) {}
+#include "hash/HashWalk.h"
 
-psHashMapIterator::psHashMapIterator(const pstHandle<psHashMap>& map, Delivery delivery)
-    : psHashIterator(map, delivery) {}
+psHashMapIterator::psHashMapIterator(const pstHandle<psHashMap>& map) : psHashIterator(map) {}
 
 psHashMapIterator::~psHashMapIterator() = default;

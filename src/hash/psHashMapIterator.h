@@ -14,5 +14,5 @@ class PS_API psHashMapIterator : public psHashIterator {
   ~psHashMapIterator() override;
 
  protected:
-  psHashMapIterator(const pstHandle<psHashMap>& map, Delivery delivery);
+  using psHashIterator::psHashIterator;
 };

@@ -1,7 +1,12 @@
 #include "hash/psHashMapKeyIterator.h"
 
-psHashMapKeyIterator::psHashMapKeyIterator(const pstHandle<psHashMap>& map) : psHashMapIterator(map, Delivery::keys) {}
+#include "hash/HashWalk.h"
+
+using ps::detail::HashWalk;
+
+psHashMapKeyIterator::psHashMapKeyIterator(const pstHandle<psHashMap>& map)
+    : psHashMapIterator(std::make_unique<HashWalk>(map, HashWalk::Delivery::keys)) {}
 
 psHashMapKeyIterator::~psHashMapKeyIterator() = default;
 
-pstRef<psObj> psHashMapKeyIterator::currentValue() { return valueHere(); }
+pstRef<psObj> psHashMapKeyIterator::currentValue() { return walk_->valueHere(); }

@@ -11,7 +11,4 @@ class PS_API psTreeMapKeyIterator : public psTreeIterator {
 
   // The value of the current pair; null also when it is null, or there is no current pair.
   pstRef<psObj> currentValue() override;
-
- private:
-  Entries values_;
 };

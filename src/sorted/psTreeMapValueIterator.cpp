@@ -1,17 +1,22 @@
 #include "sorted/psTreeMapValueIterator.h"
 
-psTreeMapValueIterator::psTreeMapValueIterator(pstHandle<psTreeMap>& map) : psTreeIterator(map, Delivery::values) {}
+#include "tree/TreeWalk.h"
+
+using ps::detail::TreeWalk;
+
+psTreeMapValueIterator::psTreeMapValueIterator(pstHandle<psTreeMap>& map)
+    : psTreeIterator(std::make_unique<TreeWalk>(map, TreeWalk::Delivery::values)) {}
 
 psTreeMapValueIterator::~psTreeMapValueIterator() = default;
 
-int psTreeMapValueIterator::moveCurrentTo(const pstHandle<psObj>& near) { return moveInPlace(near); }
+int psTreeMapValueIterator::moveCurrentTo(const pstHandle<psObj>& near) { return walk_->moveInPlace(near); }
 
 pstRef<psObj> psTreeMapValueIterator::next(psLockMode mode) {
-  const pstRef<psObj> value = psTreeIterator::next(mode);
-  if (value.isNull() && isBehindLast()) standNowhere();
+  const pstRef<psObj> value = walk_->next(mode);
+  if (value.isNull() && walk_->isBehindLast()) walk_->standNowhere();
   return value;
 }
 
-int psTreeMapValueIterator::remove() { return replaceCurrent(pstRef<psObj>()); }
+int psTreeMapValueIterator::remove() { return walk_->replaceCurrent(pstRef<psObj>()); }
 
-int psTreeMapValueIterator::set(const pstHandle<psObj>& value) { return replaceCurrent(value); }
+int psTreeMapValueIterator::set(const pstHandle<psObj>& value) { return walk_->replaceCurrent(value); }

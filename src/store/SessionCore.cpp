@@ -65,7 +65,7 @@ SessionCore* SessionCore::current() {
   if (currentSession == &noSession) return nullptr;
   auto* const session = static_cast<SessionCore*>(currentSession);
   if (!session->abandoned_) return session;
-  ++session->refusals;
+  countRefusal(*session);
   session->shut();
   return nullptr;
 }
@@ -156,6 +156,7 @@ bool SessionCore::open(const std::string& path, const psSessionOptions& options)
   if (engine_ == nullptr) return fail(error);
   path_ = path;
   serial = freshStamp();
+  changeStamp = serial << 32;
   catalog_.attach(*engine_, serial);
   cache_.limit(options.cacheLimit);
   if (!openFederation(options)) {
@@ -259,6 +260,7 @@ void SessionCore::updateStamps() {
   const bool inlined = mode_ != pscNoOpen && guard == nullptr && !forked;
   readStamp = inlined ? epoch_ : noStamp;
   updateStamp = inlined ? update_ : noStamp;
+  ++changeStamp;
 }
 
 bool SessionCore::begin(psMode mode) {
@@ -323,14 +325,14 @@ bool SessionCore::abort() {
 }
 
 psObj* SessionCore::refuse(const StoreError& error) {
-  ++refusals;
+  countRefusal(*this);
   ++counters.refusals;
   fail(error);
   return nullptr;
 }
 
 psObj* SessionCore::reportAbsent(const psId& id) {
-  ++absences;
+  countAbsence(*this);
   fail(psErrorKind::absent, textOf(id) + " does not exist");
   return nullptr;
 }
@@ -393,7 +395,7 @@ bool SessionCore::admits(const psId& id, psMode mode) {
 psObj* SessionCore::openObject(const psId& id, psMode mode) {
   if (id.isNull()) return nullptr;
   if (!usable("an open")) {
-    ++refusals;
+    countRefusal(*this);
     ++counters.refusals;
     return nullptr;
   }
@@ -490,7 +492,7 @@ std::uint32_t SessionCore::typeOf(const psId& id) {
 
 void* SessionCore::storage(const psId& id) {
   if (!usable("reading an array")) {
-    ++refusals;
+    countRefusal(*this);
     ++counters.refusals;
     return nullptr;
   }

@@ -3,7 +3,7 @@
 #include <atomic>
 #include <cstdint>
 
-#include "store/psId.h"
+#include "store/psHandleBase.h"
 
 // What was found out about the shape of trees holds for as long as no node comes into one or leaves one.
 namespace ps::detail {
@@ -13,7 +13,10 @@ inline std::atomic<std::uint64_t> shapeChanges{1};
 
 inline std::uint64_t shapeNumber() { return shapeChanges.load(std::memory_order_relaxed); }
 
-inline void noteShapeChange() { shapeChanges.fetch_add(1, std::memory_order_relaxed); }
+inline void noteShapeChange() {
+  shapeChanges.fetch_add(1, std::memory_order_relaxed);
+  noteChange();
+}
 
 // The shape at this time, in the form of a note beside an object; never null.
 inline psId currentShape() {

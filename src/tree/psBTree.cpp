@@ -50,7 +50,9 @@ auto askAbove(const psBTree& node, Ask ask) -> decltype(ask(std::declval<psBTree
 
 }  // namespace
 
-psBTree::~psBTree() noexcept { ps::detail::noteShapeChange(); }
+psBTree::~psBTree() noexcept {
+  if (ps::detail::isInArena(this)) ps::detail::noteShapeChange();
+}
 
 bool psBTree::add(const pstHandle<psObj>& element) {
   return askAbove(*this, [&](psBTree& above) { return above.add(element); });

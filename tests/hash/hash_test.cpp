@@ -484,6 +484,14 @@ constexpr bool
         true;
 static_assert(findsByHash<psHashSet, unsigned int> && findsByHash<psHashMap, unsigned int>);
 static_assert(!findsByHash<psHashSet, psId> && !findsByHash<psHashMap, psId>, "an identifier is no hash");
+template <class Iterator, class Position, class = void>
+constexpr bool goesToIndex = false;
+template <class Iterator, class Position>
+constexpr bool
+    goesToIndex<Iterator, Position,
+                std::void_t<decltype(std::declval<Iterator&>().goToIndex(std::declval<Position>(), pscNoLock))>> = true;
+static_assert(goesToIndex<psHashIterator, int>);
+static_assert(!goesToIndex<psHashIterator, psId>, "an identifier is no position");
 static_assert(!std::is_constructible_v<psHashSet, psId, int> && !std::is_constructible_v<psHashMap, psId, int>);
 
 TEST(HashMap, TellsRawKeysObjectsAndEntriesApart) {

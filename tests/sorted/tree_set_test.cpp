@@ -56,10 +56,11 @@ TEST(TreeSet, VirtualOperationsStandInTheirPublishedOrder) {
       slotOf<pstRef<psObj>(Callback) const>(&psTreeSet::get));
   expectConsecutive(0, slotOf(&I::currentP));
   expectConsecutive(3, slotOf(&I::collection), slotOf(&I::current), slotOf(&I::currentValue), slotOf(&I::currentIndex),
-                    slotOf<bool(const void*)>(&I::goTo), slotOf<bool(Key)>(&I::goTo), slotOf(&I::goToIndex),
-                    slotOf(&I::hasNext), slotOf(&I::hasPrevious), slotOf(&I::moveCurrentTo), slotOf(&I::next),
-                    slotOf(&I::nextIndex), slotOf(&I::previous), slotOf(&I::previousIndex), slotOf(&I::remove),
-                    slotOf(&I::set), slotOf<bool(unsigned int, Callback)>(&I::goTo));
+                    slotOf<bool(const void*)>(&I::goTo), slotOf<bool(Key)>(&I::goTo),
+                    slotOf<pstRef<psObj>(int, psLockMode)>(&I::goToIndex), slotOf(&I::hasNext), slotOf(&I::hasPrevious),
+                    slotOf(&I::moveCurrentTo), slotOf(&I::next), slotOf(&I::nextIndex), slotOf(&I::previous),
+                    slotOf(&I::previousIndex), slotOf(&I::remove), slotOf(&I::set),
+                    slotOf<bool(unsigned int, Callback)>(&I::goTo));
   expectConsecutive(10, slotOf<int(Key, const void*&) const>(&psCompare::compare),
                     slotOf<int(Key, Key) const>(&psCompare::compare), slotOf<int(const void*&) const>(&psCompare::hash),
                     slotOf<int(Key) const>(&psCompare::hash));

@@ -84,9 +84,11 @@ struct SessionHead {
   std::uint32_t loads = 0;          // pages loaded so far, the cache's clock
   std::uint64_t opens = 0;
   std::uint64_t refusals = 0;
-  std::uint64_t noteStamp = 0;  // notes of another stamp are forgotten
-  std::uint64_t absences = 0;   // opens of what does not exist; no refusals
-  std::uint64_t serial = 0;     // no other session of the process has it; 0 without one
+  std::uint64_t noteStamp = 0;    // notes of another stamp are forgotten
+  std::uint64_t absences = 0;     // opens of what does not exist; no refusals
+  std::uint64_t failures = 0;     // moves with either, so that what asks often need look at one number
+  std::uint64_t changeStamp = 0;  // moves with the other stamps, and when a layer above says so: see noteChange
+  std::uint64_t serial = 0;       // no other session of the process has it; 0 without one
 };
 
 // Never null: a thread without a session sees one in which nothing is resident.
@@ -212,7 +214,15 @@ PS_ALWAYS_INLINE void prefetchWithStorage(const psId& id, std::size_t begin, std
 psId* notesBeside(const psObj* object, int count);
 // Forgets the notes beside an object in memory, and those beside all objects of the session.
 void dropNotes(const psObj* object);
-inline void dropAllNotes() { ++currentSession->noteStamp; }
+inline void dropAllNotes() {
+  ++currentSession->noteStamp;
+  ++currentSession->changeStamp;
+}
+
+// Has those look again who keep what they have found in the session, until it may have changed: as they do when a
+// transaction begins or ends, and when all notes are forgotten.
+inline void noteChange() { ++currentSession->changeStamp; }
+inline std::uint64_t changeStamp() { return currentSession->changeStamp; }
 
 // Opens for reading; the result is pinned.
 inline psObj* openForReading(const psId& id) {
@@ -292,6 +302,17 @@ class PagePin {
 // Number of opens that the calling thread's session has refused so far. An algorithm that saw it move in the meantime
 // met something that it could not read, and cannot take it for absent.
 inline std::uint64_t refusalCount() { return currentSession->refusals; }
+inline std::uint64_t failureCount() { return currentSession->failures; }
+
+// Count a refusal, or an open of what does not exist.
+inline void countRefusal(SessionHead& session) {
+  ++session.refusals;
+  ++session.failures;
+}
+inline void countAbsence(SessionHead& session) {
+  ++session.absences;
+  ++session.failures;
+}
 
 // Number of opens, in that session, of what does not exist. Opening a null reference is none.
 inline std::uint64_t absenceCount() { return currentSession->absences; }

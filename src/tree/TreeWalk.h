@@ -1,0 +1,177 @@
+#pragma once
+
+#include <cstdint>
+#include <optional>
+
+#include "core/PlaceCheck.h"
+#include "core/Search.h"
+#include "core/psCollectionIterator.h"
+#include "store/psChecked.h"
+#include "tree/NodeLinks.h"
+#include "tree/TreePosition.h"
+#include "tree/TreeShape.h"
+#include "tree/psTreeList.h"
+
+namespace ps::detail {
+
+// A place in a tree collection from which one goes on to the next: what the iterators of trees are made of. Operations
+// of the same name do what psCollectionIterator says.
+class TreeWalk {
+ public:
+  // What is delivered: the elements, or in a map the values beside them.
+  enum class Delivery { elements, values };
+
+  // Stands before the first element; nowhere when that leaf cannot be read.
+  TreeWalk(const pstHandle<psBTree>& tree, Delivery delivery);
+  TreeWalk(const TreeWalk&) = delete;
+  TreeWalk& operator=(const TreeWalk&) = delete;
+
+  // The collection's root, open; null when it cannot be opened.
+  pstHandle<psBTree> openRoot() const;
+
+  pstRef<psObj> next(psLockMode mode);
+  pstRef<psObj> previous(psLockMode mode);
+  bool hasNext();
+  bool hasPrevious() { return standsInLeaf() && (position_ > 0 || currentIndex() > 0); }
+  int currentIndex();
+  pstRef<psObj> goToIndex(int i, psLockMode mode);
+  int remove();
+  int moveCurrentTo(const pstHandle<psObj>& near);
+
+  // The address of the current reference, its array opened as the mode asks; null when there is none or the open is
+  // refused. It stays good until the next call.
+  pstRef<psObj>* currentAddress(psLockMode mode);
+  pstRef<psObj> current(psLockMode mode);
+  // The value beside the current element of a map; null when there is none.
+  pstRef<psObj> valueHere();
+
+  // Goes to what the probe looks for that makeProbe(root) gives. A list, which has no order, fails the search.
+  template <class MakeProbe>
+  bool goTo(MakeProbe makeProbe) {
+    Search<TreeWalk> search(*this);
+    const pstHandle<psBTree> root = openRoot();
+    if (root.isNull() || root->psIsKindOf(psTreeList::pstTypeN)) return false;
+    auto probe = makeProbe(*root);
+    return standAt(*root, probe, search);
+  }
+  // Goes on to the next that is this object, or to the last.
+  bool goOnTo(const pstRef<psObj>& element);
+
+  // Stores the reference in place of the current one. 1; 0, with nothing changed, when there is no current one or its
+  // array cannot be opened for update.
+  int replaceCurrent(const pstRef<psObj>& reference);
+  // Moves the object of the current reference, which keeps its position and follows the object. 1; 0, with nothing
+  // changed, when that fails.
+  int moveInPlace(const pstHandle<psObj>& near);
+
+  bool isBehindLast() const;
+  // Leaves the leaf; only the index stays as it is.
+  void standNowhere();
+  // Stands nowhere after a search that failed. False.
+  bool lose();
+
+ private:
+  // An array of the current leaf, kept open once it was needed, so that steps within a leaf open and look up nothing.
+  class Entries {
+   public:
+    void take(const pstRef<psUnsortedArray>& array);
+    // The address of entry i; null when there is none or it cannot be read.
+    const pstRef<psObj>* at(int i) {
+      if (PS_UNLIKELY(first_ == nullptr) && !read()) return nullptr;
+      return i <= object_->lastIndex() ? first_ + i : nullptr;
+    }
+    // Asks for the object of entry i, which at has given before.
+    PS_ALWAYS_INLINE void prefetch(int i) const { prefetchObject(first_[i].oid()); }
+    bool isRead() const { return first_ != nullptr; }
+    const pstHandle<psUnsortedArray>& array() const { return array_; }
+
+   private:
+    bool read();
+
+    pstHandle<psUnsortedArray> array_;
+    const psUnsortedArray* object_ = nullptr;
+    const pstRef<psObj>* first_ = nullptr;
+    std::optional<PagePin> pin_;
+  };
+
+  // A place in the tree: at an element of a leaf, before the first element (position -1), or behind the last.
+  struct Place {
+    pstHandle<psBTree> leaf;
+    int position = -1;
+    int index = -1;
+    bool hasElement = false;
+    pstRef<psObj> delivered;
+  };
+
+  // Tells whether anything may have changed without the walk's doing.
+  struct Time {
+    std::uint64_t change = 0;  // moves with all that follows, with aborts, and with nodes and their marks
+    std::uint64_t read = 0;    // of the version that is read
+    std::uint64_t update = 0;  // of the update transaction
+
+    static Time now();
+  };
+
+  // Whether there is a current leaf. One that is no leaf any more, or cannot be read, is left; what the walk holds of
+  // one that may have changed is read again.
+  bool standsInLeaf() {
+    const bool stands = PS_LIKELY(isUpToDate()) ? !leaf_.isNull() : lookAgain();
+    if (isChecked && stands && delivered_.isRead()) check_.compare(foundHere());
+    return stands;
+  }
+  bool isUpToDate() const { return seen_.change == currentSession->changeStamp; }
+  bool lookAgain();
+  // Whether the current leaf is one of the tree.
+  bool isInTree() const;
+
+  // For checked builds: what the walk finds at its place.
+  PlaceCheck::Place foundHere();
+  void noteHere();
+
+  // Makes the leaf the current one.
+  void standIn(const pstHandle<psBTree>& leaf);
+  void stepWithin(int step);
+  // The array of a leaf that is delivered from; null when there is no leaf or it cannot be read.
+  pstRef<psUnsortedArray> deliveredFrom(const pstHandle<psBTree>& leaf) const;
+
+  // The places beside the current one, and that of position i; nothing when a node cannot be opened.
+  std::optional<Place> placeAfter() const;
+  std::optional<Place> placeBefore() const;
+  std::optional<Place> placeOf(int i) const;
+  std::optional<Place> placeAfterRemoval(int count) const;
+
+  // Opens what has to be open for update there, as mode says.
+  bool canStep(const Place& place, psLockMode mode) const;
+  // Goes to the place and returns what is delivered there; stays, and returns null, when mode asks for an update open
+  // that is refused.
+  pstRef<psObj> stepTo(const Place& place, psLockMode mode);
+  // The same for a place that may be unknown.
+  pstRef<psObj> stepTo(const std::optional<Place>& place, psLockMode mode) {
+    return place ? stepTo(*place, mode) : pstRef<psObj>();
+  }
+  bool standAt(const psBTree& root, KeyProbe& probe, Search<TreeWalk>& search);
+
+  // The index after a step of the given length; unknown stays unknown.
+  int indexAfter(int step) const { return index_ < -1 ? index_ : index_ + step; }
+
+  // The steps of moveCurrentTo. fitsHere tells whether what the probe looks for belongs where the walk stands; nothing
+  // when it cannot be told.
+  std::optional<bool> fitsHere(KeyProbe& probe) const;
+  bool replaceHere(const pstRef<psObj>& element);
+  bool placeAnew(const pstHandle<psBTree>& root, const pstHandle<psObj>& old, const ComparatorChoice& order,
+                 KeyProbe& probe, const pstRef<psObj>& element);
+
+  pstRef<psBTree> tree_;  // the collection
+  Delivery delivery_;
+  pstHandle<psBTree> leaf_;  // open for reading; null when the walk stands nowhere
+  int position_ = -1;
+  int index_ = -1;  // in the collection; below -1 when it is not known
+  Entries delivered_;
+  Entries values_;              // beside the elements, once they were asked for
+  Time seen_;                   // when the current leaf was looked at
+  std::uint64_t opens_ = 0;     // the session's at the last step
+  std::optional<PagePin> pin_;  // of what currentAddress gave out
+  PlaceCheck check_;
+};
+
+}  // namespace ps::detail
