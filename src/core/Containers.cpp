@@ -2,6 +2,7 @@
 
 #include <algorithm>
 
+#include "store/StoreError.h"
 #include "store/pstItr.h"
 
 namespace ps::detail {
@@ -37,6 +38,7 @@ bool ContainerRelease::secure(const pstHandle<psContObj>& container) {
 }
 
 void ContainerRelease::release() {
+  const NothingThrown here;
   for (pstHandle<psContObj>& container : containers_) {
     if (isEmpty(container)) psDelete(container);
   }

@@ -146,6 +146,8 @@ std::optional<int> JavaBridge::call(LookUp& method, Arguments... arguments) {
     return std::nullopt;
   }
   known_ = found;
+  // Nothing may be thrown through the JVM. What is refused in a native method that Java calls fails the operation.
+  const NothingThrown here;
   const jint result = env_->CallIntMethod(callee_, found->members[0], arguments...);
   isOpen_ = env_->ExceptionCheck() == JNI_FALSE;
   return isOpen_ ? std::optional<int>(result) : std::nullopt;

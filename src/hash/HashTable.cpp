@@ -7,6 +7,7 @@
 #include "hash/PrimeNumbers.h"
 #include "hash/SlotChange.h"
 #include "hash/psHashMapEntry.h"
+#include "store/StoreError.h"
 
 namespace ps::detail {
 
@@ -69,6 +70,7 @@ bool insert(const HashPosition& position, const pstRef<psObj>& stored) {
 
 void constructTable(psHashSet& table, int slots, int directorySize, pstHandle<psContObj> adminContainer,
                     pstHandle<psContObj> bucketContainer) {
+  const NothingThrown here;
   pstHandle<psHashSet> self(&table);
   HashAccess::slotsPerBucket(table) = static_cast<int>(nextPrime(static_cast<unsigned int>(std::max(slots, 1))));
   HashAccess::depth(table) = incompleteDepth;
@@ -87,6 +89,7 @@ void constructTable(psHashSet& table, int slots, int directorySize, pstHandle<ps
 }
 
 void destroyTable(psHashSet& table) noexcept {
+  const NothingThrown here;
   const pstHandle<psHashAdmin> admin(HashAccess::admin(table));
   if (!admin.isValid()) return;
   if (isComplete(table)) table.clear();

@@ -2,6 +2,8 @@
 
 #include <algorithm>
 
+#include "store/StoreError.h"
+
 namespace ps::detail {
 
 namespace {
@@ -26,6 +28,7 @@ pstHandle<psHashChain> Provisional::addChain(const pstHandle<psHashBucket>& near
 }
 
 void Provisional::discard() {
+  const NothingThrown here;
   for (pstHandle<psObj>& object : objects_) psDelete(object);
   objects_.clear();
 }

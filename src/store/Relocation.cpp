@@ -1,9 +1,11 @@
 #include "store/Relocation.h"
 
 #include <cstring>
+#include <utility>
 #include <vector>
 
 #include "store/SessionCore.h"
+#include "store/StoreError.h"
 #include "store/cache/TypeRegistry.h"
 #include "store/pstHandle.h"
 
@@ -25,8 +27,31 @@ void discardCopy(SessionCore& session, const ClassInfo& info, psObj* copy) {
     const psId storage = wordAt(reinterpret_cast<const char*>(copy), offset);
     if (!storage.isNull()) session.freeObject(storage);
   }
-  session.freeObject(copy->psOid());
+  psId id = frameOfObject(copy)->pageId;
+  id.set_slot(headerOf(copy)->slot);
+  session.freeObject(id);
 }
+
+// A copy that is discarded unless it is kept, be it that something throws.
+class ProvisionalCopy {
+ public:
+  ProvisionalCopy(SessionCore& session, const ClassInfo& info, psObj* copy)
+      : session_(session), info_(info), copy_(copy), pin_(copy) {}
+  ProvisionalCopy(const ProvisionalCopy&) = delete;
+  ProvisionalCopy& operator=(const ProvisionalCopy&) = delete;
+  ~ProvisionalCopy() {
+    const NothingThrown here;
+    if (copy_ != nullptr) discardCopy(session_, info_, copy_);
+  }
+
+  psObj* keep() { return std::exchange(copy_, nullptr); }
+
+ private:
+  SessionCore& session_;
+  const ClassInfo& info_;
+  psObj* copy_;
+  PagePin pin_;
+};
 
 // Gives a copy that still names the original's storage storage of its own.
 bool copyStorage(SessionCore& session, const ClassInfo& info, const char* original, psObj* copy) {
@@ -69,14 +94,11 @@ psObj* duplicate(SessionCore& session, const ClassInfo& info, const pstHandle<ps
                  void (psObj::*tell)()) {
   void* const memory = session.create(info.number, info.size, near);
   if (memory == nullptr) return nullptr;
-  const PagePin pinned(memory);
+  ProvisionalCopy copy(session, info, static_cast<psObj*>(memory));
   if (tell != nullptr) ((*original).*tell)();
   const char* const source = reinterpret_cast<const char*>(&*original);
   std::memcpy(memory, source, info.size);
-  auto* const copy = static_cast<psObj*>(memory);
-  if (copyStorage(session, info, source, copy)) return copy;
-  discardCopy(session, info, copy);
-  return nullptr;
+  return copyStorage(session, info, source, static_cast<psObj*>(memory)) ? copy.keep() : nullptr;
 }
 
 }  // namespace
@@ -104,14 +126,12 @@ psId moveObject(const psId& object, const psId& near, const std::function<bool(c
   if (info == nullptr || original.open(pscUpdate) != 1 || !session->isDeletable(object, &*original)) return psId();
   psObj* const moved = duplicate(*session, *info, original, near, &psObj::psPreMoveInit);
   if (moved == nullptr) return psId();
-  const PagePin pinned(moved);
+  ProvisionalCopy provisional(*session, *info, moved);
   const psId id = moved->psOid();
   const bool isNamed = (headerOf(&*original)->type & namedFlag) != 0;
   // A name that cannot be changed voids the transaction, and with it what the follower did.
-  if ((follow != nullptr && !follow(id)) || (isNamed && !session->renameObject(object, id))) {
-    discardCopy(*session, *info, moved);
-    return psId();
-  }
+  if ((follow != nullptr && !follow(id)) || (isNamed && !session->renameObject(object, id))) return psId();
+  provisional.keep();
   if (isNamed) {
     headerOf(moved)->type |= namedFlag;
     headerOf(&*original)->type &= ~namedFlag;

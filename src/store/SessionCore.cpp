@@ -325,9 +325,14 @@ bool SessionCore::abort() {
 }
 
 psObj* SessionCore::refuse(const StoreError& error) {
+  fail(error);
+  return endRefused();
+}
+
+psObj* SessionCore::endRefused() {
   countRefusal(*this);
   ++counters.refusals;
-  fail(error);
+  psThrowException(pehSessionDataGetFunction());
   return nullptr;
 }
 
@@ -394,11 +399,7 @@ bool SessionCore::admits(const psId& id, psMode mode) {
 
 psObj* SessionCore::openObject(const psId& id, psMode mode) {
   if (id.isNull()) return nullptr;
-  if (!usable("an open")) {
-    countRefusal(*this);
-    ++counters.refusals;
-    return nullptr;
-  }
+  if (!usable("an open")) return endRefused();
   if (mode == pscUpdate && mode_ != pscUpdate) {
     return refuse(
         psErrorKind::usage,
@@ -491,11 +492,7 @@ std::uint32_t SessionCore::typeOf(const psId& id) {
 }
 
 void* SessionCore::storage(const psId& id) {
-  if (!usable("reading an array")) {
-    countRefusal(*this);
-    ++counters.refusals;
-    return nullptr;
-  }
+  if (!usable("reading an array")) return endRefused();
   Page* page = nullptr;
   const PageCache::Fetch found = cache_.fetch(id, page);
   if (found == PageCache::Fetch::unreadable) return refuse(cache_.error());
@@ -607,6 +604,7 @@ bool SessionCore::destroy(const psId& id, psObj* openForUpdate) {
   if (id.get_page() == 0) {
     done = destroyEntry(id);
   } else if (isDeletable(id, object)) {
+    const NothingThrown here;
     beingDeleted_.push_back(id);
     object->~psObj();
     beingDeleted_.erase(std::find(beingDeleted_.begin(), beingDeleted_.end(), id));

@@ -128,9 +128,12 @@ class SessionCore : public SessionHead, public std::enable_shared_from_this<Sess
   // Signals a failure of the store; false, for return.
   bool fail(const StoreError& error);
   bool fail(psErrorKind kind, const std::string& message) { return fail(StoreError{kind, message}); }
-  // The same for something that is there but cannot be opened or read. That counts as a refusal. Null, for return.
+  // The same for something that is there but cannot be opened or read. That counts as a refusal, and is thrown where
+  // the session asks for that. Null, for return.
   psObj* refuse(const StoreError& error);
   psObj* refuse(psErrorKind kind, const std::string& message) { return refuse(StoreError{kind, message}); }
+  // The same once the failure was signalled.
+  psObj* endRefused();
   psObj* reportAbsent(const psId& id);
 
   pstSessionData data;

@@ -1,13 +1,15 @@
 #include "store/psContObj.h"
 
 #include "store/SessionCore.h"
+#include "store/StoreError.h"
 
 namespace {
 
 void* newContainer(const char* name, unsigned int typeN, const psId& near) {
+  const ps::detail::NothingThrown here;
   ps::detail::SessionCore* const session = ps::detail::SessionCore::updating("creating a container");
   ps::detail::CatalogEntry* const entry = session != nullptr ? session->containerNamed(near, name, typeN, 0) : nullptr;
-  return entry != nullptr ? entry->object : nullptr;
+  return ps::detail::noteCreation(entry != nullptr ? entry->object : nullptr);
 }
 
 }  // namespace

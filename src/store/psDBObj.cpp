@@ -1,23 +1,32 @@
 #include "store/psDBObj.h"
 
 #include "store/SessionCore.h"
+#include "store/StoreError.h"
 
 using ps::detail::CatalogEntry;
 using ps::detail::SessionCore;
 
-void* psDBObj::operator new(std::size_t, const pstHandle<psFDObj>& federation) noexcept {
+namespace {
+
+CatalogEntry* createIn(const psId& federation) {
   SessionCore* const session = SessionCore::updating("creating a database");
   if (session == nullptr) return nullptr;
-  if (federation.oid() != ps::detail::Catalog::federationId()) {
-    session->fail(psErrorKind::usage,
-                  "a database is created in the federation, not in " + ps::detail::textOf(federation.oid()));
-    return nullptr;
-  }
-  CatalogEntry* const entry = session->createDatabase();
-  return entry != nullptr ? entry->object : nullptr;
+  if (federation == ps::detail::Catalog::federationId()) return session->createDatabase();
+  session->fail(psErrorKind::usage,
+                "a database is created in the federation, not in " + ps::detail::textOf(federation));
+  return nullptr;
+}
+
+}  // namespace
+
+void* psDBObj::operator new(std::size_t, const pstHandle<psFDObj>& federation) noexcept {
+  const ps::detail::NothingThrown here;
+  CatalogEntry* const entry = createIn(federation);
+  return ps::detail::noteCreation(entry != nullptr ? entry->object : nullptr);
 }
 
 psDBObj::psDBObj(const char* name, unsigned int, unsigned int, const char*, const char*, unsigned int, unsigned short) {
+  const ps::detail::NothingThrown here;
   SessionCore* const session = SessionCore::current();
   CatalogEntry* const entry = session != nullptr ? session->entry(psOid()) : nullptr;
   if (entry == nullptr) return;
@@ -28,6 +37,7 @@ psDBObj::psDBObj(const char* name, unsigned int, unsigned int, const char*, cons
   session->keep(pstHandle<psObj>(this));
   session->catalog().dropDatabase(*entry);
   entry->frame->pageId = psId();
+  ps::detail::noteCreation(nullptr);
 }
 
 namespace ps::detail {

@@ -15,6 +15,13 @@ const psError psteVArraySizeZero = {102, "access to an empty array: index %u"};
 const psError psteUpdateVArray = {103, "the array could not be opened for update", psErrorKind::denied};
 const psError psteStore = {200, "%s"};
 
+namespace {
+
+thread_local int scopesThatThrowNothing = 0;
+thread_local bool hasCreationFailed = false;
+
+}  // namespace
+
 void pehSessionData::record(psErrorLevel level, int number, psErrorKind kind, std::string text) {
   level_ = level;
   number_ = number;
@@ -29,6 +36,7 @@ void pehSessionData::clear() {
   kind_ = psErrorKind::none;
   text_.clear();
   pending_ = false;
+  hasCreationFailed = false;
 }
 
 pehSessionData* pehSessionDataGetFunction() {
@@ -66,7 +74,20 @@ void ps::detail::signalStoreError(const StoreError& error) {
   psSignal(pscError, psError{psteStore.number, psteStore.text, error.kind}, nullptr, error.text.c_str());
 }
 
+void* ps::detail::noteCreation(void* memory) {
+  hasCreationFailed = memory == nullptr;
+  return memory;
+}
+
+void ps::detail::throwFailedCreation() {
+  if (scopesThatThrowNothing != 0 || !std::exchange(hasCreationFailed, false)) return;
+  psThrowException(pehSessionDataGetFunction());
+}
+
+ps::detail::NothingThrown::NothingThrown() { ++scopesThatThrowNothing; }
+ps::detail::NothingThrown::~NothingThrown() { --scopesThatThrowNothing; }
+
 void psThrowException(pehSessionData* context) {
-  if (!std::exchange(context->pending_, false) || !context->throws) return;
+  if (scopesThatThrowNothing != 0 || !std::exchange(context->pending_, false) || !context->throws) return;
   throw psException(context->number(), context->kind(), context->text());
 }

@@ -70,6 +70,6 @@ PS_API pehSessionData* pehSessionDataGetFunction();
 // Records an error with the arguments that its text asks for. object, where it is not null, is named in the message.
 PS_API void psSignal(psErrorLevel level, const psError& error, const pstHandle<psObj>* object, ...);
 
-// Throws the pending error as a psException when the context asks for it; returns otherwise. Either way the error is no
-// longer pending.
+// Throws the pending error as a psException when the context asks for it; returns otherwise. The error is no longer
+// pending then, unless the library is where nothing may be thrown.
 PS_API void psThrowException(pehSessionData* context);

@@ -1,6 +1,8 @@
 #include "store/psHandleBase.h"
 
 #include "store/SessionCore.h"
+#include "store/StoreError.h"
+#include "store/psError.h"
 
 unsigned int psHandleBase::typeOutOfLine() const {
   ps::detail::SessionCore* const session = ps::detail::SessionCore::current();
@@ -9,8 +11,8 @@ unsigned int psHandleBase::typeOutOfLine() const {
 
 namespace {
 
-// Whether an object is of a class that has no number of its own; the error is then signalled. While an object is
-// constructed or destroyed it is of a base of its class, which has another number.
+// Whether an object is of a class that has no number of its own; the error is then signalled, or thrown. While an
+// object is constructed or destroyed it is of a base of its class, which has another number.
 bool isMisfit(const psObj* object) {
   ps::detail::SessionCore* const session = ps::detail::SessionCore::current();
   const std::uint32_t type = ps::detail::headerOf(object)->type & ~ps::detail::namedFlag;
@@ -18,14 +20,16 @@ bool isMisfit(const psObj* object) {
   if (info == nullptr || PS_LIKELY(ps::detail::isOfClass(*info, object)) || object->psGetTypeN() != type) return false;
   session->fail(psErrorKind::unknownClass,
                 ps::detail::textOf(object->psOid()) + ": " + ps::detail::complaintAbout(*info, object));
+  psThrowException(pehSessionDataGetFunction());
   return true;
 }
 
 }  // namespace
 
 psHandleBase::psHandleBase(const psObj* object) {
-  if (object == nullptr || !ps::detail::isInArena(object)) return;
-  const psId id = object->psOid();
+  if (object != nullptr && !ps::detail::isInArena(object)) return;
+  const psId id = object != nullptr ? object->psOid() : psId();
+  if (id.isNull()) ps::detail::throwFailedCreation();
   if (id.isNull() || (id.get_page() != 0 && isMisfit(object))) return;
   id_ = id;
   object_ = const_cast<psObj*>(object);

@@ -4,6 +4,7 @@
 #include <new>
 
 #include "store/SessionCore.h"
+#include "store/StoreError.h"
 #include "store/cache/Frame.h"
 #include "store/pstHandle.h"
 
@@ -66,6 +67,7 @@ void discardOrRevive(void* object) {
 }  // namespace
 
 void reclaim(void* object) noexcept {
+  const NothingThrown here;
   if (!isInArena(object)) {
     ::operator delete(object);
   } else if (isInPlace(object)) {
@@ -74,6 +76,7 @@ void reclaim(void* object) noexcept {
 }
 
 void reclaimEntry(void* object) noexcept {
+  const NothingThrown here;
   if (!isInArena(object)) {
     ::operator delete(object);
   } else if (isEntryInPlace(object)) {

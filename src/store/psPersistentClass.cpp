@@ -1,12 +1,14 @@
 #include "store/psPersistentClass.h"
 
 #include "store/SessionCore.h"
+#include "store/StoreError.h"
 
 using ps::detail::SessionCore;
 
 void* pstNewObj(unsigned int typeN, std::size_t size, const pstHandle<psObj>& near) noexcept {
+  const ps::detail::NothingThrown here;
   SessionCore* const session = SessionCore::updating("creating an object");
-  return session != nullptr ? session->create(typeN, size, near.oid()) : nullptr;
+  return ps::detail::noteCreation(session != nullptr ? session->create(typeN, size, near.oid()) : nullptr);
 }
 
 void* pstNewObj(unsigned int typeN, std::size_t size, const psObj* near) noexcept {

@@ -101,6 +101,9 @@ class PS_API psSession {
   // What sort of failure it was, for a program to decide by; none when there was none.
   psErrorKind lastErrorKind() const;
 
+  // Whether failures are thrown: of session calls and of accesses beyond an array, and opens, look-ups and scans that
+  // are refused, wherever they happen. What does not exist is no failure, and destructors never throw. A failed new
+  // gives null, and the handle that is made of it throws.
   void throwErrors(bool on);
 
   void cacheLimit(std::size_t bytes);

@@ -1,5 +1,6 @@
 #include "tree/ChildNode.h"
 
+#include "store/StoreError.h"
 #include "tree/NodeLinks.h"
 
 namespace ps::detail {
@@ -19,6 +20,7 @@ pstHandle<psUnsortedArray> createElementsBelow(const pstHandle<psBTree>& parent,
 }
 
 void deleteArrays(const psBTree& node) noexcept {
+  const NothingThrown here;
   for (const pstRef<psUnsortedArray>& array : {NodeAccess::elements(node), node.values()}) {
     pstHandle<psUnsortedArray> doomed(array);
     if (doomed.isValid()) psDelete(doomed);

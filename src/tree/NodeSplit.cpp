@@ -4,6 +4,7 @@
 #include <vector>
 
 #include "core/Containers.h"
+#include "store/StoreError.h"
 #include "tree/NodeEdit.h"
 #include "tree/NodeLinks.h"
 
@@ -89,6 +90,7 @@ class NewNode {
 
  private:
   void discard() {
+    const NothingThrown here;
     entries_.reset();
     pstHandle<psObj>* const parts[] = {&elements_, &values_, &node_};
     for (pstHandle<psObj>* const part : parts) {

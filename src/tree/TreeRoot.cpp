@@ -3,6 +3,7 @@
 #include <algorithm>
 
 #include "core/Containers.h"
+#include "store/StoreError.h"
 #include "tree/NodeAccess.h"
 
 namespace ps::detail {
@@ -16,6 +17,7 @@ constexpr int smallestCapacity = 4;
 
 pstRef<psTreeAdmin> constructRoot(psBTree& root, const NodeKind& kind, int capacity,
                                   pstHandle<psContObj> adminContainer, pstHandle<psContObj> arrayContainer) {
+  const NothingThrown here;
   pstHandle<psBTree> self(&root);
   if (adminContainer.isNull()) adminContainer = createContainerFor(self);
   if (arrayContainer.isNull()) arrayContainer = createContainerFor(self);
@@ -35,6 +37,7 @@ pstRef<psUnsortedArray> constructValues(const psBTree& root, int capacity) {
 }
 
 void destroyRoot(psBTree& root) noexcept {
+  const NothingThrown here;
   const pstHandle<psObj> admin(root.admin());
   if (!admin.isValid()) return;
   root.clear();

@@ -108,8 +108,12 @@ TEST(KeyedRefusal, AnIteratorGoesOnWhereItWasRefused) {
       const auto walk = [&](psCollectionIterator& iterator, bool forward) {
         std::size_t steps = 0;
         for (int attempt = 0; attempt < 25; ++attempt) {
-          const pstRef<psObj> element = forward ? iterator.next(pscLockUpdate) : iterator.previous(pscLockUpdate);
-          if (element.isNull()) continue;
+          pstRef<psObj> element;
+          const auto step = [&] {
+            element = forward ? iterator.next(pscLockUpdate) : iterator.previous(pscLockUpdate);
+            return !element.isNull();
+          };
+          if (!ps::test::resultOf(step)) continue;
           if (steps == list.size() || element != list[forward ? steps : list.size() - 1 - steps]) return false;
           ++steps;
         }

@@ -798,10 +798,16 @@ TEST_F(StoreErrors, ErrorsAreThrownWhereThatIsAskedFor) {
   EXPECT_EQ(numberThrown([&] { links.iset(9, self); }), psteVArrayBound.number);
   EXPECT_EQ(numberThrown([&] { session_.begin(pscRead); }), psteStore.number);
   EXPECT_EQ(numberThrown([&] { session_.name(object, object, ""); }), psteStore.number);
-  EXPECT_EQ(numberThrown([&] { EXPECT_EQ(psId(1, 1, 9, 9).update(), 0); }), 0) << "opens only signal";
+  EXPECT_EQ(numberThrown([&] { EXPECT_EQ(psId(1, 1, 9, 9).update(), 0); }), 0) << "it does not exist";
+  EXPECT_EQ(numberThrown([&] { pstHandle<Flat>(new (pstHandle<psObj>()) Flat(1)); }), psteStore.number);
+  EXPECT_EQ(numberThrown([&] { pstHandle<Flat>(static_cast<Flat*>(nullptr)); }), 0);
+  EXPECT_EQ(
+      numberThrown([&] { pstHandle<psDBObj>(new (session_.federation()) psDBObj("", 0, 0, nullptr, nullptr, 1, 0)); }),
+      psteStore.number);
   EXPECT_EQ(numberThrown([&] { EXPECT_EQ(session_.name(object, object, "fine"), 1); }), 0);
   commit();
   EXPECT_EQ(numberThrown([&] { session_.commit(); }), psteStore.number);
+  EXPECT_EQ(numberThrown([&] { pstHandle<psObj>(object.oid()).open(pscRead); }), psteStore.number);
   session_.throwErrors(false);
   EXPECT_EQ(session_.commit(), 0);
 }

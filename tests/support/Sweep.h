@@ -26,8 +26,11 @@ struct Trouble {
   bool alwaysFails = false;  // the operation has failed then, and says so
 };
 
-// Opens that are refused, in each manner.
+// Opens that are refused, in each manner, and refusals that are thrown.
 std::vector<Trouble> refusals(psSession& session);
+
+// The operation's result; it has failed when the store has thrown.
+bool resultOf(const std::function<bool()>& act);
 
 // Runs the operation with each trouble at every point that it reaches, and aborts. A World has a store and a
 // collection, takes it up anew with find(), and compares it with what was committed with complaints().
@@ -42,7 +45,7 @@ void sweep(World& world, const Operation& operation, const std::vector<Trouble>&
       world.find();
       operation.prepare();
       const std::function<bool()> endTrouble = trouble.cause(k);
-      const bool result = operation.act();
+      const bool result = resultOf(operation.act);
       bit = endTrouble();
       operation.verify(result, bit);
       ASSERT_FALSE(trouble.alwaysFails && bit && result);
