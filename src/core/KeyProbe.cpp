@@ -1,5 +1,7 @@
 #include "core/KeyProbe.h"
 
+#include "store/IdText.h"
+
 namespace ps::detail {
 
 namespace {
@@ -38,7 +40,21 @@ HandleProbe::HandleProbe(const pstHandle<psObj>& key, const psCollection& collec
 
 int HandleProbe::order(const pstRef<psObj>& stored) {
   const pstHandle<psObj> element(stored);
-  return comparator_.isNull() ? psCompare::comparePsId(element, key_) : comparator_->compare(element, key_);
+  if (comparator_.isNull()) return psCompare::comparePsId(element, key_);
+  if (isChecked) checkOrder(element);
+  return comparator_->compare(element, key_);
+}
+
+// In a checked build, reports a comparator that says something else the other way round, or of an element and itself.
+void HandleProbe::checkOrder(const pstHandle<psObj>& element) const {
+  const auto signOf = [](int result) { return (result > 0) - (result < 0); };
+  const RefusalWatch watch;
+  const int forth = signOf(comparator_->compare(element, key_));
+  const int back = signOf(comparator_->compare(key_, element));
+  if (watch.metAny() || (forth == -back && (forth == 0 || element != key_))) return;
+  reportMisuse(std::string("the comparator of class ") + comparator_->psGetTypeName() + " orders " +
+               textOf(element.oid()) + " and " + textOf(key_.oid()) + " by " + std::to_string(forth) +
+               " and the other way round by " + std::to_string(back) + "; an order must be total");
 }
 
 bool HandleProbe::matches(const pstRef<psObj>& stored) {

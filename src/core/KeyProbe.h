@@ -128,6 +128,7 @@ class HandleProbe final : public KeyProbe {
 
  private:
   int order(const pstRef<psObj>& stored) override;
+  void checkOrder(const pstHandle<psObj>& element) const;
   bool matches(const pstRef<psObj>& stored) override;
   bool isKey(const pstRef<psObj>& stored) const override { return stored == key_; }
 

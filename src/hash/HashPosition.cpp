@@ -2,8 +2,30 @@
 
 #include "hash/psHashMap.h"
 #include "hash/psHashMapEntry.h"
+#include "store/IdText.h"
 
 namespace ps::detail {
+
+namespace {
+
+// For checked builds: reports an element that is equal to what was not found in its slot. Of the bucket, since what
+// lies in another is not read for it.
+void checkHashes(const psHashSet& table, KeyProbe& probe, const HashPosition& position, const BucketView& bucket) {
+  constexpr int mostLookedAt = 16;
+  int lookedAt = 0;
+  for (int i = 0; i < bucket.slots() && lookedAt < mostLookedAt && !probe.failed(); ++i) {
+    if (i == position.slot || bucket[i].isNull()) continue;
+    const SlotView slot(bucket, i);
+    const pstRef<psObj> key = slot.count() > 0 ? keyOf(slot[0], holdsEntries(table)) : pstRef<psObj>();
+    ++lookedAt;
+    if (key.isNull() || !probe.equal(key) || probe.failed()) continue;
+    reportMisuse(textOf(table.psOid()) + " holds " + textOf(key) +
+                 ", which is equal to what is looked for but has another hash; equal elements must hash equal, and "
+                 "keep their hash while they are stored");
+  }
+}
+
+}  // namespace
 
 int directoryIndexOf(const psHashSet& table, std::uint32_t hash) {
   const int depth = HashAccess::depth(table);
@@ -60,7 +82,9 @@ bool findMatch(const psHashSet& table, KeyProbe& probe, HashPosition& position) 
     position.stored = slot[i];
     return true;
   }
-  return true;
+  if (!isChecked) return true;
+  checkHashes(table, probe, position, bucket);
+  return !probe.failed();
 }
 
 std::optional<HashPosition> locate(const psHashSet& table, KeyProbe& probe) {

@@ -3,38 +3,11 @@
 #include <thread>
 
 #include "store/StoreObjects.h"
+#include "support/Reports.h"
 #include "support/TempStore.h"
 
 namespace ps::test {
 namespace {
-
-// What the checked build reports while one lives, instead of stopping the test.
-class Reports {
- public:
-  Reports()
-      : before_(ps::detail::setMisuseHandler([](const std::string& sentence) { sentences().push_back(sentence); })) {
-    sentences().clear();
-  }
-  Reports(const Reports&) = delete;
-  Reports& operator=(const Reports&) = delete;
-  ~Reports() { ps::detail::setMisuseHandler(before_); }
-
-  // The sentences since the last call, in one.
-  static std::string take() {
-    std::string all;
-    for (const std::string& sentence : sentences()) all += sentence + "\n";
-    sentences().clear();
-    return all;
-  }
-
- private:
-  static std::vector<std::string>& sentences() {
-    static std::vector<std::string> all;
-    return all;
-  }
-
-  ps::detail::MisuseHandler before_;
-};
 
 class StoreMisuse : public ::testing::Test {
  protected:
@@ -49,10 +22,6 @@ class StoreMisuse : public ::testing::Test {
   void again(psMode mode) {
     ASSERT_EQ(session_.commit(), 1) << session_.lastError();
     ASSERT_EQ(session_.begin(mode), 1) << session_.lastError();
-  }
-  void expectReport(const char* part) {
-    const std::string all = Reports::take();
-    EXPECT_NE(all.find(part), std::string::npos) << "no \"" << part << "\" in: " << all;
   }
 
   ScratchFolder folder_;
@@ -69,32 +38,32 @@ TEST_F(StoreMisuse, ObjectsAndHandlesOutOfTheirTimeAndPlaceAreReported) {
   EXPECT_EQ(Reports::take(), "");
 
   std::thread([&] { EXPECT_NE(kept.operator->(), object); }).join();
-  expectReport("on a thread that did not open it");
+  Reports::expect("on a thread that did not open it");
   ASSERT_EQ(session_.commit(), 1);
   object->psOid();
-  expectReport("object (1,1,1,1) is used after the transaction");
+  Reports::expect("object (1,1,1,1) is used after the transaction");
   object->bytes.size();
-  expectReport("after the transaction");
+  Reports::expect("after the transaction");
   ASSERT_EQ(session_.begin(pscRead), 1);
   EXPECT_EQ(kept->bytes.size(), 10U) << "a handle may be kept over transactions";
   EXPECT_EQ(Reports::take(), "");
   ASSERT_EQ(session_.commit(), 1);
   ASSERT_EQ(session_.close(), 1);
   kept.operator->();
-  expectReport("after its session was closed");
+  Reports::expect("after its session was closed");
 }
 
 TEST_F(StoreMisuse, WritesToWhatIsNotOpenForUpdateAreReported) {
   blob_->number = 2;
   again(pscUpdate);
-  expectReport("object (1,1,1,1) or an array of it was written without being open for update");
+  Reports::expect("object (1,1,1,1) or an array of it was written without being open for update");
   ASSERT_EQ(blob_.open(pscRead), 1);
   const_cast<char&>(*blob_->bytes.head()) = 'S';
   again(pscRead);
-  expectReport("written without being open for update");
+  Reports::expect("written without being open for update");
   blob_->number = 3;
   ASSERT_EQ(session_.commit(), 1);
-  expectReport("written without being open for update");
+  Reports::expect("written without being open for update");
 
   ASSERT_EQ(session_.begin(pscUpdate), 1);
   ASSERT_EQ(blob_.update(), 1);
