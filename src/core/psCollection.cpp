@@ -22,7 +22,9 @@ bool psCollection::equal(const pstHandle<psObj>& a, const pstHandle<psObj>& b) c
   const pstHandle<psCompare> order(comparator());
   if (watch.refused()) return false;
   if (order.isNull()) return a == b;
-  return order.open(pscRead) == 1 && order->equal(a, b) && !watch.refused();
+  const bool isEqual = order.open(pscRead) == 1 && order->equal(a, b);
+  // What a comparator says of an object that does not exist is no answer.
+  return isEqual && !watch.refused() && (!watch.metAbsent() || a == b);
 }
 
 bool psCollection::addAll(pstHandle<psCollection>& other) {

@@ -188,6 +188,8 @@ class pstVArray {
   bool isWithin(unsigned int i) const {
     const unsigned int n = size();
     if (PS_LIKELY(i < n)) return true;
+    // Storage that cannot be read has been signalled already.
+    if (n == 0 && word_ != 0) return false;
     ps::detail::signalArrayBound(n, i);
     psThrowException(pehSessionDataGetFunction());
     return false;

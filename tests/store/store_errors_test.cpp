@@ -331,6 +331,7 @@ TEST_F(StoreErrors, FlippedBytesAreFound) {
           if (hit.open(pscUpdate) == 1) {
             // The array's storage lies in a page of its own.
             EXPECT_EQ(hit->bytes.size(), 0U);
+            EXPECT_TRUE(hit->bytes.iset(0, 'x') == 0 && session_.lastErrorKind() == psErrorKind::damaged);
             EXPECT_EQ(hit->bytes.extend('x'), 0);
             EXPECT_EQ(hit->bytes.resize(5), 0);
           } else {
@@ -495,9 +496,11 @@ TEST_F(StoreErrors, ObjectsOfClassesThatThisProgramDoesNotHaveAreKept) {
   EXPECT_EQ(inProcess([this] {
               introduce<Foreign>("Foreign");
               introduce<Before>("Account");
-              const bool good = open() == 1 && session_.begin(pscUpdate) == 1 &&
-                                new (container("shared")) Foreign != nullptr&& new (container("shared")) Before !=
-                                    nullptr&& new (container("shared")) Flat(5) != nullptr&& session_.commit() == 1;
+              if (open() != 1 || session_.begin(pscUpdate) != 1) return session_.lastError();
+              const pstHandle<psObj> in(container("shared"));
+              const pstHandle<psObj> foreign(new (in) Foreign);
+              const bool good = session_.name(foreign, in, "foreign") == 1 &&
+                                new (in) Before != nullptr&& new (in) Flat(5) != nullptr&& session_.commit() == 1;
               return good ? std::string() : session_.lastError();
             }),
             "");
@@ -522,6 +525,11 @@ TEST_F(StoreErrors, ObjectsOfClassesThatThisProgramDoesNotHaveAreKept) {
     EXPECT_EQ(psDelete(object), 0);
     EXPECT_EQ(object.move(container("kept")), 0);
   }
+  const std::uint64_t refusals = session_.counters().refusals;
+  pstHandle<Flat> named;
+  EXPECT_EQ(named.lookupObj(container("shared"), "foreign", pscRead), 0);
+  complains(psErrorKind::unknownClass, unknown);
+  EXPECT_EQ(session_.counters().refusals, refusals + 1);
   EXPECT_EQ(new (container("shared")) Foreign, nullptr);
   complains(psErrorKind::unknownClass, {"20230", "not registered"});
   // Their page is written again around them.
