@@ -128,22 +128,6 @@ pstRef<psObj> HashWalk::valueHere() {
   return !entry.isNull() && entry.open(pscRead) == 1 ? entry->value() : pstRef<psObj>();
 }
 
-int HashWalk::replaceCurrent(const pstRef<psObj>& reference) {
-  pstRef<psObj>* const address = currentAddress(pscLockUpdate);
-  if (address == nullptr) return 0;
-  *address = reference;
-  return 1;
-}
-
-int HashWalk::moveInPlace(const pstHandle<psObj>& near) {
-  pstRef<psObj>* const address = currentAddress(pscLockUpdate);
-  if (address == nullptr || address->isNull()) return 0;
-  pstHandle<psObj> object(*address);
-  if (object.move(near) != 1) return 0;
-  *address = object;
-  return 1;
-}
-
 int HashWalk::currentIndex() {
   const psHashSet* const set = index_ < -1 ? openSet() : nullptr;
   const int before = set != nullptr && settle(*set) && index_ < -1 ? places_.countBefore(*set, place_) : -1;

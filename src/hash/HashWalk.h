@@ -48,12 +48,6 @@ class HashWalk {
   int remove();
   int moveCurrentTo(const pstHandle<psObj>& near);
 
-  // Stores the reference in place of the current one. 1; 0, with nothing changed, when there is no current one or what
-  // holds it cannot be opened for update.
-  int replaceCurrent(const pstRef<psObj>& reference);
-  // Moves the object of the current reference, which follows it. 1; 0, with nothing changed, when that fails.
-  int moveInPlace(const pstHandle<psObj>& near);
-
   // Stands nowhere after a search that failed. False.
   bool lose();
 

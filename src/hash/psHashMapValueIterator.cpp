@@ -1,5 +1,6 @@
 #include "hash/psHashMapValueIterator.h"
 
+#include "core/CurrentReference.h"
 #include "hash/HashWalk.h"
 
 using ps::detail::HashWalk;
@@ -9,8 +10,14 @@ psHashMapValueIterator::psHashMapValueIterator(const pstHandle<psHashMap>& map)
 
 psHashMapValueIterator::~psHashMapValueIterator() = default;
 
-int psHashMapValueIterator::moveCurrentTo(const pstHandle<psObj>& near) { return walk_->moveInPlace(near); }
+int psHashMapValueIterator::moveCurrentTo(const pstHandle<psObj>& near) {
+  return ps::detail::moveReferenced(walk_->currentAddress(pscLockUpdate), near);
+}
 
-int psHashMapValueIterator::remove() { return walk_->replaceCurrent(pstRef<psObj>()); }
+int psHashMapValueIterator::remove() {
+  return ps::detail::replaceReference(walk_->currentAddress(pscLockUpdate), pstRef<psObj>());
+}
 
-int psHashMapValueIterator::set(const pstHandle<psObj>& value) { return walk_->replaceCurrent(value); }
+int psHashMapValueIterator::set(const pstHandle<psObj>& value) {
+  return ps::detail::replaceReference(walk_->currentAddress(pscLockUpdate), value);
+}

@@ -1,5 +1,6 @@
 #include "sorted/psTreeMapValueIterator.h"
 
+#include "core/CurrentReference.h"
 #include "tree/TreeWalk.h"
 
 using ps::detail::TreeWalk;
@@ -9,7 +10,9 @@ psTreeMapValueIterator::psTreeMapValueIterator(pstHandle<psTreeMap>& map)
 
 psTreeMapValueIterator::~psTreeMapValueIterator() = default;
 
-int psTreeMapValueIterator::moveCurrentTo(const pstHandle<psObj>& near) { return walk_->moveInPlace(near); }
+int psTreeMapValueIterator::moveCurrentTo(const pstHandle<psObj>& near) {
+  return ps::detail::moveReferenced(walk_->currentAddress(pscLockUpdate), near);
+}
 
 pstRef<psObj> psTreeMapValueIterator::next(psLockMode mode) {
   const pstRef<psObj> value = walk_->next(mode);
@@ -17,6 +20,10 @@ pstRef<psObj> psTreeMapValueIterator::next(psLockMode mode) {
   return value;
 }
 
-int psTreeMapValueIterator::remove() { return walk_->replaceCurrent(pstRef<psObj>()); }
+int psTreeMapValueIterator::remove() {
+  return ps::detail::replaceReference(walk_->currentAddress(pscLockUpdate), pstRef<psObj>());
+}
 
-int psTreeMapValueIterator::set(const pstHandle<psObj>& value) { return walk_->replaceCurrent(value); }
+int psTreeMapValueIterator::set(const pstHandle<psObj>& value) {
+  return ps::detail::replaceReference(walk_->currentAddress(pscLockUpdate), value);
+}

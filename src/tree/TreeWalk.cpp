@@ -150,22 +150,6 @@ pstRef<psObj> TreeWalk::valueHere() {
   return value != nullptr ? *value : pstRef<psObj>();
 }
 
-int TreeWalk::replaceCurrent(const pstRef<psObj>& reference) {
-  pstRef<psObj>* const address = currentAddress(pscLockUpdate);
-  if (address == nullptr) return 0;
-  *address = reference;
-  return 1;
-}
-
-int TreeWalk::moveInPlace(const pstHandle<psObj>& near) {
-  pstRef<psObj>* const address = currentAddress(pscLockUpdate);
-  if (address == nullptr || address->isNull()) return 0;
-  pstHandle<psObj> object(*address);
-  if (object.move(near) != 1) return 0;
-  *address = object;
-  return 1;
-}
-
 int TreeWalk::currentIndex() {
   if (standsInLeaf() && index_ < -1) {
     const pstHandle<psBTree> root = openRoot();

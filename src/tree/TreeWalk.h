@@ -57,13 +57,6 @@ class TreeWalk {
   // Goes on to the next that is this object, or to the last.
   bool goOnTo(const pstRef<psObj>& element);
 
-  // Stores the reference in place of the current one. 1; 0, with nothing changed, when there is no current one or its
-  // array cannot be opened for update.
-  int replaceCurrent(const pstRef<psObj>& reference);
-  // Moves the object of the current reference, which keeps its position and follows the object. 1; 0, with nothing
-  // changed, when that fails.
-  int moveInPlace(const pstHandle<psObj>& near);
-
   bool isBehindLast() const;
   // Leaves the leaf; only the index stays as it is.
   void standNowhere();
