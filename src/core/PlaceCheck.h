@@ -20,7 +20,7 @@ class PlaceCheck {
 
   // The iterator stands here now, in this transaction.
   void note(const Place& place);
-  // The iterator has itself changed what is here, or does not know it.
+  // The iterator has itself changed what is here, or does not know it, or is positioned anew.
   void forget() { place_ = Place(); }
   // Reports an iterator that finds something else at its place than it noted in the same transaction.
   void compare(const Place& found) const;

@@ -6,6 +6,7 @@
 #include "hash/StoredMove.h"
 #include "hash/psHashMapEntry.h"
 #include "store/Relocation.h"
+#include "store/StoreError.h"
 
 namespace ps::detail {
 
@@ -59,18 +60,22 @@ bool HashWalk::lose() {
 
 void HashWalk::checkHere(const psHashSet& set) {
   if (place_.stored.isNull()) return;
+  const RefusalWatch watch;
+  const pstRef<psObj> stored = places_.storedAt(set, place_);
   const TablePlaces::Bucket bucket = places_.bucketAt(set, place_.directoryIndex);
-  if (bucket.kept == nullptr) return;
-  const BucketView& view = bucket.kept->view();
-  check_.compare({view.handle(), place_.slot, view->size(), places_.storedAt(set, place_)});
+  if (bucket.kept == nullptr || watch.metAny()) return;
+  check_.compare({bucket.kept->view().handle(), place_.slot, bucket.kept->view()->size(), stored});
 }
 
-// Without opening anything, since the walk may have made a change already.
+// The walk may have made a change already, which must not seem to have failed.
 void HashWalk::noteHere() {
+  const NothingThrown here;
   check_.forget();
-  const KeptBucket* const bucket = places_.lastUsed();
-  if (place_.stored.isNull() || bucket == nullptr) return;
-  check_.note({bucket->view().handle(), place_.slot, bucket->view()->size(), place_.stored});
+  const psHashSet* const set = place_.stored.isNull() ? nullptr : set_.operator->();
+  if (set == nullptr) return;
+  const TablePlaces::Bucket bucket = places_.bucketAt(*set, place_.directoryIndex);
+  if (bucket.kept == nullptr) return;
+  check_.note({bucket.kept->view().handle(), place_.slot, bucket.kept->view()->size(), place_.stored});
 }
 
 TablePlace HashWalk::placeHere() {
@@ -166,6 +171,7 @@ pstRef<psObj> HashWalk::previous(psLockMode mode) {
 
 pstRef<psObj> HashWalk::goToIndex(int i, psLockMode mode) {
   Search<HashWalk> search(*this);
+  check_.forget();
   const psHashSet* const set = openSet();
   int size = 0;
   std::optional<TablePlace> place;
@@ -206,6 +212,7 @@ bool HashWalk::scanFor(const psHashSet& set, KeyProbe& probe, Search<HashWalk>& 
 bool HashWalk::goToObject(const pstHandle<psObj>& object) {
   if (delivery_ == Delivery::values) {
     Search<HashWalk> search(*this);
+    check_.forget();
     const psHashSet* const set = openSet();
     const auto matches = [&](const pstRef<psObj>& value) { return std::optional<bool>(value == object); };
     return set != nullptr && goToMatch(*set, matches, search);

@@ -38,6 +38,7 @@ class HashWalk {
   template <class MakeProbe>
   bool goTo(MakeProbe makeProbe) {
     Search<HashWalk> search(*this);
+    check_.forget();
     const psHashSet* const set = openSet();
     if (set == nullptr) return false;
     auto probe = makeProbe(*set);

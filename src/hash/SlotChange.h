@@ -29,7 +29,7 @@ class Provisional {
     if (!created.isNull()) objects_.push_back(created);
     return created;
   }
-  // A new chain near the bucket; null when the store does not make it.
+  // A new chain of these, 2 at least, near the bucket; null when the store does not make it.
   pstHandle<psHashChain> addChain(const pstHandle<psHashBucket>& near, const std::vector<pstRef<psObj>>& entries);
 
   void keep() { objects_.clear(); }

@@ -39,7 +39,7 @@ class KeptBucket {
   const BucketView& view() const { return view_; }
   // Good until the next call.
   const SlotView& slot(int slot) {
-    if (slot != slot_ || slotTime_ != changeStamp()) {
+    if (slot != slot_ || slotTime_ != changeStamp() || !held_->isOpen()) {
       slot_ = -1;
       held_.emplace(view_, slot);
       slot_ = slot;
@@ -67,8 +67,6 @@ class TablePlaces {
   };
   // Good until the next call.
   Bucket bucketAt(const psHashSet& set, int directoryIndex);
-  // The bucket used last; null before the first.
-  KeptBucket* lastUsed() { return bucket_ ? &*bucket_ : nullptr; }
 
   // The places beside another; nothing when a bucket or chain cannot be read.
   std::optional<TablePlace> after(const psHashSet& set, const TablePlace& place);

@@ -1,7 +1,5 @@
 #pragma once
 
-#include <vector>
-
 #include "store/psPersistentClass.h"
 #include "store/pstVArray.h"
 
@@ -14,9 +12,8 @@ class PS_API psHashChain : public psObj {
   PS_PERSISTENT_CLASS(psHashChain, psObj, 4027)
 
  public:
+  // Empty when the store cannot allocate.
   psHashChain(const pstHandle<psObj>& first, const pstHandle<psObj>& second);
-  // Shorter than asked for when the store cannot allocate.
-  explicit psHashChain(const std::vector<pstRef<psObj>>& entries);
   ~psHashChain() noexcept override;
 
   int size() const { return static_cast<int>(entries_.size()); }

@@ -6,6 +6,7 @@
 #include "arrays/ArrayEdit.h"
 #include "core/RefusalWatch.h"
 #include "store/Relocation.h"
+#include "store/StoreError.h"
 
 namespace ps::detail {
 
@@ -80,18 +81,24 @@ bool TreeWalk::lookAgain() {
   return true;
 }
 
+void TreeWalk::checkHere() {
+  const RefusalWatch watch;
+  const PlaceCheck::Place found = foundHere();
+  if (!watch.metAny()) check_.compare(found);
+}
+
 PlaceCheck::Place TreeWalk::foundHere() {
   const pstRef<psObj>* const here = position_ < 0 ? nullptr : delivered_.at(position_);
   const bool isElement = here != nullptr && delivery_ == Delivery::elements;
   return {leaf_, position_, ArrayView(delivered_.array()).count(), isElement ? here->oid() : psId()};
 }
 
+// The walk may have made a change already, which must not seem to have failed.
 void TreeWalk::noteHere() {
-  if (delivered_.isRead()) {
-    check_.note(foundHere());
-  } else {
-    check_.forget();
-  }
+  const NothingThrown here;
+  const RefusalWatch watch;
+  check_.note(foundHere());
+  if (watch.metAny()) check_.forget();
 }
 
 void TreeWalk::standIn(const pstHandle<psBTree>& leaf) {
@@ -283,7 +290,8 @@ bool TreeWalk::standAt(const psBTree& root, KeyProbe& probe, Search<TreeWalk>& s
   const TreePosition at = locateMatch(root, probe);
   if (at.failed) return false;
   // Only an empty root is an empty leaf: there is nowhere else to go.
-  if (standsInLeaf() && leaf_ == at.leaf && ArrayView(delivered_.array()).count() == 0) return search.end(false);
+  const bool isEmpty = at.index == 0 && at.isLast;
+  if (isEmpty && leaf_ == at.leaf) return search.end(false);
   stepTo(Place{at.leaf, at.matched ? at.index : at.index - 1, unknownIndex, at.matched, at.element}, pscNoLock);
   return search.end(at.matched);
 }

@@ -75,7 +75,6 @@ class TreeWalk {
     }
     // Asks for the object of entry i, which at has given before.
     PS_ALWAYS_INLINE void prefetch(int i) const { prefetchObject(first_[i].oid()); }
-    bool isRead() const { return first_ != nullptr; }
     const pstHandle<psUnsortedArray>& array() const { return array_; }
 
    private:
@@ -109,7 +108,7 @@ class TreeWalk {
   // one that may have changed is read again.
   bool standsInLeaf() {
     const bool stands = PS_LIKELY(isUpToDate()) ? !leaf_.isNull() : lookAgain();
-    if (isChecked && stands && delivered_.isRead()) check_.compare(foundHere());
+    if (isChecked && stands) checkHere();
     return stands;
   }
   bool isUpToDate() const { return seen_.change == currentSession->changeStamp; }
@@ -117,9 +116,10 @@ class TreeWalk {
   // Whether the current leaf is one of the tree.
   bool isInTree() const;
 
-  // For checked builds: what the walk finds at its place.
-  PlaceCheck::Place foundHere();
+  // For checked builds: compares what is at the current place with what the walk has noted.
+  void checkHere();
   void noteHere();
+  PlaceCheck::Place foundHere();
 
   // Makes the leaf the current one.
   void standIn(const pstHandle<psBTree>& leaf);

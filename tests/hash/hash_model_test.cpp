@@ -5,6 +5,7 @@
 
 #include "support/HashWorld.h"
 #include "support/KeyedDriver.h"
+#include "support/Reports.h"
 
 namespace ps::test {
 namespace {
@@ -121,6 +122,7 @@ void HashDriver::find() {
 
 // Whatever has changed, and through commits and aborts, what an iterator delivers is in the collection.
 void HashDriver::goOn() {
+  const Reports mistakes;
   if (kept_ == nullptr || !kept_->hasNext()) kept_.reset(table_.set->keyIterator());
   const std::vector<ItemKey> items = model_.list();
   for (int steps = below(4); steps > 0; --steps) {

@@ -15,6 +15,7 @@
 #include "sorted/psTreeMap.h"
 #include "support/HashWorld.h"
 #include "support/Keyed.h"
+#include "support/Reports.h"
 #include "support/TreeChecker.h"
 
 namespace ps::test {
@@ -310,6 +311,7 @@ TEST(HashIterator, ReportsWhatItCannotDo) {
   EXPECT_EQ(entries->set(world.model.list()[0].id), 0);
 
   // Another removes what the iterator stands on, and the chain with it.
+  const Reports mistakes;
   const std::unique_ptr<psCollectionIterator> stale(world.set->keyIterator());
   stale->goToIndex(2, pscNoLock);
   for (const ItemKey& item : world.model.list()) world.remove(item);
@@ -359,6 +361,7 @@ TEST(HashIterator, LosesNothingThatItMovesInATableThatHasGrown) {
       if (doubles) {
         ASSERT_TRUE(world.set->expandDirectory());
       }
+      const Reports mistakes;
       for (int i = 0; i < round && !doubles; ++i) world.put(number++);
       const int isMoved = it->moveCurrentTo(world.store.container("moved"));
       ASSERT_TRUE(!doubles || (isMoved == 1 && !here.isValid())) << "it stays on its element";

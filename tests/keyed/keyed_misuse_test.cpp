@@ -13,7 +13,7 @@ namespace ps::test {
 
 // Orders items in a way that is wrong as its number says.
 class WaywardCompare : public psCompare {
-  PS_PERSISTENT_CLASS(WaywardCompare, psCompare, 20103)
+  PS_PERSISTENT_CLASS(WaywardCompare, psCompare, 20105)
 
  public:
   enum Way : int { neverEqual, sameBothWays, equalByTens };
@@ -73,6 +73,7 @@ TEST_F(KeyedMisuse, AnIteratorIsPositionedAnewAfterChangesByOthers) {
 
 TEST_F(KeyedMisuse, ComparatorsThatContradictThemselvesAreReported) {
   TempStore store(TempStore::Place::memory);
+  ASSERT_EQ(store->begin(pscUpdate), 1);
   const pstHandle<psContObj> in = store.container("sets");
   const auto add = [&](psCollection& set, std::int64_t number) { set.add(pstHandle<psObj>(makeItem(in, number).id)); };
   for (const WaywardCompare::Way way : {WaywardCompare::neverEqual, WaywardCompare::sameBothWays}) {
