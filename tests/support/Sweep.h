@@ -2,6 +2,7 @@
 
 #include <gtest/gtest.h>
 
+#include <cstdint>
 #include <functional>
 #include <string>
 #include <vector>
@@ -24,9 +25,11 @@ struct Trouble {
   std::string name;
   std::function<std::function<bool()>(std::uint64_t k)> cause;
   bool alwaysFails = false;  // the operation has failed then, and says so
+  std::uint64_t first = 1;   // the points that are tried
+  std::uint64_t stride = 1;
 };
 
-// Opens that are refused, in each manner, and refusals that are thrown.
+// Opens that are refused, in each manner, and refusals that are thrown: these at every third point, others each time.
 std::vector<Trouble> refusals(psSession& session);
 
 // The operation's result; it has failed when the store has thrown.
@@ -39,7 +42,7 @@ void sweep(World& world, const Operation& operation, const std::vector<Trouble>&
   ASSERT_EQ(world.store->commit(), 1) << world.store->lastError();
   for (const Trouble& trouble : troubles) {
     bool bit = true;
-    for (std::uint64_t k = 1; bit; ++k) {
+    for (std::uint64_t k = trouble.first; bit; k += trouble.stride) {
       SCOPED_TRACE(trouble.name + ", at " + std::to_string(k));
       ASSERT_EQ(world.store->begin(pscUpdate), 1);
       world.find();
