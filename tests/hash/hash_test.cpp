@@ -359,7 +359,12 @@ TEST(HashIterator, LosesNothingThatItMovesInATableThatHasGrown) {
       const psId here = it->goToIndex(round % 20, pscNoLock);
       const bool doubles = round >= 100;
       if (doubles) {
+        const std::unique_ptr<psCollectionIterator> rest(world.set->iterator());
+        rest->goToIndex(round % 20, pscNoLock);
         ASSERT_TRUE(world.set->expandDirectory());
+        int steps = 0;
+        for (; rest->hasNext(); ++steps) rest->next(pscNoLock);
+        ASSERT_EQ(round % 20 + 1 + steps, 20);
       }
       const Reports mistakes;
       for (int i = 0; i < round && !doubles; ++i) world.put(number++);

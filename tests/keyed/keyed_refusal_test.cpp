@@ -105,8 +105,7 @@ TEST(KeyedRefusal, AnIteratorGoesOnWhereItWasRefused) {
     for (const auto& iteratorOf : iterators) {
       const auto world = makeWorld(structure, Kind::map, 20);
       const std::vector<psId> list = walkOver(iteratorOf(world->collection()));
-      const auto walk = [&](psCollectionIterator& iterator, bool forward) {
-        std::size_t steps = 0;
+      const auto walk = [&](psCollectionIterator& iterator, bool forward, std::size_t& steps) {
         for (int attempt = 0; attempt < 25; ++attempt) {
           pstRef<psObj> element;
           const auto step = [&] {
@@ -121,18 +120,23 @@ TEST(KeyedRefusal, AnIteratorGoesOnWhereItWasRefused) {
       };
       std::unique_ptr<psCollectionIterator> there;
       std::unique_ptr<psCollectionIterator> back;
+      std::size_t stepsThere = 0;
+      std::size_t stepsBack = 0;
+      const auto walkBoth = [&] { return walk(*there, true, stepsThere) && walk(*back, false, stepsBack); };
       const auto prepare = [&] {
+        stepsThere = stepsBack = 0;
         there.reset(iteratorOf(world->collection()));
         back.reset(iteratorOf(world->collection()));
         back->goToIndex(20, pscNoLock);
       };
       const auto verify = [&](bool result, bool) {
-        ASSERT_TRUE(result);
+        ASSERT_TRUE(result && walkBoth());
+        ASSERT_TRUE(stepsThere == list.size() && stepsBack == list.size());
         ASSERT_EQ(back->goToIndex(3, pscNoLock), list[3]);
         there.reset();
         back.reset();
       };
-      sweep(*world, {[&] { return walk(*there, true) && walk(*back, false); }, verify, prepare});
+      sweep(*world, {walkBoth, verify, prepare});
       if (HasFailure()) return;
     }
   }
