@@ -138,6 +138,14 @@ TEST(KeyedRefusal, AnIteratorGoesOnWhereItWasRefused) {
       };
       sweep(*world, {walkBoth, verify, prepare});
       if (HasFailure()) return;
+      ASSERT_EQ(world->store->begin(pscUpdate), 1);
+      bool bit = true;
+      for (std::uint64_t k = 1; bit; ++k) {
+        prepare();
+        const Refuse once(world->store.session(), k);
+        ASSERT_TRUE(walkBoth() && stepsThere == list.size() && stepsBack == list.size()) << "refused at " << k;
+        bit = once.bit();
+      }
     }
   }
 }
