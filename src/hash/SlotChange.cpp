@@ -22,7 +22,7 @@ bool openForUpdate(const pstHandle<psHashChain>& chain) {
 
 pstHandle<psHashChain> Provisional::addChain(const pstHandle<psHashBucket>& near,
                                              const std::vector<pstRef<psObj>>& entries) {
-  const pstHandle<psHashChain> chain =
+  pstHandle<psHashChain> chain =
       add(new (near) psHashChain(pstHandle<psObj>(entries[0]), pstHandle<psObj>(entries[1])));
   if (chain.isNull() || chain->size() != 2) return pstHandle<psHashChain>();
   if (!resize(*chain, static_cast<int>(entries.size()))) return pstHandle<psHashChain>();

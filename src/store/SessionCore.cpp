@@ -455,8 +455,8 @@ std::string SessionCore::foreignText(const psId& id, const Page& page) const {
          "; give a class whose fields change a new number, and convert the objects";
 }
 
-bool SessionCore::isUpdatable(const psObj* held) const {
-  return mode_ == pscUpdate && isUsable(held) && frameOfObject(held)->updateStamp == update_;
+bool SessionCore::isUpdatable(const psObj* object) const {
+  return mode_ == pscUpdate && isUsable(object) && frameOfObject(object)->updateStamp == update_;
 }
 
 bool SessionCore::exists(const psId& id) {

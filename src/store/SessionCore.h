@@ -67,7 +67,7 @@ class SessionCore : public SessionHead, public std::enable_shared_from_this<Sess
   bool isUsable(const psObj* held) const { return isUsable(*frameOfObject(held)); }
   bool isUsable(const Frame& frame) const { return mode_ != pscNoOpen && !forked && frame.readStamp == epoch_; }
   // Whether it is, and open for update.
-  bool isUpdatable(const psObj* held) const;
+  bool isUpdatable(const psObj* object) const;
   // Also of what is there but cannot be read; nothing is refused.
   bool exists(const psId& id);
   // 0 when there is no such object, or it cannot be read, which is refused.
@@ -175,7 +175,7 @@ class SessionCore : public SessionHead, public std::enable_shared_from_this<Sess
   bool destroyEntry(const psId& id);
   bool destroyContainer(CatalogEntry& entry);
   bool dropContainer(CatalogEntry& entry);
-  bool destroyDatabase(CatalogEntry& entry);
+  bool destroyDatabase(CatalogEntry& database);
 
   std::string path_;
   std::unique_ptr<Engine> engine_;
