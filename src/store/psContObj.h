@@ -39,13 +39,5 @@ class PS_API psGCContObj : public psContObj {
                             unsigned int growth, const psId& near) noexcept;
   static void* operator new(std::size_t size, const char* name, unsigned int hashValue, unsigned int initialPages,
                             unsigned int growth, const pstHandle<psObj>& near) noexcept;
-  static void operator delete(void* object) noexcept { ps::detail::reclaimEntry(object); }
-  static void operator delete(void* object, const char*, unsigned int, unsigned int, unsigned int,
-                              const psId&) noexcept {
-    ps::detail::reclaimEntry(object);
-  }
-  static void operator delete(void* object, const char*, unsigned int, unsigned int, unsigned int,
-                              const pstHandle<psObj>&) noexcept {
-    ps::detail::reclaimEntry(object);
-  }
+  using psContObj::operator delete;
 };

@@ -64,24 +64,18 @@ void discardOrRevive(void* object) {
   SessionCore::revive(object);
 }
 
+void reclaimIf(bool (*isThere)(const void*), void* object) {
+  const NothingThrown here;
+  if (!isInArena(object)) {
+    ::operator delete(object);
+  } else if (isThere(object)) {
+    discardOrRevive(object);
+  }
+}
+
 }  // namespace
 
-void reclaim(void* object) noexcept {
-  const NothingThrown here;
-  if (!isInArena(object)) {
-    ::operator delete(object);
-  } else if (isInPlace(object)) {
-    discardOrRevive(object);
-  }
-}
-
-void reclaimEntry(void* object) noexcept {
-  const NothingThrown here;
-  if (!isInArena(object)) {
-    ::operator delete(object);
-  } else if (isEntryInPlace(object)) {
-    discardOrRevive(object);
-  }
-}
+void reclaim(void* object) noexcept { reclaimIf(&isInPlace, object); }
+void reclaimEntry(void* object) noexcept { reclaimIf(&isEntryInPlace, object); }
 
 }  // namespace ps::detail
