@@ -2,8 +2,8 @@
 
 namespace ps::detail {
 
-// A search by which a walk is positioned anew. One that has not come to its end, be it that something is thrown, leaves
-// the walk nowhere: where it stood before is not where it was sent.
+// A search by which a walk is positioned anew. When it fails, or something is thrown, it leaves the walk nowhere: where
+// the walk stood before is not where it was sent.
 template <class Walk>
 class Search {
  public:

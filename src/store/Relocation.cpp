@@ -32,7 +32,7 @@ void discardCopy(SessionCore& session, const ClassInfo& info, psObj* copy) {
   session.freeObject(id);
 }
 
-// A copy that is discarded unless it is kept, be it that something throws.
+// A copy that is discarded unless it is kept, also when something is thrown.
 class ProvisionalCopy {
  public:
   ProvisionalCopy(SessionCore& session, const ClassInfo& info, psObj* copy)
