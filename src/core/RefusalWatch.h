@@ -11,11 +11,11 @@ namespace ps::detail {
 // is an answer; but what a comparator made of it is none (see KeyProbe).
 class RefusalWatch {
  public:
-  RefusalWatch() : failuresBefore_(failureCount()), refusalsBefore_(refusalCount()), absencesBefore_(absenceCount()) {}
+  RefusalWatch() : failuresBefore_(failureCount()), refusalsBefore_(refusalCount()) {}
   // Whether either happened: cheaper to ask again and again.
   bool metAny() const { return PS_UNLIKELY(failureCount() != failuresBefore_); }
   bool refused() const { return refusalCount() != refusalsBefore_; }
-  bool metAbsent() const { return absenceCount() != absencesBefore_; }
+  bool metAbsent() const { return failureCount() - failuresBefore_ != refusalCount() - refusalsBefore_; }
 
   // Has everyone who watches take what happened for a refusal.
   static void tellAll() { countRefusal(*currentSession); }
@@ -23,7 +23,6 @@ class RefusalWatch {
  private:
   std::uint64_t failuresBefore_;
   std::uint64_t refusalsBefore_;
-  std::uint64_t absencesBefore_;
 };
 
 }  // namespace ps::detail

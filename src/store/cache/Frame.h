@@ -85,8 +85,7 @@ struct SessionHead {
   std::uint64_t opens = 0;
   std::uint64_t refusals = 0;
   std::uint64_t noteStamp = 0;    // notes of another stamp are forgotten
-  std::uint64_t absences = 0;     // opens of what does not exist; no refusals
-  std::uint64_t failures = 0;     // moves with either, so that what asks often need look at one number
+  std::uint64_t failures = 0;     // the refusals, and opens of what does not exist, which are none
   std::uint64_t changeStamp = 0;  // moves with the other stamps, and when a layer above says so: see noteChange
   std::uint64_t serial = 0;       // no other session of the process has it; 0 without one
 };
@@ -304,17 +303,11 @@ class PagePin {
 inline std::uint64_t refusalCount() { return currentSession->refusals; }
 inline std::uint64_t failureCount() { return currentSession->failures; }
 
-// Count a refusal, or an open of what does not exist.
+// Opening a null reference is no open of what does not exist.
+inline void countAbsence(SessionHead& session) { ++session.failures; }
 inline void countRefusal(SessionHead& session) {
   ++session.refusals;
   ++session.failures;
 }
-inline void countAbsence(SessionHead& session) {
-  ++session.absences;
-  ++session.failures;
-}
-
-// Number of opens, in that session, of what does not exist. Opening a null reference is none.
-inline std::uint64_t absenceCount() { return currentSession->absences; }
 
 }  // namespace ps::detail
