@@ -7,6 +7,7 @@
 
 #include "store/IdText.h"
 #include "store/StoreError.h"
+#include "store/cache/Frame.h"
 #include "store/psObj.h"
 #include "store/pstHandle.h"
 
@@ -19,6 +20,7 @@ namespace {
 
 thread_local int scopesThatThrowNothing = 0;
 thread_local bool hasCreationFailed = false;
+thread_local std::uint64_t opensBefore = 0;  // of the session, when a creation failed
 
 }  // namespace
 
@@ -76,11 +78,14 @@ void ps::detail::signalStoreError(const StoreError& error) {
 
 void* ps::detail::noteCreation(void* memory) {
   hasCreationFailed = memory == nullptr;
+  opensBefore = currentSession->opens;
   return memory;
 }
 
 void ps::detail::throwFailedCreation() {
   if (scopesThatThrowNothing != 0 || !std::exchange(hasCreationFailed, false)) return;
+  // A null address that comes when the program has gone on is another.
+  if (opensBefore != currentSession->opens) return;
   psThrowException(pehSessionDataGetFunction());
 }
 

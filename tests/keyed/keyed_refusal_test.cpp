@@ -193,6 +193,7 @@ TEST(KeyedRefusal, WhatWasDeletedMisleadsNobody) {
           } else {
             ASSERT_EQ(psDelete(object), 1);
             ASSERT_TRUE(world->model.remove(item));
+            ASSERT_FALSE(world->collection().equal(pstHandle<psObj>(item.id), pstHandle<psObj>(items[0].id)));
           }
         }
         int failures = 0;
