@@ -92,7 +92,6 @@ class LmdbEnvironment {
   static LmdbEnvironment* findOpen(const File& file, StoreError& error);
   static LmdbEnvironment* open(File& file, const psSessionOptions& options, StoreError& error);
   static int openOrCreate(File& file, const psSessionOptions& options, std::size_t mapSize, Pointer& environment);
-  static bool discardUnfinished(const File& file);
   static int openMapped(const File& file, unsigned int flags, std::size_t mapSize, Pointer& environment);
   static int openDatabase(MDB_env* environment, MDB_dbi& database);
 

@@ -1,0 +1,101 @@
+#include "store/engine/NewFile.h"
+
+#include <fcntl.h>
+#include <unistd.h>
+
+#include <algorithm>
+#include <cstddef>
+#include <cstdint>
+#include <cstring>
+#include <filesystem>
+
+namespace ps::detail {
+
+namespace {
+
+class Descriptor {
+ public:
+  Descriptor(const std::string& path, int flags) : number_(::open(path.c_str(), flags | O_CLOEXEC, 0664)) {}
+  Descriptor(const Descriptor&) = delete;
+  Descriptor& operator=(const Descriptor&) = delete;
+  ~Descriptor() {
+    if (number_ >= 0) ::close(number_);
+  }
+  operator int() const { return number_; }
+
+ private:
+  int number_;
+};
+
+// What LMDB writes at the head of each of the two pages of a new file; the rest of them is zero.
+struct NewMeta {
+  std::uint64_t number;
+  std::uint16_t unused = 0;
+  std::uint16_t flags = 0x08;
+  std::uint32_t bounds = 0;
+  std::uint32_t magic = 0xBEEFC0DE;
+  std::uint32_t version = 1;
+  std::uint64_t address = 0;
+  std::uint64_t mapSize = 0;
+  struct Tree {
+    std::uint32_t pageSize;
+    std::uint16_t flags;
+    std::uint16_t depth = 0;
+    std::uint64_t pagesAndEntries[4] = {};
+    std::uint64_t root = ~std::uint64_t{0};
+  } free{0, 0x4008}, main{0, 0};
+  std::uint64_t lastPage = 1;
+  std::uint64_t transaction = 0;
+};
+static_assert(sizeof(NewMeta) == 152);
+
+constexpr std::size_t sectorSize = 512;
+
+// Whether a file holds nothing but a part of what LMDB writes when it creates one: a crash may have kept any of its
+// sectors from the disk. No transaction was ever committed to such a file.
+bool isUnfinished(const std::string& content) {
+  const auto pageSize = static_cast<std::size_t>(::sysconf(_SC_PAGESIZE));
+  if (content.size() > 2 * pageSize) return false;
+  for (std::size_t at = 0; at < content.size(); at += sectorSize) {
+    const std::string sector = content.substr(at, sectorSize);
+    std::string expected(sector.size(), '\0');
+    if (sector == expected) continue;
+    if (at % pageSize != 0) return false;
+    NewMeta meta{at / pageSize};
+    meta.free.pageSize = static_cast<std::uint32_t>(pageSize);
+    constexpr std::size_t mapSizeAt = offsetof(NewMeta, mapSize);
+    if (sector.size() > mapSizeAt)
+      std::memcpy(&meta.mapSize, sector.data() + mapSizeAt, std::min(sizeof meta.mapSize, sector.size() - mapSizeAt));
+    std::memcpy(expected.data(), &meta, std::min(sizeof meta, expected.size()));
+    if (sector != expected) return false;
+  }
+  return true;
+}
+
+// A file of up to two pages as a whole; of a longer one, more than that.
+std::string beginningOf(int descriptor) {
+  std::string content(2 * static_cast<std::size_t>(::sysconf(_SC_PAGESIZE)) + 1, '\0');
+  const ssize_t size = ::pread(descriptor, content.data(), content.size(), 0);
+  content.resize(size > 0 ? static_cast<std::size_t>(size) : 0);
+  return content;
+}
+
+}  // namespace
+
+bool emptyUnfinishedFile(const std::string& path, const std::string& lockPath) {
+  const Descriptor lockFile(lockPath, O_RDWR | O_CREAT);
+  struct flock lock {};
+  lock.l_type = F_WRLCK;
+  lock.l_whence = SEEK_SET;
+  lock.l_len = 1;
+  if (lockFile < 0 || ::fcntl(lockFile, F_SETLK, &lock) != 0) return false;
+  const Descriptor data(path, O_RDWR);
+  return data >= 0 && isUnfinished(beginningOf(data)) && ::ftruncate(data, 0) == 0;
+}
+
+void syncDirectoryOf(const std::string& path) {
+  const Descriptor directory(std::filesystem::path(path).parent_path().string(), O_RDONLY | O_DIRECTORY);
+  if (directory >= 0) ::fsync(directory);
+}
+
+}  // namespace ps::detail
