@@ -27,9 +27,7 @@ void discardCopy(SessionCore& session, const ClassInfo& info, psObj* copy) {
     const psId storage = wordAt(reinterpret_cast<const char*>(copy), offset);
     if (!storage.isNull()) session.freeObject(storage);
   }
-  psId id = frameOfObject(copy)->pageId;
-  id.set_slot(headerOf(copy)->slot);
-  session.freeObject(id);
+  session.freeObject(idAt(copy));
 }
 
 // A copy that is discarded unless it is kept, also when something is thrown.
@@ -68,9 +66,7 @@ bool copyStorage(SessionCore& session, const ClassInfo& info, const char* origin
     void* const target = session.createStorage(copy->psOid(), size, size);
     if (target == nullptr) return false;
     std::memcpy(target, source, size);
-    psId made = frameOfObject(target)->pageId;
-    made.set_slot(headerOf(target)->slot);
-    setWord(bytes, offset, made);
+    setWord(bytes, offset, idAt(target));
   }
   return true;
 }

@@ -54,13 +54,6 @@ class SessionCore : public SessionHead, public std::enable_shared_from_this<Sess
   bool abort();
   psMode mode() const { return mode_; }
 
-  // The identifier that belongs to an address of the store. Its object may have been destroyed.
-  static psId idAt(const void* object) {
-    psId id = frameOfObject(object)->pageId;
-    id.set_slot(headerOf(object)->slot);
-    return id;
-  }
-
   // Opens an object, container, database or the federation; null when refused or absent. The result is pinned.
   psObj* openObject(const psId& id, psMode mode);
   // Whether an opened object's address is good as it is.

@@ -12,12 +12,6 @@ namespace {
 
 std::atomic<MisuseHandler> handlerOfMisuse{nullptr};
 
-std::string nameOf(const void* object) {
-  psId id = frameOfObject(object)->pageId;
-  id.set_slot(headerOf(object)->slot);
-  return textOf(id);
-}
-
 bool isOfThisSession(const Frame& frame) { return frame.session == currentSession->serial; }
 
 void checkFrame(const Frame& frame, const std::string& name) {
@@ -47,7 +41,7 @@ void reportMisuse(const std::string& sentence) {
 MisuseHandler setMisuseHandler(MisuseHandler handler) { return handlerOfMisuse.exchange(handler); }
 
 void checkObjectInUse(const void* object) {
-  if (isInArena(object)) checkFrame(*frameOfObject(object), nameOf(object));
+  if (isInArena(object)) checkFrame(*frameOfObject(object), textOf(idAt(object)));
 }
 
 void checkMemoryInUse(const void* address) {
@@ -59,7 +53,7 @@ void checkMemoryInUse(const void* address) {
 
 void checkHandleInUse(const void* object) {
   if (isOfThisSession(*frameOfObject(object))) return;
-  reportMisuse("an open handle to " + nameOf(object) +
+  reportMisuse("an open handle to " + textOf(idAt(object)) +
                " is used on a thread that did not open it, or after its session was closed; close it there and open " +
                "one here");
 }
@@ -68,7 +62,7 @@ void checkHandleInUse(const void* object) {
 void checkHandleLetGo(const void* object) {
   const Frame& frame = *frameOfObject(object);
   if (isOfThisSession(frame) || (frame.pins & Frame::detached) != 0) return;
-  reportMisuse("an open handle to " + nameOf(object) +
+  reportMisuse("an open handle to " + textOf(idAt(object)) +
                " is closed on a thread that did not open it, while its session is open");
 }
 

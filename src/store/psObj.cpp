@@ -21,9 +21,7 @@ void psObj::psPostMoveInit() {}
 psId psObj::psOid() const {
   if (!ps::detail::isInArena(this)) return psId();
   if (ps::detail::isChecked) ps::detail::checkObjectInUse(this);
-  psId id = ps::detail::frameOfObject(this)->pageId;
-  id.set_slot(ps::detail::headerOf(this)->slot);
-  return id;
+  return ps::detail::idAt(this);
 }
 
 int psObj::psUpdate() const { return ps::detail::isInArena(this) ? psOid().update() : 1; }

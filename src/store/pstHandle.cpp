@@ -81,7 +81,7 @@ int psDelete(pstHandle<psObj>& object) {
 
 psObj* psHandleBase::openForUpdate() const {
   const SessionCore* const session = SessionCore::current();
-  const bool isOpen = object_ != nullptr && SessionCore::idAt(object_) == id_;
+  const bool isOpen = object_ != nullptr && ps::detail::idAt(object_) == id_;
   return isOpen && session != nullptr && session->isUpdatable(object_) ? object_ : nullptr;
 }
 

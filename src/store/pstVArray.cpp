@@ -39,8 +39,7 @@ int replaceStorage(SessionCore& session, void* array, std::uint64_t bytes, const
   void* const made = session.createStorage(owner, static_cast<std::uint32_t>(bytes), capacityFor(contentBytes, bytes));
   if (made == nullptr) return 0;
   if (content != nullptr) std::memcpy(made, content, contentBytes);
-  psId id = ps::detail::frameOfObject(made)->pageId;
-  id.set_slot(headerOf(made)->slot);
+  const psId id = ps::detail::idAt(made);
   const psId old = storageOf(array);
   std::memcpy(array, &id, sizeof id);
   if (!old.isNull()) session.freeObject(old);

@@ -27,11 +27,7 @@ struct alignas(64) CatalogEntry {
   bool created = false;          // by the running transaction
   bool stored = false;
 
-  psId id() const {
-    psId result = frame->pageId;
-    result.set_slot(header.slot);
-    return result;
-  }
+  psId id() const { return idAt(object); }
   psObj* asObject() { return reinterpret_cast<psObj*>(object); }
   static CatalogEntry* of(Frame* frame) { return reinterpret_cast<CatalogEntry*>(frame->image); }
 

@@ -24,7 +24,7 @@ psObj* openOutOfLine(const psId& id, psMode mode) {
 
 psObj* reopenOutOfLine(const psId& id, psObj* held) {
   const SessionCore* const session = SessionCore::current();
-  if (session != nullptr && session->isUsable(held) && SessionCore::idAt(held) == id) return held;
+  if (session != nullptr && session->isUsable(held) && idAt(held) == id) return held;
   unpin(frameOfObject(held));
   return openOutOfLine(id, pscRead);
 }

@@ -121,6 +121,13 @@ inline ObjectHeader* headerOf(const void* object) {
 
 inline Frame* frameOfObject(const void* object) { return frameTable + headerOf(object)->frame; }
 
+// The identifier that belongs to the address of an object or of an array's storage. The object may have been destroyed.
+inline psId idAt(const void* object) {
+  psId id = frameOfObject(object)->pageId;
+  id.set_slot(headerOf(object)->slot);
+  return id;
+}
+
 // The slot table of a page; element 0 is always 0.
 inline std::uint16_t* slotsOf(const Frame* frame) { return reinterpret_cast<std::uint16_t*>(frame->image); }
 

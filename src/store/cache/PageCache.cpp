@@ -381,9 +381,7 @@ bool PageCache::write(Page& page) {
   if (page.objects != 0) {
     if (const ObjectHeader* const object = encodePage(page, written_)) {
       const ClassInfo& info = *TypeRegistry::instance().find(object->type & ~namedFlag);
-      psId of = id;
-      of.set_slot(object->slot);
-      error_ = {psErrorKind::unknownClass, textOf(of) + ": " + complaintAbout(info, object + 1)};
+      error_ = {psErrorKind::unknownClass, textOf(idAt(object + 1)) + ": " + complaintAbout(info, object + 1)};
       return false;
     }
   }
