@@ -7,6 +7,9 @@ if(PSCOLLECTIONS_SANITIZE)
     "-fsanitize=${PSCOLLECTIONS_SANITIZE}" -fno-sanitize-recover=all -fno-omit-frame-pointer)
   add_compile_options(${PSCOLLECTIONS_SANITIZE_FLAGS})
   add_link_options(${PSCOLLECTIONS_SANITIZE_FLAGS})
+  if(CMAKE_CXX_COMPILER_ID STREQUAL "GNU")
+    add_compile_options(-Wno-maybe-uninitialized)  # with the sanitizers' code GCC sees uses that there are not
+  endif()
   if(CMAKE_BUILD_TYPE STREQUAL "Debug")
     add_compile_options(-O1)  # twice as fast as -O0 under the sanitizers, and the stack traces stay readable
   endif()
