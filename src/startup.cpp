@@ -1,3 +1,5 @@
+#include "startup.h"
+
 #include "arrays/psSortedArray.h"
 #include "arrays/psUnsortedArray.h"
 #include "core/psAdmin.h"
@@ -78,6 +80,3 @@ void psInitVTables() {
   adoptPrototype<psHashSet>();
   adoptPrototype<psHashMap>();
 }
-
-// Loading the library is enough to make its classes known.
-[[maybe_unused]] static const int psFileInitResult = psDoFileInit();

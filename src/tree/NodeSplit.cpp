@@ -4,7 +4,7 @@
 #include <vector>
 
 #include "core/Containers.h"
-#include "store/StoreError.h"
+#include "store/base/NothingThrown.h"
 #include "tree/NodeEdit.h"
 #include "tree/NodeLinks.h"
 

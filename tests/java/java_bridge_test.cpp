@@ -10,7 +10,7 @@
 #include "core/psJavaId.h"
 #include "hash/HashPosition.h"
 #include "hash/psHashIterator.h"
-#include "store/psError.h"
+#include "store/base/psError.h"
 #include "support/HashWorld.h"
 #include "support/JavaMachine.h"
 #include "support/SetWorld.h"

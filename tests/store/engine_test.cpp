@@ -25,7 +25,7 @@
 #include <utility>
 #include <vector>
 
-#include "store/psSessionOptions.h"
+#include "store/base/psSessionOptions.h"
 #include "support/TempStore.h"
 
 namespace {
