@@ -9,15 +9,15 @@
 #include "hash/psHashMap.h"
 #include "hash/psHashMapEntry.h"
 #include "hash/psHashSet.h"
+#include "list/psTreeList.h"
+#include "list/psTreeListNode.h"
+#include "sorted/psBTreeNode.h"
 #include "sorted/psTreeMap.h"
 #include "sorted/psTreeMapNode.h"
 #include "sorted/psTreeSet.h"
 #include "store/psTypeManager.h"
 #include "tree/psBTree.h"
-#include "tree/psBTreeNode.h"
 #include "tree/psTreeAdmin.h"
-#include "tree/psTreeList.h"
-#include "tree/psTreeListNode.h"
 
 using ps::detail::adoptPrototype;
 

@@ -1,6 +1,6 @@
 #include "arrays/psSortedArray.h"
 
-#include "arrays/ArraySearch.h"
+#include "arrays/NodeSearch.h"
 
 using ps::detail::ArrayView;
 using ps::detail::CallbackProbe;
@@ -18,7 +18,7 @@ const pstProcessInitTermClass processInitTerm;
 SearchResult search(const psSortedArray& array, KeyProbe& probe, unsigned char leaf) {
   const ArrayView view(array);
   return leaf != 0 ? ps::detail::searchElements(view, probe, SearchEnds::asked)
-                   : ps::detail::searchNodes(view, probe, SearchEnds::asked);
+                   : ps::detail::NodeSearch::run(view, probe, SearchEnds::asked);
 }
 
 int insert(psSortedArray& array, const pstHandle<psObj>& element, KeyProbe& probe, unsigned char leaf) {

@@ -15,13 +15,20 @@ using ps::detail::HandleProbe;
 using ps::detail::HashPosition;
 using ps::detail::JavaProbe;
 using ps::detail::KeyProbe;
+using ps::detail::Pair;
 using ps::detail::RawProbe;
 
 namespace {
 
 const pstProcessInitTermClass processInitTerm;
 
-static_assert(psHashMap::pstTypeN == ps::detail::hashMapTypeN);
+std::optional<Pair> readEntry(const pstHandle<psObj>& object) {
+  const pstHandle<psHashMapEntry> entry(object);
+  if (entry.open(pscRead) != 1) return std::nullopt;
+  return Pair{entry->key(), entry->value()};
+}
+
+const ps::detail::MapClass mapClass(psHashMap::pstTypeN, psHashMapEntry::pstTypeN, &readEntry);
 
 pstHandle<psHashMapEntry> entryFor(const psHashMap& map, KeyProbe& probe) {
   return pstHandle<psHashMapEntry>(ps::detail::storedFor(map, probe));

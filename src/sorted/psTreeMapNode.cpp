@@ -1,5 +1,6 @@
 #include "sorted/psTreeMapNode.h"
 
+#include "sorted/psTreeMap.h"
 #include "tree/ChildNode.h"
 #include "tree/NodeLinks.h"
 #include "tree/NodeSplit.h"
@@ -14,11 +15,9 @@ void ps::detail::ChildKind<psTreeMapNode, psSortedArray>::setValues(psTreeMapNod
 namespace {
 
 const pstProcessInitTermClass processInitTerm;
-const ps::detail::ChildKind<psTreeMapNode, psSortedArray> kind;
+const ps::detail::ChildKind<psTreeMapNode, psSortedArray> kind(ps::detail::rootClass<psTreeMap>());
 
 }  // namespace
-
-const ps::detail::NodeKind& ps::detail::mapNodes() { return kind; }
 
 psTreeMapNode::psTreeMapNode(pstHandle<psBTree>& p, unsigned char leaf) : parent_(p) {
   const pstHandle<psTreeMapNode> self(this);

@@ -24,8 +24,7 @@ bool isIn(const psTreeSet& set, KeyProbe& probe) {
 }  // namespace
 
 psTreeSet::psTreeSet(int n, pstHandle<psContObj> adminContainer, pstHandle<psContObj> vArrayContainer)
-    : admin_(ps::detail::constructRoot(*this, ps::detail::sortedNodes(), n, std::move(adminContainer),
-                                       std::move(vArrayContainer))) {}
+    : admin_(ps::detail::constructRoot(*this, n, std::move(adminContainer), std::move(vArrayContainer))) {}
 
 psTreeSet::psTreeSet(pstHandle<psCompare>& comparator, int n, pstHandle<psContObj> adminContainer,
                      pstHandle<psContObj> vArrayContainer)

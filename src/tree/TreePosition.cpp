@@ -1,6 +1,6 @@
 #include "tree/TreePosition.h"
 
-#include "arrays/ArraySearch.h"
+#include "arrays/NodeSearch.h"
 #include "tree/NodeLinks.h"
 #include "tree/TreeShape.h"
 
@@ -38,11 +38,13 @@ class SeparatorReader {
   psId* notes_;
 };
 
-}  // namespace
-
 SearchResult searchNodes(const ArrayView& nodes, KeyProbe& probe, SearchEnds ends) {
   return searchArray<SeparatorReader>(nodes, probe, ends);
 }
+
+const NodeSearch announced(&searchNodes);
+
+}  // namespace
 
 ComparatorChoice comparatorOf(const psBTree& node) {
   const RefusalWatch watch;
@@ -59,7 +61,7 @@ pstHandle<psBTree> leafFor(const psBTree& node, KeyProbe& probe) {
     const ArrayView entries(NodeAccess::elements(*at));
     if (!entries.isOpen()) break;
     if (entries.count() == 0) return at;  // an empty root
-    const SearchResult found = searchNodes(entries, probe);
+    const SearchResult found = searchNodes(entries, probe, SearchEnds::notAsked);
     if (found.failed) break;
     // The last child whose lowest element is not greater; the first when the key is less than everything.
     at = childAt(entries[found.position > 0 ? found.position - 1 : 0], *at);

@@ -6,7 +6,6 @@
 #include "core/RefusalWatch.h"
 #include "core/psCollectionIterator.h"
 #include "tree/Compaction.h"
-#include "tree/NodeKind.h"
 #include "tree/NodeLinks.h"
 #include "tree/NodeRemoval.h"
 #include "tree/NodeSplit.h"
@@ -107,7 +106,7 @@ int psBTree::first(const pstHandle<psObj>& element) {
   return 1;
 }
 
-int psBTree::full(int) { return ps::detail::splitRoot(*this, maxNumberOfChildren() / 2, ps::detail::sortedNodes()); }
+int psBTree::full(int) { return ps::detail::splitRoot(*this, maxNumberOfChildren() / 2); }
 
 int psBTree::newLow(pstHandle<psBTree>& oldLow) {
   return parent().isNull() || ps::detail::repairLow(*this, oldLow) ? 1 : 0;
