@@ -33,7 +33,7 @@ bool replaceValue(const TreePosition& position, const pstRef<psObj>& value) {
   return true;
 }
 
-bool putPair(psTreeMap& map, KeyProbe& probe, const pstRef<psObj>& key, const pstRef<psObj>& value) {
+bool putPair(psTreeMap& map, KeyProbe&& probe, const pstRef<psObj>& key, const pstRef<psObj>& value) {
   if (key.isNull()) return false;
   const std::optional<TreePosition> at = ps::detail::locateRoom(map, probe);
   if (!at) return false;
@@ -65,25 +65,21 @@ void psTreeMap::createValues(int n) {
 psTreeMap::~psTreeMap() noexcept { ps::detail::destroyRoot(*this); }
 
 int psTreeMap::put(const pstHandle<psObj>& key, const pstHandle<psObj>& value) {
-  HandleProbe probe(key, {comparator()});
-  return putPair(*this, probe, key, value) ? 1 : 0;
+  return putPair(*this, HandleProbe(key, {comparator()}), key, value) ? 1 : 0;
 }
 
 int psTreeMap::put(const pstHandle<psObj>& key, const pstHandle<psObj>& value,
                    int (*compare)(unsigned int, unsigned int)) {
-  CallbackProbe probe(compare);
-  return putPair(*this, probe, key, value) ? 1 : 0;
+  return putPair(*this, CallbackProbe(compare), key, value) ? 1 : 0;
 }
 
 int psTreeMap::put(const pstHandle<psObj>& key, const pstHandle<psObj>& value, _jobject*& javaKey, _jobject*& callee,
                    JNIEnv_* env) {
-  JavaProbe probe(javaKey, callee, env);
-  return putPair(*this, probe, key, value) ? 1 : 0;
+  return putPair(*this, JavaProbe(javaKey, callee, env), key, value) ? 1 : 0;
 }
 
 pstRef<psObj> psTreeMap::get(const pstHandle<psObj>& key) const {
-  HandleProbe probe(key, *this);
-  return ps::detail::storedFor(*this, probe);
+  return ps::detail::storedFor(*this, HandleProbe(key, *this));
 }
 
 bool psTreeMap::containsValue(const pstHandle<psObj>& value) const {

@@ -31,8 +31,7 @@ psTreeMapNode::~psTreeMapNode() noexcept { ps::detail::deleteArrays(*this); }
 const pstRef<psTreeAdmin>& psTreeMapNode::admin() const { return ps::detail::adminAbove(parent_); }
 
 bool psTreeMapNode::remove(const pstHandle<psObj>& key) {
-  ps::detail::HandleProbe probe(key, ps::detail::comparatorOf(*this));
-  return ps::detail::removeMatch(*this, probe);
+  return ps::detail::removeMatch(*this, ps::detail::HandleProbe(key, ps::detail::comparatorOf(*this)));
 }
 
 int psTreeMapNode::full(int) { return ps::detail::splitNode(*this, maxNumberOfChildren() / 2, kind); }

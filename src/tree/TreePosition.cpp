@@ -95,7 +95,7 @@ TreePosition locateMatch(const psBTree& node, KeyProbe& probe) {
   return at;
 }
 
-pstRef<psObj> storedFor(const psBTree& node, KeyProbe& probe) {
+pstRef<psObj> storedFor(const psBTree& node, KeyProbe&& probe) {
   const TreePosition at = locateMatch(node, probe);
   if (at.failed || !at.matched) return pstRef<psObj>();
   const pstRef<psUnsortedArray> values = at.leaf->values();
@@ -171,7 +171,7 @@ bool insertElement(const TreePosition& position, const pstRef<psObj>& element, c
   return true;
 }
 
-bool addElement(psBTree& tree, KeyProbe& probe, const pstRef<psObj>& element, const pstRef<psObj>& value) {
+bool addElement(psBTree& tree, KeyProbe&& probe, const pstRef<psObj>& element, const pstRef<psObj>& value) {
   if (element.isNull()) return false;
   const std::optional<TreePosition> at = locateRoom(tree, probe);
   return at && insertElement(*at, element, value);
@@ -202,7 +202,7 @@ bool removeElement(const pstHandle<psBTree>& leaf, int index) {
   return true;
 }
 
-bool removeMatch(const psBTree& node, KeyProbe& probe) {
+bool removeMatch(const psBTree& node, KeyProbe&& probe) {
   const TreePosition at = locateMatch(node, probe);
   return !at.failed && at.matched && removeElement(at.leaf, at.index);
 }

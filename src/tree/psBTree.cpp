@@ -208,18 +208,15 @@ int psBTree::lastIndexOf(const pstHandle<psObj>& element, int to) const {
 int psBTree::maxNumberOfChildren() const { return ArrayView(elements_).capacity(); }
 
 pstHandle<psBTree> psBTree::potentialParentOf(const pstHandle<psObj>& key) const {
-  HandleProbe probe(key, ps::detail::comparatorOf(*this));
-  return ps::detail::leafFor(*this, probe);
+  return ps::detail::leafFor(*this, HandleProbe(key, ps::detail::comparatorOf(*this)));
 }
 
 pstHandle<psBTree> psBTree::potentialParentOf(const void* key) const {
-  RawProbe probe(key, ps::detail::comparatorOf(*this));
-  return ps::detail::leafFor(*this, probe);
+  return ps::detail::leafFor(*this, RawProbe(key, ps::detail::comparatorOf(*this)));
 }
 
 pstHandle<psBTree> psBTree::potentialParentOf(int (*compare)(unsigned int, unsigned int)) const {
-  CallbackProbe probe(compare);
-  return ps::detail::leafFor(*this, probe);
+  return ps::detail::leafFor(*this, CallbackProbe(compare));
 }
 
 pstHandle<psBTree> psBTree::potentialParentOf(_jobject*& key, _jobject*& callee, JNIEnv_* env) const {
