@@ -20,7 +20,7 @@
 #include "StoredCollection.h"
 #include "Workloads.h"
 #include "core/psCollectionIterator.h"
-#include "tree/psTreeList.h"
+#include "list/psTreeList.h"
 
 namespace {
 

@@ -1,5 +1,7 @@
 #include "startup.h"
 
+#include <type_traits>
+
 #include "arrays/psSortedArray.h"
 #include "arrays/psUnsortedArray.h"
 #include "core/psAdmin.h"
@@ -11,19 +13,24 @@
 #include "hash/psHashMap.h"
 #include "hash/psHashMapEntry.h"
 #include "hash/psHashSet.h"
+#include "list/psTreeList.h"
+#include "list/psTreeListNode.h"
+#include "sorted/psBTreeNode.h"
 #include "sorted/psTreeMap.h"
 #include "sorted/psTreeMapNode.h"
 #include "sorted/psTreeSet.h"
 #include "store/psTypeManager.h"
 #include "tree/psBTree.h"
-#include "tree/psBTreeNode.h"
 #include "tree/psTreeAdmin.h"
-#include "tree/psTreeList.h"
-#include "tree/psTreeListNode.h"
-
-using ps::detail::adoptPrototype;
 
 namespace {
+
+struct LibraryClass {
+  const char* name;
+  psRelocation relocation;
+  void (*introduce)(const char* name, psRelocation relocation);
+  void (*adopt)();
+};
 
 template <class T>
 void introduce(const char* name, psRelocation relocation) {
@@ -31,26 +38,40 @@ void introduce(const char* name, psRelocation relocation) {
   T::psAssocRegister();
 }
 
+template <class T>
+void adopt() {
+  if constexpr (!std::is_abstract_v<T>) ps::detail::adoptPrototype<T>();
+}
+
+template <class T>
+constexpr LibraryClass libraryClass(const char* name, psRelocation relocation) {
+  return {name, relocation, &introduce<T>, &adopt<T>};
+}
+
+constexpr LibraryClass classes[] = {
+    libraryClass<psCompare>("psCompare", psRelocation::allowed),
+    libraryClass<psUnsortedArray>("psUnsortedArray", psRelocation::allowed),
+    libraryClass<psSortedArray>("psSortedArray", psRelocation::allowed),
+    libraryClass<psCollection>("psCollection", psRelocation::refused),
+    libraryClass<psBTree>("psBTree", psRelocation::refused),
+    libraryClass<psBTreeNode>("psBTreeNode", psRelocation::refused),
+    libraryClass<psTreeSet>("psTreeSet", psRelocation::refused),
+    libraryClass<psTreeList>("psTreeList", psRelocation::refused),
+    libraryClass<psTreeListNode>("psTreeListNode", psRelocation::refused),
+    libraryClass<psTreeMap>("psTreeMap", psRelocation::refused),
+    libraryClass<psTreeMapNode>("psTreeMapNode", psRelocation::refused),
+    libraryClass<psAdmin>("psAdmin", psRelocation::refused),
+    libraryClass<psHashAdmin>("psHashAdmin", psRelocation::refused),
+    libraryClass<psTreeAdmin>("psTreeAdmin", psRelocation::refused),
+    libraryClass<psHashMapEntry>("psHashMapEntry", psRelocation::refused),
+    libraryClass<psHashChain>("psHashChain", psRelocation::refused),
+    libraryClass<psHashBucket>("psHashBucket", psRelocation::refused),
+    libraryClass<psHashSet>("psHashSet", psRelocation::refused),
+    libraryClass<psHashMap>("psHashMap", psRelocation::refused),
+};
+
 int introduceAll() {
-  introduce<psCompare>("psCompare", psRelocation::allowed);
-  introduce<psUnsortedArray>("psUnsortedArray", psRelocation::allowed);
-  introduce<psSortedArray>("psSortedArray", psRelocation::allowed);
-  introduce<psCollection>("psCollection", psRelocation::refused);
-  introduce<psBTree>("psBTree", psRelocation::refused);
-  introduce<psBTreeNode>("psBTreeNode", psRelocation::refused);
-  introduce<psTreeSet>("psTreeSet", psRelocation::refused);
-  introduce<psTreeList>("psTreeList", psRelocation::refused);
-  introduce<psTreeListNode>("psTreeListNode", psRelocation::refused);
-  introduce<psTreeMap>("psTreeMap", psRelocation::refused);
-  introduce<psTreeMapNode>("psTreeMapNode", psRelocation::refused);
-  introduce<psAdmin>("psAdmin", psRelocation::refused);
-  introduce<psHashAdmin>("psHashAdmin", psRelocation::refused);
-  introduce<psTreeAdmin>("psTreeAdmin", psRelocation::refused);
-  introduce<psHashMapEntry>("psHashMapEntry", psRelocation::refused);
-  introduce<psHashChain>("psHashChain", psRelocation::refused);
-  introduce<psHashBucket>("psHashBucket", psRelocation::refused);
-  introduce<psHashSet>("psHashSet", psRelocation::refused);
-  introduce<psHashMap>("psHashMap", psRelocation::refused);
+  for (const LibraryClass& known : classes) known.introduce(known.name, known.relocation);
   return ptmAddToVTableInitList(&psInitVTables);
 }
 
@@ -62,21 +83,5 @@ int psDoFileInit() {
 }
 
 void psInitVTables() {
-  adoptPrototype<psCompare>();
-  adoptPrototype<psUnsortedArray>();
-  adoptPrototype<psSortedArray>();
-  adoptPrototype<psBTreeNode>();
-  adoptPrototype<psTreeSet>();
-  adoptPrototype<psTreeList>();
-  adoptPrototype<psTreeListNode>();
-  adoptPrototype<psTreeMap>();
-  adoptPrototype<psTreeMapNode>();
-  adoptPrototype<psAdmin>();
-  adoptPrototype<psHashAdmin>();
-  adoptPrototype<psTreeAdmin>();
-  adoptPrototype<psHashMapEntry>();
-  adoptPrototype<psHashChain>();
-  adoptPrototype<psHashBucket>();
-  adoptPrototype<psHashSet>();
-  adoptPrototype<psHashMap>();
+  for (const LibraryClass& known : classes) known.adopt();
 }

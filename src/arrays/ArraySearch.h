@@ -20,9 +20,6 @@ enum class SearchEnds { asked, notAsked };
 
 SearchResult searchElements(const ArrayView& elements, KeyProbe& probe, SearchEnds ends = SearchEnds::notAsked);
 
-// In an array of nodes. The nodes belong to the layer above, which defines this one.
-SearchResult searchNodes(const ArrayView& nodes, KeyProbe& probe, SearchEnds ends = SearchEnds::notAsked);
-
 // Compares identifiers in place.
 class IdComparison {
  public:

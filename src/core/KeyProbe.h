@@ -10,7 +10,8 @@
 #include "store/pstRef.h"
 
 // A probe is the key of one operation, in one of the four flavours, together with what compares it. Every algorithm
-// that looks for a key is written once, over a probe; the public overloads only choose which probe to make.
+// that looks for a key is written once, over a probe; the public overloads only choose which probe to make. A whole
+// operation takes it as a temporary, since it serves no other; the steps of one take it by reference.
 namespace ps::detail {
 
 // A collection's comparator, as far as it could be found out.

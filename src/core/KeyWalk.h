@@ -2,17 +2,11 @@
 
 #include <memory>
 
+#include "core/MapClass.h"
 #include "core/RefusalWatch.h"
 #include "core/psCollectionIterator.h"
 
 namespace ps::detail {
-
-// The classes of maps, which this folder knows by their numbers alone.
-constexpr unsigned int sortedMapTypeN = 4018;
-constexpr unsigned int hashMapTypeN = 4028;
-
-// Whether the collection's key iterator tells values.
-bool isMap(const pstHandle<psCollection>& collection);
 
 // Calls visit(key, value) for the keys, with their values if they are asked for, in order, until it returns false or
 // something is refused. False when not all were visited. Like all loops over elements it ends on hasNext, since a list
@@ -33,7 +27,7 @@ bool walkKeys(pstHandle<psCollection>& collection, bool withValues, Visit visit)
 // The pairs of a map, or the elements of another collection with null values: visit(key, value).
 template <class Visit>
 bool visitPairs(pstHandle<psCollection>& collection, Visit visit) {
-  return walkKeys(collection, isMap(collection), visit);
+  return walkKeys(collection, MapClass::isMap(collection), visit);
 }
 
 // The elements of a collection, or the keys of a map: visit(element).

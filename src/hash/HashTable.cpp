@@ -1,6 +1,7 @@
 #include "hash/HashTable.h"
 
 #include <algorithm>
+#include <utility>
 
 #include "core/Containers.h"
 #include "hash/HashGrowth.h"
@@ -102,8 +103,8 @@ bool place(const psHashSet& table, const pstRef<psObj>& stored, std::uint32_t ha
   return position && insert(*position, stored);
 }
 
-bool addElement(psHashSet& table, KeyProbe& probe, const pstRef<psObj>& element) {
-  if (holdsEntries(table)) return putPair(table, probe, element, pstRef<psObj>());
+bool addElement(psHashSet& table, KeyProbe&& probe, const pstRef<psObj>& element) {
+  if (holdsEntries(table)) return putPair(table, std::move(probe), element, pstRef<psObj>());
   if (element.isNull() || probe.failed()) return false;
   const std::uint32_t hash = probe.hash();
   if (probe.failed()) return false;
@@ -111,7 +112,7 @@ bool addElement(psHashSet& table, KeyProbe& probe, const pstRef<psObj>& element)
   return position && findMatch(table, probe, *position) && !position->isMatch() && insert(*position, element);
 }
 
-bool putPair(psHashSet& map, KeyProbe& probe, const pstRef<psObj>& key, const pstRef<psObj>& value) {
+bool putPair(psHashSet& map, KeyProbe&& probe, const pstRef<psObj>& key, const pstRef<psObj>& value) {
   if (key.isNull()) return false;
   const std::optional<HashPosition> position = locate(map, probe);
   if (!position) return false;
@@ -129,7 +130,7 @@ bool addPair(psHashSet& map, KeyProbe& probe, std::uint32_t hash, const pstRef<p
   return true;
 }
 
-pstRef<psObj> storedFor(const psHashSet& table, KeyProbe& probe) {
+pstRef<psObj> storedFor(const psHashSet& table, KeyProbe&& probe) {
   const std::optional<HashPosition> position = locate(table, probe);
   return position ? position->stored : pstRef<psObj>();
 }
@@ -148,7 +149,7 @@ bool removeStored(const psHashSet& table, const pstHandle<psHashBucket>& bucket,
   return true;
 }
 
-bool removeMatch(psHashSet& table, KeyProbe& probe, pstRef<psObj>* value) {
+bool removeMatch(psHashSet& table, KeyProbe&& probe, pstRef<psObj>* value) {
   const std::optional<HashPosition> position = locate(table, probe);
   if (!position || !position->isMatch()) return false;
   pstRef<psObj> removed;

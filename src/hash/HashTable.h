@@ -20,16 +20,16 @@ bool place(const psHashSet& table, const pstRef<psObj>& stored, std::uint32_t ha
 
 // Adds the element to a set, unless one matches; to a map as a key with a null value. When it gives false nothing has
 // been added, though buckets may have been split.
-bool addElement(psHashSet& table, KeyProbe& probe, const pstRef<psObj>& element);
+bool addElement(psHashSet& table, KeyProbe&& probe, const pstRef<psObj>& element);
 
 // Binds the key in a map. When it gives false no pair has changed, though buckets may have been split.
-bool putPair(psHashSet& map, KeyProbe& probe, const pstRef<psObj>& key, const pstRef<psObj>& value);
+bool putPair(psHashSet& map, KeyProbe&& probe, const pstRef<psObj>& key, const pstRef<psObj>& value);
 
 // The second half of that, for a key known not to be there.
 bool addPair(psHashSet& map, KeyProbe& probe, std::uint32_t hash, const pstRef<psObj>& key, const pstRef<psObj>& value);
 
 // What is stored for the key: the element that matches, or a map's entry. Null when there is none, or on failure.
-pstRef<psObj> storedFor(const psHashSet& table, KeyProbe& probe);
+pstRef<psObj> storedFor(const psHashSet& table, KeyProbe&& probe);
 
 // Takes out what stands at the index of a bucket's slot; of a map the entry, which is deleted. False, with nothing
 // changed, when there is nothing there or something could not be opened. endedChain tells whether the slot had a chain
@@ -38,6 +38,6 @@ bool removeStored(const psHashSet& table, const pstHandle<psHashBucket>& bucket,
                   bool* endedChain = nullptr);
 
 // The same for what matches the key. value, when there is one, receives the value that a map had for it.
-bool removeMatch(psHashSet& table, KeyProbe& probe, pstRef<psObj>* value = nullptr);
+bool removeMatch(psHashSet& table, KeyProbe&& probe, pstRef<psObj>* value = nullptr);
 
 }  // namespace ps::detail

@@ -15,29 +15,32 @@ using ps::detail::HandleProbe;
 using ps::detail::HashPosition;
 using ps::detail::JavaProbe;
 using ps::detail::KeyProbe;
+using ps::detail::Pair;
 using ps::detail::RawProbe;
 
 namespace {
 
 const pstProcessInitTermClass processInitTerm;
 
-static_assert(psHashMap::pstTypeN == ps::detail::hashMapTypeN);
-
-pstHandle<psHashMapEntry> entryFor(const psHashMap& map, KeyProbe& probe) {
-  return pstHandle<psHashMapEntry>(ps::detail::storedFor(map, probe));
+std::optional<Pair> readEntry(const pstHandle<psObj>& object) {
+  const pstHandle<psHashMapEntry> entry(object);
+  if (entry.open(pscRead) != 1) return std::nullopt;
+  return Pair{entry->key(), entry->value()};
 }
+
+const ps::detail::MapClass mapClass(psHashMap::pstTypeN, psHashMapEntry::pstTypeN, &readEntry);
 
 pstRef<psObj> valueOf(const pstHandle<psHashMapEntry>& entry) {
   return !entry.isNull() && entry.open(pscRead) == 1 ? entry->value() : pstRef<psObj>();
 }
 
-pstRef<psObj> removedValue(psHashMap& map, KeyProbe& probe) {
+pstRef<psObj> removedValue(psHashMap& map, KeyProbe&& probe) {
   pstRef<psObj> value;
-  ps::detail::removeMatch(map, probe, &value);
+  ps::detail::removeMatch(map, std::move(probe), &value);
   return value;
 }
 
-bool addToBucket(psHashMap& map, KeyProbe& probe, const pstHandle<psObj>& key, const pstHandle<psObj>& value,
+bool addToBucket(psHashMap& map, KeyProbe&& probe, const pstHandle<psObj>& key, const pstHandle<psObj>& value,
                  const pstHandle<psHashBucket>& bucket, unsigned int hash) {
   if (key.isNull() || probe.failed()) return false;
   const std::optional<HashPosition> position = ps::detail::placeOf(map, hash);
@@ -58,20 +61,17 @@ psHashMap::psHashMap(pstHandle<psCompare>& comparator, int slots, int directoryS
 psHashMap::~psHashMap() noexcept { ps::detail::destroyTable(*this); }
 
 bool psHashMap::put(const pstHandle<psObj>& key, const pstHandle<psObj>& value) {
-  HandleProbe probe(key, *this);
-  return ps::detail::putPair(*this, probe, key, value);
+  return ps::detail::putPair(*this, HandleProbe(key, *this), key, value);
 }
 
 bool psHashMap::put(const pstHandle<psObj>& key, const pstHandle<psObj>& value, unsigned int hash,
                     int (*compare)(unsigned int, unsigned int), int (*hashFunction)(unsigned int, unsigned int)) {
-  CallbackProbe probe(hash, compare, hashFunction);
-  return ps::detail::putPair(*this, probe, key, value);
+  return ps::detail::putPair(*this, CallbackProbe(hash, compare, hashFunction), key, value);
 }
 
 bool psHashMap::put(const pstHandle<psObj>& key, const pstHandle<psObj>& value, _jobject*& javaKey, _jobject*& callee,
                     JNIEnv_* env) {
-  JavaProbe probe(javaKey, callee, env);
-  return ps::detail::putPair(*this, probe, key, value);
+  return ps::detail::putPair(*this, JavaProbe(javaKey, callee, env), key, value);
 }
 
 bool psHashMap::add(const pstHandle<psObj>& element) { return put(element, pstHandle<psObj>()); }
@@ -79,23 +79,19 @@ bool psHashMap::add(const pstHandle<psObj>& element) { return put(element, pstHa
 bool psHashMap::addAll(pstHandle<psCollection>& other) { return ps::detail::putAll(*this, other); }
 
 pstHandle<psHashMapEntry> psHashMap::entry(const pstHandle<psObj>& key) const {
-  HandleProbe probe(key, *this);
-  return entryFor(*this, probe);
+  return ps::detail::storedFor(*this, HandleProbe(key, *this));
 }
 
 pstHandle<psHashMapEntry> psHashMap::entry(const void* key) const {
-  RawProbe probe(key, {comparator()});
-  return entryFor(*this, probe);
+  return ps::detail::storedFor(*this, RawProbe(key, {comparator()}));
 }
 
 pstHandle<psHashMapEntry> psHashMap::entry(unsigned int hash, int (*compare)(unsigned int, unsigned int)) const {
-  CallbackProbe probe(hash, compare);
-  return entryFor(*this, probe);
+  return ps::detail::storedFor(*this, CallbackProbe(hash, compare));
 }
 
 pstHandle<psHashMapEntry> psHashMap::entry(_jobject*& key, _jobject*& callee, JNIEnv_* env) const {
-  JavaProbe probe(key, callee, env);
-  return entryFor(*this, probe);
+  return ps::detail::storedFor(*this, JavaProbe(key, callee, env));
 }
 
 pstRef<psObj> psHashMap::get(const pstHandle<psObj>& key) const { return valueOf(entry(key)); }
@@ -133,14 +129,10 @@ bool psHashMap::containsValue(const pstHandle<psObj>& value) const {
   return it->goTo(value);
 }
 
-pstRef<psObj> psHashMap::unbind(const pstHandle<psObj>& key) {
-  HandleProbe probe(key, *this);
-  return removedValue(*this, probe);
-}
+pstRef<psObj> psHashMap::unbind(const pstHandle<psObj>& key) { return removedValue(*this, HandleProbe(key, *this)); }
 
 pstRef<psObj> psHashMap::unbind(unsigned int hash, int (*compare)(unsigned int, unsigned int)) {
-  CallbackProbe probe(hash, compare);
-  return removedValue(*this, probe);
+  return removedValue(*this, CallbackProbe(hash, compare));
 }
 
 bool psHashMap::remove(const pstHandle<psObj>& keyOrEntry) { return !unbind(ps::detail::keyFor(keyOrEntry)).isNull(); }
@@ -180,19 +172,16 @@ bool psHashMap::rehash(const pstHandle<psObj>& entry, unsigned int hash) {
 
 bool psHashMap::addNewEntry(const pstHandle<psObj>& key, const pstHandle<psObj>& value, pstHandle<psHashBucket>& bucket,
                             unsigned int hash) {
-  HandleProbe probe(key, *this);
-  return addToBucket(*this, probe, key, value, bucket, hash);
+  return addToBucket(*this, HandleProbe(key, *this), key, value, bucket, hash);
 }
 
 bool psHashMap::addNewEntry(const pstHandle<psObj>& key, const pstHandle<psObj>& value, pstHandle<psHashBucket>& bucket,
                             unsigned int hash, int (*compare)(unsigned int, unsigned int),
                             int (*hashFunction)(unsigned int, unsigned int)) {
-  CallbackProbe probe(hash, compare, hashFunction);
-  return addToBucket(*this, probe, key, value, bucket, hash);
+  return addToBucket(*this, CallbackProbe(hash, compare, hashFunction), key, value, bucket, hash);
 }
 
 bool psHashMap::addNewEntry(const pstHandle<psObj>& key, const pstHandle<psObj>& value, pstHandle<psHashBucket>& bucket,
                             unsigned int hash, _jobject*& javaKey, _jobject*& callee, JNIEnv_* env) {
-  JavaProbe probe(javaKey, callee, env);
-  return addToBucket(*this, probe, key, value, bucket, hash);
+  return addToBucket(*this, JavaProbe(javaKey, callee, env), key, value, bucket, hash);
 }

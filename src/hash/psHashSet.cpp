@@ -25,7 +25,7 @@ namespace {
 
 const pstProcessInitTermClass processInitTerm;
 
-bool isIn(const psHashSet& set, KeyProbe& probe) {
+bool isIn(const psHashSet& set, KeyProbe&& probe) {
   const std::optional<HashPosition> position = ps::detail::locate(set, probe);
   return position && position->isMatch();
 }
@@ -46,19 +46,16 @@ psHashSet::psHashSet(pstHandle<psCompare>& comparator, int slots, int directoryS
 psHashSet::~psHashSet() noexcept { ps::detail::destroyTable(*this); }
 
 bool psHashSet::add(const pstHandle<psObj>& element) {
-  HandleProbe probe(element, *this);
-  return ps::detail::addElement(*this, probe, element);
+  return ps::detail::addElement(*this, HandleProbe(element, *this), element);
 }
 
 bool psHashSet::add(const pstHandle<psObj>& element, unsigned int hash, int (*compare)(unsigned int, unsigned int),
                     int (*hashFunction)(unsigned int, unsigned int)) {
-  CallbackProbe probe(hash, compare, hashFunction);
-  return ps::detail::addElement(*this, probe, element);
+  return ps::detail::addElement(*this, CallbackProbe(hash, compare, hashFunction), element);
 }
 
 bool psHashSet::add(const pstHandle<psObj>& element, _jobject*& key, _jobject*& callee, JNIEnv_* env) {
-  JavaProbe probe(key, callee, env);
-  return ps::detail::addElement(*this, probe, element);
+  return ps::detail::addElement(*this, JavaProbe(key, callee, env), element);
 }
 
 const pstRef<psHashAdmin>& psHashSet::admin() const {
@@ -68,60 +65,45 @@ const pstRef<psHashAdmin>& psHashSet::admin() const {
 
 pstRef<psCompare> psHashSet::comparator() const { return comparator_; }
 
-bool psHashSet::contains(const void* key) const {
-  RawProbe probe(key, {comparator()});
-  return isIn(*this, probe);
-}
+bool psHashSet::contains(const void* key) const { return isIn(*this, RawProbe(key, {comparator()})); }
 
-bool psHashSet::contains(const pstHandle<psObj>& element) const {
-  HandleProbe probe(element, *this);
-  return isIn(*this, probe);
-}
+bool psHashSet::contains(const pstHandle<psObj>& element) const { return isIn(*this, HandleProbe(element, *this)); }
 
 bool psHashSet::contains(unsigned int hash, int (*compare)(unsigned int, unsigned int)) const {
-  CallbackProbe probe(hash, compare);
-  return isIn(*this, probe);
+  return isIn(*this, CallbackProbe(hash, compare));
 }
 
 bool psHashSet::contains(unsigned int hash, _jobject*& key, _jobject*& callee, JNIEnv_* env) const {
-  JavaProbe probe(hash, key, callee, env);
-  return isIn(*this, probe);
+  return isIn(*this, JavaProbe(hash, key, callee, env));
 }
 
 pstRef<psObj> psHashSet::get(const void* key) const {
-  RawProbe probe(key, {comparator()});
-  return ps::detail::storedFor(*this, probe);
+  return ps::detail::storedFor(*this, RawProbe(key, {comparator()}));
 }
 
 pstRef<psObj> psHashSet::get(const pstHandle<psObj>& element) const {
   if (ps::detail::holdsEntries(*this)) return static_cast<const psHashMap&>(*this).get(element);
-  HandleProbe probe(element, *this);
-  return ps::detail::storedFor(*this, probe);
+  return ps::detail::storedFor(*this, HandleProbe(element, *this));
 }
 
 pstRef<psObj> psHashSet::get(unsigned int hash, int (*compare)(unsigned int, unsigned int)) const {
-  CallbackProbe probe(hash, compare);
-  return ps::detail::storedFor(*this, probe);
+  return ps::detail::storedFor(*this, CallbackProbe(hash, compare));
 }
 
 pstRef<psObj> psHashSet::get(unsigned int hash, _jobject*& key, _jobject*& callee, JNIEnv_* env) const {
-  JavaProbe probe(hash, key, callee, env);
-  return ps::detail::storedFor(*this, probe);
+  return ps::detail::storedFor(*this, JavaProbe(hash, key, callee, env));
 }
 
 bool psHashSet::remove(const pstHandle<psObj>& element) {
-  HandleProbe probe(element, *this);
-  return ps::detail::removeMatch(*this, probe);
+  return ps::detail::removeMatch(*this, HandleProbe(element, *this));
 }
 
 bool psHashSet::remove(unsigned int hash, int (*compare)(unsigned int, unsigned int)) {
-  CallbackProbe probe(hash, compare);
-  return ps::detail::removeMatch(*this, probe);
+  return ps::detail::removeMatch(*this, CallbackProbe(hash, compare));
 }
 
 bool psHashSet::remove(_jobject*& key, _jobject*& callee, JNIEnv_* env) {
-  JavaProbe probe(key, callee, env);
-  return ps::detail::removeMatch(*this, probe);
+  return ps::detail::removeMatch(*this, JavaProbe(key, callee, env));
 }
 
 psCollectionIterator* psHashSet::iterator() const { return new psHashIterator(pstHandle<psHashSet>(this)); }

@@ -5,11 +5,9 @@
 #include <utility>
 
 #include "core/KeyWalk.h"
-#include "hash/psHashMapEntry.h"
 #include "sorted/psTreeMapKeyIterator.h"
 #include "sorted/psTreeMapValueIterator.h"
 #include "tree/NodeAccess.h"
-#include "tree/NodeSplit.h"
 #include "tree/TreePosition.h"
 #include "tree/TreeRoot.h"
 
@@ -17,13 +15,15 @@ using ps::detail::CallbackProbe;
 using ps::detail::HandleProbe;
 using ps::detail::JavaProbe;
 using ps::detail::KeyProbe;
+using ps::detail::MapClass;
+using ps::detail::Pair;
 using ps::detail::TreePosition;
 
 namespace {
 
 const pstProcessInitTermClass processInitTerm;
 
-static_assert(psTreeMap::pstTypeN == ps::detail::sortedMapTypeN);
+const MapClass mapClass(psTreeMap::pstTypeN);
 
 // Whether the value of the pair at the position has been replaced.
 bool replaceValue(const TreePosition& position, const pstRef<psObj>& value) {
@@ -33,7 +33,7 @@ bool replaceValue(const TreePosition& position, const pstRef<psObj>& value) {
   return true;
 }
 
-bool putPair(psTreeMap& map, KeyProbe& probe, const pstRef<psObj>& key, const pstRef<psObj>& value) {
+bool putPair(psTreeMap& map, KeyProbe&& probe, const pstRef<psObj>& key, const pstRef<psObj>& value) {
   if (key.isNull()) return false;
   const std::optional<TreePosition> at = ps::detail::locateRoom(map, probe);
   if (!at) return false;
@@ -65,25 +65,21 @@ void psTreeMap::createValues(int n) {
 psTreeMap::~psTreeMap() noexcept { ps::detail::destroyRoot(*this); }
 
 int psTreeMap::put(const pstHandle<psObj>& key, const pstHandle<psObj>& value) {
-  HandleProbe probe(key, {comparator()});
-  return putPair(*this, probe, key, value) ? 1 : 0;
+  return putPair(*this, HandleProbe(key, {comparator()}), key, value) ? 1 : 0;
 }
 
 int psTreeMap::put(const pstHandle<psObj>& key, const pstHandle<psObj>& value,
                    int (*compare)(unsigned int, unsigned int)) {
-  CallbackProbe probe(compare);
-  return putPair(*this, probe, key, value) ? 1 : 0;
+  return putPair(*this, CallbackProbe(compare), key, value) ? 1 : 0;
 }
 
 int psTreeMap::put(const pstHandle<psObj>& key, const pstHandle<psObj>& value, _jobject*& javaKey, _jobject*& callee,
                    JNIEnv_* env) {
-  JavaProbe probe(javaKey, callee, env);
-  return putPair(*this, probe, key, value) ? 1 : 0;
+  return putPair(*this, JavaProbe(javaKey, callee, env), key, value) ? 1 : 0;
 }
 
 pstRef<psObj> psTreeMap::get(const pstHandle<psObj>& key) const {
-  HandleProbe probe(key, *this);
-  return ps::detail::storedFor(*this, probe);
+  return ps::detail::storedFor(*this, HandleProbe(key, *this));
 }
 
 bool psTreeMap::containsValue(const pstHandle<psObj>& value) const {
@@ -96,11 +92,7 @@ bool psTreeMap::containsValue(const pstHandle<psObj>& value) const {
 }
 
 bool psTreeMap::add(const pstHandle<psObj>& element) {
-  if (ptmIsKindOf(element.typeN(), psHashMapEntry::pstTypeN) == 0) {
-    put(element, pstHandle<psObj>());
-  } else if (const pstHandle<psHashMapEntry> entry(element); entry.open(pscRead) == 1) {
-    put(entry->key(), entry->value());
-  }
+  if (const std::optional<Pair> pair = MapClass::pairFor(element)) put(pair->key, pair->value);
   return true;
 }
 
@@ -121,7 +113,5 @@ void psTreeMap::removeAllDeleted() {
   const std::unique_ptr<psCollectionIterator> it(valueIterator());
   removeDeleted(*it);
 }
-
-int psTreeMap::full(int) { return ps::detail::splitRoot(*this, maxNumberOfChildren() / 2, ps::detail::mapNodes()); }
 
 pstRef<psUnsortedArray> psTreeMap::values() const { return values_; }

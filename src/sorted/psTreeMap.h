@@ -70,7 +70,6 @@ class PS_API psTreeMap : public psTreeSet {
   // Removes the pairs whose keys no longer exist, and makes values that no longer exist null.
   void removeAllDeleted() override;
 
-  int full(int where) override;
   // The values of the root while it is a leaf.
   pstRef<psUnsortedArray> values() const override;
 

@@ -1,5 +1,6 @@
 #include "sorted/psTreeMapNode.h"
 
+#include "sorted/psTreeMap.h"
 #include "tree/ChildNode.h"
 #include "tree/NodeLinks.h"
 #include "tree/NodeSplit.h"
@@ -14,11 +15,9 @@ void ps::detail::ChildKind<psTreeMapNode, psSortedArray>::setValues(psTreeMapNod
 namespace {
 
 const pstProcessInitTermClass processInitTerm;
-const ps::detail::ChildKind<psTreeMapNode, psSortedArray> kind;
+const ps::detail::ChildKind<psTreeMapNode, psSortedArray> kind(ps::detail::rootClass<psTreeMap>());
 
 }  // namespace
-
-const ps::detail::NodeKind& ps::detail::mapNodes() { return kind; }
 
 psTreeMapNode::psTreeMapNode(pstHandle<psBTree>& p, unsigned char leaf) : parent_(p) {
   const pstHandle<psTreeMapNode> self(this);
@@ -32,8 +31,7 @@ psTreeMapNode::~psTreeMapNode() noexcept { ps::detail::deleteArrays(*this); }
 const pstRef<psTreeAdmin>& psTreeMapNode::admin() const { return ps::detail::adminAbove(parent_); }
 
 bool psTreeMapNode::remove(const pstHandle<psObj>& key) {
-  ps::detail::HandleProbe probe(key, ps::detail::comparatorOf(*this));
-  return ps::detail::removeMatch(*this, probe);
+  return ps::detail::removeMatch(*this, ps::detail::HandleProbe(key, ps::detail::comparatorOf(*this)));
 }
 
 int psTreeMapNode::full(int) { return ps::detail::splitNode(*this, maxNumberOfChildren() / 2, kind); }

@@ -16,7 +16,7 @@ namespace {
 
 const pstProcessInitTermClass processInitTerm;
 
-bool isIn(const psTreeSet& set, KeyProbe& probe) {
+bool isIn(const psTreeSet& set, KeyProbe&& probe) {
   const TreePosition at = ps::detail::locateMatch(set, probe);
   return !at.failed && at.matched;
 }
@@ -24,8 +24,7 @@ bool isIn(const psTreeSet& set, KeyProbe& probe) {
 }  // namespace
 
 psTreeSet::psTreeSet(int n, pstHandle<psContObj> adminContainer, pstHandle<psContObj> vArrayContainer)
-    : admin_(ps::detail::constructRoot(*this, ps::detail::sortedNodes(), n, std::move(adminContainer),
-                                       std::move(vArrayContainer))) {}
+    : admin_(ps::detail::constructRoot(*this, n, std::move(adminContainer), std::move(vArrayContainer))) {}
 
 psTreeSet::psTreeSet(pstHandle<psCompare>& comparator, int n, pstHandle<psContObj> adminContainer,
                      pstHandle<psContObj> vArrayContainer)
@@ -39,76 +38,55 @@ const pstRef<psTreeAdmin>& psTreeSet::admin() const { return admin_; }
 pstRef<psCompare> psTreeSet::comparator() const { return comparator_; }
 
 bool psTreeSet::add(const pstHandle<psObj>& element) {
-  HandleProbe probe(element, {comparator()});
-  return ps::detail::addElement(*this, probe, element);
+  return ps::detail::addElement(*this, HandleProbe(element, {comparator()}), element);
 }
 
 bool psTreeSet::add(const pstHandle<psObj>& element, int (*compare)(unsigned int, unsigned int)) {
-  CallbackProbe probe(compare);
-  return ps::detail::addElement(*this, probe, element);
+  return ps::detail::addElement(*this, CallbackProbe(compare), element);
 }
 
 bool psTreeSet::add(const pstHandle<psObj>& element, _jobject*& key, _jobject*& callee, JNIEnv_* env) {
-  JavaProbe probe(key, callee, env);
-  return ps::detail::addElement(*this, probe, element);
+  return ps::detail::addElement(*this, JavaProbe(key, callee, env), element);
 }
 
-bool psTreeSet::contains(const void* key) const {
-  RawProbe probe(key, {comparator()});
-  return isIn(*this, probe);
-}
+bool psTreeSet::contains(const void* key) const { return isIn(*this, RawProbe(key, {comparator()})); }
 
-bool psTreeSet::contains(const pstHandle<psObj>& element) const {
-  HandleProbe probe(element, *this);
-  return isIn(*this, probe);
-}
+bool psTreeSet::contains(const pstHandle<psObj>& element) const { return isIn(*this, HandleProbe(element, *this)); }
 
 bool psTreeSet::contains(int (*compare)(unsigned int, unsigned int)) const {
-  CallbackProbe probe(compare);
-  return isIn(*this, probe);
+  return isIn(*this, CallbackProbe(compare));
 }
 
 bool psTreeSet::contains(_jobject*& key, _jobject*& callee, JNIEnv_* env) {
-  JavaProbe probe(key, callee, env);
-  return isIn(*this, probe);
+  return isIn(*this, JavaProbe(key, callee, env));
 }
 
 pstRef<psObj> psTreeSet::get(const void* key) const {
-  RawProbe probe(key, {comparator()});
-  return ps::detail::storedFor(*this, probe);
+  return ps::detail::storedFor(*this, RawProbe(key, {comparator()}));
 }
 
 pstRef<psObj> psTreeSet::get(const pstHandle<psObj>& element) const {
-  HandleProbe probe(element, *this);
-  return ps::detail::storedFor(*this, probe);
+  return ps::detail::storedFor(*this, HandleProbe(element, *this));
 }
 
 pstRef<psObj> psTreeSet::get(int (*compare)(unsigned int, unsigned int)) const {
-  CallbackProbe probe(compare);
-  return ps::detail::storedFor(*this, probe);
+  return ps::detail::storedFor(*this, CallbackProbe(compare));
 }
 
 pstRef<psObj> psTreeSet::get(_jobject*& key, _jobject*& callee, JNIEnv_* env) const {
-  JavaProbe probe(key, callee, env);
-  return ps::detail::storedFor(*this, probe);
+  return ps::detail::storedFor(*this, JavaProbe(key, callee, env));
 }
 
-bool psTreeSet::remove(const void* key) {
-  RawProbe probe(key, {comparator()});
-  return ps::detail::removeMatch(*this, probe);
-}
+bool psTreeSet::remove(const void* key) { return ps::detail::removeMatch(*this, RawProbe(key, {comparator()})); }
 
 bool psTreeSet::remove(const pstHandle<psObj>& element) {
-  HandleProbe probe(element, *this);
-  return ps::detail::removeMatch(*this, probe);
+  return ps::detail::removeMatch(*this, HandleProbe(element, *this));
 }
 
 bool psTreeSet::remove(int (*compare)(unsigned int, unsigned int)) {
-  CallbackProbe probe(compare);
-  return ps::detail::removeMatch(*this, probe);
+  return ps::detail::removeMatch(*this, CallbackProbe(compare));
 }
 
 bool psTreeSet::remove(_jobject*& key, _jobject*& callee, JNIEnv_* env) {
-  JavaProbe probe(key, callee, env);
-  return ps::detail::removeMatch(*this, probe);
+  return ps::detail::removeMatch(*this, JavaProbe(key, callee, env));
 }

@@ -9,12 +9,13 @@
 // How the nodes below a root are made and deleted, for all their classes, which derive from psBTree side by side.
 namespace ps::detail {
 
-// The kind of the nodes of class Node, which have arrays of class Array. A node is sorted when its array is.
+// The kind of the nodes of class Node, which have arrays of class Array. Elements are sorted when the arrays are.
 template <class Node, class Array>
 class ChildKind final : public NodeKind {
  public:
-  ChildKind() : NodeKind(Node::pstTypeN) {}
+  explicit ChildKind(const RootClass& root) : NodeKind(Node::pstTypeN, root) {}
 
+  bool isSorted() const override { return std::is_same_v<Array, psSortedArray>; }
   pstHandle<psUnsortedArray> createElements(const pstRef<psContObj>& near, int capacity) const override {
     return pstHandle<psUnsortedArray>(new (near) Array(capacity));
   }
@@ -31,7 +32,7 @@ class ChildKind final : public NodeKind {
     static_cast<Node&>(node).parent_ = parent;
   }
   pstRef<psObj> leafMark(const psBTree& leaf, const pstRef<psObj>& lowest) const override {
-    return std::is_same_v<Array, psSortedArray> ? lowest : pstRef<psObj>(leaf.psOid());
+    return isSorted() ? lowest : pstRef<psObj>(leaf.psOid());
   }
 
  private:

@@ -1,5 +1,7 @@
 #pragma once
 
+#include <type_traits>
+
 #include "tree/psBTree.h"
 
 namespace ps::detail {
@@ -11,10 +13,26 @@ struct NodeParts {
   pstRef<psUnsortedArray> values;  // null but in leaves of maps
 };
 
+// A class of collections, which are the roots of their trees.
+struct RootClass {
+  unsigned int typeN;
+  int generation;  // number of the classes above it, up to psObj
+};
+
+template <class Root>
+constexpr RootClass rootClass() {
+  if constexpr (std::is_same_v<Root, psObj>) {
+    return {psObj::pstTypeN, 0};
+  } else {
+    return {Root::pstTypeN, rootClass<typename Root::psBase>().generation + 1};
+  }
+}
+
 // What the algorithms on nodes must know of a class of nodes and cannot ask through its published operations, which may
 // be refused: the classes derive from psBTree side by side and have their fields in different places.
 //
-// There is one object of each kind, for as long as the process runs.
+// There is one object of each kind, for as long as the process runs. The folders of the collections define them; here
+// they are found through the nodes and roots alone.
 class NodeKind {
  public:
   NodeKind(const NodeKind&) = delete;
@@ -22,6 +40,11 @@ class NodeKind {
 
   // The kind of a node other than a root; null for others.
   static const NodeKind* of(const psBTree& node);
+  // The kind of the nodes below a root.
+  static const NodeKind& below(const psBTree& root);
+
+  // Whether the elements have an order, by which they can be looked for.
+  virtual bool isSorted() const = 0;
 
   // An array for the elements of a node; null when the store cannot create it.
   virtual pstHandle<psUnsortedArray> createElements(const pstRef<psContObj>& near, int capacity) const = 0;
@@ -33,26 +56,19 @@ class NodeKind {
   virtual pstRef<psObj> leafMark(const psBTree& leaf, const pstRef<psObj>& lowest) const = 0;
 
  protected:
-  explicit NodeKind(unsigned int nodeType);
+  // The nodes of one class, below the roots of another and of those derived from it that have no kind of their own.
+  NodeKind(unsigned int nodeType, const RootClass& root);
   ~NodeKind() = default;
 
  private:
   static const NodeKind* kinds;
 
   unsigned int nodeType_;
+  RootClass root_;
   const NodeKind* others_;
 };
 
 // An array for the values beside a leaf's elements, near them; null when the store cannot create it.
 pstHandle<psUnsortedArray> createValuesBeside(const pstRef<psUnsortedArray>& elements, int capacity);
-
-// Nodes of sets: psBTreeNode, with sorted arrays; a leaf is marked by its lowest element.
-const NodeKind& sortedNodes();
-
-// Nodes of maps: psTreeMapNode, like those of sets, with values in leaves.
-const NodeKind& mapNodes();
-
-// Nodes of lists: psTreeListNode, with unsorted arrays; a leaf is marked by itself.
-const NodeKind& listNodes();
 
 }  // namespace ps::detail

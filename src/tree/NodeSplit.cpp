@@ -116,13 +116,14 @@ int keptInList(int where, int capacity, int keptAtStart) {
   return where == atEnd ? capacity - 1 : keptAtStart;
 }
 
-int splitRoot(psBTree& root, int kept, const NodeKind& kind) {
+int splitRoot(psBTree& root, int kept) {
   const pstHandle<psBTree> self = handleTo(root);
   SplitSource source(root);
   NodeEdit& entries = source.entries();
   if (kept < 1 || !source.open(0) || kept >= entries.count() || self.open(pscUpdate) != 1) return 0;
   const pstHandle<psTreeAdmin> admin = administratorOf(root);
   if (admin.isNull()) return 0;
+  const NodeKind& kind = NodeKind::below(root);
   NewNode left(kind);
   NewNode right(kind);
   if (!left.create(admin, root, entries) || !right.create(admin, root, entries)) return 0;

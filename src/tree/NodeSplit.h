@@ -15,7 +15,7 @@ int keptInList(int where, int capacity, int keptAtStart);
 
 // Pushes the entries of a full root down into two new nodes: the first `kept` into the left one. 1; 0 with nothing
 // changed.
-int splitRoot(psBTree& root, int kept, const NodeKind& kind);
+int splitRoot(psBTree& root, int kept);
 
 // Moves the entries of a full node behind the first `kept` into a new node right of it. When the parent is full, splits
 // the parent instead. 1; 0 with nothing changed.

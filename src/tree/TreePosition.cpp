@@ -1,6 +1,6 @@
 #include "tree/TreePosition.h"
 
-#include "arrays/ArraySearch.h"
+#include "arrays/NodeSearch.h"
 #include "tree/NodeLinks.h"
 #include "tree/TreeShape.h"
 
@@ -38,11 +38,13 @@ class SeparatorReader {
   psId* notes_;
 };
 
-}  // namespace
-
 SearchResult searchNodes(const ArrayView& nodes, KeyProbe& probe, SearchEnds ends) {
   return searchArray<SeparatorReader>(nodes, probe, ends);
 }
+
+const NodeSearch announced(&searchNodes);
+
+}  // namespace
 
 ComparatorChoice comparatorOf(const psBTree& node) {
   const RefusalWatch watch;
@@ -59,7 +61,7 @@ pstHandle<psBTree> leafFor(const psBTree& node, KeyProbe& probe) {
     const ArrayView entries(NodeAccess::elements(*at));
     if (!entries.isOpen()) break;
     if (entries.count() == 0) return at;  // an empty root
-    const SearchResult found = searchNodes(entries, probe);
+    const SearchResult found = searchNodes(entries, probe, SearchEnds::notAsked);
     if (found.failed) break;
     // The last child whose lowest element is not greater; the first when the key is less than everything.
     at = childAt(entries[found.position > 0 ? found.position - 1 : 0], *at);
@@ -93,7 +95,7 @@ TreePosition locateMatch(const psBTree& node, KeyProbe& probe) {
   return at;
 }
 
-pstRef<psObj> storedFor(const psBTree& node, KeyProbe& probe) {
+pstRef<psObj> storedFor(const psBTree& node, KeyProbe&& probe) {
   const TreePosition at = locateMatch(node, probe);
   if (at.failed || !at.matched) return pstRef<psObj>();
   const pstRef<psUnsortedArray> values = at.leaf->values();
@@ -169,7 +171,7 @@ bool insertElement(const TreePosition& position, const pstRef<psObj>& element, c
   return true;
 }
 
-bool addElement(psBTree& tree, KeyProbe& probe, const pstRef<psObj>& element, const pstRef<psObj>& value) {
+bool addElement(psBTree& tree, KeyProbe&& probe, const pstRef<psObj>& element, const pstRef<psObj>& value) {
   if (element.isNull()) return false;
   const std::optional<TreePosition> at = locateRoom(tree, probe);
   return at && insertElement(*at, element, value);
@@ -200,7 +202,7 @@ bool removeElement(const pstHandle<psBTree>& leaf, int index) {
   return true;
 }
 
-bool removeMatch(const psBTree& node, KeyProbe& probe) {
+bool removeMatch(const psBTree& node, KeyProbe&& probe) {
   const TreePosition at = locateMatch(node, probe);
   return !at.failed && at.matched && removeElement(at.leaf, at.index);
 }

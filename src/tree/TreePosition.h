@@ -29,9 +29,10 @@ TreePosition locateMatch(const psBTree& node, KeyProbe& probe);
 
 // The leaf in which the key is or would be, open for reading; null when the search failed.
 pstHandle<psBTree> leafFor(const psBTree& node, KeyProbe& probe);
+inline pstHandle<psBTree> leafFor(const psBTree& node, KeyProbe&& probe) { return leafFor(node, probe); }
 
 // What is stored for the key: the element that matches, or in a map its value. Null when there is none, or on failure.
-pstRef<psObj> storedFor(const psBTree& node, KeyProbe& probe);
+pstRef<psObj> storedFor(const psBTree& node, KeyProbe&& probe);
 
 // The comparator of the collection that the node belongs to.
 ComparatorChoice comparatorOf(const psBTree& node);
@@ -45,7 +46,7 @@ bool insertElement(const TreePosition& position, const pstRef<psObj>& element,
                    const pstRef<psObj>& value = pstRef<psObj>());
 
 // The same, after locating the key. When it gives false no element has been added, though nodes may have been split.
-bool addElement(psBTree& tree, KeyProbe& probe, const pstRef<psObj>& element,
+bool addElement(psBTree& tree, KeyProbe&& probe, const pstRef<psObj>& element,
                 const pstRef<psObj>& value = pstRef<psObj>());
 
 // Takes the element at index out of the leaf, in a map with its value, and the leaf out of the tree when that leaves it
@@ -53,7 +54,7 @@ bool addElement(psBTree& tree, KeyProbe& probe, const pstRef<psObj>& element,
 bool removeElement(const pstHandle<psBTree>& leaf, int index);
 
 // The same for the element that matches the key.
-bool removeMatch(const psBTree& node, KeyProbe& probe);
+bool removeMatch(const psBTree& node, KeyProbe&& probe);
 
 // The removal of one element in two steps: what can be refused is done by plan, after which carryOut cannot fail.
 class ElementRemoval {

@@ -5,6 +5,7 @@
 #include "core/Containers.h"
 #include "store/base/NothingThrown.h"
 #include "tree/NodeAccess.h"
+#include "tree/NodeKind.h"
 
 namespace ps::detail {
 
@@ -15,13 +16,14 @@ constexpr int smallestCapacity = 4;
 
 }  // namespace
 
-pstRef<psTreeAdmin> constructRoot(psBTree& root, const NodeKind& kind, int capacity,
-                                  pstHandle<psContObj> adminContainer, pstHandle<psContObj> arrayContainer) {
+pstRef<psTreeAdmin> constructRoot(psBTree& root, int capacity, pstHandle<psContObj> adminContainer,
+                                  pstHandle<psContObj> arrayContainer) {
   const NothingThrown here;
   pstHandle<psBTree> self(&root);
   if (adminContainer.isNull()) adminContainer = createContainerFor(self);
   if (arrayContainer.isNull()) arrayContainer = createContainerFor(self);
-  const pstHandle<psUnsortedArray> elements = kind.createElements(arrayContainer, std::max(capacity, smallestCapacity));
+  const pstHandle<psUnsortedArray> elements =
+      NodeKind::below(root).createElements(arrayContainer, std::max(capacity, smallestCapacity));
   if (elements.isNull()) return pstRef<psTreeAdmin>();
   NodeAccess::setElements(root, elements);
   const pstRef<psTreeAdmin> admin(new (adminContainer) psTreeAdmin(self));

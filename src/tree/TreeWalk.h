@@ -7,10 +7,10 @@
 #include "core/Search.h"
 #include "core/psCollectionIterator.h"
 #include "store/base/psChecked.h"
+#include "tree/NodeKind.h"
 #include "tree/NodeLinks.h"
 #include "tree/TreePosition.h"
 #include "tree/TreeShape.h"
-#include "tree/psTreeList.h"
 
 namespace ps::detail {
 
@@ -45,12 +45,12 @@ class TreeWalk {
   // The value beside the current element of a map; null when there is none.
   pstRef<psObj> valueHere();
 
-  // Goes to what the probe looks for that makeProbe(root) gives. A list, which has no order, fails the search.
+  // Goes to what the probe looks for that makeProbe(root) gives. Where elements have no order the search fails.
   template <class MakeProbe>
   bool goTo(MakeProbe makeProbe) {
     Search<TreeWalk> search(*this);
     const pstHandle<psBTree> root = openRoot();
-    if (root.isNull() || root->psIsKindOf(psTreeList::pstTypeN)) return false;
+    if (root.isNull() || !NodeKind::below(*root).isSorted()) return false;
     auto probe = makeProbe(*root);
     return standAt(*root, probe, search);
   }

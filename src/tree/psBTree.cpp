@@ -6,7 +6,6 @@
 #include "core/RefusalWatch.h"
 #include "core/psCollectionIterator.h"
 #include "tree/Compaction.h"
-#include "tree/NodeKind.h"
 #include "tree/NodeLinks.h"
 #include "tree/NodeRemoval.h"
 #include "tree/NodeSplit.h"
@@ -107,7 +106,7 @@ int psBTree::first(const pstHandle<psObj>& element) {
   return 1;
 }
 
-int psBTree::full(int) { return ps::detail::splitRoot(*this, maxNumberOfChildren() / 2, ps::detail::sortedNodes()); }
+int psBTree::full(int) { return ps::detail::splitRoot(*this, maxNumberOfChildren() / 2); }
 
 int psBTree::newLow(pstHandle<psBTree>& oldLow) {
   return parent().isNull() || ps::detail::repairLow(*this, oldLow) ? 1 : 0;
@@ -209,18 +208,15 @@ int psBTree::lastIndexOf(const pstHandle<psObj>& element, int to) const {
 int psBTree::maxNumberOfChildren() const { return ArrayView(elements_).capacity(); }
 
 pstHandle<psBTree> psBTree::potentialParentOf(const pstHandle<psObj>& key) const {
-  HandleProbe probe(key, ps::detail::comparatorOf(*this));
-  return ps::detail::leafFor(*this, probe);
+  return ps::detail::leafFor(*this, HandleProbe(key, ps::detail::comparatorOf(*this)));
 }
 
 pstHandle<psBTree> psBTree::potentialParentOf(const void* key) const {
-  RawProbe probe(key, ps::detail::comparatorOf(*this));
-  return ps::detail::leafFor(*this, probe);
+  return ps::detail::leafFor(*this, RawProbe(key, ps::detail::comparatorOf(*this)));
 }
 
 pstHandle<psBTree> psBTree::potentialParentOf(int (*compare)(unsigned int, unsigned int)) const {
-  CallbackProbe probe(compare);
-  return ps::detail::leafFor(*this, probe);
+  return ps::detail::leafFor(*this, CallbackProbe(compare));
 }
 
 pstHandle<psBTree> psBTree::potentialParentOf(_jobject*& key, _jobject*& callee, JNIEnv_* env) const {

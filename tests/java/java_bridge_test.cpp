@@ -10,12 +10,12 @@
 #include "core/psJavaId.h"
 #include "hash/HashPosition.h"
 #include "hash/psHashIterator.h"
+#include "list/psTreeList.h"
+#include "list/psTreeListIterator.h"
 #include "store/base/psError.h"
 #include "support/HashWorld.h"
 #include "support/JavaMachine.h"
 #include "support/SetWorld.h"
-#include "tree/psTreeList.h"
-#include "tree/psTreeListIterator.h"
 
 namespace ps::test {
 namespace {

@@ -4,11 +4,11 @@
 #include <memory>
 #include <vector>
 
+#include "list/psTreeList.h"
 #include "store/pstItr.h"
 #include "support/HashWorld.h"
 #include "support/KeyedSweep.h"
 #include "support/SetWorld.h"
-#include "tree/psTreeList.h"
 
 // Operations on sorted and hashed sets and maps in which the store refuses to open something, at each point where it
 // could. Whatever is refused, the collection is sound afterwards, holds what the result says, and is back after an

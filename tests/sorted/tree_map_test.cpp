@@ -2,9 +2,9 @@
 
 #include <memory>
 
+#include "list/psTreeList.h"
 #include "sorted/psTreeMapNode.h"
 #include "support/SetWorld.h"
-#include "tree/psTreeList.h"
 
 namespace ps::test {
 namespace {

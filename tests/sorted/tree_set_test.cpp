@@ -9,12 +9,12 @@
 #include <thread>
 #include <vector>
 
+#include "list/psTreeList.h"
+#include "sorted/psBTreeNode.h"
 #include "sorted/psTreeMapNode.h"
 #include "sorted/psTreeSet.h"
 #include "support/Reports.h"
 #include "support/SetWorld.h"
-#include "tree/psBTreeNode.h"
-#include "tree/psTreeList.h"
 
 namespace ps::test {
 namespace {

@@ -6,9 +6,9 @@
 #include <memory>
 
 #include "hash/psHashMap.h"
+#include "list/psTreeList.h"
 #include "sorted/psTreeMap.h"
 #include "support/TreeChecker.h"
-#include "tree/psTreeList.h"
 
 namespace ps::test {
 

@@ -3,10 +3,10 @@
 #include <string>
 #include <vector>
 
+#include "list/psTreeList.h"
 #include "support/Item.h"
 #include "support/TempStore.h"
 #include "support/TreeChecker.h"
-#include "tree/psTreeList.h"
 
 namespace ps::test {
 

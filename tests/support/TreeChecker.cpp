@@ -4,12 +4,12 @@
 
 #include "arrays/ArrayView.h"
 #include "core/psCompare.h"
+#include "list/psTreeList.h"
 #include "sorted/psTreeMap.h"
 #include "store/pstItr.h"
 #include "support/HashChecker.h"
 #include "tree/NodeAccess.h"
 #include "tree/psTreeAdmin.h"
-#include "tree/psTreeList.h"
 
 namespace ps::detail {
 

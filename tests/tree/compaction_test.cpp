@@ -4,10 +4,10 @@
 #include <random>
 
 #include "core/psCollectionIterator.h"
+#include "list/psTreeList.h"
 #include "sorted/psTreeMap.h"
 #include "support/Item.h"
 #include "support/Sweep.h"
-#include "tree/psTreeList.h"
 
 namespace ps::test {
 namespace {

@@ -3,10 +3,10 @@
 #include <functional>
 
 #include "arrays/ArrayEdit.h"
+#include "sorted/psBTreeNode.h"
 #include "support/SetWorld.h"
 #include "support/TreeChecker.h"
 #include "tree/NodeAccess.h"
-#include "tree/psBTreeNode.h"
 
 // A checker that finds nothing proves nothing: here it must find.
 namespace ps::test {

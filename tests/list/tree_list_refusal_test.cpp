@@ -4,10 +4,10 @@
 #include <functional>
 #include <memory>
 
+#include "list/psTreeListIterator.h"
 #include "store/pstItr.h"
 #include "support/ListWorld.h"
 #include "support/Sweep.h"
-#include "tree/psTreeListIterator.h"
 
 // Operations on lists in which the store refuses to open something, at each point where it could.
 namespace ps::test {

@@ -1,4 +1,4 @@
-#include "tree/psBTreeNode.h"
+#include "sorted/psBTreeNode.h"
 
 #include "tree/ChildNode.h"
 #include "tree/NodeLinks.h"
@@ -7,11 +7,10 @@
 namespace {
 
 const pstProcessInitTermClass processInitTerm;
-const ps::detail::ChildKind<psBTreeNode, psSortedArray> kind;
+// Of every tree whose class has no nodes of its own.
+const ps::detail::ChildKind<psBTreeNode, psSortedArray> kind(ps::detail::rootClass<psBTree>());
 
 }  // namespace
-
-const ps::detail::NodeKind& ps::detail::sortedNodes() { return kind; }
 
 psBTreeNode::psBTreeNode(pstHandle<psBTree>& p) : parent_(p) {
   const pstHandle<psBTreeNode> self(this);

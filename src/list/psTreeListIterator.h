@@ -1,7 +1,7 @@
 #pragma once
 
+#include "list/psTreeList.h"
 #include "tree/psTreeIterator.h"
-#include "tree/psTreeList.h"
 
 // Walks a list. Elements are looked for by identity, in both flavours, from the current position on: goTo stops at the
 // next occurrence of the object, and repeated calls find one after another. When there is none the iterator stands on

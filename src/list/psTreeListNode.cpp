@@ -1,5 +1,6 @@
-#include "tree/psTreeListNode.h"
+#include "list/psTreeListNode.h"
 
+#include "list/psTreeList.h"
 #include "tree/ChildNode.h"
 #include "tree/NodeLinks.h"
 #include "tree/NodeSplit.h"
@@ -7,11 +8,9 @@
 namespace {
 
 const pstProcessInitTermClass processInitTerm;
-const ps::detail::ChildKind<psTreeListNode, psUnsortedArray> kind;
+const ps::detail::ChildKind<psTreeListNode, psUnsortedArray> kind(ps::detail::rootClass<psTreeList>());
 
 }  // namespace
-
-const ps::detail::NodeKind& ps::detail::listNodes() { return kind; }
 
 psTreeListNode::psTreeListNode(pstHandle<psBTree>& p) : parent_(p) {
   const pstHandle<psTreeListNode> self(this);

@@ -3,9 +3,9 @@
 #include <memory>
 #include <vector>
 
+#include "list/psTreeListIterator.h"
+#include "list/psTreeListNode.h"
 #include "support/ListWorld.h"
-#include "tree/psTreeListIterator.h"
-#include "tree/psTreeListNode.h"
 
 namespace ps::test {
 namespace {

@@ -1,4 +1,4 @@
-#include "tree/psTreeListIterator.h"
+#include "list/psTreeListIterator.h"
 
 #include "core/CurrentReference.h"
 #include "core/RawKey.h"

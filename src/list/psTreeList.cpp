@@ -1,15 +1,15 @@
-#include "tree/psTreeList.h"
+#include "list/psTreeList.h"
 
 #include <optional>
 #include <utility>
 
 #include "core/KeyWalk.h"
 #include "core/RawKey.h"
+#include "list/psTreeListIterator.h"
 #include "tree/NodeLinks.h"
 #include "tree/NodeSplit.h"
 #include "tree/TreePosition.h"
 #include "tree/TreeRoot.h"
-#include "tree/psTreeListIterator.h"
 
 using ps::detail::ArrayView;
 using ps::detail::InsertionPlace;
@@ -102,8 +102,8 @@ TreePosition firstOccurrence(const psTreeList& list, const psId& element) {
 
 psTreeList::psTreeList(int maxNumberOfChildren, pstHandle<psContObj> adminContainer,
                        pstHandle<psContObj> arrayContainer)
-    : admin_(ps::detail::constructRoot(*this, ps::detail::listNodes(), maxNumberOfChildren, std::move(adminContainer),
-                                       std::move(arrayContainer))) {
+    : admin_(
+          ps::detail::constructRoot(*this, maxNumberOfChildren, std::move(adminContainer), std::move(arrayContainer))) {
   if (!admin_.isNull()) NodeAccess::initFirst(*this, psOid());
 }
 
@@ -140,7 +140,7 @@ bool psTreeList::remove(const pstHandle<psObj>& element) {
 int psTreeList::first(const pstHandle<psObj>&) { return 1; }
 
 int psTreeList::full(int where) {
-  return ps::detail::splitRoot(*this, ps::detail::keptInList(where, maxNumberOfChildren(), 2), ps::detail::listNodes());
+  return ps::detail::splitRoot(*this, ps::detail::keptInList(where, maxNumberOfChildren(), 2));
 }
 
 pstRef<psObj> psTreeList::first() const { return ps::detail::firstOf(*this); }

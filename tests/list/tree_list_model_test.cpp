@@ -4,10 +4,10 @@
 #include <memory>
 
 #include "core/IdOrder.h"
+#include "list/psTreeListIterator.h"
 #include "sorted/psTreeSet.h"
 #include "support/ListWorld.h"
 #include "support/ModelDriver.h"
-#include "tree/psTreeListIterator.h"
 
 namespace ps::test {
 namespace {
