@@ -13,10 +13,10 @@
 #include "hash/psHashMapKeyIterator.h"
 #include "hash/psHashMapValueIterator.h"
 #include "sorted/psTreeMap.h"
+#include "support/Faults.h"
 #include "support/HashWorld.h"
 #include "support/Keyed.h"
 #include "support/Reports.h"
-#include "support/TreeChecker.h"
 
 namespace ps::test {
 namespace {

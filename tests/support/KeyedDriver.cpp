@@ -7,7 +7,7 @@
 
 #include "hash/psHashMap.h"
 #include "sorted/psTreeMap.h"
-#include "support/TreeChecker.h"
+#include "support/Faults.h"
 #include "tree/psTreeList.h"
 
 namespace ps::test {

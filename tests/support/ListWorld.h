@@ -3,9 +3,9 @@
 #include <string>
 #include <vector>
 
+#include "support/Faults.h"
 #include "support/Item.h"
 #include "support/TempStore.h"
-#include "support/TreeChecker.h"
 #include "tree/psTreeList.h"
 
 namespace ps::test {
