@@ -41,3 +41,4 @@
 #include "tree/psTreeList.h"
 #include "tree/psTreeListIterator.h"
 #include "tree/psTreeListNode.h"
+#include "version.h"
