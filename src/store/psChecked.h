@@ -17,11 +17,11 @@ inline constexpr bool isChecked = false;
 
 // Reports a mistake of the program: prints the sentence and ends the process, unless a handler was set. After a handler
 // has returned, all goes on as it would in a build that is not checked.
-PS_API void reportMisuse(const std::string& sentence);
+void reportMisuse(const std::string& sentence);
 
 // For tests of the checks. Null, as at first, stops the process. Gives the handler that was set before.
 using MisuseHandler = void (*)(const std::string& sentence);
-PS_API MisuseHandler setMisuseHandler(MisuseHandler handler);
+MisuseHandler setMisuseHandler(MisuseHandler handler);
 
 // Report an object that is used where it must not be: after its transaction or its session, or on another thread. The
 // second takes the address of anything within an object or an array; neither concerns what lies outside the store.

@@ -113,7 +113,7 @@ PS_API psObj* reopenOutOfLine(const psId& id, psObj* held);
 PS_API void* storageOutOfLine(const psId& id);
 PS_API void releaseDetached(Frame* frame);
 // The frame of any address in a page image.
-PS_API Frame* frameOfAddress(const void* address);
+Frame* frameOfAddress(const void* address);
 
 inline ObjectHeader* headerOf(const void* object) {
   return reinterpret_cast<ObjectHeader*>(const_cast<void*>(object)) - 1;
