@@ -43,3 +43,4 @@
 #include "tree/psBTree.h"
 #include "tree/psTreeAdmin.h"
 #include "tree/psTreeIterator.h"
+#include "version.h"

@@ -45,7 +45,7 @@ class PS_API PrototypeScope {
   PrototypeScope& operator=(const PrototypeScope&) = delete;
   ~PrototypeScope();
 
-  void note(const void* array);
+  PS_HIDDEN void note(const void* array);
 
  private:
   unsigned int typeN_;

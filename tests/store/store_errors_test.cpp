@@ -807,9 +807,10 @@ TEST_F(StoreErrors, ErrorsAreThrownWhereThatIsAskedFor) {
   EXPECT_EQ(numberThrown([&] { session_.begin(pscRead); }), psteStore.number);
   EXPECT_EQ(numberThrown([&] { session_.name(object, object, ""); }), psteStore.number);
   EXPECT_EQ(numberThrown([&] { EXPECT_EQ(psId(1, 1, 9, 9).update(), 0); }), 0) << "it does not exist";
-  EXPECT_EQ(numberThrown([&] { pstHandle<Flat>(new (pstHandle<psObj>()) Flat(1)); }), psteStore.number);
+  const pstHandle<psObj> nowhere;
+  EXPECT_EQ(numberThrown([&] { pstHandle<Flat>(new (nowhere) Flat(1)); }), psteStore.number);
   EXPECT_EQ(numberThrown([&] { pstHandle<Flat>(static_cast<Flat*>(nullptr)); }), 0);
-  EXPECT_EQ(numberThrown([&] { EXPECT_EQ(new (pstHandle<psObj>()) Flat(1), nullptr); }), 0);
+  EXPECT_EQ(numberThrown([&] { EXPECT_EQ(new (nowhere) Flat(1), nullptr); }), 0);
   EXPECT_EQ(pstHandle<psObj>(object.oid()).open(pscRead), 1);
   EXPECT_EQ(numberThrown([&] { pstHandle<Flat>(static_cast<Flat*>(nullptr)); }), 0) << "the program has gone on";
   EXPECT_EQ(

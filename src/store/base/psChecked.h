@@ -17,10 +17,10 @@ inline constexpr bool isChecked = false;
 
 // Reports a mistake of the program: prints the sentence and ends the process, unless a handler was set. After a handler
 // has returned, all goes on as it would in a build that is not checked.
-PS_API void reportMisuse(const std::string& sentence);
+void reportMisuse(const std::string& sentence);
 
 // For tests of the checks. Null, as at first, stops the process. Gives the handler that was set before.
 using MisuseHandler = void (*)(const std::string& sentence);
-PS_API MisuseHandler setMisuseHandler(MisuseHandler handler);
+MisuseHandler setMisuseHandler(MisuseHandler handler);
 
 }  // namespace ps::detail

@@ -7,6 +7,8 @@
 #else
 #define PS_API [[gnu::visibility("default")]]
 #endif
+// What a class that is exported keeps to the library.
+#define PS_HIDDEN [[gnu::visibility("hidden")]]
 
 #define PS_LIKELY(condition) __builtin_expect(static_cast<bool>(condition), true)
 #define PS_UNLIKELY(condition) __builtin_expect(static_cast<bool>(condition), false)

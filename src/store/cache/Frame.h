@@ -107,7 +107,7 @@ inline bool isInArena(const void* address) {
 // Frees a frame that no longer stands for anything, with its image.
 PS_API void releaseDetached(Frame* frame);
 // The frame of any address in a page image.
-PS_API Frame* frameOfAddress(const void* address);
+Frame* frameOfAddress(const void* address);
 
 inline ObjectHeader* headerOf(const void* object) {
   return reinterpret_cast<ObjectHeader*>(const_cast<void*>(object)) - 1;
