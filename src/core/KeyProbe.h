@@ -140,12 +140,10 @@ class HandleProbe final : public KeyProbe {
 
 class CallbackProbe final : public KeyProbe {
  public:
-  using Function = int (*)(unsigned int, unsigned int);
-
-  explicit CallbackProbe(Function compareFunction);
+  explicit CallbackProbe(psCompareFunction compareFunction);
   // With the key's hash, for a look-up; and for a change with the function that hashes stored elements as well.
-  CallbackProbe(std::uint32_t keyHash, Function compareFunction);
-  CallbackProbe(std::uint32_t keyHash, Function compareFunction, Function hashFunction);
+  CallbackProbe(std::uint32_t keyHash, psCompareFunction compareFunction);
+  CallbackProbe(std::uint32_t keyHash, psCompareFunction compareFunction, psHashFunction hashFunction);
   std::uint32_t hash() override { return hash_; }
   std::uint32_t hashOf(const pstRef<psObj>& stored) override;
 
@@ -153,8 +151,8 @@ class CallbackProbe final : public KeyProbe {
   int order(const pstRef<psObj>& stored) override;
 
   std::uint32_t hash_ = 0;
-  Function compare_;
-  Function hashFunction_ = nullptr;
+  psCompareFunction compare_;
+  psHashFunction hashFunction_ = nullptr;
 };
 
 // What goes wrong in Java, an exception above all, fails the probe: from then on nothing is called, and the exception

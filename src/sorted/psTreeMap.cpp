@@ -68,8 +68,7 @@ int psTreeMap::put(const pstHandle<psObj>& key, const pstHandle<psObj>& value) {
   return putPair(*this, HandleProbe(key, {comparator()}), key, value) ? 1 : 0;
 }
 
-int psTreeMap::put(const pstHandle<psObj>& key, const pstHandle<psObj>& value,
-                   int (*compare)(unsigned int, unsigned int)) {
+int psTreeMap::put(const pstHandle<psObj>& key, const pstHandle<psObj>& value, psCompareFunction compare) {
   return putPair(*this, CallbackProbe(compare), key, value) ? 1 : 0;
 }
 

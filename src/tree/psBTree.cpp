@@ -215,7 +215,7 @@ pstHandle<psBTree> psBTree::potentialParentOf(const void* key) const {
   return ps::detail::leafFor(*this, RawProbe(key, ps::detail::comparatorOf(*this)));
 }
 
-pstHandle<psBTree> psBTree::potentialParentOf(int (*compare)(unsigned int, unsigned int)) const {
+pstHandle<psBTree> psBTree::potentialParentOf(psCompareFunction compare) const {
   return ps::detail::leafFor(*this, CallbackProbe(compare));
 }
 
