@@ -6,6 +6,7 @@
 #include "core/KeyWalk.h"
 #include "core/RawKey.h"
 #include "list/psTreeListIterator.h"
+#include "tree/ElementChange.h"
 #include "tree/NodeLinks.h"
 #include "tree/NodeSplit.h"
 #include "tree/TreePosition.h"

@@ -7,8 +7,9 @@
 #include "core/KeyWalk.h"
 #include "sorted/psTreeMapKeyIterator.h"
 #include "sorted/psTreeMapValueIterator.h"
+#include "tree/ElementChange.h"
+#include "tree/InsertionSearch.h"
 #include "tree/NodeAccess.h"
-#include "tree/TreePosition.h"
 #include "tree/TreeRoot.h"
 
 using ps::detail::CallbackProbe;

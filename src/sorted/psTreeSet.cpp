@@ -2,7 +2,7 @@
 
 #include <utility>
 
-#include "tree/TreePosition.h"
+#include "tree/ElementChange.h"
 #include "tree/TreeRoot.h"
 
 using ps::detail::CallbackProbe;

@@ -7,6 +7,8 @@
 #include "core/RefusalWatch.h"
 #include "store/Relocation.h"
 #include "store/StoreError.h"
+#include "tree/ElementChange.h"
+#include "tree/InsertionSearch.h"
 
 namespace ps::detail {
 
