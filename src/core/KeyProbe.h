@@ -20,7 +20,7 @@ struct ComparatorChoice {
   bool refused = false;          // a node on the way to the collection could not be opened
 };
 
-// A comparator, open for the time of one operation: it stays in its place, and need not be looked up for each
+// A comparator, open for the time of one operation: it stays where it is, and need not be looked up for each
 // comparison.
 class OpenComparator {
  public:
@@ -68,7 +68,7 @@ class KeyProbe {
   // search is no answer, least of all "absent".
   //
   // Nor can they once an object was met that does not exist, if an order was asked for: a comparator that cannot open
-  // an element has no place for it, and whatever it says sends the search astray. Hash collections look at one slot
+  // an element cannot order it, and whatever it says sends the search astray. Hash collections look at one slot
   // alone, and go on beside such elements.
   bool failed() const { return failed_ || (watch_.metAny() && (watch_.refused() || hasLostOrder())); }
 

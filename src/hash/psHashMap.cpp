@@ -43,7 +43,7 @@ pstRef<psObj> removedValue(psHashMap& map, KeyProbe&& probe) {
 bool addToBucket(psHashMap& map, KeyProbe&& probe, const pstHandle<psObj>& key, const pstHandle<psObj>& value,
                  const pstHandle<psHashBucket>& bucket, unsigned int hash) {
   if (key.isNull() || probe.failed()) return false;
-  const std::optional<HashPosition> position = ps::detail::placeOf(map, hash);
+  const std::optional<HashPosition> position = ps::detail::positionOf(map, hash);
   return position && position->bucket() == bucket && ps::detail::addPair(map, probe, hash, key, value);
 }
 
@@ -155,7 +155,7 @@ psCollectionIterator* psHashMap::valueIterator() const {
 
 bool psHashMap::rehash(const pstHandle<psObj>& entry, unsigned int hash) {
   const pstHandle<psHashMapEntry> old(entry);
-  const std::optional<HashPosition> position = ps::detail::placeOf(*this, hash);
+  const std::optional<HashPosition> position = ps::detail::positionOf(*this, hash);
   if (!position || !ps::detail::isEntry(entry)) return false;
   if (entry.containedIn() == position->bucket().containedIn()) return psHashSet::rehash(entry, hash);
   if (old.open(pscUpdate) != 1) return false;

@@ -127,7 +127,7 @@ bool psHashSet::refresh(psMode mode) const {
 }
 
 bool psHashSet::rehash(const pstHandle<psObj>& element, unsigned int hash) {
-  return !element.isNull() && ps::detail::place(*this, element, hash);
+  return !element.isNull() && ps::detail::insertByHash(*this, element, hash);
 }
 
 unsigned int psHashSet::hashOf(const pstHandle<psObj>& element) const {

@@ -126,7 +126,7 @@ class PS_API psHashSet : public psCollection {
   pstRef<psCompare> comparator_;
   int slotsPerBucket_ = 0;
   int depth_ = 0;  // number of the first bits of a hash that index the directory; -1 when construction failed
-  // A bucket whose elements share their first n bits stands in all 2^(depth_ - n) places whose index begins with them.
+  // A bucket whose elements share their first n bits stands at all 2^(depth_ - n) indexes that begin with them.
   pstVArray<pstRef<psHashBucket>> directory_;
 };
 
