@@ -7,7 +7,7 @@
 namespace ps::detail {
 
 // An array open for update: once isOpen() is true, nothing that is done through the edit can be refused. An operation
-// that writes to several places opens all its edits before it uses the first. The array and its storage stay in memory
+// that writes to several arrays opens all its edits before it uses the first. The array and its storage stay in memory
 // while the edit lives.
 //
 // Positions are the caller's responsibility, and so is room for what is put in.

@@ -20,7 +20,7 @@ enum class SearchEnds { asked, notAsked };
 
 SearchResult searchElements(const ArrayView& elements, KeyProbe& probe, SearchEnds ends = SearchEnds::notAsked);
 
-// Compares identifiers in place.
+// Compares identifiers, without a call.
 class IdComparison {
  public:
   static constexpr bool opensObjects = false;

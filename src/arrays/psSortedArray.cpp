@@ -43,7 +43,7 @@ int psSortedArray::binarySearch(const void* key, pstHandle<psCompare>& comparato
   return search(*this, RawProbe(key, {comparator}), leaf).position;
 }
 
-int psSortedArray::binarySearch(int (*compare)(unsigned int, unsigned int), unsigned char leaf) const {
+int psSortedArray::binarySearch(psCompareFunction compare, unsigned char leaf) const {
   return search(*this, CallbackProbe(compare), leaf).position;
 }
 

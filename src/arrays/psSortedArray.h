@@ -24,7 +24,7 @@ class PS_API psSortedArray : public psUnsortedArray {
   // one cannot, but for the Java exception that is pending.
   int binarySearch(const pstHandle<psObj>& key, pstHandle<psCompare>& comparator, unsigned char leaf) const;
   int binarySearch(const void* key, pstHandle<psCompare>& comparator, unsigned char leaf) const;
-  int binarySearch(int (*compare)(unsigned int, unsigned int), unsigned char leaf) const;
+  int binarySearch(psCompareFunction compare, unsigned char leaf) const;
   int binarySearch(_jobject*& key, _jobject*& callee, JNIEnv_* env, unsigned char leaf) const;
   int binarySearch(const psObj* key, pstHandle<psCompare>& comparator, unsigned char leaf) const {
     return binarySearch(pstHandle<psObj>(key), comparator, leaf);

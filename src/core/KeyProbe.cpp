@@ -72,15 +72,16 @@ std::uint32_t HandleProbe::hashOf(const pstRef<psObj>& stored) {
   return static_cast<std::uint32_t>(comparator_.isNull() ? psCompare::hashPsId(element) : comparator_->hash(element));
 }
 
-CallbackProbe::CallbackProbe(Function compareFunction) : compare_(compareFunction) {
+CallbackProbe::CallbackProbe(psCompareFunction compareFunction) : compare_(compareFunction) {
   if (compareFunction == nullptr) fail();
 }
 
-CallbackProbe::CallbackProbe(std::uint32_t keyHash, Function compareFunction) : CallbackProbe(compareFunction) {
+CallbackProbe::CallbackProbe(std::uint32_t keyHash, psCompareFunction compareFunction)
+    : CallbackProbe(compareFunction) {
   hash_ = keyHash;
 }
 
-CallbackProbe::CallbackProbe(std::uint32_t keyHash, Function compareFunction, Function hashFunction)
+CallbackProbe::CallbackProbe(std::uint32_t keyHash, psCompareFunction compareFunction, psHashFunction hashFunction)
     : CallbackProbe(keyHash, compareFunction) {
   hashFunction_ = hashFunction;
   if (hashFunction == nullptr) fail();

@@ -20,7 +20,7 @@ struct ComparatorChoice {
   bool refused = false;          // a node on the way to the collection could not be opened
 };
 
-// A comparator, open for the time of one operation: it stays in its place, and need not be looked up for each
+// A comparator, open for the time of one operation: it stays where it is, and need not be looked up for each
 // comparison.
 class OpenComparator {
  public:
@@ -68,7 +68,7 @@ class KeyProbe {
   // search is no answer, least of all "absent".
   //
   // Nor can they once an object was met that does not exist, if an order was asked for: a comparator that cannot open
-  // an element has no place for it, and whatever it says sends the search astray. Hash collections look at one slot
+  // an element cannot order it, and whatever it says sends the search astray. Hash collections look at one slot
   // alone, and go on beside such elements.
   bool failed() const { return failed_ || (watch_.metAny() && (watch_.refused() || hasLostOrder())); }
 
@@ -140,12 +140,10 @@ class HandleProbe final : public KeyProbe {
 
 class CallbackProbe final : public KeyProbe {
  public:
-  using Function = int (*)(unsigned int, unsigned int);
-
-  explicit CallbackProbe(Function compareFunction);
+  explicit CallbackProbe(psCompareFunction compareFunction);
   // With the key's hash, for a look-up; and for a change with the function that hashes stored elements as well.
-  CallbackProbe(std::uint32_t keyHash, Function compareFunction);
-  CallbackProbe(std::uint32_t keyHash, Function compareFunction, Function hashFunction);
+  CallbackProbe(std::uint32_t keyHash, psCompareFunction compareFunction);
+  CallbackProbe(std::uint32_t keyHash, psCompareFunction compareFunction, psHashFunction hashFunction);
   std::uint32_t hash() override { return hash_; }
   std::uint32_t hashOf(const pstRef<psObj>& stored) override;
 
@@ -153,8 +151,8 @@ class CallbackProbe final : public KeyProbe {
   int order(const pstRef<psObj>& stored) override;
 
   std::uint32_t hash_ = 0;
-  Function compare_;
-  Function hashFunction_ = nullptr;
+  psCompareFunction compare_;
+  psHashFunction hashFunction_ = nullptr;
 };
 
 // What goes wrong in Java, an exception above all, fails the probe: from then on nothing is called, and the exception

@@ -73,11 +73,11 @@ class PS_API psCollectionIterator {
   // Replaces the current element; 0 on iterators that cannot.
   virtual int set(const pstHandle<psObj>& element);
 
-  virtual bool goTo(unsigned int hash, int (*compare)(unsigned int, unsigned int)) = 0;
+  virtual bool goTo(unsigned int hash, psCompareFunction compare) = 0;
 
   // An object is never a raw key.
   bool goTo(const psObj* element) { return goTo(pstHandle<psObj>(element)); }
   // An identifier is no position and no hash, though it converts to a number.
   pstRef<psObj> goToIndex(const psId& element, psLockMode mode) = delete;
-  bool goTo(const psId& element, int (*compare)(unsigned int, unsigned int)) = delete;
+  bool goTo(const psId& element, psCompareFunction compare) = delete;
 };

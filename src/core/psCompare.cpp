@@ -11,7 +11,7 @@ namespace {
 
 const pstProcessInitTermClass processInitTerm;
 
-int callWithIdentifier(const psId& id, int (*f)(unsigned int, unsigned int)) {
+int callWithIdentifier(const psId& id, psCompareFunction f) {
   const unsigned int databaseAndContainer = static_cast<unsigned int>(id.get_DB()) << 16 | id.get_OC();
   const unsigned int pageAndSlot = static_cast<unsigned int>(id.get_page()) << 16 | id.get_slot();
   return f(databaseAndContainer, pageAndSlot);
@@ -33,13 +33,11 @@ int psCompare::hash(const void*& key) const { return hashPsId(handleOfRawKey(key
 
 int psCompare::hash(const pstHandle<psObj>& element) const { return hashPsId(element); }
 
-int psCompare::compare(const pstHandle<psObj>& element, int (*f)(unsigned int, unsigned int)) {
+int psCompare::compare(const pstHandle<psObj>& element, psCompareFunction f) {
   return callWithIdentifier(element.oid(), f);
 }
 
-int psCompare::hash(const pstHandle<psObj>& element, int (*f)(unsigned int, unsigned int)) {
-  return callWithIdentifier(element.oid(), f);
-}
+int psCompare::hash(const pstHandle<psObj>& element, psHashFunction f) { return callWithIdentifier(element.oid(), f); }
 
 int psCompare::compare(const pstHandle<psObj>& element, _jobject*& key, _jobject*& callee, JNIEnv_* env) {
   return JavaBridge(callee, env).compare(element.oid(), key).value_or(0);

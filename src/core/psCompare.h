@@ -3,6 +3,11 @@
 #include "core/psJavaTypes.h"
 #include "store/psPersistentClass.h"
 
+// Functions of the application that compare, or hash, a stored element given by its identifier: database and container
+// in the first argument (high and low half), page and slot in the second.
+using psCompareFunction = int (*)(unsigned int, unsigned int);
+using psHashFunction = int (*)(unsigned int, unsigned int);
+
 // Decides the order and the hash of a collection's elements. It is an object of the store, so that a collection can
 // refer to it; an application derives from it and overrides what it needs. A collection without a comparator uses
 // identifiers, by comparePsId and hashPsId, as this class itself does.
@@ -53,25 +58,14 @@ class PS_API psCompare : public psObj {
   bool greaterOrEqual(const pstHandle<psObj>& a, const pstHandle<psObj>& b) const { return compare(a, b) >= 0; }
   bool equal(const pstHandle<psObj>& a, const pstHandle<psObj>& b) const { return compare(a, b) == 0; }
 
-  // Callback flavour: what f returns for the element's identifier, database and container in its first argument (high
-  // and low half), page and slot in the second. f is called once.
-  static int compare(const pstHandle<psObj>& element, int (*f)(unsigned int, unsigned int));
-  static int hash(const pstHandle<psObj>& element, int (*f)(unsigned int, unsigned int));
-  static bool less(const pstHandle<psObj>& element, int (*f)(unsigned int, unsigned int)) {
-    return compare(element, f) < 0;
-  }
-  static bool lessOrEqual(const pstHandle<psObj>& element, int (*f)(unsigned int, unsigned int)) {
-    return compare(element, f) <= 0;
-  }
-  static bool greater(const pstHandle<psObj>& element, int (*f)(unsigned int, unsigned int)) {
-    return compare(element, f) > 0;
-  }
-  static bool greaterOrEqual(const pstHandle<psObj>& element, int (*f)(unsigned int, unsigned int)) {
-    return compare(element, f) >= 0;
-  }
-  static bool equal(const pstHandle<psObj>& element, int (*f)(unsigned int, unsigned int)) {
-    return compare(element, f) == 0;
-  }
+  // Callback flavour: what f returns for the element's identifier. f is called once.
+  static int compare(const pstHandle<psObj>& element, psCompareFunction f);
+  static int hash(const pstHandle<psObj>& element, psHashFunction f);
+  static bool less(const pstHandle<psObj>& element, psCompareFunction f) { return compare(element, f) < 0; }
+  static bool lessOrEqual(const pstHandle<psObj>& element, psCompareFunction f) { return compare(element, f) <= 0; }
+  static bool greater(const pstHandle<psObj>& element, psCompareFunction f) { return compare(element, f) > 0; }
+  static bool greaterOrEqual(const pstHandle<psObj>& element, psCompareFunction f) { return compare(element, f) >= 0; }
+  static bool equal(const pstHandle<psObj>& element, psCompareFunction f) { return compare(element, f) == 0; }
 
   // Java flavour: what a method of callee returns, an object of the application's class
   // com.vexa.pm.psScalableCollectionsPersistor. An element goes to Java as a long: database in the low 16 bits, then

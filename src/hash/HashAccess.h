@@ -6,7 +6,7 @@
 
 namespace ps::detail {
 
-// The depth of a table that was not constructed whole: it has no usable directory.
+// The depth of a table that was not constructed whole: its directory is not complete.
 constexpr int incompleteDepth = -1;
 
 // The fields of a hash table's parts, for its algorithms and for what checks it. Nothing is opened here: the part must

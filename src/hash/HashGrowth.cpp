@@ -137,10 +137,10 @@ bool BucketSplit::createBucket() {
   const pstHandle<psHashAdmin> admin(table_.admin());
   if (admin.open(pscRead) != 1) return false;
   const pstRef<psContObj> current = admin->bucketContainer();
-  const pstRef<psContObj> place = admin->provideBucketContainer();
-  if (place.isNull()) return false;
-  if (place != current) newContainer_ = place;
-  newBucket_ = created_.add(new (place) psHashBucket(newDepth_, bucket_.slots()));
+  const pstRef<psContObj> container = admin->provideBucketContainer();
+  if (container.isNull()) return false;
+  if (container != current) newContainer_ = container;
+  newBucket_ = created_.add(new (container) psHashBucket(newDepth_, bucket_.slots()));
   return BucketView(newBucket_).isOpen();
 }
 
@@ -186,15 +186,15 @@ bool BucketSplit::fillSlots() {
 bool BucketSplit::fillSlot(const pstHandle<psHashBucket>& bucket, int slot, const std::vector<pstRef<psObj>>& held,
                            const pstHandle<psHashChain>& chain, Contents& contents) {
   if (held.empty()) return true;
-  pstRef<psObj>& place = contents.slots[static_cast<std::size_t>(slot)];
+  pstRef<psObj>& filled = contents.slots[static_cast<std::size_t>(slot)];
   if (held.size() == 1) {
     ++contents.unchained;
-    place = held.front();
+    filled = held.front();
     return true;
   }
   contents.chained += static_cast<int>(held.size());
-  place = chain.isNull() ? created_.addChain(bucket, held) : chain;
-  return !place.isNull();
+  filled = chain.isNull() ? created_.addChain(bucket, held) : chain;
+  return !filled.isNull();
 }
 
 void BucketSplit::carryOut() {
@@ -291,19 +291,19 @@ void Growth::divideOverfull(const Hashes& hashes) {
 std::optional<HashPosition> Growth::makeRoom(std::uint32_t hash) {
   const int depthBefore = depth();
   std::optional<Hashes> divided;
-  std::optional<HashPosition> position = placeOf(table_, hash);
+  std::optional<HashPosition> position = positionOf(table_, hash);
   while (position && isDue(*position->bucket(), divided.has_value())) {
     const Hashes hashes = hashesOf(position->range);
     const Outcome outcome = divide(position->range, hash);
     if (outcome == Outcome::failed) return std::nullopt;
     if (outcome == Outcome::useless) break;
     if (!divided) divided = hashes;
-    position = placeOf(table_, hash);
+    position = positionOf(table_, hash);
   }
   if (!position || !divided) return position;
   const bool isDeeper = depth() > depthBefore;
   divideOverfull(isDeeper ? Hashes{0, std::uint64_t{1} << 32} : *divided);
-  return probe_.failed() ? std::nullopt : placeOf(table_, hash);
+  return probe_.failed() ? std::nullopt : positionOf(table_, hash);
 }
 
 }  // namespace

@@ -54,7 +54,7 @@ std::optional<BucketRange> bucketAt(const psHashSet& table, int directoryIndex) 
   return range;
 }
 
-std::optional<HashPosition> placeOf(const psHashSet& table, std::uint32_t hash) {
+std::optional<HashPosition> positionOf(const psHashSet& table, std::uint32_t hash) {
   HashPosition position;
   position.hash = hash;
   position.slot = static_cast<int>(hash % static_cast<std::uint32_t>(HashAccess::slotsPerBucket(table)));
@@ -91,7 +91,7 @@ std::optional<HashPosition> locate(const psHashSet& table, KeyProbe& probe) {
   if (probe.failed()) return std::nullopt;
   const std::uint32_t hash = probe.hash();
   if (probe.failed()) return std::nullopt;
-  std::optional<HashPosition> position = placeOf(table, hash);
+  std::optional<HashPosition> position = positionOf(table, hash);
   if (!position || !findMatch(table, probe, *position)) return std::nullopt;
   return position;
 }

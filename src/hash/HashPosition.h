@@ -63,7 +63,7 @@ inline int rangeLengthOf(const psHashSet& table, const psHashBucket& bucket) {
 std::optional<BucketRange> bucketAt(const psHashSet& table, int directoryIndex);
 
 // Where the hash belongs, without looking at what is stored. Nothing when that cannot be read.
-std::optional<HashPosition> placeOf(const psHashSet& table, std::uint32_t hash);
+std::optional<HashPosition> positionOf(const psHashSet& table, std::uint32_t hash);
 
 // Looks for what matches in the position's slot, and notes it in the position. False when that could not be found out.
 bool findMatch(const psHashSet& table, KeyProbe& probe, HashPosition& position);

@@ -98,8 +98,8 @@ void destroyTable(psHashSet& table) noexcept {
   deleteAdministrator(admin);
 }
 
-bool place(const psHashSet& table, const pstRef<psObj>& stored, std::uint32_t hash) {
-  const std::optional<HashPosition> position = placeOf(table, hash);
+bool insertByHash(const psHashSet& table, const pstRef<psObj>& stored, std::uint32_t hash) {
+  const std::optional<HashPosition> position = positionOf(table, hash);
   return position && insert(*position, stored);
 }
 

@@ -16,7 +16,7 @@ void constructTable(psHashSet& table, int slots, int directorySize, pstHandle<ps
 void destroyTable(psHashSet& table) noexcept;
 
 // Puts what is stored, an element or an entry, where its hash belongs: no test, no growth.
-bool place(const psHashSet& table, const pstRef<psObj>& stored, std::uint32_t hash);
+bool insertByHash(const psHashSet& table, const pstRef<psObj>& stored, std::uint32_t hash);
 
 // Adds the element to a set, unless one matches; to a map as a key with a null value. When it gives false nothing has
 // been added, though buckets may have been split.

@@ -256,12 +256,12 @@ bool HashWalk::follow(psHashSet& set, const TablePlace& here, const pstHandle<ps
   HandleProbe probe(moved, set);
   const std::uint32_t hash = probe.failed() ? 0 : probe.hash();
   if (probe.failed()) return false;
-  const std::optional<HashPosition> position = placeOf(set, hash);
+  const std::optional<HashPosition> position = positionOf(set, hash);
   if (!position) return false;
   const TablePlaces::Bucket bucket = places_.bucketAt(set, here.directoryIndex);
   if (bucket.kept == nullptr) return false;
   if (position->bucket() != bucket.kept->view().handle() || position->slot != here.slot) {
-    return placeAnew(set, old, probe, moved);
+    return reinsert(set, old, probe, moved);
   }
   pstRef<psObj>* const reference = addressAt(here, pscLockUpdate);
   if (reference == nullptr) return false;
@@ -270,7 +270,7 @@ bool HashWalk::follow(psHashSet& set, const TablePlace& here, const pstHandle<ps
 }
 
 // Splits for the new element come first, since they may move the old one.
-bool HashWalk::placeAnew(psHashSet& set, const pstHandle<psObj>& old, KeyProbe& probe, const pstRef<psObj>& moved) {
+bool HashWalk::reinsert(psHashSet& set, const pstHandle<psObj>& old, KeyProbe& probe, const pstRef<psObj>& moved) {
   check_.forget();
   std::optional<HashPosition> to = makeRoom(set, probe, probe.hash());
   HandleProbe oldProbe(old, set);

@@ -84,9 +84,9 @@ class HashWalk {
   bool goToMatch(const psHashSet& set, Matches matches, Search<HashWalk>& search);
   bool scanFor(const psHashSet& set, KeyProbe& probe, Search<HashWalk>& search);
 
-  // The steps of moveCurrentTo, while the object is in both places.
+  // The steps of moveCurrentTo, while both the old and the moved object exist.
   bool follow(psHashSet& set, const TablePlace& here, const pstHandle<psObj>& old, const pstHandle<psObj>& moved);
-  bool placeAnew(psHashSet& set, const pstHandle<psObj>& old, KeyProbe& probe, const pstRef<psObj>& moved);
+  bool reinsert(psHashSet& set, const pstHandle<psObj>& old, KeyProbe& probe, const pstRef<psObj>& moved);
 
   pstHandle<psHashSet> set_;
   Delivery delivery_;

@@ -6,12 +6,12 @@
 
 namespace ps::detail {
 
-// Lets what is stored in one place follow its object to another, of a map with its value, in two steps as the changes
-// of slots are made.
+// Moves what is stored in one slot to another after its object has moved, of a map with its value, in two steps as the
+// changes of slots are made.
 class StoredMove {
  public:
   // from is where the old element, or the entry of the old key, is; to is another slot, with room, and moved what goes
-  // there in its place.
+  // there instead.
   bool plan(const psHashSet& table, const HashPosition& from, const HashPosition& to, const pstRef<psObj>& moved);
   // False, with nothing changed, when the store has no room.
   bool carryOut();

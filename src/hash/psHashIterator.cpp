@@ -39,7 +39,7 @@ bool psHashIterator::goTo(const void* key) {
 
 bool psHashIterator::goTo(const pstHandle<psObj>& element) { return walk_->goToObject(element); }
 
-bool psHashIterator::goTo(unsigned int, int (*compare)(unsigned int, unsigned int)) {
+bool psHashIterator::goTo(unsigned int, psCompareFunction compare) {
   return walk_->goTo([&](const psHashSet&) { return CallbackProbe(compare); });
 }
 

@@ -42,7 +42,7 @@ class PS_API psHashIterator : public psCollectionIterator {
   pstRef<psObj> previous(psLockMode mode) override;
   int remove() override;
   // The hash is not used.
-  bool goTo(unsigned int hash, int (*compare)(unsigned int, unsigned int)) override;
+  bool goTo(unsigned int hash, psCompareFunction compare) override;
 
   bool goTo(unsigned int hash, _jobject*& key, _jobject*& callee, JNIEnv_* env);
   bool goTo(const psId& element, _jobject*& key, _jobject*& callee, JNIEnv_* env) = delete;

@@ -43,7 +43,7 @@ pstRef<psObj> removedValue(psHashMap& map, KeyProbe&& probe) {
 bool addToBucket(psHashMap& map, KeyProbe&& probe, const pstHandle<psObj>& key, const pstHandle<psObj>& value,
                  const pstHandle<psHashBucket>& bucket, unsigned int hash) {
   if (key.isNull() || probe.failed()) return false;
-  const std::optional<HashPosition> position = ps::detail::placeOf(map, hash);
+  const std::optional<HashPosition> position = ps::detail::positionOf(map, hash);
   return position && position->bucket() == bucket && ps::detail::addPair(map, probe, hash, key, value);
 }
 
@@ -65,7 +65,7 @@ bool psHashMap::put(const pstHandle<psObj>& key, const pstHandle<psObj>& value) 
 }
 
 bool psHashMap::put(const pstHandle<psObj>& key, const pstHandle<psObj>& value, unsigned int hash,
-                    int (*compare)(unsigned int, unsigned int), int (*hashFunction)(unsigned int, unsigned int)) {
+                    psCompareFunction compare, psHashFunction hashFunction) {
   return ps::detail::putPair(*this, CallbackProbe(hash, compare, hashFunction), key, value);
 }
 
@@ -86,7 +86,7 @@ pstHandle<psHashMapEntry> psHashMap::entry(const void* key) const {
   return ps::detail::storedFor(*this, RawProbe(key, {comparator()}));
 }
 
-pstHandle<psHashMapEntry> psHashMap::entry(unsigned int hash, int (*compare)(unsigned int, unsigned int)) const {
+pstHandle<psHashMapEntry> psHashMap::entry(unsigned int hash, psCompareFunction compare) const {
   return ps::detail::storedFor(*this, CallbackProbe(hash, compare));
 }
 
@@ -102,7 +102,7 @@ pstRef<psObj> psHashMap::get(unsigned int, _jobject*& key, _jobject*& callee, JN
   return valueOf(entry(key, callee, env));
 }
 
-pstRef<psObj> psHashMap::get(unsigned int hash, int (*compare)(unsigned int, unsigned int)) const {
+pstRef<psObj> psHashMap::get(unsigned int hash, psCompareFunction compare) const {
   return valueOf(entry(hash, compare));
 }
 
@@ -116,9 +116,7 @@ bool psHashMap::contains(unsigned int, _jobject*& key, _jobject*& callee, JNIEnv
   return !entry(key, callee, env).isNull();
 }
 
-bool psHashMap::contains(unsigned int hash, int (*compare)(unsigned int, unsigned int)) const {
-  return !entry(hash, compare).isNull();
-}
+bool psHashMap::contains(unsigned int hash, psCompareFunction compare) const { return !entry(hash, compare).isNull(); }
 
 bool psHashMap::containsKey(const pstHandle<psObj>& key) const { return !entry(key).isNull(); }
 
@@ -131,7 +129,7 @@ bool psHashMap::containsValue(const pstHandle<psObj>& value) const {
 
 pstRef<psObj> psHashMap::unbind(const pstHandle<psObj>& key) { return removedValue(*this, HandleProbe(key, *this)); }
 
-pstRef<psObj> psHashMap::unbind(unsigned int hash, int (*compare)(unsigned int, unsigned int)) {
+pstRef<psObj> psHashMap::unbind(unsigned int hash, psCompareFunction compare) {
   return removedValue(*this, CallbackProbe(hash, compare));
 }
 
@@ -157,7 +155,7 @@ psCollectionIterator* psHashMap::valueIterator() const {
 
 bool psHashMap::rehash(const pstHandle<psObj>& entry, unsigned int hash) {
   const pstHandle<psHashMapEntry> old(entry);
-  const std::optional<HashPosition> position = ps::detail::placeOf(*this, hash);
+  const std::optional<HashPosition> position = ps::detail::positionOf(*this, hash);
   if (!position || !ps::detail::isEntry(entry)) return false;
   if (entry.containedIn() == position->bucket().containedIn()) return psHashSet::rehash(entry, hash);
   if (old.open(pscUpdate) != 1) return false;
@@ -176,8 +174,7 @@ bool psHashMap::addNewEntry(const pstHandle<psObj>& key, const pstHandle<psObj>&
 }
 
 bool psHashMap::addNewEntry(const pstHandle<psObj>& key, const pstHandle<psObj>& value, pstHandle<psHashBucket>& bucket,
-                            unsigned int hash, int (*compare)(unsigned int, unsigned int),
-                            int (*hashFunction)(unsigned int, unsigned int)) {
+                            unsigned int hash, psCompareFunction compare, psHashFunction hashFunction) {
   return addToBucket(*this, CallbackProbe(hash, compare, hashFunction), key, value, bucket, hash);
 }
 

@@ -38,8 +38,8 @@ class PS_API psHashMap : public psHashSet {
   // compare, or the Java key, tells what is equal. False, with no pair changed, for a null key or when something could
   // not be opened.
   bool put(const pstHandle<psObj>& key, const pstHandle<psObj>& value);
-  bool put(const pstHandle<psObj>& key, const pstHandle<psObj>& value, unsigned int hash,
-           int (*compare)(unsigned int, unsigned int), int (*hashFunction)(unsigned int, unsigned int));
+  bool put(const pstHandle<psObj>& key, const pstHandle<psObj>& value, unsigned int hash, psCompareFunction compare,
+           psHashFunction hashFunction);
   bool put(const pstHandle<psObj>& key, const pstHandle<psObj>& value, _jobject*& javaKey, _jobject*& callee,
            JNIEnv_* env);
 
@@ -54,7 +54,7 @@ class PS_API psHashMap : public psHashSet {
   pstHandle<psHashMapEntry> entry(const pstHandle<psObj>& key) const;
   pstHandle<psHashMapEntry> entry(const void* key) const;
   pstHandle<psHashMapEntry> entry(const psObj* key) const { return entry(pstHandle<psObj>(key)); }
-  pstHandle<psHashMapEntry> entry(unsigned int hash, int (*compare)(unsigned int, unsigned int)) const;
+  pstHandle<psHashMapEntry> entry(unsigned int hash, psCompareFunction compare) const;
   pstHandle<psHashMapEntry> entry(_jobject*& key, _jobject*& callee, JNIEnv_* env) const;
 
   // The value of the key that matches. Null when there is none, when it is null, or on failure. (The Java flavour
@@ -63,13 +63,13 @@ class PS_API psHashMap : public psHashSet {
   pstRef<psObj> get(const psObj* key) const { return get(pstHandle<psObj>(key)); }
   pstRef<psObj> get(const void* key) const override;
   pstRef<psObj> get(unsigned int hash, _jobject*& key, _jobject*& callee, JNIEnv_* env) const override;
-  pstRef<psObj> get(unsigned int hash, int (*compare)(unsigned int, unsigned int)) const override;
+  pstRef<psObj> get(unsigned int hash, psCompareFunction compare) const override;
 
   // Whether a key matches. An entry, handed in as an object, stands for its key.
   bool contains(const void* key) const override;
   bool contains(const pstHandle<psObj>& keyOrEntry) const override;
   bool contains(unsigned int hash, _jobject*& key, _jobject*& callee, JNIEnv_* env) const override;
-  bool contains(unsigned int hash, int (*compare)(unsigned int, unsigned int)) const override;
+  bool contains(unsigned int hash, psCompareFunction compare) const override;
   using psHashSet::contains;
 
   bool containsKey(const pstHandle<psObj>& key) const;
@@ -82,7 +82,7 @@ class PS_API psHashMap : public psHashSet {
   // something could not be opened.
   pstRef<psObj> unbind(const pstHandle<psObj>& key);
   pstRef<psObj> unbind(const psObj* key) { return unbind(pstHandle<psObj>(key)); }
-  pstRef<psObj> unbind(unsigned int hash, int (*compare)(unsigned int, unsigned int));
+  pstRef<psObj> unbind(unsigned int hash, psCompareFunction compare);
 
   // Removes the pair of the key, or of the entry, that matches. True when its value was not null: a pair with a null
   // value goes as well, and the result is false; removeAll goes by this. The other flavours tell whether a pair was
@@ -108,8 +108,7 @@ class PS_API psHashMap : public psHashSet {
   bool addNewEntry(const pstHandle<psObj>& key, const pstHandle<psObj>& value, pstHandle<psHashBucket>& bucket,
                    unsigned int hash);
   bool addNewEntry(const pstHandle<psObj>& key, const pstHandle<psObj>& value, pstHandle<psHashBucket>& bucket,
-                   unsigned int hash, int (*compare)(unsigned int, unsigned int),
-                   int (*hashFunction)(unsigned int, unsigned int));
+                   unsigned int hash, psCompareFunction compare, psHashFunction hashFunction);
   bool addNewEntry(const pstHandle<psObj>& key, const pstHandle<psObj>& value, pstHandle<psHashBucket>& bucket,
                    unsigned int hash, _jobject*& javaKey, _jobject*& callee, JNIEnv_* env);
 

@@ -49,8 +49,8 @@ bool psHashSet::add(const pstHandle<psObj>& element) {
   return ps::detail::addElement(*this, HandleProbe(element, *this), element);
 }
 
-bool psHashSet::add(const pstHandle<psObj>& element, unsigned int hash, int (*compare)(unsigned int, unsigned int),
-                    int (*hashFunction)(unsigned int, unsigned int)) {
+bool psHashSet::add(const pstHandle<psObj>& element, unsigned int hash, psCompareFunction compare,
+                    psHashFunction hashFunction) {
   return ps::detail::addElement(*this, CallbackProbe(hash, compare, hashFunction), element);
 }
 
@@ -69,7 +69,7 @@ bool psHashSet::contains(const void* key) const { return isIn(*this, RawProbe(ke
 
 bool psHashSet::contains(const pstHandle<psObj>& element) const { return isIn(*this, HandleProbe(element, *this)); }
 
-bool psHashSet::contains(unsigned int hash, int (*compare)(unsigned int, unsigned int)) const {
+bool psHashSet::contains(unsigned int hash, psCompareFunction compare) const {
   return isIn(*this, CallbackProbe(hash, compare));
 }
 
@@ -86,7 +86,7 @@ pstRef<psObj> psHashSet::get(const pstHandle<psObj>& element) const {
   return ps::detail::storedFor(*this, HandleProbe(element, *this));
 }
 
-pstRef<psObj> psHashSet::get(unsigned int hash, int (*compare)(unsigned int, unsigned int)) const {
+pstRef<psObj> psHashSet::get(unsigned int hash, psCompareFunction compare) const {
   return ps::detail::storedFor(*this, CallbackProbe(hash, compare));
 }
 
@@ -98,7 +98,7 @@ bool psHashSet::remove(const pstHandle<psObj>& element) {
   return ps::detail::removeMatch(*this, HandleProbe(element, *this));
 }
 
-bool psHashSet::remove(unsigned int hash, int (*compare)(unsigned int, unsigned int)) {
+bool psHashSet::remove(unsigned int hash, psCompareFunction compare) {
   return ps::detail::removeMatch(*this, CallbackProbe(hash, compare));
 }
 
@@ -127,7 +127,7 @@ bool psHashSet::refresh(psMode mode) const {
 }
 
 bool psHashSet::rehash(const pstHandle<psObj>& element, unsigned int hash) {
-  return !element.isNull() && ps::detail::place(*this, element, hash);
+  return !element.isNull() && ps::detail::insertByHash(*this, element, hash);
 }
 
 unsigned int psHashSet::hashOf(const pstHandle<psObj>& element) const {

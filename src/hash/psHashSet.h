@@ -61,8 +61,7 @@ class PS_API psHashSet : public psCollection {
 
   // True when the element has been added. compare, or the Java key, tells what is equal to it.
   bool add(const pstHandle<psObj>& element) override;
-  bool add(const pstHandle<psObj>& element, unsigned int hash, int (*compare)(unsigned int, unsigned int),
-           int (*hashFunction)(unsigned int, unsigned int));
+  bool add(const pstHandle<psObj>& element, unsigned int hash, psCompareFunction compare, psHashFunction hashFunction);
   bool add(const pstHandle<psObj>& element, _jobject*& key, _jobject*& callee, JNIEnv_* env);
 
   const pstRef<psHashAdmin>& admin() const override;
@@ -85,7 +84,7 @@ class PS_API psHashSet : public psCollection {
 
   // True when an element matched and has been removed.
   bool remove(const pstHandle<psObj>& element) override;
-  bool remove(unsigned int hash, int (*compare)(unsigned int, unsigned int));
+  bool remove(unsigned int hash, psCompareFunction compare);
   bool remove(const psObj* element) { return remove(pstHandle<psObj>(element)); }
 
   int size() const override;
@@ -98,8 +97,8 @@ class PS_API psHashSet : public psCollection {
   virtual pstRef<psObj> get(unsigned int hash, _jobject*& key, _jobject*& callee, JNIEnv_* env) const;
   virtual bool contains(unsigned int hash, _jobject*& key, _jobject*& callee, JNIEnv_* env) const;
   virtual bool remove(_jobject*& key, _jobject*& callee, JNIEnv_* env);
-  virtual bool contains(unsigned int hash, int (*compare)(unsigned int, unsigned int)) const;
-  virtual pstRef<psObj> get(unsigned int hash, int (*compare)(unsigned int, unsigned int)) const;
+  virtual bool contains(unsigned int hash, psCompareFunction compare) const;
+  virtual pstRef<psObj> get(unsigned int hash, psCompareFunction compare) const;
 
   // An identifier is no hash, though it converts to a number.
   template <class First, class... Rest>
@@ -127,7 +126,7 @@ class PS_API psHashSet : public psCollection {
   pstRef<psCompare> comparator_;
   int slotsPerBucket_ = 0;
   int depth_ = 0;  // number of the first bits of a hash that index the directory; -1 when construction failed
-  // A bucket whose elements share their first n bits stands in all 2^(depth_ - n) places whose index begins with them.
+  // A bucket whose elements share their first n bits stands at all 2^(depth_ - n) indexes that begin with them.
   pstVArray<pstRef<psHashBucket>> directory_;
 };
 

@@ -6,13 +6,13 @@
 #include "core/KeyWalk.h"
 #include "core/RawKey.h"
 #include "list/psTreeListIterator.h"
+#include "tree/ElementChange.h"
 #include "tree/NodeLinks.h"
 #include "tree/NodeSplit.h"
-#include "tree/TreePosition.h"
 #include "tree/TreeRoot.h"
 
 using ps::detail::ArrayView;
-using ps::detail::InsertionPlace;
+using ps::detail::InsertionPoint;
 using ps::detail::NodeAccess;
 using ps::detail::TreePosition;
 
@@ -20,15 +20,15 @@ namespace {
 
 const pstProcessInitTermClass processInitTerm;
 
-// A place between two elements, or at an end: before the entry at index, counted from the start of the leaf and on into
-// the leaves behind it.
+// Where an element can be put, between two others or at an end: before the entry at index, counted from the start of
+// the leaf and on into the leaves behind it.
 struct Gap {
   pstHandle<psBTree> leaf;  // or the root, for its leftmost leaf
   int index = 0;
   std::optional<int> room;  // how many entries the leaf still takes; nothing until the gap is known to lie in it
 };
 
-// Has the gap name the leaf in which it lies: at a boundary the left one. False when there is no such place, or it
+// Has the gap name the leaf in which it lies: at a boundary the left one. False when there is no such gap, or it
 // cannot be reached.
 bool settle(Gap& gap) {
   if (gap.room) return true;
@@ -54,8 +54,8 @@ bool markAsLeaf(const pstHandle<psBTree>& leaf) {
 }
 
 // Puts the element into the gap, splitting nodes until there is room, and moves the gap behind it. False when there is
-// no such place, or on failure; then the element has not been added, though nodes may have been split.
-bool insertAt(Gap& gap, const pstHandle<psObj>& element, InsertionPlace where) {
+// no such gap, or on failure; then the element has not been added, though nodes may have been split.
+bool insertAt(Gap& gap, const pstHandle<psObj>& element, InsertionPoint where) {
   for (;;) {
     if (!settle(gap)) return false;
     if (*gap.room > 0) break;
@@ -82,7 +82,7 @@ Gap gapAtEnd(const psTreeList& list) {
   return {leaf, elements.count(), elements.capacity() - elements.count()};
 }
 
-bool insertAll(Gap gap, pstHandle<psCollection>& other, InsertionPlace where) {
+bool insertAll(Gap gap, pstHandle<psCollection>& other, InsertionPoint where) {
   return ps::detail::visitKeys(other, [&](const pstHandle<psObj>& element) { return insertAt(gap, element, where); });
 }
 

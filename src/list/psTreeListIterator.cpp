@@ -8,7 +8,7 @@ psTreeListIterator::psTreeListIterator(pstHandle<psTreeList>& list) : psTreeIter
 
 bool psTreeListIterator::goTo(const void* key) { return walk_->goOnTo(ps::detail::handleOfRawKey(key)); }
 bool psTreeListIterator::goTo(const pstHandle<psObj>& element) { return walk_->goOnTo(element); }
-bool psTreeListIterator::goTo(unsigned int, int (*)(unsigned int, unsigned int)) { return walk_->lose(); }
+bool psTreeListIterator::goTo(unsigned int, psCompareFunction) { return walk_->lose(); }
 int psTreeListIterator::moveCurrentTo(const pstHandle<psObj>& near) {
   return ps::detail::moveReferenced(walk_->currentAddress(pscLockUpdate), near);
 }

@@ -16,6 +16,6 @@ class PS_API psTreeListIterator : public psTreeIterator {
   int moveCurrentTo(const pstHandle<psObj>& near) override;
   int set(const pstHandle<psObj>& element) override;
   // False: a list has no order that a callback could know.
-  bool goTo(unsigned int hash, int (*compare)(unsigned int, unsigned int)) override;
+  bool goTo(unsigned int hash, psCompareFunction compare) override;
   using psTreeIterator::goTo;
 };

@@ -7,8 +7,9 @@
 #include "core/KeyWalk.h"
 #include "sorted/psTreeMapKeyIterator.h"
 #include "sorted/psTreeMapValueIterator.h"
+#include "tree/ElementChange.h"
+#include "tree/InsertionSearch.h"
 #include "tree/NodeAccess.h"
-#include "tree/TreePosition.h"
 #include "tree/TreeRoot.h"
 
 using ps::detail::CallbackProbe;
@@ -68,8 +69,7 @@ int psTreeMap::put(const pstHandle<psObj>& key, const pstHandle<psObj>& value) {
   return putPair(*this, HandleProbe(key, {comparator()}), key, value) ? 1 : 0;
 }
 
-int psTreeMap::put(const pstHandle<psObj>& key, const pstHandle<psObj>& value,
-                   int (*compare)(unsigned int, unsigned int)) {
+int psTreeMap::put(const pstHandle<psObj>& key, const pstHandle<psObj>& value, psCompareFunction compare) {
   return putPair(*this, CallbackProbe(compare), key, value) ? 1 : 0;
 }
 

@@ -37,7 +37,7 @@ class PS_API psTreeMap : public psTreeSet {
   // the Java key, says where the key belongs. 1; 0, with no pair changed, for a null key or when something could not be
   // opened.
   int put(const pstHandle<psObj>& key, const pstHandle<psObj>& value);
-  int put(const pstHandle<psObj>& key, const pstHandle<psObj>& value, int (*compare)(unsigned int, unsigned int));
+  int put(const pstHandle<psObj>& key, const pstHandle<psObj>& value, psCompareFunction compare);
   int put(const pstHandle<psObj>& key, const pstHandle<psObj>& value, _jobject*& javaKey, _jobject*& callee,
           JNIEnv_* env);
 

@@ -2,9 +2,9 @@
 
 #include "sorted/psTreeMap.h"
 #include "tree/ChildNode.h"
+#include "tree/ElementChange.h"
 #include "tree/NodeLinks.h"
 #include "tree/NodeSplit.h"
-#include "tree/TreePosition.h"
 
 template <>
 void ps::detail::ChildKind<psTreeMapNode, psSortedArray>::setValues(psTreeMapNode& node,

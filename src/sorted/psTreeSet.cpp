@@ -2,7 +2,7 @@
 
 #include <utility>
 
-#include "tree/TreePosition.h"
+#include "tree/ElementChange.h"
 #include "tree/TreeRoot.h"
 
 using ps::detail::CallbackProbe;
@@ -41,7 +41,7 @@ bool psTreeSet::add(const pstHandle<psObj>& element) {
   return ps::detail::addElement(*this, HandleProbe(element, {comparator()}), element);
 }
 
-bool psTreeSet::add(const pstHandle<psObj>& element, int (*compare)(unsigned int, unsigned int)) {
+bool psTreeSet::add(const pstHandle<psObj>& element, psCompareFunction compare) {
   return ps::detail::addElement(*this, CallbackProbe(compare), element);
 }
 
@@ -53,9 +53,7 @@ bool psTreeSet::contains(const void* key) const { return isIn(*this, RawProbe(ke
 
 bool psTreeSet::contains(const pstHandle<psObj>& element) const { return isIn(*this, HandleProbe(element, *this)); }
 
-bool psTreeSet::contains(int (*compare)(unsigned int, unsigned int)) const {
-  return isIn(*this, CallbackProbe(compare));
-}
+bool psTreeSet::contains(psCompareFunction compare) const { return isIn(*this, CallbackProbe(compare)); }
 
 bool psTreeSet::contains(_jobject*& key, _jobject*& callee, JNIEnv_* env) {
   return isIn(*this, JavaProbe(key, callee, env));
@@ -69,7 +67,7 @@ pstRef<psObj> psTreeSet::get(const pstHandle<psObj>& element) const {
   return ps::detail::storedFor(*this, HandleProbe(element, *this));
 }
 
-pstRef<psObj> psTreeSet::get(int (*compare)(unsigned int, unsigned int)) const {
+pstRef<psObj> psTreeSet::get(psCompareFunction compare) const {
   return ps::detail::storedFor(*this, CallbackProbe(compare));
 }
 
@@ -83,9 +81,7 @@ bool psTreeSet::remove(const pstHandle<psObj>& element) {
   return ps::detail::removeMatch(*this, HandleProbe(element, *this));
 }
 
-bool psTreeSet::remove(int (*compare)(unsigned int, unsigned int)) {
-  return ps::detail::removeMatch(*this, CallbackProbe(compare));
-}
+bool psTreeSet::remove(psCompareFunction compare) { return ps::detail::removeMatch(*this, CallbackProbe(compare)); }
 
 bool psTreeSet::remove(_jobject*& key, _jobject*& callee, JNIEnv_* env) {
   return ps::detail::removeMatch(*this, JavaProbe(key, callee, env));

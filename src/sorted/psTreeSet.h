@@ -47,7 +47,7 @@ class PS_API psTreeSet : public psBTree {
 
   // True when the element has been added. compare, or the Java key, says where the element belongs.
   bool add(const pstHandle<psObj>& element) override;
-  bool add(const pstHandle<psObj>& element, int (*compare)(unsigned int, unsigned int));
+  bool add(const pstHandle<psObj>& element, psCompareFunction compare);
   bool add(const pstHandle<psObj>& element, _jobject*& key, _jobject*& callee, JNIEnv_* env);
 
   const pstRef<psTreeAdmin>& admin() const override;
@@ -56,7 +56,7 @@ class PS_API psTreeSet : public psBTree {
   // Whether an element matches.
   bool contains(const void* key) const override;
   bool contains(const pstHandle<psObj>& element) const override;
-  bool contains(int (*compare)(unsigned int, unsigned int)) const;
+  bool contains(psCompareFunction compare) const;
   bool contains(_jobject*& key, _jobject*& callee, JNIEnv_* env);
   using psBTree::contains;
 
@@ -70,13 +70,13 @@ class PS_API psTreeSet : public psBTree {
 
   // True when an element matched and has been removed.
   bool remove(const pstHandle<psObj>& element) override;
-  bool remove(int (*compare)(unsigned int, unsigned int));
+  bool remove(psCompareFunction compare);
   bool remove(const psObj* element) { return remove(pstHandle<psObj>(element)); }
 
   virtual bool remove(const void* key);
   virtual pstRef<psObj> get(_jobject*& key, _jobject*& callee, JNIEnv_* env) const;
   virtual bool remove(_jobject*& key, _jobject*& callee, JNIEnv_* env);
-  virtual pstRef<psObj> get(int (*compare)(unsigned int, unsigned int)) const;
+  virtual pstRef<psObj> get(psCompareFunction compare) const;
 
  private:
   friend class psTreeMap;

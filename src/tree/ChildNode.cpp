@@ -15,8 +15,9 @@ pstHandle<psUnsortedArray> createElementsBelow(const pstHandle<psBTree>& parent,
   if (!isReadable(parent)) return pstHandle<psUnsortedArray>();
   const pstHandle<psTreeAdmin> admin = administratorOf(*parent);
   if (admin.isNull()) return pstHandle<psUnsortedArray>();
-  const pstRef<psContObj> place = admin->provideVArrayContainer();
-  return place.isNull() ? pstHandle<psUnsortedArray>() : kind.createElements(place, parent->maxNumberOfChildren());
+  const pstRef<psContObj> container = admin->provideVArrayContainer();
+  return container.isNull() ? pstHandle<psUnsortedArray>()
+                            : kind.createElements(container, parent->maxNumberOfChildren());
 }
 
 void deleteArrays(const psBTree& node) noexcept {

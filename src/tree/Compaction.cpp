@@ -72,8 +72,8 @@ bool packLevel(pstHandle<psBTree> node) {
   }
 }
 
-// Puts the entries of the root's only child in its place. False when the root has other children or a leaf below it, or
-// when something could not be opened.
+// Puts the entries of the root's only child into the root. False when the root has other children or a leaf below it,
+// or when something could not be opened.
 bool lowerRoot(psBTree& root) {
   if (heightOf(root) < 3) return false;
   const pstHandle<psBTree> self = handleTo(root);

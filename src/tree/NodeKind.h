@@ -29,7 +29,7 @@ constexpr RootClass rootClass() {
 }
 
 // What the algorithms on nodes must know of a class of nodes and cannot ask through its published operations, which may
-// be refused: the classes derive from psBTree side by side and have their fields in different places.
+// be refused: the classes derive from psBTree side by side and have their fields at different offsets.
 //
 // There is one object of each kind, for as long as the process runs. The folders of the collections define them; here
 // they are found through the nodes and roots alone.

@@ -56,17 +56,17 @@ class NewNode {
 
   // Makes a node that can take over from source.
   bool create(const pstHandle<psTreeAdmin>& admin, const psBTree& parent, const NodeEdit& source) {
-    const pstRef<psContObj> nodePlace = admin->provideNodeContainer();
-    if (nodePlace.isNull() || !containers_.secure(nodePlace)) return false;
-    const pstRef<psContObj> arrayPlace = admin->provideVArrayContainer();
-    if (arrayPlace.isNull() || !containers_.secure(arrayPlace)) return false;
-    elements_ = kind_.createElements(arrayPlace, source.capacity());
+    const pstRef<psContObj> nodeContainer = admin->provideNodeContainer();
+    if (nodeContainer.isNull() || !containers_.secure(nodeContainer)) return false;
+    const pstRef<psContObj> arrayContainer = admin->provideVArrayContainer();
+    if (arrayContainer.isNull() || !containers_.secure(arrayContainer)) return false;
+    elements_ = kind_.createElements(arrayContainer, source.capacity());
     if (elements_.isNull()) return false;
     if (source.hasValues()) {
       values_ = createValuesBeside(elements_, source.capacity());
       if (values_.isNull()) return false;
     }
-    node_ = kind_.createNode(nodePlace, {parent.psOid(), elements_, values_});
+    node_ = kind_.createNode(nodeContainer, {parent.psOid(), elements_, values_});
     if (node_.isNull()) return false;
     entries_.emplace(*node_);
     return entries_->isOpen() && entries_->capacity() >= source.capacity();
@@ -149,8 +149,8 @@ int splitNode(psBTree& node, int kept, const NodeKind& kind) {
   NodeEdit& entries = source.entries();
   NodeEdit siblings(*parent);
   if (!source.open(kept) || !siblings.isOpen()) return 0;
-  const int place = siblings.find(source.name());
-  if (place < 0) return 0;
+  const int index = siblings.find(source.name());
+  if (index < 0) return 0;
   const pstHandle<psTreeAdmin> admin = administratorOf(node);
   if (admin.isNull()) return 0;
   NewNode sibling(kind);
@@ -158,7 +158,7 @@ int splitNode(psBTree& node, int kept, const NodeKind& kind) {
 
   sibling.take(source, kept, entries.count());
   entries.truncate(kept);
-  siblings.insert(place + 1, sibling.name());
+  siblings.insert(index + 1, sibling.name());
   return 1;
 }
 

@@ -8,7 +8,7 @@ namespace ps::detail {
 
 // Where a list is about to put an element when a node is full: the values of `where` in psBTree::full. At the end a
 // split leaves a full node behind, at the start it makes a nearly empty one.
-enum InsertionPlace { within = 0, atEnd = 1, atStart = 2 };
+enum InsertionPoint { within = 0, atEnd = 1, atStart = 2 };
 
 // How many entries of a list's node stay left when it is split; keptAtStart is the answer for atStart.
 int keptInList(int where, int capacity, int keptAtStart);

@@ -7,6 +7,8 @@
 #include "core/RefusalWatch.h"
 #include "store/base/NothingThrown.h"
 #include "store/session/Relocation.h"
+#include "tree/ElementChange.h"
+#include "tree/InsertionSearch.h"
 
 namespace ps::detail {
 
@@ -341,7 +343,7 @@ int TreeWalk::moveCurrentTo(const pstHandle<psObj>& near) {
     // A comparator most likely reads the object and not its identifier.
     const std::optional<bool> fits = probe.identifier() != nullptr ? false : fitsHere(probe);
     if (!fits) return false;
-    return *fits ? replaceHere(moved) : placeAnew(root, element, order, probe, moved);
+    return *fits ? replaceHere(moved) : reinsert(root, element, order, probe, moved);
   };
   return moveObject(element.oid(), near.oid(), follow).isNull() ? 0 : 1;
 }
@@ -365,8 +367,8 @@ bool TreeWalk::replaceHere(const pstRef<psObj>& element) {
 }
 
 // Splits for the new element come first, since they may move the old one.
-bool TreeWalk::placeAnew(const pstHandle<psBTree>& root, const pstHandle<psObj>& old, const ComparatorChoice& order,
-                         KeyProbe& probe, const pstRef<psObj>& element) {
+bool TreeWalk::reinsert(const pstHandle<psBTree>& root, const pstHandle<psObj>& old, const ComparatorChoice& order,
+                        KeyProbe& probe, const pstRef<psObj>& element) {
   const std::optional<TreePosition> position = locateRoom(*root, probe);
   HandleProbe oldProbe(old, order);
   Search<TreeWalk> search(*this);

@@ -151,8 +151,8 @@ class TreeWalk {
   // when it cannot be told.
   std::optional<bool> fitsHere(KeyProbe& probe) const;
   bool replaceHere(const pstRef<psObj>& element);
-  bool placeAnew(const pstHandle<psBTree>& root, const pstHandle<psObj>& old, const ComparatorChoice& order,
-                 KeyProbe& probe, const pstRef<psObj>& element);
+  bool reinsert(const pstHandle<psBTree>& root, const pstHandle<psObj>& old, const ComparatorChoice& order,
+                KeyProbe& probe, const pstRef<psObj>& element);
 
   pstRef<psBTree> tree_;  // the collection
   Delivery delivery_;

@@ -6,10 +6,10 @@
 #include "core/RefusalWatch.h"
 #include "core/psCollectionIterator.h"
 #include "tree/Compaction.h"
+#include "tree/ElementChange.h"
 #include "tree/NodeLinks.h"
 #include "tree/NodeRemoval.h"
 #include "tree/NodeSplit.h"
-#include "tree/TreePosition.h"
 #include "tree/TreeRefresh.h"
 #include "tree/TreeShape.h"
 #include "tree/psTreeIterator.h"
@@ -215,7 +215,7 @@ pstHandle<psBTree> psBTree::potentialParentOf(const void* key) const {
   return ps::detail::leafFor(*this, RawProbe(key, ps::detail::comparatorOf(*this)));
 }
 
-pstHandle<psBTree> psBTree::potentialParentOf(int (*compare)(unsigned int, unsigned int)) const {
+pstHandle<psBTree> psBTree::potentialParentOf(psCompareFunction compare) const {
   return ps::detail::leafFor(*this, CallbackProbe(compare));
 }
 

@@ -120,7 +120,7 @@ class PS_API psBTree : public psCollection {
   // leaves as a binary search in it reads, and the nodes between the chosen leaf and the child.
   pstHandle<psBTree> potentialParentOf(const pstHandle<psObj>& key) const;
   pstHandle<psBTree> potentialParentOf(const void* key) const;
-  pstHandle<psBTree> potentialParentOf(int (*compare)(unsigned int, unsigned int)) const;
+  pstHandle<psBTree> potentialParentOf(psCompareFunction compare) const;
   pstHandle<psBTree> potentialParentOf(_jobject*& key, _jobject*& callee, JNIEnv_* env) const;
   pstHandle<psBTree> potentialParentOf(const psObj* key) const { return potentialParentOf(pstHandle<psObj>(key)); }
 

@@ -43,7 +43,7 @@ bool psTreeIterator::goTo(const pstHandle<psObj>& element) {
   return walk_->goTo([&](const psBTree& root) { return HandleProbe(element, root); });
 }
 
-bool psTreeIterator::goTo(unsigned int, int (*compare)(unsigned int, unsigned int)) {
+bool psTreeIterator::goTo(unsigned int, psCompareFunction compare) {
   return walk_->goTo([&](const psBTree&) { return CallbackProbe(compare); });
 }
 

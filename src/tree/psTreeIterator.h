@@ -29,7 +29,7 @@ class PS_API psTreeIterator : public psCollectionIterator {
   pstRef<psObj> next(psLockMode mode) override;
   pstRef<psObj> previous(psLockMode mode) override;
   int remove() override;
-  bool goTo(unsigned int hash, int (*compare)(unsigned int, unsigned int)) override;
+  bool goTo(unsigned int hash, psCompareFunction compare) override;
 
   // False on a list, which has no order that Java could know.
   bool goTo(_jobject*& key, _jobject*& callee, JNIEnv_* env);

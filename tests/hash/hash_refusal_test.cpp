@@ -27,7 +27,7 @@ struct Shape {
 };
 
 Shape shapeAt(const HashWorld& world, const ItemKey& item) {
-  const auto position = ps::detail::placeOf(*world.set, world.hashOf(item));
+  const auto position = ps::detail::positionOf(*world.set, world.hashOf(item));
   const ps::detail::BucketView bucket(position->bucket());
   const psHashBucket& counts = *bucket;
   return {ps::detail::SlotView(bucket, position->slot).count(), counts.size(),

@@ -170,7 +170,7 @@ std::vector<Operation> operationsOn(HashWorld& world, const ItemKey& absent) {
     operations.push_back(
         {[&, element](Java& java) { return map.put(element, element, java.absent.key, java.callee, java.env); }});
     operations.push_back({[&, element, absentHash](Java& java) {
-                            pstHandle<psHashBucket> bucket(ps::detail::placeOf(map, absentHash)->bucket());
+                            pstHandle<psHashBucket> bucket(ps::detail::positionOf(map, absentHash)->bucket());
                             return map.addNewEntry(element, element, bucket, absentHash, java.absent.key, java.callee,
                                                    java.env);
                           },

@@ -1,0 +1,77 @@
+#include "tree/ElementChange.h"
+
+#include "tree/InsertionSearch.h"
+#include "tree/NodeLinks.h"
+
+namespace ps::detail {
+
+bool insertElement(const TreePosition& position, const pstRef<psObj>& element, const pstRef<psObj>& value) {
+  if (position.matched) return false;
+  NodeEdit entries(*position.leaf);
+  if (!entries.isOpen() || (position.index == 0 && !entries.openMark())) return false;
+  entries.insert(position.index, element, value);
+  entries.renewMark();
+  return true;
+}
+
+bool addElement(psBTree& tree, KeyProbe&& probe, const pstRef<psObj>& element, const pstRef<psObj>& value) {
+  if (element.isNull()) return false;
+  const std::optional<TreePosition> at = locateRoom(tree, probe);
+  return at && insertElement(*at, element, value);
+}
+
+bool ElementRemoval::plan(const pstHandle<psBTree>& leaf, int index) {
+  if (!isReadable(leaf)) return false;
+  entries_.emplace(*leaf);
+  index_ = index;
+  if (!entries_->isOpen() || index < 0 || index >= entries_->count()) return false;
+  if (entries_->count() == 1 && !leaf->parent().isNull()) return leaf_.emplace().planRemoval(leaf, leaf.oid());
+  return index > 0 || entries_->openMark();
+}
+
+void ElementRemoval::carryOut() {
+  if (leaf_) {
+    leaf_->carryOut();
+  } else {
+    entries_->erase(index_);
+    entries_->renewMark();
+  }
+}
+
+bool removeElement(const pstHandle<psBTree>& leaf, int index) {
+  ElementRemoval removal;
+  if (!removal.plan(leaf, index)) return false;
+  removal.carryOut();
+  return true;
+}
+
+bool removeMatch(const psBTree& node, KeyProbe&& probe) {
+  const TreePosition at = locateMatch(node, probe);
+  return !at.failed && at.matched && removeElement(at.leaf, at.index);
+}
+
+namespace {
+
+bool replaceWithin(const pstHandle<psBTree>& leaf, int index, int newIndex, const pstRef<psObj>& element) {
+  NodeEdit entries(*leaf);
+  if (!entries.isOpen() || !entries.openMark()) return false;
+  const pstRef<psObj> value = entries.valueAt(index);
+  entries.erase(index);
+  entries.insert(newIndex > index ? newIndex - 1 : newIndex, element, value);
+  entries.renewMark();
+  return true;
+}
+
+}  // namespace
+
+bool replaceElement(const pstHandle<psBTree>& leaf, int index, const TreePosition& position,
+                    const pstRef<psObj>& element) {
+  if (position.matched) return false;
+  if (leaf == position.leaf) return replaceWithin(leaf, index, position.index, element);
+  ElementRemoval removal;
+  if (!removal.plan(leaf, index) || !insertElement(position, element, removal.value())) return false;
+  removal.carryOut();
+  return true;
+}
+
+}  // namespace ps::detail

@@ -1,0 +1,67 @@
+#include "tree/InsertionSearch.h"
+
+#include "arrays/ArraySearch.h"
+#include "tree/NodeLinks.h"
+#include "tree/TreeShape.h"
+
+namespace ps::detail {
+
+namespace {
+
+// Elements that come in ascending order all go behind the last one. So it is noted beside the root, for as long as that
+// stays in memory, in which leaf the last element that came into the tree went behind all others; and when that leaf
+// was seen to be the last of the tree, the shape in which it was.
+constexpr int notesOfAscent = 2;
+
+void noteAscent(const psBTree& tree, const TreePosition& at, const psId& shapeWhereLast) {
+  psId* const notes = notesBeside(&tree, notesOfAscent);
+  if (notes == nullptr) return;
+  notes[0] = at.isLast ? at.leaf.oid() : psId();
+  notes[1] = shapeWhereLast;
+}
+
+// The last leaf, when the next element is expected to go behind all others; else null.
+pstHandle<psBTree> lastLeafForAscent(const psBTree& tree) {
+  const psId* const notes = notesBeside(&tree, notesOfAscent);
+  if (notes == nullptr || notes[0].isNull()) return pstHandle<psBTree>();
+  const pstHandle<psBTree> noted(notes[0]);
+  return notes[1] == currentShape() && isReadable(noted) ? noted : rightmostLeaf(tree).node;
+}
+
+// The position behind the last element, if one is expected to go there and the key is greater than that; else a failed
+// one. What cannot be read there need not concern the key, so it does not fail the probe.
+TreePosition locateBehindLast(const psBTree& tree, KeyProbe& probe) {
+  TreePosition at;
+  at.failed = true;
+  if (probe.failed()) return at;
+  at.leaf = lastLeafForAscent(tree);
+  const ArrayView elements(at.leaf.isNull() ? pstRef<psUnsortedArray>() : NodeAccess::elements(*at.leaf));
+  const bool isBehind = elements.count() > 0 && compareStored(elements.last(), probe) < 0;
+  if (probe.failed() || !isBehind) {
+    probe.disregardRefusals();
+    return at;
+  }
+  at.failed = false;
+  at.index = elements.count();
+  at.isLast = true;
+  at.isFull = elements.isFull();
+  return at;
+}
+
+}  // namespace
+
+std::optional<TreePosition> locateRoom(psBTree& tree, KeyProbe& probe) {
+  for (;;) {
+    // Before anything is compared: a comparator is the application's, and may do what it likes.
+    const psId shape = currentShape();
+    TreePosition at = locateBehindLast(tree, probe);
+    const bool isBehindLast = !at.failed;
+    if (!isBehindLast) at = locate(tree, probe);
+    if (at.failed) return std::nullopt;
+    noteAscent(tree, at, isBehindLast ? shape : psId());
+    if (at.matched || !at.isFull) return at;
+    if (at.leaf->full(0) != 1) return std::nullopt;
+  }
+}
+
+}  // namespace ps::detail

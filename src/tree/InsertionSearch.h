@@ -1,0 +1,12 @@
+#pragma once
+
+#include <optional>
+
+#include "tree/TreePosition.h"
+
+namespace ps::detail {
+
+// Locates a key, and unless it is there splits nodes until its leaf has room for it. Nothing on failure.
+std::optional<TreePosition> locateRoom(psBTree& tree, KeyProbe& probe);
+
+}  // namespace ps::detail
