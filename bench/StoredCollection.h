@@ -5,7 +5,7 @@
 
 #include "BenchStore.h"
 #include "store/psSession.h"
-#include "store/psSessionOptions.h"
+#include "store/base/psSessionOptions.h"
 
 // One of our collections, in a copy of a store with the objects that it refers to.
 template <class Collection>

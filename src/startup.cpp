@@ -1,3 +1,5 @@
+#include "startup.h"
+
 #include <type_traits>
 
 #include "arrays/psSortedArray.h"
@@ -83,6 +85,3 @@ int psDoFileInit() {
 void psInitVTables() {
   for (const LibraryClass& known : classes) known.adopt();
 }
-
-// Loading the library is enough to make its classes known.
-[[maybe_unused]] static const int psFileInitResult = psDoFileInit();

@@ -2,7 +2,7 @@
 
 #include <algorithm>
 
-#include "store/StoreError.h"
+#include "store/base/NothingThrown.h"
 #include "store/pstItr.h"
 
 namespace ps::detail {

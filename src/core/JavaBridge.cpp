@@ -8,7 +8,8 @@
 #include <utility>
 
 #include "core/psJavaId.h"
-#include "store/StoreError.h"
+#include "store/base/NothingThrown.h"
+#include "store/base/StoreError.h"
 
 namespace ps::detail {
 

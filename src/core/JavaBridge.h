@@ -3,7 +3,7 @@
 #include <optional>
 
 #include "core/psJavaTypes.h"
-#include "store/psId.h"
+#include "store/base/psId.h"
 
 namespace ps::detail {
 

@@ -1,6 +1,6 @@
 #include "core/KeyProbe.h"
 
-#include "store/IdText.h"
+#include "store/base/IdText.h"
 
 namespace ps::detail {
 

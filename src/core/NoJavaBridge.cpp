@@ -1,6 +1,6 @@
 #include "core/JavaBridge.h"
 #include "core/psJavaId.h"
-#include "store/StoreError.h"
+#include "store/base/StoreError.h"
 
 // Stands in for JavaBridge.cpp where the library is built without a JDK's headers.
 namespace {

@@ -1,7 +1,7 @@
 #include "core/PlaceCheck.h"
 
-#include "store/IdText.h"
-#include "store/psChecked.h"
+#include "store/base/IdText.h"
+#include "store/base/psChecked.h"
 #include "store/psHandleBase.h"
 
 namespace ps::detail {

@@ -2,7 +2,7 @@
 
 #include <cstdint>
 
-#include "store/psId.h"
+#include "store/base/psId.h"
 
 namespace ps::detail {
 

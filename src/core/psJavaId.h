@@ -1,8 +1,8 @@
 #pragma once
 
 #include "core/psJavaTypes.h"
-#include "store/psExport.h"
-#include "store/psId.h"
+#include "store/base/psExport.h"
+#include "store/base/psId.h"
 
 // For the native methods of a Java binding, which keeps identifiers in objects of its class COM.vexa.pm.psId.
 

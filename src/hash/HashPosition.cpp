@@ -2,7 +2,7 @@
 
 #include "hash/psHashMap.h"
 #include "hash/psHashMapEntry.h"
-#include "store/IdText.h"
+#include "store/base/IdText.h"
 
 namespace ps::detail {
 

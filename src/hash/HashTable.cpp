@@ -8,7 +8,7 @@
 #include "hash/PrimeNumbers.h"
 #include "hash/SlotChange.h"
 #include "hash/psHashMapEntry.h"
-#include "store/StoreError.h"
+#include "store/base/NothingThrown.h"
 
 namespace ps::detail {
 

@@ -5,8 +5,8 @@
 #include "hash/HashTable.h"
 #include "hash/StoredMove.h"
 #include "hash/psHashMapEntry.h"
-#include "store/Relocation.h"
-#include "store/StoreError.h"
+#include "store/base/NothingThrown.h"
+#include "store/session/Relocation.h"
 
 namespace ps::detail {
 

@@ -2,7 +2,7 @@
 
 #include <algorithm>
 
-#include "store/StoreError.h"
+#include "store/base/NothingThrown.h"
 
 namespace ps::detail {
 

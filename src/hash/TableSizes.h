@@ -1,6 +1,6 @@
 #pragma once
 
-#include "store/psExport.h"
+#include "store/base/psExport.h"
 
 // The numbers that size a hash table. The library does not call these functions itself: a program may have others of
 // the same names, if it does not include this header, which pscollections.h leaves out.

@@ -26,7 +26,7 @@ class HashWalk;
 // which elements move can pass others over, or meet them twice.
 class PS_API psHashIterator : public psCollectionIterator {
  public:
-  explicit psHashIterator(const pstHandle<psHashSet>& set);
+  PS_HIDDEN explicit psHashIterator(const pstHandle<psHashSet>& set);
   ~psHashIterator() override;
 
   pstRef<psObj>* currentP(psLockMode mode) override;
@@ -50,7 +50,7 @@ class PS_API psHashIterator : public psCollectionIterator {
   using psCollectionIterator::goToIndex;
 
  protected:
-  explicit psHashIterator(std::unique_ptr<ps::detail::HashWalk> walk);
+  PS_HIDDEN explicit psHashIterator(std::unique_ptr<ps::detail::HashWalk> walk);
 
   const std::unique_ptr<ps::detail::HashWalk> walk_;
 

@@ -1,6 +1,6 @@
 #include "store/NumberedDatabase.h"
 
-#include "store/SessionCore.h"
+#include "store/session/SessionCore.h"
 
 namespace ps::detail {
 

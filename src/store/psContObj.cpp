@@ -1,14 +1,16 @@
 #include "store/psContObj.h"
 
-#include "store/SessionCore.h"
-#include "store/StoreError.h"
+#include "store/base/NothingThrown.h"
+#include "store/session/FailedCreation.h"
+#include "store/session/SessionCore.h"
 
 namespace {
 
 void* newContainer(const char* name, unsigned int typeN, const psId& near) {
   const ps::detail::NothingThrown here;
   ps::detail::SessionCore* const session = ps::detail::SessionCore::updating("creating a container");
-  ps::detail::CatalogEntry* const entry = session != nullptr ? session->containerNamed(near, name, typeN, 0) : nullptr;
+  ps::detail::CatalogEntry* const entry =
+      session != nullptr ? session->directory().createContainer(near, name, typeN, 0) : nullptr;
   return ps::detail::noteCreation(entry != nullptr ? entry->object : nullptr);
 }
 

@@ -5,7 +5,7 @@
 // A container: holds objects, in one database. At most 65,535 in a database, and 65,535 pages in each. Made with the
 // operators below or psSession::container, deleted with psDelete.
 class PS_API psContObj : public psObj {
-  PS_PERSISTENT_GLUE(psContObj, psObj, 2)
+  PS_PERSISTENT_GLUE(psContObj, psObj, ps::detail::containerTypeN)
 
  public:
   psContObj() = default;
@@ -30,7 +30,7 @@ class PS_API psContObj : public psObj {
 
 // A container that may be garbage-collected: the collections never delete one that they leave empty.
 class PS_API psGCContObj : public psContObj {
-  PS_PERSISTENT_GLUE(psGCContObj, psContObj, 3)
+  PS_PERSISTENT_GLUE(psGCContObj, psContObj, ps::detail::collectedContainerTypeN)
 
  public:
   psGCContObj() = default;

@@ -1,7 +1,9 @@
 #include "store/psDBObj.h"
 
-#include "store/SessionCore.h"
-#include "store/StoreError.h"
+#include "store/base/IdText.h"
+#include "store/base/NothingThrown.h"
+#include "store/session/FailedCreation.h"
+#include "store/session/SessionCore.h"
 
 using ps::detail::CatalogEntry;
 using ps::detail::SessionCore;
@@ -11,7 +13,7 @@ namespace {
 CatalogEntry* createIn(const psId& federation) {
   SessionCore* const session = SessionCore::updating("creating a database");
   if (session == nullptr) return nullptr;
-  if (federation == ps::detail::Catalog::federationId()) return session->createDatabase();
+  if (federation == ps::detail::Catalog::federationId()) return session->directory().createDatabase();
   session->fail(psErrorKind::usage,
                 "a database is created in the federation, not in " + ps::detail::textOf(federation));
   return nullptr;
@@ -28,13 +30,14 @@ void* psDBObj::operator new(std::size_t, const pstHandle<psFDObj>& federation) n
 psDBObj::psDBObj(const char* name, unsigned int, unsigned int, const char*, const char*, unsigned int, unsigned short) {
   const ps::detail::NothingThrown here;
   SessionCore* const session = SessionCore::current();
-  CatalogEntry* const entry = session != nullptr ? session->entry(psOid()) : nullptr;
+  CatalogEntry* const entry = session != nullptr ? session->directory().entry(psOid()) : nullptr;
   if (entry == nullptr) return;
   const bool hasName = name != nullptr && *name != '\0';
-  if (hasName ? session->nameDatabase(*entry, name) : session->fail(psErrorKind::usage, "a database needs a name"))
+  if (hasName ? session->directory().nameDatabase(*entry, name)
+              : session->fail(psErrorKind::usage, "a database needs a name"))
     return;
   // The address stays readable, so that the handle that this constructor's caller makes from it is null.
-  session->keep(pstHandle<psObj>(this));
+  session->keep(this);
   session->catalog().dropDatabase(*entry);
   entry->frame->pageId = psId();
   ps::detail::noteCreation(nullptr);

@@ -4,7 +4,7 @@
 
 // A database: holds containers, under a name, in the federation. At most 65,534 in a federation.
 class PS_API psDBObj : public psObj {
-  PS_PERSISTENT_GLUE(psDBObj, psObj, 4)
+  PS_PERSISTENT_GLUE(psDBObj, psObj, ps::detail::databaseTypeN)
 
  public:
   // Creates the database under the name. Of the other arguments the store makes no use; the library passes 0, 0, null,

@@ -4,7 +4,7 @@
 
 // The federated database: one a store, holding all databases. psSession::federation names it.
 class PS_API psFDObj : public psObj {
-  PS_PERSISTENT_GLUE(psFDObj, psObj, 5)
+  PS_PERSISTENT_GLUE(psFDObj, psObj, ps::detail::federationTypeN)
 
  public:
   psFDObj() = default;

@@ -1,12 +1,13 @@
 #include "store/psHandleBase.h"
 
-#include "store/SessionCore.h"
-#include "store/StoreError.h"
-#include "store/psError.h"
+#include "store/base/IdText.h"
+#include "store/base/psError.h"
+#include "store/session/FailedCreation.h"
+#include "store/session/SessionCore.h"
 
 unsigned int psHandleBase::typeOutOfLine() const {
   ps::detail::SessionCore* const session = ps::detail::SessionCore::current();
-  return session != nullptr ? session->typeOf(id_) : 0;
+  return session != nullptr ? session->objects().typeOf(id_) : 0;
 }
 
 namespace {
@@ -16,7 +17,7 @@ namespace {
 bool isMisfit(const psObj* object) {
   ps::detail::SessionCore* const session = ps::detail::SessionCore::current();
   const std::uint32_t type = ps::detail::headerOf(object)->type & ~ps::detail::namedFlag;
-  const ps::detail::ClassInfo* const info = session != nullptr ? session->classOf(type) : nullptr;
+  const ps::detail::ClassInfo* const info = session != nullptr ? session->objects().classOf(type) : nullptr;
   if (info == nullptr || PS_LIKELY(ps::detail::isOfClass(*info, object)) || object->psGetTypeN() != type) return false;
   session->fail(psErrorKind::unknownClass,
                 ps::detail::textOf(object->psOid()) + ": " + ps::detail::complaintAbout(*info, object));

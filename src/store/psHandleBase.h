@@ -2,10 +2,11 @@
 
 #include <utility>
 
-#include "store/cache/Frame.h"
-#include "store/psExport.h"
-#include "store/psId.h"
-#include "store/psObj.h"
+#include "store/base/psExport.h"
+#include "store/base/psId.h"
+#include "store/base/psObj.h"
+#include "store/session/Opening.h"
+#include "store/session/UseChecks.h"
 
 class d_Ref_Any;
 

@@ -2,8 +2,8 @@
 
 #include <algorithm>
 
-#include "store/SessionCore.h"
 #include "store/psTypeManager.h"
+#include "store/session/SessionCore.h"
 
 using ps::detail::CatalogEntry;
 using ps::detail::SessionCore;
@@ -17,11 +17,11 @@ int psIteratorObjOrContObj::scan(const psHandleBase& scope, psMode mode) {
   members_.clear();
   SessionCore* const session = SessionCore::current();
   const CatalogEntry* const entry =
-      session != nullptr && session->mode() != pscNoOpen ? session->entry(scope_) : nullptr;
+      session != nullptr && session->mode() != pscNoOpen ? session->directory().entry(scope_) : nullptr;
   done_ = entry == nullptr;
   if (done_) return 0;
   if (scope_.get_OC() == 0) {
-    done_ = !session->membersOf(*entry, members_);
+    done_ = !session->directory().membersOf(*entry, members_);
     std::reverse(members_.begin(), members_.end());
   }
   if (done_) return 0;
@@ -32,11 +32,11 @@ int psIteratorObjOrContObj::scan(const psHandleBase& scope, psMode mode) {
 psId psIteratorObjOrContObj::following() {
   SessionCore* const session = SessionCore::current();
   if (session == nullptr || session->mode() == pscNoOpen) return psId();
-  if (scope_.get_OC() != 0) return session->nextObject(scope_, position_, typeN_);
+  if (scope_.get_OC() != 0) return session->objects().next(scope_, position_, typeN_);
   while (!members_.empty()) {
     const psId id = members_.back();
     members_.pop_back();
-    if (ptmIsKindOf(session->typeOf(id), typeN_) != 0) return id;
+    if (ptmIsKindOf(session->objects().typeOf(id), typeN_) != 0) return id;
   }
   return psId();
 }

@@ -3,7 +3,7 @@
 #include <cstddef>
 #include <vector>
 
-#include "store/psExport.h"
+#include "store/base/psExport.h"
 #include "store/psHandleBase.h"
 
 // Something that yields objects one after the other.

@@ -1,12 +1,12 @@
-#include "store/psObj.h"
+#include "store/base/psObj.h"
 
 #include <cstring>
 #include <new>
 
-#include "store/SessionCore.h"
-#include "store/StoreError.h"
+#include "store/base/NothingThrown.h"
 #include "store/cache/Frame.h"
 #include "store/pstHandle.h"
+#include "store/session/SessionCore.h"
 
 bool psObj::psIsKindOf(unsigned int typeN) const { return typeN == pstTypeN; }
 unsigned int psObj::psGetTypeN() const { return pstTypeN; }
@@ -46,20 +46,18 @@ namespace {
 // may be something else's.
 bool isInPlace(const void* object) {
   const Frame* const block = frameOfAddress(object);
-  const ObjectHeader& header = *headerOf(object);
-  if (block->readStamp == 0 || frameTable + header.frame != block || header.slot > block->slotLimit) return false;
-  return bodyAt(block, slotsOf(block)[header.slot]) == object;
+  return block->readStamp != 0 && frameOfObject(object) == block && liveObject(block, headerOf(object)->slot) == object;
 }
 
 bool isEntryInPlace(const void* object) {
   Frame* const frame = frameOfObject(object);
-  return frame->readStamp != 0 && CatalogEntry::of(frame)->object == object;
+  return frame->readStamp != 0 && PagelessObject::of(frame)->object == object;
 }
 
 void discardOrRevive(void* object) {
   SessionCore* const session = SessionCore::updating("deleting an object");
-  if (session != nullptr && session->discard(static_cast<const psObj*>(object))) return;
-  SessionCore::revive(object);
+  if (session != nullptr && session->objects().discard(static_cast<const psObj*>(object))) return;
+  ps::detail::ObjectSpace::revive(object);
 }
 
 void reclaimIf(bool (*isThere)(const void*), void* object) {

@@ -1,14 +1,15 @@
 #include "store/psPersistentClass.h"
 
-#include "store/SessionCore.h"
-#include "store/StoreError.h"
+#include "store/base/NothingThrown.h"
+#include "store/session/FailedCreation.h"
+#include "store/session/SessionCore.h"
 
 using ps::detail::SessionCore;
 
 void* pstNewObj(unsigned int typeN, std::size_t size, const pstHandle<psObj>& near) noexcept {
   const ps::detail::NothingThrown here;
   SessionCore* const session = SessionCore::updating("creating an object");
-  return ps::detail::noteCreation(session != nullptr ? session->create(typeN, size, near.oid()) : nullptr);
+  return ps::detail::noteCreation(session != nullptr ? session->objects().create(typeN, size, near.oid()) : nullptr);
 }
 
 void* pstNewObj(unsigned int typeN, std::size_t size, const psObj* near) noexcept {
@@ -16,7 +17,9 @@ void* pstNewObj(unsigned int typeN, std::size_t size, const psObj* near) noexcep
 }
 
 const pstSessionData* pstSessionDataGetFunction() noexcept {
-  static const pstSessionData nowhere;
+  thread_local pstSessionData data;
   const SessionCore* const session = SessionCore::current();
-  return session != nullptr ? &session->data : &nowhere;
+  const psId placement = session != nullptr ? session->defaultPlacement : psId();
+  if (data.defaultPlacement != placement) data.defaultPlacement = pstHandle<psObj>(placement);
+  return &data;
 }

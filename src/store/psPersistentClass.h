@@ -4,7 +4,7 @@
 #include <new>
 #include <type_traits>
 
-#include "store/psObj.h"
+#include "store/base/psObj.h"
 #include "store/psTypeManager.h"
 #include "store/pstHandle.h"
 

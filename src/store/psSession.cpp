@@ -1,8 +1,10 @@
 #include "store/psSession.h"
 
-#include "store/SessionCore.h"
-#include "store/cache/Catalog.h"
-#include "store/psError.h"
+#include "store/base/FiledName.h"
+#include "store/base/StoreError.h"
+#include "store/base/psError.h"
+#include "store/catalog/Catalog.h"
+#include "store/session/SessionCore.h"
 
 using ps::detail::Catalog;
 using ps::detail::CatalogEntry;
@@ -78,7 +80,7 @@ pstHandle<psDBObj> psSession::database(const char* name) {
     core_->fail(psErrorKind::usage, "a database needs a name");
     return pstHandle<psDBObj>();
   }
-  const CatalogEntry* const entry = core_->databaseNamed(name);
+  const CatalogEntry* const entry = core_->directory().databaseNamed(name);
   return entry != nullptr ? pstHandle<psDBObj>(entry->id()) : pstHandle<psDBObj>();
 }
 
@@ -88,8 +90,9 @@ pstHandle<psContObj> foundOrMade(SessionCore* core, const psId& database, const 
   if (!isInTransaction(core, "container")) return pstHandle<psContObj>();
   CatalogEntry* entry = nullptr;
   const bool hasName = name != nullptr && *name != '\0';
-  const Lookup found = hasName ? core->findContainer(database, name, entry) : Lookup::absent;
-  if (found == Lookup::absent && core->mode() == pscUpdate) entry = core->containerNamed(database, name, typeN, 0);
+  const Lookup found = hasName ? core->directory().findContainer(database, name, entry) : Lookup::absent;
+  if (found == Lookup::absent && core->mode() == pscUpdate)
+    entry = core->directory().createContainer(database, name, typeN, 0);
   return entry != nullptr ? pstHandle<psContObj>(entry->id()) : pstHandle<psContObj>();
 }
 
@@ -111,24 +114,23 @@ pstHandle<psContObj> psSession::container(const pstHandle<psDBObj>& database, co
     core->fail(psErrorKind::usage, "container numbers are 1 to 65,535");
     return pstHandle<psContObj>();
   }
-  const CatalogEntry* const entry = core->containerNamed(database.oid(), name, psContObj::pstTypeN, number);
+  const CatalogEntry* const entry =
+      core->directory().createContainer(database.oid(), name, psContObj::pstTypeN, number);
   return entry != nullptr ? pstHandle<psContObj>(entry->id()) : pstHandle<psContObj>();
 }
 
 void psSession::defaultPlacement(const pstHandle<psObj>& near) {
-  if (isHere(core_.get())) core_->data.defaultPlacement = pstHandle<psObj>(near.oid());
+  if (isHere(core_.get())) core_->defaultPlacement = near.oid();
 }
 
 int psSession::name(const pstHandle<psObj>& object, const pstHandle<psObj>& scope, const char* name) {
   SessionCore* const core = isHere(core_.get()) ? SessionCore::updating("naming an object") : nullptr;
-  // The letter keeps names and keys apart.
-  return result(core != nullptr &&
-                core->file(object.oid(), scope.oid(), name != nullptr ? std::string("\"") + name : std::string()));
+  return result(core != nullptr && core->directory().file(object.oid(), scope.oid(), ps::detail::filedName(name)));
 }
 
 int psSession::key(const pstHandle<psObj>& object, const pstHandle<psObj>& scope, const psKey& key) {
   SessionCore* const core = isHere(core_.get()) ? SessionCore::updating("giving an object a key") : nullptr;
-  return result(core != nullptr && core->file(object.oid(), scope.oid(), key.bytes()));
+  return result(core != nullptr && core->directory().file(object.oid(), scope.oid(), key.bytes()));
 }
 
 std::string psSession::lastError() const { return pehSessionDataGetFunction()->text(); }
@@ -149,9 +151,7 @@ psSessionCounters psSession::counters() const {
 }
 
 void psSession::openGuard(OpenGuard guard) {
-  if (!isHere(core_.get())) return;
-  core_->guard = std::move(guard);
-  core_->updateStamps();
+  if (isHere(core_.get())) core_->guard(std::move(guard));
 }
 
 unsigned int pomGetPageSize() {

@@ -6,29 +6,19 @@
 #include <memory>
 #include <string>
 
+#include "store/base/psErrorKind.h"
+#include "store/base/psExport.h"
+#include "store/base/psSessionCounters.h"
+#include "store/base/psSessionOptions.h"
 #include "store/psContObj.h"
 #include "store/psDBObj.h"
-#include "store/psErrorKind.h"
-#include "store/psExport.h"
 #include "store/psFDObj.h"
 #include "store/psKey.h"
-#include "store/psSessionOptions.h"
 #include "store/pstHandle.h"
 
 namespace ps::detail {
 class SessionCore;
 }
-
-// What a session has done since it was opened.
-struct psSessionCounters {
-  std::uint64_t opens = 0;          // objects opened, explicitly or through ->
-  std::uint64_t refusals = 0;       // opens, look-ups and scans that were refused or met what cannot be read; not
-                                    // those of objects that do not exist
-  std::uint64_t pageReads = 0;      // page images read from the store
-  std::uint64_t pageWrites = 0;     // page images written to it
-  std::uint64_t residentBytes = 0;  // page images in memory now
-  std::uint64_t peakResidentBytes = 0;
-};
 
 // An application's connection to a store, and its transactions. A session belongs to the thread that opened it, and
 // there is one at a time in a thread; handles and objects are used on that thread only. Sessions of other threads and

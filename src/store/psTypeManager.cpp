@@ -1,5 +1,6 @@
 #include "store/psTypeManager.h"
 
+#include "store/base/StoreError.h"
 #include "store/cache/TypeRegistry.h"
 #include "store/pstVArray.h"
 
@@ -16,7 +17,8 @@ void add(TypeRegistry::Owner owner, unsigned int typeN, const char* name, unsign
   info.base = baseTypeN;
   info.size = static_cast<std::uint32_t>(size);
   info.relocation = relocation;
-  TypeRegistry::instance().add(std::move(info), owner);
+  const std::string complaint = TypeRegistry::instance().add(std::move(info), owner);
+  if (!complaint.empty()) ps::detail::signalStoreError({psErrorKind::usage, complaint});
 }
 
 }  // namespace

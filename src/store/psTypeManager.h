@@ -5,17 +5,12 @@
 #include <type_traits>
 #include <vector>
 
-#include "store/psExport.h"
-#include "store/psObj.h"
+#include "store/base/ClassNumbers.h"
+#include "store/base/psExport.h"
+#include "store/base/psObj.h"
+#include "store/base/psRelocation.h"
 
 // What the store knows of the persistent classes of this process.
-
-// Whether copies and moves of an object are allowed. A class that owns other objects says no: a copy would share them.
-enum class psRelocation { allowed, refused };
-
-// Class numbers up to the first belong to the library; those of an application go from there to the second.
-constexpr unsigned int psHighestLibraryTypeN = 9999;
-constexpr unsigned int psHighestTypeN = 0x7FFFFFFF;
 
 // Makes an application's class known. size is that of its objects. A number that another class already has, or that is
 // no application's, is refused: the error is signalled, and psSession::open then fails with it.
@@ -31,13 +26,6 @@ PS_API void ptmStealVtbls(unsigned int typeN, psObj* prototype);
 // Queues a function that the store calls when it sets up its virtual tables, which is when the first session opens; a
 // function that comes later is called at once. Always 1.
 PS_API int ptmAddToVTableInitList(void (*function)());
-
-// Registers the library's own classes and queues psInitVTables; runs when the library is loaded, and further calls do
-// nothing. Always 1. Defined above the store, beside the classes that it lists; sessions call it so that a static
-// library keeps it.
-PS_API int psDoFileInit();
-// Gives the store a prototype of each of the library's concrete classes.
-PS_API void psInitVTables();
 
 // One static object of this class stands in each source file of a persistent class.
 class PS_API pstProcessInitTermClass {
@@ -57,7 +45,7 @@ class PS_API PrototypeScope {
   PrototypeScope& operator=(const PrototypeScope&) = delete;
   ~PrototypeScope();
 
-  void note(const void* array);
+  PS_HIDDEN void note(const void* array);
 
  private:
   unsigned int typeN_;

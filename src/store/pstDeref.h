@@ -1,7 +1,7 @@
 #pragma once
 
-#include "store/cache/Frame.h"
-#include "store/psObj.h"
+#include "store/base/psObj.h"
+#include "store/session/Opening.h"
 
 // Pins the object of an identifier in the mode (pscRead or pscUpdate) and returns its address; null when refused. The
 // caller gives the pin back with pstRefUnpin.

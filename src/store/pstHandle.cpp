@@ -1,19 +1,21 @@
 #include "store/pstHandle.h"
 
-#include "store/Relocation.h"
-#include "store/SessionCore.h"
+#include "store/base/FiledName.h"
+#include "store/base/IdParts.h"
+#include "store/base/psError.h"
 #include "store/cache/TypeRegistry.h"
 #include "store/psContObj.h"
 #include "store/psDBObj.h"
-#include "store/psError.h"
 #include "store/psFDObj.h"
+#include "store/session/Relocation.h"
+#include "store/session/SessionCore.h"
 
 using ps::detail::CatalogEntry;
 using ps::detail::SessionCore;
 
 pstHandle<psContObj> pstHandle<psObj>::containedIn() const {
   if (id_.get_OC() == 0) return pstHandle<psContObj>();
-  return pstHandle<psContObj>(psId(id_.get_DB(), id_.get_OC(), 0, 0));
+  return pstHandle<psContObj>(ps::detail::containerOf(id_));
 }
 
 pstHandle<psObj>& pstHandle<psObj>::copy(const pstHandle<psObj>& near, pstHandle<psObj>& result) const {
@@ -48,11 +50,11 @@ int lookUp(unsigned int typeN, pstHandle<psObj>& result, const pstHandle<psObj>&
     return 0;
   }
   psId object;
-  if (session->findNamed(scope.oid(), name, object) != ps::detail::Engine::Lookup::found) return 0;
+  if (session->directory().findNamed(scope.oid(), name, object) != ps::detail::Engine::Lookup::found) return 0;
   pstHandle<psObj> found(object);
   // An object of a class that the program lacks may be what was asked for: opening it says so.
   const unsigned int type = found.typeN();
-  if (ptmIsKindOf(type, typeN) == 0 && session->classOf(type) != nullptr) return 0;
+  if (ptmIsKindOf(type, typeN) == 0 && session->objects().classOf(type) != nullptr) return 0;
   if (found.open(mode) != 1) return 0;
   result = std::move(found);
   return 1;
@@ -62,8 +64,7 @@ int lookUp(unsigned int typeN, pstHandle<psObj>& result, const pstHandle<psObj>&
 
 int pstLookupObj(unsigned int typeN, pstHandle<psObj>& result, const pstHandle<psObj>& scope, const char* name,
                  psMode mode) {
-  // The letter keeps names and keys apart.
-  return lookUp(typeN, result, scope, name != nullptr ? std::string("\"") + name : std::string(), mode);
+  return lookUp(typeN, result, scope, ps::detail::filedName(name), mode);
 }
 
 int pstLookupObj(unsigned int typeN, pstHandle<psObj>& result, const pstHandle<psObj>& scope, const psKey& key,
@@ -74,7 +75,7 @@ int pstLookupObj(unsigned int typeN, pstHandle<psObj>& result, const pstHandle<p
 int psDelete(pstHandle<psObj>& object) {
   SessionCore* const session = SessionCore::updating("psDelete");
   if (session == nullptr) return 0;
-  const bool done = session->destroy(object.oid(), object.openForUpdate());
+  const bool done = session->objects().destroy(object.oid(), object.openForUpdate());
   object.close();
   return done ? 1 : 0;
 }
@@ -90,7 +91,8 @@ psContObj* pstHandle<psContObj>::operator->() const { return static_cast<psContO
 
 const char* pstHandle<psContObj>::name() const {
   SessionCore* const session = SessionCore::current();
-  const CatalogEntry* const entry = session != nullptr && session->mode() != pscNoOpen ? session->entry(id_) : nullptr;
+  const CatalogEntry* const entry =
+      session != nullptr && session->mode() != pscNoOpen ? session->directory().entry(id_) : nullptr;
   return entry != nullptr && !entry->name.empty() ? entry->name.c_str() : nullptr;
 }
 
@@ -100,13 +102,13 @@ int pstHandle<psContObj>::refreshOpen(psMode mode, unsigned char* flag, unsigned
   if (session == nullptr || session->mode() == pscNoOpen) return open(pscRead);
   bool changed = false;
   CatalogEntry* entry = nullptr;
-  if (session->find(id_, entry, &changed) != ps::detail::Engine::Lookup::found) return 0;
+  if (session->directory().find(id_, entry, &changed) != ps::detail::Engine::Lookup::found) return 0;
   if (flag != nullptr) *flag = changed ? 1 : 0;
   return open(notOpen != 0 ? pscNoOpen : mode);
 }
 
 void pstHandle<psContObj>::containedIn(pstHandle<psDBObj>& database) const {
-  database = pstHandle<psDBObj>(psId(id_.get_DB(), 0, 0, 0));
+  database = pstHandle<psDBObj>(ps::detail::databaseOf(id_));
 }
 
 pstHandle<psDBObj>::pstHandle(const psDBObj* database) : pstHandle<psObj>(database) {}
@@ -114,7 +116,8 @@ psDBObj* pstHandle<psDBObj>::operator->() const { return static_cast<psDBObj*>(a
 
 const char* pstHandle<psDBObj>::name() const {
   SessionCore* const session = SessionCore::current();
-  const CatalogEntry* const entry = session != nullptr && session->mode() != pscNoOpen ? session->entry(id_) : nullptr;
+  const CatalogEntry* const entry =
+      session != nullptr && session->mode() != pscNoOpen ? session->directory().entry(id_) : nullptr;
   return entry != nullptr ? entry->name.c_str() : nullptr;
 }
 
@@ -127,7 +130,7 @@ bool pstHandle<psDBObj>::exist(const pstHandle<psFDObj>& federation, const char*
   if (session == nullptr || session->mode() == pscNoOpen || federation.oid() != ps::detail::Catalog::federationId())
     return false;
   CatalogEntry* found = nullptr;
-  if (session->findDatabase(name, found) != ps::detail::Engine::Lookup::found) return false;
+  if (session->directory().findDatabase(name, found) != ps::detail::Engine::Lookup::found) return false;
   assign(found->id());
   open(mode);
   return true;

@@ -4,7 +4,9 @@
 #include <cstdlib>
 #include <cstring>
 
-#include "store/SessionCore.h"
+#include "store/base/StoreError.h"
+#include "store/psSignal.h"
+#include "store/session/SessionCore.h"
 
 using ps::detail::Frame;
 using ps::detail::headerOf;
@@ -36,13 +38,14 @@ int replaceStorage(SessionCore& session, void* array, std::uint64_t bytes, const
   // The array's own page may be written out to make room for the storage, and what is changed in it lost.
   const ps::detail::PagePin ownerPin(array);
   const ps::detail::PagePin contentPin(content);
-  void* const made = session.createStorage(owner, static_cast<std::uint32_t>(bytes), capacityFor(contentBytes, bytes));
+  void* const made =
+      session.objects().createStorage(owner, static_cast<std::uint32_t>(bytes), capacityFor(contentBytes, bytes));
   if (made == nullptr) return 0;
   if (content != nullptr) std::memcpy(made, content, contentBytes);
   const psId id = ps::detail::idAt(made);
   const psId old = storageOf(array);
   std::memcpy(array, &id, sizeof id);
-  if (!old.isNull()) session.freeObject(old);
+  if (!old.isNull()) session.objects().free(old);
   return 1;
 }
 
@@ -63,22 +66,22 @@ int pstIsStorePers(const void* address) { return ps::detail::isInArena(address) 
 int pstNewVArray(void* array, unsigned int n, unsigned int elementSize) {
   const std::uint64_t bytes = std::uint64_t{n} * elementSize;
   SessionCore* const session = SessionCore::updating("creating an array");
-  if (session == nullptr || !isAddressable(bytes) || !session->changePageOf(array)) return 0;
+  if (session == nullptr || !isAddressable(bytes) || !session->objects().changePageOf(array)) return 0;
   return n == 0 ? 1 : replaceStorage(*session, array, bytes, nullptr, 0);
 }
 
 int pstResizeVArray(void* array, unsigned int n, unsigned int elementSize) {
   const std::uint64_t bytes = std::uint64_t{n} * elementSize;
   SessionCore* const session = SessionCore::updating("resizing an array");
-  if (session == nullptr || !isAddressable(bytes) || !session->changePageOf(array)) return 0;
+  if (session == nullptr || !isAddressable(bytes) || !session->objects().changePageOf(array)) return 0;
   if (n == 0) {
     pstDeleteVArray(array);
     return 1;
   }
   const psId id = storageOf(array);
-  void* const storage = id.isNull() ? nullptr : session->storage(id);
+  void* const storage = id.isNull() ? nullptr : session->objects().storage(id);
   if (storage == nullptr) return id.isNull() ? replaceStorage(*session, array, bytes, nullptr, 0) : 0;
-  if (!session->changePageOf(storage)) return 0;
+  if (!session->objects().changePageOf(storage)) return 0;
   ObjectHeader& header = *headerOf(storage);
   ps::detail::Page& page = *ps::detail::frameOfObject(storage)->page;
   if (ps::detail::PageCache::resizeInPlace(page, header, static_cast<std::uint32_t>(bytes))) return 1;
@@ -114,10 +117,10 @@ int pstUpdateVArray(void* array) {
   if (session == nullptr) return 0;
   const psId id = storageOf(array);
   const psId asked = id.isNull() ? ps::detail::frameOfAddress(array)->pageId : id;
-  if (!session->admits(asked, pscUpdate) || !session->changePageOf(array)) return 0;
+  if (!session->admits(asked, pscUpdate) || !session->objects().changePageOf(array)) return 0;
   if (id.isNull()) return 1;
-  void* const storage = session->storage(id);
-  return storage != nullptr && session->changePageOf(storage) ? 1 : 0;
+  void* const storage = session->objects().storage(id);
+  return storage != nullptr && session->objects().changePageOf(storage) ? 1 : 0;
 }
 
 void pstDeleteVArray(void* array) {
@@ -128,8 +131,8 @@ void pstDeleteVArray(void* array) {
   const psId id = storageOf(array);
   SessionCore* const session = SessionCore::current();
   // An image that is not current says nothing of what is to be freed.
-  if (id.isNull() || session == nullptr || !session->changePageOf(array)) return;
-  session->freeObject(id);
+  if (id.isNull() || session == nullptr || !session->objects().changePageOf(array)) return;
+  session->objects().free(id);
   std::memset(array, 0, sizeof id);
 }
 

@@ -4,10 +4,11 @@
 #include <cstring>
 #include <type_traits>
 
-#include "store/cache/Frame.h"
-#include "store/psError.h"
-#include "store/psExport.h"
+#include "store/base/psError.h"
+#include "store/base/psExport.h"
 #include "store/pstHandle.h"
+#include "store/session/Opening.h"
+#include "store/session/UseChecks.h"
 
 // The primitives of pstVArray. array is the address of the eight bytes that a pstVArray is: inside the store the
 // identifier of its storage, elsewhere the address of its heap block. Sizes are in elements and bytes; results are 1 or

@@ -1,6 +1,6 @@
 #include "tree/ChildNode.h"
 
-#include "store/StoreError.h"
+#include "store/base/NothingThrown.h"
 #include "tree/NodeLinks.h"
 
 namespace ps::detail {

@@ -3,7 +3,7 @@
 #include <optional>
 
 #include "core/Containers.h"
-#include "store/StoreError.h"
+#include "store/base/NothingThrown.h"
 #include "tree/NodeEdit.h"
 #include "tree/NodeLinks.h"
 #include "tree/OpenChildren.h"

@@ -3,7 +3,7 @@
 #include <algorithm>
 
 #include "core/Containers.h"
-#include "store/StoreError.h"
+#include "store/base/NothingThrown.h"
 #include "tree/NodeAccess.h"
 #include "tree/NodeKind.h"
 

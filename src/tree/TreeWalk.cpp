@@ -5,8 +5,8 @@
 
 #include "arrays/ArrayEdit.h"
 #include "core/RefusalWatch.h"
-#include "store/Relocation.h"
-#include "store/StoreError.h"
+#include "store/base/NothingThrown.h"
+#include "store/session/Relocation.h"
 #include "tree/ElementChange.h"
 #include "tree/InsertionSearch.h"
 

@@ -6,7 +6,7 @@
 #include "core/PlaceCheck.h"
 #include "core/Search.h"
 #include "core/psCollectionIterator.h"
-#include "store/psChecked.h"
+#include "store/base/psChecked.h"
 #include "tree/NodeKind.h"
 #include "tree/NodeLinks.h"
 #include "tree/TreePosition.h"

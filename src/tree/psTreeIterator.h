@@ -13,7 +13,7 @@ class TreeWalk;
 // leaf to another; currentIndex is free after a walk from either end and costs a walk over the leaves after goTo.
 class PS_API psTreeIterator : public psCollectionIterator {
  public:
-  explicit psTreeIterator(pstHandle<psBTree>& tree);
+  PS_HIDDEN explicit psTreeIterator(pstHandle<psBTree>& tree);
   ~psTreeIterator() override;
 
   pstRef<psObj>* currentP(psLockMode mode) override;
@@ -37,7 +37,7 @@ class PS_API psTreeIterator : public psCollectionIterator {
   using psCollectionIterator::goToIndex;
 
  protected:
-  explicit psTreeIterator(std::unique_ptr<ps::detail::TreeWalk> walk);
+  PS_HIDDEN explicit psTreeIterator(std::unique_ptr<ps::detail::TreeWalk> walk);
 
   const std::unique_ptr<ps::detail::TreeWalk> walk_;
 

@@ -4,7 +4,6 @@
 #include <cstdio>
 #include <functional>
 #include <memory>
-#include <thread>
 #include <type_traits>
 #include <utility>
 
@@ -13,10 +12,10 @@
 #include "hash/psHashMapKeyIterator.h"
 #include "hash/psHashMapValueIterator.h"
 #include "sorted/psTreeMap.h"
+#include "support/Faults.h"
 #include "support/HashWorld.h"
 #include "support/Keyed.h"
 #include "support/Reports.h"
-#include "support/TreeChecker.h"
 
 namespace ps::test {
 namespace {
@@ -388,8 +387,6 @@ TEST(HashIterator, SeesWhatAnotherSessionHasCommitted) {
     HashWorld world(TempStore::Place::file, Flavour::handle, Hashing::content, 5, kind);
     for (int i = 0; i < 30; ++i) world.put(i);
     ASSERT_EQ(world.store->commit(), 1);
-    std::string path;
-    world.store.whileClosed([&](const std::string& file) { path = file; });
     ASSERT_EQ(world.store->begin(pscRead), 1);
     world.find();
     const std::unique_ptr<psCollectionIterator> it(world.set->keyIterator());
@@ -397,10 +394,7 @@ TEST(HashIterator, SeesWhatAnotherSessionHasCommitted) {
     ASSERT_EQ(world.store->commit(), 1);
     EXPECT_TRUE(it->next(pscNoLock).isNull() && !it->hasNext() && it->current(pscNoLock).isNull()) << "no transaction";
 
-    std::thread([&] {
-      psSession other;
-      ASSERT_EQ(other.open(path), 1);
-      ASSERT_EQ(other.begin(pscUpdate), 1);
+    world.store.inOtherSession([&](psSession& other) {
       const pstHandle<psHashSet> set(world.set.oid());
       const pstHandle<psContObj> place = other.container(other.database("test"), "new items");
       set->clear();
@@ -409,8 +403,7 @@ TEST(HashIterator, SeesWhatAnotherSessionHasCommitted) {
         ASSERT_EQ(psDelete(old), 1);
         ASSERT_TRUE(set->add(makeItem(place, item.number).id));
       }
-      ASSERT_EQ(other.commit(), 1) << other.lastError();
-    }).join();
+    });
 
     ASSERT_EQ(world.store->begin(pscRead), 1);
     EXPECT_TRUE(it->current(pscNoLock).isValid());

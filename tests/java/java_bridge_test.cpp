@@ -12,7 +12,7 @@
 #include "hash/psHashIterator.h"
 #include "list/psTreeList.h"
 #include "list/psTreeListIterator.h"
-#include "store/psError.h"
+#include "store/base/psError.h"
 #include "support/HashWorld.h"
 #include "support/JavaMachine.h"
 #include "support/SetWorld.h"

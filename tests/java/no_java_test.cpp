@@ -2,7 +2,7 @@
 
 #include "core/psCompare.h"
 #include "core/psJavaId.h"
-#include "store/psError.h"
+#include "store/base/psError.h"
 #include "support/SetWorld.h"
 
 namespace ps::test {

@@ -6,7 +6,6 @@
 #include <cstring>
 #include <memory>
 #include <string>
-#include <thread>
 #include <vector>
 
 #include "list/psTreeList.h"
@@ -192,8 +191,6 @@ TEST(TreeSet, IteratorsGiveNothingDead) {
     SetWorld world(TempStore::Place::file, Flavour::handle, true, 4, Kind::map);
     for (int number = 0; number < (event == Event::rootSplits ? 3 : 80); ++number) world.put(number);
     ASSERT_EQ(world.store->commit(), 1);
-    std::string path;
-    world.store.whileClosed([&](const std::string& closed) { path = closed; });
     ASSERT_EQ(world.store->begin(event == Event::othersCommit ? pscRead : pscUpdate), 1);
     world.find();
     const SetModel before = world.model;
@@ -224,13 +221,7 @@ TEST(TreeSet, IteratorsGiveNothingDead) {
     } else {
       if (event == Event::othersCommit) {
         ASSERT_EQ(world.store->commit(), 1);
-        std::thread([&] {
-          psSession other;
-          ASSERT_EQ(other.open(path), 1);
-          ASSERT_EQ(other.begin(pscUpdate), 1);
-          removeMost(storedCollection(other));
-          ASSERT_EQ(other.commit(), 1);
-        }).join();
+        world.store.inOtherSession([&](psSession& other) { removeMost(storedCollection(other)); });
         ASSERT_EQ(world.store->begin(pscRead), 1);
         world.find();
       } else {
@@ -426,25 +417,19 @@ TEST(TreeSet, SearchesSeeWhatAnotherSessionHasChanged) {
   SetWorld world(TempStore::Place::file, Flavour::handle, true, 8);
   for (int number = 0; number < 400; ++number) world.put(number);
   ASSERT_EQ(world.store->commit(), 1);
-  std::string path;
-  world.store.whileClosed([&](const std::string& file) { path = file; });
   ASSERT_EQ(world.store->begin(pscRead), 1);
   world.find();
   ASSERT_EQ(world.complaints(), "");
   ASSERT_EQ(world.store->commit(), 1);
 
-  std::thread([&] {
-    psSession other;
-    ASSERT_EQ(other.open(path), 1);
-    ASSERT_EQ(other.begin(pscUpdate), 1);
+  world.store.inOtherSession([&](psSession&) {
     const pstHandle<psTreeSet> set(world.set.oid());
     for (pstHandle<psBTree> leaf(pstHandle<psBTree>(set->atFirst())->next()); !leaf.isNull(); leaf = leaf->next()) {
       const pstHandle<psObj> lowest(leaf->first());
       ASSERT_TRUE(set->remove(lowest));
       ASSERT_TRUE(set->add(lowest));
     }
-    ASSERT_EQ(other.commit(), 1) << other.lastError();
-  }).join();
+  });
 
   ASSERT_EQ(world.store->begin(pscRead), 1);
   world.find();

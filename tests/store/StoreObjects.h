@@ -1,7 +1,6 @@
 #pragma once
 
 #include <cstdint>
-#include <functional>
 #include <string>
 #include <vector>
 
@@ -9,6 +8,9 @@
 #include "store/psSession.h"
 #include "store/pstItr.h"
 #include "store/pstVArray.h"
+#include "support/Process.h"
+#include "support/ScratchFolder.h"
+#include "support/TempStore.h"
 
 namespace ps::test {
 
@@ -89,50 +91,5 @@ std::vector<psId> scanned(const pstHandle<psContObj>& container) {
   while (found.next()) ids.push_back(found.oid());
   return ids;
 }
-
-class ScratchFolder {
- public:
-  ScratchFolder();
-  ScratchFolder(const ScratchFolder&) = delete;
-  ScratchFolder& operator=(const ScratchFolder&) = delete;
-  ~ScratchFolder();
-  std::string operator/(const std::string& name) const { return path_ + "/" + name; }
-
- private:
-  std::string path_;
-};
-
-psSessionOptions unsynced(std::size_t cacheLimit = psSessionOptions().cacheLimit);
-
-// A forked process that runs a function and exchanges numbers with it. No session may be open when it is made.
-class Process {
- public:
-  class Channel {
-   public:
-    explicit Channel(int descriptor) : descriptor_(descriptor) {}
-    void send(std::uint64_t number = 0) const;
-    bool receive(std::uint64_t* number = nullptr) const;  // false when the other side is gone
-
-   private:
-    int descriptor_;
-  };
-
-  // The process exits with the function's result.
-  explicit Process(const std::function<int(const Channel&)>& body);
-  Process(const Process&) = delete;
-  Process& operator=(const Process&) = delete;
-  ~Process();
-
-  Channel channel() const { return Channel(descriptor_); }
-  void kill();
-  int wait();  // the exit code, -1 after a signal
-
- private:
-  int id_ = 0;
-  int descriptor_ = -1;
-};
-
-// Runs a function in a process of its own; the text that it returns, or how it died.
-std::string inProcess(const std::function<std::string()>& body);
 
 }  // namespace ps::test

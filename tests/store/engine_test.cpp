@@ -3,10 +3,8 @@
 #include <fcntl.h>
 #include <gtest/gtest.h>
 #include <sys/resource.h>
-#include <sys/socket.h>
 #include <sys/stat.h>
 #include <sys/types.h>
-#include <sys/wait.h>
 #include <unistd.h>
 
 #include <algorithm>
@@ -14,7 +12,6 @@
 #include <cstdint>
 #include <filesystem>
 #include <fstream>
-#include <functional>
 #include <iterator>
 #include <map>
 #include <memory>
@@ -25,74 +22,21 @@
 #include <utility>
 #include <vector>
 
-#include "store/psSessionOptions.h"
+#include "store/base/psSessionOptions.h"
+#include "support/Process.h"
 #include "support/TempStore.h"
 
 namespace {
 
 using ps::detail::Engine;
 using ps::detail::openEngine;
+using ps::test::Process;
+using ps::test::ScratchFolder;
+using ps::test::unsynced;
 using Content = std::map<std::string, std::string>;
 
-class TemporaryFolder {
- public:
-  TemporaryFolder() : path_(::testing::TempDir() + "engine-XXXXXX") {
-    if (::mkdtemp(path_.data()) == nullptr) ADD_FAILURE() << "no temporary folder at " << path_;
-  }
-  ~TemporaryFolder() { std::filesystem::remove_all(path_); }
-  std::string operator/(const std::string& name) const { return path_ + "/" + name; }
-
- private:
-  std::string path_;
-};
-
-void send(int channel) { EXPECT_EQ(::write(channel, ".", 1), 1); }
-
-// False when the other side is gone.
-bool receive(int channel) {
-  char byte = 0;
-  return ::read(channel, &byte, 1) == 1;
-}
-
-// A forked process that runs a function, with a channel to this one, and exits with the function's result.
-class Process {
- public:
-  explicit Process(const std::function<int(int channel)>& body) {
-    int ends[2];
-    EXPECT_EQ(::socketpair(AF_UNIX, SOCK_STREAM, 0, ends), 0);
-    id_ = ::fork();
-    if (id_ == 0) {
-      ::close(ends[0]);
-      ::_exit(body(ends[1]));
-    }
-    ::close(ends[1]);
-    channel_ = ends[0];
-  }
-  ~Process() {
-    kill();
-    ::close(channel_);
-  }
-
-  int channel() const { return channel_; }
-  void kill() {
-    if (id_ > 0) ::kill(id_, SIGKILL);
-    wait();
-  }
-  int wait() {  // the exit code, -1 after a signal
-    int status = -1;
-    if (id_ > 0) ::waitpid(id_, &status, 0);
-    id_ = 0;
-    return WIFEXITED(status) ? WEXITSTATUS(status) : -1;
-  }
-
- private:
-  pid_t id_ = 0;
-  int channel_ = -1;
-};
-
-psSessionOptions unsynced(std::size_t mapSize = 0) {
-  psSessionOptions options;
-  options.sync = false;
+psSessionOptions ofSize(std::size_t mapSize) {
+  psSessionOptions options = unsynced();
   options.mapSize = mapSize;
   return options;
 }
@@ -252,7 +196,7 @@ class EngineModel {
 class EngineModelTest : public ::testing::TestWithParam<const char*> {};
 
 TEST_P(EngineModelTest, behavesAsAMapWithTransactions) {
-  const TemporaryFolder folder;
+  const ScratchFolder folder;
   const auto seed = static_cast<unsigned int>(ps::test::seedOr(std::random_device()()));
   SCOPED_TRACE("seed " + std::to_string(seed));
   const std::string path = GetParam();
@@ -262,11 +206,11 @@ TEST_P(EngineModelTest, behavesAsAMapWithTransactions) {
 INSTANTIATE_TEST_SUITE_P(Engines, EngineModelTest, ::testing::Values("memory:", "store"));
 
 TEST(LmdbEngineTest, readersKeepTheirSnapshotBesideWritersOfThisAndOtherProcesses) {
-  const TemporaryFolder folder;
+  const ScratchFolder folder;
   const std::string path = folder / "store";
   // Forked before anything is open, and opens the store while this process reads from it.
-  Process other([&](int channel) {
-    receive(channel);
+  Process other([&](const Process::Channel& channel) {
+    channel.receive();
     const auto writer = openStore(path);
     for (int i = 0; i < 300; ++i) {
       if (!store(*writer, lettered('c'))) return 1;
@@ -282,7 +226,7 @@ TEST(LmdbEngineTest, readersKeepTheirSnapshotBesideWritersOfThisAndOtherProcesse
     ASSERT_EQ(writer->version(), reader->version() + 1);
   }
   // Closing the writer's engine must not have cost the reader its locks: the other process would take its pages then.
-  send(other.channel());
+  other.channel().send();
   ASSERT_EQ(other.wait(), 0);
   EXPECT_EQ(scanned(*reader), lettered('a'));
   reader->abort();
@@ -290,49 +234,18 @@ TEST(LmdbEngineTest, readersKeepTheirSnapshotBesideWritersOfThisAndOtherProcesse
   EXPECT_EQ(reader->version(), 302U);
 }
 
-TEST(LmdbEngineTest, whatAKilledWriterCommittedIsThereWhole) {
-  const TemporaryFolder folder;
-  const std::string path = folder / "store";
-  std::mt19937 random(std::random_device{}());
-  std::size_t before = 0;
-  for (int round = 0; round < 25; ++round) {
-    Process writer([&](int channel) {
-      const auto engine = openStore(path, psSessionOptions());
-      for (std::size_t i = before + 1;; ++i) {
-        const std::string number = std::to_string(i);
-        const Content pairs = {
-            {"first", number}, {"k" + std::to_string(i % 7), std::string(i * 37 % 9000, 'x')}, {"last", number}};
-        if (!store(*engine, pairs)) return 1;
-        send(channel);
-      }
-    });
-    std::size_t reported = before;
-    for (unsigned int wanted = 1 + random() % 10; wanted > 0 && receive(writer.channel()); --wanted) ++reported;
-    ::usleep(random() % 3000);
-    writer.kill();
-    while (receive(writer.channel())) ++reported;
-    const Content content = contentOf(*openStore(path));
-    ASSERT_GT(reported, before);
-    ASSERT_EQ(content.at("first"), content.at("last"));
-    const std::size_t found = std::stoul(content.at("last"));
-    ASSERT_GE(found, reported);
-    ASSERT_LE(found, reported + 1);
-    before = found;
-  }
-}
-
 TEST(LmdbEngineTest, aKilledReaderDoesNotPinOldPagesForEver) {
-  const TemporaryFolder folder;
+  const ScratchFolder folder;
   const std::string path = folder / "store";
-  Process reader([&](int channel) {
+  Process reader([&](const Process::Channel& channel) {
     const auto engine = openStore(path);
     engine->begin(false);
-    send(channel);
-    receive(channel);
+    channel.send();
+    channel.receive();
     return 0;
   });
-  ASSERT_TRUE(receive(reader.channel()));
-  const auto writer = openStore(path, unsynced(std::size_t{1} << 20));
+  ASSERT_TRUE(reader.channel().receive());
+  const auto writer = openStore(path, ofSize(std::size_t{1} << 20));
   ASSERT_TRUE(store(*writer, lettered('a')));
   reader.kill();
   int refused = 0;
@@ -341,19 +254,19 @@ TEST(LmdbEngineTest, aKilledReaderDoesNotPinOldPagesForEver) {
 }
 
 TEST(LmdbEngineTest, aFullStoreSaysHowToGrowItAndStaysUsable) {
-  const TemporaryFolder folder;
+  const ScratchFolder folder;
   const std::string path = folder / "store";
   constexpr std::size_t mebibyte = std::size_t{1} << 20;
   const std::string large(100000, 'x');
-  Process grower([&](int channel) {
-    receive(channel);
-    const auto engine = openStore(path, unsynced(64 * mebibyte));
+  Process grower([&](const Process::Channel& channel) {
+    channel.receive();
+    const auto engine = openStore(path, ofSize(64 * mebibyte));
     for (int i = 0; i < 30; ++i) {
       if (!store(*engine, {{"large" + std::to_string(i), large}})) return 1;
     }
     return 0;
   });
-  const auto engine = openStore(path, unsynced(mebibyte));
+  const auto engine = openStore(path, ofSize(mebibyte));
   ASSERT_TRUE(store(*engine, lettered('a')));
   ASSERT_TRUE(engine->begin(true));
   for (int i = 0; engine->put("large" + std::to_string(i), large); ++i) ASSERT_LT(i, 20);
@@ -367,7 +280,7 @@ TEST(LmdbEngineTest, aFullStoreSaysHowToGrowItAndStaysUsable) {
 
   // Another process that has reserved more may let the file outgrow this one's map; an idle engine then adopts it.
   ASSERT_TRUE(engine->begin(false));
-  send(grower.channel());
+  grower.channel().send();
   ASSERT_EQ(grower.wait(), 0);
   const auto second = openStore(path);
   EXPECT_FALSE(second->begin(false)) << "the map is replaced under a transaction";
@@ -378,7 +291,7 @@ TEST(LmdbEngineTest, aFullStoreSaysHowToGrowItAndStaysUsable) {
 }
 
 TEST(LmdbEngineTest, aWriteThatFailsInTheCommitLeavesTheStoreAsItWas) {
-  const TemporaryFolder folder;
+  const ScratchFolder folder;
   const auto engine = openStore(folder / "store");
   ASSERT_TRUE(store(*engine, lettered('a')));
   rlimit limit{};
@@ -417,7 +330,7 @@ void failSynchronousMetaPages(const std::string& path) {
 }
 
 TEST(LmdbEngineTest, aCommitWhoseLastWriteFailsIsUnknownAndEndsTheUseOfTheFile) {
-  const TemporaryFolder folder;
+  const ScratchFolder folder;
   const std::string path = folder / "store";
   auto unsafe = openStore(path);
   auto safe = openStore(path, psSessionOptions());
@@ -439,7 +352,7 @@ TEST(LmdbEngineTest, aCommitWhoseLastWriteFailsIsUnknownAndEndsTheUseOfTheFile) 
 }
 
 TEST(LmdbEngineTest, aForkedChildIsRefusedAndDoesNotDisturbItsParent) {
-  const TemporaryFolder folder;
+  const ScratchFolder folder;
   const std::string path = folder / "store";
   auto writer = openStore(path);
   auto reader = openStore(path);
@@ -447,7 +360,7 @@ TEST(LmdbEngineTest, aForkedChildIsRefusedAndDoesNotDisturbItsParent) {
   ASSERT_TRUE(reader->begin(false));
   ASSERT_TRUE(writer->begin(true));
   ASSERT_TRUE(writer->put("key0", "b"));
-  Process child([&](int) {
+  Process child([&](const Process::Channel&) {
     std::string_view value;
     bool right =
         reader->get("key0", value) == Engine::Lookup::failed && !writer->put("key1", "x") && !writer->erase("key1");
@@ -464,7 +377,7 @@ TEST(LmdbEngineTest, aForkedChildIsRefusedAndDoesNotDisturbItsParent) {
 }
 
 TEST(LmdbEngineTest, threadsThatOpenAndCloseOneStoreShareIt) {
-  const TemporaryFolder folder;
+  const ScratchFolder folder;
   const std::string path = folder / "store";
   constexpr int rounds = 100;
   const auto count = [&] {
@@ -485,7 +398,7 @@ TEST(LmdbEngineTest, threadsThatOpenAndCloseOneStoreShareIt) {
 }
 
 TEST(LmdbEngineTest, oneFileIsOneStoreByWhateverNameItIsOpened) {
-  const TemporaryFolder folder;
+  const ScratchFolder folder;
   ASSERT_TRUE(store(*openStore(folder / "store"), lettered('a')));
   const auto reader = openStore(folder / "store", readOnly());  // first, which must not keep the others from writing
   const auto engine = openStore(folder / "store");
@@ -504,7 +417,7 @@ TEST(LmdbEngineTest, oneFileIsOneStoreByWhateverNameItIsOpened) {
 }
 
 TEST(LmdbEngineTest, withoutWritePermissionAStoreCanBeReadOnly) {
-  const TemporaryFolder folder;
+  const ScratchFolder folder;
   const std::string directory = folder / "fixed";
   const std::string path = directory + "/store";
   std::filesystem::create_directory(directory);
@@ -512,7 +425,7 @@ TEST(LmdbEngineTest, withoutWritePermissionAStoreCanBeReadOnly) {
   ASSERT_EQ(::chmod(path.c_str(), 0444) | ::chmod((path + "-lock").c_str(), 0666), 0);
   ASSERT_EQ(::chmod(directory.c_str(), 0555) | ::chmod((folder / ".").c_str(), 0755), 0);
   constexpr int unable = 77;
-  Process child([&](int) {
+  Process child([&](const Process::Channel&) {
     if (::geteuid() == 0 && ::setuid(65534) != 0) return unable;
     ps::detail::StoreError refusedOld, refusedNew;
     const bool refused = openEngine(path, unsynced(), refusedOld) == nullptr &&
@@ -529,7 +442,7 @@ TEST(LmdbEngineTest, withoutWritePermissionAStoreCanBeReadOnly) {
 }
 
 TEST(LmdbEngineTest, pathsThatHoldNoStoreAreRefusedAndLeftAlone) {
-  const TemporaryFolder folder;
+  const ScratchFolder folder;
   const std::string text(10000, 't');
   std::ofstream(folder / "text") << text;
   std::ofstream(folder / "empty").flush();
@@ -570,7 +483,7 @@ TEST(LmdbEngineTest, pathsThatHoldNoStoreAreRefusedAndLeftAlone) {
 }
 
 TEST(LmdbEngineTest, theMapIsSizedByOptionEnvironmentAndLimits) {
-  const TemporaryFolder folder;
+  const ScratchFolder folder;
   ps::detail::StoreError error;
   ASSERT_EQ(::setenv("PSCOLLECTIONS_MAP_SIZE", "a lot", 1), 0);
   EXPECT_EQ(openEngine(folder / "store", unsynced(), error), nullptr);
@@ -578,16 +491,16 @@ TEST(LmdbEngineTest, theMapIsSizedByOptionEnvironmentAndLimits) {
   ASSERT_EQ(::setenv("PSCOLLECTIONS_MAP_SIZE", "1048576", 1), 0);
   const std::string large(2000000, 'x');
   EXPECT_FALSE(store(*openStore(folder / "store"), {{"large", large}}));
-  EXPECT_TRUE(store(*openStore(folder / "store", unsynced(4 << 20)), {{"large", large}})) << "the option comes first";
+  EXPECT_TRUE(store(*openStore(folder / "store", ofSize(4 << 20)), {{"large", large}})) << "the option comes first";
   EXPECT_EQ(contentOf(*openStore(folder / "store")).at("large"), large) << "a file beyond the limit can be read";
   ASSERT_EQ(::unsetenv("PSCOLLECTIONS_MAP_SIZE"), 0);
-  EXPECT_TRUE(store(*openStore(folder / "vast", unsynced(SIZE_MAX)), lettered('a'))) << "halved until it fits";
+  EXPECT_TRUE(store(*openStore(folder / "vast", ofSize(SIZE_MAX)), lettered('a'))) << "halved until it fits";
 }
 
 TEST(LmdbEngineTest, aCreationCutShortIsBegunAnewAndNothingElseIs) {
-  const TemporaryFolder folder;
+  const ScratchFolder folder;
   const std::string path = folder / "store";
-  openStore(folder / "new", unsynced(std::size_t{1} << 30));
+  openStore(folder / "new", ofSize(std::size_t{1} << 30));
   std::ifstream created(folder / "new");
   const std::string whole(std::istreambuf_iterator<char>(created), {});
   ASSERT_EQ(whole.size(), 8192U);
@@ -615,8 +528,8 @@ TEST(LmdbEngineTest, aCreationCutShortIsBegunAnewAndNothingElseIs) {
 }
 
 TEST(LmdbEngineTest, standardStreamsThatAreClosedStayOutOfTheStore) {
-  const TemporaryFolder folder;
-  Process child([&](int) {
+  const ScratchFolder folder;
+  Process child([&](const Process::Channel&) {
     for (int descriptor = 0; descriptor < 3; ++descriptor) ::close(descriptor);
     const auto engine = openStore(folder / "store");
     for (int descriptor = 0; descriptor < 3; ++descriptor) {
@@ -628,7 +541,7 @@ TEST(LmdbEngineTest, standardStreamsThatAreClosedStayOutOfTheStore) {
 }
 
 TEST(LmdbEngineTest, aThreadThatEndsWithinAnUpdateIsNotTakenForALaterOne) {
-  const TemporaryFolder folder;
+  const ScratchFolder folder;
   const std::string path = folder / "store";
   auto engine = openStore(path);
   auto other = openStore(path);
@@ -642,7 +555,7 @@ TEST(LmdbEngineTest, aThreadThatEndsWithinAnUpdateIsNotTakenForALaterOne) {
 }
 
 TEST(LmdbEngineTest, aFileCutShortIsReportedAsDamaged) {
-  const TemporaryFolder folder;
+  const ScratchFolder folder;
   const std::string path = folder / "store";
   ASSERT_TRUE(store(*openStore(path), lettered('a', 500)));
   std::filesystem::resize_file(path, 3 * 4096);

@@ -1,9 +1,9 @@
 #include <gtest/gtest.h>
-#include <lmdb.h>
 
 #include <algorithm>
 
 #include "store/StoreObjects.h"
+#include "support/RawFile.h"
 
 namespace ps::test {
 namespace {
@@ -198,38 +198,6 @@ TEST_F(StoreCache, AnImageEqualToTheStoredOneIsNotWritten) {
   EXPECT_EQ(counters().pageWrites, 0U);
 }
 
-// A file of LMDB without the store.
-class PlainFile {
- public:
-  explicit PlainFile(const std::string& path) {
-    EXPECT_EQ(mdb_env_create(&environment_), 0);
-    EXPECT_EQ(mdb_env_set_mapsize(environment_, std::size_t{1} << 30), 0);
-    EXPECT_EQ(mdb_env_open(environment_, path.c_str(), MDB_NOSUBDIR | MDB_NOSYNC, 0664), 0);
-    EXPECT_EQ(mdb_txn_begin(environment_, nullptr, 0, &transaction_), 0);
-    EXPECT_EQ(mdb_dbi_open(transaction_, nullptr, 0, &database_), 0);
-  }
-  ~PlainFile() {
-    mdb_txn_abort(transaction_);
-    mdb_env_close(environment_);
-  }
-  void put(std::uint32_t key, std::size_t size) {
-    std::string content(size, 'x');
-    MDB_val keyBytes{sizeof key, &key};
-    MDB_val contentBytes{content.size(), content.data()};
-    ASSERT_EQ(mdb_put(transaction_, database_, &keyBytes, &contentBytes, 0), 0);
-  }
-  MDB_stat status() const {
-    MDB_stat status{};
-    EXPECT_EQ(mdb_stat(transaction_, database_, &status), 0);
-    return status;
-  }
-
- private:
-  MDB_env* environment_ = nullptr;
-  MDB_txn* transaction_ = nullptr;
-  MDB_dbi database_ = 0;
-};
-
 std::size_t pagesOf(const MDB_stat& status) {
   return status.ms_branch_pages + status.ms_leaf_pages + status.ms_overflow_pages;
 }
@@ -249,9 +217,10 @@ TEST_F(StoreCache, ContainersAreCheap) {
   EXPECT_LE(counters().peakResidentBytes, 2 * limit);
   ASSERT_EQ(session_.close(), 1);
 
-  PlainFile plain(folder_ / "plain");
-  for (std::uint32_t n = 0; n < count; ++n) plain.put(n, sizeof(Flat));
-  const MDB_stat ours = PlainFile(folder_ / "store.ps").status();
+  RawFile plain(folder_ / "plain");  // the same in LMDB without the store
+  for (std::uint32_t n = 0; n < count; ++n)
+    plain.put({reinterpret_cast<const char*>(&n), sizeof n}, std::string(sizeof(Flat), 'x'));
+  const MDB_stat ours = RawFile(folder_ / "store.ps").status();
   EXPECT_LE(ours.ms_entries, 2 * count + 3);
   EXPECT_LE(pagesOf(ours), 3 * pagesOf(plain.status()));
 }

@@ -7,9 +7,9 @@
 #include <random>
 #include <stdexcept>
 
-#include "store/SessionCore.h"
 #include "store/StoreObjects.h"
-#include "store/cache/StoreKey.h"
+#include "store/engine/StoreKey.h"
+#include "store/session/SessionCore.h"
 #include "support/RawFile.h"
 #include "support/TempStore.h"
 
@@ -647,7 +647,7 @@ TEST_F(StoreErrors, NumbersDoNotWrap) {
   }
   ASSERT_EQ(open(), 1);
   begin();
-  const auto fill = [&pages] { ps::detail::SessionCore::current()->container(pages)->nextNumber = most + 1; };
+  const auto fill = [&pages] { ps::detail::SessionCore::current()->directory().containerOf(pages)->nextNumber = most + 1; };
   fill();
   EXPECT_EQ(new (pages) Flat(1), nullptr);
   complains(psErrorKind::full, {"container (1,2)", "full", "65,535 pages", "another container"});
@@ -674,7 +674,7 @@ TEST_F(StoreErrors, WhatAConstructorLeavesUnmadeIsGone) {
   EXPECT_THROW(new (in, "text") Fragile("abc"), psException);
   EXPECT_THROW(new (in) Blob(1, noName()), std::runtime_error) << "an argument that throws";
   session_.throwErrors(false);
-  EXPECT_EQ(ps::detail::SessionCore::current()->container(in.oid())->live, 0U);
+  EXPECT_EQ(ps::detail::SessionCore::current()->directory().containerOf(in.oid())->live, 0U);
   EXPECT_THROW(new (nullptr, 0, 1, 0, in.oid()) FragileContainer, std::runtime_error);
   EXPECT_THROW(new (nullptr, 0, 1, 0, in) FragileContainer, std::runtime_error);
   EXPECT_THROW(new (session_.federation()) psDBObj(noName(), 0, 0, nullptr, nullptr, 1, 0), std::runtime_error);
@@ -807,9 +807,10 @@ TEST_F(StoreErrors, ErrorsAreThrownWhereThatIsAskedFor) {
   EXPECT_EQ(numberThrown([&] { session_.begin(pscRead); }), psteStore.number);
   EXPECT_EQ(numberThrown([&] { session_.name(object, object, ""); }), psteStore.number);
   EXPECT_EQ(numberThrown([&] { EXPECT_EQ(psId(1, 1, 9, 9).update(), 0); }), 0) << "it does not exist";
-  EXPECT_EQ(numberThrown([&] { pstHandle<Flat>(new (pstHandle<psObj>()) Flat(1)); }), psteStore.number);
+  const pstHandle<psObj> nowhere;
+  EXPECT_EQ(numberThrown([&] { pstHandle<Flat>(new (nowhere) Flat(1)); }), psteStore.number);
   EXPECT_EQ(numberThrown([&] { pstHandle<Flat>(static_cast<Flat*>(nullptr)); }), 0);
-  EXPECT_EQ(numberThrown([&] { EXPECT_EQ(new (pstHandle<psObj>()) Flat(1), nullptr); }), 0);
+  EXPECT_EQ(numberThrown([&] { EXPECT_EQ(new (nowhere) Flat(1), nullptr); }), 0);
   EXPECT_EQ(pstHandle<psObj>(object.oid()).open(pscRead), 1);
   EXPECT_EQ(numberThrown([&] { pstHandle<Flat>(static_cast<Flat*>(nullptr)); }), 0) << "the program has gone on";
   EXPECT_EQ(

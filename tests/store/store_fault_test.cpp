@@ -3,9 +3,9 @@
 #include <filesystem>
 #include <new>
 
-#include "store/SessionCore.h"
 #include "store/StoreObjects.h"
 #include "store/engine/LmdbEngine.h"
+#include "store/session/SessionCore.h"
 #include "support/RawFile.h"
 #include "support/TempStore.h"
 

@@ -1,7 +1,7 @@
 #pragma once
 
 #include "hash/psHashMap.h"
-#include "support/HashChecker.h"
+#include "support/Faults.h"
 #include "support/KeyedWorld.h"
 
 namespace ps::test {

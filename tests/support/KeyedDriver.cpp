@@ -8,7 +8,7 @@
 #include "hash/psHashMap.h"
 #include "list/psTreeList.h"
 #include "sorted/psTreeMap.h"
-#include "support/TreeChecker.h"
+#include "support/Faults.h"
 
 namespace ps::test {
 

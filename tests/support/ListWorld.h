@@ -4,9 +4,9 @@
 #include <vector>
 
 #include "list/psTreeList.h"
+#include "support/Faults.h"
 #include "support/Item.h"
 #include "support/TempStore.h"
-#include "support/TreeChecker.h"
 
 namespace ps::test {
 

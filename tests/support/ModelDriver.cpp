@@ -4,7 +4,7 @@
 
 #include <algorithm>
 
-#include "support/TreeChecker.h"
+#include "support/Faults.h"
 
 namespace ps::test {
 

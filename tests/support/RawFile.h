@@ -46,6 +46,11 @@ class RawFile {
     mdb_cursor_close(cursor);
     return content;
   }
+  MDB_stat status() const {
+    MDB_stat status{};
+    EXPECT_EQ(mdb_stat(transaction_, database_, &status), 0);
+    return status;
+  }
 
  private:
   static MDB_val wrap(std::string_view bytes) { return {bytes.size(), const_cast<char*>(bytes.data())}; }

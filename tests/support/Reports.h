@@ -5,7 +5,7 @@
 #include <string>
 #include <vector>
 
-#include "store/psChecked.h"
+#include "store/base/psChecked.h"
 
 namespace ps::test {
 

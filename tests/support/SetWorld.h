@@ -1,7 +1,7 @@
 #pragma once
 
+#include "support/Faults.h"
 #include "support/Keyed.h"
-#include "support/TreeChecker.h"
 
 namespace ps::test {
 

@@ -2,7 +2,7 @@
 
 #include <memory>
 
-#include "store/psError.h"
+#include "store/base/psError.h"
 
 namespace ps::test {
 

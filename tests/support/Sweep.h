@@ -7,8 +7,8 @@
 #include <string>
 #include <vector>
 
+#include "support/Faults.h"
 #include "support/TempStore.h"
-#include "support/TreeChecker.h"
 
 namespace ps::test {
 

@@ -1,31 +1,25 @@
 #include "support/TempStore.h"
 
 #include <gtest/gtest.h>
-#include <sys/wait.h>
-#include <unistd.h>
 
-#include <cerrno>
-#include <cstdio>
 #include <cstdlib>
-#include <filesystem>
+#include <thread>
+
+#include "support/Process.h"
 
 namespace ps::test {
 
-TempStore::TempStore(Place place, const psSessionOptions& options) : options_(options) {
-  options_.sync = false;  // nobody cuts the power
-  if (place == Place::file) {
-    folder_ = (std::filesystem::temp_directory_path() / "pscollections-XXXXXX").string();
-    if (mkdtemp(folder_.data()) == nullptr)
-      throw std::filesystem::filesystem_error(folder_, std::error_code(errno, std::generic_category()));
-    path_ = folder_ + "/store.ps";
-  }
-  EXPECT_EQ(session_.open(path_, options_), 1) << session_.lastError();
+psSessionOptions unsynced(std::size_t cacheLimit) {
+  psSessionOptions options;
+  options.cacheLimit = cacheLimit;
+  options.sync = false;
+  return options;
 }
 
-TempStore::~TempStore() {
-  session_.close();
-  std::error_code ignored;
-  if (!folder_.empty()) std::filesystem::remove_all(folder_, ignored);
+TempStore::TempStore(Place place, const psSessionOptions& options)
+    : path_(place == Place::file ? folder_ / "store.ps" : "memory:"), options_(options) {
+  options_.sync = false;  // nobody cuts the power
+  EXPECT_EQ(session_.open(path_, options_), 1) << session_.lastError();
 }
 
 pstHandle<psContObj> TempStore::container(const char* name) {
@@ -43,27 +37,25 @@ void TempStore::whileClosed(const std::function<void(const std::string& path)>& 
 }
 
 std::string TempStore::inChild(const std::function<std::string(psSession&)>& check) {
-  session_.close();
-  std::fflush(nullptr);
-  const pid_t child = fork();
-  if (child == 0) {
-    std::string complaint;
+  std::string complaint;
+  whileClosed([&](const std::string& path) {
+    complaint = inProcess([&] {
+      psSession session;
+      const bool isReading = session.open(path, options_) == 1 && session.begin(pscRead) == 1;
+      return isReading ? check(session) : session.lastError();
+    });
+  });
+  return complaint;
+}
+
+void TempStore::inOtherSession(const std::function<void(psSession&)>& change) {
+  std::thread([&] {
     psSession session;
-    if (session.open(path_, options_) != 1 || session.begin(pscRead) != 1) {
-      complaint = session.lastError();
-    } else {
-      complaint = check(session);
-    }
-    session.close();
-    if (!complaint.empty()) std::fprintf(stderr, "%s\n", complaint.c_str());
-    _exit(complaint.empty() ? 0 : 1);
-  }
-  int status = -1;
-  const bool ended = child > 0 && waitpid(child, &status, 0) == child;
-  EXPECT_EQ(session_.open(path_, options_), 1) << session_.lastError();
-  if (!ended) return "no child";
-  if (WIFSIGNALED(status)) return "the child died of signal " + std::to_string(WTERMSIG(status));
-  return WEXITSTATUS(status) == 0 ? "" : "the child complained";
+    ASSERT_EQ(session.open(path_, options_), 1) << session.lastError();
+    ASSERT_EQ(session.begin(pscUpdate), 1) << session.lastError();
+    change(session);
+    ASSERT_EQ(session.commit(), 1) << session.lastError();
+  }).join();
 }
 
 Refuse::Refuse(psSession& session, std::uint64_t k, Manner manner) : session_(session), k_(k) {

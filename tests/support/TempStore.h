@@ -1,12 +1,17 @@
 #pragma once
 
+#include <cstddef>
 #include <cstdint>
 #include <functional>
 #include <string>
 
 #include "store/psSession.h"
+#include "support/ScratchFolder.h"
 
 namespace ps::test {
+
+// Options for what need not survive a cut of the power.
+psSessionOptions unsynced(std::size_t cacheLimit = psSessionOptions().cacheLimit);
 
 // A store for one test, with a session open on it: in this process's memory, or in a file that is removed with the
 // object.
@@ -17,7 +22,6 @@ class TempStore {
   explicit TempStore(Place place, const psSessionOptions& options = psSessionOptions());
   TempStore(const TempStore&) = delete;
   TempStore& operator=(const TempStore&) = delete;
-  ~TempStore();
 
   psSession& session() { return session_; }
   const psSession& session() const { return session_; }
@@ -34,10 +38,12 @@ class TempStore {
   // Runs check in another process, in a read transaction of a session of its own, and then reopens this one. The text
   // that check returns is the complaint, "" when there is none.
   std::string inChild(const std::function<std::string(psSession&)>& check);
+  // Commits a change in a session of its own, of another thread, while this one is open; for files.
+  void inOtherSession(const std::function<void(psSession&)>& change);
 
  private:
-  std::string folder_;
-  std::string path_ = "memory:";
+  ScratchFolder folder_;
+  std::string path_;
   psSessionOptions options_;
   psSession session_;
 };

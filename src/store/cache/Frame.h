@@ -3,14 +3,13 @@
 #include <cstddef>
 #include <cstdint>
 
-#include "store/psChecked.h"
-#include "store/psExport.h"
-#include "store/psId.h"
+#include "store/base/psExport.h"
+#include "store/base/psId.h"
 
 class psObj;
 
-// The part of the page cache that is compiled into the application: what it takes to open an object that is already in
-// memory. Everything rarer is out of line. Applications do not use these names.
+// The part of the page cache that is compiled into the application: what it takes to find an object that is in memory
+// already. Applications do not use these names.
 namespace ps::detail {
 
 struct Page;
@@ -90,7 +89,8 @@ struct SessionHead {
   std::uint64_t serial = 0;       // no other session of the process has it; 0 without one
 };
 
-// Never null: a thread without a session sees one in which nothing is resident.
+// Never null: a thread without a session sees noSession, in which nothing is resident.
+extern SessionHead noSession;
 PS_API extern __thread SessionHead* currentSession __attribute__((tls_model("initial-exec")));
 
 // The address range that holds every page image of the process; empty before the first store is opened.
@@ -104,16 +104,10 @@ inline bool isInArena(const void* address) {
   return reinterpret_cast<std::uintptr_t>(address) - arenaBegin < arenaSize;
 }
 
-// Opens, asking the guard; the result is pinned, null when refused or when there is no such object.
-PS_API psObj* openOutOfLine(const psId& id, psMode mode);
-// For a handle that holds an address which the inlined test does not recognise as the identifier's and current: the
-// address, or the right one, pinned in its place; null, with held unpinned, when the object cannot be opened.
-PS_API psObj* reopenOutOfLine(const psId& id, psObj* held);
-// The same as openOutOfLine for the storage of an array of an open object: the guard is not asked, nothing is pinned.
-PS_API void* storageOutOfLine(const psId& id);
+// Frees a frame that no longer stands for anything, with its image.
 PS_API void releaseDetached(Frame* frame);
 // The frame of any address in a page image.
-PS_API Frame* frameOfAddress(const void* address);
+Frame* frameOfAddress(const void* address);
 
 inline ObjectHeader* headerOf(const void* object) {
   return reinterpret_cast<ObjectHeader*>(const_cast<void*>(object)) - 1;
@@ -230,27 +224,6 @@ inline void dropAllNotes() {
 inline void noteChange() { ++currentSession->changeStamp; }
 inline std::uint64_t changeStamp() { return currentSession->changeStamp; }
 
-// Opens for reading; the result is pinned.
-inline psObj* openForReading(const psId& id) {
-  SessionHead& session = *currentSession;
-  Frame* frame = nullptr;
-  char* const object = residentObject(session, id, frame);
-  if (PS_UNLIKELY(object == nullptr)) return openOutOfLine(id, pscRead);
-  ++session.opens;
-  pin(frame);
-  return reinterpret_cast<psObj*>(object);
-}
-
-inline psObj* openForUpdate(const psId& id) {
-  SessionHead& session = *currentSession;
-  Frame* frame = nullptr;
-  char* const object = residentObject(session, id, frame);
-  if (PS_UNLIKELY(object == nullptr || frame->updateStamp != session.updateStamp)) return openOutOfLine(id, pscUpdate);
-  ++session.opens;
-  pin(frame);
-  return reinterpret_cast<psObj*>(object);
-}
-
 // Whether an object, or the storage of an array, is in memory and its page counts as changed.
 inline bool isResidentForUpdate(const psId& id) {
   SessionHead& session = *currentSession;
@@ -275,13 +248,6 @@ inline bool isCurrent(const void* object, const psId& id) {
   const Frame& frame = frameTable[header.frame];
   return frame.readStamp == currentSession->readStamp &&
          PS_LIKELY((frame.pageId.bits() ^ id.bits()) == std::uint64_t{header.slot} << 48);
-}
-
-// The storage of an array inside an open object: asks nobody, pins nothing. Null when it cannot be read.
-inline void* residentStorage(const psId& id) {
-  Frame* frame = nullptr;
-  char* const storage = residentObject(*currentSession, id, frame);
-  return PS_LIKELY(storage != nullptr) ? storage : storageOutOfLine(id);
 }
 
 // Keeps the page of an address (of an object or its array, not of a container) in memory while it lives; an address

@@ -5,12 +5,10 @@
 #include <utility>
 #include <vector>
 
+#include "store/base/ClassNumbers.h"
 #include "store/cache/Frame.h"
 
 namespace ps::detail {
-
-// The class number under which an array's storage stands in a page; no scan shows it, and its first word is data.
-constexpr std::uint32_t storageType = 9;
 
 constexpr std::size_t alignment = 16;
 constexpr std::size_t aligned(std::size_t size) { return (size + alignment - 1) / alignment * alignment; }
@@ -53,6 +51,12 @@ struct Page {
 // The object at a place of a slot table.
 inline char* bodyAt(const Frame* frame, std::uint16_t offset) { return frame->image + std::size_t{offset} * alignment; }
 inline ObjectHeader* headerAt(const Frame* frame, std::uint16_t offset) { return headerOf(bodyAt(frame, offset)); }
+
+// The object of a slot; null when the slot holds none that can be opened here.
+inline char* liveObject(const Frame* frame, std::uint32_t slot) {
+  const std::uint16_t offset = slot <= frame->slotLimit ? slotsOf(frame)[slot] : std::uint16_t{0};
+  return offset != 0 ? bodyAt(frame, offset) : nullptr;
+}
 
 // Sets an element of the slot table, and what is known of the regular objects; offset 0 takes the object out.
 void setSlot(Page& page, std::uint16_t slot, std::uint16_t offset);

@@ -8,11 +8,14 @@
 #include <cstring>
 #include <new>
 
-#include "store/IdText.h"
+#include "store/base/IdParts.h"
+#include "store/base/IdText.h"
+#include "store/base/psChecked.h"
 #include "store/cache/Arena.h"
 #include "store/cache/PageRecord.h"
-#include "store/cache/StoreKey.h"
+#include "store/cache/PagelessObject.h"
 #include "store/cache/TypeRegistry.h"
+#include "store/engine/StoreKey.h"
 
 namespace ps::detail {
 
@@ -29,11 +32,8 @@ constexpr unsigned announcementsPerDiskAccess = 32;
 // Stands for a database of which nothing is in memory.
 DatabaseTable emptyTable;
 
-psId pageOf(const psId& id) { return psId(id.get_DB(), id.get_OC(), id.get_page(), 0); }
-
 std::string pageText(const psId& id) {
-  return "page " + std::to_string(id.get_page()) + " of container (" + std::to_string(id.get_DB()) + "," +
-         std::to_string(id.get_OC()) + ")";
+  return "page " + std::to_string(id.get_page()) + " of " + textOf(containerOf(id));
 }
 
 std::size_t pageCount(const PageLink* pages) { return pages == nullptr ? 0 : pages[0].frame; }
@@ -60,7 +60,7 @@ std::uint64_t tailHash(const std::vector<std::uint64_t>& checksums) {
 void releaseDetached(Frame* frame) {
   Page* const page = frame->page;
   if (page == nullptr) {
-    CatalogEntry::destroy(CatalogEntry::of(frame));
+    PagelessObject::of(frame)->destroy();
     return;
   }
   Arena::instance().release(frame, page->bytes);
@@ -91,7 +91,7 @@ void PageCache::begin(std::uint64_t readStamp, std::uint64_t updateStamp) {
 }
 
 // The place in the translation tables for a page, which are grown as needed.
-PageLink* PageCache::place(const psId& id) {
+PageLink* PageCache::linkFor(const psId& id) {
   if (id.get_DB() >= databases_.size()) {
     databases_.resize(id.get_DB() + 1U, &emptyTable);
     head_.databases = databases_.data();
@@ -120,9 +120,9 @@ PageLink* PageCache::place(const psId& id) {
 
 // Brings the page's link up to date.
 void PageCache::link(const Page& page) {
-  *place(page.frame->pageId) = {static_cast<std::uint32_t>(page.frame - frameTable),
-                                page.regularStride * std::uint32_t{alignment},
-                                reinterpret_cast<std::uintptr_t>(bodyAt(page.frame, page.regularBegin))};
+  *linkFor(page.frame->pageId) = {static_cast<std::uint32_t>(page.frame - frameTable),
+                                  page.regularStride * std::uint32_t{alignment},
+                                  reinterpret_cast<std::uintptr_t>(bodyAt(page.frame, page.regularBegin))};
 }
 
 PageCache::Fetch PageCache::fetch(const psId& id, Page*& page) {
@@ -239,7 +239,7 @@ PageCache::Fetch PageCache::load(const psId& id, Page*& page) {
 Page* PageCache::newImage(const psId& id, std::size_t bytes) {
   makeRoom(bytes);
   std::size_t granted = 0;
-  Frame* const frame = place(id) != nullptr ? Arena::instance().allocate(bytes, granted) : nullptr;
+  Frame* const frame = linkFor(id) != nullptr ? Arena::instance().allocate(bytes, granted) : nullptr;
   if (frame == nullptr) {
     error_ = {psErrorKind::memory,
               "there is no memory for " + pageText(id) + "; lower the session's cacheLimit or close handles"};
@@ -271,17 +271,17 @@ void PageCache::change(Page& page) {
   changed_.push_back(&page);
 }
 
-char* PageCache::allocate(CatalogEntry& container, const psId& near, std::uint32_t type, std::uint32_t size,
+char* PageCache::allocate(PageSequence pages, const psId& near, std::uint32_t type, std::uint32_t size,
                           std::uint32_t capacity) {
-  const psId& id = container.frame->pageId;
+  const psId& id = pages.container;
   Page* page = nullptr;
   Frame* const nearby = near.get_page() != 0 ? residentFrame(head_, near) : nullptr;
   if (nearby != nullptr && nearby->readStamp == readStamp_ && fits(*nearby->page, capacity)) page = nearby->page;
-  if (page == nullptr && container.nextNumber > 1) {
-    const psId last(id.get_DB(), id.get_OC(), static_cast<unsigned short>(container.nextNumber - 1), 0);
+  if (page == nullptr && pages.nextNumber > 1) {
+    const psId last(id.get_DB(), id.get_OC(), static_cast<unsigned short>(pages.nextNumber - 1), 0);
     if (fetch(last, page) != Fetch::present || !fits(*page, capacity)) page = nullptr;
   }
-  if (page == nullptr) page = newPage(container, capacity);
+  if (page == nullptr) page = newPage(pages, capacity);
   if (page == nullptr) return nullptr;
   change(*page);
   const auto offset = static_cast<std::uint16_t>((page->used + sizeof(ObjectHeader)) / alignment);
@@ -313,14 +313,14 @@ bool PageCache::resizeInPlace(Page& page, ObjectHeader& header, std::uint32_t si
   return true;
 }
 
-Page* PageCache::newPage(CatalogEntry& container, std::size_t capacity) {
+Page* PageCache::newPage(PageSequence pages, std::size_t capacity) {
   const std::size_t onPage = pageSize_ - objectsBegin(pageSize_ / bytesPerSlot) - sizeof(ObjectHeader);
   const bool alone = capacity > onPage;
   const std::size_t slots = alone ? 1 : pageSize_ / bytesPerSlot;
   const std::size_t bytes = alone ? objectsBegin(slots) + sizeof(ObjectHeader) + aligned(capacity) : pageSize_;
-  const std::uint32_t number = freshPageNumber(container);
+  const std::uint32_t number = freshPageNumber(pages);
   if (number == 0) return nullptr;
-  psId id = container.frame->pageId;
+  psId id = pages.container;
   id.set_page(static_cast<unsigned short>(number));
   Page* const page = newImage(id, bytes);
   if (page == nullptr) return nullptr;
@@ -328,15 +328,15 @@ Page* PageCache::newPage(CatalogEntry& container, std::size_t capacity) {
   page->frame->slotLimit = static_cast<std::uint32_t>(slots);
   page->used = objectsBegin(slots);
   page->created = true;
-  container.nextNumber = std::max(container.nextNumber, number + 1);
+  pages.nextNumber = std::max(pages.nextNumber, number + 1);
   return page;
 }
 
 // The next page number of a container; only when there is none above those in use, one whose page is gone. 0: none at
 // all.
-std::uint32_t PageCache::freshPageNumber(CatalogEntry& container) {
-  if (container.nextNumber <= highestPage) return container.nextNumber;
-  psId id = container.frame->pageId;
+std::uint32_t PageCache::freshPageNumber(PageSequence pages) {
+  if (pages.nextNumber <= highestPage) return pages.nextNumber;
+  psId id = pages.container;
   for (std::uint32_t number = 1; number <= highestPage; ++number) {
     id.set_page(static_cast<unsigned short>(number));
     std::string_view value;
@@ -482,7 +482,7 @@ void PageCache::settle(Page& page) {
 void PageCache::discard(Page& page) {
   Frame* const frame = page.frame;
   unlist(page);
-  *place(frame->pageId) = noPage;
+  *linkFor(frame->pageId) = noPage;
   counters_.residentBytes -= page.bytes;
   frame->readStamp = 0;
   frame->pins |= Frame::detached;

@@ -6,12 +6,17 @@
 #include <unordered_set>
 #include <vector>
 
-#include "store/cache/CatalogEntry.h"
+#include "store/base/psSessionCounters.h"
 #include "store/cache/Page.h"
 #include "store/engine/Engine.h"
-#include "store/psSession.h"
 
 namespace ps::detail {
+
+// A container, as far as it is one of pages.
+struct PageSequence {
+  psId container;
+  std::uint32_t& nextNumber;  // of the next fresh page
+};
 
 // The page images that one session has in memory, and the translation from identifiers to addresses.
 //
@@ -52,8 +57,7 @@ class PageCache {
 
   // A place for a new object: zeroed, with its header; null when the container is full or memory is short. Tries the
   // page of near, then the container's last page, then a new one.
-  char* allocate(CatalogEntry& container, const psId& near, std::uint32_t type, std::uint32_t size,
-                 std::uint32_t capacity);
+  char* allocate(PageSequence pages, const psId& near, std::uint32_t type, std::uint32_t size, std::uint32_t capacity);
   // Grows or shrinks an object within its capacity, or into free memory right behind it. Added bytes are zero.
   static bool resizeInPlace(Page& page, ObjectHeader& header, std::uint32_t size);
   // Removes an object from its image; the image counts as changed.
@@ -70,14 +74,14 @@ class PageCache {
   const StoreError& error() const { return error_; }
 
  private:
-  PageLink* place(const psId& id);
+  PageLink* linkFor(const psId& id);
   void link(const Page& page);
   Fetch load(const psId& id, Page*& page);
   Fetch readRecord(const psId& id, std::string& record, std::vector<std::uint64_t>& checksums);
   std::string_view readPayload(std::string_view key, std::string_view value, std::uint64_t& checksum);
   Page* newImage(const psId& id, std::size_t bytes);
-  Page* newPage(CatalogEntry& container, std::size_t capacity);
-  std::uint32_t freshPageNumber(CatalogEntry& container);
+  Page* newPage(PageSequence pages, std::size_t capacity);
+  std::uint32_t freshPageNumber(PageSequence pages);
   Fetch revalidate(const psId& id, Page& page);
   bool restore(Page& page);
   bool write(Page& page);

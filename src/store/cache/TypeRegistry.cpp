@@ -8,8 +8,6 @@
 #include <mutex>
 #include <new>
 
-#include "store/StoreError.h"
-
 namespace ps::detail {
 
 bool isOfRegisteredType(const ClassInfo& info, const void* object) {
@@ -34,19 +32,16 @@ TypeRegistry& TypeRegistry::instance() {
   return *registry;
 }
 
-void TypeRegistry::add(ClassInfo info, Owner owner) {
-  std::string complaint;
-  {
-    const std::unique_lock<std::shared_mutex> lock(mutex_);
-    complaint = refusal(info, owner);
-    if (complaint.empty()) {
-      const unsigned int number = info.number;
-      classes_.emplace(number, std::make_unique<ClassInfo>(std::move(info)));
-      return;
-    }
-    if (!initialized_ && conflict_.empty()) conflict_ = complaint;
+std::string TypeRegistry::add(ClassInfo info, Owner owner) {
+  const std::unique_lock<std::shared_mutex> lock(mutex_);
+  std::string complaint = refusal(info, owner);
+  if (complaint.empty()) {
+    const unsigned int number = info.number;
+    classes_.emplace(number, std::make_unique<ClassInfo>(std::move(info)));
+  } else if (!initialized_ && conflict_.empty()) {
+    conflict_ = complaint;
   }
-  signalStoreError({psErrorKind::usage, complaint});
+  return complaint;
 }
 
 // Why a class cannot be added; empty when it can, or is there already.

@@ -10,7 +10,9 @@
 #include <unordered_map>
 #include <vector>
 
-#include "store/psTypeManager.h"
+#include "store/base/ClassNumbers.h"
+#include "store/base/psObj.h"
+#include "store/base/psRelocation.h"
 
 namespace ps::detail {
 
@@ -43,9 +45,10 @@ class TypeRegistry {
  public:
   static TypeRegistry& instance();
 
-  // Adds a class; a number that another class has, or that the class may not have, is refused and signalled.
+  // Adds a class. A number that another class has, or that the class may not have, is refused: the result is a sentence
+  // that says so, and empty otherwise.
   enum class Owner { library, application };
-  void add(ClassInfo info, Owner owner);
+  [[nodiscard]] std::string add(ClassInfo info, Owner owner);
   void adopt(unsigned int number, const psObj* prototype);
   void addArray(unsigned int number, std::uint32_t offset);
 

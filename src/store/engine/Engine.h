@@ -7,8 +7,8 @@
 #include <string>
 #include <string_view>
 
-#include "store/StoreError.h"
-#include "store/psSessionOptions.h"
+#include "store/base/StoreError.h"
+#include "store/base/psSessionOptions.h"
 
 namespace ps::detail {
 

@@ -5,9 +5,9 @@
 #include <string>
 #include <string_view>
 
+#include "store/base/psSessionOptions.h"
 #include "store/engine/Engine.h"
 #include "store/engine/LmdbEnvironment.h"
-#include "store/psSessionOptions.h"
 
 namespace ps::detail {
 

@@ -18,7 +18,6 @@
 #include <system_error>
 #include <vector>
 
-#include "store/ForkLocks.h"
 #include "store/engine/NewFile.h"
 
 namespace ps::detail {
@@ -250,10 +249,6 @@ void coverAllPages(MDB_env* environment, int descriptor, off_t size) {
 
 LmdbEnvironment::Handle LmdbEnvironment::acquire(const std::string& path, const psSessionOptions& options,
                                                  StoreError& error) {
-  if (const int code = watchForks(); code != 0) {
-    error = cannotOpen(path, {kindOf(code), explain(code, path)});
-    return nullptr;
-  }
   const std::lock_guard<std::mutex> lock(registry().mutex);
   StoreError reason;
   File file;

@@ -10,8 +10,8 @@
 #include <mutex>
 #include <string>
 
+#include "store/base/psSessionOptions.h"
 #include "store/engine/Engine.h"
-#include "store/psSessionOptions.h"
 
 namespace ps::detail {
 

@@ -8,8 +8,8 @@
 #include <string>
 #include <string_view>
 
+#include "store/base/psSessionOptions.h"
 #include "store/engine/Engine.h"
-#include "store/psSessionOptions.h"
 
 namespace ps::detail {
 

@@ -29,6 +29,8 @@ int pow2(int) { return 0; }
 bool isPrime(unsigned int) { return true; }
 unsigned int next_prime(unsigned int) { return 0; }
 
+bool fitsItsHeaders();  // in version.cpp
+
 namespace {
 
 // A hash set takes more elements than a bucket holds.
@@ -74,8 +76,10 @@ int isThere(psSession& session, const char* text) {
 
 int main() {
   psSession session;
-  if (session.open("memory:") == 1 && write(session, "kept") == 1 && isThere(session, "kept") == 1) {
+  if (fitsItsHeaders() && session.open("memory:") == 1 && write(session, "kept") == 1 &&
+      isThere(session, "kept") == 1) {
     session.close();
+    std::puts(psVersion());
     return 0;
   }
   std::fprintf(stderr, "consumer: %s\n", session.lastError().c_str());

@@ -1,0 +1,175 @@
+#include "check/TreeChecker.h"
+
+#include <utility>
+
+#include "list/psTreeList.h"
+#include "sorted/psTreeMap.h"
+#include "store/base/IdText.h"
+#include "tree/NodeAccess.h"
+#include "tree/psTreeAdmin.h"
+
+namespace ps::detail {
+
+namespace {
+
+// The child of node that the leaf lies below; null when the parents do not lead there.
+pstHandle<psBTree> childAbove(const psId& leaf, const pstHandle<psBTree>& node) {
+  constexpr int mostLevels = 64;
+  pstHandle<psBTree> child(leaf);
+  for (int steps = 0; steps < mostLevels; ++steps) {
+    if (child.open(pscRead) != 1 || !child->psIsKindOf(psBTree::pstTypeN)) break;
+    const pstHandle<psBTree> above = child->parent();
+    if (above == node) return child;
+    child = above;
+  }
+  return {};
+}
+
+}  // namespace
+
+CheckResult TreeChecker::check(const pstHandle<psBTree>& root) {
+  TreeChecker checker(root);
+  checker.run();
+  return std::move(checker.result_);
+}
+
+void TreeChecker::run() {
+  if (root_.open(pscRead) != 1) return complain(root_, "", "the root cannot be opened");
+  sorted_ = !root_->psIsKindOf(psTreeList::pstTypeN);
+  isMap_ = root_->psIsKindOf(psTreeMap::pstTypeN);
+  comparator_ = root_->comparator();
+  const pstHandle<psUnsortedArray> entries(NodeAccess::elements(*root_));
+  if (entries.open(pscRead) != 1) return complain(root_, "", "the root has no entries");
+  capacity_ = entries->size();
+  visit(root_, "", 1);
+  if (result_.faults.empty()) checkChain();
+  if (result_.faults.empty()) checkWhole();
+  checkAdmin();
+}
+
+psId TreeChecker::visit(const Node& node, const std::string& path, int level) {
+  if (level > 1) own(node, path);
+  if (node.open(pscRead) != 1 || !node->psIsKindOf(psBTree::pstTypeN)) {
+    complain(node, path, "is not a node");
+    return psId();
+  }
+  const pstHandle<psUnsortedArray> entries(NodeAccess::elements(*node));
+  if (!checkArray(entries, path, !sorted_)) return psId();
+  if (level > 1 && entries->isEmpty()) complain(node, path, "it is empty");
+
+  const bool isLeaf = !NodeAccess::first(*node).isNull() || entries->isEmpty();
+  if (node->isLeaf() != isLeaf) complain(node, path, "isLeaf() is wrong");
+  checkValues(node, *entries, path, isLeaf);
+  if (!isLeaf) return visitChildren(node, *entries, path, level);
+  visitLeaf(node, *entries, path, level);
+  return node.oid();
+}
+
+// The leaves of a map have a value for each element, and its root has an array for them that is empty otherwise.
+void TreeChecker::checkValues(const Node& node, psUnsortedArray& entries, const std::string& path, bool isLeaf) {
+  const pstHandle<psUnsortedArray> values(node->values());
+  if (!isMap_ || (!isLeaf && node != root_)) {
+    if (!values.isNull()) complain(node, path, "it has values");
+    return;
+  }
+  if (!checkArray(values, path, true)) return;
+  if (values->usedSize() != (isLeaf ? entries.usedSize() : 0)) complain(node, path, "not a value for each key");
+  if (values.containedIn() != NodeAccess::elements(*node).containedIn())
+    complain(values, path, "the values do not lie in the container of the keys");
+}
+
+bool TreeChecker::checkArray(const pstHandle<psUnsortedArray>& entries, const std::string& path, bool mayHoldNull) {
+  if (ptmIsKindOf(entries.typeN(), psUnsortedArray::pstTypeN) == 0 || entries.open(pscRead) != 1) {
+    complain(entries, path, "is not an array");
+    return false;
+  }
+  own(entries, path);
+  if (entries->size() != capacity_) complain(entries, path, "its capacity is " + std::to_string(entries->size()));
+  const int last = entries->lastIndex();
+  if (last < -1 || last >= entries->size()) {
+    complain(entries, path, "its last index is " + std::to_string(last));
+    return false;
+  }
+  for (int i = 0; i < entries->size(); ++i) {
+    const bool isNull = (*entries)[i].isNull();
+    if (isNull && i <= last && !mayHoldNull) complain(entries, path, "null at " + std::to_string(i));
+    if (!isNull && i > last) complain(entries, path, "a rest at " + std::to_string(i));
+  }
+  return true;
+}
+
+void TreeChecker::visitLeaf(const Node& leaf, psUnsortedArray& entries, const std::string& path, int level) {
+  if (depth_ == 0) depth_ = level;
+  if (level != depth_)
+    complain(leaf, path, "its depth is " + std::to_string(level) + ", not " + std::to_string(depth_));
+  leaves_.push_back(leaf.oid());
+  size_ += entries.usedSize();
+  if (entries.isEmpty()) return;
+  if (!sorted_) {
+    if (NodeAccess::first(*leaf) != leaf) complain(leaf, path, "it does not mark itself");
+    return;
+  }
+  if (NodeAccess::first(*leaf) != entries.first()) complain(leaf, path, "its first is not its entry 0");
+  for (int i = 0; i <= entries.lastIndex(); ++i) checkAscending(entries[i], path + '/' + std::to_string(i));
+}
+
+void TreeChecker::checkAscending(const pstRef<psObj>& element, const std::string& path) {
+  if (!comparator_.isNull() && !element.isValid()) return;
+  if (!previous_.isNull()) {
+    const pstHandle<psObj> before(previous_);
+    const pstHandle<psObj> here(element);
+    const int order = comparator_.isNull() ? psCompare::comparePsId(before, here) : comparator_->compare(before, here);
+    if (order >= 0) complain(element, path, "does not come after " + textOf(previous_));
+  }
+  previous_ = element;
+}
+
+psId TreeChecker::visitChildren(const Node& node, psUnsortedArray& entries, const std::string& path, int level) {
+  for (int i = 0; i <= entries.lastIndex(); ++i) {
+    const std::string at = path + '/' + std::to_string(i);
+    const Node child = childAbove(entries[i], node);
+    if (child.isNull()) {
+      complain(entries[i], at, "no way up");
+    } else if (const psId leftmost = visit(child, at, level + 1); leftmost != entries[i]) {
+      complain(node, at, "the entry is " + textOf(entries[i]) + ", the leftmost leaf " + textOf(leftmost));
+    }
+  }
+  return entries.first();
+}
+
+// The leaves know their neighbours.
+void TreeChecker::checkChain() {
+  for (std::size_t i = 0; i < leaves_.size(); ++i) {
+    const Node leaf(leaves_[i]);
+    if (leaf.open(pscRead) != 1) return complain(leaf, "", "cannot be opened");
+    const psId before = i > 0 ? leaves_[i - 1] : psId();
+    const psId after = i + 1 < leaves_.size() ? leaves_[i + 1] : psId();
+    if (leaf->previous() != before) complain(leaf, "", "previous() is " + textOf(leaf->previous()));
+    if (leaf->next() != after) complain(leaf, "", "next() is " + textOf(leaf->next()));
+  }
+}
+
+void TreeChecker::checkWhole() {
+  if (root_->size() != size_)
+    complain(root_, "", "size() is " + std::to_string(root_->size()) + ", not " + std::to_string(size_));
+  if (root_->depth() != depth_) complain(root_, "", "depth() is " + std::to_string(root_->depth()));
+  if (root_->atFirst() != leaves_.front()) complain(root_, "", "atFirst() is " + textOf(root_->atFirst()));
+  if (root_->atLast() != leaves_.back()) complain(root_, "", "atLast() is " + textOf(root_->atLast()));
+}
+
+void TreeChecker::checkAdmin() {
+  const pstHandle<psObj> admin(root_->admin());
+  if (admin.open(pscRead) != 1 || !admin->psIsKindOf(psTreeAdmin::pstTypeN))
+    return complain(root_, "", textOf(admin) + " is not an administrator");
+  own(admin, "");
+}
+
+void TreeChecker::complain(const psId& id, const std::string& path, const std::string& what) {
+  result_.faults.push_back(textOf(id) + (path.empty() ? "" : " at " + path) + ": " + what);
+}
+
+void TreeChecker::own(const psId& id, const std::string& path) {
+  if (!result_.owned.insert(id.bits()).second) complain(id, path, "is owned twice");
+}
+
+}  // namespace ps::detail

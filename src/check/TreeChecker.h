@@ -1,0 +1,51 @@
+#pragma once
+
+#include <string>
+#include <vector>
+
+#include "check/CheckResult.h"
+#include "core/psCompare.h"
+#include "tree/psBTree.h"
+
+namespace ps::detail {
+
+// Walks over one tree, a list, sorted set or sorted map, and collects every fault of its structure. It does not use
+// what the tree's own operations walk with. Neighbours are compared with the tree's comparator; elements that were
+// deleted are passed over. Every node and array is opened and, where there is a comparator, every element.
+class TreeChecker {
+ public:
+  static CheckResult check(const pstHandle<psBTree>& root);
+
+ private:
+  using Node = pstHandle<psBTree>;
+
+  explicit TreeChecker(const Node& root) : root_(root) {}
+
+  void run();
+  // Checks the subtree of a node and returns its leftmost leaf. A path is the node's positions from the root: "/1/0".
+  psId visit(const Node& node, const std::string& path, int level);
+  void visitLeaf(const Node& leaf, psUnsortedArray& entries, const std::string& path, int level);
+  psId visitChildren(const Node& node, psUnsortedArray& entries, const std::string& path, int level);
+  bool checkArray(const pstHandle<psUnsortedArray>& entries, const std::string& path, bool mayHoldNull);
+  void checkValues(const Node& node, psUnsortedArray& entries, const std::string& path, bool isLeaf);
+  void checkAscending(const pstRef<psObj>& element, const std::string& path);
+  void checkChain();
+  void checkWhole();
+  void checkAdmin();
+
+  void complain(const psId& id, const std::string& path, const std::string& what);
+  void own(const psId& id, const std::string& path);
+
+  CheckResult result_;
+  Node root_;
+  pstHandle<psCompare> comparator_;
+  bool sorted_ = false;
+  bool isMap_ = false;
+  int capacity_ = 0;
+  int depth_ = 0;
+  int size_ = 0;
+  pstRef<psObj> previous_;
+  std::vector<psId> leaves_;
+};
+
+}  // namespace ps::detail

@@ -1,0 +1,23 @@
+#pragma once
+
+#include <cstdint>
+
+// Numbers of persistent classes.
+
+// Class numbers up to the first belong to the library; those of an application go from there to the second.
+constexpr unsigned int psHighestLibraryTypeN = 9999;
+constexpr unsigned int psHighestTypeN = 0x7FFFFFFF;
+
+namespace ps::detail {
+
+// The store's own classes: psObj, psContObj, psGCContObj, psDBObj and psFDObj.
+constexpr unsigned int objectTypeN = 1;
+constexpr unsigned int containerTypeN = 2;
+constexpr unsigned int collectedContainerTypeN = 3;
+constexpr unsigned int databaseTypeN = 4;
+constexpr unsigned int federationTypeN = 5;
+
+// The number under which an array's storage stands in a page; no scan shows it, and its first word is data.
+constexpr std::uint32_t storageType = 9;
+
+}  // namespace ps::detail

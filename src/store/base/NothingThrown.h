@@ -1,0 +1,18 @@
+#pragma once
+
+namespace ps::detail {
+
+// While one lives, errors of the thread are signalled and not thrown, whatever the session says: in destructors, and
+// where an operation has begun to write what it has planned.
+class NothingThrown {
+ public:
+  NothingThrown();
+  NothingThrown(const NothingThrown&) = delete;
+  NothingThrown& operator=(const NothingThrown&) = delete;
+  ~NothingThrown();
+
+  // Whether the calling thread has one.
+  static bool applies();
+};
+
+}  // namespace ps::detail

@@ -1,0 +1,68 @@
+#pragma once
+
+#include <exception>
+#include <string>
+
+#include "store/base/psErrorKind.h"
+#include "store/base/psExport.h"
+#include "store/base/psMode.h"
+
+// An error: its number, the text that printf-like arguments complete, and what sort of failure it is.
+struct psError {
+  int number;
+  const char* text;
+  psErrorKind kind = psErrorKind::usage;
+};
+
+PS_API extern const psError psteVArrayBound;     // arguments: largest valid index, index
+PS_API extern const psError psteVArraySizeZero;  // argument: index
+PS_API extern const psError psteUpdateVArray;    // no argument
+PS_API extern const psError psteStore;           // argument: a sentence; every error of sessions and opens
+
+// The error context of the calling thread: the running array operation and the last signalled error.
+class PS_API pehSessionData {
+ public:
+  // Name of the operation that errors signalled from now on belong to; the text must outlive the context.
+  const char* operation = "";
+
+  // The last signalled error. number is 0, text empty and kind none when there was none since the last clear().
+  int number() const { return number_; }
+  psErrorKind kind() const { return kind_; }
+  psErrorLevel level() const { return level_; }
+  const std::string& text() const { return text_; }
+
+  void record(psErrorLevel level, int number, psErrorKind kind, std::string text);
+  void clear();
+
+  bool throws = false;  // whether psThrowException throws
+
+ private:
+  friend void psThrowException(pehSessionData* context);
+
+  int number_ = 0;
+  psErrorKind kind_ = psErrorKind::none;
+  psErrorLevel level_ = pscInformation;
+  std::string text_;
+  bool pending_ = false;
+};
+
+// Thrown by psThrowException for the pending error when psSession::throwErrors is on.
+class PS_API psException : public std::exception {
+ public:
+  psException(int number, psErrorKind kind, std::string text) : number_(number), kind_(kind), text_(std::move(text)) {}
+  const char* what() const noexcept override { return text_.c_str(); }
+  int number() const { return number_; }
+  psErrorKind kind() const { return kind_; }
+
+ private:
+  int number_;
+  psErrorKind kind_;
+  std::string text_;
+};
+
+// The calling thread's error context; it exists without a session too. Never null.
+PS_API pehSessionData* pehSessionDataGetFunction();
+
+// Throws the pending error as a psException when the context asks for it; returns otherwise. The error is no longer
+// pending then, unless the library is where nothing may be thrown.
+PS_API void psThrowException(pehSessionData* context);

@@ -1,0 +1,159 @@
+#include "store/catalog/NameIndex.h"
+
+#include <algorithm>
+
+#include "store/base/FiledName.h"
+#include "store/base/IdText.h"
+#include "store/engine/StoreKey.h"
+
+namespace ps::detail {
+
+namespace {
+
+constexpr std::size_t kindSize = 1;
+constexpr std::size_t idSize = 8;
+constexpr char byName = 'N';
+constexpr char byObject = 'R';
+
+std::string idBytes(const psId& id) {
+  // The key without its leading letter.
+  return std::string(std::string_view(StoreKey::namesOf(id)).substr(kindSize));
+}
+
+// The part of an identifier that all identifiers within it begin with.
+std::string prefixOf(char kind, const psId& id) {
+  StoreKey key(kind);
+  if (id.get_DB() == 0 || id.get_page() != 0) return std::string(std::string_view(key.id(id)));
+  key.number(id.get_DB());
+  if (id.get_OC() != 0) key.number(id.get_OC());
+  return std::string(std::string_view(key));
+}
+
+// A record taken apart.
+struct Filing {
+  psId object;
+  psId scope;
+  std::string_view name;
+
+  StoreKey key(char kind) const {
+    return kind == byName ? StoreKey::name(scope, name) : StoreKey::nameOf(object, scope, name);
+  }
+};
+
+// False when the record has not the form of one; the scope and the name are set as far as they can be told.
+bool readFiling(std::string_view key, std::string_view value, Filing& filing) {
+  const bool named = key[0] == byName;
+  const std::size_t ids = named ? 1 : 2;
+  if (key.size() <= kindSize + ids * idSize) return false;
+  filing.scope = StoreKey::idAt(key, kindSize + (ids - 1) * idSize);
+  filing.name = key.substr(kindSize + ids * idSize);
+  if (value.size() != (named ? idSize : 0)) return false;
+  filing.object = named ? StoreKey::idAt(value, 0) : StoreKey::idAt(key, kindSize);
+  return true;
+}
+
+}  // namespace
+
+bool NameIndex::fail(StoreError error) {
+  error_ = std::move(error);
+  return false;
+}
+
+NameIndex::Bound NameIndex::bind(const psId& object, const psId& scope, std::string_view name) {
+  psId bound;
+  const Engine::Lookup found = find(scope, name, bound);
+  if (found != Engine::Lookup::absent) return found == Engine::Lookup::found ? Bound::taken : Bound::failed;
+  WholeChange change(engine_);
+  if (!engine_.put(StoreKey::name(scope, name), idBytes(object)) ||
+      !engine_.put(StoreKey::nameOf(object, scope, name), "")) {
+    fail(engine_.error());
+    return Bound::failed;
+  }
+  change.done();
+  return Bound::done;
+}
+
+Engine::Lookup NameIndex::find(const psId& scope, std::string_view name, psId& object) {
+  const std::string key{std::string_view(StoreKey::name(scope, name))};
+  std::string_view value;
+  // Nothing is filed under what is too long for a name.
+  if (key.size() > engine_.maxKeySize()) return Engine::Lookup::absent;
+  const Engine::Lookup found = engine_.get(key, value);
+  if (found == Engine::Lookup::failed) fail(engine_.error());
+  if (found != Engine::Lookup::found) return found;
+  if (!isAnswered(key, value)) return Engine::Lookup::failed;
+  object = StoreKey::idAt(value, 0);
+  return Engine::Lookup::found;
+}
+
+// Whether the other direction says the same as a record.
+bool NameIndex::isAnswered(std::string_view key, std::string_view value) {
+  Filing filing;
+  if (readFiling(key, value, filing)) {
+    const bool named = key[0] == byName;
+    const std::string wanted = named ? std::string() : idBytes(filing.object);
+    std::string_view answer;
+    const Engine::Lookup found = engine_.get(filing.key(named ? byObject : byName), answer);
+    if (found == Engine::Lookup::failed) return fail(engine_.error());
+    if (found == Engine::Lookup::found && answer == wanted) return true;
+  }
+  return fail(psErrorKind::damaged, "the record of the name \"" + textOfFiled(filing.name) + "\" in " +
+                                        textOf(filing.scope) +
+                                        " is damaged; restore the store from a backup, or choose another name");
+}
+
+bool NameIndex::pairsOf(std::string_view prefix, Pairs& pairs) {
+  const bool read = engine_.scan(prefix, [&pairs](std::string_view key, std::string_view value) {
+    pairs.emplace_back(key, value);
+    return true;
+  });
+  if (!read) return fail(engine_.error());
+  return std::all_of(pairs.begin(), pairs.end(),
+                     [this](const auto& pair) { return isAnswered(pair.first, pair.second); });
+}
+
+// All records of what is filed in an object and of where it is filed.
+bool NameIndex::collect(const psId& id, Pairs& names, Pairs& namesOfObjects) {
+  return pairsOf(prefixOf(byName, id), names) && pairsOf(prefixOf(byObject, id), namesOfObjects);
+}
+
+bool NameIndex::isReadable(const psId& id) {
+  Pairs names;
+  Pairs namesOfObjects;
+  return collect(id, names, namesOfObjects);
+}
+
+bool NameIndex::forget(const psId& id) {
+  Pairs names;
+  Pairs namesOfObjects;
+  if (!collect(id, names, namesOfObjects)) return false;
+  WholeChange change(engine_);
+  for (const Pairs* const pairs : {&names, &namesOfObjects}) {
+    for (const auto& [key, value] : *pairs) {
+      Filing filing;
+      readFiling(key, value, filing);
+      if (!engine_.erase(filing.key(byName)) || !engine_.erase(filing.key(byObject))) return fail(engine_.error());
+    }
+  }
+  return change.done();
+}
+
+bool NameIndex::rename(const psId& from, const psId& to) {
+  Pairs filedIn;
+  Pairs filedUnder;
+  if (!collect(from, filedIn, filedUnder) || !forget(from)) return false;
+  WholeChange change(engine_);
+  for (const Pairs* const pairs : {&filedUnder, &filedIn}) {
+    for (const auto& [key, value] : *pairs) {
+      Filing filing;
+      readFiling(key, value, filing);
+      // What is filed in itself stands in both lists.
+      const psId scope = filing.scope == from ? to : filing.scope;
+      if (pairs == &filedIn && filing.object == from) continue;
+      if (bind(filing.object == from ? to : filing.object, scope, filing.name) != Bound::done) return false;
+    }
+  }
+  return change.done();
+}
+
+}  // namespace ps::detail

@@ -1,0 +1,53 @@
+#pragma once
+
+#include <string>
+#include <string_view>
+#include <utility>
+#include <vector>
+
+#include "store/base/psId.h"
+#include "store/engine/Engine.h"
+
+namespace ps::detail {
+
+// The names and keys under which objects are filed in scopes. They stand in the engine's transaction alone, in both
+// directions: from scope and name to object, and from object to its scopes and names. Where the two disagree, one of
+// them is damaged, and what they say cannot be read.
+//
+// What has begun to change something and fails makes the transaction void.
+class NameIndex {
+ public:
+  enum class Bound { done, taken, failed };
+
+  explicit NameIndex(Engine& engine) : engine_(engine) {}
+
+  Bound bind(const psId& object, const psId& scope, std::string_view name);
+  // The object filed under a name.
+  [[nodiscard]] Engine::Lookup find(const psId& scope, std::string_view name, psId& object);
+
+  // Forgets the names of an object and all that is filed in it. For a container or database: of and in everything in it
+  // too. Nothing is changed when some of it cannot be read.
+  [[nodiscard]] bool forget(const psId& id);
+  // Whether all that forget would take can be read.
+  [[nodiscard]] bool isReadable(const psId& id);
+
+  // Gives the names of one object, and what is filed in it, to another.
+  [[nodiscard]] bool rename(const psId& from, const psId& to);
+
+  // Text of the last failure.
+  const StoreError& error() const { return error_; }
+
+ private:
+  using Pairs = std::vector<std::pair<std::string, std::string>>;
+
+  bool pairsOf(std::string_view prefix, Pairs& pairs);
+  bool collect(const psId& id, Pairs& names, Pairs& namesOfObjects);
+  bool isAnswered(std::string_view key, std::string_view value);
+  bool fail(StoreError error);
+  bool fail(psErrorKind kind, std::string message) { return fail(StoreError{kind, std::move(message)}); }
+
+  Engine& engine_;
+  StoreError error_;
+};
+
+}  // namespace ps::detail

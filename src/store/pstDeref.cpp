@@ -1,0 +1,10 @@
+#include "store/pstDeref.h"
+
+psObj* pstRefPin(const psId* id, psMode mode) {
+  if (mode == pscNoOpen) return nullptr;
+  return mode == pscRead ? ps::detail::openForReading(*id) : ps::detail::openForUpdate(*id);
+}
+
+void pstRefUnpin(psObj* object) {
+  if (object != nullptr) ps::detail::unpin(ps::detail::frameOfObject(object));
+}

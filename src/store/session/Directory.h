@@ -1,0 +1,59 @@
+#pragma once
+
+#include <cstdint>
+#include <string_view>
+#include <vector>
+
+#include "store/catalog/Catalog.h"
+
+namespace ps::detail {
+
+class SessionCore;
+
+// The containers, databases and names of one session's store, looked up and changed in the session's transaction.
+//
+// A look-up that fails is a refusal, signalled and counted; it is never given as "absent". entry is null unless found.
+// Changes that fail signal the reason and give null or false.
+class Directory {
+ public:
+  explicit Directory(SessionCore& session) : session_(session) {}
+
+  [[nodiscard]] Engine::Lookup find(const psId& id, CatalogEntry*& entry, bool* changed = nullptr);
+  [[nodiscard]] Engine::Lookup findContainerOf(const psId& object, CatalogEntry*& entry);
+  [[nodiscard]] Engine::Lookup findDatabase(std::string_view name, CatalogEntry*& entry);
+  [[nodiscard]] Engine::Lookup findContainer(const psId& database, std::string_view name, CatalogEntry*& entry);
+  [[nodiscard]] Engine::Lookup findNamed(const psId& scope, std::string_view filed, psId& object);
+  // False when they cannot be read.
+  [[nodiscard]] bool membersOf(const CatalogEntry& scope, std::vector<psId>& members);
+  // The entry, for those to whom absent and refused are the same; null then.
+  CatalogEntry* entry(const psId& id);
+  CatalogEntry* containerOf(const psId& object);
+
+  // Creates; fails when the name or number is taken or cannot be looked up.
+  CatalogEntry* createContainer(const psId& database, const char* name, std::uint32_t type, std::uint32_t number);
+  CatalogEntry* createDatabase();
+  bool nameDatabase(CatalogEntry& database, std::string_view name);
+  // The database of the name, in an update transaction created when there is none; null otherwise.
+  CatalogEntry* databaseNamed(const char* name);
+  // Deletes a container or database with all that it holds.
+  bool remove(const psId& id);
+
+  bool file(const psId& object, const psId& scope, std::string_view filed);
+  // Gives the names of one object to another.
+  bool rename(const psId& from, const psId& to);
+  // Forgets the names of an object and in its scope; the second tells beforehand whether all of them can be read.
+  bool forgetNames(const psId& id);
+  bool canReadNames(const psId& id);
+
+ private:
+  Engine::Lookup answer(Engine::Lookup found);
+  bool failAsCatalog();
+  bool removeContainer(CatalogEntry& entry);
+  bool removeDatabase(CatalogEntry& database);
+  bool dropContainer(CatalogEntry& entry);
+  bool markNamed(const psId& id);
+
+  SessionCore& session_;
+};
+
+}  // namespace ps::detail

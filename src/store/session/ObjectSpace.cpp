@@ -1,0 +1,268 @@
+#include "store/session/ObjectSpace.h"
+
+#include <algorithm>
+#include <cstring>
+
+#include "store/base/IdParts.h"
+#include "store/base/IdText.h"
+#include "store/base/NothingThrown.h"
+#include "store/session/Opening.h"
+#include "store/session/SessionCore.h"
+
+namespace ps::detail {
+
+namespace {
+
+// The header of an object that cannot be opened in this process; null when the slot holds none of those.
+const ObjectHeader* foreignHeader(const Page& page, std::uint16_t slot) {
+  const auto found = std::find_if(page.foreign.begin(), page.foreign.end(),
+                                  [slot](const auto& object) { return object.first == slot; });
+  return found != page.foreign.end() ? headerAt(page.frame, found->second) : nullptr;
+}
+
+// The header of the object in a slot, whether or not it can be opened; null when there is none.
+const ObjectHeader* headerInSlot(const Page& page, std::uint16_t slot) {
+  const char* const object = liveObject(page.frame, slot);
+  return object != nullptr ? headerOf(object) : foreignHeader(page, slot);
+}
+
+// Why an object that exists cannot be opened in this process.
+std::string foreignText(const psId& id, const ObjectHeader& header) {
+  const std::uint32_t type = header.type & ~namedFlag;
+  const ClassInfo* const info = TypeRegistry::instance().find(type);
+  if (info == nullptr || info->virtualTable == 0) {
+    return textOf(id) + " is of class number " + std::to_string(type) +
+           ", which this program does not register; link the library that defines it (PS_REGISTER_CLASS)";
+  }
+  return textOf(id) + " of class " + info->name + " (number " + std::to_string(type) + ") is stored with " +
+         std::to_string(header.size) + " bytes, but the class has " + std::to_string(info->size) +
+         "; give a class whose fields change a new number, and convert the objects";
+}
+
+PageSequence pagesOf(CatalogEntry& container) { return {container.id(), container.nextNumber}; }
+
+}  // namespace
+
+// The page of an identifier. One that cannot be read is a refusal.
+PageCache::Fetch ObjectSpace::fetch(const psId& id, Page*& page) {
+  const PageCache::Fetch found = session_.cache().fetch(id, page);
+  if (found == PageCache::Fetch::unreadable) session_.refuse(session_.cache().error());
+  return found;
+}
+
+psObj* ObjectSpace::open(const psId& id, psMode mode) {
+  if (id.isNull()) return nullptr;
+  if (!session_.isReadyFor("an open")) return session_.endRefused();
+  if (mode == pscUpdate && session_.mode() != pscUpdate) {
+    return session_.refuse(
+        psErrorKind::usage,
+        textOf(id) + " cannot be opened for update in a read transaction; begin one with psSession::begin(pscUpdate)");
+  }
+  if (!session_.admits(id, mode)) return nullptr;
+  psObj* const object = id.get_page() == 0 ? openEntry(id, mode) : openInPage(id, mode);
+  if (object != nullptr) ++session_.opens;
+  return object;
+}
+
+psObj* ObjectSpace::openEntry(const psId& id, psMode mode) {
+  CatalogEntry* entry = nullptr;
+  const Engine::Lookup found = session_.directory().find(id, entry);
+  if (found == Engine::Lookup::absent) return session_.reportAbsent(id);
+  if (found != Engine::Lookup::found) return nullptr;
+  if (mode == pscUpdate) session_.catalog().change(*entry);
+  pin(entry->frame);
+  return entry->asObject();
+}
+
+psObj* ObjectSpace::openInPage(const psId& id, psMode mode) {
+  Page* page = nullptr;
+  const PageCache::Fetch found = fetch(id, page);
+  if (found == PageCache::Fetch::unreadable) return nullptr;
+  if (found == PageCache::Fetch::absent) return session_.reportAbsent(id);
+  char* const object = liveObject(page->frame, id.get_slot());
+  if (object == nullptr) {
+    const ObjectHeader* const foreign = foreignHeader(*page, id.get_slot());
+    return foreign != nullptr ? session_.refuse(psErrorKind::unknownClass, foreignText(id, *foreign))
+                              : session_.reportAbsent(id);
+  }
+  if (mode == pscUpdate) session_.cache().change(*page);
+  pin(page->frame);
+  return reinterpret_cast<psObj*>(object);
+}
+
+bool ObjectSpace::exists(const psId& id) {
+  if (!session_.isReading() || id.isNull()) return false;
+  CatalogEntry* entry = nullptr;
+  if (id.get_page() == 0) return session_.catalog().find(id, entry) != Engine::Lookup::absent;
+  Page* page = nullptr;
+  const PageCache::Fetch found = session_.cache().fetch(id, page);
+  if (found != PageCache::Fetch::present) return found == PageCache::Fetch::unreadable;
+  return headerInSlot(*page, id.get_slot()) != nullptr;
+}
+
+std::uint32_t ObjectSpace::typeOf(const psId& id) {
+  if (!session_.isReading() || id.isNull()) return 0;
+  if (id.get_page() == 0) {
+    const CatalogEntry* const found = session_.directory().entry(id);
+    return found != nullptr ? found->header.type : 0;
+  }
+  Page* page = nullptr;
+  if (fetch(id, page) != PageCache::Fetch::present) return 0;
+  const ObjectHeader* const header = headerInSlot(*page, id.get_slot());
+  return header != nullptr ? header->type & ~namedFlag : 0;
+}
+
+void* ObjectSpace::storage(const psId& id) {
+  if (!session_.isReadyFor("reading an array")) return session_.endRefused();
+  Page* page = nullptr;
+  const PageCache::Fetch found = fetch(id, page);
+  if (found == PageCache::Fetch::unreadable) return nullptr;
+  char* const storage = found == PageCache::Fetch::present ? liveObject(page->frame, id.get_slot()) : nullptr;
+  if (storage != nullptr) return storage;
+  return session_.refuse(psErrorKind::damaged,
+                         "the storage of an array, " + textOf(id) +
+                             ", does not exist; restore the store from a backup, or the array's object was deleted");
+}
+
+psId ObjectSpace::next(const psId& container, const psId& after, unsigned int typeN) {
+  const CatalogEntry* const entry = session_.directory().entry(container);
+  // Storage is not counted: a container without objects has nothing to show.
+  if (entry == nullptr || entry->live == 0) return psId();
+  psId object = container;
+  std::uint32_t slot = after.get_slot() + 1U;
+  for (std::uint32_t number = std::max<std::uint32_t>(after.get_page(), 1); number < entry->nextNumber;
+       ++number, slot = 1) {
+    object.set_page(static_cast<unsigned short>(number));
+    Page* page = nullptr;
+    if (fetch(object, page) != PageCache::Fetch::present) continue;
+    for (; slot < page->nextSlot; ++slot) {
+      object.set_slot(static_cast<unsigned short>(slot));
+      const std::uint32_t type = typeOf(object);
+      if (type == 0 || type == storageType) continue;
+      if (typeN == psObj::pstTypeN || TypeRegistry::instance().isKindOf(type, typeN)) return object;
+    }
+  }
+  return psId();
+}
+
+bool ObjectSpace::changePageOf(const void* address) {
+  Frame* const frame = frameOfAddress(address);
+  if (session_.mode() != pscUpdate || !session_.isCurrent(*frame)) return false;
+  session_.cache().change(*frame->page);
+  return true;
+}
+
+void* ObjectSpace::create(std::uint32_t type, std::size_t size, const psId& near) {
+  const ClassInfo* const info = classOf_(type);
+  if (info == nullptr || info->virtualTable == 0) {
+    session_.fail(psErrorKind::unknownClass, "class number " + std::to_string(type) +
+                                                 " is not registered; put PS_REGISTER_CLASS into one source file");
+    return nullptr;
+  }
+  if (info->size != size) {
+    session_.fail(psErrorKind::unknownClass, "an object of " + std::to_string(size) + " bytes was asked for class " +
+                                                 info->name + " of " + std::to_string(info->size) +
+                                                 "; a class derived from it needs its own PS_PERSISTENT_CLASS");
+    return nullptr;
+  }
+  CatalogEntry* in = nullptr;
+  if (near.get_OC() != 0 && session_.directory().findContainerOf(near, in) == Engine::Lookup::failed) return nullptr;
+  if (in == nullptr) {
+    session_.fail(psErrorKind::usage,
+                  "there is no container to place an object of class " + info->name + " in: near " + textOf(near));
+    return nullptr;
+  }
+  char* const object = session_.cache().allocate(pagesOf(*in), near, type, static_cast<std::uint32_t>(size),
+                                                 static_cast<std::uint32_t>(size));
+  if (object == nullptr) {
+    session_.fail(session_.cache().error());
+    return nullptr;
+  }
+  ++in->live;
+  session_.catalog().change(*in);
+  // So that the object is one of its class even before its constructor runs.
+  std::memcpy(object, &info->virtualTable, sizeof info->virtualTable);
+  return object;
+}
+
+void* ObjectSpace::createStorage(const psId& near, std::uint32_t size, std::uint32_t capacity) {
+  CatalogEntry* in = nullptr;
+  if (session_.directory().findContainerOf(near, in) == Engine::Lookup::failed) return nullptr;
+  char* const storage =
+      in != nullptr ? session_.cache().allocate(pagesOf(*in), near, storageType, size, capacity) : nullptr;
+  if (storage == nullptr) {
+    session_.fail(in != nullptr
+                      ? session_.cache().error()
+                      : StoreError{psErrorKind::absent, "the container of " + textOf(near) + " does not exist"});
+    return nullptr;
+  }
+  session_.catalog().change(*in);
+  return storage;
+}
+
+bool ObjectSpace::free(const psId& id) {
+  Page* page = nullptr;
+  const char* const object =
+      fetch(id, page) == PageCache::Fetch::present ? liveObject(page->frame, id.get_slot()) : nullptr;
+  if (object == nullptr) return false;
+  const std::uint32_t type = headerOf(object)->type;
+  if (type == storageType) {
+    session_.cache().free(*page, id.get_slot());
+    return true;
+  }
+  // By now the object's destructor has run.
+  WholeChange whole(session_.engine());
+  CatalogEntry* in = nullptr;
+  if (session_.directory().findContainerOf(id, in) == Engine::Lookup::failed) return false;
+  if ((type & namedFlag) != 0 && !session_.directory().forgetNames(id)) return false;
+  session_.cache().free(*page, id.get_slot());
+  if (in != nullptr) {
+    --in->live;
+    session_.catalog().change(*in);
+  }
+  return whole.done();
+}
+
+bool ObjectSpace::discard(const psObj* object) {
+  const psId id = idAt(object);
+  if (!session_.isCurrent(object))
+    return session_.fail(psErrorKind::usage, textOf(id) + " cannot be deleted: it was not opened in this transaction");
+  return id.get_page() == 0 ? session_.directory().remove(id) : free(id);
+}
+
+bool ObjectSpace::destroy(const psId& id, psObj* openForUpdate) {
+  if (std::find(beingDeleted_.begin(), beingDeleted_.end(), id) != beingDeleted_.end()) return false;
+  // A handle may have kept the memory of an object that is deleted already.
+  if (openForUpdate != nullptr && !exists(id))
+    return session_.fail(psErrorKind::absent, textOf(id) + " does not exist");
+  const SessionCore::Working working(session_);
+  psObj* const object = openForUpdate != nullptr ? openForUpdate : open(id, pscUpdate);
+  if (object == nullptr) return false;
+  if (openForUpdate != nullptr) pin(frameOfObject(object));
+  const PinnedObject pinned(object);
+  bool done = false;
+  if (id.get_page() == 0) {
+    done = session_.directory().remove(id);
+  } else if (isDeletable(id, object)) {
+    const NothingThrown here;
+    beingDeleted_.push_back(id);
+    object->~psObj();
+    beingDeleted_.erase(std::find(beingDeleted_.begin(), beingDeleted_.end(), id));
+    done = free(id);
+    if (!done) revive(object);
+  }
+  return done;
+}
+
+void ObjectSpace::revive(void* object) {
+  const ClassInfo* const info = TypeRegistry::instance().find(headerOf(object)->type & ~namedFlag);
+  if (info != nullptr) std::memcpy(object, &info->virtualTable, sizeof info->virtualTable);
+}
+
+bool ObjectSpace::isDeletable(const psId& id, const psObj* object) {
+  CatalogEntry* in = nullptr;
+  if (session_.directory().findContainerOf(id, in) == Engine::Lookup::failed) return false;
+  return (headerOf(object)->type & namedFlag) == 0 || session_.directory().canReadNames(id);
+}
+
+}  // namespace ps::detail

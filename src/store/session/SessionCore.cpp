@@ -1,0 +1,362 @@
+#include "store/session/SessionCore.h"
+
+#include <unistd.h>
+
+#include <atomic>
+#include <cstring>
+#include <utility>
+
+#include "store/base/IdText.h"
+#include "store/base/StoreError.h"
+#include "store/base/psError.h"
+#include "store/cache/Arena.h"
+#include "store/cache/TypeRegistry.h"
+#include "store/engine/StoreKey.h"
+#include "store/session/FailedCreation.h"
+#include "store/session/ForkLocks.h"
+
+namespace ps::detail {
+
+namespace {
+
+constexpr const char* abandonedText =
+    "the session that this thread had open was destroyed on another thread: it is closed, and a transaction that was "
+    "open in it was aborted; destroy sessions on the threads that opened them";
+
+// Stamps are unique in the process: 0 is an image that stands for nothing, 1 one that must be checked.
+std::uint64_t freshStamp() {
+  static std::atomic<std::uint64_t> last{1};
+  return ++last;
+}
+
+// The calling thread's hold on its session. What has a destructor may be gone while objects of static lifetime still
+// end their sessions.
+thread_local std::shared_ptr<SessionCore>* held = nullptr;
+
+// Ends a thread's session with the thread.
+struct ThreadEnd {
+  ThreadEnd() = default;
+  ThreadEnd(const ThreadEnd&) = delete;
+  ThreadEnd& operator=(const ThreadEnd&) = delete;
+  ~ThreadEnd() {
+    // The main thread ends with the process, but the destructors of static objects come after this.
+    if (held != nullptr && ::getpid() != ::gettid()) (*held)->end();
+  }
+};
+
+bool isPageSize(unsigned int size) { return size >= 4096 && size <= 32768 && (size & (size - 1)) == 0; }
+
+}  // namespace
+
+SessionCore* SessionCore::current() {
+  if (currentSession == &noSession) return nullptr;
+  auto* const session = static_cast<SessionCore*>(currentSession);
+  if (!session->abandoned_) return session;
+  countRefusal(*session);
+  session->shut();
+  return nullptr;
+}
+
+SessionCore* SessionCore::required() {
+  SessionCore* const session = current();
+  if (session == nullptr && currentSession != &noSession)
+    signalStoreError({psErrorKind::usage, abandonedText});
+  else if (session == nullptr)
+    signalStoreError({psErrorKind::usage, "no session is open on this thread; call psSession::open first"});
+  return session;
+}
+
+SessionCore* SessionCore::updating(const char* what) {
+  SessionCore* const session = required();
+  if (session == nullptr || !session->isReadyFor(what)) return nullptr;
+  if (session->mode_ == pscUpdate) return session;
+  session->fail(psErrorKind::usage,
+                std::string(what) + " needs an update transaction; begin one with psSession::begin(pscUpdate)");
+  return nullptr;
+}
+
+SessionCore::~SessionCore() {
+  if (currentSession == this) currentSession = &noSession;
+}
+
+// Closes the store, if no operation is at work on it. What callers hold of the session stays readable.
+void SessionCore::shut() {
+  if (working_ != 0 || engine_ == nullptr) return;
+  if (mode_ != pscNoOpen && !forked_) abort();
+  engine_.reset();
+  mode_ = pscNoOpen;
+  updateStamps();
+}
+
+void SessionCore::end() {
+  shut();
+  ended_ = true;
+  currentSession = &noSession;
+  const std::unique_ptr<std::shared_ptr<SessionCore>> last(std::exchange(held, nullptr));
+}
+
+// Ends the thread's session if its psSession was destroyed on another thread.
+void SessionCore::endAbandoned() {
+  if (held == nullptr || !(*held)->abandoned_ || (*held)->working_ != 0) return;
+  (*held)->end();
+  signalStoreError({psErrorKind::usage, abandonedText});
+}
+
+bool SessionCore::fail(const StoreError& error) {
+  // The engine's messages name the store themselves.
+  const bool named = path_.empty() || error.text.rfind("Cannot ", 0) == 0;
+  signalStoreError({error.kind, named ? error.text : "store " + path_ + ": " + error.text});
+  return false;
+}
+
+// Whether the session can be used at all by this process, and is in a transaction.
+bool SessionCore::isReadyFor(const char* what) {
+  if (forked_) {
+    return fail(psErrorKind::usage,
+                std::string(what) +
+                    " in a forked child: the session belongs to the parent process; open a session of the child's own");
+  }
+  if (mode_ == pscNoOpen)
+    return fail(psErrorKind::usage, std::string(what) + " outside a transaction; call psSession::begin first");
+  return true;
+}
+
+bool SessionCore::open(const std::string& path, const psSessionOptions& options) {
+  endAbandoned();
+  if (currentSession != &noSession) {
+    return fail(psErrorKind::usage,
+                "this thread has a session open already; close it first, or open the other one on a thread of its own");
+  }
+  if (!isPageSize(options.pageSize)) {
+    return fail(psErrorKind::usage,
+                "pageSize " + std::to_string(options.pageSize) + " is not a power of two from 4096 to 32768");
+  }
+  TypeRegistry::instance().initialize();
+  if (const std::string conflict = TypeRegistry::instance().conflict(); !conflict.empty())
+    return fail(psErrorKind::usage, conflict);
+  if (!Arena::instance().reserve())
+    return fail(psErrorKind::memory,
+                "the process may not reserve 256 MiB of address space; raise its limit (ulimit -v)");
+  if (const int code = watchForks(); code != 0)
+    return fail(psErrorKind::memory, std::string("the process cannot prepare for forks: ") + std::strerror(code));
+  StoreError error;
+  engine_ = openEngine(path, options, error);
+  if (engine_ == nullptr) return fail(error);
+  path_ = path;
+  serial = freshStamp();
+  changeStamp = serial << 32;
+  catalog_.attach(*engine_, serial);
+  cache_.limit(options.cacheLimit);
+  if (!openFederation(options)) {
+    engine_.reset();
+    path_.clear();
+    return false;
+  }
+  cache_.attach(*engine_, pageSize);
+  currentSession = this;
+  held = new std::shared_ptr<SessionCore>(shared_from_this());
+  thread_local const ThreadEnd threadEnd;
+  static_cast<void>(threadEnd);
+  return true;
+}
+
+bool SessionCore::openFederation(const psSessionOptions& options) {
+  if (!engine_->begin(false)) return fail(engine_->error());
+  std::string_view record;
+  const Engine::Lookup found = engine_->get(StoreKey::federation(), record);
+  bool empty = true;
+  const bool read = found != Engine::Lookup::failed &&
+                    (found == Engine::Lookup::found ||
+                     engine_->scan("", [&empty](std::string_view, std::string_view) { return empty = false; }));
+  const StoreError error = engine_->error();
+  const bool done = found == Engine::Lookup::found && readFederation();
+  engine_->abort();
+  if (!read) return fail(error);
+  if (found == Engine::Lookup::found) return done;
+  if (!empty)
+    return fail(psErrorKind::usage,
+                "the file holds something else than a store of persistent objects; choose another path");
+  if (options.readOnly) return fail(psErrorKind::absent, "the file holds no store yet; open it once without readOnly");
+  return createFederation(options);
+}
+
+bool SessionCore::createFederation(const psSessionOptions& options) {
+  if (!engine_->begin(true)) return fail(engine_->error());
+  std::string_view record;
+  const Engine::Lookup found = engine_->get(StoreKey::federation(), record);
+  if (found != Engine::Lookup::absent) {
+    // Another process was faster.
+    const bool done = found == Engine::Lookup::found ? readFederation() : fail(engine_->error());
+    engine_->abort();
+    return done;
+  }
+  pageSize = options.pageSize;
+  startTransaction(pscUpdate);
+  const bool written = catalog_.createFederation(storeFormat, pageSize) != nullptr && catalog_.writeChanges();
+  const bool done = written && engine_->commit() == Engine::Commit::committed;
+  if (done) {
+    catalog_.afterCommit();
+  } else {
+    fail(engine_->error());
+    engine_->abort();
+    catalog_.afterAbort();
+  }
+  version_ = engine_->version();
+  endTransaction();
+  return done;
+}
+
+bool SessionCore::readFederation() {
+  startTransaction(pscRead);
+  CatalogEntry* federation = nullptr;
+  const Engine::Lookup found = catalog_.find(Catalog::federationId(), federation);
+  endTransaction();
+  if (found != Engine::Lookup::found) return fail(catalog_.error());
+  if (federation->name != storeFormat) {
+    return fail(psErrorKind::usage, "the file is in format \"" + federation->name +
+                                        "\", but this release of pscollections reads \"" + std::string(storeFormat) +
+                                        "\"; use the release that wrote it, or a newer one");
+  }
+  pageSize = federation->pageSize;
+  if (!isPageSize(pageSize))
+    return fail(psErrorKind::damaged, "the store's page size is damaged; restore the store from a backup");
+  return true;
+}
+
+// The engine's transaction has begun.
+void SessionCore::startTransaction(psMode mode) {
+  mode_ = mode;
+  if (epoch_ == 0 || engine_->version() != version_) {
+    epoch_ = freshStamp();
+    ++noteStamp;
+    version_ = engine_->version();
+  }
+  update_ = mode == pscUpdate ? freshStamp() : noStamp;
+  catalog_.begin(epoch_, update_);
+  cache_.begin(epoch_, update_);
+  updateStamps();
+}
+
+void SessionCore::endTransaction() {
+  for (Frame* const frame : kept_) unpin(frame);
+  kept_.clear();
+  mode_ = pscNoOpen;
+  update_ = noStamp;
+  updateStamps();
+}
+
+void SessionCore::guard(Guard guard) {
+  guard_ = std::move(guard);
+  updateStamps();
+}
+
+void SessionCore::markForked() {
+  forked_ = true;
+  updateStamps();
+}
+
+// With a guard, or without a transaction, every open is decided out of line.
+void SessionCore::updateStamps() {
+  const bool inlined = mode_ != pscNoOpen && guard_ == nullptr && !forked_;
+  readStamp = inlined ? epoch_ : noStamp;
+  updateStamp = inlined ? update_ : noStamp;
+  ++changeStamp;
+}
+
+bool SessionCore::begin(psMode mode) {
+  if (forked_) return isReadyFor("begin");
+  if (mode_ != pscNoOpen) {
+    return fail(psErrorKind::usage, std::string("begin inside ") + (mode_ == pscUpdate ? "an update" : "a read") +
+                                        " transaction; commit or abort it first");
+  }
+  if (mode != pscRead && mode != pscUpdate) return fail(psErrorKind::usage, "begin takes pscRead or pscUpdate");
+  if (!engine_->begin(mode == pscUpdate)) return fail(engine_->error());
+  startTransaction(mode);
+  pehSessionDataGetFunction()->clear();
+  forgetFailedCreation();
+  return true;
+}
+
+bool SessionCore::commit() {
+  if (!isReadyFor("commit")) return false;
+  cache_.checkContents();
+  if (mode_ == pscRead) {
+    engine_->abort();
+    endTransaction();
+    return true;
+  }
+  StoreError error;
+  if (!cache_.writeChanges()) error = cache_.error();
+  if (error.empty() && !catalog_.writeChanges()) error = catalog_.error();
+  if (error.empty()) {
+    const Engine::Commit outcome = engine_->commit();
+    if (outcome == Engine::Commit::committed) {
+      cache_.afterCommit();
+      catalog_.afterCommit();
+      version_ = engine_->version();
+      endTransaction();
+      return true;
+    }
+    error = engine_->error();
+    // Nobody knows which of the two states the store is in: everything in memory is checked again.
+    if (outcome == Engine::Commit::unknown) {
+      epoch_ = 0;
+      version_ = ~std::uint64_t{0};
+    }
+  }
+  abort();
+  return fail(error);
+}
+
+bool SessionCore::abort() {
+  if (!isReadyFor("abort")) return false;
+  cache_.checkContents();
+  engine_->abort();
+  if (mode_ == pscUpdate) {
+    catalog_.afterAbort();
+    // Images that are in use get their old content in place, when the store is still as this transaction found it.
+    const bool reads = engine_->begin(false) && engine_->version() == version_;
+    cache_.afterAbort(reads);
+    engine_->abort();
+    objects_.afterAbort();
+    ++noteStamp;
+  }
+  endTransaction();
+  return true;
+}
+
+psObj* SessionCore::refuse(const StoreError& error) {
+  fail(error);
+  return endRefused();
+}
+
+psObj* SessionCore::endRefused() {
+  countRefusal(*this);
+  ++counters.refusals;
+  psThrowException(pehSessionDataGetFunction());
+  return nullptr;
+}
+
+psObj* SessionCore::reportAbsent(const psId& id) {
+  countAbsence(*this);
+  fail(psErrorKind::absent, textOf(id) + " does not exist");
+  return nullptr;
+}
+
+bool SessionCore::admits(const psId& id, psMode mode) {
+  const Working working(*this);
+  if (guard_ == nullptr || guard_(id, mode)) return true;
+  refuse(psErrorKind::denied, "the session's open guard refused " + textOf(id));
+  return false;
+}
+
+bool SessionCore::isUpdatable(const psObj* object) const {
+  return mode_ == pscUpdate && isCurrent(object) && frameOfObject(object)->updateStamp == update_;
+}
+
+void SessionCore::keep(const void* object) {
+  kept_.push_back(frameOfObject(object));
+  pin(kept_.back());
+}
+
+}  // namespace ps::detail

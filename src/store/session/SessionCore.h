@@ -1,0 +1,140 @@
+#pragma once
+
+#include <atomic>
+#include <functional>
+#include <memory>
+#include <string>
+#include <string_view>
+#include <vector>
+
+#include "store/base/StoreError.h"
+#include "store/base/psSessionCounters.h"
+#include "store/base/psSessionOptions.h"
+#include "store/cache/PageCache.h"
+#include "store/catalog/Catalog.h"
+#include "store/engine/Engine.h"
+#include "store/session/Directory.h"
+#include "store/session/ObjectSpace.h"
+
+namespace ps::detail {
+
+// What the federation's record says of the form in which the store is kept; docs/format.md describes it.
+constexpr std::string_view storeFormat = "pscollections 1";
+constexpr std::size_t longestName = 400;
+
+// A session at work: its transaction and its errors, and what it works with, the engine, the cache and the catalog. The
+// rarer part of what handles, containers, arrays and scans do ends in its object space and its directory; psSession is
+// its face to the application.
+//
+// It is held by its psSession and by the thread that opened it, each of which may be the first to go; it is worked with
+// and ended on that thread alone.
+class SessionCore : public SessionHead, public std::enable_shared_from_this<SessionCore> {
+ public:
+  SessionCore() = default;
+  SessionCore(const SessionCore&) = delete;
+  SessionCore& operator=(const SessionCore&) = delete;
+  ~SessionCore();
+
+  // The calling thread's open session; null without one. One that was abandoned is closed by this.
+  static SessionCore* current();
+  // The same, signalling an error when there is none.
+  static SessionCore* required();
+  // The same, when it is in an update transaction that can still succeed; what is the name of the refused operation.
+  static SessionCore* updating(const char* what);
+
+  // Sessions and transactions; see psSession.
+  bool open(const std::string& path, const psSessionOptions& options);
+  // On the session's thread: aborts an open transaction, closes the store and lets go of the session.
+  void end();
+  // Whether end was called. The end of the thread calls it too.
+  bool hasEnded() const { return ended_; }
+  // Says, on another thread, that the psSession is gone.
+  void abandon() { abandoned_ = true; }
+  bool begin(psMode mode);
+  bool commit();
+  bool abort();
+  psMode mode() const { return mode_; }
+
+  // Whether the session is in a transaction, in the process that opened it. The first signals what is wrong, with the
+  // name of the refused operation.
+  bool isReadyFor(const char* what);
+  bool isReading() const { return mode_ != pscNoOpen && !forked_; }
+  // Whether the address of an opened object, or of anything in a page, is good as it is.
+  bool isCurrent(const psObj* held) const { return isCurrent(*frameOfObject(held)); }
+  bool isCurrent(const Frame& frame) const { return isReading() && frame.readStamp == epoch_; }
+  // Whether it is, and open for update.
+  bool isUpdatable(const psObj* object) const;
+  // Asks the guard; true without one.
+  bool admits(const psId& id, psMode mode);
+
+  ObjectSpace& objects() { return objects_; }
+  Directory& directory() { return directory_; }
+  Catalog& catalog() { return catalog_; }
+  PageCache& cache() { return cache_; }
+  Engine& engine() { return *engine_; }
+
+  // Keeps an object's memory readable until the transaction ends.
+  void keep(const void* object);
+
+  // Signals a failure of the store; false, for return.
+  bool fail(const StoreError& error);
+  bool fail(psErrorKind kind, const std::string& message) { return fail(StoreError{kind, message}); }
+  // The same for something that is there but cannot be opened or read. That counts as a refusal, and is thrown where
+  // the session asks for that. Null, for return.
+  psObj* refuse(const StoreError& error);
+  psObj* refuse(psErrorKind kind, const std::string& message) { return refuse(StoreError{kind, message}); }
+  // The same once the failure was signalled.
+  psObj* endRefused();
+  psObj* reportAbsent(const psId& id);
+
+  // Called before every open; false refuses it. Without one every open is admitted.
+  using Guard = std::function<bool(const psId&, psMode)>;
+  void guard(Guard guard);
+  // Says, in a child of the process that opened the session, that it is the parent's.
+  void markForked();
+
+  psId defaultPlacement;  // where objects are created without a placement; null without one
+  psSessionCounters counters;
+  std::uint32_t pageSize = 8192;
+
+  // While one exists, the application's code may be running inside an operation: the session is not closed then.
+  class Working {
+   public:
+    explicit Working(SessionCore& session) : session_(session) { ++session_.working_; }
+    Working(const Working&) = delete;
+    Working& operator=(const Working&) = delete;
+    ~Working() { --session_.working_; }
+
+   private:
+    SessionCore& session_;
+  };
+
+ private:
+  bool openFederation(const psSessionOptions& options);
+  bool createFederation(const psSessionOptions& options);
+  bool readFederation();
+  void startTransaction(psMode mode);
+  void endTransaction();
+  void updateStamps();
+  static void endAbandoned();
+  void shut();
+
+  std::string path_;
+  std::unique_ptr<Engine> engine_;
+  Catalog catalog_;
+  PageCache cache_{*this, counters};
+  Directory directory_{*this};
+  ObjectSpace objects_{*this};
+  Guard guard_;
+  bool forked_ = false;  // this process is a child of the one that opened the session
+  psMode mode_ = pscNoOpen;
+  std::uint64_t epoch_ = 0;    // stamp of images known to be current; changes when another session has committed
+  std::uint64_t version_ = 0;  // of the engine, that epoch_ stands for
+  std::uint64_t update_ = noStamp;
+  std::vector<Frame*> kept_;
+  int working_ = 0;
+  std::atomic<bool> ended_{false};
+  std::atomic<bool> abandoned_{false};
+};
+
+}  // namespace ps::detail

@@ -1,0 +1,3 @@
+#include "version.h"
+
+const char* psVersion() noexcept { return PSCOLLECTIONS_VERSION; }

@@ -1,0 +1,51 @@
+#include "support/Faults.h"
+
+#include <vector>
+
+#include "arrays/ArrayView.h"
+#include "check/HashChecker.h"
+#include "check/OrphanChecker.h"
+#include "check/TreeChecker.h"
+#include "store/pstItr.h"
+#include "tree/NodeAccess.h"
+
+namespace ps::test {
+
+namespace {
+
+std::string joined(const std::vector<std::string>& lines) {
+  std::string text;
+  for (const std::string& line : lines) text += line + '\n';
+  return text;
+}
+
+}  // namespace
+
+std::string faultsOf(const pstHandle<psBTree>& root) { return joined(ps::detail::TreeChecker::check(root).faults); }
+std::string faultsOf(const pstHandle<psHashSet>& table) { return joined(ps::detail::HashChecker::check(table).faults); }
+std::string orphansOf(const psSession& session) {
+  return joined(ps::detail::OrphanChecker::check(session.federation()));
+}
+
+std::string slackOf(const pstHandle<psBTree>& root) {
+  std::string slack;
+  int height = 1;
+  for (pstHandle<psBTree> level(root->atFirst()); !level.isNull(); level = level->parent(), ++height) {
+    for (pstHandle<psBTree> node = level, next; !node.isNull(); node = next) {
+      next = node->next();
+      if (!next.isNull() && !node->isFull()) slack += "a node of height " + std::to_string(height) + " has room\n";
+    }
+  }
+  const ps::detail::ArrayView top(ps::detail::NodeAccess::elements(*root));
+  if (root->depth() > 2 && top.count() == 1) slack += "the root has one child\n";
+  return slack;
+}
+
+int containersOf(psSession& session) {
+  int count = 0;
+  pstItr<psContObj> container;
+  for (container.scan(session.database("test"), pscNoOpen); container.next();) ++count;
+  return count;
+}
+
+}  // namespace ps::test
