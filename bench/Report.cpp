@@ -25,35 +25,29 @@ std::string withCommas(double value) {
   return text;
 }
 
-}  // namespace
-
-struct Report::Column {
+struct Column {
   std::string title;
   std::function<std::string(const Workload&)> cell;
 };
 
-namespace {
+bool isEmpty(const Column& column) {
+  const std::vector<Workload>& rows = Worker::workloads();
+  return std::all_of(rows.begin(), rows.end(), [&](const Workload& row) { return column.cell(row).empty(); });
+}
 
 // A row for each workload; rows and columns without any text are left out.
-template <class Columns>
-void printTable(std::ostream& out, Columns columns) {
-  const std::vector<Workload>& workloads = Worker::workloads();
-  columns.erase(std::remove_if(columns.begin(), columns.end(),
-                               [&](const auto& column) {
-                                 return std::all_of(workloads.begin(), workloads.end(), [&](const Workload& workload) {
-                                   return column.cell(workload).empty();
-                                 });
-                               }),
-                columns.end());
+void printTable(std::ostream& out, const std::string& title, std::vector<Column> columns) {
+  columns.erase(std::remove_if(columns.begin(), columns.end(), isEmpty), columns.end());
   if (columns.empty()) return;
+  out << '\n' << title << '\n';
   out << "\n| |";
-  for (const auto& column : columns) out << ' ' << column.title << " |";
+  for (const Column& column : columns) out << ' ' << column.title << " |";
   out << "\n|---|";
   for (std::size_t i = 0; i < columns.size(); ++i) out << "--:|";
   out << '\n';
-  for (const Workload& workload : workloads) {
+  for (const Workload& workload : Worker::workloads()) {
     std::string cells;
-    for (const auto& column : columns) cells += ' ' + column.cell(workload) + " |";
+    for (const Column& column : columns) cells += ' ' + column.cell(workload) + " |";
     if (cells.find_first_not_of(" |") == std::string::npos) continue;
     out << "| " << workload.title << ", " << workload.unit << " |" << cells << '\n';
   }
@@ -102,19 +96,21 @@ void Report::printHead(std::ostream& out, const std::filesystem::path& stores) c
   for (const std::string& warning : findWarnings(stores)) {
     out << "**These figures mean nothing: " << warning << ".**\n\n";
   }
-  out << R"(**Ratios are ours / peer's: at 1.00 or below ours is as fast, or as small, and the figure bold.** They are those at 1,000,000
-elements, or else at the largest number below that both were measured with, or the least above. Costs are times or bytes
-of one element.
+  out << R"(**Ratios are ours / peer's. At 1.00 or below ours is as fast or as small, and the figure is bold.**
 
-- Objects of 48 bytes, keys and their order are the same for all. Of several rounds, in which the contestants take turns,
-  the fastest counts.
-- Loads commit every 10,000 elements, removals ten times or every 10,000, whichever is less often. A commit is on disk when
-  it returns.
-- By content, LMDB, RocksDB and SQLite go two steps: from the key to a number, and from the number to the object, which a hit
-  reads and a removal deletes. By identifier or position it is one step, to eight bytes.
-- Containers in memory hold pointers to the objects, write nothing and are the limit.
-- Caches hold everything, except where they hold a tenth of the data. LMDB has none and reads from the system's, which nobody
-  limits. With the file on disk alone the system's cache was emptied of it; the second 1,000 hits count.
+Ratios are those at 1,000,000 elements; where that was not measured, at the largest number below or else the smallest
+above. Costs are times or bytes of one element.
+
+- Objects of 48 bytes, keys and their order are the same for all. Contestants take turns; the fastest of several rounds
+  counts.
+- Loads commit every 10,000 elements, removals ten times or every 10,000, whichever is less often. A commit is on disk
+  when it returns.
+- By content, LMDB, RocksDB and SQLite go two steps: from the key to a number, and from the number to the object, which
+  a hit reads and a removal deletes. By identifier or position it is one step, to eight bytes.
+- Ours have 480 entries to a node, or 101 slots to a bucket.
+- Containers in memory hold pointers to the objects and write nothing: they are the limit.
+- Caches hold everything, except where they hold a tenth of the data. LMDB has no cache and reads from the system's,
+  which is not limited. With the file on disk alone the system's cache was emptied of it; the second 1,000 hits count.
 - A cold start is a new process, with the file in the system's cache.
 - RocksDB compacts what was loaded before anything else is measured; its loads end with the last commit.
 - Resident memory is the most that a process took in loads and walks, beyond what it had before.
@@ -133,8 +129,7 @@ void Report::printInShort(std::ostream& out) const {
                          [&](const Workload& workload) { return ratio(keys.kind, ours.name, "lmdb", workload.name); }});
     }
   }
-  out << "\n## In short: ours / LMDB's\n";
-  printTable(out, columns);
+  printTable(out, "## In short: ours / LMDB's", columns);
 }
 
 void Report::printRatios(std::ostream& out, KeyKind kind, const ContestantKind& ours) const {
@@ -144,8 +139,7 @@ void Report::printRatios(std::ostream& out, KeyKind kind, const ContestantKind& 
     columns.push_back({"ours / " + peer.title,
                        [&](const Workload& workload) { return ratio(kind, ours.name, peer.name, workload.name); }});
   }
-  out << "\n### " << ours.title << " / peer's\n";
-  printTable(out, columns);
+  printTable(out, "### " + ours.title + " / peer's", columns);
 }
 
 void Report::printCosts(std::ostream& out, KeyKind kind, std::size_t count) const {
@@ -156,8 +150,7 @@ void Report::printCosts(std::ostream& out, KeyKind kind, std::size_t count) cons
                          return value ? withCommas(*value) : std::string();
                        }});
   }
-  out << "\n### Costs, " << withCommas(static_cast<double>(count)) << " elements\n";
-  printTable(out, columns);
+  printTable(out, "### Costs, " + withCommas(static_cast<double>(count)) + " elements", columns);
 }
 
 std::optional<double> Report::find(const Measured& what) const {

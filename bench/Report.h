@@ -28,8 +28,6 @@ class Report {
   void printTables(std::ostream& out) const;
 
  private:
-  struct Column;
-
   void printHead(std::ostream& out, const std::filesystem::path& stores) const;
   void printInShort(std::ostream& out) const;
   void printRatios(std::ostream& out, KeyKind kind, const ContestantKind& ours) const;

@@ -102,9 +102,14 @@ const Worker::Workload& Worker::workloadNamed(const std::string& name) {
 Worker::Worker(const Setup& setup) : setup_(setup), probes_(shuffled(setup.count, 2)) {}
 
 double Worker::obey(const std::string& command) {
-  if (command == "close") return contestant_.reset(), 0;
-  if (command == "open") return open(), 0;
-  return (this->*workloadNamed(command).measure)();
+  if (command == "close") {
+    contestant_.reset();
+  } else if (command == "open") {
+    open();
+  } else {
+    return (this->*workloadNamed(command).measure)();
+  }
+  return 0;
 }
 
 double Worker::load(bool ascending) {

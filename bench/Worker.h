@@ -21,7 +21,7 @@ class Worker {
     std::string title;
     std::string unit;
     bool suitsLists;
-    Repeat repeat;
+    Repeat repeat;  // how often, of which the least counts
     In in;
     double (Worker::*measure)();
   };
