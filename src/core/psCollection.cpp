@@ -13,6 +13,17 @@ const pstProcessInitTermClass processInitTerm;
 
 using IteratorOwner = std::unique_ptr<psCollectionIterator>;
 
+// Calls change(element) for the elements of a collection; whether any call changed something.
+template <class Change>
+bool changeByAll(pstHandle<psCollection>& other, Change change) {
+  bool changed = false;
+  visitKeys(other, [&](const pstHandle<psObj>& element) {
+    changed |= change(element);
+    return true;
+  });
+  return changed;
+}
+
 }  // namespace
 
 psCollection::~psCollection() noexcept = default;
@@ -29,12 +40,7 @@ bool psCollection::equal(const pstHandle<psObj>& a, const pstHandle<psObj>& b) c
 
 bool psCollection::addAll(pstHandle<psCollection>& other) {
   if (psThis(pscNoOpen) == other) return false;
-  bool changed = false;
-  visitKeys(other, [&](const pstHandle<psObj>& element) {
-    changed |= add(element);
-    return true;
-  });
-  return changed;
+  return changeByAll(other, [&](const pstHandle<psObj>& element) { return add(element); });
 }
 
 void psCollection::clear() {
@@ -63,12 +69,7 @@ bool psCollection::removeAll(pstHandle<psCollection>& other) {
     const int after = size();
     return after >= 0 && after < before;
   }
-  bool changed = false;
-  visitKeys(other, [&](const pstHandle<psObj>& element) {
-    changed |= remove(element);
-    return true;
-  });
-  return changed;
+  return changeByAll(other, [&](const pstHandle<psObj>& element) { return remove(element); });
 }
 
 void psCollection::removeAllDeleted() {

@@ -26,7 +26,7 @@ class HashWalk;
 // which elements move can pass others over, or meet them twice.
 class PS_API psHashIterator : public psCollectionIterator {
  public:
-  PS_HIDDEN explicit psHashIterator(const pstHandle<psHashSet>& set);
+  explicit psHashIterator(const pstHandle<psHashSet>& set);
   ~psHashIterator() override;
 
   pstRef<psObj>* currentP(psLockMode mode) override;

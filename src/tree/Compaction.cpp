@@ -1,32 +1,15 @@
 #include "tree/Compaction.h"
 
 #include <algorithm>
-#include <vector>
 
 #include "tree/NodeEdit.h"
-#include "tree/NodeKind.h"
 #include "tree/NodeLinks.h"
 #include "tree/NodeRemoval.h"
+#include "tree/OpenChildren.h"
 
 namespace ps::detail {
 
 namespace {
-
-using Children = std::vector<pstHandle<psBTree>>;
-
-// The children that the first n entries of a node stand for, open for update; none in a leaf. False when one is
-// refused.
-bool openChildren(const psBTree& node, const NodeEdit& entries, int n, Children& children) {
-  for (int i = 0; !entries.isLeaf() && i < n; ++i) {
-    const pstHandle<psBTree>& child = children.emplace_back(childAt(entries[i], node));
-    if (child.isNull() || child.open(pscUpdate) != 1) return false;
-  }
-  return true;
-}
-
-void adopt(const Children& children, const pstHandle<psBTree>& parent) {
-  for (const pstHandle<psBTree>& child : children) NodeKind::of(*child)->setParent(*child, parent);
-}
 
 // Moves as many entries as there is room for from a node to its left neighbour, all at once or not at all. When none is
 // left the node goes. False, with nothing changed, when something could not be opened.
@@ -35,8 +18,8 @@ bool fill(const pstHandle<psBTree>& left, const pstHandle<psBTree>& right) {
   NodeEdit from(*right);
   if (!to.isOpen() || !from.isOpen() || from.count() == 0) return false;
   const int n = std::min(to.capacity() - to.count(), from.count());
-  Children children;
-  if (!openChildren(*right, from, n, children)) return false;
+  OpenChildren children;
+  if (!children.open(*right, from, 0, n)) return false;
 
   NodeRemoval ancestors;
   const psId name = from.isLeaf() ? right.oid() : from[0].oid();
@@ -51,7 +34,7 @@ bool fill(const pstHandle<psBTree>& left, const pstHandle<psBTree>& right) {
   to.append(from, 0, n);
   from.erase(0, n);
   from.renewMark();
-  adopt(children, left);
+  children.giveTo(left, 0, n);
   ancestors.carryOut();
   return true;
 }
@@ -81,16 +64,16 @@ bool lowerRoot(psBTree& root) {
   if (!top.isOpen() || top.count() != 1) return false;
   const pstHandle<psBTree> child = childAt(top[0], root);
   if (child.isNull()) return false;
-  Children grandchildren;
+  OpenChildren grandchildren;
   NodeRemoval removal;
   NodeEdit entries(*child);
   if (!entries.isOpen() || entries.count() > top.capacity() ||
-      !openChildren(*child, entries, entries.count(), grandchildren) || !removal.planDeletion(child)) {
+      !grandchildren.open(*child, entries, 0, entries.count()) || !removal.planDeletion(child)) {
     return false;
   }
   top.erase(0);
   top.append(entries, 0, entries.count());
-  adopt(grandchildren, self);
+  grandchildren.giveTo(self, 0, entries.count());
   removal.carryOut();
   return true;
 }

@@ -1,12 +1,12 @@
 #include "tree/NodeSplit.h"
 
 #include <optional>
-#include <vector>
 
 #include "core/Containers.h"
 #include "store/base/NothingThrown.h"
 #include "tree/NodeEdit.h"
 #include "tree/NodeLinks.h"
+#include "tree/OpenChildren.h"
 
 namespace ps::detail {
 
@@ -21,16 +21,11 @@ class SplitSource {
   // not full or has nothing to move.
   bool open(int moved) {
     if (!entries_.isOpen() || !entries_.isFull() || moved >= entries_.count()) return false;
-    firstChild_ = moved;
-    for (int i = moved; !entries_.isLeaf() && i < entries_.count(); ++i) {
-      const pstHandle<psBTree>& child = children_.emplace_back(childAt(entries_[i], node_));
-      if (child.isNull() || child.open(pscUpdate) != 1) return false;
-    }
-    return true;
+    return children_.open(node_, entries_, moved, entries_.count());
   }
 
   NodeEdit& entries() { return entries_; }
-  psBTree& child(int i) { return *children_[static_cast<std::size_t>(i - firstChild_)]; }
+  const OpenChildren& children() const { return children_; }
 
   // What the node is named by in its parent.
   psId name() const { return entries_.isLeaf() ? node_.psOid() : entries_[0].oid(); }
@@ -38,8 +33,7 @@ class SplitSource {
  private:
   const psBTree& node_;
   NodeEdit entries_;
-  std::vector<pstHandle<psBTree>> children_;  // none in a leaf
-  int firstChild_ = 0;
+  OpenChildren children_;
 };
 
 // A node made for a split. It is deleted again, with its arrays and the containers that this leaves empty, unless the
@@ -77,11 +71,8 @@ class NewNode {
     kept_ = true;
     const NodeEdit& entries = source.entries();
     entries_->append(entries, begin, end - begin);
-    if (entries.isLeaf()) {
-      NodeAccess::initFirst(*node_, kind_.leafMark(*node_, entries[begin]));
-    } else {
-      for (int i = begin; i < end; ++i) kind_.setParent(source.child(i), node_);
-    }
+    if (entries.isLeaf()) NodeAccess::initFirst(*node_, kind_.leafMark(*node_, entries[begin]));
+    source.children().giveTo(node_, begin, end);
     name_ = entries.isLeaf() ? pstRef<psObj>(node_) : entries[begin];
   }
 

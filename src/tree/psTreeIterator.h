@@ -13,7 +13,7 @@ class TreeWalk;
 // leaf to another; currentIndex is free after a walk from either end and costs a walk over the leaves after goTo.
 class PS_API psTreeIterator : public psCollectionIterator {
  public:
-  PS_HIDDEN explicit psTreeIterator(pstHandle<psBTree>& tree);
+  explicit psTreeIterator(pstHandle<psBTree>& tree);
   ~psTreeIterator() override;
 
   pstRef<psObj>* currentP(psLockMode mode) override;

@@ -7,7 +7,7 @@ namespace ps::detail {
 
 // Report an object that is used where it must not be: after its transaction or its session, or on another thread. The
 // second takes the address of anything within an object or an array; neither concerns what lies outside the store.
-PS_API void checkObjectInUse(const void* object);
+void checkObjectInUse(const void* object);
 PS_API void checkMemoryInUse(const void* address);
 // Report an open handle that is used on another thread or after its session, or let go on another thread while its
 // session is open.

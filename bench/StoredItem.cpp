@@ -1,0 +1,31 @@
+#include "StoredItem.h"
+
+PS_REGISTER_CLASS(StoredItem)
+PS_REGISTER_CLASS(ItemCompare)
+
+namespace {
+
+// Of what cannot be opened it is zero, which the collection notices by itself.
+std::uint64_t keyOf(const pstHandle<psObj>& element) {
+  const auto* const item = static_cast<const StoredItem*>(element.operator->());
+  return item != nullptr ? item->key() : 0;
+}
+
+int order(std::uint64_t a, std::uint64_t b) { return (a > b) - (a < b); }
+
+// Collections keep the first 32 bits.
+int foldedHash(std::uint64_t key) { return static_cast<int>(hashOf(key) >> 32); }
+
+}  // namespace
+
+int ItemCompare::compare(const pstHandle<psObj>& element, const void*& key) const {
+  return order(keyOf(element), numberAt(key));
+}
+
+int ItemCompare::compare(const pstHandle<psObj>& element, const pstHandle<psObj>& other) const {
+  return order(keyOf(element), keyOf(other));
+}
+
+int ItemCompare::hash(const void*& key) const { return foldedHash(numberAt(key)); }
+
+int ItemCompare::hash(const pstHandle<psObj>& element) const { return foldedHash(keyOf(element)); }
