@@ -15,7 +15,7 @@ namespace {
 // True when the file's words have been added.
 bool addOrComplain(Indexing& indexing, const std::string& file) {
   if (indexing.isStore(file)) {
-    complain("'" + file + "' is the store itself: passed over");
+    complain("'" + file + "' is the store itself: skipped");
     return false;
   }
   if (indexing.addFile(file)) return true;
@@ -41,8 +41,8 @@ int indexFiles(const std::string& store, const std::vector<std::string>& files) 
   } catch (const WordBookError& error) {
     complain(error.what());
     complain("stopped at " + indexing.place() + "; " + std::to_string(indexing.committedWords()) +
-             " words are committed, and the store is sound. When the cause is mended, run the same command again: it "
-             "goes on behind them");
+             " words are committed, and the store is sound. Remove the cause and run the same command again: it "
+             "continues after them");
     return exitError;
   }
   std::printf("%zu of %zu files read: %llu words, %llu of them new\n", filesRead, files.size(),
@@ -117,7 +117,7 @@ int showStatistics(const std::string& store) {
   printRow("files", "psHashMap", statistics.texts);
   std::printf("\nThe hash map of files in detail:\n");
   book.printHashStatistics();
-  std::printf("\nThe store takes %llu bytes. To count all this, %llu objects in %llu pages were opened.\n",
+  std::printf("\nThe store takes %llu bytes. This count opened %llu objects in %llu pages.\n",
               static_cast<unsigned long long>(statistics.storeBytes),
               static_cast<unsigned long long>(statistics.counters.opens),
               static_cast<unsigned long long>(statistics.counters.pageReads));

@@ -17,16 +17,16 @@
 namespace {
 
 constexpr const char* usage =
-    "Usage: wordbook index STORE FILE...    add the words of text files to STORE, which is made when missing\n"
+    "Usage: wordbook index STORE FILE...    add the words of text files to STORE, which is created if missing\n"
     "       wordbook find STORE WORD...     print the lines in which the words occur\n"
     "       wordbook list STORE [PREFIX]    print the words in order: all, or those that begin with PREFIX\n"
     "       wordbook top STORE N            print the N most frequent words, with how often they occur\n"
     "       wordbook files STORE            print the files in the order of their names, with their lines and bytes\n"
-    "       wordbook stat STORE             print what the store's collections consist of, and what they take\n"
+    "       wordbook stat STORE             print what the store's collections consist of, and their size\n"
     "       wordbook --help\n"
     "\n"
     "A word is a run of letters and inner apostrophes; capital and small ASCII letters are the same. A FILE that is\n"
-    "in STORE already is gone on with where it ended; FILE may be - for standard input. Exit status: 0 success, 1 a\n"
+    "already in STORE is continued where it ended. FILE may be - for standard input. Exit status: 0 success, 1 a\n"
     "word is not there (list: no word at all; files: no file), 2 an error.\n";
 
 int misuse(const std::string& what) {

@@ -10,7 +10,7 @@ namespace ps::detail {
 
 struct SearchResult {
   int position = 0;
-  bool matched = false;  // the element at position equals the key; in an array of elements only
+  bool matched = false;  // the element at position equals the key; only in an array of elements
   bool failed = false;   // position is then no answer
 };
 
@@ -57,7 +57,7 @@ inline int compareStored(const pstRef<psObj>& stored, KeyProbe& probe) {
 // Reads elements as they are.
 class ElementReader {
  public:
-  static constexpr bool equalIsBehind = true;  // an equal element stands at or behind the position looked for
+  static constexpr bool equalIsBehind = true;  // an equal element is at or after the wanted position
 
   explicit ElementReader(const ArrayView& elements) : elements_(elements) {}
   bool operator()(int i, pstRef<psObj>& value) const {

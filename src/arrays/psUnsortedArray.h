@@ -85,7 +85,7 @@ class PS_API psUnsortedArray : public psObj {
   pstRef<psObj>& at(int i) const;
 
   int lastIndex_ = -1;
-  pstVArray<pstRef<psObj>> entries_;  // behind lastIndex_ all null
+  pstVArray<pstRef<psObj>> entries_;  // all null after lastIndex_
 };
 
 static_assert(sizeof(psUnsortedArray) == 24, "stored layout");

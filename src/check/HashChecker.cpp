@@ -29,7 +29,7 @@ void HashChecker::run() {
   slots_ = static_cast<std::uint32_t>(slots);
   depth_ = HashAccess::depth(table);
   if (depth_ < 0 || depth_ >= bitsOfHash || HashAccess::directory(table).size() != 1U << depth_)
-    return complain(table_, "the directory has not the size of its depth");
+    return complain(table_, "the size of the directory does not match its depth");
   visitDirectory(depth_);
   const pstHandle<psObj> admin(table.admin());
   if (admin.open(pscRead) != 1 || !admin->psIsKindOf(psHashAdmin::pstTypeN))

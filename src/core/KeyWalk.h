@@ -8,9 +8,9 @@
 
 namespace ps::detail {
 
-// Calls visit(key, value) for the keys, with their values if they are asked for, in order, until it returns false or
-// something is refused. False when not all were visited. Like all loops over elements it ends on hasNext, since a list
-// may hold null references.
+// Calls visit(key, value) for the keys in order, with their values if withValues, until it returns false or something
+// is refused. False when not all were visited. Like all loops over elements it ends by hasNext, since a list may hold
+// null references.
 template <class Visit>
 bool walkKeys(pstHandle<psCollection>& collection, bool withValues, Visit visit) {
   if (collection.open(pscRead) != 1) return false;
@@ -24,20 +24,20 @@ bool walkKeys(pstHandle<psCollection>& collection, bool withValues, Visit visit)
   return !watch.refused();
 }
 
-// The pairs of a map, or the elements of another collection with null values: visit(key, value).
+// Visits the pairs of a map, or the elements of another collection with null values: visit(key, value).
 template <class Visit>
 bool visitPairs(pstHandle<psCollection>& collection, Visit visit) {
   return walkKeys(collection, MapClass::isMap(collection), visit);
 }
 
-// The elements of a collection, or the keys of a map: visit(element).
+// Visits the elements of a collection, or the keys of a map: visit(element).
 template <class Visit>
 bool visitKeys(pstHandle<psCollection>& collection, Visit visit) {
   return walkKeys(collection, false, [&](const pstHandle<psObj>& key, const pstHandle<psObj>&) { return visit(key); });
 }
 
-// Puts all pairs of a map, or all elements of another collection with null values, and goes on where a put fails, until
-// something is refused. True when there was any.
+// Puts all pairs of a map, or all elements of another collection with null values. Continues after a put that fails,
+// but stops when something is refused. True when there was any element.
 template <class Map>
 bool putAll(Map& map, pstHandle<psCollection>& other) {
   bool any = false;

@@ -11,22 +11,23 @@ struct Pair {
   pstRef<psObj> value;
 };
 
-// A class of maps, as far as other collections must know it. The folder that defines the class announces it by one
-// object of static storage.
+// What other collections must know of a class of maps. The folder that defines the class announces it by a static
+// object.
 class MapClass {
  public:
   using ReadEntry = std::optional<Pair> (*)(const pstHandle<psObj>& entry);
 
   explicit MapClass(unsigned int mapTypeN);
-  // A class whose pairs are objects, of the class entryTypeN. readEntry gives nothing for one that cannot be opened.
+  // A class whose pairs are objects of the class entryTypeN. readEntry returns nothing for an entry that cannot be
+  // opened.
   MapClass(unsigned int mapTypeN, unsigned int entryTypeN, ReadEntry readEntry);
   MapClass(const MapClass&) = delete;
   MapClass& operator=(const MapClass&) = delete;
 
-  // Whether the collection is a map: its key iterator tells values.
+  // Whether the collection is a map, so that its key iterator gives values.
   static bool isMap(const pstHandle<psCollection>& collection);
-  // The pair that an object stands for in a map: an entry's, or the object as a key with a null value. Nothing for an
-  // entry that cannot be opened.
+  // The pair that an object stands for in a map: an entry's pair, or the object as a key with a null value. Empty for
+  // an entry that cannot be opened.
   static std::optional<Pair> pairFor(const pstHandle<psObj>& keyOrEntry);
 
  private:

@@ -20,7 +20,7 @@ void PlaceCheck::compare(const Place& found) const {
 
 void reportForeignChange(const psId& holder) {
   reportMisuse("an iterator that stands in " + textOf(holder) +
-               " is used after its collection was changed, though not by the iterator; position it anew with goTo or "
+               " is used after its collection was changed, though not by the iterator; position it again with goTo or "
                "goToIndex");
 }
 

@@ -6,11 +6,11 @@
 
 namespace ps::detail {
 
-// For checked builds: notices that what an iterator stands at was changed by something else since its last step. Such a
-// change moves what lies behind it, so that the iterator would pass over an element or deliver one twice.
+// For checked builds: notices that the place of an iterator was changed by something else since its last step. Such a
+// change moves what comes after it, so the iterator would skip an element or deliver one twice.
 class PlaceCheck {
  public:
-  // Where an iterator stands: in a node or bucket that holds so many references, at this one.
+  // The place of an iterator: the node or bucket, how many references that holds, and the reference at the position.
   struct Place {
     psId holder;
     int position = 0;
@@ -18,9 +18,9 @@ class PlaceCheck {
     psId stored;
   };
 
-  // The iterator stands here now, in this transaction.
+  // Notes that the iterator stands here now, in this transaction.
   void note(const Place& place);
-  // The iterator has itself changed what is here, or does not know it, or is positioned anew.
+  // For an iterator that has changed this place itself, does not know it, or is positioned again.
   void forget() { place_ = Place(); }
   // Reports an iterator that finds something else at its place than it noted in the same transaction.
   void compare(const Place& found) const;

@@ -4,7 +4,7 @@
 
 namespace ps::detail {
 
-// What a raw key means to those who leave its meaning to the library: the address of a handle, or null for the null
+// The meaning of a raw key without a comparator that gives it another: the address of a handle, or null for the null
 // handle.
 inline const pstHandle<psObj>& handleOfRawKey(const void* key) {
   static const pstHandle<psObj> null;

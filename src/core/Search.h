@@ -2,8 +2,8 @@
 
 namespace ps::detail {
 
-// A search by which a walk is positioned anew. When it fails, or something is thrown, it leaves the walk nowhere: where
-// the walk stood before is not where it was sent.
+// A search that positions a walk. When it fails, or something is thrown, it leaves the walk nowhere, since the place
+// where the walk stood before is not where it was sent.
 template <class Walk>
 class Search {
  public:
@@ -14,7 +14,7 @@ class Search {
     if (!hasEnded_) walk_.lose();
   }
 
-  // The search has come to its end, with this result.
+  // The search is complete, with this result.
   bool end(bool result) {
     hasEnded_ = true;
     return result;

@@ -96,7 +96,7 @@ class HashWalk {
   int index_ = -1;                   // of the current place; below -1 when it is not known
   int depth_ = 0;                    // of the directory that the place is of
   std::optional<TablePlace> ahead_;  // what hasNext found, for the next that follows it
-  pstHandle<psObj> holder_;          // of what addressAt gave out
+  pstHandle<psObj> holder_;          // of what addressAt returned
   std::optional<PagePin> pin_;       // the same
   PlaceCheck check_;
 };

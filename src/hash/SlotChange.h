@@ -86,7 +86,7 @@ class SlotInsertion {
   std::optional<BucketEdit> bucket_;
   int slot_ = 0;
   pstRef<psObj> stored_;
-  pstHandle<psHashChain> chain_;  // that it goes into; null when it is to be alone
+  pstHandle<psHashChain> chain_;  // that it goes into; null when it will be alone
   bool isNewChain_ = false;
   Provisional created_;
 };

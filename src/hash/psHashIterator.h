@@ -54,5 +54,5 @@ class PS_API psHashIterator : public psCollectionIterator {
   const std::unique_ptr<ps::detail::HashWalk> walk_;
 
  private:
-  pstRef<psObj> nothing_;  // what currentP gives out where there is no current element
+  pstRef<psObj> nothing_;  // what currentP returns without a current element
 };

@@ -48,7 +48,7 @@ psSession::~psSession() {
 }
 
 int psSession::open(const std::string& path, const psSessionOptions& options) {
-  if (core_ != nullptr && !core_->hasEnded()) return result(refuse("the session is open already; close it first"));
+  if (core_ != nullptr && !core_->hasEnded()) return result(refuse("the session is already open; close it first"));
   auto core = std::make_shared<SessionCore>();
   if (!core->open(path, options)) return result(false);
   core_ = std::move(core);

@@ -12,7 +12,7 @@ struct TreePosition {
   int index = 0;            // of the first element in the leaf that is not less than the key
   pstRef<psObj> element;    // what is stored there, when it matches
   bool matched = false;
-  bool isLast = false;  // there is no element at index, or behind it in the leaf
+  bool isLast = false;  // there is no element at index or after it in the leaf
   bool isFull = false;  // no room for another element in the leaf
   bool failed = false;  // something could not be read or compared; the rest means nothing
 };

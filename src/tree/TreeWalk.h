@@ -160,10 +160,10 @@ class TreeWalk {
   int position_ = -1;
   int index_ = -1;  // in the collection; below -1 when it is not known
   Entries delivered_;
-  Entries values_;              // beside the elements, once they were asked for
-  Time seen_;                   // when the current leaf was looked at
+  Entries values_;              // of the elements, once they were needed
+  Time seen_;                   // when the current leaf was read
   std::uint64_t opens_ = 0;     // the session's at the last step
-  std::optional<PagePin> pin_;  // of what currentAddress gave out
+  std::optional<PagePin> pin_;  // of what currentAddress returned
   PlaceCheck check_;
 };
 

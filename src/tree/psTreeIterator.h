@@ -42,5 +42,5 @@ class PS_API psTreeIterator : public psCollectionIterator {
   const std::unique_ptr<ps::detail::TreeWalk> walk_;
 
  private:
-  pstRef<psObj> nothing_;  // what currentP gives out where there is no current element
+  pstRef<psObj> nothing_;  // what currentP returns without a current element
 };

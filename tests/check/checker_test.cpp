@@ -146,7 +146,7 @@ Bucket bucketOf(HashWorld& world) {
 }
 
 const Damage<HashWorld, Bucket> damagesToATable[] = {
-    {"not the size of its depth", [](HashWorld& world, const Bucket&) { ++HashAccess::depth(*world.set); }},
+    {"does not match its depth", [](HashWorld& world, const Bucket&) { ++HashAccess::depth(*world.set); }},
     {"its buckets have 0 slots", [](HashWorld& world, const Bucket&) { HashAccess::slotsPerBucket(*world.set) = 0; }},
     {"is not a bucket",
      [](HashWorld& world, const Bucket& at) {

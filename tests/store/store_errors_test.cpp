@@ -186,7 +186,7 @@ TEST_F(StoreErrors, FilesThatAreNoStoreAreLeftAlone) {
   EXPECT_EQ(std::string(std::istreambuf_iterator<char>(still), {}), text);
 
   RawFile(folder_ / "other").put("some key", "some value");
-  refuses(folder_ / "other", {"something else", "another path"});
+  refuses(folder_ / "other", {"something other", "another path"});
   EXPECT_EQ(RawFile(folder_ / "other").content().size(), 1U);
 
   const auto federation = [this](const std::string& format) {

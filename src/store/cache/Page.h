@@ -24,19 +24,20 @@ struct ObjectNotes {
 struct Page {
   Frame* frame = nullptr;
   std::size_t bytes = 0;       // of the block that the image has
-  std::size_t used = 0;        // from the image's start; what lies behind is free. Freed objects leave gaps until the
+  std::size_t used = 0;        // from the image's start; the rest is free. Freed objects leave gaps until the
                                // image is read again: an address is never given to a second object.
   std::uint32_t nextSlot = 1;  // slot numbers below it are taken or were
-  std::uint16_t regularBegin = 0;  // where object 1 is and how far object 2 is from it, in units of 16 bytes
-  std::uint16_t regularStride =
-      0;                          // like the slot table's elements; Frame::regularSlots says for which objects it holds
-  std::uint32_t objects = 0;      // live, storage included; at 0 the page is erased when it is written
-  bool changed = false;           // has to be written
-  bool created = false;           // by the running transaction
-  bool stored = false;            // the engine has it, as far as the running transaction can see
-  std::uint32_t lastTouched = 0;  // the frame's stamp when the clock hand last passed
-  std::size_t residentIndex = 0;  // in the cache's list of resident pages
-  std::size_t changedIndex = 0;   // in its list of changed pages
+  // Where object 1 is, and how far object 2 is from it, in units of 16 bytes like the slot table's elements.
+  // Frame::regularSlots says for which objects this holds.
+  std::uint16_t regularBegin = 0;
+  std::uint16_t regularStride = 0;
+  std::uint32_t objects = 0;             // live, storage included; at 0 the page is erased when it is written
+  bool changed = false;                  // must be written
+  bool created = false;                  // by the running transaction
+  bool stored = false;                   // the engine has it, as far as the running transaction can see
+  std::uint32_t lastTouched = 0;         // the frame's stamp when the clock hand last passed
+  std::size_t residentIndex = 0;         // in the cache's list of resident pages
+  std::size_t changedIndex = 0;          // in its list of changed pages
   std::vector<std::uint64_t> checksums;  // of the stored record's chunks
   // In a checked build, the checksums of the objects when the image was last known to be right: slot, checksum.
   std::vector<std::pair<std::uint16_t, std::uint64_t>> objectChecksums;

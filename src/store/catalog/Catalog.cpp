@@ -256,7 +256,7 @@ CatalogEntry* Catalog::createContainer(CatalogEntry& database, std::string_view 
   if (const Lookup taken = chosen ? isTaken(id) : Lookup::absent; taken != Lookup::absent) {
     if (taken == Lookup::found)
       fail(psErrorKind::usage,
-           "database \"" + database.name + "\" has a container with number " + std::to_string(number) + " already");
+           "database \"" + database.name + "\" already has a container with number " + std::to_string(number));
     return nullptr;
   }
   CatalogEntry* const entry = CatalogEntry::create(type, id);

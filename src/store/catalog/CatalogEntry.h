@@ -18,7 +18,7 @@ struct CatalogEntry final : PagelessObject {
   std::uint32_t pageSize = 0;    // federation only
 
   std::size_t changedIndex = 0;  // in the catalog's list of changed entries
-  bool changed = false;          // has to be written
+  bool changed = false;          // must be written
   bool created = false;          // by the running transaction
   bool stored = false;
 

@@ -41,7 +41,8 @@ LmdbEngine::~LmdbEngine() {
 bool LmdbEngine::begin(bool update) {
   if (!isUsable(beginAction)) return false;
   if (state_ != State::idle)
-    return refuse(beginAction, {psErrorKind::usage, "this session has one open already. Commit or abort it first"});
+    return refuse(beginAction,
+                  {psErrorKind::usage, "this session already has an open transaction. Commit or abort it first"});
   if (update && readOnly_) {
     return refuse(beginAction, {psErrorKind::denied,
                                 "it was opened for reading only. Open it without the option readOnly to change it"});
@@ -158,7 +159,7 @@ Engine::Commit LmdbEngine::commitUpdate() {
         commitAction,
         {psErrorKind::outcomeUnknown,
          std::string("it is not known whether the transaction is in it, because the last write failed (") +
-             mdb_strerror(code) + "). Close every session that this process has on the store, open it anew and look"});
+             mdb_strerror(code) + "). Close every session that this process has on the store, open it again and look"});
   }
   return outcome;
 }
@@ -189,7 +190,7 @@ bool LmdbEngine::refuse(const char* action, const StoreError& reason) {
 bool LmdbEngine::isUsable(const char* action) {
   if (!environment_->inherited()) return true;
   return refuse(action, {psErrorKind::usage,
-                         "it was opened by the parent of this process, before the fork. Open it anew in the child"});
+                         "it was opened by the parent of this process, before the fork. Open it again in the child"});
 }
 
 bool LmdbEngine::isReadable(const char* action) {

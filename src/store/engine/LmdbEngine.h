@@ -58,7 +58,7 @@ class LmdbEngine final : public Engine {
   const std::size_t maxKeySize_;
 
   State state_ = State::idle;
-  MDB_txn* transaction_ = nullptr;  // the open one; in a read transaction the same as reader_
+  MDB_txn* transaction_ = nullptr;  // the open one; in a read transaction equal to reader_
   MDB_txn* reader_ = nullptr;       // kept between read transactions
   std::uint64_t version_ = 0;
   bool changed_ = false;   // LMDB counts a commit only when it changed something

@@ -101,7 +101,7 @@ std::string explain(int code, const std::string& path) {
       return std::string("the file is damaged (") + mdb_strerror(code) + "). Restore it from a backup";
     case MDB_PANIC:
       return "writing to the file has failed before, or a thread ended within an update, so this process can no longer "
-             "trust its view of it. Close every session that it has on the store, then open the store anew";
+             "trust its view of it. Close every session that it has on the store, then open the store again";
     case MDB_READERS_FULL:
       return "all " + std::to_string(maxReaders) +
              " reader slots are taken. Close sessions that are not needed, in this process or in others";
@@ -114,7 +114,7 @@ std::string explain(int code, const std::string& path) {
     case MDB_TXN_FULL:
       return "the transaction has changed too much. Commit more often";
     case MDB_BAD_TXN:
-      return "the transaction is void since an earlier failure. Abort it";
+      return "the transaction is void because of an earlier failure. Abort it";
     case EDEADLK:
       return "this thread already has an update transaction open on the store and would wait for itself for ever. "
              "Commit "

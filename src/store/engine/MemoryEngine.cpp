@@ -6,7 +6,7 @@ namespace ps::detail {
 
 bool MemoryEngine::begin(bool update) {
   if (state_ != State::idle)
-    return refuse(psErrorKind::usage, "a transaction is open already. Commit or abort it first");
+    return refuse(psErrorKind::usage, "a transaction is already open. Commit or abort it first");
   if (update && readOnly_)
     return refuse(psErrorKind::denied, "it was opened for reading only. Open it without the option readOnly");
   state_ = update ? State::updating : State::reading;
@@ -64,7 +64,7 @@ bool MemoryEngine::scan(std::string_view prefix, const Visitor& visitor) {
 Engine::Commit MemoryEngine::commit() {
   if (state_ == State::idle || state_ == State::voided) {
     refuse(psErrorKind::usage, state_ == State::idle ? "no transaction is open. Begin one first"
-                                                     : "the transaction was void since an earlier change failed");
+                                                     : "the transaction was void because an earlier change failed");
     abort();
     return Commit::conflict;
   }
@@ -102,7 +102,7 @@ bool MemoryEngine::isReadable() {
   if (state_ == State::reading || state_ == State::updating) return true;
   return refuse(psErrorKind::usage, state_ == State::idle
                                         ? "no transaction is open. Begin one first"
-                                        : "the transaction is void since an earlier change failed. Abort it");
+                                        : "the transaction is void because an earlier change failed. Abort it");
 }
 
 bool MemoryEngine::isWritable(std::string_view key) {

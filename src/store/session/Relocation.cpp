@@ -77,7 +77,7 @@ const ClassInfo* relocatable(SessionCore& session, const psId& id, const char* w
   const ClassInfo* const info = TypeRegistry::instance().find(session.objects().typeOf(id));
   if (session.refusals != refusals) return nullptr;
   if (info == nullptr || id.get_page() == 0) {
-    session.fail(psErrorKind::usage, textOf(id) + " cannot be " + what + ": it is no object of a registered class");
+    session.fail(psErrorKind::usage, textOf(id) + " cannot be " + what + ": it is not an object of a registered class");
     return nullptr;
   }
   if (info->relocation == psRelocation::allowed) return info;

@@ -124,8 +124,9 @@ bool SessionCore::isReadyFor(const char* what) {
 bool SessionCore::open(const std::string& path, const psSessionOptions& options) {
   endAbandoned();
   if (currentSession != &noSession) {
-    return fail(psErrorKind::usage,
-                "this thread has a session open already; close it first, or open the other one on a thread of its own");
+    return fail(
+        psErrorKind::usage,
+        "this thread already has an open session; close it first, or open the other one on a thread of its own");
   }
   if (!isPageSize(options.pageSize)) {
     return fail(psErrorKind::usage,
@@ -175,7 +176,7 @@ bool SessionCore::openFederation(const psSessionOptions& options) {
   if (found == Engine::Lookup::found) return done;
   if (!empty)
     return fail(psErrorKind::usage,
-                "the file holds something else than a store of persistent objects; choose another path");
+                "the file holds something other than a store of persistent objects; choose another path");
   if (options.readOnly) return fail(psErrorKind::absent, "the file holds no store yet; open it once without readOnly");
   return createFederation(options);
 }

@@ -10,7 +10,7 @@ public final class Main {
       String.join(
           System.lineSeparator(),
           "usage: glossary STORE put TERM MEANING              keep a term with its meaning",
-          "       glossary STORE abbreviate ABBREVIATION TERM  let an abbreviation stand for a term",
+          "       glossary STORE abbreviate ABBREVIATION TERM  make an abbreviation stand for a term",
           "       glossary STORE find NAME...                  print what terms or abbreviations mean",
           "       glossary STORE list                          print all terms");
 
