@@ -25,8 +25,9 @@ void expectFound(Collection& collection, const Name& name, const SetModel::Pair&
   }
 }
 
-template <class Collection>
-void expectFoundByEachName(KeyedWorld& world, Collection& collection) {
+template <class Collection, class World>
+void expectFoundByEachName(World&& world) {
+  auto& collection = static_cast<Collection&>(world.collection());
   for (int number = 1; number < 20; ++number) world.put(number);
   for (const SetModel::Pair& pair : world.model.pairs()) {
     const pstHandle<Item> item(pair.key.id);
@@ -51,29 +52,30 @@ void expectFoundByEachName(KeyedWorld& world, Collection& collection) {
 TEST(KeyedNames, EachFindsItsElementAndNoOther) {
   for (const bool byNumber : {true, false}) {
     const Hashing hashing = byNumber ? Hashing::content : Hashing::identifier;
-    SetWorld treeSet(memory, Flavour::handle, byNumber, 4);
-    expectFoundByEachName(treeSet, *treeSet.set);
-    SetWorld treeMap(memory, Flavour::handle, byNumber, 4, Kind::map);
-    expectFoundByEachName(treeMap, treeMap.map());
-    HashWorld hashSet(memory, Flavour::handle, hashing, 5, Kind::set);
-    expectFoundByEachName(hashSet, *hashSet.set);
-    HashWorld hashMap(memory, Flavour::handle, hashing, 5, Kind::map);
-    expectFoundByEachName(hashMap, hashMap.map());
+    expectFoundByEachName<psTreeSet>(SetWorld(memory, Flavour::handle, byNumber, 4));
+    expectFoundByEachName<psTreeMap>(SetWorld(memory, Flavour::handle, byNumber, 4, Kind::map));
+    expectFoundByEachName<psHashSet>(HashWorld(memory, Flavour::handle, hashing, 5, Kind::set));
+    expectFoundByEachName<psHashMap>(HashWorld(memory, Flavour::handle, hashing, 5, Kind::map));
   }
 }
 
 int anyCallback(unsigned int, unsigned int) { return 0; }
 
-TEST(KeyedNames, MapsTellKeysFromEntriesAndPositions) {
-  SetWorld sorted(memory, Flavour::handle, true, 4, Kind::map);
-  HashWorld hashed(memory, Flavour::handle, Hashing::content, 5, Kind::map);
-  for (int i = 1; i <= 9; ++i) sorted.put(i), hashed.put(i);
-  EXPECT_EQ(sorted.map().get(0), sorted.model.list()[0].id) << "a position, and the key there";
-  EXPECT_EQ(sorted.map().indexOf(pstRef<Item>(sorted.model.list()[4].id), 0), 4);
-  EXPECT_EQ(sorted.map().put(nullptr, psId()) + sorted.map().put(nullptr, psId(), anyCallback), 0);
+TEST(KeyedNames, ASortedMapTellsKeysFromPositions) {
+  SetWorld world(memory, Flavour::handle, true, 4, Kind::map);
+  for (int i = 1; i <= 9; ++i) world.put(i);
+  psTreeMap& map = world.map();
+  EXPECT_EQ(map.get(0), world.model.list()[0].id) << "a position, and the key there";
+  EXPECT_EQ(map.indexOf(pstRef<Item>(world.model.list()[4].id), 0), 4);
+  EXPECT_EQ(map.put(nullptr, psId()) + map.put(nullptr, psId(), anyCallback), 0);
+  EXPECT_EQ(world.complaints(), "");
+}
 
-  psHashMap& map = hashed.map();
-  const SetModel::Pair pair = hashed.model.pairs()[3];
+TEST(KeyedNames, AHashMapTellsKeysFromEntries) {
+  HashWorld world(memory, Flavour::handle, Hashing::content, 5, Kind::map);
+  for (int i = 1; i <= 9; ++i) world.put(i);
+  psHashMap& map = world.map();
+  const SetModel::Pair pair = world.model.pairs()[3];
   const pstHandle<Item> item(pair.key.id);
   const Item* const pointer = item.operator->();
   const void* const raw = &pair.key.number;
@@ -93,8 +95,8 @@ TEST(KeyedNames, MapsTellKeysFromEntriesAndPositions) {
                map.put(item, pair.value, 1, anyCallback, nullptr));
   EXPECT_EQ(map.unbind(item.oid()), pair.value);
   EXPECT_TRUE(map.unbind(pointer).isNull());
-  hashed.model.remove(pair.key);
-  EXPECT_EQ(hashed.complaints() + sorted.complaints(), "");
+  world.model.remove(pair.key);
+  EXPECT_EQ(world.complaints(), "");
 }
 
 }  // namespace
