@@ -147,8 +147,9 @@ void KeyedDriver::changeMany(const SetModel& after, const SetModel& others, bool
     const ItemKey key = {object.oid(), object.open(pscRead) == 1 ? object->number() : -1};
     const psId value = isMap() ? it->currentValue().oid() : psId();
     ASSERT_TRUE(model_.contains(key) || after.contains(key)) << key.number << " has come from nowhere";
-    bool isRight = value == (model_.contains(key) ? model_ : after).valueOf(key) ||
-                   (after.contains(key) && value == after.valueOf(key));
+    const psId before = (model_.contains(key) ? model_ : after).valueOf(key);
+    bool isRight = value == before || (after.contains(key) && value == after.valueOf(key)) ||
+                   (value.isNull() && !before.isValid());  // what does not exist any more is forgotten
     for (const SetModel::Pair& pair : others.pairs()) isRight |= pair.key.number == key.number && pair.value == value;
     ASSERT_TRUE(isRight) << key.number << " has a wrong value";
     actual.add(key, value);
