@@ -34,7 +34,7 @@ void GlossaryStore::create() {
   file(abbreviations_, "abbreviations");
 }
 
-// A collection without an administrator is one that there was no room for.
+// A collection has no administrator when the store had no room for it.
 void GlossaryStore::file(const pstHandle<psCollection>& map, const char* name) {
   if (map.isNull() || map->admin().isNull() || session_.name(map, database_, name) != 1) fail();
 }
@@ -43,7 +43,7 @@ void GlossaryStore::put(JavaText& term, const std::u16string& meaning) {
   pstHandle<psObj> oldMeaning(terms_->get(term.key, term.callee, term.env));
   pstHandle<psObj> name(makeText(term.letters));
   if (terms_->put(name, makeText(meaning), term.key, term.callee, term.env) != 1) fail();
-  // The name that was there first stays.
+  // The key object that was there first stays.
   if (!oldMeaning.isNull() && (psDelete(name) != 1 || psDelete(oldMeaning) != 1)) fail();
 }
 

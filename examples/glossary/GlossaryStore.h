@@ -9,7 +9,7 @@
 
 #include "Text.h"
 
-// A text of Java's, as a key: the object itself, what the collections need to compare it, and its letters.
+// A Java text as a key: the object itself, what the collections need to compare it, and its letters.
 struct JavaText {
   JNIEnv_* env;
   _jobject* callee;
@@ -17,17 +17,17 @@ struct JavaText {
   std::u16string letters;
 };
 
-// Something failed; what() says what.
+// Something failed; what() says what it was.
 class GlossaryError : public std::runtime_error {
  public:
   using std::runtime_error::runtime_error;
 };
 
-// The terms and abbreviations in a store, in one transaction. Terms are the keys of a sorted map, abbreviations those
-// of a hash map. Neither has a comparator, since Java compares: every look-up in them is made with a key of Java's.
+// The terms and abbreviations in a store, in one transaction. Terms are the keys of a sorted map, and abbreviations
+// those of a hash map. Neither map has a comparator, since Java compares: every look-up uses a Java key.
 //
-// An operation that fails throws a GlossaryError, or leaves a Java exception pending, or both; what was changed so far
-// is then of no use, and is to be abandoned.
+// An operation that fails throws a GlossaryError, or leaves a Java exception pending, or both. The changes made so far
+// are then useless and must be abandoned.
 class GlossaryStore {
  public:
   GlossaryStore(const std::string& path, psMode mode);
@@ -39,14 +39,14 @@ class GlossaryStore {
   std::optional<std::u16string> termFor(JavaText& abbreviation);
   std::vector<std::u16string> terms();
   void commit();
-  // Undoes what is not committed. Nothing else can be done with the glossary then.
+  // Undoes what is not committed. After it the glossary cannot be used.
   void abandon() { session_.abort(); }
 
  private:
   void create();
   void file(const pstHandle<psCollection>& map, const char* name);
   pstHandle<Text> makeText(const std::u16string& letters);
-  // Nothing when the reference is null, which must not be because something was refused.
+  // Empty when the reference is null. Fails when something was refused.
   std::optional<std::u16string> lettersOf(const pstRef<psObj>& reference) const;
   [[noreturn]] void fail() const;
 

@@ -4,14 +4,14 @@
 
 #include <string>
 
-// A text of the store, in the letters of Java.
+// A text in the store, in Java's characters.
 class Text : public psObj {
   PS_PERSISTENT_CLASS(Text, psObj, 20011)
 
  public:
   explicit Text(const std::u16string& letters);
 
-  // False when there was no room for the letters, or they cannot be read.
+  // False when there was no room for the letters, or when they cannot be read.
   bool isWhole() const { return size_ == letters_.size(); }
   std::u16string letters() const { return std::u16string(letters_.head(), letters_.size()); }
 

@@ -6,7 +6,7 @@
 #include "com_vexa_pm_psScalableCollectionsPersistor.h"
 #include "glossary_Glossary.h"
 
-// The native methods of the Java classes. Each is handed the environment of its thread, and hands it on.
+// The native methods of the Java classes. Each receives the environment of its thread and passes it on.
 namespace {
 
 std::u16string lettersOf(JNIEnv* env, jstring text) {
@@ -22,11 +22,11 @@ jstring toJava(JNIEnv* env, const std::u16string& letters) {
 JavaText textOf(JNIEnv* env, jobject callee, jstring text) { return {env, callee, text, lettersOf(env, text)}; }
 
 void throwInJava(JNIEnv* env, const char* message) {
-  // What Java itself has thrown says more.
+  // An exception that Java itself has thrown says more.
   if (env->ExceptionCheck() == JNI_FALSE) env->ThrowNew(env->FindClass("java/lang/IllegalStateException"), message);
 }
 
-// Runs the operation; what it throws becomes a Java exception. Exceptions of C++ must not run through Java.
+// Runs the operation and turns its exceptions into Java exceptions. C++ exceptions must not pass through Java.
 template <class Result, class Operation>
 Result guarded(JNIEnv* env, Operation operation) {
   try {
@@ -37,8 +37,8 @@ Result guarded(JNIEnv* env, Operation operation) {
   }
 }
 
-// The same on a store. After an exception, be it of this operation or of what it called in Java, the store's changes
-// are abandoned, so that nothing half done can be committed.
+// The same on a store. After an exception of this operation, or of what it called in Java, the store's changes are
+// abandoned, so that nothing half done can be committed.
 template <class Result, class Operation>
 Result run(JNIEnv* env, jlong address, Operation operation) {
   auto* const store = reinterpret_cast<GlossaryStore*>(address);
@@ -118,7 +118,7 @@ jobjectArray JNICALL Java_glossary_Glossary_terms(JNIEnv* env, jclass, jlong add
   });
 }
 
-// The library calls Java in the middle of a search, and Java calls back here for what it is to compare.
+// The library calls Java in the middle of a search, and Java calls this to get the text that it compares.
 jstring JNICALL Java_com_vexa_pm_psScalableCollectionsPersistor_textOf(JNIEnv* env, jclass, jlong element) {
   return guarded<jstring>(env, [&] {
     const auto part = [element](int i) { return static_cast<unsigned short>(element >> 16 * i); };

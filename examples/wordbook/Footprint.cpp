@@ -12,7 +12,7 @@ std::uint64_t elementsOf(const psCollection& collection) {
 
 std::uint64_t bytesOfReferences(int count) { return static_cast<std::uint64_t>(count) * sizeof(pstRef<psObj>); }
 
-// The arrays of a node: its elements, and in a map's leaf the values beside them.
+// The arrays of a node: its elements and, in a map's leaf, their values.
 std::uint64_t bytesOfArrays(const psBTree& node) {
   std::uint64_t bytes = sizeof(psSortedArray) + bytesOfReferences(node.maxNumberOfChildren());
   const pstHandle<psUnsortedArray> values(node.values());
@@ -20,7 +20,7 @@ std::uint64_t bytesOfArrays(const psBTree& node) {
   return bytes;
 }
 
-// Goes along one level after the other, from the leaves up to the root, which is the collection itself.
+// Walks along one level after the other, from the leaves up to the root, which is the collection itself.
 template <class Tree, class Node>
 Footprint footprintOfTree(const Tree& tree) {
   Footprint result;
@@ -65,8 +65,8 @@ Footprint footprintOf(const psTreeMap& map) { return footprintOfTree<psTreeMap, 
 
 Footprint footprintOf(const psTreeList& list) { return footprintOfTree<psTreeList, psTreeListNode>(list); }
 
-// Entries lie in the containers of their buckets, and the first bucket of a map without entries where the administrator
-// put it.
+// Entries lie in the containers of their buckets. The first bucket of a map without entries lies where the
+// administrator put it.
 Footprint footprintOf(const psHashMap& map, int slots) {
   Footprint result;
   result.elements = elementsOf(map);

@@ -12,7 +12,7 @@ namespace {
 
 constexpr std::uint64_t wordsBetweenProgress = 4096;
 constexpr std::size_t blockSize = std::size_t{64} << 10;
-// Longer lines are taken in parts, so that a file without line ends needs no memory for all of it.
+// Longer lines are taken in parts, so that a file without line ends does not have to fit in memory.
 constexpr std::size_t longestPiece = std::size_t{64} << 10;
 
 }  // namespace
@@ -26,7 +26,7 @@ WordSplitter Indexing::makeSplitter() {
 
 Indexing::~Indexing() { hideProgress(); }
 
-// Reading the lock file and closing it would also be more than useless: the process would lose its locks.
+// Reading the lock file would be useless, and closing it would be harmful: the process would lose its locks.
 bool Indexing::isStore(const std::string& name) const {
   std::error_code ignored;
   const std::filesystem::path store = std::filesystem::canonical(store_, ignored);
@@ -68,7 +68,7 @@ bool Indexing::read(std::FILE* text) {
     }
   }
   const int code = std::ferror(text) != 0 ? errno : 0;
-  // The line at which a failed reading ends may be half of one.
+  // When reading fails, the last line may be incomplete.
   if (code == 0) take(piece, true);
   hideProgress();
   errno = code;

@@ -8,7 +8,7 @@
 #include "WordBook.h"
 #include "WordSplitter.h"
 
-// Puts the words of texts into a book, and shows on a terminal how far it has come.
+// Adds the words of texts to a book, and shows its progress on a terminal.
 class Indexing {
  public:
   explicit Indexing(const std::string& store);
@@ -16,19 +16,19 @@ class Indexing {
   Indexing& operator=(const Indexing&) = delete;
   ~Indexing();
 
-  // Adds what a file holds beyond what is in the book of it already; "-" is standard input, taken as one long text.
-  // False, with errno set, when it cannot be read to its end: what was read is added all the same. Throws a
+  // Adds what a file holds beyond what the book already has of it. "-" is standard input, taken as one long text.
+  // False, with errno set, when the file cannot be read to its end; what was read is added all the same. Throws a
   // WordBookError when the store fails.
   bool addFile(const std::string& name);
   void commit() { book_.commit(); }
 
-  // Whether the file is one of those that the store consists of.
+  // Whether the file is one of the store's own files.
   bool isStore(const std::string& name) const;
 
   std::uint64_t words() const { return words_; }
   std::uint64_t newWords() const { return book_.newWords(); }
   std::uint64_t committedWords() const { return book_.committedWords(); }
-  // Where the reading stands: "FILE, line N".
+  // The place that the reading has reached: "FILE, line N".
   std::string place() const;
 
  private:

@@ -15,7 +15,7 @@ class Line : public psObj {
 
   const pstRef<Text>& text() const { return text_; }
   std::uint64_t number() const { return number_; }
-  // Ends with a null character; good for as long as the line is open.
+  // Ends with a null character; valid while the line is open.
   const char* letters() const;
   // False when the store had no room for the letters.
   bool isWhole() const { return letters_.size() != 0; }

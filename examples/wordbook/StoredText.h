@@ -6,8 +6,8 @@
 
 // Text in an array of the store, where it ends with a null character.
 
-// False when the store has no room for it; the array is then empty, and so is its text.
+// False when the store has no room for the text. The array and the text are then empty.
 bool storeText(pstVArray<char>& letters, std::string_view text);
 
-// Good for as long as the object that the array belongs to is open.
+// Valid while the object that the array belongs to is open.
 const char* textIn(const pstVArray<char>& letters);

@@ -4,7 +4,7 @@
 
 #include "Word.h"
 
-// A text that was read, as far as it was read.
+// A text, and how much of it was read.
 class Text : public psObj {
   PS_PERSISTENT_CLASS(Text, psObj, 20003)
 
@@ -12,7 +12,7 @@ class Text : public psObj {
   explicit Text(const pstHandle<Word>& name) : name_(name) {}
 
   const pstRef<Word>& name() const { return name_; }
-  // What of the text is in the book: so many bytes, and so many lines that have ended within them.
+  // How much of the text is in the book: this many bytes, and this many lines that end within them.
   std::uint64_t bytes() const { return bytes_; }
   std::uint64_t lines() const { return lines_; }
 

@@ -17,21 +17,21 @@ constexpr int entriesInNode = 200;
 constexpr int slotsInBucket = 101;  // a prime, so that none are added
 constexpr std::uint64_t wordsInCommit = 10000;
 
-// Most words occur a few times, and an array has its full size from the beginning.
+// Most words occur only a few times, and an array has its full size from the start.
 constexpr int occurrencesInNode = 16;
-// Lists of occurrences share containers also when they grow, since there are more of them than a database has
-// containers; and the buckets of texts do, since entries can go from one to another in their container as they are.
+// Lists of occurrences share containers even when they grow, since there are more lists than a database has containers.
+// The buckets of texts share containers too, since a split can then move entries as they are.
 constexpr int partsInContainer = 10000;
 
-// The words, lines and lists of so many texts share a container of each sort. So neither many texts nor much text runs
-// into a limit: a container takes 512 MiB.
+// The words, lines and lists of this many texts share a container of each kind. So neither many texts nor much text
+// reaches a limit: a container takes 512 MiB.
 constexpr int textsInContainer = 50;
 
 constexpr std::size_t longestShownLine = 500;
 
 std::string howToMake(const std::string& path) { return "; make one with: wordbook index " + path + " FILE..."; }
 
-// A line as it is shown: without its end, with blanks for control characters, and cut when it is very long.
+// A line as it is printed: without its end, with blanks for control characters, and cut when it is very long.
 std::string shown(const std::string& line) {
   std::string letters = line.substr(0, std::min(line.find_last_not_of("\r\n") + 1, longestShownLine));
   const auto isControl = [](unsigned char byte) { return byte < ' ' || byte == '\x7F'; };
@@ -64,7 +64,7 @@ void WordBook::find(psMode mode) {
   create();
 }
 
-// What is filed under the name; null when nothing is.
+// The object that is filed under the name; null when there is none.
 template <class Map>
 pstHandle<Map> WordBook::lookUp(const char* name, psMode mode) {
   pstHandle<psObj> found;
@@ -145,7 +145,7 @@ pstHandle<psTreeList> WordBook::occurrencesOf(const std::string& word) {
 
 pstHandle<psTreeList> WordBook::addWord(const std::string& word) {
   const pstHandle<Word> key(new (wordPlace_) Word(word));
-  // An empty text is one for which there was no room.
+  // The text is empty when there was no room for it.
   if (key.isNull() || *key->text() == '\0') fail();
   pstHandle<psTreeList> list(new (listPlace_) psTreeList(occurrencesInNode, listPlace_, listPlace_));
   if (list.isNull()) fail();
@@ -228,7 +228,7 @@ void WordBook::printHashStatistics() {
   requireNothingRefused();
 }
 
-// What cannot be read must not pass for absent.
+// What cannot be read must not be taken for absent.
 void WordBook::requireNothingRefused() const {
   if (session_.counters().refusals != 0) fail();
 }

@@ -12,32 +12,32 @@
 #include "Footprint.h"
 #include "Text.h"
 
-// What a store, or an attempt to open one, reports.
+// An error of a store, or of an attempt to open one.
 class WordBookError : public std::runtime_error {
  public:
   using std::runtime_error::runtime_error;
 };
 
-// A concordance in a store: every word of some texts, and where it occurs. The words are the keys of a sorted map; the
-// value of each is a list of its occurrences, which are references to the lines that hold it. What of each text is in
-// the book is kept in a hash map by the texts' names. The maps are filed in the database "wordbook". Every operation
-// that fails throws a WordBookError that says what failed, where, and what to do.
+// A concordance in a store: every word of some texts, and where it occurs. The words are the keys of a sorted map. The
+// value of each is a list of its occurrences, which are references to the lines that hold it. A hash map, by the names
+// of the texts, keeps how much of each text is in the book. The maps are filed in the database "wordbook". Every
+// operation that fails throws a WordBookError that says what failed, where, and what to do.
 class WordBook {
  public:
-  // Opens the book at path for reading, as it is now; or for update, creating what is missing and waiting for other
-  // updates.
+  // Opens the book at path. For reading, it is the book as it is now. For update, what is missing is created, and the
+  // call waits for other updates.
   WordBook(const std::string& path, psMode mode);
 
-  // How far a text has come into the book: so many bytes, and the lines that end within them.
+  // How much of a text is in the book: this many bytes, and the lines that end within them.
   struct Extent {
     std::uint64_t bytes;
     std::uint64_t lines;
   };
-  // Takes up the text of that name, which is new to the book or is to be gone on with.
+  // Starts the text of that name, which is new to the book or is continued.
   Extent beginText(const std::string& name);
   // Adds the next piece of the text: a line, or a part of a long one, with the words in it.
   void add(const std::string& piece, const std::vector<std::string>& words);
-  // Commits what is not committed yet. That is also done between pieces, every 10,000 words; other processes may then
+  // Commits what is not committed yet. This also happens between pieces, every 10,000 words; other processes may then
   // add to the book, but not to the same text.
   void commit();
   std::uint64_t newWords() const { return newWords_; }
@@ -48,11 +48,11 @@ class WordBook {
     std::uint64_t line;
     const char* letters;
   };
-  // Gives the lines with the word to visit, in the order in which they were added, until that returns false. False when
-  // the word is not there.
+  // Calls visit for the lines with the word, in the order in which they were added, until it returns false. Returns
+  // false when the word is not there.
   bool forEachLine(const std::string& word, const std::function<bool(const Occurrence&)>& visit);
 
-  // Gives the words that begin with prefix to visit, in order, with their occurrences, until that returns false.
+  // Calls visit for the words that begin with prefix, in order, with their occurrences, until it returns false.
   using Visit = std::function<bool(const char* word, const pstHandle<psTreeList>& occurrences)>;
   void forEach(const std::string& prefix, const Visit& visit);
 

@@ -9,8 +9,8 @@ PS_REGISTER_CLASS(WordCompare)
 
 namespace {
 
-// Opens a word for as long as it lives, for its text: empty when it cannot be opened, which the collection notices by
-// itself.
+// Opens a word for its text, while an object of this class lives. The text is empty when the word cannot be opened; the
+// collection notices that by itself.
 class OpenText {
  public:
   explicit OpenText(const pstHandle<psObj>& word) : word_(word), text_(word_.open(pscRead) == 1 ? word_->text() : "") {}
@@ -23,8 +23,8 @@ class OpenText {
 };
 
 // FNV-1a, times the golden ratio. A hash that collections keep must be the same in every program, so the standard
-// library's will not do. Texts that differ in their last letters have the same first bits in FNV-1a, and the first bits
-// are those that lead to a bucket; the multiplication makes them depend on all others.
+// library's cannot be used. In FNV-1a, texts that differ only in their last letters have the same first bits, and the
+// first bits lead to the bucket. The multiplication makes the first bits depend on all others.
 int hashOf(const char* text) {
   std::uint32_t hash = 2166136261U;
   for (; *text != '\0'; ++text) hash = (hash ^ static_cast<unsigned char>(*text)) * 16777619U;

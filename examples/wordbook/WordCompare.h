@@ -2,8 +2,8 @@
 
 #include <pscollections.h>
 
-// Orders and hashes words by the bytes of their texts, which for UTF-8 is the order of the characters. A raw key is a
-// text: a const char*, ending with a null character.
+// Orders and hashes words by the bytes of their texts; for UTF-8 that is the order of the characters. A raw key is a
+// text: a const char* that ends with a null character.
 class WordCompare : public psCompare {
   PS_PERSISTENT_CLASS(WordCompare, psCompare, 20002)
 

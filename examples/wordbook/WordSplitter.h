@@ -5,17 +5,17 @@
 #include <string>
 #include <string_view>
 
-// Finds the words of a text: runs of letters with single apostrophes inside them, capital ASCII letters made small.
+// Finds the words of a text: runs of letters with single apostrophes inside them. Capital ASCII letters are made small.
 //
-// The text is taken to be UTF-8. Of what is not ASCII, everything counts as a letter but the punctuation of the blocks
-// Latin-1 and General Punctuation; the typographic apostrophe is taken for the plain one. Bytes that are not UTF-8
-// count as letters, so that texts in an older encoding come apart at the right places too.
+// The text is taken to be UTF-8. Every character that is not ASCII counts as a letter, except the punctuation of the
+// blocks Latin-1 and General Punctuation. The typographic apostrophe counts as the plain one. Bytes that are not UTF-8
+// count as letters, so that texts in an older encoding are split at the right places too.
 class WordSplitter {
  public:
-  // Words are cut to so many bytes, at the end of a character; what follows up to the word's end is passed over.
+  // Words are cut to this many bytes, at the end of a character. The rest of the word is skipped.
   static constexpr std::size_t longestWord = 100;
 
-  // Each word that is complete is given to receive, which may throw.
+  // Calls receive for each complete word; receive may throw.
   explicit WordSplitter(std::function<void(const std::string&)> receive) : receive_(std::move(receive)) {}
 
   // Takes the next piece of the text, which may end anywhere.
@@ -38,9 +38,9 @@ class WordSplitter {
   bool cut_ = false;              // word_ is complete, though the text's word goes on
 };
 
-// Text with capital ASCII letters made small and typographic apostrophes made plain, cut as words are: what a word that
-// begins with text begins with.
+// Text with capital ASCII letters made small and typographic apostrophes made plain, cut as words are. A word that
+// begins with text begins with this.
 std::string foldedPrefix(std::string_view text);
 
-// The one word in text, as it stands in the book; "" when there is none, or more.
+// The one word in text, as it is in the book; "" when there is none, or more than one.
 std::string foldedWord(std::string_view text);

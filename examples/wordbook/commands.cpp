@@ -12,7 +12,7 @@
 
 namespace {
 
-// Whether the file's words have been added.
+// True when the file's words have been added.
 bool addOrComplain(Indexing& indexing, const std::string& file) {
   if (indexing.isStore(file)) {
     complain("'" + file + "' is the store itself: passed over");
@@ -80,7 +80,7 @@ int topWords(const std::string& store, std::size_t count) {
   const auto isMoreFrequent = [](const Counted& a, const Counted& b) {
     return a.first != b.first ? a.first > b.first : a.second < b.second;
   };
-  // The most frequent so far, the least frequent of them in front.
+  // The most frequent so far, the least frequent of them first.
   std::priority_queue<Counted, std::vector<Counted>, decltype(isMoreFrequent)> top(isMoreFrequent);
   WordBook(store, pscRead).forEach("", [&](const char* word, const pstHandle<psTreeList>& occurrences) {
     if (occurrences.open(pscRead) != 1) return false;  // forEach reports why

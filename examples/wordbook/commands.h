@@ -4,7 +4,7 @@
 #include <string>
 #include <vector>
 
-// What the program can do. Each command writes its data to standard output and its complaints to standard error, and
+// The commands of the program. Each writes its data to standard output and its complaints to standard error, and
 // returns the program's exit status.
 
 constexpr int exitSuccess = 0;
@@ -12,7 +12,7 @@ constexpr int exitNotFound = 1;
 constexpr int exitError = 2;
 
 // Adds the words of the files to the store, with the lines in which they occur. A file that cannot be read is reported
-// and passed over; when the store fails, what was committed before stays.
+// and skipped. When the store fails, what was committed before stays.
 int indexFiles(const std::string& store, const std::vector<std::string>& files);
 
 // Prints the lines with each of the words.
@@ -21,16 +21,16 @@ int findWords(const std::string& store, const std::vector<std::string>& words);
 // Prints the words that begin with prefix, in order.
 int listWords(const std::string& store, const std::string& prefix);
 
-// Prints the words that occur most often, so many of them.
+// Prints the count words that occur most often.
 int topWords(const std::string& store, std::size_t count);
 
-// Prints the texts in the store, each behind the numbers of lines and bytes that are known of it.
+// Prints the texts in the store, each after its numbers of lines and bytes.
 int listFiles(const std::string& store);
 
-// Prints what the store's collections consist of, and what they take.
+// Prints what the store's collections consist of, and how much space they take.
 int showStatistics(const std::string& store);
 
 void complain(const std::string& message);
 
-// Brings standard output to an end. status, or exitError, with a complaint, when something could not be written.
+// Finishes standard output. Returns status; or exitError, with a complaint, when something could not be written.
 int finishOutput(int status);

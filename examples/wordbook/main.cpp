@@ -34,7 +34,7 @@ int misuse(const std::string& what) {
   return exitError;
 }
 
-// Nothing when the argument is not a number from 1 on.
+// Empty when the argument is not a number from 1 on.
 std::optional<std::size_t> countIn(const std::string& argument) {
   std::size_t count = 0;
   const char* const end = argument.data() + argument.size();
@@ -72,8 +72,8 @@ int run(const std::vector<std::string>& arguments) {
   return command == "files" ? listFiles(store) : showStatistics(store);
 }
 
-// A standard stream that the caller has closed would be the first file that the store opens, and what is printed would
-// go into it. Nothing can be written to what takes its place here.
+// If the caller has closed a standard stream, the next file that is opened gets its number, and what is printed would
+// go into that file. Nothing can be written to what takes its place here.
 void occupyStandardStreams() {
   int descriptor = 0;
   while (descriptor >= 0 && descriptor <= STDERR_FILENO) descriptor = open("/dev/null", O_RDONLY | O_CLOEXEC);

@@ -6,18 +6,18 @@
 
 namespace ps::detail {
 
-// An array open for update: once isOpen() is true, nothing that is done through the edit can be refused. An operation
-// that writes to several arrays opens all its edits before it uses the first. The array and its storage stay in memory
-// while the edit lives.
+// An array open for update. Once isOpen() is true, no operation of the edit can be refused. An operation that writes to
+// several arrays opens all its edits before it uses the first. The array and its storage stay in memory while the edit
+// lives.
 //
-// Positions are the caller's responsibility, and so is room for what is put in.
+// The caller is responsible for valid positions, and for room for what is inserted.
 class ArrayEdit {
  public:
   explicit ArrayEdit(const pstRef<psUnsortedArray>& array) : ArrayEdit(pstHandle<psUnsortedArray>(array)) {}
   explicit ArrayEdit(const pstHandle<psUnsortedArray>& array)
       : array_(array), object_(openObject()), pin_(PagePin::atObject(open())) {}
-  // An array that is open for reading already, or lives outside the store. Opening the storage for update opens the
-  // array that it belongs to as well.
+  // An array that is already open for reading, or is not in the store. Opening the storage for update also opens the
+  // array that it belongs to.
   explicit ArrayEdit(psUnsortedArray& array) : object_(&array), pin_(PagePin::atObject(open())) {}
 
   bool isOpen() const { return object_ != nullptr; }
@@ -28,7 +28,7 @@ class ArrayEdit {
   bool isFull() const { return count() >= capacity(); }
   const pstRef<psObj>& operator[](int i) const { return entries_[i]; }
 
-  // The first position that holds the object, -1 when there is none.
+  // The first position of the object; -1 when there is none.
   int find(const psId& object) const {
     for (int i = 0; i < count(); ++i) {
       if (entries_[i].oid() == object) return i;
@@ -46,21 +46,21 @@ class ArrayEdit {
 
   void append(const pstRef<psObj>& element) { insert(count(), element); }
 
-  // Appends n elements of another array, from i on.
+  // Appends n elements of another array, starting at i.
   void append(const ArrayEdit& source, int i, int n) {
     dropNotes(object_);
     std::copy_n(source.entries_ + i, n, entries_ + count());
     object_->lastIndex_ += n;
   }
 
-  // Stores the element anywhere within the capacity.
+  // Stores the element at any position within the capacity.
   void put(int i, const pstRef<psObj>& element) {
     dropNotes(object_);
     entries_[i] = element;
     object_->lastIndex_ = std::max(object_->lastIndex_, i);
   }
 
-  // Takes out n elements from i on.
+  // Removes n elements, starting at i.
   void erase(int i, int n = 1) {
     dropNotes(object_);
     std::copy(entries_ + i + n, entries_ + count(), entries_ + i);

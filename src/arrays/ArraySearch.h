@@ -4,8 +4,8 @@
 #include "core/IdOrder.h"
 #include "core/KeyProbe.h"
 
-// The one binary search. It has two modes: in an array of elements it finds the first that is not less than the key, in
-// an array of nodes the first whose lowest element is greater.
+// The only binary search. It has two modes. In an array of elements it finds the first that is not less than the key.
+// In an array of nodes it finds the first whose lowest element is greater.
 namespace ps::detail {
 
 struct SearchResult {
@@ -14,8 +14,8 @@ struct SearchResult {
   bool failed = false;   // position is then no answer
 };
 
-// Whether the first and the last entry are looked at before the halving starts. The published binarySearch does: its
-// results for entries that cannot be read depend on it. The trees have no use for the two comparisons.
+// Whether the first and the last entry are compared before the halving starts. The published binarySearch does this:
+// its results for entries that cannot be read depend on it. The trees do not need the two comparisons.
 enum class SearchEnds { asked, notAsked };
 
 SearchResult searchElements(const ArrayView& elements, KeyProbe& probe, SearchEnds ends = SearchEnds::notAsked);
@@ -49,7 +49,7 @@ class ProbeComparison {
   KeyProbe& probe_;
 };
 
-// Compares one stored element with the key, as a search does.
+// Compares a stored element with the key, as a search does.
 inline int compareStored(const pstRef<psObj>& stored, KeyProbe& probe) {
   return probe.identifier() != nullptr ? IdComparison(*probe.identifier())(stored) : probe.compare(stored);
 }
@@ -70,16 +70,16 @@ class ElementReader {
   const ArrayView& elements_;
 };
 
-// One search: what is read for an entry of the array, and how it is compared. Reader gives false for an entry that
-// cannot be read; its prefetch brings into the processor's caches what comparing the entry will read.
+// One search. Reader says what is read for an entry of the array; it returns false for an entry that cannot be read.
+// Its prefetch brings what the comparison will read into the processor's caches. Comparison compares it with the key.
 template <class Reader, class Comparison>
 class BinarySearch {
  public:
   BinarySearch(const ArrayView& array, Comparison comparison)
       : count_(array.count()), comparison_(comparison), reader_(array) {}
 
-  // Invariant: what lies at low or before it is below the position looked for, what lies at high or behind is not. The
-  // array is taken to go on beyond both ends.
+  // Invariant: entries up to low are below the wanted position, and entries from high on are not. The array is taken to
+  // continue beyond both ends.
   SearchResult run(int low, int high) {
     for (int step = 0; high - low > 1; ++step) {
       if (Comparison::opensObjects && step % levelsAhead == 0) prefetch<levelsAhead>(low, high);
@@ -116,8 +116,8 @@ class BinarySearch {
   }
 
  private:
-  // Comparisons that open objects wait for memory, each for its own. So whatever the next three may need is asked for
-  // at once: seven objects, of which three are used, in the time of one.
+  // Comparisons that open objects wait for memory, each for its own object. So the search prefetches everything that
+  // the next 3 may need: 7 objects, of which 3 are used, in the time of one.
   static constexpr int levelsAhead = 3;
 
   template <int Levels>

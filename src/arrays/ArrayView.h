@@ -4,19 +4,19 @@
 
 namespace ps::detail {
 
-// An array open for reading. The array and its storage stay in memory and where they are for as long as the view lives,
-// whatever comparators load meanwhile; the storage is looked up once. Changes made through an edit or the array's own
-// operations make it stale.
+// An array open for reading. The array and its storage stay in memory, at their addresses, while the view lives,
+// whatever comparators load meanwhile. The storage is looked up once. Changes through an edit or the array's own
+// operations make the view stale.
 class ArrayView {
  public:
   // Opens the array.
   explicit ArrayView(const pstRef<psUnsortedArray>& array) : ArrayView(pstHandle<psUnsortedArray>(array)) {}
   explicit ArrayView(const pstHandle<psUnsortedArray>& array)
       : array_(array), object_(array_.isNull() ? nullptr : array_.operator->()), pin_(PagePin::atObject(read())) {}
-  // An array that is open already, or lives outside the store.
+  // An array that is already open, or is not in the store.
   explicit ArrayView(const psUnsortedArray& array) : array_(&array), object_(&array), pin_(PagePin::atObject(read())) {}
 
-  // False when the array or its storage could not be read; it then counts no element.
+  // False when the array or its storage could not be read. The view then has no elements.
   bool isOpen() const { return isOpen_; }
 
   int count() const { return count_; }
@@ -25,7 +25,7 @@ class ArrayView {
   const pstRef<psObj>& operator[](int i) const { return entries_[i]; }  // NOLINT(clang-analyzer-core.*): i < count()
   const pstRef<psObj>& last() const { return entries_[count_ - 1]; }
 
-  // The first position that holds the object, -1 when there is none.
+  // The first position of the object; -1 when there is none.
   int find(const psId& object) const {
     for (int i = 0; i < count_; ++i) {
       if (entries_[i].oid() == object) return i;
@@ -33,8 +33,8 @@ class ArrayView {
     return -1;
   }
 
-  // A note for each element, good for as long as the array is pinned; see notesBeside. A change of the elements drops
-  // them.
+  // A note for each element, valid while the array is pinned; see notesBeside. A change of the elements drops the
+  // notes.
   psId* notes() const { return notesBeside(object_, count_); }
 
   const pstHandle<psUnsortedArray>& array() const { return array_; }

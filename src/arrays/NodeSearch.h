@@ -4,8 +4,8 @@
 
 namespace ps::detail {
 
-// The search in an array of nodes. How nodes are read is known to the folder above alone, which announces its search by
-// the one object of this class.
+// The search in an array of nodes. Only the folder above knows how to read nodes. It announces its search by the only
+// object of this class.
 class NodeSearch {
  public:
   using Function = SearchResult (*)(const ArrayView& nodes, KeyProbe& probe, SearchEnds ends);

@@ -8,15 +8,15 @@ class ArrayView;
 class ArrayEdit;
 }  // namespace ps::detail
 
-// The null reference that operations give where there is no element. Never written.
+// The null reference that operations return when there is no element. Never written.
 PS_API extern const pstRef<psObj> nullPsObjRef;
 
-// An array of references of fixed capacity, filled from the front: the contents of the trees' nodes. Elements are
-// addressed by position and compared by identity; null references are elements like others.
+// An array of references with a fixed capacity, filled from the front. It holds the contents of the trees' nodes.
+// Elements are addressed by position and compared by identity. Null references are elements like any other.
 //
-// An operation that changes the array opens it for update itself; where the store refuses that, and where the array is
-// full, or empty, or has no such position, it changes nothing and gives its failure result. An array that cannot be
-// read looks empty.
+// An operation that changes the array opens it for update itself. It changes nothing and returns its failure result
+// when the store refuses that, when the array is full or empty, or when there is no such position. An array that cannot
+// be read looks empty.
 class PS_API psUnsortedArray : public psObj {
   PS_PERSISTENT_CLASS(psUnsortedArray, psObj, 4022)
 
@@ -25,9 +25,9 @@ class PS_API psUnsortedArray : public psObj {
   explicit psUnsortedArray(int capacity);
   ~psUnsortedArray() noexcept override;
 
-  // The address of element i, also of one behind the last used. Open the array for update before writing through it. A
-  // position outside the capacity, like first() and last() of an empty array, gives a null reference that belongs to
-  // nobody.
+  // The address of element i, which may lie after the last used one. Open the array for update before you write through
+  // it. A position outside the capacity gives a null reference that belongs to no array; so do first() and last() of an
+  // empty array.
   pstRef<psObj>& operator[](int i) { return at(i); }
   pstRef<psObj>& first() const { return at(0); }
   pstRef<psObj>& last() const { return at(lastIndex_); }
@@ -40,18 +40,18 @@ class PS_API psUnsortedArray : public psObj {
   bool notFull() const { return usedSize() < size(); }
   bool isFull() const { return !notFull(); }
 
-  // Appends the element. add returns the last index afterwards, whether or not it was added.
+  // Appends the element. add returns the last index afterwards, whether or not the element was added.
   int add(const pstRef<psObj>& element);
   bool addLast(const pstRef<psObj>& element);
   bool addLast(const pstHandle<psObj>& element);
 
-  // Stores the element at i, anywhere within the capacity; positions skipped hold null references. 1 or 0.
+  // Stores the element at i, anywhere within the capacity. Positions that are skipped hold null references. 1 or 0.
   int atPut(int i, const pstRef<psObj>& element);
   // Makes room at i, which may be usedSize(), and stores the element there. 1 or 0.
   int insertBefore(const pstHandle<psObj>& element, int i);
 
-  // The first, or last, position of the object, searched from start on (downwards for lastIndexOf); -1 when there is
-  // none. The array knows no keys, so a raw key is nowhere.
+  // The first or last position of the object, searched from start (downwards for lastIndexOf); -1 when there is none.
+  // The array has no keys, so a raw key is never found.
   int find(const pstHandle<psObj>& element) const;
   int find(const void* key) const;
   int find(const psObj* element) const { return find(pstHandle<psObj>(element)); }
@@ -62,7 +62,7 @@ class PS_API psUnsortedArray : public psObj {
   int lastIndexOf(const pstHandle<psObj>& element, int start) const;
   int lastIndexOf(const pstHandle<psObj>& element) const { return lastIndexOf(element, lastIndex_); }
 
-  // The neighbour of the object; nullPsObjRef when there is none. An object that is absent comes before the first
+  // The neighbour of the object; nullPsObjRef when there is none. An absent object counts as standing before the first
   // element.
   const pstRef<psObj>& after(const pstHandle<psObj>& element) const;
   const pstRef<psObj>& before(const pstHandle<psObj>& element) const;
@@ -75,7 +75,7 @@ class PS_API psUnsortedArray : public psObj {
   void removeLast();
   void removeAll();
 
-  // Changes the capacity, to no less than usedSize().
+  // Changes the capacity, but not below usedSize().
   void resize(int capacity);
 
  private:

@@ -9,8 +9,8 @@
 
 namespace ps::detail {
 
-// Walks over one hash set or map and collects every fault of its structure. It does not use what the table's own
-// operations walk with. Every key that exists is hashed.
+// Walks over a hash set or map and collects every fault of its structure. It uses none of the code with which the
+// table's own operations walk. It hashes every key that exists.
 class HashChecker {
  public:
   static CheckResult check(const pstHandle<psHashSet>& table);
@@ -28,7 +28,7 @@ class HashChecker {
   void checkHash(const pstHandle<psObj>& key, std::uint32_t slot);
 
   void complain(const psId& id, const std::string& what);
-  // What lies in the container of the bucket that is being visited, and belongs to no other part.
+  // Notes an object that lies in the container of the current bucket and belongs to no other part.
   void own(const psId& id);
 
   CheckResult result_;
@@ -36,7 +36,7 @@ class HashChecker {
   bool isMap_ = false;
   std::uint32_t slots_ = 0;  // in a bucket
   int depth_ = 0;
-  // Of the bucket that is being visited.
+  // Of the current bucket.
   std::uint32_t first_ = 0;
   int bucketDepth_ = 0;
   psId container_;

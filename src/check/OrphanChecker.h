@@ -10,9 +10,9 @@
 
 namespace ps::detail {
 
-// Looks through every container of a federation for what nobody owns: internal objects of collections that are part of
-// none, and empty containers without a name that are not garbage-collectable, unless an administrator is about to fill
-// them. Arrays that an application made for itself are reported too.
+// Searches every container of a federation for what nobody owns: internal objects of collections that belong to no
+// collection, and empty containers without a name. Containers that are garbage-collectable, or that an administrator is
+// about to fill, are not reported. Arrays that an application created for itself are reported too.
 class OrphanChecker {
  public:
   static std::vector<std::string> check(const pstHandle<psFDObj>& federation);

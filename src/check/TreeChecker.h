@@ -9,9 +9,9 @@
 
 namespace ps::detail {
 
-// Walks over one tree, a list, sorted set or sorted map, and collects every fault of its structure. It does not use
-// what the tree's own operations walk with. Neighbours are compared with the tree's comparator; elements that were
-// deleted are passed over. Every node and array is opened and, where there is a comparator, every element.
+// Walks over a tree (a list, sorted set or sorted map) and collects every fault of its structure. It uses none of the
+// code with which the tree's own operations walk. It compares neighbours with the tree's comparator and skips deleted
+// elements. It opens every node and array and, where there is a comparator, every element.
 class TreeChecker {
  public:
   static CheckResult check(const pstHandle<psBTree>& root);

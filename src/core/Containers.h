@@ -11,31 +11,31 @@ pstHandle<psContObj> createContainer(const psId& near, bool garbageCollectable);
 
 bool isGarbageCollectable(const pstHandle<psContObj>& container);
 
-// The same near an object, garbage-collectable when the object's own container is.
+// The same near an object. The container is garbage-collectable when the object's own container is.
 pstHandle<psContObj> createContainerFor(const pstHandle<psObj>& object);
 
-// Containers that may be empty after what the caller is about to delete. Each is opened for update before anything is
-// written, so that giving it back cannot be refused afterwards.
+// Containers that may be empty after the caller has deleted something. Each is opened for update before anything is
+// written, so that its deletion cannot be refused afterwards.
 class ContainerRelease {
  public:
-  // Notes a container, or that of an object. False when it would have to be deleted if it became empty, and cannot be
-  // opened for update. A null one, or one that is already noted, needs nothing.
+  // Notes a container, or that of an object. False when it would have to be deleted if it became empty, but cannot be
+  // opened for update. Does nothing for a null container, or for one that is already noted.
   bool secure(const pstHandle<psContObj>& container);
   bool secureContainerOf(const pstHandle<psObj>& object) { return secure(object.containedIn()); }
 
-  // Deletes the containers noted that are empty now.
+  // Deletes the noted containers that are empty now.
   void release();
 
  private:
   std::deque<pstHandle<psContObj>> containers_;
 };
 
-// Opens the containers of a collection's parts again, each run of neighbours in one container once.
+// Opens the containers of a collection's parts again. A run of parts in the same container opens it once.
 class ContainerRefresh {
  public:
   explicit ContainerRefresh(psMode mode) : mode_(mode) {}
 
-  // Refreshes the container of an object, unless it is the one refreshed last; false when that is refused.
+  // Refreshes the container of an object, unless it was the last one refreshed. False when that is refused.
   bool visit(const pstHandle<psObj>& object);
 
  private:
@@ -43,7 +43,7 @@ class ContainerRefresh {
   psId last_;
 };
 
-// Deletes a part of a collection that is being deleted, and the container that this leaves empty.
+// Deletes a part of a collection that is being deleted, and its container if that is then empty.
 void deletePart(pstHandle<psObj> part);
 
 }  // namespace ps::detail

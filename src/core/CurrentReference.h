@@ -2,8 +2,8 @@
 
 #include "store/pstHandle.h"
 
-// What iterators do with the reference at which they stand: open for update, or null when there is none or it cannot be
-// opened. 1; 0, with nothing changed, on failure.
+// What iterators do with the reference at which they stand. current is open for update, or null when there is no
+// reference or it cannot be opened. Return 1 on success; 0, with nothing changed, on failure.
 namespace ps::detail {
 
 int replaceReference(pstRef<psObj>* current, const pstRef<psObj>& reference);

@@ -7,9 +7,9 @@
 
 namespace ps::detail {
 
-// The way to the Java object callee, for the calls of one operation, in the thread of env. No value means that a call
-// failed. A Java exception is then pending in env, or, where there is no environment to have one, an error is
-// signalled. Nothing is called while an exception is pending, be it one that was there before.
+// Calls the Java object callee, for one operation, in the thread of env. An empty result means that the call failed. A
+// Java exception is then pending in env; without an environment an error is signalled instead. Nothing is called while
+// an exception is pending, even one from before.
 class JavaBridge {
  public:
   JavaBridge(_jobject* callee, JNIEnv_* env);

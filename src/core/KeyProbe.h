@@ -9,19 +9,18 @@
 #include "core/psCompare.h"
 #include "store/pstRef.h"
 
-// A probe is the key of one operation, in one of the four flavours, together with what compares it. Every algorithm
-// that looks for a key is written once, over a probe; the public overloads only choose which probe to make. A whole
-// operation takes it as a temporary, since it serves no other; the steps of one take it by reference.
+// A probe is the key of an operation, in one of the 4 flavours, together with the comparison. Every algorithm that
+// looks for a key is written once, over a probe; the public overloads only choose the probe. An operation takes it as a
+// temporary, since a probe serves one operation. The steps of an operation take it by reference.
 namespace ps::detail {
 
-// A collection's comparator, as far as it could be found out.
+// A collection's comparator, as far as it could be determined.
 struct ComparatorChoice {
   pstRef<psCompare> comparator;  // null: order by identifier
   bool refused = false;          // a node on the way to the collection could not be opened
 };
 
-// A comparator, open for the time of one operation: it stays where it is, and need not be looked up for each
-// comparison.
+// A comparator that is open during one operation. It stays at its address, so comparisons need no look-up.
 class OpenComparator {
  public:
   explicit OpenComparator(const pstRef<psCompare>& comparator) : handle_(comparator) {}
@@ -43,45 +42,46 @@ class KeyProbe {
   KeyProbe(const KeyProbe&) = delete;
   KeyProbe& operator=(const KeyProbe&) = delete;
 
-  // Compares the stored element with the key, the stored one first: what ordered collections ask. Worth nothing once
-  // failed() is true.
+  // Compares the stored element, which comes first, with the key. Ordered collections use this. The result is
+  // meaningless once failed() is true.
   int compare(const pstRef<psObj>& stored) {
     asksForOrder_ = true;
     return order(stored);
   }
 
-  // Whether the stored element matches the key. This, and the hashes of the key and of a stored element, is what hash
-  // collections ask; it is worth nothing once failed() is true. When it took opening what does not exist to say so,
-  // nothing matches but the key's own object.
+  // Whether the stored element matches the key. Hash collections use this, and the hashes of the key and of stored
+  // elements. The result is meaningless once failed() is true. When the answer took opening an object that does not
+  // exist, only the key's own object matches.
   bool equal(const pstRef<psObj>& stored) {
     const RefusalWatch watch;
     return matches(stored) && (!watch.metAbsent() || isKey(stored));
   }
-  // Whether the collection, too, calls an element equal to the key whose order is that of the key; see
-  // psCollection::equal. Worth nothing once failed() is true.
+  // Whether the collection also calls an element equal to the key when the order does; see psCollection::equal. The
+  // result is meaningless once failed() is true.
   virtual bool confirms(const pstRef<psObj>&) { return true; }
   virtual std::uint32_t hash() = 0;
   virtual std::uint32_t hashOf(const pstRef<psObj>& stored) = 0;
 
   // Whether the answers so far cannot be trusted: there is no usable key or comparator, a call into Java failed, or
-  // something was refused since the probe was made, be it within a comparator or on the search's own way. A failed
-  // search is no answer, least of all "absent".
+  // something was refused since the probe was made, in a comparator or in the search itself. A failed search is no
+  // answer, and must not be taken for "absent".
   //
-  // Nor can they once an object was met that does not exist, if an order was asked for: a comparator that cannot open
-  // an element cannot order it, and whatever it says sends the search astray. Hash collections look at one slot
-  // alone, and go on beside such elements.
+  // An order cannot be trusted either after an object was met that does not exist: a comparator that cannot open an
+  // element cannot order it, and its result leads the search astray. Hash collections look at only one slot, so such
+  // elements do not affect them.
   bool failed() const { return failed_ || (watch_.metAny() && (watch_.refused() || hasLostOrder())); }
 
-  // Forgets what was refused or absent so far: it was met on a way that the operation can do without, and which it
-  // began when the probe had not failed.
+  // Forgets what was refused or absent so far. The operation met it on a way that it can do without, and the probe had
+  // not failed before.
   void disregardRefusals() { watch_ = RefusalWatch(); }
 
-  // The key's identifier when the order is that of identifiers, so that a search can compare without a call; else null.
+  // The key's identifier when the order is that of identifiers, so that a search can compare without a call. Otherwise
+  // null.
   const psId* identifier() const { return identifier_; }
 
  protected:
   KeyProbe() = default;
-  // Whoever watches a whole operation, of which this search is a part, learns that it gave no answer.
+  // Everyone who watches the whole operation learns that this search gave no answer.
   ~KeyProbe() {
     if (hasLostOrder()) RefusalWatch::tellAll();
   }
@@ -103,7 +103,7 @@ class KeyProbe {
   bool asksForOrder_ = false;
 };
 
-// Only a comparator understands a raw key: without one the probe has failed from the start.
+// Only a comparator understands a raw key. Without one the probe has failed from the start.
 class RawProbe final : public KeyProbe {
  public:
   RawProbe(const void* key, const ComparatorChoice& choice);
@@ -117,11 +117,11 @@ class RawProbe final : public KeyProbe {
   OpenComparator comparator_;
 };
 
-// A null object is no key: the probe has failed from the start. key must outlive the probe.
+// A null object is no key, so the probe has failed from the start. key must outlive the probe.
 class HandleProbe final : public KeyProbe {
  public:
   HandleProbe(const pstHandle<psObj>& key, const ComparatorChoice& choice);
-  // Asks the collection, too, what is equal.
+  // The collection also decides what is equal.
   HandleProbe(const pstHandle<psObj>& key, const psCollection& collection);
   bool confirms(const pstRef<psObj>& stored) override;
   std::uint32_t hash() override { return hashOf(key_); }
@@ -141,7 +141,8 @@ class HandleProbe final : public KeyProbe {
 class CallbackProbe final : public KeyProbe {
  public:
   explicit CallbackProbe(psCompareFunction compareFunction);
-  // With the key's hash, for a look-up; and for a change with the function that hashes stored elements as well.
+  // The first form takes the key's hash, for a look-up. The second also takes the function that hashes stored elements,
+  // for a change.
   CallbackProbe(std::uint32_t keyHash, psCompareFunction compareFunction);
   CallbackProbe(std::uint32_t keyHash, psCompareFunction compareFunction, psHashFunction hashFunction);
   std::uint32_t hash() override { return hash_; }
@@ -155,8 +156,8 @@ class CallbackProbe final : public KeyProbe {
   psHashFunction hashFunction_ = nullptr;
 };
 
-// What goes wrong in Java, an exception above all, fails the probe: from then on nothing is called, and the exception
-// is the caller's to see. One that is pending from before fails it from the start.
+// A failure in Java, such as an exception, fails the probe. From then on nothing is called, and the caller sees the
+// exception. An exception that is pending before fails the probe from the start.
 class JavaProbe final : public KeyProbe {
  public:
   JavaProbe(_jobject*& key, _jobject*& callee, JNIEnv_* env);

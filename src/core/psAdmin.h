@@ -5,9 +5,10 @@
 #include "store/psFDObj.h"
 #include "store/psPersistentClass.h"
 
-// Places the internal objects of one collection in containers. A container takes a certain number of them, then a new
-// one is started in the same database. From container number 30000 on, and when a database takes no more containers, a
-// database is created, named "autoDb" and the lowest number not yet taken, and filled from its first container.
+// Places the internal objects of a collection in containers. A container takes a certain number of objects; then a new
+// one is started in the same database. From container number 30000 on, and when a database has no room for containers,
+// the administrator creates a database. Its name is "autoDb" with the lowest number that is free, and it is filled from
+// its first container.
 class PS_API psAdmin : public psObj {
   PS_PERSISTENT_CLASS(psAdmin, psObj, 4014)
 
@@ -15,19 +16,19 @@ class PS_API psAdmin : public psObj {
   psAdmin() = default;
   ~psAdmin() noexcept override;
 
-  // Creates an unnamed container to go on in after current, garbage-collectable when current is, or, when current has
-  // been deleted, when the administrator's own container is; for that a null one stands. Null when the store creates
-  // neither a container nor a database.
+  // Creates an unnamed container to continue in after current. It is garbage-collectable when current is. When current
+  // is null or has been deleted, the administrator's own container decides instead. Null when the store creates neither
+  // a container nor a database.
   virtual pstHandle<psContObj> newContainer(pstRef<psContObj>& current);
 
-  // Deletes the container when it is empty, unnamed and not garbage-collectable. Always 1; a container that cannot be
-  // opened for update stays.
+  // Deletes the container when it is empty, unnamed and not garbage-collectable. Always returns 1; a container that
+  // cannot be opened for update stays.
   static int deleteIfEmptyUnnamedNonGC(pstHandle<psContObj>& container);
 
  protected:
-  // The container for the next internal object, given the current one, how many it has taken, and how many it takes.
-  // Starts a new one when that number is reached or the current one has been deleted. Null, with nothing changed, when
-  // the administrator cannot be opened for update; null as well when there is no new container to be had.
+  // The container for the next internal object, given the current one, how many objects it has taken, and how many it
+  // may take. Starts a new one when that number is reached or the current one has been deleted. Null, with nothing
+  // changed, when the administrator cannot be opened for update. Null also when no container can be created.
   pstRef<psContObj> provide(pstRef<psContObj>& current, int& count, int maximum, const pstHandle<psObj>& collection);
 };
 

@@ -3,34 +3,34 @@
 #include "core/psJavaTypes.h"
 #include "store/psPersistentClass.h"
 
-// Functions of the application that compare, or hash, a stored element given by its identifier: database and container
-// in the first argument (high and low half), page and slot in the second.
+// Functions of the application that compare or hash a stored element, given by its identifier. The first argument has
+// the database in its high half and the container in its low half; the second has page and slot.
 using psCompareFunction = int (*)(unsigned int, unsigned int);
 using psHashFunction = int (*)(unsigned int, unsigned int);
 
-// Decides the order and the hash of a collection's elements. It is an object of the store, so that a collection can
-// refer to it; an application derives from it and overrides what it needs. A collection without a comparator uses
-// identifiers, by comparePsId and hashPsId, as this class itself does.
+// Decides the order and the hash of a collection's elements. A comparator is an object of the store, so that
+// collections can refer to it. An application derives from this class and overrides what it needs. A collection without
+// a comparator uses identifiers, by comparePsId and hashPsId, as this class itself does.
 //
-// Keys come in four flavours, and every look-up of the library exists in each:
+// Keys come in 4 flavours, and every look-up of the library exists in each:
 //   raw key    a pointer that only an overridden comparator understands
 //   handle     an object, compared as a stored element is
 //   callback   a function that compares, or hashes, a stored element given by its identifier; it knows the key itself
 //   Java       a Java object, compared by a method of the Java object callee
 //
-// A comparison puts the stored element first: negative when it sorts before the key, zero when they match, positive
-// when it sorts after. Only the sign counts.
+// A comparison puts the stored element first. The result is negative when the element sorts before the key, zero when
+// they match, and positive when it sorts after. Only the sign counts.
 //
 // What a comparator needs:
 // - A class of its own, derived with PS_PERSISTENT_CLASS and registered in every program that uses its collections.
 // - A total order, which does not change while elements are in a collection. Elements that compare equal hash equal.
-// - Both raw-key operations overridden together, or neither. Without them a raw key is the address of a handle.
-// - It may open objects. It must not change the collection that asks, nor throw.
+// - Overrides of both raw-key operations, or of neither. Without them a raw key is the address of a handle.
+// - It may open objects. It must not change the collection that calls it, and must not throw.
 //
-// When an object cannot be opened, any answer will do, since it is not believed. Refused: the operation changes nothing
-// and gives its failure result. Deleted: the same in ordered collections, for every operation that meets the object on
-// its way, until removeAllDeleted has taken it out; a hash collection goes on beside it, and no key matches it but the
-// object itself.
+// When a comparator cannot open an object, it may return anything, since the result is not used. If the open was
+// refused, the operation changes nothing and returns its failure result. If the object has been deleted, an ordered
+// collection does the same, for every operation that meets the object, until removeAllDeleted has removed it. A hash
+// collection is not affected: no key matches the deleted object but the object itself.
 class PS_API psCompare : public psObj {
   PS_PERSISTENT_CLASS(psCompare, psObj, 4013)
 
@@ -39,13 +39,13 @@ class PS_API psCompare : public psObj {
   ~psCompare() noexcept override;
 
   // The raw-key form takes key to be the address of a pstHandle<psObj>, and null to be the null handle. Override both
-  // raw-key operations to give raw keys a meaning of their own.
+  // raw-key operations to give raw keys another meaning.
   virtual int compare(const pstHandle<psObj>& element, const void*& key) const;
   virtual int compare(const pstHandle<psObj>& element, const pstHandle<psObj>& other) const;
   virtual int hash(const void*& key) const;
   virtual int hash(const pstHandle<psObj>& element) const;
 
-  // What compare says, as predicates. In each flavour an override of compare decides them too.
+  // The results of compare as predicates. In each flavour an override of compare decides them too.
   bool less(const pstHandle<psObj>& element, const void* key) const { return compare(element, key) < 0; }
   bool lessOrEqual(const pstHandle<psObj>& element, const void* key) const { return compare(element, key) <= 0; }
   bool greater(const pstHandle<psObj>& element, const void* key) const { return compare(element, key) > 0; }
@@ -58,7 +58,7 @@ class PS_API psCompare : public psObj {
   bool greaterOrEqual(const pstHandle<psObj>& a, const pstHandle<psObj>& b) const { return compare(a, b) >= 0; }
   bool equal(const pstHandle<psObj>& a, const pstHandle<psObj>& b) const { return compare(a, b) == 0; }
 
-  // Callback flavour: what f returns for the element's identifier. f is called once.
+  // Callback flavour: the result of f for the element's identifier. f is called once.
   static int compare(const pstHandle<psObj>& element, psCompareFunction f);
   static int hash(const pstHandle<psObj>& element, psHashFunction f);
   static bool less(const pstHandle<psObj>& element, psCompareFunction f) { return compare(element, f) < 0; }
@@ -67,21 +67,22 @@ class PS_API psCompare : public psObj {
   static bool greaterOrEqual(const pstHandle<psObj>& element, psCompareFunction f) { return compare(element, f) >= 0; }
   static bool equal(const pstHandle<psObj>& element, psCompareFunction f) { return compare(element, f) == 0; }
 
-  // Java flavour: what a method of callee returns, an object of the application's class
-  // com.vexa.pm.psScalableCollectionsPersistor. An element goes to Java as a long: database in the low 16 bits, then
-  // container and page, slot in the high ones.
+  // Java flavour: the result of a method of callee, which is an object of the application's class
+  // com.vexa.pm.psScalableCollectionsPersistor. An element is passed to Java as a long: database in the low 16 bits,
+  // then container, then page, and the slot in the high 16 bits.
   //
   //   compare(element, key, ...)    int cpp_compare(Object key, long element)
   //   compare(element, other, ...)  int cpp_compare2(long other, long element)
   //   hash(key, ...)                int cpp_hash(Object key)
   //   hash(element, ...)            int cpp_hash2(long element)
   //
-  // One class loader serves a process: what it found is kept, and used for the objects of others too.
+  // A process uses one class loader: the class that it found is kept, and is used for all later objects.
   //
   // env is the environment of the calling thread, which must be attached to the JVM. A class or method is looked up at
-  // its first call, and again after a look-up that failed. When a call fails, or an exception is pending already, in
-  // which case nothing is called, the result is 0 and the exception stays pending: so ask for one before you believe
-  // that something is equal. Without env, or in a build without Java, the result is 0 and an error is signalled.
+  // its first call, and again after a look-up that failed. When a call fails, the result is 0 and the exception is
+  // pending. When an exception is pending before, nothing is called, the result is 0, and the exception stays pending.
+  // So check for an exception before you take elements for equal. Without env, or in a build without Java, the result
+  // is 0 and an error is signalled.
   static int compare(const pstHandle<psObj>& element, _jobject*& key, _jobject*& callee, JNIEnv_* env);
   static int hash(_jobject*& key, _jobject*& callee, JNIEnv_* env);
   static int compare(const pstHandle<psObj>& element, const pstHandle<psObj>& other, _jobject*& callee, JNIEnv_* env);
@@ -119,8 +120,8 @@ class PS_API psCompare : public psObj {
     return compare(a, b, callee, env) == 0;
   }
 
-  // The order and the hash of identifiers. Neither opens the objects, and no override changes them. comparePsId gives
-  // exactly -1, 0 or 1, by database, container, page and slot in this order; a null handle has the identifier (0, 0, 0,
+  // The order and the hash of identifiers. Neither opens the objects, and no override changes them. comparePsId returns
+  // exactly -1, 0 or 1, by database, container, page and slot in this order. A null handle has the identifier (0, 0, 0,
   // 0).
   static int comparePsId(const pstHandle<psObj>& a, const pstHandle<psObj>& b);
   static int hashPsId(const pstHandle<psObj>& element);

@@ -4,16 +4,16 @@
 
 namespace ps::detail {
 
-// A bucket open for reading, whose slots stay in memory and where they are for as long as the view lives.
+// A bucket open for reading. Its slots stay in memory, at their address, while the view lives.
 class BucketView {
  public:
   explicit BucketView(const pstHandle<psHashBucket>& bucket)
       : bucket_(bucket), object_(bucket_.isNull() ? nullptr : bucket_.operator->()), pin_(PagePin::atObject(read())) {}
 
-  // False when the bucket or its slots could not be read; it then has none.
+  // False when the bucket or its slots could not be read. The view then has no slots.
   bool isOpen() const { return slots_ != nullptr; }
-  // Whether an open view still shows what is stored: not after an abort, nor when another session has committed a
-  // change.
+  // Whether an open view still shows what is stored. It does not after an abort, or when another session has committed
+  // a change.
   bool isCurrent() const {
     if (PS_LIKELY(ps::detail::isCurrent(object_) && ps::detail::isCurrent(slots_))) return true;
     return bucket_.operator->() == object_ && HashAccess::entries(*object_).head() == slots_;
@@ -42,24 +42,25 @@ class BucketView {
   PagePin pin_;
 };
 
-// What one slot holds, as a sequence: nothing, one reference, or those of a chain. The bucket's view must outlive it.
+// The contents of a slot as a sequence: nothing, one reference, or those of a chain. The bucket's view must outlive it.
 class SlotView {
  public:
   SlotView(const BucketView& bucket, int slot)
       : slot_(bucket[slot]), pin_(PagePin::atObject(read(bucket.handle().oid()))) {}
 
-  // False when it could not be found out what the slot holds.
+  // False when the contents of the slot could not be determined.
   bool isOpen() const { return count_ >= 0; }
 
   int count() const { return count_; }
   const pstRef<psObj>& operator[](int i) const { return entries_[i]; }
-  // Null when the slot holds none.
+  // Null when the slot has no chain.
   const pstHandle<psHashChain>& chain() const { return chain_; }
 
  private:
   const void* read(const psId& bucket) {
     entries_ = &slot_;
-    // Chains lie in their bucket's container, where few elements do: the pages of all others are left alone.
+    // Chains lie in the container of their bucket, where few elements lie. The pages of all other elements are not
+    // read.
     const psId& id = slot_.oid();
     const bool mayBeChain = id.get_OC() == bucket.get_OC() && id.get_DB() == bucket.get_DB() && !id.isNull();
     if (PS_UNLIKELY(mayBeChain)) return readObject();

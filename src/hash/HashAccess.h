@@ -6,11 +6,11 @@
 
 namespace ps::detail {
 
-// The depth of a table that was not constructed whole: its directory is not complete.
+// The depth of a table that was not completely constructed: its directory is not complete.
 constexpr int incompleteDepth = -1;
 
-// The fields of a hash table's parts, for its algorithms and for what checks it. Nothing is opened here: the part must
-// be open, and for update before a field is changed.
+// The fields of a hash table's parts, for its algorithms and its checker. Nothing is opened here: the part must be
+// open, and open for update before a field is changed.
 class HashAccess {
  public:
   using Entries = pstVArray<pstRef<psObj>>;

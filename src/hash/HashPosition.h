@@ -5,12 +5,12 @@
 #include "core/KeyProbe.h"
 #include "hash/BucketView.h"
 
-// How a hash table is found one's way in. A hash leads to a bucket by its first bits, which index the directory, and to
-// a slot of the bucket by its remainder; what shares the slot is looked through. A map's table holds entries where that
-// of a set holds elements, and goes by their keys: this is all in which the two differ.
+// How to find one's way in a hash table. A hash leads to a bucket by its first bits, which index the directory, and to
+// a slot of the bucket by its remainder. The elements that share the slot are searched. Where a set's table holds
+// elements, a map's table holds entries and compares their keys; the two differ in nothing else.
 namespace ps::detail {
 
-// A bucket, and the run of directory indexes that name it.
+// A bucket, and the range of directory indexes that name it.
 struct BucketRange {
   pstHandle<psHashBucket> bucket;  // open for reading
   int first = 0;
@@ -29,18 +29,19 @@ struct HashPosition {
   const pstHandle<psHashBucket>& bucket() const { return range.bucket; }
 };
 
-// Whether the table was constructed whole.
+// Whether the table was completely constructed.
 inline bool isComplete(const psHashSet& table) { return HashAccess::depth(table) != incompleteDepth; }
 
 // Whether the table is a map's.
 bool holdsEntries(const psHashSet& table);
 
-// The key of something stored in a table, by what the table holds. Null when it is an entry that cannot be opened.
+// The key of something stored in a table: an entry's key, or the element itself. Null when it is an entry that cannot
+// be opened.
 pstRef<psObj> keyOf(const pstRef<psObj>& stored, bool isEntry);
 
 bool isEntry(const pstHandle<psObj>& object);
-// The key that an object stands for in a map: an entry's, or the object itself. Null when it is an entry that cannot be
-// opened.
+// The key that an object stands for in a map: an entry's key, or the object itself. Null when it is an entry that
+// cannot be opened.
 pstHandle<psObj> keyFor(const pstHandle<psObj>& keyOrEntry);
 
 inline int directorySizeOf(const psHashSet& table) { return isComplete(table) ? 1 << HashAccess::depth(table) : 0; }
@@ -54,25 +55,25 @@ inline pstRef<psHashBucket> bucketNamedAt(const psHashSet& table, int directoryI
   return exists ? directory[directoryIndex] : pstRef<psHashBucket>();
 }
 
-// Number of directory indexes that name the bucket, which must be open; the first is a multiple of it.
+// Number of directory indexes that name the bucket, which must be open. The first index is a multiple of this number.
 inline int rangeLengthOf(const psHashSet& table, const psHashBucket& bucket) {
   return 1 << (HashAccess::depth(table) - HashAccess::depth(bucket));
 }
 
-// The bucket that a directory index names. Nothing when it cannot be read, or there is no such index.
+// The bucket that a directory index names. Empty when it cannot be read, or there is no such index.
 std::optional<BucketRange> bucketAt(const psHashSet& table, int directoryIndex);
 
-// Where the hash belongs, without looking at what is stored. Nothing when that cannot be read.
+// The place of the hash, without a look at what is stored. Empty when that cannot be read.
 std::optional<HashPosition> positionOf(const psHashSet& table, std::uint32_t hash);
 
-// Looks for what matches in the position's slot, and notes it in the position. False when that could not be found out.
+// Looks for a match in the position's slot, and notes it in the position. False when that could not be determined.
 bool findMatch(const psHashSet& table, KeyProbe& probe, HashPosition& position);
 
-// Looks for the key. Nothing when that could not be found out. The probe must have been made for this operation.
+// Looks for the key. Empty when that could not be determined. The probe must have been made for this operation.
 std::optional<HashPosition> locate(const psHashSet& table, KeyProbe& probe);
 
-// Calls visit(range) for every bucket, in the directory's order, until it gives false. False when not all were visited,
-// be it that one could not be opened.
+// Calls visit(range) for every bucket, in the directory's order, until it returns false. False when not all were
+// visited, or when one could not be opened.
 template <class Visit>
 bool visitBuckets(const psHashSet& table, Visit visit) {
   const int end = directorySizeOf(table);

@@ -9,11 +9,11 @@
 
 namespace ps::detail {
 
-// A place in a hash set or map from which one goes on to the next: what the iterators of hash tables are made of.
-// Operations of the same name do what psCollectionIterator says.
+// A place in a hash set or map, with the steps to the next: the core of the iterators of hash tables. Operations are
+// named as in psCollectionIterator and do the same.
 class HashWalk {
  public:
-  // What is delivered: what is stored, elements or entries, or of entries the keys or the values.
+  // What the walk delivers: what is stored (elements or entries), or the keys or values of entries.
   enum class Delivery { stored, keys, values };
 
   HashWalk(const pstHandle<psHashSet>& set, Delivery delivery) : set_(set), delivery_(delivery) {}
@@ -22,8 +22,8 @@ class HashWalk {
 
   const pstHandle<psHashSet>& set() const { return set_; }
 
-  // The address of the current reference, what holds it opened as the mode asks; null when there is none or the open is
-  // refused. It stays good until the next call.
+  // The address of the current reference, with what holds it opened as the mode says. Null when there is none or the
+  // open is refused. It is valid until the next call.
   pstRef<psObj>* currentAddress(psLockMode mode) { return addressAt(placeHere(), mode); }
   pstRef<psObj> current(psLockMode mode);
   // The value of the entry at which a map's walk stands.
@@ -34,7 +34,8 @@ class HashWalk {
   pstRef<psObj> next(psLockMode mode);
   pstRef<psObj> previous(psLockMode mode);
   pstRef<psObj> goToIndex(int i, psLockMode mode);
-  // Goes to what the probe looks for that makeProbe(set) gives: a map's keys, or, where values are delivered, values.
+  // Goes to what the probe looks for: a map's keys or, where values are delivered, values. makeProbe(set) makes the
+  // probe.
   template <class MakeProbe>
   bool goTo(MakeProbe makeProbe) {
     Search<HashWalk> search(*this);
@@ -44,42 +45,42 @@ class HashWalk {
     auto probe = makeProbe(*set);
     return !probe.failed() && scanFor(*set, probe, search);
   }
-  // By handle: the comparator understands keys, but values need not be like them, and are looked for by identity.
+  // By handle. The comparator understands keys, but values need not be like keys, so they are found by identity.
   bool goToObject(const pstHandle<psObj>& object);
   int remove();
   int moveCurrentTo(const pstHandle<psObj>& near);
 
-  // Stands nowhere after a search that failed. False.
+  // Stands nowhere after a search that failed. Returns false.
   bool lose();
 
  private:
-  // The set, open, with the current place by its present directory; null when it cannot be opened.
+  // The set, open, with the current place adjusted to its present directory. Null when it cannot be opened.
   psHashSet* openSet();
-  // Gives the current place the directory index that it has since the directory was doubled, or was put back.
+  // Adjusts the directory index of the current place after the directory was doubled or restored.
   void followDirectory(const psHashSet& set);
-  // Goes from a gap to the place that it stands for. False when that cannot be found out.
+  // Goes from a gap to the place that it stands for. False when that cannot be determined.
   bool settle(const psHashSet& set);
-  // The current place with what is stored there now: nothing, when it has gone or cannot be read.
+  // The current place with what is stored there now, which is null when it has been removed or cannot be read.
   TablePlace placeHere();
-  // The place to which next goes; nothing when it goes nowhere.
+  // The place to which next goes; empty when there is none.
   std::optional<TablePlace> placeAhead();
   void standAt(const TablePlace& place, int index);
 
-  // For checked builds: compares what is at the current place with what the walk has noted.
+  // For checked builds: compares the current place with what the walk has noted.
   void checkHere(const psHashSet& set);
   void noteHere();
 
   // The address of the reference that is delivered at a place; see currentAddress.
   pstRef<psObj>* addressAt(const TablePlace& place, psLockMode mode);
-  // A copy of it, null where an entry does not exist any more; nothing when the open is refused.
+  // A copy of that reference, null where an entry no longer exists. Empty when the open is refused.
   std::optional<pstRef<psObj>> deliveredAt(const TablePlace& place, psLockMode mode);
 
-  // Goes to the place, and returns what is delivered there; stays, and returns null, when that cannot be opened.
+  // Goes to the place and returns what is delivered there. When that cannot be opened, stays and returns null.
   pstRef<psObj> stepTo(const TablePlace& place, int index, psLockMode mode);
   int indexAfter(int step) const { return index_ < -1 ? index_ : index_ + step; }
 
-  // Goes to the first element of which matches(element) is true, else behind the last, which ends the search; not when
-  // something is refused or matches has no answer. True when there is an element.
+  // Goes to the first element for which matches(element) is true, and returns true. Otherwise goes after the last
+  // element, which ends the search. The search does not end when something is refused or matches has no answer.
   template <class Matches>
   bool goToMatch(const psHashSet& set, Matches matches, Search<HashWalk>& search);
   bool scanFor(const psHashSet& set, KeyProbe& probe, Search<HashWalk>& search);

@@ -5,12 +5,12 @@
 
 #include "hash/BucketView.h"
 
-// Changes of a slot in two steps: what can be refused is done by plan, after which carryOut does the change. Between
-// the two, others may be planned, and carried out too if they concern other slots.
+// Changes of a slot in two steps. plan does everything that can be refused; carryOut makes the change. Between the two,
+// changes of other slots may be planned and carried out.
 namespace ps::detail {
 
-// Objects that were made for a change which may still be given up: they are deleted with this object, unless it was
-// told that they are in use.
+// Objects that were made for a change that may still be given up. They are deleted with this object, unless it was told
+// that they are in use.
 class Provisional {
  public:
   Provisional() = default;
@@ -18,7 +18,7 @@ class Provisional {
   Provisional& operator=(const Provisional&) = delete;
   ~Provisional() { discard(); }
 
-  // A handle to a new object; null when the store did not make it.
+  // A handle to a new object; null when the store did not create it.
   template <class T>
   pstHandle<T> add(T* created) {
     pstHandle<T> object(created);
@@ -29,7 +29,7 @@ class Provisional {
     if (!created.isNull()) objects_.push_back(created);
     return created;
   }
-  // A new chain of these, 2 at least, near the bucket; null when the store does not make it.
+  // A new chain of at least 2 entries, near the bucket. Null when the store does not create it.
   pstHandle<psHashChain> addChain(const pstHandle<psHashBucket>& near, const std::vector<pstRef<psObj>>& entries);
 
   void keep() { objects_.clear(); }
@@ -40,20 +40,20 @@ class Provisional {
   std::vector<pstHandle<psObj>> objects_;
 };
 
-// A bucket open for update, and its slots, which stay in memory while the edit lives.
+// A bucket open for update, with its slots, which stay in memory while the edit lives.
 class BucketEdit {
  public:
   explicit BucketEdit(const pstHandle<psHashBucket>& bucket) : bucket_(bucket), pin_(PagePin::atObject(open())) {}
   BucketEdit(const BucketEdit&) = delete;
   BucketEdit& operator=(const BucketEdit&) = delete;
-  // Whoever walks over the table looks again.
+  // Makes everyone who walks over the table look again.
   ~BucketEdit() { noteChange(); }
 
   bool isOpen() const { return slots_ != nullptr; }
   pstRef<psObj>& operator[](int slot) { return slots_[slot]; }
   psHashBucket& operator*() const { return *bucket_; }
 
-  // Changes the numbers of elements in chains and alone in their slots.
+  // Changes the numbers of elements in chains and of elements alone in their slots.
   void count(int chained, int unchained) {
     HashAccess::chained(*bucket_) += chained;
     HashAccess::unchained(*bucket_) += unchained;
@@ -75,7 +75,7 @@ class BucketEdit {
 // Opens a chain and its entries.
 bool openForUpdate(const pstHandle<psHashChain>& chain);
 
-// Puts an element, or an entry, into a slot.
+// Puts an element or entry into a slot.
 class SlotInsertion {
  public:
   bool plan(const pstHandle<psHashBucket>& bucket, int slot, const pstRef<psObj>& stored);
@@ -91,14 +91,14 @@ class SlotInsertion {
   Provisional created_;
 };
 
-// Takes one out.
+// Takes an element or entry out of a slot.
 class SlotRemoval {
  public:
   bool plan(const pstHandle<psHashBucket>& bucket, int slot, int index);
   void carryOut();
   // What is taken out.
   const pstRef<psObj>& stored() const { return stored_; }
-  // Whether the slot's chain goes with it, since one alone is left.
+  // Whether the slot's chain ends, since only one is left in it.
   bool endsChain() const { return left_ == 1; }
 
  private:

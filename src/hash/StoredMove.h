@@ -6,17 +6,17 @@
 
 namespace ps::detail {
 
-// Moves what is stored in one slot to another after its object has moved, of a map with its value, in two steps as the
-// changes of slots are made.
+// Moves an element, or in a map an entry, from one slot to another after its object has moved. Takes two steps, like
+// the changes of slots.
 class StoredMove {
  public:
-  // from is where the old element, or the entry of the old key, is; to is another slot, with room, and moved what goes
-  // there instead.
+  // from is where the old element, or the entry of the old key, is. to is another slot, with room. moved goes there
+  // instead.
   bool plan(const psHashSet& table, const HashPosition& from, const HashPosition& to, const pstRef<psObj>& moved);
   // False, with nothing changed, when the store has no room.
   bool carryOut();
 
-  // Whether there is no chain any longer where it was.
+  // Whether the chain ended where it was.
   bool endsChain() const { return removal_.endsChain(); }
 
  private:

@@ -7,14 +7,14 @@
 
 namespace ps::detail {
 
-// A place in the order in which a hash table is stored: where something is stored, before the first, or behind the
-// last. A gap stands for the place before its slot, which is looked for when it is needed: so that a walk that removes
-// all that it meets does not go back over what it has emptied.
+// A place in the order in which a hash table is stored: where something is stored, before the first, or after the last.
+// A gap stands for the place before its slot, which is only looked for when it is needed. So a walk that removes
+// everything it meets does not go back over what it has emptied.
 struct TablePlace {
   static constexpr int beforeFirst = -1;
   static constexpr int nowhere = -2;  // after a search that failed
 
-  // The first that names the bucket; the directory's size at the end.
+  // The first directory index that names the bucket; the directory's size at the end.
   int directoryIndex = beforeFirst;
   int slot = -1;
   int inChain = -1;  // -1 when it is alone in its slot
@@ -23,7 +23,8 @@ struct TablePlace {
 
   // The end of a directory of this size.
   static TablePlace end(int directorySize) { return TablePlace{directorySize, -1, -1, pstRef<psObj>(), false}; }
-  // The place after what stands at an index of a slot was taken out: the one before, if it is in the slot, else a gap.
+  // The place after something was taken out at an index of a slot: the one before it, if that is in the slot, else a
+  // gap.
   static TablePlace afterRemoval(int directoryIndex, int slot, int index, bool endedChain);
 
   bool isBeforeFirst() const { return directoryIndex == beforeFirst; }
@@ -31,13 +32,13 @@ struct TablePlace {
   int indexInSlot() const { return inChain < 0 ? 0 : inChain; }
 };
 
-// A bucket that is kept open, with the slot looked at last, so that steps within them open nothing.
+// A bucket that stays open, with the slot that was used last, so that steps within them open nothing.
 class KeptBucket {
  public:
   explicit KeptBucket(const pstHandle<psHashBucket>& bucket) : view_(bucket) {}
 
   const BucketView& view() const { return view_; }
-  // Good until the next call.
+  // Valid until the next call.
   const SlotView& slot(int slot) {
     if (slot != slot_ || slotTime_ != changeStamp() || !held_->isOpen()) {
       slot_ = -1;
@@ -55,32 +56,32 @@ class KeptBucket {
   std::optional<SlotView> held_;
 };
 
-// Finds places in a table, and what is stored there now. It keeps the bucket used last; the directory is asked again
-// whenever a table may have changed.
+// Finds places in a table, and what is stored there now. It keeps the bucket that was used last, and asks the directory
+// again whenever the table may have changed.
 class TablePlaces {
  public:
-  // The bucket that a directory index names, and the run of indexes that do.
+  // The bucket that a directory index names, and the range of indexes that name it.
   struct Bucket {
     KeptBucket* kept = nullptr;  // null when it cannot be read, or there is none
     int first = 0;
     int end = 0;
   };
-  // Good until the next call.
+  // Valid until the next call.
   Bucket bucketAt(const psHashSet& set, int directoryIndex);
 
-  // The places beside another; nothing when a bucket or chain cannot be read.
+  // The places next to another; empty when a bucket or chain cannot be read.
   std::optional<TablePlace> after(const psHashSet& set, const TablePlace& place);
   std::optional<TablePlace> before(const psHashSet& set, const TablePlace& place);
-  // The place of position i, or the end; nothing when that cannot be found out. size is the number of elements before
+  // The place of position i, or the end; empty when that cannot be determined. size is the number of elements before
   // its bucket.
   std::optional<TablePlace> ofIndex(const psHashSet& set, int i, int& size);
-  // Number of elements before a place; -1 when that cannot be found out.
+  // Number of elements before a place; -1 when that cannot be determined.
   int countBefore(const psHashSet& set, const TablePlace& place);
 
-  // What is stored at a place now; null when it has gone or cannot be read.
+  // What is stored at a place now; null when it has been removed or cannot be read.
   pstRef<psObj> storedAt(const psHashSet& set, const TablePlace& place);
-  // The address of the reference that stands at a place, what holds it opened as the mode asks; null when there is none
-  // or the open is refused.
+  // The address of the reference at a place, with what holds it opened as the mode says. Null when there is none or the
+  // open is refused.
   const pstRef<psObj>* addressAt(const psHashSet& set, const TablePlace& place, psLockMode mode);
 
  private:

@@ -6,20 +6,20 @@
 class psHashAdmin;
 class psHashSet;
 
-// The set needs its administrator's class, and so the handle to a set must not need the set's.
+// A set needs the class of its administrator, so the handle to a set must not need the class of the set.
 template <>
 struct pstHandleBaseOf<psHashSet> {
   using type = psCollection;
 };
 
-// admin() of a hash collection returns its own kind of administrator where that of a collection returns any.
+// Where admin() of a collection returns any administrator, that of a hash collection returns this class.
 template <>
 struct pstRefBaseOf<psHashAdmin> {
   using type = pstRef<psAdmin>;
 };
 
-// Places the buckets of one hash collection. By default a container takes one; the set's own container counts as taking
-// one already.
+// Places the buckets of a hash collection. By default a container takes one bucket. The set's own container counts as
+// having taken one.
 class PS_API psHashAdmin : public psAdmin {
   PS_PERSISTENT_CLASS(psHashAdmin, psAdmin, 4011)
 
@@ -27,17 +27,17 @@ class PS_API psHashAdmin : public psAdmin {
   explicit psHashAdmin(pstHandle<psHashSet>& set);
   ~psHashAdmin() noexcept override;
 
-  // Deletes an unnamed, not garbage-collectable container that holds one object only, with that object. 0 when such a
-  // container is empty or the deletion is refused, else 1.
+  // Deletes a container that holds only one object, with that object, unless the container has a name or is
+  // garbage-collectable. 0 when such a container is empty or the deletion is refused, else 1.
   virtual int deleteBucket(pstHandle<psContObj>& container);
 
   // The container for the next bucket, which is counted as placed there. Null when the administrator cannot be opened
-  // for update or there is no container to be had.
+  // for update, or no container can be created.
   virtual pstRef<psContObj> provideBucketContainer();
 
   pstRef<psContObj> bucketContainer() const { return bucketContainer_; }
-  // Goes on in the given container, as if nothing had been placed in it. Without effect when the administrator cannot
-  // be opened for update, like the other setter.
+  // Continues in the given container, as if nothing had been placed in it. Has no effect when the administrator cannot
+  // be opened for update; nor does the other setter.
   void bucketContainer(pstHandle<psContObj>& container);
 
   int maxBucketsPerContainer() const { return maxBucketsPerContainer_; }

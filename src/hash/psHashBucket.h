@@ -7,13 +7,14 @@ namespace ps::detail {
 class HashAccess;
 }
 
-// A part of a hash table: the elements, or a map's entries, whose hashes begin with the same bits. Each of its slots is
-// null, holds one of them, or names the psHashChain of those that share it.
+// A part of a hash table: the elements, or a map's entries, whose hashes begin with the same bits. Each slot is null,
+// holds one element or entry, or names the psHashChain of those that share the slot.
 class PS_API psHashBucket : public psObj {
   PS_PERSISTENT_CLASS(psHashBucket, psObj, 4024)
 
  public:
-  // An empty bucket for hashes that share their first depth bits; without slots when the store cannot allocate.
+  // An empty bucket for hashes that have their first depth bits in common. It has no slots when the store cannot
+  // allocate them.
   psHashBucket(int depth, int slots);
   ~psHashBucket() noexcept override;
 

@@ -7,7 +7,7 @@ namespace ps::detail {
 class HashAccess;
 }
 
-// The elements, or a map's entries, that share one slot of a bucket; at least two. It lies in its bucket's container.
+// The elements, or a map's entries, that share a slot of a bucket: at least 2. It lies in the container of its bucket.
 class PS_API psHashChain : public psObj {
   PS_PERSISTENT_CLASS(psHashChain, psObj, 4027)
 

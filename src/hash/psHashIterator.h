@@ -9,21 +9,20 @@ namespace ps::detail {
 class HashWalk;
 }  // namespace ps::detail
 
-// Walks a hash set in the order in which it is stored, which says nothing about the elements. A step costs nothing to
-// open within a bucket, unless there are chains; goTo looks at one element after the other, and leaves the iterator
-// behind the last when it finds none. goToIndex, and currentIndex after moveCurrentTo, read the buckets before.
+// Walks a hash set in the order in which it is stored, which means nothing. Within a bucket a step opens nothing,
+// unless there are chains. goTo searches the elements one by one, and stands after the last when it finds none.
+// goToIndex, and currentIndex after moveCurrentTo, read the buckets before the position.
 //
-// Where a step is refused the iterator stays, and the step can be taken again; hasNext is false where the next one
-// could not even be read, so that loops end. After a goTo or goToIndex that failed for another reason than that there
-// is no such element it stands nowhere: next and previous give null, hasNext and hasPrevious false, until it is
-// positioned anew.
+// When a step is refused, the iterator stays, and the step can be repeated. hasNext is false when the next element
+// could not even be read, so loops end. After a goTo or goToIndex that failed, for another reason than that there is no
+// such element, the iterator stands nowhere. next and previous then return null, and hasNext and hasPrevious false,
+// until it is positioned again.
 //
-// It can be kept while a transaction ends and another begins: it reads anew what has changed, and goes on from its
-// place, whatever stands there now. currentIndex is then what it was. Without a transaction there is nothing to
-// deliver.
+// The iterator can be kept from one transaction to the next. It reads again what has changed, and continues from its
+// place, whatever is stored there now; currentIndex is then what it was. Outside a transaction it delivers nothing.
 //
-// An element that moveCurrentTo places anew may find its bucket full. The split changes the order, so that a walk on
-// which elements move can pass others over, or meet them twice.
+// When moveCurrentTo gives an element a new place, its bucket may be full. The split then changes the order, so a walk
+// that moves elements can miss others, or meet them twice.
 class PS_API psHashIterator : public psCollectionIterator {
  public:
   explicit psHashIterator(const pstHandle<psHashSet>& set);

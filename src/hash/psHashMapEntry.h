@@ -2,8 +2,9 @@
 
 #include "store/psPersistentClass.h"
 
-// A key of a hash map, and its value. It lies in its bucket's container and belongs to the map, which deletes it with
-// the pair, and makes it anew, with a new identifier, when the pair goes to a bucket in another container.
+// A key of a hash map, with its value. An entry lies in the container of its bucket and belongs to the map. The map
+// deletes it with the pair. When the pair goes to a bucket in another container, the map creates the entry again there,
+// with a new identifier.
 class PS_API psHashMapEntry : public psObj {
   PS_PERSISTENT_CLASS(psHashMapEntry, psObj, 4029)
 

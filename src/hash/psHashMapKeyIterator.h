@@ -8,6 +8,6 @@ class PS_API psHashMapKeyIterator : public psHashMapIterator {
   explicit psHashMapKeyIterator(const pstHandle<psHashMap>& map);
   ~psHashMapKeyIterator() override;
 
-  // The value of the current pair; null also when it is null, or there is no current pair.
+  // The value of the current pair. Null when the value is null, or when there is no current pair.
   pstRef<psObj> currentValue() override;
 };

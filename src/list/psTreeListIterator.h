@@ -3,9 +3,9 @@
 #include "list/psTreeList.h"
 #include "tree/psTreeIterator.h"
 
-// Walks a list. Elements are looked for by identity, in both flavours, from the current position on: goTo stops at the
-// next occurrence of the object, and repeated calls find one after another. When there is none the iterator stands on
-// the last element. From nowhere it finds nothing: goToIndex positions the iterator anew.
+// Walks a list. goTo looks for an element by identity, in both flavours, from the current position on. It stops at the
+// next occurrence of the object, so repeated calls find one after another. When there is none, the iterator stands on
+// the last element. An iterator that stands nowhere finds nothing; goToIndex positions it again.
 class PS_API psTreeListIterator : public psTreeIterator {
  public:
   explicit psTreeListIterator(pstHandle<psTreeList>& list);
@@ -15,7 +15,7 @@ class PS_API psTreeListIterator : public psTreeIterator {
   // The element keeps its position.
   int moveCurrentTo(const pstHandle<psObj>& near) override;
   int set(const pstHandle<psObj>& element) override;
-  // False: a list has no order that a callback could know.
+  // False: a list has no order for a callback.
   bool goTo(unsigned int hash, psCompareFunction compare) override;
   using psTreeIterator::goTo;
 };

@@ -7,14 +7,14 @@ template <class Node, class Array>
 class ChildKind;
 }  // namespace ps::detail
 
-// A node of a sorted set, other than the root. Nodes are made and deleted by their tree alone.
+// A node of a sorted set, other than the root. Only its tree creates and deletes nodes.
 class PS_API psBTreeNode : public psBTree {
   PS_PERSISTENT_CLASS(psBTreeNode, psBTree, 4016)
 
  public:
   psBTreeNode() = default;
-  // A node below p, with an array of the capacity that p's has, in the container that the tree's administrator
-  // provides. When that fails the node has no array.
+  // A node below p. Its array has the capacity of p's, and goes into the container that the tree's administrator
+  // provides. When that fails, the node has no array.
   explicit psBTreeNode(pstHandle<psBTree>& p);
   // Deletes the node's array.
   ~psBTreeNode() noexcept override;

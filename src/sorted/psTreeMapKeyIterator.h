@@ -9,6 +9,6 @@ class PS_API psTreeMapKeyIterator : public psTreeIterator {
   explicit psTreeMapKeyIterator(pstHandle<psTreeMap>& map);
   ~psTreeMapKeyIterator() override;
 
-  // The value of the current pair; null also when it is null, or there is no current pair.
+  // The value of the current pair. Null when the value is null, or when there is no current pair.
   pstRef<psObj> currentValue() override;
 };

@@ -7,20 +7,20 @@ template <class Node, class Array>
 class ChildKind;
 }  // namespace ps::detail
 
-// A node of a sorted map, other than the root. Nodes are made and deleted by their tree alone.
+// A node of a sorted map, other than the root. Only its tree creates and deletes nodes.
 class PS_API psTreeMapNode : public psBTree {
   PS_PERSISTENT_CLASS(psTreeMapNode, psBTree, 4019)
 
  public:
   psTreeMapNode() = default;
-  // A node below p, with an array of the capacity that p's has, in the container that the tree's administrator
-  // provides; a leaf has another one for values, near it. When that fails the node has no array.
+  // A node below p. Its array has the capacity of p's, and goes into the container that the tree's administrator
+  // provides. A leaf has another array near it, for values. When that fails, the node has no array.
   psTreeMapNode(pstHandle<psBTree>& p, unsigned char leaf);
   // Deletes the node's arrays.
   ~psTreeMapNode() noexcept override;
 
   const pstRef<psTreeAdmin>& admin() const override;
-  // Removes the pair whose key matches, looking for it below this node.
+  // Looks for the key below this node, and removes the pair whose key matches.
   bool remove(const pstHandle<psObj>& key) override;
 
   int full(int where) override;

@@ -6,7 +6,7 @@
 // Walks the values of a map, in the order of the keys. A value may be null, so only hasNext tells where the end is.
 // goTo looks for a key, and goes to its value.
 //
-// When next has run past the last value the iterator stands nowhere, until it is positioned anew: previous does not
+// After next has passed the last value, the iterator stands nowhere until it is positioned again. previous does not
 // lead back.
 class PS_API psTreeMapValueIterator : public psTreeIterator {
  public:
@@ -16,7 +16,7 @@ class PS_API psTreeMapValueIterator : public psTreeIterator {
   // The object of the current value is moved; the pair stays where it is.
   int moveCurrentTo(const pstHandle<psObj>& near) override;
   pstRef<psObj> next(psLockMode mode) override;
-  // Makes the current value null; the pair stays, and the iterator on it.
+  // Makes the current value null. The pair stays, and the iterator stays on it.
   int remove() override;
   int set(const pstHandle<psObj>& value) override;
 };

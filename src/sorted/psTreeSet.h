@@ -9,40 +9,41 @@
 //   pstHandle<psTreeSet> set(new (in) psTreeSet(comparator, 200));
 //   if (set->add(word)) ...
 //
-// Use it where elements are wanted in order, or looked up by a key that the comparator understands.
+// Use it when you need elements in order, or look them up by a key that the comparator understands.
 //
-// - Two elements that the comparator calls equal are never both in the set: add refuses the second, null, and, without
-//   further distinction, what could not be placed because something could not be opened. remove removes the element
-//   that matches, which with a comparator may be another object than the one given.
-// - The order must not change under the set: do not change what the comparator reads of an element while it is stored,
-//   do not move elements but by moveCurrentTo of an iterator, and remove an element before its object is deleted. (What
-//   was deleted all the same goes with removeAllDeleted; until then a comparator that opens elements makes operations
-//   near it fail.)
+// - The set never holds two elements that the comparator calls equal. add returns false for an equal element, for null,
+//   and when something could not be opened; the result does not say which. remove removes the element that matches.
+//   With a comparator that may be another object than the one given.
+// - The order must not change under the set. While an element is stored, do not change what the comparator reads of it.
+//   Move elements only by moveCurrentTo of an iterator. Remove an element before its object is deleted.
+//   removeAllDeleted removes elements whose objects were deleted all the same; until then operations near such an
+//   element fail if the comparator opens elements.
 // - Changes invalidate iterators other than the one that made them.
-// - The number of entries in a node is fixed at construction. 200 suits sets that are searched; a small one makes more,
-//   smaller objects, each with a container for its array.
-// - A raw key needs a comparator that understands it: without one, contains and remove give false and get null.
+// - The number of entries in a node is fixed at construction. 200 suits sets that are searched. A smaller number makes
+//   more and smaller objects, each with a container for its array.
+// - A raw key needs a comparator that understands it. Without one, contains and remove return false, and get returns
+//   null.
 //
-// Cost: a search opens, on each of the levels (three for a million elements at 200 to a node), an array and about eight
-// leaves, and compares about eight times; a comparator opens what it compares. add and remove open the leaf's array for
-// update as well, and now and then a few more objects to split or remove a node. size, get(int) and indexOf walk all
-// leaves.
+// Cost: at 200 entries to a node, 1,000,000 elements make 3 levels. On each level a search opens an array and about 8
+// leaves, and compares about 8 times; a comparator opens what it compares. add and remove also open the leaf's array
+// for update, and sometimes a few more objects to split or remove a node. size, get(int) and indexOf walk all leaves.
 //
-// Look-ups come in four key flavours (see psCompare), which otherwise do the same.
+// Look-ups come in 4 key flavours (see psCompare), which otherwise do the same.
 class PS_API psTreeSet : public psBTree {
   PS_PERSISTENT_CLASS(psTreeSet, psBTree, 4017)
 
  public:
   // An empty set with n entries to a node, at least 4. The administrator and the root's array go into the given
-  // containers; for a null one an unnamed container is created near the set, garbage-collectable when the set's own is.
-  // A set whose construction the store refuses in part has no admin(), takes no element and can be deleted.
+  // containers. For a null one, an unnamed container is created near the set; it is garbage-collectable when the set's
+  // own is. When the store refuses a part of the construction, the set has no admin() and takes no element; it can be
+  // deleted.
   explicit psTreeSet(int n, pstHandle<psContObj> adminContainer = pstHandle<psContObj>(),
                      pstHandle<psContObj> vArrayContainer = pstHandle<psContObj>());
   explicit psTreeSet(pstHandle<psCompare>& comparator, int n,
                      pstHandle<psContObj> adminContainer = pstHandle<psContObj>(),
                      pstHandle<psContObj> vArrayContainer = pstHandle<psContObj>());
-  // Deletes the nodes, arrays and administrator, and every container that is left empty, unnamed and not
-  // garbage-collectable. The elements stay.
+  // Deletes the nodes, arrays and administrator. Also deletes every container that is then empty, unless it has a name
+  // or is garbage-collectable. The elements stay.
   ~psTreeSet() noexcept override;
 
   // True when the element has been added. compare, or the Java key, says where the element belongs.
@@ -60,7 +61,7 @@ class PS_API psTreeSet : public psBTree {
   bool contains(_jobject*& key, _jobject*& callee, JNIEnv_* env);
   using psBTree::contains;
 
-  // The stored element that matches, null when there is none. (get(int) takes a position.)
+  // The stored element that matches; null when there is none. (get(int) takes a position.)
   pstRef<psObj> get(const void* key) const override;
   pstRef<psObj> get(const pstHandle<psObj>& element) const;
   pstRef<psObj> get(const psId& element) const { return get(pstHandle<psObj>(element)); }

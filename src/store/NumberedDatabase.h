@@ -7,8 +7,8 @@
 
 namespace ps::detail {
 
-// Creates a database whose name is the stem with the lowest number, from 0 on, that gives no name of a database yet; a
-// null handle, with the reason signalled, when the store refuses.
+// Creates a database. Its name is the stem with the lowest number, from 0 on, that makes the name free. A null handle,
+// with the reason signalled, when the store refuses.
 pstHandle<psDBObj> createNumberedDatabase(const pstHandle<psFDObj>& federation, const std::string& stem);
 
 }  // namespace ps::detail

@@ -2,7 +2,7 @@
 
 #include "store/psHandleBase.h"
 
-// A reference to an object of any class; handles and references of every class can be made from it.
+// A reference to an object of any class. Handles and references of every class can be made from it.
 class d_Ref_Any {
  public:
   d_Ref_Any() = default;

@@ -2,8 +2,8 @@
 
 #include "store/psPersistentClass.h"
 
-// A container: holds objects, in one database. At most 65,535 in a database, and 65,535 pages in each. Made with the
-// operators below or psSession::container, deleted with psDelete.
+// A container holds objects, in one database. A database has at most 65,535 containers, and a container at most 65,535
+// pages. Create containers with the operators below or with psSession::container, and delete them with psDelete.
 class PS_API psContObj : public psObj {
   PS_PERSISTENT_GLUE(psContObj, psObj, ps::detail::containerTypeN)
 
@@ -11,8 +11,8 @@ class PS_API psContObj : public psObj {
   psContObj() = default;
 
   // Creates a container in the database of near (an object, a container or the database itself). A null name makes an
-  // unnamed one. The three numbers (hash value, initial pages, growth) are accepted and change nothing. Null on
-  // failure: no update transaction, the name is taken, or the database already holds 65,535 containers.
+  // unnamed one. The 3 numbers (hash value, initial pages, growth) are accepted and have no effect. Null when there is
+  // no update transaction, when the name is taken, or when the database already holds 65,535 containers.
   static void* operator new(std::size_t size, const char* name, unsigned int hashValue, unsigned int initialPages,
                             unsigned int growth, const psId& near) noexcept;
   static void* operator new(std::size_t size, const char* name, unsigned int hashValue, unsigned int initialPages,
@@ -28,7 +28,7 @@ class PS_API psContObj : public psObj {
   }
 };
 
-// A container that may be garbage-collected: the collections never delete one that they leave empty.
+// A garbage-collectable container: collections never delete one that becomes empty.
 class PS_API psGCContObj : public psContObj {
   PS_PERSISTENT_GLUE(psGCContObj, psContObj, ps::detail::collectedContainerTypeN)
 

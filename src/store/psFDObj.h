@@ -2,7 +2,7 @@
 
 #include "store/psPersistentClass.h"
 
-// The federated database: one a store, holding all databases. psSession::federation names it.
+// The federated database: a store has one, which holds all databases. psSession::federation returns it.
 class PS_API psFDObj : public psObj {
   PS_PERSISTENT_GLUE(psFDObj, psObj, ps::detail::federationTypeN)
 

@@ -24,16 +24,16 @@ class psRefBase {
   operator const psId&() const { return id_; }
   operator psId&() { return id_; }
 
-  // Opens the object for update, without holding on to it; 1 on success, else 0.
+  // Opens the object for update without keeping it open. 1 on success, else 0.
   int update() const { return id_.update(); }
 
  protected:
   psId id_;
 };
 
-// What every pstHandle is made of: an identifier, and the address of the object while the handle is open. An open
-// handle pins the object's page: the address stays good until the handle is closed, assigned or destroyed, whatever
-// else is loaded, and even when the object is deleted meanwhile.
+// The base of every pstHandle: an identifier, and the address of the object while the handle is open. An open handle
+// pins the object's page. The address stays valid until the handle is closed, assigned or destroyed, whatever else is
+// loaded, and even when the object is deleted meanwhile.
 class PS_API psHandleBase {
  public:
   psHandleBase() = default;
@@ -63,11 +63,12 @@ class PS_API psHandleBase {
   const psId& oid() const { return id_; }
   const psId& get_oid() const { return id_; }
   operator const psId&() const { return id_; }
-  // Who assigns another identifier through the reference has a handle to the other object, not open.
+  // After another identifier has been assigned through the reference, the handle names the other object and is not
+  // open.
   operator psId&() { return id_; }
 
-  // Opens the object in the mode; 1 on success. On failure 0, and the handle is not open. pscNoOpen does nothing and
-  // gives 1.
+  // Opens the object in the mode; 1 on success. On failure returns 0, and the handle is not open. pscNoOpen does
+  // nothing and returns 1.
   int open(psMode mode) const {
     if (mode == pscNoOpen) return 1;
     psObj* const opened = mode == pscRead ? ps::detail::openForReading(id_) : ps::detail::openForUpdate(id_);
@@ -77,7 +78,7 @@ class PS_API psHandleBase {
   }
   int update() const { return open(pscUpdate); }
 
-  // Lets go of the object; the handle keeps naming it.
+  // Unpins the object; the handle still names it.
   void close() const {
     if (object_ == nullptr) return;
     if (ps::detail::isChecked) ps::detail::checkHandleLetGo(object_);
@@ -85,18 +86,18 @@ class PS_API psHandleBase {
     object_ = nullptr;
   }
 
-  // The class number of the object, without opening it; 0 when there is none or it cannot be read.
+  // The class number of the object, without opening it. 0 when there is no object or it cannot be read.
   unsigned int typeN() const {
     const unsigned int resident = ps::detail::residentType(id_);
     return PS_LIKELY(resident != 0) ? resident : typeOutOfLine();
   }
 
  protected:
-  // A handle to an object of known address, opened as it is. The address of a transient object gives a null handle; so
-  // does, with the error signalled, that of an object whose class has no number of its own.
+  // A handle to an object of known address, open as the object is. The address of a transient object gives a null
+  // handle. So does that of an object whose class has no number of its own; an error is then signalled.
   explicit psHandleBase(const psObj* object);
 
-  // The object's address, opened for reading when the handle is not open; null when refused.
+  // The object's address. Opens the object for reading when the handle is not open; null when that is refused.
   psObj* access() const {
     if (PS_LIKELY(object_ != nullptr)) {
       if (ps::detail::isChecked) ps::detail::checkHandleInUse(object_);
@@ -127,8 +128,8 @@ class PS_API psHandleBase {
   mutable psObj* object_ = nullptr;
 };
 
-// Every pair of handle, reference and identifier is compared by identifier. An overload each: with conversions alone
-// the pairs would be ambiguous.
+// Every pair of handle, reference and identifier is compared by identifier. Each pair has an overload; with conversions
+// alone the pairs would be ambiguous.
 inline bool operator==(const psHandleBase& a, const psHandleBase& b) { return a.oid() == b.oid(); }
 inline bool operator!=(const psHandleBase& a, const psHandleBase& b) { return a.oid() != b.oid(); }
 inline bool operator==(const psRefBase& a, const psRefBase& b) { return a.oid() == b.oid(); }

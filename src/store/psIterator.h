@@ -6,7 +6,7 @@
 #include "store/base/psExport.h"
 #include "store/psHandleBase.h"
 
-// Something that yields objects one after the other.
+// Delivers objects one after the other.
 class PS_API psIterator {
  public:
   virtual ~psIterator();
@@ -16,23 +16,23 @@ class PS_API psIterator {
 };
 
 // A scan of a container's objects, a database's containers or the federation's databases, in the order of their
-// identifiers, restricted to one class and its subclasses. What is deleted during the scan is not delivered; an object
-// that is created behind its position is.
+// identifiers, restricted to one class and its subclasses. An object that is deleted during the scan is not delivered.
+// An object that is created after the scan's position is delivered.
 class PS_API psIteratorObjOrContObj : public psIterator {
  public:
   explicit psIteratorObjOrContObj(unsigned int typeN) : typeN_(typeN) {}
 
-  // Starts over, in the given container, database or federation; next opens each object in the mode, and passes over
-  // those that it cannot open, which counts as a refusal of each. 1, or 0 when scope does not exist or cannot be read.
+  // Starts over, in the given container, database or federation. next opens each object in the mode. It skips objects
+  // that it cannot open, and counts a refusal for each. Returns 1; 0 when scope does not exist or cannot be read.
   int scan(const psHandleBase& scope, psMode mode);
 
   bool next() override;
 
-  // Where the scan stands; null before the first and after the last object.
+  // The position of the scan; null before the first and after the last object.
   const psId& position() const { return position_; }
 
  protected:
-  // Gets each object found; a pstItr puts it into its handle. False passes over it.
+  // Receives each object found; a pstItr puts it into its handle. False skips the object.
   virtual bool deliver(const psId& id, psMode mode);
 
  private:

@@ -6,8 +6,8 @@
 
 #include "store/base/FiledName.h"
 
-// The key under which psSession::key files an object and the keyed pstLookupObj finds it: a number, or a string of
-// bytes of at most 400. A number and a string are never the same key.
+// The key under which psSession::key files an object, and by which the keyed pstLookupObj finds it: a number, or a
+// string of at most 400 bytes. A number and a string are never the same key.
 class psKey {
  public:
   psKey(int number) : psKey(static_cast<std::int64_t>(number)) {}

@@ -8,22 +8,23 @@
 #include "store/psTypeManager.h"
 #include "store/pstHandle.h"
 
-// Storage for a new object of class typeN and size bytes, zeroed behind the class's virtual table, in the container of
-// near, or in near itself when it names a container; the second form takes an address. Null, with an error signalled,
-// outside an update transaction, without a near object, for an unregistered class, or when the container is full.
+// Storage for a new object of class typeN and size bytes, with zeros after the class's virtual table pointer. It lies
+// in the container of near, or in near itself when that names a container. The second form takes an address. Null, with
+// an error signalled, outside an update transaction, without a near object, for an unregistered class, or when the
+// container is full.
 PS_API void* pstNewObj(unsigned int typeN, std::size_t size, const pstHandle<psObj>& near) noexcept;
 PS_API void* pstNewObj(unsigned int typeN, std::size_t size, const psObj* near) noexcept;
 
-// What the calling thread's session says about creation.
+// Where the calling thread's session creates objects.
 struct pstSessionData {
   pstHandle<psObj> defaultPlacement;  // where objects go that are created without a placement; null without one
 };
 
-// Never null; without a session, data that places nothing.
+// Never null. Without a session, the data have no default placement.
 PS_API const pstSessionData* pstSessionDataGetFunction() noexcept;
 
-// The class's identity, and its handles and references to itself. The long names of parameters hide no field of the
-// class.
+// The class's identity, and its handles and references to itself. The parameters have long names so that they hide no
+// field of the class.
 #define PS_PERSISTENT_GLUE(Class, Base, TypeNumber)                                   \
  public:                                                                              \
   using psBase = Base;                                                                \
@@ -57,29 +58,29 @@ PS_API const pstSessionData* pstSessionDataGetFunction() noexcept;
                                                                                       \
  private:
 
-// All that a persistent class needs of the store; goes first in the class body:
+// All that the store needs of a persistent class. It comes first in the class body:
 //
 //   class Word : public psObj {
 //     PS_PERSISTENT_CLASS(Word, psObj, 20001)
 //    public: ...
 //
 // The class
-// - derives from psObj or another persistent class, publicly, with nothing before it;
-// - has a number from 10000 to 2147483647 that no other class has in any program of the store; a class that derives
-// from
-//   it needs the macro and a number too;
-// - has flat fields alone (numbers, pstRef, pstVArray) and an alignment of at most 16 bytes;
-// - stands in PS_REGISTER_CLASS in each program that reads its objects;
-// - keeps its size as long as objects are stored; their fields are in the order of the class.
+// - derives publicly from psObj or another persistent class, as its first base;
+// - has a number from 10000 to 2147483647 that no other class has in any program of the store;
+// - needs the macro and a number of its own also when it derives from a persistent class that has them;
+// - has only flat fields (numbers, pstRef, pstVArray), and an alignment of at most 16 bytes;
+// - is named in PS_REGISTER_CLASS in each program that reads its objects;
+// - keeps its size and the order of its fields as long as objects are stored.
 //
-// Refused are, with a message that says so: by the compiler, another number or alignment, and arrays of objects; by
-// psSession::open, a number that two classes have; by `new`, a class that is not registered, or one without the macro
-// whose size is not its base's; by a handle made from the address, and by the commit, any other class without the
-// macro.
+// These mistakes are refused, with a message that names them:
+// - the compiler refuses other numbers and alignments, and arrays of objects;
+// - psSession::open refuses a number that two classes have;
+// - `new` refuses a class that is not registered, and a class without the macro whose size is not its base's;
+// - a handle made from the address, and the commit, refuse any other class without the macro.
 //
 // Every `new` places the object: near another object, in a container, by identifier, or in the session's default place.
 // A null result skips the constructor. A constructor that throws leaves nothing in the store. `delete` is psDelete
-// without its questions; see psObj::operator delete.
+// without its checks; see psObj::operator delete.
 #define PS_PERSISTENT_CLASS(Class, Base, TypeNumber)                                                                  \
   PS_PERSISTENT_GLUE(Class, Base, TypeNumber)                                                                         \
  public:                                                                                                              \
@@ -110,6 +111,6 @@ PS_API const pstSessionData* pstSessionDataGetFunction() noexcept;
                                                                                                                       \
  private:
 
-// Makes the class known to the store; stands once, at namespace scope, in one source file.
+// Makes the class known to the store. Use it once, at namespace scope, in one source file.
 #define PS_REGISTER_CLASS(Class) \
   static const ps::detail::ClassRegistration<Class> psRegistrationOf##Class(#Class);  // NOLINT(cert-err58-cpp)

@@ -12,8 +12,8 @@
 
 // What the store knows of the persistent classes of this process.
 
-// Makes an application's class known. size is that of its objects. A number that another class already has, or that is
-// no application's, is refused: the error is signalled, and psSession::open then fails with it.
+// Makes an application's class known. size is that of its objects. A number that another class has, or that is not for
+// applications, is refused: the error is signalled, and psSession::open then fails with it.
 PS_API void ptmRegisterClass(unsigned int typeN, const char* name, unsigned int baseTypeN, std::size_t size,
                              psRelocation relocation);
 
@@ -23,11 +23,11 @@ PS_API int ptmIsKindOf(unsigned int typeN, unsigned int baseTypeN);
 // Adopts the prototype's virtual table for all objects of class typeN that are read from storage.
 PS_API void ptmStealVtbls(unsigned int typeN, psObj* prototype);
 
-// Queues a function that the store calls when it sets up its virtual tables, which is when the first session opens; a
-// function that comes later is called at once. Always 1.
+// Queues a function that the store calls when it sets up its virtual tables, when the first session opens. A function
+// that is added later is called at once. Always returns 1.
 PS_API int ptmAddToVTableInitList(void (*function)());
 
-// One static object of this class stands in each source file of a persistent class.
+// Each source file of a persistent class has one static object of this class.
 class PS_API pstProcessInitTermClass {
  public:
   pstProcessInitTermClass();
@@ -35,8 +35,8 @@ class PS_API pstProcessInitTermClass {
 
 namespace ps::detail {
 
-// Notes which arrays are constructed inside a prototype while it lives, and so where a class has its arrays. Arrays
-// that have elements from the start got them on the heap; they are freed in the end, since the prototype is not
+// Notes which arrays are constructed inside a prototype while the scope lives, and so where the class has its arrays.
+// Arrays that have elements from the start keep them on the heap. The scope frees them, since the prototype is not
 // destroyed.
 class PS_API PrototypeScope {
  public:
@@ -54,8 +54,8 @@ class PS_API PrototypeScope {
   std::vector<std::size_t> arrays_;
 };
 
-// Constructs a prototype of T in this frame and lets the store adopt its virtual table. It is never destroyed: a
-// destructor would take it for an object of the store.
+// Constructs a prototype of T in this frame and lets the store adopt its virtual table. The prototype is never
+// destroyed: its destructor would take it for an object of the store.
 template <class T>
 void adoptPrototype() {
   alignas(T) unsigned char scratch[sizeof(T)] = {};

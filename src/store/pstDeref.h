@@ -4,11 +4,11 @@
 #include "store/session/Opening.h"
 
 // Pins the object of an identifier in the mode (pscRead or pscUpdate) and returns its address; null when refused. The
-// caller gives the pin back with pstRefUnpin.
+// caller returns the pin with pstRefUnpin.
 PS_API psObj* pstRefPin(const psId* id, psMode mode);
 PS_API void pstRefUnpin(psObj* object);
 
-// What pstRef::operator-> returns: keeps the object pinned for as long as it lives.
+// The result of pstRef::operator->. Keeps the object pinned while it lives.
 class psDerefBase {
  public:
   explicit psDerefBase(psObj* pinned) : object_(pinned) {}

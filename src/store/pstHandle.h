@@ -7,18 +7,18 @@ class psDBObj;
 class psFDObj;
 class psGCContObj;
 
-// The class whose handle pstHandle<T> derives from: T's own base, found in the class itself, except for classes whose
-// handles are needed before the class is known.
+// The class whose handle pstHandle<T> derives from: T's own base, which the class names. Classes whose handles are
+// needed before the class is known specialise this.
 template <class T>
 struct pstHandleBaseOf {
   using type = typename T::psBase;
 };
 
-// A transient handle to an object of class T. Handles follow the class tree, so that a handle to a class serves,
-// without a copy, where one to a base is wanted.
+// A transient handle to an object of class T. Handles follow the class tree, so a handle to a class can be used as a
+// handle to its base without a copy.
 //
-// Outside a transaction, and where the store or the session's guard refuses, a handle does not open: open gives 0 and
-// operator-> null.
+// A handle does not open outside a transaction, or when the store or the session's guard refuses. open then returns 0,
+// and operator-> null.
 template <>
 class PS_API pstHandle<psObj> : public psHandleBase {
  public:
@@ -34,22 +34,22 @@ class PS_API pstHandle<psObj> : public psHandleBase {
 
   pstHandle<psContObj> containedIn() const;
 
-  // Makes a copy of the object, with copies of its arrays, near the given object (or in the given container), calls its
-  // psCopyInit and returns result, which names the copy and is open for update. result is null when the class does not
-  // allow copies or the store refuses.
+  // Makes a copy of the object, with copies of its arrays, near the given object or in the given container. Calls the
+  // copy's psCopyInit and returns result, which names the copy and is open for update. result is null when the class
+  // does not allow copies or the store refuses.
   pstHandle<psObj>& copy(const pstHandle<psObj>& near, pstHandle<psObj>& result) const;
 
-  // Moves the object near the given one: it gets a new identifier, which this handle then has; its names and keys
-  // follow it, references to the old identifier dangle. 1 on success; 0 when the class does not allow it or the store
-  // refuses, and then nothing has changed.
+  // Moves the object near the given one. The object gets a new identifier, and this handle has it then. Names and keys
+  // follow the object; references to the old identifier dangle. 1 on success. 0, with nothing changed, when the class
+  // does not allow it or the store refuses.
   int move(const pstHandle<psObj>& near);
 
   int lookupObj(const pstHandle<psObj>& scope, const char* name, psMode mode);
   int lookupObj(const pstHandle<psObj>& scope, const psKey& key, psMode mode);
 };
 
-// Finds the object filed in scope (a database, container or object) under a name or key. It must be of class typeN or
-// of a subclass. 1 with result open in the mode; else 0 with result null.
+// Finds the object that is filed in scope (a database, container or object) under a name or key. The object must be of
+// class typeN or of a subclass. 1 with result open in the mode; else 0 with result null.
 PS_API int pstLookupObj(unsigned int typeN, pstHandle<psObj>& result, const pstHandle<psObj>& scope, const char* name,
                         psMode mode);
 PS_API int pstLookupObj(unsigned int typeN, pstHandle<psObj>& result, const pstHandle<psObj>& scope, const psKey& key,
@@ -65,7 +65,7 @@ class pstHandle : public pstHandle<typename pstHandleBaseOf<T>::type> {
   pstHandle(const psRefBase& reference) : Base(reference) {}
   pstHandle(const T* object) : Base(object) {}
   pstHandle(const d_Ref_Any& any) : Base(any) {}
-  // Takes the object to be a T; nothing checks it.
+  // Takes the object to be a T, without a check.
   pstHandle(const pstHandle<psObj>& object) : Base(object) {}
 
   T* operator->() const { return static_cast<T*>(this->access()); }
@@ -104,12 +104,12 @@ class PS_API pstHandle<psContObj> : public pstHandle<psObj> {
   psContObj* operator->() const;
   psContObj& operator*() const { return *operator->(); }
 
-  // The container's name; null for an unnamed one. The text lives as long as the container is open in a handle.
+  // The container's name; null for an unnamed one. The text is valid while the container is open in a handle.
   const char* name() const;
 
-  // Opens the container again in the mode, so that what other sessions committed before this transaction is seen. Sets
-  // *flag to 1 when the container was changed by another session since it was last read, else to 0. 1 on success, 0
-  // when the container is gone or refused. notOpen says that the mode is pscNoOpen.
+  // Opens the container again in the mode, so that it sees what other sessions committed before this transaction. Sets
+  // *flag to 1 when another session has changed the container since it was last read, else to 0. 1 on success; 0 when
+  // the container is gone or the open is refused. notOpen says that the mode is pscNoOpen.
   int refreshOpen(psMode mode, unsigned char* flag, unsigned char notOpen) const;
 
   // The database that holds the container.
@@ -131,13 +131,13 @@ class PS_API pstHandle<psDBObj> : public pstHandle<psObj> {
   psDBObj* operator->() const;
   psDBObj& operator*() const { return *operator->(); }
 
-  // The database's name; the text lives as long as the database is open in a handle.
+  // The database's name. The text is valid while the database is open in a handle.
   const char* name() const;
 
-  // Names the federation that holds the database.
+  // Sets the argument to the federation that holds the database.
   void containedIn(pstHandle<psFDObj>& federation) const;
 
-  // Whether a database of that name exists in the federation; when it does, this handle names it, opened in the mode.
+  // Whether a database of that name exists in the federation. If it does, this handle names it and is open in the mode.
   bool exist(const pstHandle<psFDObj>& federation, const char* name, psMode mode);
 };
 
@@ -167,8 +167,8 @@ int pstRef<T>::lookupObj(const pstHandle<psObj>& scope, const psKey& key, psMode
   return status;
 }
 
-// Deletes the object: runs its destructor, on the object opened for update, then frees its place; names and keys of the
-// object go with it. A container is deleted with all that it holds, a database likewise, without any destructor. 1 on
-// success; 0 when it does not exist, is already being deleted, or cannot be opened for update. The handle keeps the
-// identifier and is closed. Memory that other handles have pinned stays readable until they let go.
+// Deletes the object: runs its destructor on the object opened for update, then frees its place. Names and keys of the
+// object are deleted with it. A container or database is deleted with all that it holds, without any destructor. 1 on
+// success; 0 when the object does not exist, is already being deleted, or cannot be opened for update. The handle keeps
+// the identifier and is closed. Memory that other handles have pinned stays readable until they release it.
 PS_API int psDelete(pstHandle<psObj>& object);

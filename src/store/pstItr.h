@@ -3,8 +3,8 @@
 #include "store/psIterator.h"
 #include "store/pstHandle.h"
 
-// A handle and a scan in one: after each next() that gives true the handle names the object found, of class T or of a
-// subclass; after the last it is null.
+// A handle and a scan in one. After each next() that returns true, the handle names the object found, of class T or of
+// a subclass. After the last object it is null.
 //
 //   pstItr<Word> word;
 //   word.scan(container, pscRead);

@@ -8,15 +8,15 @@
 class psContObj;
 class psDBObj;
 
-// The class that pstRef<T> derives from. A reference to a class need not know the class, so that two classes can refer
-// to each other; the few whose references are results of covariant virtual operations say their base here.
+// The class that pstRef<T> derives from. A reference to a class need not know the class, so two classes can refer to
+// each other. A few references are results of covariant virtual operations; their classes specialise this.
 template <class T>
 struct pstRefBaseOf {
   using type = psRefBase;
 };
 
-// A persistent reference to an object of class T: eight bytes, the object's identifier. It is the only form in which an
-// object of the store refers to another. It may outlive its object; isValid tells.
+// A persistent reference to an object of class T: 8 bytes, the object's identifier. References are the only way in
+// which an object of the store refers to another. A reference may outlive its object; isValid tells.
 template <class T>
 class pstRef : public pstRefBaseOf<T>::type {
   using Base = typename pstRefBaseOf<T>::type;
@@ -29,8 +29,8 @@ class pstRef : public pstRefBaseOf<T>::type {
   pstRef(const psObj* object) : Base(object != nullptr ? object->psOid() : psId()) {}
   pstRef(const d_Ref_Any& any) : Base(any.oid()) {}
 
-  // Opens the object for reading and pins it until the end of the full expression. Null when refused: test an open
-  // first where that can be.
+  // Opens the object for reading and pins it until the end of the full expression. Null when refused: where you must
+  // expect that, test an open first.
   pstDeref<T> operator->() const {
     if (ps::detail::isChecked) ps::detail::checkMemoryInUse(this);
     return pstDeref<T>(ps::detail::openForReading(this->oid()));
@@ -41,8 +41,8 @@ class pstRef : public pstRefBaseOf<T>::type {
   // The same for the database.
   void containedIn(pstHandle<psDBObj>& database) const;
 
-  // Finds the object that is filed in scope under the name or key, when it is of class T or of a subclass, and opens it
-  // in the mode. 1 on success; on failure 0, and the reference is null.
+  // Finds the object that is filed in scope under the name or key, if it is of class T or of a subclass, and opens it
+  // in the mode. 1 on success; else 0, and the reference is null.
   int lookupObj(const pstHandle<psObj>& scope, const char* name, psMode mode);
   int lookupObj(const pstHandle<psObj>& scope, const psKey& key, psMode mode);
 };

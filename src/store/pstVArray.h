@@ -10,39 +10,40 @@
 #include "store/session/Opening.h"
 #include "store/session/UseChecks.h"
 
-// The primitives of pstVArray. array is the address of the eight bytes that a pstVArray is: inside the store the
-// identifier of its storage, elsewhere the address of its heap block. Sizes are in elements and bytes; results are 1 or
+// The primitives of pstVArray. array is the address of the 8 bytes of a pstVArray. Inside the store they are the
+// identifier of its storage, elsewhere the address of its heap block. Sizes are in elements and bytes. Results are 1 or
 // 0.
 
-// Whether the address lies in the store's memory.
+// Whether the address lies in the store's memory. The address may be invalid.
 PS_API int pstIsStorePers(const void* address);
-// Allocates zeroed storage for an array of the store that has none.
+// Allocates zeroed storage for an array of the store that has no storage.
 PS_API int pstNewVArray(void* array, unsigned int n, unsigned int elementSize);
-// Changes the number of elements: new ones are zero; 0 frees the storage. The array must be open for update.
+// Changes the number of elements. New elements are zero; 0 elements free the storage. The array must be open for
+// update.
 PS_API int pstResizeVArray(void* array, unsigned int n, unsigned int elementSize);
 PS_API int pstResizeHeapVArray(void* array, unsigned int oldN, unsigned int newN, unsigned int elementSize);
-// The first element of an array of the store; null when it has no storage or that cannot be read.
+// The first element of an array of the store; null when it has no storage or the storage cannot be read.
 PS_API void* pstOpenVArray(const void* array);
-// Opens the storage for update, and with it the object that the array is part of, since its eight bytes or the fields
-// beside it may change too.
+// Opens the storage for update. Also opens the object that the array is part of, since the array's 8 bytes or the
+// fields beside it may change too.
 PS_API int pstUpdateVArray(void* array);
 // Frees the storage, in the store or on the heap.
 PS_API void pstDeleteVArray(void* array);
 PS_API void* pstMalloc(unsigned int size);
 PS_API void pstFree(void* memory);
 
-// The dummy element that a failed element access yields: 64 zero bytes, made zero again each time they are handed out.
-// Larger elements have a dummy of their own size, one for each type.
+// The dummy element that a failed element access returns: 64 zero bytes, set to zero again each time. Larger elements
+// have a dummy of their own size, one for each type.
 PS_API extern void* const povDummyArrayPtr;
 
 namespace ps::detail {
 
-// Room for the element count before the elements of a heap array, keeping them aligned.
+// Space for the element count before the elements of a heap array, which keeps the elements aligned.
 constexpr std::size_t heapArrayHeader = 16;
 
 constexpr std::size_t dummyElementSize = 64;
 
-// Tells the type manager of an array under construction, in case it belongs to a prototype.
+// Tells the type manager that an array is being constructed, in case it belongs to a prototype.
 PS_API void noteArrayConstruction(const void* array);
 
 PS_API void signalArrayBound(unsigned int size, unsigned int index);
@@ -51,13 +52,13 @@ PS_API void* cleanDummyElement();
 
 }  // namespace ps::detail
 
-// A variable-size array of flat elements (numbers, references) inside a persistent object; outside the store, an
-// ordinary heap array. It occupies eight bytes of its object; the elements lie in storage of their own, in the same
-// container, which goes when the object does.
+// A variable-size array of flat elements (numbers, references) inside a persistent object. Outside the store it is an
+// ordinary heap array. It takes 8 bytes of its object. The elements lie in storage of their own, in the same container,
+// which is deleted with the object.
 //
-// An array is read wherever its object is open. Before elements are written, update() must have given 1; resize and
-// extend do that themselves. The address of an element is good until the array is resized, and at least until 256
-// further pages have been loaded; a handle to the array's object does not pin the storage.
+// An array can be read while its object is open. Before you write elements, update() must have returned 1; resize and
+// extend call it themselves. The address of an element is valid until the array is resized, and at least until 256
+// further pages have been loaded. A handle to the array's object does not pin the storage.
 template <class T>
 class pstVArray {
   static_assert(std::is_trivially_copyable_v<T>, "elements are stored as their bytes");
@@ -66,7 +67,7 @@ class pstVArray {
  public:
   pstVArray() { ps::detail::noteArrayConstruction(this); }
 
-  // An array of n zero elements (null references). It is empty when the store cannot allocate.
+  // An array of n zero elements (null references). It is empty when the store cannot allocate the storage.
   explicit pstVArray(unsigned int n) {
     ps::detail::noteArrayConstruction(this);
     pehSessionDataGetFunction()->operation = "psVArray(type)::psVArrayStructor(type)(<initSize>)";
@@ -84,7 +85,7 @@ class pstVArray {
     pstDeleteVArray(this);
   }
 
-  // 0 for an array never allocated, and for one whose storage cannot be read.
+  // 0 for an array that was never allocated, and for one whose storage cannot be read.
   unsigned int size() const {
     if (word_ == 0) return 0;
     if (isPersistent()) {
@@ -116,11 +117,11 @@ class pstVArray {
   T* elem(unsigned int i) { return head() + i; }
   const T* elem(unsigned int i) const { return head() + i; }
 
-  // Element i, checked: a wrong index is signalled and yields the dummy element.
+  // Element i, checked. A wrong index is signalled, and the dummy element is returned.
   T& operator[](unsigned int i) { return checked(i); }
   const T& operator[](unsigned int i) const { return checked(i); }
 
-  // Stores value at i, checked; opens the array for update first. 1 on success.
+  // Stores value at i, checked. Opens the array for update first. 1 on success.
   int iset(unsigned int i, const T& value) {
     pehSessionDataGetFunction()->operation = "psVArray(type)::set()";
     const T copy = value;
@@ -129,8 +130,8 @@ class pstVArray {
     return 1;
   }
 
-  // Opens the array for update, together with the object that it is part of: 1 on success or when it lives on the heap;
-  // 0, with psteUpdateVArray signalled, when the store refuses.
+  // Opens the array for update, together with the object that it is part of. 1 on success, and for an array on the
+  // heap. 0, with psteUpdateVArray signalled, when the store refuses.
   int update() {
     if (!isPersistent()) return 1;
     if (pstUpdateVArray(this) == 1) return 1;
@@ -138,12 +139,12 @@ class pstVArray {
     return 0;
   }
 
-  // The same, at less cost, when the object that the array is part of is open for update.
+  // The same at less cost, when the object that the array is part of is already open for update.
   int updateWithin() {
     return word_ != 0 && isPersistent() && PS_LIKELY(ps::detail::isResidentForUpdate(storageId())) ? 1 : update();
   }
 
-  // The first element; null for an array never allocated.
+  // The first element; null for an array that was never allocated.
   T* head() { return elements(); }
   const T* head() const { return elements(); }
 

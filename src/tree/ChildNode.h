@@ -6,10 +6,10 @@
 #include "tree/NodeAccess.h"
 #include "tree/NodeKind.h"
 
-// How the nodes below a root are made and deleted, for all their classes, which derive from psBTree side by side.
+// How the nodes below a root are created and deleted, for all their classes, which derive from psBTree side by side.
 namespace ps::detail {
 
-// The kind of the nodes of class Node, which have arrays of class Array. Elements are sorted when the arrays are.
+// The kind of the nodes of class Node, whose arrays are of class Array. Elements are sorted when the arrays are.
 template <class Node, class Array>
 class ChildKind final : public NodeKind {
  public:
@@ -40,11 +40,11 @@ class ChildKind final : public NodeKind {
   static void setValues(Node&, const pstRef<psUnsortedArray>&) {}
 };
 
-// The administrator of the collection; a null reference when it cannot be reached.
+// The administrator of the collection. A null reference when it cannot be reached.
 const pstRef<psTreeAdmin>& adminAbove(const pstRef<psBTree>& parent);
 
-// An array for a node below parent, of the capacity that parent's has, in the container that the administrator
-// provides; null when that fails.
+// An array for a node below parent, of the capacity of parent's, in the container that the administrator provides. Null
+// when that fails.
 pstHandle<psUnsortedArray> createElementsBelow(const pstHandle<psBTree>& parent, const NodeKind& kind);
 
 // Deletes the arrays of a node that is being deleted.

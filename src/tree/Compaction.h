@@ -4,12 +4,12 @@
 
 namespace ps::detail {
 
-// Packs the leaves from left to right, deleting those that become empty. False when something that could not be opened
-// ended it; what was moved by then stays moved.
+// Packs the leaves from left to right and deletes those that become empty. False when something could not be opened;
+// what was moved before stays moved.
 bool packLeaves(const psBTree& root);
 
-// Packs the interior nodes level by level, then takes away the root's only child, and its only child, for as long as
-// there is one and children remain below it.
+// Packs the interior nodes level by level. Then, while the root has a single child with children below it, removes that
+// level.
 void packInterior(psBTree& root);
 
 }  // namespace ps::detail

@@ -6,30 +6,30 @@
 #include "tree/NodeRemoval.h"
 #include "tree/TreePosition.h"
 
-// The changes of one element, once it is known where: what can be refused comes before the first write.
+// The changes of one element at a known place. Everything that can be refused comes before the first write.
 namespace ps::detail {
 
-// Puts the element where locateRoom found that it belongs, in a map with its value. False, with nothing
-// changed, when a matching element is there already or something could not be opened.
+// Inserts the element where locateRoom found that it belongs, in a map with its value. False, with nothing changed,
+// when a matching element is there or something could not be opened.
 bool insertElement(const TreePosition& position, const pstRef<psObj>& element,
                    const pstRef<psObj>& value = pstRef<psObj>());
 
-// The same, after locating the key. When it gives false no element has been added, though nodes may have been split.
+// The same, after locating the key. When it returns false, no element has been added, but nodes may have been split.
 bool addElement(psBTree& tree, KeyProbe&& probe, const pstRef<psObj>& element,
                 const pstRef<psObj>& value = pstRef<psObj>());
 
-// Takes the element at index out of the leaf, in a map with its value, and the leaf out of the tree when that leaves it
+// Removes the element at index from the leaf, in a map with its value. Removes the leaf from the tree when it is then
 // empty. False, with nothing changed, when there is no such element or something could not be opened.
 bool removeElement(const pstHandle<psBTree>& leaf, int index);
 
 // The same for the element that matches the key.
 bool removeMatch(const psBTree& node, KeyProbe&& probe);
 
-// The removal of one element in two steps: what can be refused is done by plan, after which carryOut cannot fail.
+// The removal of one element in two steps. plan does everything that can be refused; after it carryOut cannot fail.
 class ElementRemoval {
  public:
   bool plan(const pstHandle<psBTree>& leaf, int index);
-  // The value that leaves with the element; null where there are no values.
+  // The value that is removed with the element; null where there are no values.
   pstRef<psObj> value() const { return entries_->valueAt(index_); }
   void carryOut();
 
@@ -39,8 +39,8 @@ class ElementRemoval {
   int index_ = 0;
 };
 
-// Takes the element at index out of the leaf, and puts another, with the same value, where locateRoom found that it
-// belongs. False, with nothing changed, when a matching element is there already or something could not be opened.
+// Removes the element at index from the leaf, and inserts another with the same value where locateRoom found that it
+// belongs. False, with nothing changed, when a matching element is there or something could not be opened.
 bool replaceElement(const pstHandle<psBTree>& leaf, int index, const TreePosition& position,
                     const pstRef<psObj>& element);
 

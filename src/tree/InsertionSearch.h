@@ -6,7 +6,7 @@
 
 namespace ps::detail {
 
-// Locates a key, and unless it is there splits nodes until its leaf has room for it. Nothing on failure.
+// Locates a key. Unless the key is there, splits nodes until its leaf has room for it. Empty on failure.
 std::optional<TreePosition> locateRoom(psBTree& tree, KeyProbe& probe);
 
 }  // namespace ps::detail

@@ -9,8 +9,8 @@
 
 namespace ps::detail {
 
-// The entries of a node, open for update: its elements, and in a leaf of a map the values beside them, which every
-// operation keeps in step. Once isOpen() is true, nothing that is done through the edit can be refused.
+// The entries of a node, open for update: its elements and, in a leaf of a map, their values, which every operation
+// keeps in step. Once isOpen() is true, no operation of the edit can be refused.
 class NodeEdit {
  public:
   explicit NodeEdit(const psBTree& node) : node_(node), elements_(NodeAccess::elements(node)) {
@@ -31,18 +31,18 @@ class NodeEdit {
   bool isFull() const { return elements_.isFull(); }
   const pstRef<psObj>& operator[](int i) const { return elements_[i]; }
   int find(const psId& object) const { return elements_.find(object); }
-  // The value beside an element; null where there are no values.
+  // The value of an element; null where there are no values.
   pstRef<psObj> valueAt(int i) const { return values_ ? (*values_)[i] : pstRef<psObj>(); }
 
-  // Opens a leaf for update whose mark is its lowest element, as it must be before that element changes. False when it
-  // is refused. A list's leaf marks itself and needs nothing; what tells the two apart is the array and not the mark,
+  // Opens a leaf for update when its mark is its lowest element. This must be done before that element changes. False
+  // when it is refused. A list's leaf marks itself and needs nothing. The array tells the two apart, and not the mark,
   // since a set may be its own lowest element.
   bool openMark() {
     if (!elements_.isSorted()) return true;
     marked_ = pstHandle<psBTree>(&node_);
     return marked_.open(pscUpdate) == 1;
   }
-  // Brings a mark that was opened up to date.
+  // Updates a mark that was opened.
   void renewMark() {
     if (!marked_.isNull()) NodeAccess::setFirst(*marked_, count() > 0 ? elements_[0] : pstRef<psObj>());
   }
@@ -56,24 +56,24 @@ class NodeEdit {
   // For a leaf.
   void put(int i, const pstRef<psObj>& element) { elements_.put(i, element); }
 
-  // Takes out n entries from i on.
+  // Removes n entries, starting at i.
   void erase(int i, int n = 1) {
     if (!isLeaf_) noteShapeChange();
     elements_.erase(i, n);
     if (values_) values_->erase(i, n);
   }
 
-  // Leaves the first n entries.
+  // Keeps only the first n entries.
   void truncate(int n) { erase(n, count() - n); }
 
-  // Empties the node, whose entries stand for children from now on.
+  // Empties the node. From now on its entries name children.
   void becomeInterior() {
     truncate(0);
     values_.reset();
     isLeaf_ = false;
   }
 
-  // Appends n entries of another node, from i on; they stay in that as well.
+  // Appends n entries of another node, starting at i. They stay in that node too.
   void append(const NodeEdit& source, int i, int n) {
     elements_.append(source.elements_, i, n);
     if (values_) values_->append(*source.values_, i, n);

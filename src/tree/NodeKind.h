@@ -6,7 +6,7 @@
 
 namespace ps::detail {
 
-// What a node is made with.
+// The parts of a new node.
 struct NodeParts {
   pstRef<psBTree> parent;
   pstRef<psUnsortedArray> elements;
@@ -28,11 +28,11 @@ constexpr RootClass rootClass() {
   }
 }
 
-// What the algorithms on nodes must know of a class of nodes and cannot ask through its published operations, which may
-// be refused: the classes derive from psBTree side by side and have their fields at different offsets.
+// What the algorithms on nodes must know of a class of nodes. They cannot ask its published operations, which may be
+// refused. The classes derive from psBTree side by side and have their fields at different offsets.
 //
-// There is one object of each kind, for as long as the process runs. The folders of the collections define them; here
-// they are found through the nodes and roots alone.
+// There is one object of each kind, while the process runs. The folders of the collections define them. Here they are
+// found only through the nodes and roots.
 class NodeKind {
  public:
   NodeKind(const NodeKind&) = delete;
@@ -43,16 +43,16 @@ class NodeKind {
   // The kind of the nodes below a root; there is one for every tree.
   static const NodeKind* below(const psBTree& root);
 
-  // Whether the elements have an order, by which they can be looked for.
+  // Whether the elements have an order by which they can be found.
   virtual bool isSorted() const = 0;
 
   // An array for the elements of a node; null when the store cannot create it.
   virtual pstHandle<psUnsortedArray> createElements(const pstRef<psContObj>& near, int capacity) const = 0;
-  // A node made of the given parts; null when the store cannot create it.
+  // A node with the given parts; null when the store cannot create it.
   virtual pstHandle<psBTree> createNode(const pstRef<psContObj>& near, const NodeParts& parts) const = 0;
   // Writes the parent of a node that is open for update.
   virtual void setParent(psBTree& node, const pstRef<psBTree>& parent) const = 0;
-  // What marks a leaf of this kind with this lowest element as a leaf.
+  // The mark of a leaf of this kind that has this lowest element.
   virtual pstRef<psObj> leafMark(const psBTree& leaf, const pstRef<psObj>& lowest) const = 0;
 
  protected:
@@ -68,7 +68,7 @@ class NodeKind {
   const NodeKind* others_;
 };
 
-// An array for the values beside a leaf's elements, near them; null when the store cannot create it.
+// An array near a leaf's elements, for their values. Null when the store cannot create it.
 pstHandle<psUnsortedArray> createValuesBeside(const pstRef<psUnsortedArray>& elements, int capacity);
 
 }  // namespace ps::detail

@@ -5,17 +5,17 @@
 #include "arrays/ArrayView.h"
 #include "tree/NodeAccess.h"
 
-// How nodes hang together, told once for all classes of nodes.
+// The links between nodes, for all classes of nodes.
 namespace ps::detail {
 
-// A node looked for. Nothing there and something that could not be opened are different answers.
+// The result of looking for a node. "No such node" and "could not be opened" are different answers.
 struct NodeAnswer {
   pstHandle<psBTree> node;  // open for reading; null when there is none, or when the answer could not be found out
   bool failed = false;
 };
 
-// Opens the handle for reading unless it is open. A handle that is open is not opened again, so nothing can be refused.
-// A null handle is not readable.
+// Opens the handle for reading unless it is open. An open handle is not opened again, so nothing can be refused. A null
+// handle is not readable.
 template <class T>
 bool isReadable(const pstHandle<T>& object) {
   return !object.isNull() && object.operator->() != nullptr;
@@ -23,7 +23,7 @@ bool isReadable(const pstHandle<T>& object) {
 
 inline pstHandle<psBTree> handleTo(const psBTree& node) { return pstHandle<psBTree>(&node); }
 
-// Climbs to the node whose parent is ancestor; to the root when ancestor is not above. Null when a node cannot be
+// Climbs to the node whose parent is ancestor, or to the root when ancestor is not above. Null when a node cannot be
 // opened. levels counts the nodes climbed to.
 pstHandle<psBTree> climbBelow(pstHandle<psBTree> node, const psId& ancestor, int* levels = nullptr);
 
@@ -45,22 +45,22 @@ pstRef<psObj> firstOf(const psBTree& node);
 NodeAnswer nextNode(const psBTree& node);
 NodeAnswer previousLeaf(const psBTree& node);
 
-// Number of levels from the node down to its leaves, itself included; 0 when it cannot be found out.
+// Number of levels from the node down to its leaves, itself included. 0 when that cannot be determined.
 int heightOf(const psBTree& node);
 
-// Goes over a tree's leaves from left to right, along the arrays of their parents.
+// Walks over a tree's leaves from left to right, along the arrays of their parents.
 class LeafWalk {
  public:
   // Begins at the leftmost leaf below the node.
   explicit LeafWalk(const psBTree& node) : leaf_(leftmostLeaf(node)) {}
 
-  // The leaf at hand, open for reading; null behind the last one, and when the next could not be reached.
+  // The current leaf, open for reading. Null after the last one, and when the next could not be reached.
   const pstHandle<psBTree>& leaf() const { return leaf_.node; }
   bool failed() const { return leaf_.failed; }
   void advance();
 
  private:
-  // Goes on below this node. False when it cannot be read.
+  // Continues below this node. False when it cannot be read.
   bool enter(const pstHandle<psBTree>& parent);
 
   NodeAnswer leaf_;
@@ -69,9 +69,9 @@ class LeafWalk {
   int index_ = 0;
 };
 
-// Calls visit(leaf, array) for the tree's leaves from left to right until it returns false; the leaf's array is open
-// for reading, but its storage is not looked up, so that counting costs two opens a leaf. False when a leaf could not
-// be read.
+// Calls visit(leaf, array) for the tree's leaves from left to right until it returns false. The leaf's array is open
+// for reading, but its storage is not looked up, so counting costs 2 opens per leaf. False when a leaf could not be
+// read.
 template <class Visit>
 bool visitLeaves(const psBTree& tree, Visit visit) {
   LeafWalk walk(tree);

@@ -9,24 +9,24 @@
 
 namespace ps::detail {
 
-// Takes a node out of its tree and deletes it. entry is the leaf that names the node in its parent. Ancestors that are
-// left empty go as well; the first that is not gets its names repaired, and so do those above it, as far as the leaf
-// that is gone was their leftmost. False, with nothing changed, when something could not be opened, or when node is the
+// Removes a node from its tree and deletes it. entry is the leaf that names the node in its parent. Ancestors that
+// would be empty are removed too. The first ancestor that stays, and those above it, get new entries as far as the
+// removed leaf was their leftmost. False, with nothing changed, when something could not be opened, or when node is the
 // root or an interior node that still has children.
 //
-// A leaf may still hold elements: they leave the tree with it. The object whose member function is running may be the
-// one deleted.
+// A leaf may still hold elements: they leave the tree with it. The deleted object may be the one whose member function
+// is running.
 bool removeNode(const pstHandle<psBTree>& node, const pstHandle<psBTree>& entry);
 
-// Deletes a node that stands in no parent, if it is empty, and gives back its containers. False, with nothing changed,
-// when it is not or something could not be opened.
+// Deletes an empty node that no parent names, and deletes its containers if they are then empty. False, with nothing
+// changed, when the node is not empty or something could not be opened.
 bool deleteEmptyNode(const pstHandle<psBTree>& node);
 
-// Lets the ancestors of node name its present first entry where they named oldLow; takes the node out when it is empty.
+// Makes the ancestors of node name its present first entry where they named oldLow. Removes the node when it is empty.
 // False, with nothing changed, when something could not be opened.
 bool repairLow(const psBTree& node, const pstHandle<psBTree>& oldLow);
 
-// The removal of nodes: everything that can be refused is done by plan..., after which carryOut cannot fail.
+// The removal of nodes. The plan functions do everything that can be refused; after them carryOut cannot fail.
 class NodeRemoval {
  public:
   bool planRemoval(pstHandle<psBTree> node, const psId& entry);
@@ -41,7 +41,7 @@ class NodeRemoval {
     pstHandle<psUnsortedArray> values;
   };
 
-  // An entry that goes, or is replaced.
+  // An entry that is removed or replaced.
   struct Change {
     explicit Change(const psBTree& node);
     ArrayEdit entries;

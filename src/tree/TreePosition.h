@@ -3,8 +3,7 @@
 #include "core/KeyProbe.h"
 #include "tree/psBTree.h"
 
-// Where a key is, or would go: every keyed operation starts by locating its key. What is done there is in
-// ElementChange.h.
+// Where a key is or would go. Every keyed operation starts by locating its key; ElementChange.h changes what is there.
 namespace ps::detail {
 
 // Any change of the tree makes a position stale.
@@ -21,14 +20,14 @@ struct TreePosition {
 // Looks for the key below the node, by the order of its elements. The probe must have been made for this operation.
 TreePosition locate(const psBTree& node, KeyProbe& probe);
 
-// The same for a look-up, which matches what the collection, too, calls equal; see psCollection::equal.
+// The same for a look-up, where the collection also decides what is equal; see psCollection::equal.
 TreePosition locateMatch(const psBTree& node, KeyProbe& probe);
 
 // The leaf in which the key is or would be, open for reading; null when the search failed.
 pstHandle<psBTree> leafFor(const psBTree& node, KeyProbe& probe);
 inline pstHandle<psBTree> leafFor(const psBTree& node, KeyProbe&& probe) { return leafFor(node, probe); }
 
-// What is stored for the key: the element that matches, or in a map its value. Null when there is none, or on failure.
+// What is stored for the key: the element that matches, or in a map its value. Null when there is none, and on failure.
 pstRef<psObj> storedFor(const psBTree& node, KeyProbe&& probe);
 
 // The comparator of the collection that the node belongs to.

@@ -5,10 +5,10 @@
 
 #include "store/psHandleBase.h"
 
-// What was found out about the shape of trees holds for as long as no node comes into one or leaves one.
+// What was learned about the shape of trees holds while no node is added to a tree or removed from one.
 namespace ps::detail {
 
-// Of the whole process, so that it need not be known whose nodes they are.
+// For the whole process, so that it need not be known whose nodes they are.
 inline std::atomic<std::uint64_t> shapeChanges{1};
 
 inline std::uint64_t shapeNumber() { return shapeChanges.load(std::memory_order_relaxed); }
@@ -18,7 +18,7 @@ inline void noteShapeChange() {
   noteChange();
 }
 
-// The shape at this time, in the form of a note beside an object; never null.
+// The current shape, in the form of a note beside an object; never null.
 inline psId currentShape() {
   const std::uint64_t n = shapeNumber();
   const auto part = [n](unsigned bits) { return static_cast<unsigned short>(n >> bits); };

@@ -14,14 +14,14 @@
 
 namespace ps::detail {
 
-// A place in a tree collection from which one goes on to the next: what the iterators of trees are made of. Operations
-// of the same name do what psCollectionIterator says.
+// A place in a tree collection, with the steps to the next: the core of the iterators of trees. Operations are named as
+// in psCollectionIterator and do the same.
 class TreeWalk {
  public:
-  // What is delivered: the elements, or in a map the values beside them.
+  // What the walk delivers: the elements, or in a map their values.
   enum class Delivery { elements, values };
 
-  // Stands before the first element; nowhere when that leaf cannot be read.
+  // Stands before the first element, or nowhere when the first leaf cannot be read.
   TreeWalk(const pstHandle<psBTree>& tree, Delivery delivery);
   TreeWalk(const TreeWalk&) = delete;
   TreeWalk& operator=(const TreeWalk&) = delete;
@@ -38,14 +38,14 @@ class TreeWalk {
   int remove();
   int moveCurrentTo(const pstHandle<psObj>& near);
 
-  // The address of the current reference, its array opened as the mode asks; null when there is none or the open is
-  // refused. It stays good until the next call.
+  // The address of the current reference, its array opened as the mode says. Null when there is none or the open is
+  // refused. It is valid until the next call.
   pstRef<psObj>* currentAddress(psLockMode mode);
   pstRef<psObj> current(psLockMode mode);
-  // The value beside the current element of a map; null when there is none.
+  // The value of the current element of a map; null when there is none.
   pstRef<psObj> valueHere();
 
-  // Goes to what the probe looks for that makeProbe(root) gives. Where elements have no order the search fails.
+  // Goes to what the probe looks for. makeProbe(root) makes the probe. The search fails where elements have no order.
   template <class MakeProbe>
   bool goTo(MakeProbe makeProbe) {
     Search<TreeWalk> search(*this);
@@ -54,17 +54,17 @@ class TreeWalk {
     auto probe = makeProbe(*root);
     return standAt(*root, probe, search);
   }
-  // Goes on to the next that is this object, or to the last.
+  // Goes to the next occurrence of this object, or to the last element.
   bool goOnTo(const pstRef<psObj>& element);
 
   bool isBehindLast() const;
-  // Leaves the leaf; only the index stays as it is.
+  // Leaves the leaf. Only the index stays as it is.
   void standNowhere();
-  // Stands nowhere after a search that failed. False.
+  // Stands nowhere after a search that failed. Returns false.
   bool lose();
 
  private:
-  // An array of the current leaf, kept open once it was needed, so that steps within a leaf open and look up nothing.
+  // An array of the current leaf. It stays open once it was needed, so steps within a leaf open and look up nothing.
   class Entries {
    public:
     void take(const pstRef<psUnsortedArray>& array);
@@ -73,7 +73,7 @@ class TreeWalk {
       if (PS_UNLIKELY(first_ == nullptr) && !read()) return nullptr;
       return i <= object_->lastIndex() ? first_ + i : nullptr;
     }
-    // Asks for the object of entry i, which at has given before.
+    // Prefetches the object of entry i, which at has returned before.
     PS_ALWAYS_INLINE void prefetch(int i) const { prefetchObject(first_[i].oid()); }
     const pstHandle<psUnsortedArray>& array() const { return array_; }
 
@@ -86,7 +86,7 @@ class TreeWalk {
     std::optional<PagePin> pin_;
   };
 
-  // A place in the tree: at an element of a leaf, before the first element (position -1), or behind the last.
+  // A place in the tree: at an element of a leaf, before the first element (position -1), or after the last.
   struct Place {
     pstHandle<psBTree> leaf;
     int position = -1;
@@ -95,7 +95,7 @@ class TreeWalk {
     pstRef<psObj> delivered;
   };
 
-  // Tells whether anything may have changed without the walk's doing.
+  // Tells whether anything may have changed by other means than the walk.
   struct Time {
     std::uint64_t change = 0;  // moves with all that follows, with aborts, and with nodes and their marks
     std::uint64_t read = 0;    // of the version that is read
@@ -104,8 +104,8 @@ class TreeWalk {
     static Time now();
   };
 
-  // Whether there is a current leaf. One that is no leaf any more, or cannot be read, is left; what the walk holds of
-  // one that may have changed is read again.
+  // Whether there is a current leaf. Leaves one that is no longer a leaf or cannot be read. Reads again what the walk
+  // holds of a leaf that may have changed.
   bool standsInLeaf() {
     const bool stands = PS_LIKELY(isUpToDate()) ? !leaf_.isNull() : lookAgain();
     if (isChecked && stands) checkHere();
@@ -113,10 +113,10 @@ class TreeWalk {
   }
   bool isUpToDate() const { return seen_.change == currentSession->changeStamp; }
   bool lookAgain();
-  // Whether the current leaf is one of the tree.
+  // Whether the current leaf belongs to the tree.
   bool isInTree() const;
 
-  // For checked builds: compares what is at the current place with what the walk has noted.
+  // For checked builds: compares the current place with what the walk has noted.
   void checkHere();
   void noteHere();
   PlaceCheck::Place foundHere();
@@ -124,31 +124,31 @@ class TreeWalk {
   // Makes the leaf the current one.
   void standIn(const pstHandle<psBTree>& leaf);
   void stepWithin(int step);
-  // The array of a leaf that is delivered from; null when there is no leaf or it cannot be read.
+  // The array of a leaf from which the walk delivers. Null when there is no leaf or it cannot be read.
   pstRef<psUnsortedArray> deliveredFrom(const pstHandle<psBTree>& leaf) const;
 
-  // The places beside the current one, and that of position i; nothing when a node cannot be opened.
+  // The places next to the current one, and that of position i. Empty when a node cannot be opened.
   std::optional<Place> placeAfter() const;
   std::optional<Place> placeBefore() const;
   std::optional<Place> placeOf(int i) const;
   std::optional<Place> placeAfterRemoval(int count) const;
 
-  // Opens what has to be open for update there, as mode says.
+  // Opens what must be open for update there, as mode says.
   bool canStep(const Place& place, psLockMode mode) const;
-  // Goes to the place and returns what is delivered there; stays, and returns null, when mode asks for an update open
-  // that is refused.
+  // Goes to the place and returns what is delivered there. When mode asks for an update open that is refused, stays and
+  // returns null.
   pstRef<psObj> stepTo(const Place& place, psLockMode mode);
-  // The same for a place that may be unknown.
+  // The same for a place that may not be known.
   pstRef<psObj> stepTo(const std::optional<Place>& place, psLockMode mode) {
     return place ? stepTo(*place, mode) : pstRef<psObj>();
   }
   bool standAt(const psBTree& root, KeyProbe& probe, Search<TreeWalk>& search);
 
-  // The index after a step of the given length; unknown stays unknown.
+  // The index after a step of the given length. If it is not known, it stays so.
   int indexAfter(int step) const { return index_ < -1 ? index_ : index_ + step; }
 
-  // The steps of moveCurrentTo. fitsHere tells whether what the probe looks for belongs where the walk stands; nothing
-  // when it cannot be told.
+  // The steps of moveCurrentTo. fitsHere says whether what the probe looks for belongs where the walk stands; empty
+  // when that cannot be determined.
   std::optional<bool> fitsHere(KeyProbe& probe) const;
   bool replaceHere(const pstRef<psObj>& element);
   bool reinsert(const pstHandle<psBTree>& root, const pstHandle<psObj>& old, const ComparatorChoice& order,

@@ -8,21 +8,21 @@ namespace ps::detail {
 class NodeAccess;
 }  // namespace ps::detail
 
-// The base of the tree collections (list, set, map), and of their nodes: a B-tree whose nodes are objects of the store.
-// The collection object is the root of its own tree; it stays where it is when the tree grows, which happens at the
-// root, by pushing its entries down into two new nodes.
+// The base of the tree collections (list, set, map) and of their nodes: a B-tree whose nodes are objects of the store.
+// The collection object is the root of its own tree. It keeps its place when the tree grows: the root then pushes its
+// entries down into two new nodes.
 //
-// A leaf holds elements. An interior node holds one entry per child: a reference to the leftmost leaf below that child,
-// whose lowest element is what separates the child from its left neighbour. So a descent reads separators without
-// opening interior nodes, and nothing but the removal of a leaf ever changes what an ancestor holds. childOf leads from
-// such an entry back to the child.
+// A leaf holds elements. An interior node holds one entry per child: a reference to the leftmost leaf below that child.
+// The lowest element of that leaf separates the child from its left neighbour. So a descent reads separators without
+// opening interior nodes, and only the removal of a leaf changes the entries of an ancestor. childOf leads from such an
+// entry back to the child.
 //
-// A node holds at most as many entries as the array that the collection was constructed with. It may shrink to one;
-// when it is empty it is removed. An empty root counts as a leaf.
+// The capacity of a node is that of the array that the collection was constructed with. A node may shrink to one entry;
+// an empty node is removed. An empty root counts as a leaf.
 //
 // Most of these operations serve the tree itself. Applications use those of psCollection and of the concrete class, and
-// size, get, first, last, depth and compact. Positions cost a walk over the leaves: two objects opened per leaf, no
-// element.
+// size, get, first, last, depth and compact. Operations on positions walk over the leaves: they open 2 objects per
+// leaf, and no element.
 class PS_API psBTree : public psCollection {
   PS_PERSISTENT_GLUE(psBTree, psCollection, 4015)
 
@@ -30,73 +30,74 @@ class PS_API psBTree : public psCollection {
   psBTree() = default;
   ~psBTree() noexcept override;
 
-  // What concerns the whole collection. A node passes it on to the one above, and so to the root, where the concrete
-  // class answers.
+  // Operations on the whole collection. A node passes them to its parent, and so to the root, where the concrete class
+  // answers.
   bool add(const pstHandle<psObj>& element) override;
   const pstRef<psTreeAdmin>& admin() const override = 0;
   pstRef<psCompare> comparator() const override;
   pstRef<psObj> get(const void* key) const override;
 
-  // False: a tree as such knows no raw keys.
+  // False: a tree without a comparator knows no raw keys.
   bool contains(const void* key) const override;
   // Whether this very object is in the leaf where it belongs.
   bool contains(const pstHandle<psObj>& element) const override;
   psCollectionIterator* iterator() const override;
-  // False also when it cannot be found out.
+  // False also when that cannot be determined.
   bool isEmpty() const override;
   bool refresh(psMode mode) const override;
   // Removes this very object.
   bool remove(const pstHandle<psObj>& element) override;
   int size() const override;
 
-  // The node on the way from this one up to ancestor whose parent is ancestor. From the root, and where ancestor does
-  // not lie above, the root; null when a node on the way cannot be opened.
+  // The node whose parent is ancestor, on the way from this node up to ancestor. Returns the root when called on the
+  // root, and when ancestor is not above this node. Null when a node on the way cannot be opened.
   virtual pstHandle<psBTree> childOf(const pstHandle<psBTree>& ancestor) const;
   // Sets the leaf's lowest element. 1, or 0 when the node cannot be opened for update.
   virtual int first(const pstHandle<psObj>& element);
-  // Makes room in this node, which must be full, by splitting it in two, or by splitting its parent when that is full
-  // as well; then the search has to start again. 1 on success; on 0 nothing has changed. where tells lists where they
-  // are about to insert: 0 within, 1 at the end, 2 at the start.
+  // Makes room in this node, which must be full: splits it in two, or splits its parent when that is full too. The
+  // search must then start again. 1 on success; 0 when nothing has changed. where tells lists where they are about to
+  // insert: 0 within, 1 at the end, 2 at the start.
   virtual int full(int where);
-  // Tells the node that its leftmost leaf, oldLow, is gone, so that its ancestors name the new one, or drop the node
-  // when it is empty. 1 on success, and at the root, which no ancestor names; on 0 nothing has changed.
+  // Tells the node that its leftmost leaf, oldLow, is gone. Its ancestors then name the new leftmost leaf, or drop the
+  // node when it is empty. 1 on success, and at the root, which no ancestor names; 0 when nothing has changed.
   virtual int newLow(pstHandle<psBTree>& oldLow);
-  // The node that follows at the same depth; null at the end, or when it cannot be reached.
+  // The next node at the same depth; null at the end, or when it cannot be reached.
   virtual pstRef<psBTree> next() const;
-  // The node above; null at the root.
+  // The parent; null at the root.
   virtual pstHandle<psBTree> parent() const;
-  // Sets the node above. 1; 0 when this node cannot be opened for update, and at the root.
+  // Sets the parent. 1; 0 when this node cannot be opened for update, and at the root.
   virtual int parent(const pstHandle<psBTree>& p);
-  // Called on the leaf that names node in node's parent (a leaf names itself): takes node out of the tree, with all
-  // ancestors that are left empty, deletes it, and gives back the containers that are left empty. 1 on success; 0, with
-  // nothing changed, when something cannot be opened or node is an interior node that still has children. Called on the
-  // root it deletes a node that is empty and stands in no parent.
+  // Takes node out of the tree with all ancestors that would be empty, deletes them, and deletes the containers that
+  // are then empty. Call it on the leaf that names node in node's parent; a leaf names itself. 1 on success; 0, with
+  // nothing changed, when something cannot be opened, or node is an interior node that still has children. Called on
+  // the root, it deletes a node that is empty and that no parent has an entry for.
   virtual int removeNode(pstHandle<psBTree>& node);
   virtual bool isLeaf() const;
-  // Removes the entry at index from the node's array, in a map with its value, and nothing else. 1 or 0.
+  // Removes the entry at index from the node's array, in a map with its value, and does nothing else. 1 or 0.
   virtual int removeKeyValueAt(int index) const;
   virtual pstHandle<psBTree> root() const;
-  // The values beside a map leaf's keys; null elsewhere.
+  // The values of a map leaf's keys; null elsewhere.
   virtual pstRef<psUnsortedArray> values() const;
-  // Packs the nodes from left to right and takes away levels that have become superfluous. What cannot be opened ends
-  // it; the tree is sound all the same.
+  // Packs the nodes from left to right and removes levels that are no longer needed. Stops when something cannot be
+  // opened; the tree is sound in any case.
   virtual void compact();
   // The lowest element; null when there is none.
   virtual pstRef<psObj> first() const;
-  // The first position, from `from` on, of an element equal to this one; -1 when there is none.
+  // The first position, at or after `from`, of an element equal to this one; -1 when there is none.
   virtual int indexOf(const pstHandle<psObj>& element, int from) const;
 
   // The leftmost and rightmost leaf below this node.
   pstRef<psBTree> atFirst() const;
   pstRef<psBTree> atLast() const;
 
-  // Number of levels below and with this node: 1 for a leaf; 0 when it cannot be found out. The other form adds d - 1.
+  // Number of levels from this node down, itself included: 1 for a leaf. 0 when that cannot be determined. The other
+  // form adds d - 1.
   int depth() const { return depth(1); }
   int depth(int d) const;
 
   // The element at position i; null when there is none.
   pstRef<psObj> get(int i) const;
-  // An object is no position.
+  // An object is not a position.
   pstRef<psObj> get(const psId& element) const = delete;
   using psCollection::contains;
   using psCollection::get;
@@ -108,15 +109,15 @@ class PS_API psBTree : public psCollection {
   // The highest element; null when there is none.
   pstRef<psObj> last() const;
 
-  // The last position, up to `to`, of an element equal to this one; -1 when there is none.
+  // The last position, at or before `to`, of an element equal to this one; -1 when there is none.
   int lastIndexOf(const pstHandle<psObj>& element) const { return lastIndexOf(element, size() - 1); }
   int lastIndexOf(const pstHandle<psObj>& element, int to) const;
 
   // The capacity of the node's array; 0 when it cannot be opened.
   int maxNumberOfChildren() const;
 
-  // The leaf, below this node, in which the key is or would be stored; null when something cannot be opened, or Java
-  // not be called. In a list, which has no order, the answer means nothing. Cost: per level, the node's array, as many
+  // The leaf, below this node, in which the key is or would be stored. Null when something cannot be opened, or a call
+  // into Java fails. The result means nothing in a list, which has no order. Cost: per level, the node's array, as many
   // leaves as a binary search in it reads, and the nodes between the chosen leaf and the child.
   pstHandle<psBTree> potentialParentOf(const pstHandle<psObj>& key) const;
   pstHandle<psBTree> potentialParentOf(const void* key) const;
@@ -131,10 +132,10 @@ class PS_API psBTree : public psCollection {
   void removeFirst();
   void removeLast();
 
-  // The part of compact that deals with the interior nodes and the root.
+  // The part of compact that handles the interior nodes and the root.
   void compactPart2();
 
-  // Number of elements in the leaves before this one; -1 when it cannot be found out.
+  // Number of elements in the leaves before this one; -1 when that cannot be determined.
   int treeIndex(const pstHandle<psBTree>& leaf) const;
 
  private:

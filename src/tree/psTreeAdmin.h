@@ -5,14 +5,15 @@
 class psBTree;
 class psTreeAdmin;
 
-// admin() of a tree returns its own kind of administrator where that of a collection returns any.
+// Where admin() of a collection returns any administrator, that of a tree returns this class.
 template <>
 struct pstRefBaseOf<psTreeAdmin> {
   using type = pstRef<psAdmin>;
 };
 
-// Places the nodes of one tree, and the arrays inside them. By default a container takes as many nodes as the page size
-// divided by 47, and one array; the containers of the tree and of its own array count as taking one each already.
+// Places the nodes of a tree, and the arrays inside them. By default a container takes as many nodes as the page size
+// divided by 47, or one array. The tree's own container counts as having taken one node, and the container of its own
+// array one array.
 class PS_API psTreeAdmin : public psAdmin {
   PS_PERSISTENT_CLASS(psTreeAdmin, psAdmin, 4010)
 
@@ -21,14 +22,14 @@ class PS_API psTreeAdmin : public psAdmin {
   ~psTreeAdmin() noexcept override;
 
   // The container for the tree's next array or node, which is counted as placed there. Null when the administrator
-  // cannot be opened for update or there is no container to be had.
+  // cannot be opened for update, or no container can be created.
   virtual pstRef<psContObj> provideVArrayContainer();
   virtual pstRef<psContObj> provideNodeContainer();
 
   pstRef<psContObj> nodeContainer() const { return nodeContainer_; }
   pstRef<psContObj> vArrayContainer() const { return vArrayContainer_; }
-  // Goes on in the given container, as if nothing had been placed in it. Without effect when the administrator cannot
-  // be opened for update, like the other setters.
+  // Continues in the given container, as if nothing had been placed in it. Has no effect when the administrator cannot
+  // be opened for update; nor do the other setters.
   void nodeContainer(pstHandle<psContObj>& container);
   void vArrayContainer(pstHandle<psContObj>& container);
 
@@ -37,8 +38,8 @@ class PS_API psTreeAdmin : public psAdmin {
   void setMaxNodesPerContainer(int maximum);
   void setMaxVArraysPerContainer(int maximum);
 
-  // Counts the trees' nodes, or arrays, in the current container, and goes on from that number, which is returned; -1
-  // when the administrator cannot be opened for update.
+  // Counts the trees' nodes or arrays in the current container, continues from that number, and returns it. -1 when the
+  // administrator cannot be opened for update.
   int calculateAndSetNodeCountContainer();
   int calculateAndSetVArrayCountContainer();
 

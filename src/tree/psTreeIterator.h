@@ -9,8 +9,8 @@ namespace ps::detail {
 class TreeWalk;
 }  // namespace ps::detail
 
-// Walks a tree collection leaf by leaf. next and previous cost one object opened within a leaf, and a few more from one
-// leaf to another; currentIndex is free after a walk from either end and costs a walk over the leaves after goTo.
+// Walks a tree collection leaf by leaf. Within a leaf, next and previous open one object; from leaf to leaf they open a
+// few more. currentIndex costs nothing after a walk from either end, and a walk over the leaves after goTo.
 class PS_API psTreeIterator : public psCollectionIterator {
  public:
   explicit psTreeIterator(pstHandle<psBTree>& tree);
@@ -31,7 +31,7 @@ class PS_API psTreeIterator : public psCollectionIterator {
   int remove() override;
   bool goTo(unsigned int hash, psCompareFunction compare) override;
 
-  // False on a list, which has no order that Java could know.
+  // False on a list, which has no order for Java.
   bool goTo(_jobject*& key, _jobject*& callee, JNIEnv_* env);
   using psCollectionIterator::goTo;
   using psCollectionIterator::goToIndex;

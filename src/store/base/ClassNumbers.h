@@ -4,7 +4,7 @@
 
 // Numbers of persistent classes.
 
-// Class numbers up to the first belong to the library; those of an application go from there to the second.
+// Class numbers up to the first belong to the library. Those of applications follow, up to the second.
 constexpr unsigned int psHighestLibraryTypeN = 9999;
 constexpr unsigned int psHighestTypeN = 0x7FFFFFFF;
 
@@ -17,7 +17,7 @@ constexpr unsigned int collectedContainerTypeN = 3;
 constexpr unsigned int databaseTypeN = 4;
 constexpr unsigned int federationTypeN = 5;
 
-// The number under which an array's storage stands in a page; no scan shows it, and its first word is data.
+// The class number of an array's storage in a page. No scan delivers it, and its first word is data.
 constexpr std::uint32_t storageType = 9;
 
 }  // namespace ps::detail

@@ -2,8 +2,8 @@
 
 namespace ps::detail {
 
-// While one lives, errors of the thread are signalled and not thrown, whatever the session says: in destructors, and
-// where an operation has begun to write what it has planned.
+// While an object of this class lives, errors of the thread are signalled and not thrown, whatever the session says.
+// Used in destructors, and where an operation has begun to write what it has planned.
 class NothingThrown {
  public:
   NothingThrown();

@@ -6,7 +6,7 @@
 
 namespace ps::detail {
 
-// Why something failed: a sentence that says what, where and what to do about it, and its kind for programs.
+// Why something failed: a text that says what, where and what to do about it, and its kind for programs.
 struct StoreError {
   psErrorKind kind = psErrorKind::none;
   std::string text;

@@ -4,9 +4,9 @@
 
 #include "store/base/psExport.h"
 
-// The checked build, made with the CMake option PSCOLLECTIONS_CHECKED, stops a program with a sentence at mistakes of
-// its own that otherwise go unnoticed for a while: docs/store.md lists them. The library and the program are built with
-// the same setting, which comes with the installed package. Without it nothing is checked and nothing is paid.
+// The checked build, made with the CMake option PSCOLLECTIONS_CHECKED, stops a program with a message at mistakes that
+// otherwise go unnoticed for a while; docs/store.md lists them. The library and the program are built with the same
+// setting, which is part of the installed package. Other builds check nothing and pay nothing.
 namespace ps::detail {
 
 #ifdef PSCOLLECTIONS_CHECKED
@@ -15,11 +15,11 @@ inline constexpr bool isChecked = true;
 inline constexpr bool isChecked = false;
 #endif
 
-// Reports a mistake of the program: prints the sentence and ends the process, unless a handler was set. After a handler
-// has returned, all goes on as it would in a build that is not checked.
+// Reports a mistake of the program. Prints the sentence and ends the process, unless a handler was set. After a handler
+// has returned, everything continues as in a build that is not checked.
 void reportMisuse(const std::string& sentence);
 
-// For tests of the checks. Null, as at first, stops the process. Gives the handler that was set before.
+// For tests of the checks. Null, the initial value, stops the process. Returns the handler that was set before.
 using MisuseHandler = void (*)(const std::string& sentence);
 MisuseHandler setMisuseHandler(MisuseHandler handler);
 

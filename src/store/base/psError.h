@@ -7,7 +7,7 @@
 #include "store/base/psExport.h"
 #include "store/base/psMode.h"
 
-// An error: its number, the text that printf-like arguments complete, and what sort of failure it is.
+// An error: its number, its text with printf-like arguments, and its kind.
 struct psError {
   int number;
   const char* text;
@@ -22,7 +22,7 @@ PS_API extern const psError psteStore;           // argument: a sentence; every 
 // The error context of the calling thread: the running array operation and the last signalled error.
 class PS_API pehSessionData {
  public:
-  // Name of the operation that errors signalled from now on belong to; the text must outlive the context.
+  // Name of the operation to which the errors signalled from now on belong. The text must outlive the context.
   const char* operation = "";
 
   // The last signalled error. number is 0, text empty and kind none when there was none since the last clear().
@@ -63,6 +63,6 @@ class PS_API psException : public std::exception {
 // The calling thread's error context; it exists without a session too. Never null.
 PS_API pehSessionData* pehSessionDataGetFunction();
 
-// Throws the pending error as a psException when the context asks for it; returns otherwise. The error is no longer
-// pending then, unless the library is where nothing may be thrown.
+// Throws the pending error as a psException when the context says so; otherwise returns. The error is then no longer
+// pending, unless the library is at a point where nothing may be thrown.
 PS_API void psThrowException(pehSessionData* context);

@@ -1,7 +1,7 @@
 #pragma once
 
-// What sort of failure an error is, for programs that must decide what to do next; docs/store.md says what still works
-// after each. An error's sentence is for people.
+// The kind of a failure, for programs that must decide what to do next. docs/store.md says what still works after each.
+// An error's text is for people.
 enum class psErrorKind {
   none,            // there was no error
   usage,           // the call cannot succeed as it was made: no transaction, a wrong mode, a name that is taken

@@ -1,13 +1,13 @@
 #pragma once
 
-// PS_API marks what the shared library exports; everything else is hidden.
-// PSCOLLECTIONS_STATIC is defined by the build for users of the static library.
+// PS_API marks what the shared library exports; everything else is hidden. The build defines PSCOLLECTIONS_STATIC for
+// users of the static library.
 #if defined(PSCOLLECTIONS_STATIC)
 #define PS_API
 #else
 #define PS_API [[gnu::visibility("default")]]
 #endif
-// What a class that is exported keeps to the library.
+// Marks what an exported class does not export.
 #define PS_HIDDEN [[gnu::visibility("hidden")]]
 
 #define PS_LIKELY(condition) __builtin_expect(static_cast<bool>(condition), true)

@@ -6,8 +6,8 @@
 #include "store/base/psExport.h"
 #include "store/base/psMode.h"
 
-// Identifier of an object of the store: four unsigned 16-bit parts. A database is named by (DB, 0, 0, 0), a container
-// by (DB, OC, 0, 0), an object by all four, with page and slot counted from 1. All four zero is the null identifier.
+// Identifier of an object of the store: 4 unsigned parts of 16 bits. A database is (DB, 0, 0, 0), and a container is
+// (DB, OC, 0, 0). An object has all 4 parts, with page and slot counted from 1. The null identifier is all zero.
 class alignas(8) PS_API psId {
  public:
   constexpr psId() = default;
@@ -26,14 +26,14 @@ class alignas(8) PS_API psId {
   bool isNull() const { return bits() == 0; }
   operator int() const { return isNull() ? 0 : 1; }
 
-  // Whether the store holds a live object, container or database of this identifier. True also when the object's page
-  // exists but cannot be read, so that nothing is taken for deleted that is merely unreadable. Never refused.
+  // Whether the store holds a live object, container or database of this identifier. Also true when the object's page
+  // exists but cannot be read, so that what cannot be read is not taken for deleted. Never refused.
   bool isValid() const;
 
-  // Opens the object for update, without holding on to it; 1 on success, else 0.
+  // Opens the object for update without keeping it open. 1 on success, else 0.
   int update() const;
 
-  // The eight bytes as one number: database in the low 16 bits, slot in the high ones.
+  // The 8 bytes as one number: database in the low 16 bits, slot in the high 16 bits.
   std::uint64_t bits() const {
     std::uint64_t value = 0;
     std::memcpy(&value, this, sizeof value);
@@ -52,6 +52,6 @@ static_assert(sizeof(psId) == 8, "an identifier is stored as eight bytes");
 inline bool operator==(const psId& a, const psId& b) { return a.bits() == b.bits(); }
 inline bool operator!=(const psId& a, const psId& b) { return a.bits() != b.bits(); }
 
-// Compared with a number, an identifier is "not null" against any number but zero, and "null" against zero.
+// In a comparison with a number, an identifier counts as "not null" for any number but 0, and as "null" for 0.
 inline bool operator==(const psId& id, int n) { return id.isNull() == (n == 0); }
 inline bool operator!=(const psId& id, int n) { return !(id == n); }

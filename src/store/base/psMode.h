@@ -7,7 +7,7 @@ enum psMode {
   pscUpdate = 2,
 };
 
-// What the caller of an iterator means to do with the element that it gets.
+// What the caller of an iterator will do with the element.
 enum psLockMode {
   pscNoLock = 0,
   pscLockUpdate = 1,

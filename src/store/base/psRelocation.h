@@ -1,5 +1,5 @@
 #pragma once
 
-// Whether copies and moves of an object are allowed. A class that owns other objects refuses them: a copy would share
-// what the original owns.
+// Whether an object may be copied and moved. A class that owns other objects refuses both: a copy would share what the
+// original owns.
 enum class psRelocation { allowed, refused };

@@ -7,13 +7,13 @@ struct psSessionOptions {
   // Bytes of a page image: a power of two from 4096 to 32768. Fixed when the store is created; ignored afterwards.
   unsigned int pageSize = 8192;
 
-  // Bytes of page images that the session keeps in memory; values below 4 MiB count as 4 MiB. Images that are pinned or
-  // were touched within the last 256 page loads stay in memory beyond the limit.
+  // Bytes of page images that the session keeps in memory; values below 4 MiB count as 4 MiB. Images that are pinned,
+  // or were used within the last 256 page loads, stay in memory beyond the limit.
   std::size_t cacheLimit = std::size_t{64} << 20;
 
-  // Address space reserved for the store's file, and so the most that the file can grow to. It is sparse: nothing is
-  // used before it is written. Zero means the environment variable PSCOLLECTIONS_MAP_SIZE (bytes) when that is set,
-  // else 1 TiB.
+  // Address space reserved for the store's file, and so the largest size of the file. It is sparse: nothing is used
+  // before it is written. 0 means the value of the environment variable PSCOLLECTIONS_MAP_SIZE (bytes) when that is
+  // set, else 1 TiB.
   std::size_t mapSize = 0;
 
   // Opens an existing store for reading only; update transactions are then refused.

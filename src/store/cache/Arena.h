@@ -10,23 +10,22 @@
 
 namespace ps::detail {
 
-// The one address range of the process from which all page images come: reserved once, never given back, so that an
-// address tells by two comparisons whether it belongs to the store. A buddy allocator: blocks are powers of two, which
-// lets neighbours of different sizes merge again when the cache changes its mix of page sizes. Used from several
-// threads.
+// The one address range of the process from which all page images come. It is reserved once and never given back, so
+// two comparisons tell whether an address belongs to the store. It is a buddy allocator: blocks are powers of 2, so
+// that neighbours of different sizes can merge when the cache changes its mix of page sizes. Several threads use it.
 class Arena {
  public:
   static constexpr std::size_t unit = imageAlignment;
 
   static Arena& instance();
 
-  // Reserves the range on first use; false when the process may not have even the smallest one.
+  // Reserves the range on first use. False when the process may not have even the smallest one.
   bool reserve();
 
-  // A frame whose image is a block of at least size bytes, of arbitrary content; null when the range is used up.
-  // granted is the block's real size. The frame is zero but for its image.
+  // A frame whose image is a block of at least size bytes, with arbitrary content. Null when the range is used up.
+  // granted is the block's real size. The frame is zero except for its image.
   Frame* allocate(std::size_t size, std::size_t& granted);
-  // Gives both back; granted is what allocate said.
+  // Gives both back. granted is the value from allocate.
   void release(Frame* frame, std::size_t granted);
 
   // A frame for an image that lies within another's block.
@@ -37,7 +36,7 @@ class Arena {
   void lockForFork() { mutex_.lock(); }
   void unlockAfterFork() { mutex_.unlock(); }
 
-  // The frame whose block an address lies in.
+  // The frame whose block contains an address.
   static Frame* frameOf(const void* address);
 
  private:

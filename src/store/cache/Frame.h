@@ -8,8 +8,8 @@
 
 class psObj;
 
-// The part of the page cache that is compiled into the application: what it takes to find an object that is in memory
-// already. Applications do not use these names.
+// The part of the page cache that is compiled into the application: it finds an object that is already in memory.
+// Applications do not use these names.
 namespace ps::detail {
 
 struct Page;
@@ -17,18 +17,18 @@ struct Page;
 constexpr std::size_t cacheLine = 64;
 constexpr std::size_t imageAlignment = 1024;
 
-// What an open needs of a page image in memory: one cache line. Frames stand in a table of their own and not at the
-// images' starts: those are aligned to powers of two, so that the heads of all pages would compete for the same few
+// What an open needs of a page image in memory: one cache line. Frames are in a table of their own and not at the
+// starts of the images. Images are aligned to powers of 2, so the heads of all pages would compete for the same few
 // lines of the processor's caches.
 struct alignas(cacheLine) Frame {
-  // Set in pins when the frame no longer stands for its page; the last unpin then frees it.
+  // Set in pins when the frame no longer belongs to its page. The last unpin then frees it.
   static constexpr std::uint32_t detached = 0x80000000U;
 
   std::uint64_t readStamp;    // equals the session's while the image is known to be current
   std::uint64_t updateStamp;  // equals the session's while the page counts as changed
   std::uint32_t pins;
   std::uint32_t touched;  // the session's count of page loads at the last open
-  // Begins with the slot table: element n is the distance of object n from the image's start in units of 16 bytes, 0
+  // Begins with the slot table. Element n is the distance of object n from the image's start, in units of 16 bytes; 0
   // when there is no object that can be opened.
   char* image;
   std::uint32_t slotLimit;     // the highest slot number that the slot table has room for
@@ -39,10 +39,10 @@ struct alignas(cacheLine) Frame {
 };
 static_assert(sizeof(Frame) == cacheLine);
 
-// In ObjectHeader::type: the object has names, or scopes them.
+// In ObjectHeader::type: the object has names, or is a scope of names.
 constexpr std::uint32_t namedFlag = 0x80000000U;
 
-// Stands right before every object.
+// Directly before every object.
 struct ObjectHeader {
   std::uint32_t type;   // class number, and namedFlag
   std::uint32_t size;   // bytes of the object
@@ -52,18 +52,18 @@ struct ObjectHeader {
 };
 static_assert(sizeof(ObjectHeader) == 16);
 
-// Where a page is in memory; all zero when it is not. Most pages hold objects of one class, which stand at equal
-// distances: where one of these is can be told without reading the frame or the slot table, so that neither has to
-// arrive from memory before the object is asked for.
+// Where a page is in memory; all zero when it is not. Most pages hold objects of one class, at equal distances. The
+// place of such an object is known without reading the frame or the slot table, so neither has to arrive from memory
+// before the object is loaded.
 struct PageLink {
   std::uint32_t frame;   // index in the table of frames; none has index 0
   std::uint32_t stride;  // bytes from one regular object to the next
   std::uintptr_t first;  // address of object 1
 };
 
-// Where the pages of a database's containers are, by the containers' numbers: the first one of each directly, since
-// most containers have no other; all others through a table of the container, in whose element 0 frame is the number of
-// elements.
+// Where the pages of a database's containers are, by the containers' numbers. The first page of each container is here
+// directly, since most containers have no other. All others are in a table of the container; frame in its element 0 is
+// the number of elements.
 struct DatabaseTable {
   static constexpr std::size_t size = 65536;
 
@@ -71,9 +71,9 @@ struct DatabaseTable {
   PageLink* pages[size];
 };
 
-// What the inlined paths read of the session that is bound to the thread.
+// What the inlined paths read of the thread's session.
 struct SessionHead {
-  // No frame carries this stamp: a session whose readStamp it is has every open decided out of line.
+  // No frame has this stamp. In a session whose readStamp it is, every open is decided out of line.
   static constexpr std::uint64_t noStamp = ~std::uint64_t{0};
 
   std::uint64_t readStamp = noStamp;
@@ -89,7 +89,7 @@ struct SessionHead {
   std::uint64_t serial = 0;       // no other session of the process has it; 0 without one
 };
 
-// Never null: a thread without a session sees noSession, in which nothing is resident.
+// Never null. A thread without a session sees noSession, in which nothing is resident.
 extern SessionHead noSession;
 PS_API extern __thread SessionHead* currentSession __attribute__((tls_model("initial-exec")));
 
@@ -104,7 +104,7 @@ inline bool isInArena(const void* address) {
   return reinterpret_cast<std::uintptr_t>(address) - arenaBegin < arenaSize;
 }
 
-// Frees a frame that no longer stands for anything, with its image.
+// Frees a frame that no longer stands for anything, and its image.
 PS_API void releaseDetached(Frame* frame);
 // The frame of any address in a page image.
 Frame* frameOfAddress(const void* address);
@@ -147,7 +147,7 @@ inline Frame* residentFrame(const SessionHead& session, const psId& id) {
   return link.frame != 0 ? frameTable + link.frame : nullptr;
 }
 
-// The address of object slot of a page, if it is a regular one; else any number.
+// The address of object slot of a page if it is a regular one; otherwise any number.
 inline std::uintptr_t regularAddress(const PageLink& link, std::uint32_t slot) {
   return link.first + std::uintptr_t{slot - 1} * link.stride;
 }
@@ -170,13 +170,13 @@ inline char* residentObject(SessionHead& session, const psId& id, Frame*& frame)
   return object;
 }
 
-// An address that need not be good.
+// The address may be invalid.
 PS_ALWAYS_INLINE void prefetchAddress(std::uintptr_t address) {
   __builtin_prefetch(reinterpret_cast<const void*>(address));
 }
 
-// Brings the beginning of an object, and what opening it takes, into the processor's caches, when its image is in
-// memory. Inlined always: the compiler takes a call that only prefetches for one without effect, and drops it.
+// Brings the beginning of an object that is in memory, and what opening it takes, into the processor's caches. Always
+// inlined: the compiler would take a call that only prefetches to have no effect, and would drop it.
 PS_ALWAYS_INLINE void prefetchObject(const psId& id) {
   const PageLink& link = linkOf(*currentSession, id);
   const std::uintptr_t object = regularAddress(link, id.get_slot());
@@ -185,7 +185,7 @@ PS_ALWAYS_INLINE void prefetchObject(const psId& id) {
   prefetchAddress(object + cacheLine / 2 - 1);
 }
 
-// The same for an object in a page that was looked at already, and be it no regular one.
+// The same for an object in a page that was used before. The object need not be a regular one.
 PS_ALWAYS_INLINE void prefetchResident(const psId& id) {
   Frame* frame = nullptr;
   const char* const object = residentObject(*currentSession, id, frame);
@@ -194,32 +194,32 @@ PS_ALWAYS_INLINE void prefetchResident(const psId& id) {
   __builtin_prefetch(object + cacheLine / 2 - 1);
 }
 
-// The same for an object with its array, of which so many bytes from begin on are needed: the array's storage is behind
-// the object when both were made in an empty page.
+// The same for an object with its array, of which the given bytes from begin on are needed. The array's storage is
+// after the object when both were made in an empty page.
 PS_ALWAYS_INLINE void prefetchWithStorage(const psId& id, std::size_t begin, std::size_t bytes) {
   const PageLink& link = linkOf(*currentSession, id);
   prefetchObject(id);
   const std::uintptr_t storage = regularAddress(link, id.get_slot() + 1U);
-  // Of the slot table what leads to the first 127 objects: a bucket and its chains are seldom more.
+  // Prefetches the part of the slot table that leads to the first 127 objects; a bucket and its chains are seldom more.
   const std::uintptr_t slotTable = link.first & -std::uintptr_t{imageAlignment};
   for (std::size_t i = 0; i < 4 * cacheLine; i += cacheLine) prefetchAddress(slotTable + i);
   prefetchAddress(storage - sizeof(ObjectHeader));
   for (std::size_t i = begin; i < begin + bytes; i += cacheLine) prefetchAddress(storage + i);
 }
 
-// References that a layer above notes down beside an object, for as long as its page stays in memory: count of them,
-// all null in the beginning, and again after an abort, and when another session has committed. They stay where they are
-// while the page is pinned, until they are asked for with another count. Null for objects outside the store, and in a
-// session that has every open decided out of line.
+// References that a layer above notes beside an object while its page stays in memory. There are count of them. They
+// are all null at first, after an abort, and when another session has committed. They stay at their address while the
+// page is pinned, until they are asked for with another count. Null for objects outside the store, and in a session in
+// which every open is decided out of line.
 psId* notesBeside(const psObj* object, int count);
-// Forgets the notes beside an object in memory, and those beside all objects of the session.
+// Forgets the notes beside an object in memory. The second function forgets those beside all objects of the session.
 void dropNotes(const psObj* object);
 inline void dropAllNotes() {
   ++currentSession->noteStamp;
   ++currentSession->changeStamp;
 }
 
-// Has those look again who keep what they have found in the session, until it may have changed: as they do when a
+// Makes those look again who keep what they have found in the session until it may have changed. They also do so when a
 // transaction begins or ends, and when all notes are forgotten.
 inline void noteChange() { ++currentSession->changeStamp; }
 inline std::uint64_t changeStamp() { return currentSession->changeStamp; }
@@ -231,7 +231,7 @@ inline bool isResidentForUpdate(const psId& id) {
   return residentObject(session, id, frame) != nullptr && frame->updateStamp == session.updateStamp;
 }
 
-// The class number of an object that is in memory and current; 0 of all others.
+// The class number of an object that is in memory and current; 0 for all others.
 inline std::uint32_t residentType(const psId& id) {
   Frame* frame = nullptr;
   const char* const object = residentObject(*currentSession, id, frame);
@@ -242,7 +242,7 @@ inline std::uint32_t residentType(const psId& id) {
 // transaction.
 inline bool isCurrent(const void* object) { return frameOfObject(object)->readStamp == currentSession->readStamp; }
 
-// The same, if it is the object of the identifier as well.
+// The same, and whether it is the object of the identifier.
 inline bool isCurrent(const void* object, const psId& id) {
   const ObjectHeader& header = *headerOf(object);
   const Frame& frame = frameTable[header.frame];
@@ -250,12 +250,12 @@ inline bool isCurrent(const void* object, const psId& id) {
          PS_LIKELY((frame.pageId.bits() ^ id.bits()) == std::uint64_t{header.slot} << 48);
 }
 
-// Keeps the page of an address (of an object or its array, not of a container) in memory while it lives; an address
-// outside the store needs nothing.
+// Keeps the page of an address in memory while it lives. The address is that of an object or its array, not of a
+// container. An address outside the store needs nothing.
 class PagePin {
  public:
   explicit PagePin(const void* address) : PagePin(isInArena(address) ? frameOfAddress(address) : nullptr) {}
-  // The same, sooner, for the address of an object or the first of an array's elements.
+  // The same, faster, for the address of an object or of the first of an array's elements.
   static PagePin atObject(const void* object) { return PagePin(isInArena(object) ? frameOfObject(object) : nullptr); }
   PagePin(const PagePin&) = delete;
   PagePin& operator=(const PagePin&) = delete;
@@ -271,12 +271,12 @@ class PagePin {
   Frame* frame_;
 };
 
-// Number of opens that the calling thread's session has refused so far. An algorithm that saw it move in the meantime
-// met something that it could not read, and cannot take it for absent.
+// Number of opens that the calling thread's session has refused so far. An algorithm that sees it change has met
+// something that it could not read, and must not take it for absent.
 inline std::uint64_t refusalCount() { return currentSession->refusals; }
 inline std::uint64_t failureCount() { return currentSession->failures; }
 
-// Opening a null reference is no open of what does not exist.
+// Opening a null reference does not count as opening what does not exist.
 inline void countAbsence(SessionHead& session) { ++session.failures; }
 inline void countRefusal(SessionHead& session) {
   ++session.refusals;

@@ -20,7 +20,7 @@ struct ObjectNotes {
   std::vector<psId> references;
 };
 
-// What the cache knows of a page image in memory besides what stands in its Frame.
+// What the cache knows of a page image in memory, besides its Frame.
 struct Page {
   Frame* frame = nullptr;
   std::size_t bytes = 0;       // of the block that the image has
@@ -38,40 +38,41 @@ struct Page {
   std::size_t residentIndex = 0;  // in the cache's list of resident pages
   std::size_t changedIndex = 0;   // in its list of changed pages
   std::vector<std::uint64_t> checksums;  // of the stored record's chunks
-  // In a checked build, those of the objects when the image was last known to be as it should be: slot, checksum.
+  // In a checked build, the checksums of the objects when the image was last known to be right: slot, checksum.
   std::vector<std::pair<std::uint16_t, std::uint64_t>> objectChecksums;
 
-  // Objects that are kept as they are but cannot be opened here: their class is unknown, or its size has changed.
+  // Objects that are kept as they are but cannot be opened here, because their class is unknown or its size has
+  // changed.
   std::vector<std::pair<std::uint16_t, std::uint16_t>> foreign;  // slot, offset
   // Objects that the running transaction deleted; their bytes are still in place.
   std::vector<std::pair<std::uint16_t, std::uint16_t>> freed;
   std::forward_list<ObjectNotes> notes;
 };
 
-// The object at a place of a slot table.
+// The object at an offset from the slot table.
 inline char* bodyAt(const Frame* frame, std::uint16_t offset) { return frame->image + std::size_t{offset} * alignment; }
 inline ObjectHeader* headerAt(const Frame* frame, std::uint16_t offset) { return headerOf(bodyAt(frame, offset)); }
 
-// The object of a slot; null when the slot holds none that can be opened here.
+// The object of a slot. Null when the slot has none that can be opened here.
 inline char* liveObject(const Frame* frame, std::uint32_t slot) {
   const std::uint16_t offset = slot <= frame->slotLimit ? slotsOf(frame)[slot] : std::uint16_t{0};
   return offset != 0 ? bodyAt(frame, offset) : nullptr;
 }
 
-// Sets an element of the slot table, and what is known of the regular objects; offset 0 takes the object out.
+// Sets an element of the slot table, and what is known of the regular objects. Offset 0 removes the object.
 void setSlot(Page& page, std::uint16_t slot, std::uint16_t offset);
 
-// Where the first object's header stands when the slot table has room for the given number of slots.
+// The offset of the first object's header when the slot table has room for the given number of slots.
 constexpr std::size_t objectsBegin(std::size_t slots) { return aligned((slots + 1) * sizeof(std::uint16_t)); }
 
-// Bytes that an object may grow to where it is.
+// The size in bytes to which an object may grow in place.
 inline std::size_t capacityOf(const Page& page, const ObjectHeader& header) {
   if (header.room != 0) return std::size_t{header.room} * alignment;
   const char* const body = reinterpret_cast<const char*>(&header + 1);
   return page.bytes - static_cast<std::size_t>(body - page.frame->image);
 }
 
-// ObjectHeader::room for a number of bytes; objects of that many units have a page to themselves.
+// ObjectHeader::room for a number of bytes. Objects of that many units have a page to themselves.
 inline std::uint16_t roomFor(std::size_t bytes) {
   const std::size_t units = aligned(bytes) / alignment;
   return units <= 0xFFFF ? static_cast<std::uint16_t>(units) : 0;

@@ -12,7 +12,7 @@
 
 namespace ps::detail {
 
-// A container, as far as it is one of pages.
+// A container as a sequence of pages.
 struct PageSequence {
   psId container;
   std::uint32_t& nextNumber;  // of the next fresh page
@@ -20,10 +20,10 @@ struct PageSequence {
 
 // The page images that one session has in memory, and the translation from identifiers to addresses.
 //
-// An image stays where it is from its first use until it is evicted. Evicted is only what is not pinned and was not
-// opened within the last 256 page loads, so that a reference into a page outlives the calls around it. A changed image
-// leaves memory by being written into the engine's transaction; when it comes back it counts as changed again, so that
-// a write after an update open is never lost.
+// An image keeps its address from its first use until it is evicted. An image is not evicted while it is pinned, or
+// when it was opened within the last 256 page loads, so a reference into a page outlives the calls around it. A changed
+// image leaves memory only by being written into the engine's transaction. When it comes back it counts as changed
+// again, so a write after an update open is never lost.
 class PageCache {
  public:
   enum class Fetch { present, absent, unreadable };
@@ -40,25 +40,25 @@ class PageCache {
   void attach(Engine& engine, std::uint32_t pageSize);
   void limit(std::size_t bytes);
 
-  // Starts a transaction. Images read under another stamp are checked against the engine on their first use.
+  // Starts a transaction. Images that were read under another stamp are compared with the engine at their first use.
   void begin(std::uint64_t readStamp, std::uint64_t updateStamp);
   // Writes every changed image into the engine's transaction; false when the engine refuses.
   bool writeChanges();
   void afterCommit();
   // Forgets the transaction's changes. With an engine that reads the state before the transaction, pinned images get
-  // their old content in place; without one, and where that cannot be, they are detached.
+  // their old content in place. Without one, or where that is impossible, they are detached.
   void afterAbort(bool engineReads);
 
-  // The image of a page (the slot does not matter), current and in memory.
+  // The image of a page, current and in memory. The slot does not matter.
   Fetch fetch(const psId& id, Page*& page);
 
   // Marks a current image as changed in this transaction.
   void change(Page& page);
 
-  // A place for a new object: zeroed, with its header; null when the container is full or memory is short. Tries the
-  // page of near, then the container's last page, then a new one.
+  // A place for a new object: zeroed, with its header. Null when the container is full or memory is short. Tries the
+  // page of near, then the container's last page, then a new page.
   char* allocate(PageSequence pages, const psId& near, std::uint32_t type, std::uint32_t size, std::uint32_t capacity);
-  // Grows or shrinks an object within its capacity, or into free memory right behind it. Added bytes are zero.
+  // Grows or shrinks an object within its capacity, or into free memory directly after it. Added bytes are zero.
   static bool resizeInPlace(Page& page, ObjectHeader& header, std::uint32_t size);
   // Removes an object from its image; the image counts as changed.
   void free(Page& page, std::uint16_t slot);
@@ -110,7 +110,7 @@ class PageCache {
   unsigned announcements_ = 0;                 // values still to be announced before they are read
   std::unordered_set<std::uint64_t> spilled_;  // changed pages that are in the engine's transaction but not in memory
 
-  // Kept for their memory. Two records, since making room for the one that is being read may write another.
+  // Kept for their memory. There are 2 records, since making room for the one that is being read may write another.
   std::string record_;
   std::string written_;
   std::string chunk_;

@@ -4,7 +4,7 @@
 
 namespace ps::detail {
 
-// An object that stands in no page but has a frame of its own, so that handles open and pin it like any other.
+// An object that lies in no page but has a frame of its own, so that handles open and pin it like any other.
 struct alignas(64) PagelessObject {
   Frame* frame = nullptr;  // its image is this
   alignas(alignment) ObjectHeader header{};
@@ -12,7 +12,7 @@ struct alignas(64) PagelessObject {
 
   static PagelessObject* of(const Frame* frame) { return reinterpret_cast<PagelessObject*>(frame->image); }
 
-  // Frees the object with its frame; called once nothing pins it and it is out of service.
+  // Frees the object with its frame. Called when the object is out of use and nothing pins it.
   virtual void destroy() = 0;
 
  protected:

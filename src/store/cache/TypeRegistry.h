@@ -16,7 +16,7 @@
 
 namespace ps::detail {
 
-// What is known of one persistent class.
+// What is known of a persistent class.
 struct ClassInfo {
   unsigned int number = 0;
   std::string name;
@@ -28,25 +28,25 @@ struct ClassInfo {
   std::vector<std::uint32_t> arrayOffsets;  // where its pstVArrays lie
 };
 
-// Whether a constructed object is of the class itself, and not of one that derives from it without a number of its own.
-// A program that has the class in several libraries may have as many virtual tables of it.
+// Whether a constructed object is of the class itself, and not of a class that derives from it without a number of its
+// own. A program that has the class in several libraries may have as many virtual tables for it.
 bool isOfRegisteredType(const ClassInfo& info, const void* object);
 inline bool isOfClass(const ClassInfo& info, const void* object) {
   std::uint64_t virtualTable = 0;
   std::memcpy(&virtualTable, object, sizeof virtualTable);
   return PS_LIKELY(virtualTable == info.virtualTable) || isOfRegisteredType(info, object);
 }
-// What is wrong with an object that is of another class than the one it is stored as.
+// What is wrong with an object whose class is not the one it is stored as.
 std::string complaintAbout(const ClassInfo& info, const void* object);
 
 // The persistent classes of the process. Classes are added while libraries load and never change afterwards, so a
-// pointer that find gave stays good. Used from several threads.
+// pointer that find returned stays valid. Several threads use it.
 class TypeRegistry {
  public:
   static TypeRegistry& instance();
 
-  // Adds a class. A number that another class has, or that the class may not have, is refused: the result is a sentence
-  // that says so, and empty otherwise.
+  // Adds a class. A number that another class has, or that the class may not have, is refused. The result is then a
+  // sentence that says so; otherwise it is empty.
   enum class Owner { library, application };
   [[nodiscard]] std::string add(ClassInfo info, Owner owner);
   void adopt(unsigned int number, const psObj* prototype);
@@ -55,7 +55,7 @@ class TypeRegistry {
   const ClassInfo* find(unsigned int number) const;
   bool isKindOf(unsigned int number, unsigned int base) const;
 
-  // Runs the functions that wait to set up virtual tables, and from then on each new one at once.
+  // Runs the functions that wait to set up virtual tables. From then on each new function runs at once.
   void initialize();
   void addInitializer(void (*function)());
 
@@ -77,7 +77,7 @@ class TypeRegistry {
   std::string conflict_;
 };
 
-// Finds classes, and begins with the one found last: neighbours are mostly of one class.
+// Finds classes, and begins with the one that was found last, since neighbours are mostly of one class.
 class ClassLookup {
  public:
   const ClassInfo* operator()(unsigned int number) {

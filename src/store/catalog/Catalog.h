@@ -11,11 +11,11 @@
 
 namespace ps::detail {
 
-// The federation, its databases and their containers, as one session sees them. Names stand in the engine's transaction
+// The federation, its databases and their containers, as one session sees them. Names are in the engine's transaction
 // at once; records are written at commit.
 //
-// What cannot be read is never taken for absent: look-ups say which it was, and whoever asks has to tell them apart.
-// What has begun to change something in the engine and fails makes the transaction void.
+// What cannot be read is never taken for absent: look-ups return which it was, and callers must tell the two apart. A
+// change that has begun in the engine and fails makes the transaction void.
 class Catalog {
  public:
   using Lookup = Engine::Lookup;
@@ -28,7 +28,7 @@ class Catalog {
   Catalog& operator=(const Catalog&) = delete;
   ~Catalog();
 
-  // session is the serial number of the one that it belongs to.
+  // session is the serial number of the session that the catalog belongs to.
   void attach(Engine& engine, std::uint64_t session) {
     engine_ = &engine;
     session_ = session;
@@ -40,35 +40,36 @@ class Catalog {
 
   static psId federationId() { return psId(0, 0, 0, 1); }
 
-  // The entry of a federation, database or container, current; null unless found. changed, when given, tells whether
-  // another session's commit altered it since it was last looked at.
+  // The current entry of a federation, database or container; null unless found. changed, if not null, tells whether
+  // another session's commit has changed the entry since it was last used.
   [[nodiscard]] Lookup find(const psId& id, CatalogEntry*& entry, bool* changed = nullptr);
 
   CatalogEntry* createFederation(std::string_view format, std::uint32_t pageSize);
 
   // The database of a name; null unless found.
   [[nodiscard]] Lookup databaseNamed(std::string_view name, CatalogEntry*& entry);
-  // A new database that has no name yet and is not kept unless it gets one.
+  // A new database without a name. It is not kept unless it gets one.
   CatalogEntry* createDatabase();
-  // The lowest number that no database has behind the stem as its name. Those found to be taken are not looked for
-  // again until a database may be gone.
+  // The lowest number for which no database is named stem and number. Numbers found to be taken are not looked up again
+  // until a database may have been deleted.
   std::uint32_t lowestFreeNumber(const std::string& stem);
   bool nameDatabase(CatalogEntry& database, std::string_view name);
   bool dropDatabase(CatalogEntry& database);
 
   [[nodiscard]] Lookup containerNamed(const CatalogEntry& database, std::string_view name, CatalogEntry*& entry);
-  // A new container; an empty name makes an unnamed one, number 0 takes the next. Null when the name or number is
-  // taken, or all numbers are.
+  // A new container. An empty name makes an unnamed one; number 0 takes the next number. Null when the name or number
+  // is taken, or all numbers are.
   CatalogEntry* createContainer(CatalogEntry& database, std::string_view name, std::uint32_t type,
                                 std::uint32_t number);
   bool dropContainer(CatalogEntry& container);
 
-  // Identifiers of all containers of a database, or of all databases, ascending; false when they cannot be read.
+  // Identifiers of all containers of a database, or of all databases, in ascending order. False when they cannot be
+  // read.
   [[nodiscard]] bool membersOf(const CatalogEntry& scope, std::vector<psId>& members);
 
   void change(CatalogEntry& entry);
 
-  // Why the last call failed, and whether it was that something could not be read.
+  // Why the last call failed, and whether the reason was that something could not be read.
   const StoreError& error() const { return error_; }
   bool couldNotRead() const { return couldNotRead_; }
 

@@ -27,7 +27,7 @@ struct CatalogEntry final : PagelessObject {
 
   // A new entry of the class and identifier; null when the address range is used up.
   static CatalogEntry* create(std::uint32_t type, const psId& id);
-  // Takes the entry out of service: it is freed with its last pin, or at once.
+  // Takes the entry out of use. It is freed with its last pin, or at once when nothing pins it.
   static void retire(CatalogEntry* entry);
   void destroy() override;
 

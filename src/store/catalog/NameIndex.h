@@ -10,11 +10,11 @@
 
 namespace ps::detail {
 
-// The names and keys under which objects are filed in scopes. They stand in the engine's transaction alone, in both
+// The names and keys under which objects are filed in scopes. They are only in the engine's transaction, in both
 // directions: from scope and name to object, and from object to its scopes and names. Where the two disagree, one of
-// them is damaged, and what they say cannot be read.
+// them is damaged, and the name counts as unreadable.
 //
-// What has begun to change something and fails makes the transaction void.
+// A change that has begun and fails makes the transaction void.
 class NameIndex {
  public:
   enum class Bound { done, taken, failed };
@@ -25,10 +25,10 @@ class NameIndex {
   // The object filed under a name.
   [[nodiscard]] Engine::Lookup find(const psId& scope, std::string_view name, psId& object);
 
-  // Forgets the names of an object and all that is filed in it. For a container or database: of and in everything in it
-  // too. Nothing is changed when some of it cannot be read.
+  // Forgets the names of an object and all that is filed in it. For a container or database, also those of everything
+  // in it. Nothing is changed when some of it cannot be read.
   [[nodiscard]] bool forget(const psId& id);
-  // Whether all that forget would take can be read.
+  // Whether everything that forget would remove can be read.
   [[nodiscard]] bool isReadable(const psId& id);
 
   // Gives the names of one object, and what is filed in it, to another.

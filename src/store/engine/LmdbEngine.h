@@ -12,17 +12,17 @@
 namespace ps::detail {
 
 // Transactions on a file of LMDB, kept in its one unnamed database. A commit is durable when it returns, unless
-// options.sync is false. An idle engine keeps one of the file's 1024 reader slots from its first read transaction on,
-// which makes the next one cheap.
+// options.sync is false. From its first read transaction on, an idle engine keeps one of the file's 1024 reader slots,
+// which makes the next read transaction cheap.
 //
-// In a forked child everything fails, and destruction leaves the parent's transaction alone.
+// In a forked child every call fails, and the destructor does not touch the parent's transaction.
 class LmdbEngine final : public Engine {
  public:
   LmdbEngine(LmdbEnvironment::Handle environment, const psSessionOptions& options);
   ~LmdbEngine() override;
 
-  // An update transaction is refused when this thread has one open in another engine on the same file: it would wait
-  // for itself.
+  // An update transaction is refused when this thread has one open in another engine on the same file, since it would
+  // wait for itself.
   bool begin(bool update) override;
   Lookup get(std::string_view key, std::string_view& value) override;
   void announceReading(std::string_view value) const override;
@@ -30,8 +30,8 @@ class LmdbEngine final : public Engine {
   bool erase(std::string_view key) override;
   bool scan(std::string_view prefix, const Visitor& visitor) override;
 
-  // unknown when the last step of the commit failed; the file's other sessions in this process are then of no further
-  // use.
+  // unknown when the last step of the commit failed. The file's other sessions in this process are then no longer
+  // usable.
   Commit commit() override;
   void abort() override;
   void invalidate() noexcept override;

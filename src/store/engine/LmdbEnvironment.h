@@ -17,20 +17,20 @@ namespace ps::detail {
 
 // A store's file as this process has it open: one LMDB environment, shared by all engines on that file.
 //
-// LMDB's claim on a file consists of record locks, which a process loses as soon as it closes any descriptor of the
-// lock file. Opened twice and closed once, a file would be left without protection, and other processes would overwrite
-// pages that our snapshots still read. Therefore environments are kept in a registry by device and inode, and opened
-// and closed under its lock. The first to open a file determines its map size; sync and readOnly hold per engine.
+// LMDB claims a file by record locks, which a process loses when it closes any descriptor of the lock file. If a file
+// were opened twice and closed once, it would have no protection, and other processes would overwrite pages that our
+// snapshots still read. So environments are kept in a registry by device and inode, and are opened and closed under its
+// lock. The first to open a file determines its map size; sync and readOnly hold per engine.
 //
-// The descriptors are above 2, so that what a program writes to its standard streams after they were closed never gets
-// into a store. While a file is being opened, the free numbers below 3 are taken for that reason: what another thread
-// opens just then gets a higher number too.
+// The descriptors are above 2, so that a program that has closed its standard streams does not write to them into a
+// store. While a file is being opened, the free numbers below 3 are taken for this reason. What another thread opens
+// meanwhile gets a higher number too.
 //
-// A file whose creation was cut short, and which no transaction was ever committed to, is made into a store; nothing
-// else that is no store is touched.
+// A file whose creation was interrupted, and to which no transaction was ever committed, is made into a store. Any
+// other file that is not a store is not touched.
 //
-// Functions that return an int give 0 or an LMDB or system error code, for describe(). All may be called from any
-// thread; a transaction is used by one thread at a time, and one that updates ends on the thread that began it.
+// Functions that return an int return 0 or an LMDB or system error code, for describe(). All may be called from any
+// thread. A transaction is used by one thread at a time, and an update transaction ends on the thread that began it.
 class LmdbEnvironment {
  public:
   struct Release {
@@ -38,8 +38,8 @@ class LmdbEnvironment {
   };
   using Handle = std::unique_ptr<LmdbEnvironment, Release>;
 
-  // Opens the file at path, or joins those who have it open; creates it unless options.readOnly. Null on failure, with
-  // the reason in error.
+  // Opens the file at path, or shares the environment of those that have it open. Creates the file unless
+  // options.readOnly. Null on failure, with the reason in error.
   static Handle acquire(const std::string& path, const psSessionOptions& options, StoreError& error);
 
   // Hold the registry across a fork; see ForkLocks. What the parent has open is not open in the child.
@@ -49,32 +49,33 @@ class LmdbEnvironment {
   LmdbEnvironment(const LmdbEnvironment&) = delete;
   LmdbEnvironment& operator=(const LmdbEnvironment&) = delete;
 
-  // True in a child forked since the file was opened. LMDB does not notice, yet locks and reader slots are the
-  // parent's: nothing may be called then but this, path and the release of the handle, which leaves everything as it
-  // is.
+  // True in a child that was forked since the file was opened. LMDB does not notice the fork, but locks and reader
+  // slots are the parent's. Nothing may be called then except this, path, and the release of the handle, which leaves
+  // everything as it is.
   bool inherited() const noexcept;
 
-  // Where the file was found, without symbolic links.
+  // The path of the file, without symbolic links.
   const std::string& path() const noexcept { return path_; }
   MDB_dbi database() const noexcept { return database_; }
   std::size_t maxKeySize() const noexcept;
 
-  // Begins a read transaction, or renews one that endRead has put aside. On failure transaction is freed and null.
+  // Begins a read transaction, or renews one that endRead has kept. On failure transaction is freed and set to null.
   int beginRead(MDB_txn*& transaction);
   void endRead(MDB_txn* transaction) noexcept;
 
-  // Waits for the update transaction of another thread or process; one of the same thread gives EDEADLK. A thread must
-  // not end before its update transaction: LMDB refuses everything until the file is opened anew, when it does.
+  // Waits for the update transaction of another thread or process. With one of the same thread, returns EDEADLK. A
+  // thread must not end before its update transaction: LMDB would then refuse everything until the file is opened
+  // again.
   int beginUpdate(bool sync, MDB_txn*& transaction);
 
-  // Ends an update transaction. The code is 0 exactly when the result is committed.
+  // Ends an update transaction. The code is 0 exactly when the transaction is committed.
   Engine::Commit commit(MDB_txn* transaction, int& code);
   void abort(MDB_txn* transaction) noexcept;
 
-  // Frees what killed processes hold: their snapshots keep old pages from being used again.
+  // Frees what killed processes hold: their snapshots keep old pages from being reused.
   void reapReaders() noexcept;
 
-  // The cause behind an error code and what to do about it.
+  // The cause of an error code, and what to do about it.
   StoreError describe(int code) const;
 
  private:

@@ -13,8 +13,8 @@
 
 namespace ps::detail {
 
-// A store in memory, private to the engine and gone with it. Its limits are those of a file, so that what fits here can
-// be stored there.
+// A store in memory, private to the engine and destroyed with it. Its limits are those of a file, so that what fits
+// here can be stored in a file.
 class MemoryEngine final : public Engine {
  public:
   explicit MemoryEngine(const psSessionOptions& options) : readOnly_(options.readOnly) {}
@@ -47,7 +47,7 @@ class MemoryEngine final : public Engine {
   std::uint64_t version_ = 0;
   std::map<std::string, std::string, std::less<>> content_;
 
-  // What the keys that this transaction has changed held before; nullopt where there was nothing.
+  // The values before this transaction of the keys that it has changed; nullopt for keys that were absent.
   std::map<std::string, std::optional<std::string>, std::less<>> undo_;
 };
 

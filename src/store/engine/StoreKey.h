@@ -6,8 +6,8 @@
 
 #include "store/base/psId.h"
 
-// The keys under which a store's content stands in its engine: a letter for the kind, then numbers, big-endian, so that
-// what belongs together is one range.
+// The keys of a store's content in its engine: a letter for the kind, then numbers, big-endian, so that related keys
+// are a range.
 namespace ps::detail {
 
 class StoreKey {
@@ -35,7 +35,7 @@ class StoreKey {
     return StoreKey('P').number(page.get_DB()).number(page.get_OC()).number(page.get_page());
   }
   static StoreKey pagesOf(std::uint16_t db, std::uint16_t oc) { return StoreKey('P').number(db).number(oc); }
-  // What is filed in a scope under a name, and under which names an object is filed.
+  // What is filed in a scope under a name, and the names under which an object is filed.
   static StoreKey name(const psId& scope, std::string_view name) { return StoreKey('N').id(scope).text(name); }
   static StoreKey namesOf(const psId& object) { return StoreKey('R').id(object); }
   static StoreKey nameOf(const psId& object, const psId& scope, std::string_view name) {
@@ -44,7 +44,7 @@ class StoreKey {
 
   operator std::string_view() const { return bytes_; }
 
-  // Reads an identifier that stands at a position of a key.
+  // Reads the identifier at a position of a key.
   static psId idAt(std::string_view key, std::size_t position) {
     const auto part = [&](std::size_t i) { return numberAt(key, position + 2 * i); };
     return psId(part(0), part(1), part(2), part(3));

@@ -12,8 +12,8 @@ class SessionCore;
 
 // The containers, databases and names of one session's store, looked up and changed in the session's transaction.
 //
-// A look-up that fails is a refusal, signalled and counted; it is never given as "absent". entry is null unless found.
-// Changes that fail signal the reason and give null or false.
+// A look-up that fails is a refusal, which is signalled and counted; it is never reported as "absent". entry is null
+// unless found. Changes that fail signal the reason and return null or false.
 class Directory {
  public:
   explicit Directory(SessionCore& session) : session_(session) {}
@@ -25,7 +25,7 @@ class Directory {
   [[nodiscard]] Engine::Lookup findNamed(const psId& scope, std::string_view filed, psId& object);
   // False when they cannot be read.
   [[nodiscard]] bool membersOf(const CatalogEntry& scope, std::vector<psId>& members);
-  // The entry, for those to whom absent and refused are the same; null then.
+  // The entry, for callers to whom absent and refused are the same; it is null in both cases.
   CatalogEntry* entry(const psId& id);
   CatalogEntry* containerOf(const psId& object);
 
@@ -33,7 +33,7 @@ class Directory {
   CatalogEntry* createContainer(const psId& database, const char* name, std::uint32_t type, std::uint32_t number);
   CatalogEntry* createDatabase();
   bool nameDatabase(CatalogEntry& database, std::string_view name);
-  // The database of the name, in an update transaction created when there is none; null otherwise.
+  // The database of that name. When there is none, an update transaction creates it; otherwise null.
   CatalogEntry* databaseNamed(const char* name);
   // Deletes a container or database with all that it holds.
   bool remove(const psId& id);
@@ -41,7 +41,8 @@ class Directory {
   bool file(const psId& object, const psId& scope, std::string_view filed);
   // Gives the names of one object to another.
   bool rename(const psId& from, const psId& to);
-  // Forgets the names of an object and in its scope; the second tells beforehand whether all of them can be read.
+  // Forgets the names of an object and the names in its scope. The second function tells beforehand whether all of them
+  // can be read.
   bool forgetNames(const psId& id);
   bool canReadNames(const psId& id);
 

@@ -2,11 +2,12 @@
 
 namespace ps::detail {
 
-// operator new cannot throw, since null is what skips a constructor. So it notes its result, which noteCreation gives
-// back, and the handle that is made of a null address throws the reason where the session asks for that.
+// operator new cannot throw, since a null result is what skips a constructor. So it notes a failure by noteCreation,
+// which returns its argument. The handle that is made of a null address then throws the reason, if the session throws
+// errors.
 void* noteCreation(void* memory);
 void throwFailedCreation();
-// Forgets a failed creation, as a transaction begins.
+// Forgets a failed creation when a transaction begins.
 void forgetFailedCreation();
 
 }  // namespace ps::detail

@@ -7,12 +7,13 @@
 // everything rarer. Applications do not use these names.
 namespace ps::detail {
 
-// Opens, asking the guard; the result is pinned, null when refused or when there is no such object.
+// Opens after asking the guard. The result is pinned; null when refused or when there is no such object.
 PS_API psObj* openOutOfLine(const psId& id, psMode mode);
-// For a handle that holds an address which the inlined test does not recognise as the identifier's and current: the
-// address, or the right one, pinned in its place; null, with held unpinned, when the object cannot be opened.
+// For a handle whose address the inlined test does not recognise as the identifier's and current. Returns that address,
+// or the right one, pinned in its place. Null, with held unpinned, when the object cannot be opened.
 PS_API psObj* reopenOutOfLine(const psId& id, psObj* held);
-// The same as openOutOfLine for the storage of an array of an open object: the guard is not asked, nothing is pinned.
+// The same as openOutOfLine for the storage of an array of an open object. The guard is not called, and nothing is
+// pinned.
 PS_API void* storageOutOfLine(const psId& id);
 
 // Opens for reading; the result is pinned.
@@ -36,7 +37,7 @@ inline psObj* openForUpdate(const psId& id) {
   return reinterpret_cast<psObj*>(object);
 }
 
-// Holds the pin of an opened object, and gives it back. Null holds nothing.
+// Holds the pin of an opened object and releases it. Null holds nothing.
 class PinnedObject {
  public:
   explicit PinnedObject(psObj* opened) : object_(opened), frame_(opened != nullptr ? frameOfObject(opened) : nullptr) {}
@@ -53,7 +54,7 @@ class PinnedObject {
   Frame* frame_;
 };
 
-// The storage of an array inside an open object: asks nobody, pins nothing. Null when it cannot be read.
+// The storage of an array inside an open object. Calls no guard and pins nothing. Null when it cannot be read.
 inline void* residentStorage(const psId& id) {
   Frame* frame = nullptr;
   char* const storage = residentObject(*currentSession, id, frame);

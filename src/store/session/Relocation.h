@@ -6,13 +6,13 @@
 
 namespace ps::detail {
 
-// Makes a copy of an object, with copies of its arrays' storage, near another; the copy's address, or null with the
-// reason signalled. Nothing is left behind by a failure.
+// Makes a copy of an object, with copies of its arrays' storage, near another. Returns the copy's address, or null with
+// the reason signalled. A failure leaves nothing in the store.
 psObj* copyObject(const psId& object, const psId& near);
 
-// Moves an object, with its arrays' storage and its names, near another; its new identifier, or the null one with the
-// reason signalled. follow, when there is one, is called with the new identifier while the object is in both places:
-// whoever names it can follow it, and gives false to have it stay where it was.
+// Moves an object, with its arrays' storage and its names, near another. Returns its new identifier, or the null
+// identifier with the reason signalled. follow, if there is one, is called with the new identifier while the object is
+// in both places. Whoever names the object can then follow it, or return false to leave it where it was.
 psId moveObject(const psId& object, const psId& near, const std::function<bool(const psId& moved)>& follow = nullptr);
 
 }  // namespace ps::detail

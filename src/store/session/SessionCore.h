@@ -18,16 +18,16 @@
 
 namespace ps::detail {
 
-// What the federation's record says of the form in which the store is kept; docs/format.md describes it.
+// What the federation's record says of the form in which the store is kept. docs/format.md describes it.
 constexpr std::string_view storeFormat = "pscollections 1";
 constexpr std::size_t longestName = 400;
 
-// A session at work: its transaction and its errors, and what it works with, the engine, the cache and the catalog. The
-// rarer part of what handles, containers, arrays and scans do ends in its object space and its directory; psSession is
-// its face to the application.
+// A session at work: its transaction, its errors, and the engine, the cache and the catalog. The rarer part of what
+// handles, containers, arrays and scans do is in its object space and its directory. psSession is its interface for the
+// application.
 //
-// It is held by its psSession and by the thread that opened it, each of which may be the first to go; it is worked with
-// and ended on that thread alone.
+// Its psSession and the thread that opened it hold it, and either may end first. It is used and ended only on that
+// thread.
 class SessionCore : public SessionHead, public std::enable_shared_from_this<SessionCore> {
  public:
   SessionCore() = default;
@@ -35,36 +35,36 @@ class SessionCore : public SessionHead, public std::enable_shared_from_this<Sess
   SessionCore& operator=(const SessionCore&) = delete;
   ~SessionCore();
 
-  // The calling thread's open session; null without one. One that was abandoned is closed by this.
+  // The calling thread's open session; null without one. Closes one that was abandoned.
   static SessionCore* current();
   // The same, signalling an error when there is none.
   static SessionCore* required();
-  // The same, when it is in an update transaction that can still succeed; what is the name of the refused operation.
+  // The same, if it is in an update transaction that can still succeed. what is the name of the refused operation.
   static SessionCore* updating(const char* what);
 
   // Sessions and transactions; see psSession.
   bool open(const std::string& path, const psSessionOptions& options);
-  // On the session's thread: aborts an open transaction, closes the store and lets go of the session.
+  // On the session's thread: aborts an open transaction, closes the store and releases the session.
   void end();
   // Whether end was called. The end of the thread calls it too.
   bool hasEnded() const { return ended_; }
-  // Says, on another thread, that the psSession is gone.
+  // Says, on another thread, that the psSession has been destroyed.
   void abandon() { abandoned_ = true; }
   bool begin(psMode mode);
   bool commit();
   bool abort();
   psMode mode() const { return mode_; }
 
-  // Whether the session is in a transaction, in the process that opened it. The first signals what is wrong, with the
-  // name of the refused operation.
+  // Whether the session is in a transaction, in the process that opened it. The first form signals what is wrong, with
+  // the name of the refused operation.
   bool isReadyFor(const char* what);
   bool isReading() const { return mode_ != pscNoOpen && !forked_; }
-  // Whether the address of an opened object, or of anything in a page, is good as it is.
+  // Whether the address of an opened object, or of anything in a page, is valid as it is.
   bool isCurrent(const psObj* held) const { return isCurrent(*frameOfObject(held)); }
   bool isCurrent(const Frame& frame) const { return isReading() && frame.readStamp == epoch_; }
-  // Whether it is, and open for update.
+  // The same, and open for update.
   bool isUpdatable(const psObj* object) const;
-  // Asks the guard; true without one.
+  // Asks the guard. True without a guard.
   bool admits(const psId& id, psMode mode);
 
   ObjectSpace& objects() { return objects_; }
@@ -76,28 +76,29 @@ class SessionCore : public SessionHead, public std::enable_shared_from_this<Sess
   // Keeps an object's memory readable until the transaction ends.
   void keep(const void* object);
 
-  // Signals a failure of the store; false, for return.
+  // Signals a failure of the store. Returns false, so that callers can return it.
   bool fail(const StoreError& error);
   bool fail(psErrorKind kind, const std::string& message) { return fail(StoreError{kind, message}); }
-  // The same for something that is there but cannot be opened or read. That counts as a refusal, and is thrown where
-  // the session asks for that. Null, for return.
+  // The same for something that is there but cannot be opened or read. It counts as a refusal, and is thrown if the
+  // session throws errors. Returns null, so that callers can return it.
   psObj* refuse(const StoreError& error);
   psObj* refuse(psErrorKind kind, const std::string& message) { return refuse(StoreError{kind, message}); }
-  // The same once the failure was signalled.
+  // The same, after the failure was signalled.
   psObj* endRefused();
   psObj* reportAbsent(const psId& id);
 
-  // Called before every open; false refuses it. Without one every open is admitted.
+  // Called before every open; false refuses it. Without a guard every open is admitted.
   using Guard = std::function<bool(const psId&, psMode)>;
   void guard(Guard guard);
-  // Says, in a child of the process that opened the session, that it is the parent's.
+  // Says, in a child of the process that opened the session, that the session is the parent's.
   void markForked();
 
   psId defaultPlacement;  // where objects are created without a placement; null without one
   psSessionCounters counters;
   std::uint32_t pageSize = 8192;
 
-  // While one exists, the application's code may be running inside an operation: the session is not closed then.
+  // While an object of this class exists, the application's code may be running inside an operation. The session is
+  // then not closed.
   class Working {
    public:
     explicit Working(SessionCore& session) : session_(session) { ++session_.working_; }
