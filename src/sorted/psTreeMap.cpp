@@ -114,4 +114,6 @@ void psTreeMap::removeAllDeleted() {
   removeDeleted(*it);
 }
 
+int psTreeMap::full(int where) { return psTreeSet::full(where); }
+
 pstRef<psUnsortedArray> psTreeMap::values() const { return values_; }

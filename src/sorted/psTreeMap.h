@@ -70,6 +70,7 @@ class PS_API psTreeMap : public psTreeSet {
   // Removes the pairs whose keys have been deleted, and makes values null that have been deleted.
   void removeAllDeleted() override;
 
+  int full(int where) override;
   // The values of the root while it is a leaf.
   pstRef<psUnsortedArray> values() const override;
 

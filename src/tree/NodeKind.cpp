@@ -14,13 +14,13 @@ const NodeKind* NodeKind::of(const psBTree& node) {
   return kind;
 }
 
-const NodeKind& NodeKind::below(const psBTree& root) {
+const NodeKind* NodeKind::below(const psBTree& root) {
   const NodeKind* nearest = nullptr;
   for (const NodeKind* kind = kinds; kind != nullptr; kind = kind->others_) {
     const bool isNearer = nearest == nullptr || kind->root_.generation > nearest->root_.generation;
     if (isNearer && root.psIsKindOf(kind->root_.typeN)) nearest = kind;
   }
-  return *nearest;
+  return nearest;
 }
 
 pstHandle<psUnsortedArray> createValuesBeside(const pstRef<psUnsortedArray>& elements, int capacity) {

@@ -40,8 +40,8 @@ class NodeKind {
 
   // The kind of a node other than a root; null for others.
   static const NodeKind* of(const psBTree& node);
-  // The kind of the nodes below a root.
-  static const NodeKind& below(const psBTree& root);
+  // The kind of the nodes below a root; there is one for every tree.
+  static const NodeKind* below(const psBTree& root);
 
   // Whether the elements have an order by which they can be found.
   virtual bool isSorted() const = 0;

@@ -114,7 +114,7 @@ int splitRoot(psBTree& root, int kept) {
   if (kept < 1 || !source.open(0) || kept >= entries.count() || self.open(pscUpdate) != 1) return 0;
   const pstHandle<psTreeAdmin> admin = administratorOf(root);
   if (admin.isNull()) return 0;
-  const NodeKind& kind = NodeKind::below(root);
+  const NodeKind& kind = *NodeKind::below(root);
   NewNode left(kind);
   NewNode right(kind);
   if (!left.create(admin, root, entries) || !right.create(admin, root, entries)) return 0;

@@ -50,7 +50,7 @@ class TreeWalk {
   bool goTo(MakeProbe makeProbe) {
     Search<TreeWalk> search(*this);
     const pstHandle<psBTree> root = openRoot();
-    if (root.isNull() || !NodeKind::below(*root).isSorted()) return false;
+    if (root.isNull() || !NodeKind::below(*root)->isSorted()) return false;
     auto probe = makeProbe(*root);
     return standAt(*root, probe, search);
   }

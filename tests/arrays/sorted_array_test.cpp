@@ -14,11 +14,7 @@ namespace {
 
 thread_local std::int64_t wanted = 0;
 
-int compareWithWanted(unsigned int high, unsigned int low) {
-  const psId id(static_cast<unsigned short>(high >> 16), static_cast<unsigned short>(high),
-                static_cast<unsigned short>(low >> 16), static_cast<unsigned short>(low));
-  return compareWithNumber(id, wanted);
-}
+int compareWithWanted(unsigned int high, unsigned int low) { return compareWithNumber(idOf(high, low), wanted); }
 
 class PsSortedArray : public testing::Test {
  protected:

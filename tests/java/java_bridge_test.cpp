@@ -49,23 +49,11 @@ TEST(JavaBridge, PassesTheIdentifierAsALongAndDecidesByTheAnswer) {
   for (const int answer : {-9, 0, 9}) {
     const LocalFrame frame(env);
     env->SetIntField(recorder, answerField, answer);
-    EXPECT_EQ(psCompare::compare(element, java.key, recorder, env), answer);
+    expectDecided(answer, element, java.key, recorder, env);
     EXPECT_EQ(asked(), "compare 0005000400030002");
     EXPECT_TRUE(env->IsSameObject(objectFieldOf(env, recorder, "key", "Ljava/lang/Object;"), java.key));
-    EXPECT_EQ(psCompare::less(element, java.key, recorder, env), answer < 0);
-    EXPECT_EQ(psCompare::lessOrEqual(element, java.key, recorder, env), answer <= 0);
-    EXPECT_EQ(psCompare::greater(element, java.key, recorder, env), answer > 0);
-    EXPECT_EQ(psCompare::greaterOrEqual(element, java.key, recorder, env), answer >= 0);
-    EXPECT_EQ(psCompare::equal(element, java.key, recorder, env), answer == 0);
-
-    EXPECT_EQ(psCompare::compare(element, other, recorder, env), answer);
+    expectDecided(answer, element, other, recorder, env);
     EXPECT_EQ(asked(), "compare2 8003fffc8001fffe 0005000400030002") << "the second element comes first";
-    EXPECT_EQ(psCompare::less(element, other, recorder, env), answer < 0);
-    EXPECT_EQ(psCompare::lessOrEqual(element, other, recorder, env), answer <= 0);
-    EXPECT_EQ(psCompare::greater(element, other, recorder, env), answer > 0);
-    EXPECT_EQ(psCompare::greaterOrEqual(element, other, recorder, env), answer >= 0);
-    EXPECT_EQ(psCompare::equal(element, other, recorder, env), answer == 0);
-
     _jobject* nothing = nullptr;
     EXPECT_EQ(psCompare::hash(nothing, recorder, env), answer) << "null is a key like others";
     EXPECT_EQ(asked(), "hash");

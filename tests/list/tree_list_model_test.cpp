@@ -51,6 +51,14 @@ class ListDriver final : public ModelDriver {
   int anyPosition() { return below(size() + 5) - 2; }
   psId& anyItem() { return pool_[static_cast<std::size_t>(below(static_cast<int>(pool_.size())))]; }
   psId anyElement() { return below(10) == 0 ? psId() : anyItem(); }
+  // Runs an operation on many elements. The last state is that in which it was done; when it was refused something, the
+  // list may be left in any of the others, of which the first is that before.
+  void changeMany(const std::vector<ListModel>& states, bool expected, const std::function<bool()>& act);
+  // The list with the elements put in at a position: none of them, the first, and so on.
+  std::vector<ListModel> withPartsPut(int i, const ListModel& elements) const;
+  // The list without a range, of which the last elements go first.
+  std::vector<ListModel> withPartsTaken(int from, int to) const;
+
   // The first position of the element from `from` on; -1 when there is none.
   int find(const psId& element, int from) const;
   bool eraseFirst(const psId& element);
@@ -80,6 +88,36 @@ class ListDriver final : public ModelDriver {
 ListDriver::ListDriver(const Setup& setup, std::uint64_t seed)
     : ModelDriver(setup.plan, seed), world_(setup.plan.place, setup.capacity) {
   for (int i = 0; i < setup.items; ++i) pool_.push_back(world_.newItem(i));
+  if (setup.plan.refuses) world_.list->admin()->setMaxNodesPerContainer(1);
+}
+
+void ListDriver::changeMany(const std::vector<ListModel>& states, bool expected, const std::function<bool()>& act) {
+  if (happens(expected, act) || !wasRefused()) {
+    model_ = states.back();
+    return;
+  }
+  const auto isHeld = [this](const ListModel& state) { return complaintsAbout(world_.list, state).empty(); };
+  const auto state = std::find_if(states.begin(), states.end(), isHeld);
+  ASSERT_TRUE(state != states.end()) << complaintsAbout(world_.list, states.front());
+  model_ = *state;
+}
+
+std::vector<ListModel> ListDriver::withPartsPut(int i, const ListModel& elements) const {
+  std::vector<ListModel> states = {model_};
+  for (auto end = elements.begin(); end != elements.end();) {
+    states.push_back(model_);
+    states.back().insert(states.back().begin() + i, elements.begin(), ++end);
+  }
+  return states;
+}
+
+std::vector<ListModel> ListDriver::withPartsTaken(int from, int to) const {
+  std::vector<ListModel> states = {model_};
+  for (int i = to; i >= from; --i) {
+    states.push_back(states.back());
+    states.back().erase(states.back().begin() + i);
+  }
+  return states;
 }
 
 int ListDriver::find(const psId& element, int from) const {
@@ -112,15 +150,17 @@ void ListDriver::restoreModel() {
 
 void ListDriver::append() {
   for (int i = below(8); i > 0; --i) {
-    model_.push_back(anyElement());
-    ASSERT_TRUE(below(2) == 0 ? world_.list->add(model_.back()) : world_.list->addLast(model_.back()) == 1);
+    const psId element = anyElement();
+    const bool last = below(2) == 0;
+    const auto act = [&] { return last ? world_.list->addLast(element) == 1 : world_.list->add(element); };
+    if (happens(true, act)) model_.push_back(element);
   }
 }
 
 void ListDriver::prepend() {
   for (int i = below(8); i > 0; --i) {
-    model_.insert(model_.begin(), anyElement());
-    ASSERT_EQ(world_.list->addFirst(model_.front()), 1);
+    const psId element = anyElement();
+    if (happens(true, [&] { return world_.list->addFirst(element) == 1; })) model_.insert(model_.begin(), element);
   }
 }
 
@@ -128,21 +168,21 @@ void ListDriver::insert() {
   const int i = anyPosition();
   const psId element = anyElement();
   const bool exists = i >= 0 && i <= size();
-  if (exists) model_.insert(model_.begin() + i, element);
-  ASSERT_EQ(world_.list->add(i, element), exists ? 1 : 0) << i << " of " << size();
+  SCOPED_TRACE(std::to_string(i) + " of " + std::to_string(size()));
+  if (happens(exists, [&] { return world_.list->add(i, element) == 1; })) model_.insert(model_.begin() + i, element);
 }
 
 void ListDriver::replace() {
   const int i = anyPosition();
   const psId element = anyElement();
   const bool exists = i >= 0 && i < size();
-  if (exists) model_[static_cast<std::size_t>(i)] = element;
-  ASSERT_EQ(world_.list->set(i, element), exists ? 1 : 0) << i << " of " << size();
+  SCOPED_TRACE(std::to_string(i) + " of " + std::to_string(size()));
+  if (happens(exists, [&] { return world_.list->set(i, element) == 1; })) model_[static_cast<std::size_t>(i)] = element;
 }
 
 void ListDriver::remove() {
   const psId element = model_.empty() || below(4) == 0 ? anyElement() : at(below(size()));
-  ASSERT_EQ(world_.list->remove(element), eraseFirst(element));
+  if (happens(find(element, 0) >= 0, [&] { return world_.list->remove(element); })) eraseFirst(element);
 }
 
 void ListDriver::removeEnds() {
@@ -157,8 +197,9 @@ void ListDriver::removeRange() {
   const int from = anyPosition();
   const int to = from - 1 + below(12);
   const bool exists = from >= 0 && from <= to && to < size();
-  if (exists) model_.erase(model_.begin() + from, model_.begin() + to + 1);
-  ASSERT_EQ(world_.list->removeRange(from, to), exists ? 1 : 0) << from << " to " << to << " of " << size();
+  SCOPED_TRACE(std::to_string(from) + " to " + std::to_string(to) + " of " + std::to_string(size()));
+  changeMany(exists ? withPartsTaken(from, to) : std::vector<ListModel>{model_}, exists,
+             [&] { return world_.list->removeRange(from, to) == 1; });
 }
 
 void ListDriver::lookUp() {
@@ -173,18 +214,20 @@ void ListDriver::lookUp() {
     last = at;
     if (at <= i) lastUpTo = at;
   }
-  ASSERT_EQ(list.contains(element), first >= 0);
-  ASSERT_EQ(list.contains(rawKey), first >= 0);
+  SCOPED_TRACE(std::to_string(i) + " of " + std::to_string(size()));
+  answers(first >= 0, false, [&] { return list.contains(element); });
+  answers(first >= 0, false, [&] { return list.contains(rawKey); });
   ASSERT_TRUE(list.get(rawKey).isNull());
-  ASSERT_EQ(list.get(i), at(i)) << i << " of " << size();
-  ASSERT_EQ(list.indexOf(element, i), find(element.oid(), i)) << i << " of " << size();
-  ASSERT_EQ(list.lastIndexOf(element), last);
-  ASSERT_EQ(list.lastIndexOf(element, i), lastUpTo) << i << " of " << size();
+  answers(at(i), psId(), [&]() -> psId { return list.get(i); });
+  answers(find(element.oid(), i), -1, [&] { return list.indexOf(element, i); });
+  answers(last, -1, [&] { return list.lastIndexOf(element); });
+  answers(lastUpTo, -1, [&] { return list.lastIndexOf(element, i); });
+  answers(size(), -1, [&] { return list.size(); });
 }
 
 void ListDriver::walk() {
   const std::unique_ptr<psCollectionIterator> it(world_.list->iterator());
-  IteratorWalk walk(*it, model_, random());
+  IteratorWalk walk(*it, model_, *this);
   const bool forward = below(2) == 0;
   if (!forward) walk.jump();
   for (int move = below(60); move > 0 && !testing::Test::HasFailure(); --move) {
@@ -202,14 +245,15 @@ void ListDriver::walk() {
       walk.remove();
     } else if (kind == 5) {
       const psId element = anyElement();
-      ASSERT_EQ(it->set(element), walk.isOnElement() ? 1 : 0);
-      if (walk.isOnElement()) walk.elements[static_cast<std::size_t>(walk.at)] = element;
+      if (happens(walk.isOnElement(), [&] { return it->set(element) == 1; }))
+        walk.elements[static_cast<std::size_t>(walk.at)] = element;
     } else if (kind == 6) {
       // The element keeps its position; what else named the object is left with the old name.
       psId& item = anyItem();
       if (walk.here() == item) {
-        ASSERT_EQ(it->moveCurrentTo(world_.store.container("moved")), 1) << world_.store->lastError();
-        ASSERT_FALSE(item.isValid());
+        const pstHandle<psContObj> place = world_.store.container("moved");
+        const bool isMoved = happens(true, [&] { return it->moveCurrentTo(place) == 1; });
+        ASSERT_EQ(item.isValid(), !isMoved);
         item = it->current(pscNoLock).oid();
         ASSERT_TRUE(item.isValid());
         walk.elements[static_cast<std::size_t>(walk.at)] = item;
@@ -248,8 +292,7 @@ void ListDriver::combine() {
                 std::all_of(others.begin(), others.end(), [&](const psId& element) { return isIn(model_, element); }));
       break;
     case 1:
-      model_.insert(model_.end(), others.begin(), others.end());
-      ASSERT_TRUE(list.addAll(other));
+      changeMany(withPartsPut(before, others), true, [&] { return list.addAll(other); });
       break;
     case 2:
       for (const psId& element : others) eraseFirst(element);
@@ -261,9 +304,11 @@ void ListDriver::combine() {
           model_.end());
       ASSERT_EQ(list.retainAll(other), size() != before);
       break;
-    default:
-      if (i >= 0 && i <= size()) model_.insert(model_.begin() + i, others.begin(), others.end());
-      ASSERT_EQ(list.addAll(i, other), others.empty() || (i >= 0 && i <= before) ? 1 : 0) << i << " of " << before;
+    default: {
+      const bool exists = i >= 0 && i <= before;
+      changeMany(exists ? withPartsPut(i, others) : std::vector<ListModel>{model_}, exists || others.empty(),
+                 [&] { return list.addAll(i, other) == 1; });
+    }
   }
   pstHandle<psCollection> self(world_.list);
   ASSERT_FALSE(list.addAll(self));
@@ -290,7 +335,9 @@ void ListDriver::forgetDeleted() {
 }
 
 void ListDriver::compact() {
-  world_.list->compact();
+  happens(true, [this] { return world_.list->compact(), true; });
+  verify();
+  if (wasRefused()) world_.list->compact();
   verify();
   ASSERT_EQ(slackOf(world_.list), "");
   ASSERT_EQ(orphansOf(world_.store.session()), "");
@@ -299,11 +346,11 @@ void ListDriver::compact() {
 void ListDriver::clear() {
   pstHandle<psCollection> self(world_.list);
   if (below(2) == 0) {
-    world_.list->clear();
+    changeMany(withPartsTaken(0, size() - 1), true, [this] { return world_.list->clear(), world_.list->size() == 0; });
   } else {
     ASSERT_EQ(world_.list->removeAll(self), !model_.empty());
+    model_.clear();
   }
-  model_.clear();
   verify();
   ASSERT_EQ(orphansOf(world_.store.session()), "");
 }
@@ -320,9 +367,9 @@ constexpr TempStore::Place memory = TempStore::Place::memory;
 constexpr TempStore::Place file = TempStore::Place::file;
 
 INSTANTIATE_TEST_SUITE_P(, TreeListModel,
-                         testing::Values(Setup{4, 30, {memory, 3000, 0, 3}}, Setup{4, 500, {file, 2000, 300, 0}},
-                                         Setup{5, 100, {memory, 3000, 0, 0}}, Setup{6, 60, {file, 2000, 400, 2}},
-                                         Setup{7, 100, {memory, 3000, 0, 4}}, Setup{200, 300, {file, 3000, 600, 5}}),
+                         testing::Values(Setup{4, 30, {memory, 2000, 0, 3, true}}, Setup{4, 500, {file, 2000, 300, 0}},
+                                         Setup{5, 100, {memory, 2000, 0, 0, true}}, Setup{6, 60, {file, 2000, 400, 2}},
+                                         Setup{7, 100, {memory, 2000, 0, 4}}, Setup{200, 300, {file, 3000, 600, 5}}),
                          [](const testing::TestParamInfo<Setup>& setup) {
                            return "Capacity" + std::to_string(setup.param.capacity) + "Of" +
                                   std::to_string(setup.param.items);

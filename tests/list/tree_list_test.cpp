@@ -57,36 +57,6 @@ TEST(TreeList, SplitsWhereTheInsertionTellsIt) {
   }
 }
 
-// A root that has grown and lost everything holds elements itself again, and must be a leaf to everybody.
-TEST(TreeList, CanBeFilledAgainAfterItWasEmptied) {
-  ListWorld world(TempStore::Place::memory, 4);
-  const int before = containersOf(world.store.session());
-  for (const int way : {0, 1, 2, 3}) {
-    world.fill(40);
-    ASSERT_GT(world.list->depth(), 2);
-    world.list->clear();
-    world.model.clear();
-    ASSERT_EQ(world.complaints(), "");
-    EXPECT_LE(containersOf(world.store.session()), before + 1);
-    const psId item = world.newItem(way);
-    pstHandle<psCollection> one(new (world.store.container("lists")) psTreeList(4));
-    one->add(item);
-    const bool added = way == 0   ? world.list->addFirst(item) == 1
-                       : way == 1 ? world.list->add(item)
-                       : way == 2 ? world.list->add(0, item) == 1
-                                  : world.list->addAll(0, one) == 1;
-    world.model = {item};
-    ASSERT_TRUE(added);
-    ASSERT_EQ(world.complaints(), "");
-    ASSERT_EQ(world.list->get(0), item);
-    ASSERT_EQ(psDelete(one), 1);
-  }
-  pstHandle<psObj> doomed(world.list);
-  ASSERT_EQ(psDelete(doomed), 1);
-  EXPECT_EQ(containersOf(world.store.session()), before - 2);
-  EXPECT_EQ(orphansOf(world.store.session()), "");
-}
-
 TEST(TreeList, HoldsAMillionReferencesThatAnotherProcessReadsBack) {
   ListWorld world(TempStore::Place::file, 200);
   ListModel items;
@@ -98,30 +68,6 @@ TEST(TreeList, HoldsAMillionReferencesThatAnotherProcessReadsBack) {
   ASSERT_EQ(world.store->commit(), 1) << world.store->lastError();
   const auto check = [&](psSession& session) { return complaintsAbout(storedList(session), world.model); };
   EXPECT_EQ(world.store.inChild(check), "");
-}
-
-TEST(TreeList, ChangesNothingInAReadTransactionAndSaysSo) {
-  ListWorld world(TempStore::Place::memory, 4);
-  world.fill(14);
-  const psId item = world.newItem(100);
-  pstHandle<psCollection> other(new (world.store.container("lists")) psTreeList(4));
-  other->add(item);
-  ASSERT_EQ(world.store->commit(), 1);
-  ASSERT_EQ(world.store->begin(pscRead), 1);
-  world.find();
-  psTreeList& list = *world.list;
-  EXPECT_FALSE(list.add(item) || list.addAll(other) || list.removeAll(world.list) || list.retainAll(other));
-  EXPECT_EQ(list.add(3, item) + list.addAll(3, other) + list.addFirst(item) + list.addLast(item), 0);
-  EXPECT_EQ(list.set(3, item) + list.removeRange(0, 13) + list.removeRange(13, 13), 0);
-  EXPECT_FALSE(list.remove(world.model[5]));
-  list.clear();
-  list.compact();
-  list.removeFirst();
-  const std::unique_ptr<psCollectionIterator> it(list.iterator());
-  EXPECT_EQ(it->goToIndex(6, pscLockUpdate), psId()) << "it must not go where it cannot lock";
-  EXPECT_EQ(it->goToIndex(6, pscNoLock), world.model[6]);
-  EXPECT_EQ(it->remove() + it->set(item) + it->moveCurrentTo(world.list), 0);
-  EXPECT_EQ(world.complaints(), "");
 }
 
 // What an operation opens says what it costs, on any machine.

@@ -62,10 +62,12 @@ void SetDriver::lookUpPositions() {
   const int rank = model_.rank(item);
   const std::vector<ItemKey> list = model_.list();
   const int i = below(model_.size() + 3) - 1;
-  ASSERT_EQ(set().get(i), i >= 0 && i < model_.size() ? list[static_cast<std::size_t>(i)].id : psId()) << i;
-  ASSERT_EQ(set().indexOf(element, i), present && i <= rank ? rank : -1) << i << " of " << model_.size();
-  ASSERT_EQ(set().lastIndexOf(element, i), present && rank <= i ? rank : -1) << i << " of " << model_.size();
-  ASSERT_EQ(set().lastIndexOf(element), present ? rank : -1);
+  const psId there = i >= 0 && i < model_.size() ? list[static_cast<std::size_t>(i)].id : psId();
+  answers(there, psId(), [&]() -> psId { return set().get(i); });
+  answers(list.empty() ? psId() : list.front().id, psId(), [&]() -> psId { return set().first(); });
+  answers(present && i <= rank ? rank : -1, -1, [&] { return set().indexOf(element, i); });
+  answers(present && rank <= i ? rank : -1, -1, [&] { return set().lastIndexOf(element, i); });
+  answers(present ? rank : -1, -1, [&] { return set().lastIndexOf(element); });
 }
 
 void SetDriver::removeEnds() {
@@ -80,7 +82,9 @@ void SetDriver::removeEnds() {
 }
 
 void SetDriver::compact() {
-  set().compact();
+  happens(true, [this] { return set().compact(), true; });
+  verify();
+  if (wasRefused()) set().compact();
   verify();
   ASSERT_EQ(slackOf(sorted_.set), "");
   ASSERT_EQ(orphansOf(world_.store.session()), "");
@@ -105,7 +109,7 @@ std::string nameOfSetup(const testing::TestParamInfo<Setup>& info) {
   return std::string(nameOf(setup.flavour)) + nameOf(setup.kind) + (setup.byNumber ? "ByNumber" : "ByIdentifier") +
          "Capacity" + std::to_string(setup.capacity) +
          (setup.plan.place == TempStore::Place::file ? "InFile" : "InMemory") +
-         (setup.plan.abortEvery > 0 ? "WithAborts" : "");
+         (setup.plan.abortEvery > 0 ? "WithAborts" : "") + (setup.plan.refuses ? "Refused" : "");
 }
 
 TEST_P(SortedModel, DoesWhatAStandardSetOrMapWouldDo) {
@@ -121,24 +125,22 @@ constexpr TempStore::Place memory = TempStore::Place::memory;
 constexpr TempStore::Place file = TempStore::Place::file;
 
 INSTANTIATE_TEST_SUITE_P(, SortedModel,
-                         testing::Values(Setup{Kind::set, Flavour::handle, true, 4, 200, {memory, 3000, 0, 3}},
-                                         Setup{Kind::set, Flavour::raw, true, 5, 200, {memory, 3000, 0, 0}},
-                                         Setup{Kind::set, Flavour::callback, true, 6, 300, {memory, 3000, 0, 4}},
-                                         Setup{Kind::set, Flavour::handle, false, 4, 150, {file, 2000, 400, 3}},
-                                         Setup{Kind::set, Flavour::callback, false, 7, 300, {memory, 3000, 0, 0}},
-                                         Setup{Kind::set, Flavour::raw, true, 4, 150, {file, 2000, 250, 0}},
-                                         Setup{Kind::set, Flavour::callback, false, 5, 150, {file, 2000, 400, 2}},
-                                         Setup{Kind::set, Flavour::handle, true, 200, 1500, {file, 3000, 600, 5}},
-                                         Setup{Kind::set, Flavour::java, true, 4, 200, {memory, 2000, 0, 3}},
-                                         Setup{Kind::set, Flavour::java, false, 5, 200, {memory, 2000, 0, 0}},
-                                         Setup{Kind::map, Flavour::java, true, 7, 300, {file, 2000, 400, 3}},
-                                         Setup{Kind::map, Flavour::java, false, 4, 150, {memory, 2000, 0, 4}},
-                                         Setup{Kind::map, Flavour::handle, true, 4, 200, {memory, 3000, 0, 3}},
-                                         Setup{Kind::map, Flavour::raw, true, 5, 200, {memory, 3000, 0, 0}},
-                                         Setup{Kind::map, Flavour::callback, true, 6, 300, {memory, 3000, 0, 4}},
-                                         Setup{Kind::map, Flavour::handle, false, 4, 150, {file, 2000, 400, 3}},
-                                         Setup{Kind::map, Flavour::callback, false, 7, 300, {memory, 3000, 0, 0}},
-                                         Setup{Kind::map, Flavour::handle, true, 200, 1500, {file, 3000, 600, 5}}),
+                         testing::Values(Setup{Kind::set, Flavour::handle, true, 4, 80, {memory, 2000, 0, 3, true}},
+                                         Setup{Kind::set, Flavour::raw, true, 5, 200, {memory, 2000, 0, 0}},
+                                         Setup{Kind::set, Flavour::callback, true, 6, 80, {memory, 1500, 0, 4, true}},
+                                         Setup{Kind::set, Flavour::handle, false, 4, 150, {file, 1500, 400, 3}},
+                                         Setup{Kind::set, Flavour::callback, false, 7, 300, {memory, 2000, 0, 0}},
+                                         Setup{Kind::set, Flavour::raw, true, 4, 150, {file, 1500, 250, 0}},
+                                         Setup{Kind::set, Flavour::handle, true, 200, 1500, {file, 2000, 600, 5}},
+                                         Setup{Kind::set, Flavour::java, false, 5, 80, {memory, 1500, 0, 3, true}},
+                                         Setup{Kind::map, Flavour::java, true, 7, 300, {file, 1500, 400, 3}},
+                                         Setup{Kind::map, Flavour::java, true, 4, 80, {memory, 1500, 0, 4, true}},
+                                         Setup{Kind::map, Flavour::handle, true, 4, 80, {memory, 2000, 0, 3, true}},
+                                         Setup{Kind::map, Flavour::raw, true, 5, 80, {memory, 1500, 0, 0, true}},
+                                         Setup{Kind::map, Flavour::callback, true, 6, 300, {memory, 2000, 0, 4}},
+                                         Setup{Kind::map, Flavour::handle, false, 4, 80, {memory, 2000, 0, 3, true}},
+                                         Setup{Kind::map, Flavour::callback, false, 7, 300, {file, 1500, 400, 0}},
+                                         Setup{Kind::map, Flavour::handle, true, 200, 1500, {file, 2000, 600, 5}}),
                          nameOfSetup);
 
 }  // namespace

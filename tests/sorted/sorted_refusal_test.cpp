@@ -14,8 +14,6 @@ namespace {
 
 using Leaf = pstHandle<psBTree>;
 
-constexpr Kind kinds[] = {Kind::set, Kind::map};
-
 Leaf leafOf(const SetWorld& world, const ItemKey& item) {
   return world.set->potentialParentOf(pstHandle<psObj>(item.id));
 }
@@ -52,7 +50,7 @@ ItemKey thinOut(SetWorld& world, const std::function<bool(const Leaf&)>& isToGo)
   }
   for (std::size_t i = 1; i < condemned.size(); ++i) {
     world.model.remove(condemned[i]);
-    world.keyed.remove(*world.set, condemned[i]);
+    world.remove(condemned[i]);
   }
   EXPECT_FALSE(condemned.empty());
   return condemned.front();
@@ -87,7 +85,7 @@ struct Shape {
 bool isRoot(const Leaf& node) { return node->parent().isNull(); }
 
 const Shape shapesToAddTo[] = {
-    {"an empty set", [](SetWorld& world) { return world.newItem(5); }},
+    {"an empty tree", [](SetWorld& world) { return world.newItem(5); }},
     {"a leaf with room", [](SetWorld& world) { return fill(world, 3), world.newItem(25); }},
     {"the lowest place", [](SetWorld& world) { return fill(world, 11), world.newItem(5); }},
     {"the root as a full leaf",
@@ -113,9 +111,6 @@ const Shape shapesToAddTo[] = {
        });
      }},
 };
-
-const Shape aKeyThatIsThere = {"a key that is there",
-                               [](SetWorld& world) { return fill(world, 30), world.model.list()[15]; }};
 
 const Shape shapesToRemoveFrom[] = {
     {"the only element", [](SetWorld& world) { return world.put(10); }},
@@ -145,37 +140,39 @@ const Shape shapesToRemoveFrom[] = {
      [](SetWorld& world) { return fill(world, 60), thinOut(world, [](const Leaf&) { return true; }); }},
 };
 
-void expectWholeInsertion(Kind kind, Flavour flavour, bool byNumber, const Shape& shape) {
-  SCOPED_TRACE(std::string(nameOf(flavour)) + nameOf(kind) + (byNumber ? ", by number, " : ", by identifier, ") +
-               shape.name);
-  SetWorld world(TempStore::Place::memory, flavour, byNumber, 4, kind);
-  sweepInsertion(world, shape.prepare(world));
+// Whose keys are looked for in which way. Flavours differ in the search alone.
+struct Keys {
+  Kind kind;
+  Flavour flavour;
+  bool byNumber;
+};
+
+std::vector<Keys> keysToSweep() {
+  std::vector<Keys> keys;
+  for (const Kind kind : {Kind::set, Kind::map}) {
+    for (const bool byNumber : {true, false}) keys.push_back({kind, Flavour::handle, byNumber});
+  }
+  for (const Flavour flavour : testable({Flavour::raw, Flavour::callback, Flavour::java}))
+    keys.push_back({Kind::map, flavour, true});
+  return keys;
 }
 
-TEST(SortedRefusal, AnInsertionHappensOrDoesNot) {
-  for (const Flavour flavour : testable({Flavour::handle, Flavour::callback, Flavour::java})) {
-    for (const bool byNumber : {true, false}) {
-      for (const Kind kind : kinds) {
-        for (const Shape& shape : shapesToAddTo) expectWholeInsertion(kind, flavour, byNumber, shape);
-      }
-      expectWholeInsertion(Kind::map, flavour, byNumber, aKeyThatIsThere);
-      if (HasFailure()) return;
+template <std::size_t count>
+void sweepShapes(const Shape (&shapes)[count], void (*sweepOver)(KeyedWorld&, const ItemKey&)) {
+  for (const Keys& keys : keysToSweep()) {
+    for (const Shape& shape : shapes) {
+      SCOPED_TRACE(std::string(nameOf(keys.flavour)) + nameOf(keys.kind) +
+                   (keys.byNumber ? ", by number, " : ", by identifier, ") + shape.name);
+      SetWorld world(TempStore::Place::memory, keys.flavour, keys.byNumber, 4, keys.kind);
+      sweepOver(world, shape.prepare(world));
+      if (testing::Test::HasFailure()) return;
     }
   }
 }
 
-TEST(SortedRefusal, ARemovalHappensOrDoesNot) {
-  for (const Kind kind : kinds) {
-    for (const Flavour flavour : testable({Flavour::handle, Flavour::raw, Flavour::callback, Flavour::java})) {
-      for (const Shape& shape : shapesToRemoveFrom) {
-        SCOPED_TRACE(std::string(nameOf(flavour)) + nameOf(kind) + ", " + shape.name);
-        SetWorld world(TempStore::Place::memory, flavour, true, 4, kind);
-        sweepRemoval(world, shape.prepare(world));
-        if (HasFailure()) return;
-      }
-    }
-  }
-}
+TEST(SortedRefusal, AnInsertionHappensOrDoesNot) { sweepShapes(shapesToAddTo, sweepInsertion); }
+
+TEST(SortedRefusal, ARemovalHappensOrDoesNot) { sweepShapes(shapesToRemoveFrom, sweepRemoval); }
 
 TEST(SortedRefusal, AnIteratorThatCannotRemoveStaysWhereItIs) {
   for (const Shape& shape : shapesToRemoveFrom) {
@@ -184,24 +181,6 @@ TEST(SortedRefusal, AnIteratorThatCannotRemoveStaysWhereItIs) {
     sweepRemovalByIterator(world, shape.prepare(world));
     if (HasFailure()) return;
   }
-}
-
-// What cannot be read is not found; nothing is found in its place.
-TEST(SortedRefusal, APositionIsRightOrFindsNothing) {
-  SetWorld world(TempStore::Place::memory, Flavour::handle, true, 4, Kind::map);
-  fill(world, 30);
-  const std::vector<ItemKey> list = world.model.list();
-  const auto isNullOr = [](const psRefBase& found, const psId& wanted) { return found.isNull() || found == wanted; };
-  const auto act = [&] {
-    const psTreeSet& set = *world.set;
-    EXPECT_TRUE(isNullOr(set.get(17), list[17].id));
-    EXPECT_TRUE(isNullOr(set.first(), list.front().id));
-    EXPECT_TRUE(isNullOr(set.last(), list.back().id));
-    const int index = set.indexOf(pstHandle<psObj>(list[17].id), 3);
-    EXPECT_TRUE(index == 17 || index == -1) << index;
-    return index == 17;
-  };
-  sweep(world, {act, [](bool result, bool refused) { ASSERT_TRUE(result || refused); }});
 }
 
 }  // namespace

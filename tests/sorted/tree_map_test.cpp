@@ -10,10 +10,7 @@ namespace ps::test {
 namespace {
 
 int comparisonWithFive(unsigned int databaseAndContainer, unsigned int pageAndSlot) {
-  const psId id(static_cast<unsigned short>(databaseAndContainer >> 16),
-                static_cast<unsigned short>(databaseAndContainer), static_cast<unsigned short>(pageAndSlot >> 16),
-                static_cast<unsigned short>(pageAndSlot));
-  return compareWithNumber(pstHandle<psObj>(id), 5);
+  return compareWithNumber(idOf(databaseAndContainer, pageAndSlot), 5);
 }
 
 // A map of so many pairs, with the keys 10, 20 and so on.
@@ -22,29 +19,6 @@ struct MapWorld : SetWorld {
     for (int i = 1; i <= size; ++i) put(i * 10);
   }
 };
-
-TEST(TreeMap, TellsPositionsRawKeysAndObjectsApart) {
-  MapWorld world(9);
-  const psTreeMap& map = world.map();
-  const SetModel::Pair pair = world.model.pairs()[3];
-  const pstHandle<Item> item(pair.key.id);
-  const Item* const pointer = item.operator->();
-  const pstRef<Item> reference(item);
-  EXPECT_EQ(map.get(0), world.model.list()[0].id) << "a position, and the key there";
-  EXPECT_EQ(map.get(static_cast<const void*>(&pair.key.number)), pair.value);
-  EXPECT_EQ(map.get(item), pair.value);
-  EXPECT_EQ(map.get(pointer), pair.value);
-  EXPECT_EQ(map.get(reference), pair.value);
-  EXPECT_EQ(map.get(pair.key.id), pair.value);
-  EXPECT_TRUE(world.map().containsKey(pointer) && world.map().containsKey(item) && world.map().containsKey(reference));
-  EXPECT_TRUE(world.map().containsKey(static_cast<const void*>(&pair.key.number)));
-  const std::int64_t absent = 1;
-  EXPECT_TRUE(map.get(static_cast<const void*>(&absent)).isNull());
-  EXPECT_FALSE(world.map().containsKey(static_cast<const void*>(&absent)));
-  EXPECT_EQ(world.map().put(nullptr, pair.value), 0);
-  EXPECT_EQ(world.map().put(nullptr, pair.value, comparisonWithFive), 0);
-  EXPECT_EQ(world.complaints(), "");
-}
 
 // Whoever takes the map for a set, or a tree, leaves no value behind and mixes none up.
 TEST(TreeMap, KeepsValuesInStepWhenUsedAsASet) {

@@ -85,34 +85,6 @@ TEST(TreeSet, ClassesKnowWhatTheyAre) {
   EXPECT_EQ(ptmIsKindOf(4012, 1), 0) << "nobody has this number";
 }
 
-TEST(TreeSet, APointerMeansTheObjectAndARawKeyNeedsAComparator) {
-  SetWorld world(TempStore::Place::memory, Flavour::handle, false, 4);
-  const ItemKey key = world.put(1);
-  for (int number = 2; number < 20; ++number) world.put(number);
-  const pstHandle<Item> item(key.id);
-  const Item* const pointer = item.operator->();
-  psTreeSet& set = *world.set;
-  const std::unique_ptr<psCollectionIterator> iterator(set.iterator());
-  EXPECT_TRUE(set.contains(pointer));
-  EXPECT_EQ(set.get(pointer), key.id);
-  EXPECT_TRUE(iterator->goTo(pointer));
-  for (const ItemKey& each : world.model.list()) {
-    const pstRef<Item> reference(each.id);
-    ASSERT_TRUE(set.get(each.id) == each.id && set.get(reference) == each.id) << "an identifier is no position";
-    ASSERT_TRUE(set.contains(each.id) && set.contains(reference) && iterator->goTo(each.id));
-    ASSERT_EQ(set.indexOf(reference, 0), world.model.rank(each));
-  }
-  ASSERT_TRUE(iterator->goTo(pointer));
-
-  const Keyed raw(Flavour::raw, false);
-  EXPECT_FALSE(raw.contains(set, key) || raw.remove(set, key) || raw.goTo(*iterator, key));
-  EXPECT_TRUE(raw.get(set, key).isNull());
-  EXPECT_TRUE(iterator->current(pscNoLock).isNull() && !iterator->hasNext()) << "nothing was looked for";
-  EXPECT_EQ(world.complaints(), "");
-  EXPECT_TRUE(set.remove(pointer));
-  EXPECT_FALSE(set.contains(pointer));
-}
-
 template <class Key, class Collection, class = void>
 constexpr bool isKeyOf = false;
 template <class Key, class Collection>
@@ -390,27 +362,6 @@ TEST(TreeSet, PutsItsPartsWhereItIsTold) {
   EXPECT_EQ(pstHandle<psTreeSet>(new (plain) psTreeSet(1))->maxNumberOfChildren(), 4) << "fewer would split for ever";
 }
 
-// What is emptied gives its containers back, and the administrator goes on although its current one was among them.
-TEST(TreeSet, CanBeFilledAgainAfterItWasEmptied) {
-  SetWorld world(TempStore::Place::memory, Flavour::handle, true, 4);
-  const int before = containersOf(world.store.session());
-  for (int round = 1; round <= 3; ++round) {
-    for (int number = 0; number < 200 * round; ++number) world.put(number);
-    EXPECT_GT(containersOf(world.store.session()), before + 50);
-    ASSERT_EQ(world.complaints(), "");
-    while (world.model.size() > 0) {
-      const std::vector<ItemKey> list = world.model.list();
-      for (std::size_t i = 0; i < list.size(); i += 2) {
-        world.model.remove(list[i]);
-        ASSERT_TRUE(world.set->remove(pstHandle<psObj>(list[i].id)));
-      }
-      ASSERT_EQ(world.complaints(), "");
-    }
-    ASSERT_EQ(orphansOf(world.store.session()), "");
-    EXPECT_LE(containersOf(world.store.session()), before + 1);
-  }
-}
-
 // Another session takes out the lowest element of each leaf, which then belongs in the leaf before: no array of an
 // interior node changes, but what separates its children does.
 TEST(TreeSet, SearchesSeeWhatAnotherSessionHasChanged) {
@@ -448,7 +399,7 @@ TEST(TreeSet, ALookUpOpensAndComparesLittle) {
       for (std::size_t i = 0; i < list.size(); i += 37) {
         const std::uint64_t opens = world.store->counters().opens;
         const std::uint64_t comparisons = ItemCompare::comparisons();
-        ASSERT_TRUE(world.keyed.contains(*world.set, list[i]));
+        ASSERT_TRUE(world.contains(list[i]));
         const double compared = static_cast<double>(ItemCompare::comparisons() - comparisons);
         EXPECT_LE(compared, byNumber ? (2 * std::log2(count) + 3) * (ps::detail::isChecked ? 3 : 1) : 0);
         EXPECT_LE(static_cast<double>(world.store->counters().opens - opens),

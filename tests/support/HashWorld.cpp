@@ -5,7 +5,6 @@
 #include <memory>
 
 #include "hash/psHashIterator.h"
-#include "support/Keyed.h"
 
 namespace ps::test {
 
@@ -17,10 +16,7 @@ thread_local Hashing currentHashing = Hashing::identifier;
 thread_local std::uint64_t hashCount = 0;
 
 int hashStored(unsigned int databaseAndContainer, unsigned int pageAndSlot) {
-  const pstHandle<psObj> element(
-      psId(static_cast<unsigned short>(databaseAndContainer >> 16), static_cast<unsigned short>(databaseAndContainer),
-           static_cast<unsigned short>(pageAndSlot >> 16), static_cast<unsigned short>(pageAndSlot)));
-  return static_cast<int>(hashOfStored(element));
+  return static_cast<int>(hashOfStored(idOf(databaseAndContainer, pageAndSlot)));
 }
 
 }  // namespace
@@ -98,7 +94,7 @@ bool HashWorld::add(const ItemKey& item) const {
     return set->add(element, java.key, java.callee, java.env);
   }
   if (flavour != Flavour::callback) return set->add(element);
-  return set->add(element, hashOf(item), Keyed::comparisonWith(item, model.byNumber()), hashStored);
+  return set->add(element, hashOf(item), comparisonWith(item, model.byNumber()), hashStored);
 }
 
 bool HashWorld::bind(const ItemKey& key, const psId& value) const {
@@ -108,7 +104,7 @@ bool HashWorld::bind(const ItemKey& key, const psId& value) const {
     return map().put(element, value, java.key, java.callee, java.env);
   }
   if (flavour != Flavour::callback) return map().put(element, value);
-  return map().put(element, value, hashOf(key), Keyed::comparisonWith(key, model.byNumber()), hashStored);
+  return map().put(element, value, hashOf(key), comparisonWith(key, model.byNumber()), hashStored);
 }
 
 bool HashWorld::contains(const ItemKey& item) const {
@@ -118,12 +114,12 @@ bool HashWorld::contains(const ItemKey& item) const {
     JavaKey java = javaKeyToLookUp(item);
     return set->contains(hashToLookUp(item), java.key, java.callee, java.env);
   }
-  return set->contains(hashOf(item), Keyed::comparisonWith(item, model.byNumber()));
+  return set->contains(hashOf(item), comparisonWith(item, model.byNumber()));
 }
 
 pstRef<psObj> HashWorld::get(const ItemKey& item) const {
   if (flavour == Flavour::raw) return set->get(static_cast<const void*>(&item.number));
-  if (flavour == Flavour::callback) return set->get(hashOf(item), Keyed::comparisonWith(item, model.byNumber()));
+  if (flavour == Flavour::callback) return set->get(hashOf(item), comparisonWith(item, model.byNumber()));
   if (flavour == Flavour::java) {
     JavaKey java = javaKeyToLookUp(item);
     return set->get(hashToLookUp(item), java.key, java.callee, java.env);
@@ -135,7 +131,7 @@ pstRef<psObj> HashWorld::get(const ItemKey& item) const {
 // There is no raw flavour: the handle stands in.
 bool HashWorld::remove(const ItemKey& item) const {
   if (flavour == Flavour::callback) {
-    return set->remove(hashOf(item), Keyed::comparisonWith(item, model.byNumber()));
+    return set->remove(hashOf(item), comparisonWith(item, model.byNumber()));
   }
   if (flavour == Flavour::java) {
     JavaKey java = javaKey(item);
@@ -143,11 +139,12 @@ bool HashWorld::remove(const ItemKey& item) const {
   }
   const pstHandle<psObj> element(item.id);
   if (kind == Kind::set) return set->remove(element);
+  const bool hasNullValue = model.contains(item) && model.valueOf(item).isNull();
   // An entry stands for its key.
   const pstHandle<psObj> entry(item.number % 2 == 0 ? pstHandle<psHashMapEntry>() : map().entry(element));
-  if (set->remove(entry.isNull() ? element : entry)) return true;
-  const bool hasNullValue = model.contains(item) && model.valueOf(item).isNull();
-  return hasNullValue && !set->contains(element);
+  const bool tells = set->remove(entry.isNull() ? element : entry);
+  EXPECT_FALSE(tells && hasNullValue) << "there is no value to tell of";
+  return tells || (hasNullValue && !set->contains(element));
 }
 
 bool HashWorld::goTo(psCollectionIterator& iterator, const ItemKey& item) const {
@@ -155,7 +152,7 @@ bool HashWorld::goTo(psCollectionIterator& iterator, const ItemKey& item) const 
     JavaKey java = javaKey(item);
     return static_cast<psHashIterator&>(iterator).goTo(hashOf(item), java.key, java.callee, java.env);
   }
-  return Keyed(flavour, model.byNumber()).goTo(iterator, item);
+  return goToKey(iterator, item);
 }
 
 std::vector<ItemKey> HashWorld::inOrder() const {

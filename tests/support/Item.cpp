@@ -12,6 +12,12 @@ thread_local std::uint64_t comparisonCount = 0;
 
 }  // namespace
 
+psId idOf(unsigned int databaseAndContainer, unsigned int pageAndSlot) {
+  const auto high = [](unsigned int pair) { return static_cast<unsigned short>(pair >> 16); };
+  const auto low = [](unsigned int pair) { return static_cast<unsigned short>(pair); };
+  return psId(high(databaseAndContainer), low(databaseAndContainer), high(pageAndSlot), low(pageAndSlot));
+}
+
 int compareWithNumber(const pstHandle<psObj>& element, std::int64_t number) {
   ++comparisonCount;
   const pstHandle<Item> item(element);

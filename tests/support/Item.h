@@ -1,5 +1,7 @@
 #pragma once
 
+#include <gtest/gtest.h>
+
 #include <cstdint>
 #include <string>
 
@@ -49,8 +51,22 @@ class ItemCompare : public psCompare {
   static std::uint64_t comparisons();
 };
 
+// The identifier that a callback gets in two halves.
+psId idOf(unsigned int databaseAndContainer, unsigned int pageAndSlot);
+
 // The comparison of ItemCompare, for callbacks.
 int compareWithNumber(const pstHandle<psObj>& element, std::int64_t number);
+
+// What psCompare decides, of an element and what else goes into the comparison, by an answer like that.
+template <class... Arguments>
+void expectDecided(int answer, Arguments&&... arguments) {
+  EXPECT_EQ(psCompare::compare(arguments...), answer);
+  EXPECT_EQ(psCompare::less(arguments...), answer < 0);
+  EXPECT_EQ(psCompare::lessOrEqual(arguments...), answer <= 0);
+  EXPECT_EQ(psCompare::greater(arguments...), answer > 0);
+  EXPECT_EQ(psCompare::greaterOrEqual(arguments...), answer >= 0);
+  EXPECT_EQ(psCompare::equal(arguments...), answer == 0);
+}
 
 // What a test remembers of an item.
 struct ItemKey {

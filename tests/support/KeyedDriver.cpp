@@ -45,10 +45,9 @@ void KeyedDriver::add(const ItemKey& item) {
     ASSERT_TRUE(world_.collection().add(pstHandle<psObj>(item.id)));
     model_.put(item, psId());
   } else {
-    ASSERT_EQ(world_.add(item), isNew);
-    model_.add(item);
+    if (happens(isNew, [&] { return world_.add(item); })) model_.add(item);
   }
-  ASSERT_TRUE(world_.contains(item));
+  ASSERT_EQ(world_.contains(item), model_.contains(item));
 }
 
 void KeyedDriver::remove() {
@@ -57,9 +56,13 @@ void KeyedDriver::remove() {
 }
 
 void KeyedDriver::remove(const ItemKey& item) {
-  const bool isRemoved = world_.remove(item);
-  ASSERT_EQ(isRemoved, model_.remove(item));
-  ASSERT_FALSE(world_.contains(item));
+  const bool isThere = model_.contains(item);
+  const auto act = [&] { return world_.remove(item); };
+  // With a null value a map does not say that something went.
+  const bool isSilent = isMap() && isThere && model_.valueOf(item).isNull();
+  const bool isRemoved = isSilent ? act() : happens(isThere, act);
+  ASSERT_TRUE(!isRemoved || model_.remove(item));
+  ASSERT_EQ(world_.contains(item), model_.contains(item));
 }
 
 // Makes sure that a few of the highest elements are gone, and adds them in ascending order.
@@ -74,8 +77,9 @@ void KeyedDriver::renewHighest() {
 
 void KeyedDriver::lookUp() {
   const ItemKey item = anyItem();
-  ASSERT_EQ(world_.contains(item), model_.contains(item));
-  ASSERT_EQ(world_.get(item), isMap() ? model_.valueOf(item) : model_.get(item));
+  answers(model_.contains(item), false, [&] { return world_.contains(item); });
+  answers(isMap() ? model_.valueOf(item) : model_.get(item), psId(), [&]() -> psId { return world_.get(item); });
+  answers(model_.size(), -1, [&] { return world_.collection().size(); });
 }
 
 void KeyedDriver::walk() {
@@ -83,7 +87,7 @@ void KeyedDriver::walk() {
   std::vector<ItemKey> items = inOrder();
   std::vector<psId> ids;
   for (const ItemKey& item : items) ids.push_back(item.id);
-  IteratorWalk walk(*it, ids, random());
+  IteratorWalk walk(*it, ids, *this);
   walk.leavesEmptyStart = leavesEmptyStart();
   const bool forward = below(2) == 0;
   if (!forward) walk.jump();
@@ -113,16 +117,52 @@ void KeyedDriver::walk() {
 
 void KeyedDriver::seek(psCollectionIterator& it, IteratorWalk& walk) {
   const ItemKey item = anyItem();
-  ASSERT_EQ(world_.goTo(it, item), model_.contains(item));
   const std::vector<ItemKey> items = inOrder();
   const psId found = model_.get(item);
   const auto place = std::find_if(items.begin(), items.end(), [&](const ItemKey& other) { return other.id == found; });
-  walk.at = found.isNull() ? placeOfMiss(item, walk) : static_cast<int>(place - items.begin());
+  seek(it, walk, found.isNull() ? placeOfMiss(item, walk) : static_cast<int>(place - items.begin()), !found.isNull(),
+       [&] { return world_.goTo(it, item); });
+}
+
+void KeyedDriver::seek(psCollectionIterator& it, IteratorWalk& walk, int place, bool isFound,
+                       const std::function<bool()>& act) {
+  const bool isThere = happens(isFound, act);
+  walk.at = place;
+  if (isThere || !wasRefused()) return;
+  ASSERT_TRUE(it.current(pscNoLock).isNull() && !it.hasNext() && !it.hasPrevious() && it.remove() == 0);
+  walk.jump();
+}
+
+void KeyedDriver::changeMany(const SetModel& after, const SetModel& others, bool expected,
+                             const std::function<bool()>& act) {
+  happens(expected, act);
+  if (!wasRefused()) {
+    model_ = after;
+    return;
+  }
+  SetModel actual(model_.byNumber());
+  const std::unique_ptr<psCollectionIterator> it(world_.collection().keyIterator());
+  while (it->hasNext()) {
+    const pstHandle<Item> object(it->next(pscNoLock));
+    const ItemKey key = {object.oid(), object.open(pscRead) == 1 ? object->number() : -1};
+    const psId value = isMap() ? it->currentValue().oid() : psId();
+    ASSERT_TRUE(model_.contains(key) || after.contains(key)) << key.number << " has come from nowhere";
+    const psId before = (model_.contains(key) ? model_ : after).valueOf(key);
+    bool isRight = value == before || (after.contains(key) && value == after.valueOf(key)) ||
+                   (value.isNull() && !before.isValid());  // what does not exist any more is forgotten
+    for (const SetModel::Pair& pair : others.pairs()) isRight |= pair.key.number == key.number && pair.value == value;
+    ASSERT_TRUE(isRight) << key.number << " has a wrong value";
+    actual.add(key, value);
+  }
+  for (const SetModel::Pair& pair : model_.pairs()) {
+    ASSERT_TRUE(!after.contains(pair.key) || actual.get(pair.key) == pair.key.id) << pair.key.number << " is lost";
+  }
+  model_ = actual;
 }
 
 void KeyedDriver::clear() {
-  world_.collection().clear();
-  model_ = SetModel(model_.byNumber());
+  const SetModel none(model_.byNumber());
+  changeMany(none, none, true, [this] { return world_.collection().clear(), true; });
   verify();
   ASSERT_EQ(orphansOf(world_.store.session()), "");
 }
@@ -161,12 +201,13 @@ void KeyedDriver::combine() {
   pstHandle<psCollection> self(collection.psOid());
   SetModel others(false);
   pstHandle<psCollection> other = makeOther(others);
-  const int before = model_.size();
-  bool holdsAll = true;
+  SetModel after = model_;
+  bool expected = true;
+  std::function<bool()> act;
   switch (below(4)) {
     case 0:
-      for (const ItemKey& item : others.list()) holdsAll = holdsAll && model_.contains(item);
-      ASSERT_EQ(collection.containsAll(other), holdsAll);
+      for (const ItemKey& item : others.list()) expected = expected && model_.contains(item);
+      act = [&] { return collection.containsAll(other); };
       break;
     case 1: {
       // Of two elements that are equal the one that comes first stays, with the value of the last.
@@ -174,26 +215,28 @@ void KeyedDriver::combine() {
       while (it->hasNext()) {
         const pstHandle<Item> element(it->next(pscNoLock));
         const ItemKey item{element.oid(), element->number()};
-        isMap() ? model_.put(item, others.valueOf(item)) : static_cast<void>(model_.add(item));
+        isMap() ? after.put(item, others.valueOf(item)) : static_cast<void>(after.add(item));
       }
-      ASSERT_EQ(collection.addAll(other), isMap() ? others.size() > 0 : model_.size() != before);
+      expected = isMap() ? others.size() > 0 : after.size() != model_.size();
+      act = [&] { return collection.addAll(other); };
       break;
     }
-    case 2: {
-      bool reports = false;
+    case 2:
+      expected = false;
       for (const ItemKey& item : others.list()) {
-        reports |= model_.contains(item) && reportsRemovalOf(model_.valueOf(item));
-        model_.remove(item);
+        expected |= after.contains(item) && reportsRemovalOf(after.valueOf(item));
+        after.remove(item);
       }
-      ASSERT_EQ(collection.removeAll(other), reports);
+      act = [&] { return collection.removeAll(other); };
       break;
-    }
     default:
       for (const ItemKey& item : model_.list()) {
-        if (!others.contains(item)) model_.remove(item);
+        if (!others.contains(item)) after.remove(item);
       }
-      ASSERT_EQ(collection.retainAll(other), model_.size() != before);
+      expected = after.size() != model_.size();
+      act = [&] { return collection.retainAll(other); };
   }
+  changeMany(after, others, expected, act);
   ASSERT_EQ(collection.addAll(self), isMap() && model_.size() > 0);
   ASSERT_TRUE(collection.containsAll(self));
   verify();
@@ -214,8 +257,13 @@ void KeyedDriver::forgetDeleted() {
   };
   for (const ItemKey* item : items) destroy(item->id);
   for (const psId* value : values) destroy(*value);
-  model_.forgetDeleted();
-  world_.collection().removeAllDeleted();
+  SetModel after = model_;
+  after.forgetDeleted();
+  const auto act = [this] { return world_.collection().removeAllDeleted(), true; };
+  // Only by identifier can those be told apart that are left.
+  if (!model_.byNumber()) changeMany(after, SetModel(false), true, act);
+  act();
+  model_ = after;
   for (ItemKey* item : items) {
     if (!item->id.isValid()) *item = world_.newItem(item->number);
   }
@@ -235,8 +283,10 @@ void KeyedDriver::moveElement() {
   it->goToIndex(i, pscNoLock);
   betweenPositionAndMove();
   const char* const places[] = {"items", "moved", "moved further"};
-  ASSERT_EQ(it->moveCurrentTo(world_.store.container(places[below(3)])), 1) << world_.store->lastError();
-  ASSERT_FALSE(old.id.isValid());
+  const pstHandle<psContObj> place = world_.store.container(places[below(3)]);
+  const bool isMoved = happens(true, [&] { return it->moveCurrentTo(place) == 1; });
+  ASSERT_EQ(old.id.isValid(), !isMoved);
+  if (!isMoved) return;
 
   const auto isOld = [&old](const ItemKey& item) { return item.id == old.id; };
   ItemKey& moved = *std::find_if(pool_.begin(), pool_.end(), isOld);
@@ -258,9 +308,8 @@ void KeyedDriver::moveElement() {
 void KeyedDriver::put() {
   const ItemKey item = anyItem();
   const psId value = anyValue();
-  ASSERT_TRUE(world_.bind(item, value));
-  model_.put(item, value);
-  ASSERT_EQ(world_.get(item), value);
+  if (happens(true, [&] { return world_.bind(item, value); })) model_.put(item, value);
+  ASSERT_EQ(world_.get(item), model_.valueOf(item));
 }
 
 // What is set, cleared or moved is the value alone.
@@ -269,7 +318,7 @@ void KeyedDriver::walkValues() {
   const std::vector<ItemKey> keys = inOrder();
   std::vector<psId> values;
   for (const ItemKey& key : keys) values.push_back(model_.valueOf(key));
-  IteratorWalk walk(*it, values, random());
+  IteratorWalk walk(*it, values, *this);
   walk.leavesEmptyStart = leavesEmptyStart();
   const bool forward = below(3) != 0;
   if (!forward) walk.jump();
@@ -283,17 +332,18 @@ void KeyedDriver::walkValues() {
       walk.jump();
     } else if (kind <= 4) {
       psId value = kind == 2 ? psId() : anyValue();
-      int result = walk.isOnElement() ? 1 : 0;
+      const pstHandle<psContObj> place = world_.store.container("moved");
+      const bool exists = walk.here().isValid();
+      const bool isChanged = happens(kind == 4 ? exists : walk.isOnElement(), [&] {
+        return (kind == 2 ? it->remove() : kind == 3 ? it->set(value) : it->moveCurrentTo(place)) == 1;
+      });
       if (kind == 4) {
-        result = walk.here().isValid() ? 1 : 0;
-        ASSERT_EQ(it->moveCurrentTo(world_.store.container("moved")), result);
+        ASSERT_EQ(walk.here().isValid(), exists && !isChanged);
         value = it->current(pscNoLock);
-        ASSERT_TRUE(result == 0 || (value.isValid() && !walk.here().isValid()));
+        ASSERT_TRUE(!isChanged || value.isValid());
         std::replace(values_.begin(), values_.end(), walk.here(), value);
-      } else {
-        ASSERT_EQ(kind == 2 ? it->remove() : it->set(value), result);
       }
-      if (result == 1) {
+      if (isChanged) {
         walk.elements[static_cast<std::size_t>(walk.at)] = value;
         model_.put(keys[static_cast<std::size_t>(walk.at)], value);
       }
@@ -311,13 +361,13 @@ void KeyedDriver::walkValues() {
 }
 
 void KeyedDriver::lookForValue() {
-  const psId value = anyOf(values_);
+  const psId value = seesBeyondNullValues() ? anyValue() : anyOf(values_);
   bool isThere = false;
   for (const SetModel::Pair& pair : model_.pairs()) {
     if (pair.value.isNull() && !seesBeyondNullValues()) break;
     isThere |= pair.value == value;
   }
-  ASSERT_EQ(world_.containsValue(value), isThere);
+  answers(isThere, false, [&] { return world_.containsValue(value); });
 }
 
 }  // namespace ps::test

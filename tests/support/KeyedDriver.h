@@ -1,5 +1,6 @@
 #pragma once
 
+#include "support/KeyedSweep.h"
 #include "support/KeyedWorld.h"
 #include "support/ModelDriver.h"
 
@@ -34,6 +35,7 @@ class KeyedDriver : public ModelDriver {
 
   void verify() override;
   void clear() override;
+  std::vector<Trouble> troubles() override { return troublesOf(world_); }
   TempStore& store() override { return world_.store; }
   const std::vector<Choice>& choices() const override { return choices_; }
   std::string complaintsIn(psSession& session) const override {
@@ -52,6 +54,10 @@ class KeyedDriver : public ModelDriver {
   // Null at times, and always for a set.
   psId anyValue() { return below(6) == 0 ? psId() : anyOf(values_); }
   void seek(psCollectionIterator& it, IteratorWalk& walk);
+  // Runs a search of an iterator, which ends on the place that is given, or nowhere when it was refused.
+  void seek(psCollectionIterator& it, IteratorWalk& walk, int place, bool isFound, const std::function<bool()>& act);
+  // Runs an operation on many elements. When it was refused something it may have stopped on its way.
+  void changeMany(const SetModel& after, const SetModel& others, bool expected, const std::function<bool()>& act);
 
   KeyedWorld& world_;
   SetModel& model_;

@@ -4,7 +4,7 @@
 
 namespace ps::test {
 
-void sweepKeyed(KeyedWorld& world, const Operation& operation) {
+std::vector<Trouble> troublesOf(KeyedWorld& world) {
   std::vector<Trouble> troubles = refusals(world.store.session());
   const auto fail = [](std::uint64_t k) {
     auto failure = std::make_shared<JavaFailure>(k);
@@ -14,8 +14,10 @@ void sweepKeyed(KeyedWorld& world, const Operation& operation) {
     };
   };
   if (world.flavour == Flavour::java) troubles.push_back({"a call into Java throws", fail, true});
-  sweep(world, operation, troubles);
+  return troubles;
 }
+
+void sweepKeyed(KeyedWorld& world, const Operation& operation) { sweep(world, operation, troublesOf(world)); }
 
 void expectWhole(const KeyedWorld& world, const SetModel& after, bool result, bool refused) {
   ASSERT_TRUE(result || refused);

@@ -6,8 +6,11 @@
 // Sweeps over operations on one element, in a world that was brought into the shape in which the element meets them.
 namespace ps::test {
 
-// Sweeps over refused opens and, where the world's keys are Java's, over calls into Java that throw: after one of those
-// the operation must have failed.
+// Refused opens and, where the world's keys are Java's, calls into Java that throw: after one of those the operation
+// must have failed.
+std::vector<Trouble> troublesOf(KeyedWorld& world);
+
+// Sweeps over all of those.
 void sweepKeyed(KeyedWorld& world, const Operation& operation);
 
 // An operation on one element happens, and says so, or does not happen.

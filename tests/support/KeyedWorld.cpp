@@ -9,6 +9,25 @@
 
 namespace ps::test {
 
+namespace {
+
+thread_local ItemKey wantedItem;
+
+int compareNumber(unsigned int databaseAndContainer, unsigned int pageAndSlot) {
+  return compareWithNumber(idOf(databaseAndContainer, pageAndSlot), wantedItem.number);
+}
+
+int compareIdentifier(unsigned int databaseAndContainer, unsigned int pageAndSlot) {
+  return psCompare::comparePsId(idOf(databaseAndContainer, pageAndSlot), wantedItem.id);
+}
+
+}  // namespace
+
+Callback comparisonWith(const ItemKey& item, bool byNumber) {
+  wantedItem = item;
+  return byNumber ? compareNumber : compareIdentifier;
+}
+
 const char* nameOf(Flavour flavour) {
   const char* const names[] = {"handle", "raw", "callback", "java"};
   return names[static_cast<int>(flavour)];
@@ -72,6 +91,12 @@ void KeyedWorld::find() {
   evens_ = store.container("items");
   odds_ = store->container(store->database("odd items"), "items");
   values_ = store.container("values");
+}
+
+bool KeyedWorld::goToKey(psCollectionIterator& iterator, const ItemKey& item) const {
+  if (flavour == Flavour::handle) return iterator.goTo(pstHandle<psObj>(item.id));
+  if (flavour == Flavour::raw) return iterator.goTo(static_cast<const void*>(&item.number));
+  return iterator.goTo(0U, comparisonWith(item, model.byNumber()));
 }
 
 void KeyedWorld::put(const ItemKey& item) {

@@ -19,6 +19,29 @@ const char* nameOf(Flavour flavour);
 std::vector<Flavour> testable(std::vector<Flavour> flavours);
 inline const char* nameOf(Kind kind) { return kind == Kind::set ? "Set" : "Map"; }
 
+// A callback that compares stored elements with the item, which it finds in a variable of the thread.
+using Callback = int (*)(unsigned int, unsigned int);
+Callback comparisonWith(const ItemKey& item, bool byNumber);
+
+// Calls with what names the item in a flavour: a handle, a raw key, a callback, or three Java objects.
+template <class Call>
+auto callByKey(Flavour flavour, const ItemKey& item, bool byNumber, Call call) {
+  if (flavour == Flavour::handle) return call(pstHandle<psObj>(item.id));
+  if (flavour == Flavour::raw) return call(static_cast<const void*>(&item.number));
+  if (flavour == Flavour::callback) return call(comparisonWith(item, byNumber));
+  JavaKey java(item, byNumber);
+  return call(java.key, java.callee, java.env);
+}
+
+// Calls with what an addition in a flavour takes beside the element: nothing, a callback, or three Java objects.
+template <class Call>
+auto callWithKey(Flavour flavour, const ItemKey& item, bool byNumber, Call call) {
+  if (flavour == Flavour::callback) return call(comparisonWith(item, byNumber));
+  if (flavour != Flavour::java) return call();
+  JavaKey java(item, byNumber);
+  return call(java.key, java.callee, java.env);
+}
+
 // What a set ought to hold, or a map, in the order of the elements. The values of a set are null.
 class SetModel {
  public:
@@ -105,6 +128,8 @@ class KeyedWorld {
 
  protected:
   KeyedWorld(TempStore::Place place, Flavour flavourOfKeys, bool byNumber, Kind kindOfCollection);
+  // In any flavour but Java's.
+  bool goToKey(psCollectionIterator& iterator, const ItemKey& item) const;
   // Files a new collection.
   void name(const pstHandle<psObj>& collection);
 

@@ -6,6 +6,7 @@
 #include <vector>
 
 #include "core/psCollectionIterator.h"
+#include "support/Sweep.h"
 #include "support/TempStore.h"
 
 namespace ps::test {
@@ -14,12 +15,13 @@ namespace ps::test {
 struct RunPlan {
   TempStore::Place place;
   int steps;
-  int reopenEvery;  // steps; 0 never
-  int abortEvery;   // transactions; 0 never
+  int reopenEvery;       // steps; 0 never
+  int abortEvery;        // transactions; 0 never
+  bool refuses = false;  // whether operations are refused something on their way
 };
 
-// Drives a collection and its model side by side, at random, through commits, aborts and reopenings. Which operations
-// there are, and what the model is, a derived class says.
+// Drives a collection and its model side by side, at random, through commits, aborts, reopenings and refusals. Which
+// operations there are, and what the model is, a derived class says.
 class ModelDriver {
  public:
   ModelDriver(const ModelDriver&) = delete;
@@ -51,18 +53,42 @@ class ModelDriver {
   // Empties collection and model, at the end.
   virtual void clear() = 0;
 
+  // What may happen to an operation at one of its points.
+  virtual std::vector<Trouble> troubles() { return refusals(store().session()); }
+
   // Commits, or aborts when it is time to.
   void endTransaction();
+
+  // Runs an operation, in some steps with trouble at a random point. Returns whether it says that it was done, which it
+  // must as expected; when there was trouble it may also say that it was not.
+  bool happens(bool expected, const std::function<bool()>& act);
+  // Whether there was trouble in the last operation.
+  bool wasRefused() const { return wasRefused_; }
+
+  // Asks for something. When there was trouble the answer may also be the one that says that nothing was found.
+  template <class T, class Ask>
+  void answers(const T& expected, const T& nothing, Ask ask) {
+    T found = nothing;
+    happens(!(expected == nothing), [&] { return !((found = ask()) == nothing); });
+    EXPECT_TRUE(found == expected || (wasRefused_ && found == nothing));
+  }
 
   int below(int n) { return std::uniform_int_distribution<int>(0, n - 1)(random_); }
 
   std::mt19937_64& random() { return random_; }
 
  private:
+  friend class IteratorWalk;
+
   const Choice& choose();
+  void removeEmptyContainers();
   void reopen();
 
   RunPlan plan_;
+  std::vector<Trouble> troubles_;
+  bool isTroubled_ = false;  // this step
+  bool wasRefused_ = false;
+  int refusals_ = 0;
   std::mt19937_64 random_;
   int transactions_ = 0;
   bool growing_ = true;
@@ -71,13 +97,13 @@ class ModelDriver {
 // An iterator, and the place in a sequence where it ought to be: -1 before the first element, the size behind the last.
 class IteratorWalk {
  public:
-  IteratorWalk(psCollectionIterator& iterator, std::vector<psId> sequence, std::mt19937_64& random)
-      : elements(std::move(sequence)), iterator_(iterator), random_(random) {}
+  IteratorWalk(psCollectionIterator& iterator, std::vector<psId> sequence, ModelDriver& driver)
+      : elements(std::move(sequence)), iterator_(iterator), driver_(driver), random_(driver.random_) {}
 
   // Takes a step, forward or back, or jumps to a position.
   void step(bool forward);
   void jump();
-  // Removes the current element. The place where it was, -1 when there was none.
+  // Removes the current element. The place where it was, -1 when there was none, or it is still there.
   int remove();
   // Compares everything that the iterator says about its place.
   void verify();
@@ -94,6 +120,7 @@ class IteratorWalk {
   psLockMode anyLock() { return random_() % 3 == 0 ? pscLockUpdate : pscNoLock; }
 
   psCollectionIterator& iterator_;
+  ModelDriver& driver_;
   std::mt19937_64& random_;
 };
 

@@ -53,6 +53,9 @@ void sweep(World& world, const Operation& operation, const std::vector<Trouble>&
       operation.verify(result, bit);
       ASSERT_FALSE(trouble.alwaysFails && bit && result);
       ASSERT_EQ(world.store->abort(), 1);
+      if (testing::Test::HasFailure()) return;
+      // What an abort does not restore is still there after the next ones.
+      if (bit && k % 4 != 0) continue;
       ASSERT_EQ(world.store->begin(pscRead), 1);
       world.find();
       ASSERT_EQ(world.complaints(), "") << "after the abort";
