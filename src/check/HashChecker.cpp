@@ -43,7 +43,7 @@ void HashChecker::visitDirectory(int depth) {
   for (std::uint32_t i = 0; i < directory.size();) {
     const std::string place = "directory entry " + std::to_string(i);
     const pstHandle<psHashBucket> bucket(directory[i]);
-    if (bucket.open(pscRead) != 1 || bucket->psGetTypeN() != psHashBucket::pstTypeN)
+    if (bucket.typeN() != psHashBucket::pstTypeN || bucket.open(pscRead) != 1)
       return complain(bucket, "is not a bucket, at " + place);
     bucketDepth_ = HashAccess::depth(static_cast<const psHashBucket&>(*bucket));
     if (bucketDepth_ < 0 || bucketDepth_ > depth) return complain(bucket, "its depth is out of range");
@@ -89,8 +89,7 @@ void HashChecker::visitChain(const pstHandle<psHashChain>& chain, std::uint32_t 
 void HashChecker::visitStored(const pstRef<psObj>& stored, std::uint32_t slot) {
   if (!isMap_) return checkHash(pstHandle<psObj>(stored), slot);
   const pstHandle<psHashMapEntry> entry(stored);
-  if (entry.open(pscRead) != 1 || entry->psGetTypeN() != psHashMapEntry::pstTypeN)
-    return complain(entry, "is not an entry");
+  if (entry.typeN() != psHashMapEntry::pstTypeN || entry.open(pscRead) != 1) return complain(entry, "is not an entry");
   own(entry);
   checkHash(pstHandle<psObj>(entry->key()), slot);
 }
