@@ -29,7 +29,7 @@ void ModelDriver::run() {
   }
   if (testing::Test::HasFailure()) return;
   clear();
-  EXPECT_EQ(refusals_ > plan_.steps / 8, plan_.refuses) << refusals_;
+  EXPECT_EQ(refusals_ > plan_.steps / 16, plan_.refuses) << refusals_;
 }
 
 bool ModelDriver::happens(bool expected, const std::function<bool()>& act) {
