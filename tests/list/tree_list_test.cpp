@@ -70,6 +70,30 @@ TEST(TreeList, HoldsAMillionReferencesThatAnotherProcessReadsBack) {
   EXPECT_EQ(world.store.inChild(check), "");
 }
 
+TEST(TreeList, ChangesNothingInAReadTransactionAndSaysSo) {
+  ListWorld world(TempStore::Place::memory, 4);
+  world.fill(14);
+  const psId item = world.newItem(100);
+  pstHandle<psCollection> other(new (world.store.container("lists")) psTreeList(4));
+  other->add(item);
+  ASSERT_EQ(world.store->commit(), 1);
+  ASSERT_EQ(world.store->begin(pscRead), 1);
+  world.find();
+  psTreeList& list = *world.list;
+  EXPECT_FALSE(list.add(item) || list.addAll(other) || list.removeAll(world.list) || list.retainAll(other));
+  EXPECT_EQ(list.add(3, item) + list.addAll(3, other) + list.addFirst(item) + list.addLast(item), 0);
+  EXPECT_EQ(list.set(3, item) + list.removeRange(0, 13) + list.removeRange(13, 13), 0);
+  EXPECT_FALSE(list.remove(world.model[5]));
+  list.clear();
+  list.compact();
+  list.removeFirst();
+  const std::unique_ptr<psCollectionIterator> it(list.iterator());
+  EXPECT_EQ(it->goToIndex(6, pscLockUpdate), psId()) << "it must not go where it cannot lock";
+  EXPECT_EQ(it->goToIndex(6, pscNoLock), world.model[6]);
+  EXPECT_EQ(it->remove() + it->set(item) + it->moveCurrentTo(world.list), 0);
+  EXPECT_EQ(world.complaints(), "");
+}
+
 // What an operation opens says what it costs, on any machine.
 TEST(TreeList, StepsAndEndsOpenLittleAndPositionsTwoObjectsALeaf) {
   ListWorld world(TempStore::Place::memory, 20);
