@@ -104,6 +104,112 @@ TEST(KeyedRefusal, WhatWasDeletedMisleadsNobody) {
   }
 }
 
+// What is put has its own value, whatever could not be read.
+TEST(KeyedRefusal, AddAllStopsButDoesNotErr) {
+  for (const Structure structure : structures) {
+    for (const Structure otherStructure : structures) {
+      const auto world = makeWorld(structure, Kind::map, 9);
+      const pstHandle<psCollection> source = makeOther(*world, otherStructure, Kind::map);
+      SetModel whole = world->model;
+      for (int i = 1; i <= 9; ++i) {
+        const ItemKey item =
+            i % 3 == 0 ? world->model.list()[static_cast<std::size_t>(i - 1)] : world->newItem(i * 10 + 5);
+        const psId value = world->newValue(i);
+        whole.put(item, value);
+        ASSERT_TRUE(putInto(*source, item.id, value));
+      }
+      const auto act = [&] {
+        pstHandle<psCollection> argument(source.oid());
+        return world->collection().addAll(argument);
+      };
+      const auto verify = [&](bool result, bool refused) {
+        ASSERT_TRUE(result || refused);
+        SetModel actual(true);
+        for (const SetModel::Pair& pair : whole.pairs()) {
+          const bool isThere = world->contains(pair.key);
+          const bool wasThere = world->model.contains(pair.key);
+          ASSERT_TRUE(isThere || !wasThere) << pair.key.number << " is lost";
+          ASSERT_TRUE(isThere || refused) << pair.key.number;
+          const bool hasOldValue = wasThere && world->get(pair.key) == world->model.valueOf(pair.key);
+          if (isThere) actual.add(pair.key, hasOldValue ? world->model.valueOf(pair.key) : pair.value);
+        }
+        ASSERT_EQ(world->complaintsAgainst(actual), "");
+        ASSERT_EQ(orphansOf(world->store.session()), "");
+      };
+      sweep(*world, {act, verify});
+      if (HasFailure()) return;
+    }
+  }
+}
+
+struct Bulk {
+  const char* name;
+  std::function<void(psCollection&, pstHandle<psCollection> other)> act;
+  std::function<bool(int number, bool inOther)> keeps;
+};
+
+const Bulk bulks[] = {
+    {"clear", [](psCollection& collection, const pstHandle<psCollection>&) { collection.clear(); },
+     [](int, bool) { return false; }},
+    {"retainAll", [](psCollection& collection, pstHandle<psCollection> other) { collection.retainAll(other); },
+     [](int, bool inOther) { return inOther; }},
+    {"removeAll", [](psCollection& collection, pstHandle<psCollection> other) { collection.removeAll(other); },
+     [](int, bool inOther) { return !inOther; }},
+    {"removeAllDeleted",
+     [](psCollection& collection, const pstHandle<psCollection>&) { collection.removeAllDeleted(); },
+     [](int number, bool) { return number != 50 && number != 60; }},
+};
+
+// An operation on many elements may stop on its way, but takes none that it is not to take.
+void expectNothingElseGone(KeyedWorld& world, const pstHandle<psCollection>& other, const Bulk& bulk) {
+  SetModel whole(false);
+  for (const SetModel::Pair& pair : world.model.pairs()) {
+    const bool inOther = pair.key.number % 20 == 0;
+    if (inOther) other->add(pstHandle<psObj>(pair.key.id));
+    if (bulk.keeps(static_cast<int>(pair.key.number), inOther)) whole.add(pair.key, pair.value);
+  }
+  // Keys 50 and 60 are deleted, and values 60 and 70.
+  const auto prepare = [&] {
+    ASSERT_EQ(other.open(pscRead), 1);
+    if (bulk.name != std::string("removeAllDeleted")) return;
+    for (const SetModel::Pair& pair : world.model.pairs()) {
+      const std::int64_t number = pair.key.number;
+      pstHandle<psObj> key(pair.key.id);
+      pstHandle<psObj> value(pair.value);
+      if (number == 50 || number == 60) psDelete(key);
+      if (!value.isNull() && (number == 60 || number == 70)) psDelete(value);
+    }
+  };
+  const auto act = [&] { return bulk.act(world.collection(), other), true; };
+  const auto verify = [&](bool, bool refused) {
+    SetModel actual(false);
+    for (const SetModel::Pair& pair : world.model.pairs()) {
+      const bool isThere = world.contains(pair.key);
+      ASSERT_TRUE(isThere || !whole.contains(pair.key)) << pair.key.number << " is lost";
+      ASSERT_TRUE(refused || isThere == whole.contains(pair.key)) << pair.key.number;
+      const bool keepsValue =
+          pair.value.isValid() || (refused && world.kind == Kind::map && !world.get(pair.key).isNull());
+      if (isThere) actual.add(pair.key, keepsValue ? pair.value : psId());
+    }
+    ASSERT_EQ(world.complaintsAgainst(actual), "");
+    ASSERT_EQ(orphansOf(world.store.session()), "");
+  };
+  sweep(world, {act, verify, prepare});
+}
+
+TEST(KeyedRefusal, BulkOperationsStopButDoNotErr) {
+  for (const Structure structure : structures) {
+    for (const Kind kind : kinds) {
+      for (const Bulk& bulk : bulks) {
+        SCOPED_TRACE(nameOf(structure, kind) + ", " + bulk.name);
+        const auto world = makeWorld(structure, kind, 14, false);
+        expectNothingElseGone(*world, makeOther(*world, structure, Kind::set), bulk);
+        if (HasFailure()) return;
+      }
+    }
+  }
+}
+
 // A destructor cannot report: it is enough that the abort restores all, which the sweep checks.
 TEST(KeyedRefusal, ADestructionCanBeUndone) {
   for (const Structure structure : structures) {
