@@ -37,7 +37,8 @@ void HashChecker::run() {
   result_.owned.insert(admin.oid().bits());
 }
 
-// Each bucket stands in a range of the directory, which is the longer the fewer bits the bucket goes by.
+// Each bucket stands in a range of the directory. The range doubles for each bit of the depth that the bucket does not
+// use.
 void HashChecker::visitDirectory(int depth) {
   const HashAccess::Directory& directory = HashAccess::directory(static_cast<const psHashSet&>(*table_));
   for (std::uint32_t i = 0; i < directory.size();) {
