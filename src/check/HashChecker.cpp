@@ -95,7 +95,7 @@ void HashChecker::visitStored(const pstRef<psObj>& stored, std::uint32_t slot) {
   checkHash(pstHandle<psObj>(entry->key()), slot);
 }
 
-// The first bits of a hash tell the bucket, the rest of its division by the number of slots tells the slot.
+// The first bits of a hash give the bucket, its remainder modulo the number of slots gives the slot.
 void HashChecker::checkHash(const pstHandle<psObj>& key, std::uint32_t slot) {
   if (!key.isValid()) return;  // it was deleted without the table
   const std::uint32_t hash = table_->hashOf(key);

@@ -43,8 +43,8 @@ jclass globalReference(JNIEnv* env, jclass local) {
 }
 
 // Looks a class up when it is first needed, and keeps it for the life of the process. A look-up that fails leaves its
-// exception pending and is made again the next time. Threads that come first together each look up, and all go on with
-// what one of them found. No lock is held meanwhile, since class loaders are Java code that may come back here.
+// exception pending and is made again the next time. When several threads are first at once, each looks up, and all go
+// on with what one of them found. No lock is held meanwhile, since class loaders are Java code that may come back here.
 template <class Id, std::size_t count>
 class ClassLookUp {
  public:

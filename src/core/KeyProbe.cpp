@@ -45,7 +45,8 @@ int HandleProbe::order(const pstRef<psObj>& stored) {
   return comparator_->compare(element, key_);
 }
 
-// In a checked build, reports a comparator that says something else the other way round, or of an element and itself.
+// In a checked build, reports a comparator that contradicts itself with the operands exchanged, or with an element and
+// itself.
 void HandleProbe::checkOrder(const pstHandle<psObj>& element) const {
   const auto signOf = [](int result) { return (result > 0) - (result < 0); };
   const RefusalWatch watch;
@@ -62,7 +63,7 @@ bool HandleProbe::matches(const pstRef<psObj>& stored) {
 }
 
 bool HandleProbe::confirms(const pstRef<psObj>& stored) {
-  // The library's own collections call equal what their order does.
+  // The library's own collections call those elements equal that their order calls equal.
   const bool asks = collection_ != nullptr && collection_->psGetTypeN() > lastTypeOfLibrary;
   return !asks || collection_->equal(pstHandle<psObj>(stored), key_);
 }

@@ -16,7 +16,7 @@ psAdmin::~psAdmin() noexcept = default;
 pstHandle<psContObj> psAdmin::newContainer(pstRef<psContObj>& current) {
   const pstHandle<psContObj> from = current.isNull() ? psThis(pscNoOpen).containedIn() : pstHandle<psContObj>(current);
   if (from.isNull()) return pstHandle<psContObj>();
-  // A container that is gone tells nothing.
+  // A container that is gone does not tell whether it was garbage-collectable.
   const pstHandle<psContObj> model = from.isValid() ? from : psThis(pscNoOpen).containedIn();
   const bool garbageCollectable = ps::detail::isGarbageCollectable(model);
   if (from.oid().get_OC() < firstCrowdedContainer) {

@@ -34,7 +34,7 @@ bool psCollection::equal(const pstHandle<psObj>& a, const pstHandle<psObj>& b) c
   if (watch.refused()) return false;
   if (order.isNull()) return a == b;
   const bool isEqual = order.open(pscRead) == 1 && order->equal(a, b);
-  // What a comparator says of an object that does not exist is no answer.
+  // What a comparator says about an object that does not exist is no answer.
   return isEqual && !watch.refused() && (!watch.metAbsent() || a == b);
 }
 

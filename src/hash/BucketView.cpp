@@ -6,7 +6,7 @@ namespace ps::detail {
 
 namespace {
 
-// Chains are smaller than objects usually are, and their arrays stand right behind them.
+// Chains are smaller than most objects, and their arrays follow them directly.
 psId storageBehind(psId chain) {
   chain.set_slot(static_cast<unsigned short>(chain.get_slot() + 1));
   return chain;

@@ -11,7 +11,7 @@ namespace ps::detail {
 
 namespace {
 
-// Depths up to this one are not looked at too closely.
+// Up to this depth a directory may be out of proportion to its table.
 constexpr int everydayDepth = 10;
 
 // Number of elements from which a bucket counts as full.
@@ -48,8 +48,8 @@ class BucketSplit {
 
   // Hashes what the bucket holds. False when that fails.
   bool read(KeyProbe& probe);
-  // The number of first bits that tell apart in two groups the hashes of all that the bucket holds, with one more if it
-  // is given; 33 when there is but one group.
+  // How many first bits divide the hashes of all that the bucket holds, and one more if it is given, into two groups;
+  // 33 when all are equal.
   int bitsToDivide(std::optional<std::uint32_t> another) const;
   // False, with nothing changed, when something is refused.
   bool split();
@@ -111,7 +111,7 @@ int BucketSplit::bitsToDivide(std::optional<std::uint32_t> another) const {
   return bits;
 }
 
-// The container for the new bucket is asked for last of all that can be refused.
+// Of all that can be refused, the container for the new bucket is asked for last.
 bool BucketSplit::split() {
   const bool isReady = openWhatChanges() && createBucket() && moveEntries() && fillSlots();
   isReady ? carryOut() : giveContainerBack();
@@ -144,14 +144,14 @@ bool BucketSplit::createBucket() {
   return BucketView(newBucket_).isOpen();
 }
 
-// Where the store had no room for all: the next bucket goes into the container, which would be left empty otherwise.
+// When the store had no room for everything, the container would be left empty: the next bucket goes into it.
 void BucketSplit::giveContainerBack() {
   if (newContainer_.isNull()) return;
   const pstHandle<psHashAdmin> admin(table_.admin());
   admin->bucketContainer(newContainer_);
 }
 
-// Entries lie in their bucket's container, which they cannot leave but as new objects.
+// Entries lie in their bucket's container. To leave it they must become new objects.
 bool BucketSplit::moveEntries() {
   if (newBucket_.containedIn() == range_.bucket.containedIn()) return true;
   for (UsedSlot& used : used_) {
@@ -234,8 +234,8 @@ class Growth {
                                                                            << (32 - depth())};
   }
 
-  // A bucket that could not be divided when it was full takes as many again before that is tried anew, which hashes all
-  // that it holds; but what a split leaves is divided as far as it can be.
+  // A bucket that could not be divided when it was full takes mark_ more elements before the next attempt, since each
+  // attempt hashes all that it holds. What a split leaves is divided as far as it can be.
   bool isDue(const psHashBucket& bucket, bool isDivided) const {
     return isDivided ? bucket.size() >= mark_ : bucket.size() > 0 && bucket.size() % mark_ == 0;
   }

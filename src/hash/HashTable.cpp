@@ -31,7 +31,7 @@ void deleteBuckets(psHashSet& table) {
   }
 }
 
-// Each is in the directory as soon as it is there.
+// Each bucket is in the directory as soon as it exists.
 bool createBuckets(psHashSet& table, int depth, psHashAdmin& admin, const pstRef<psContObj>& container) {
   HashAccess::Directory& directory = HashAccess::directory(table);
   const unsigned int size = 1U << depth;
@@ -47,7 +47,7 @@ bool createBuckets(psHashSet& table, int depth, psHashAdmin& admin, const pstRef
   return true;
 }
 
-// Deletes the administrator, and the container that it was about to fill, should that be empty.
+// Deletes the administrator, and the container that it was about to fill if that is empty.
 void deleteAdministrator(const pstHandle<psHashAdmin>& admin) {
   ContainerRelease current;
   if (admin.open(pscRead) == 1) current.secure(pstHandle<psContObj>(admin->bucketContainer()));

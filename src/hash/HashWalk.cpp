@@ -86,7 +86,7 @@ TablePlace HashWalk::placeHere() {
   return here;
 }
 
-// Behind the last element, and where the current one has gone, there is nothing to go on from.
+// After the last element, and where the current one is gone, there is nothing to go on from.
 std::optional<TablePlace> HashWalk::placeAhead() {
   const psHashSet* const set = openSet();
   if (set == nullptr) return std::nullopt;

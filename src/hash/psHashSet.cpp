@@ -119,7 +119,7 @@ int psHashSet::size() const { return ps::detail::sizeOf(*this); }
 bool psHashSet::refresh(psMode mode) const {
   ps::detail::ContainerRefresh containers(mode);
   if (!containers.visit(pstHandle<psObj>(admin_))) return false;
-  // Not by ranges: to find them takes buckets that can be opened.
+  // Not by ranges: finding a range opens its bucket, which may be refused.
   for (unsigned int i = 0; i < directory_.size(); ++i) {
     if (!containers.visit(pstHandle<psObj>(directory_[i]))) return false;
   }

@@ -21,14 +21,14 @@ namespace {
 const pstProcessInitTermClass processInitTerm;
 
 // Where an element can be put, between two others or at an end: before the entry at index, counted from the start of
-// the leaf and on into the leaves behind it.
+// the leaf and on into the leaves after it.
 struct Gap {
   pstHandle<psBTree> leaf;  // or the root, for its leftmost leaf
   int index = 0;
   std::optional<int> room;  // how many entries the leaf still takes; nothing until the gap is known to lie in it
 };
 
-// Has the gap name the leaf in which it lies: at a boundary the left one. False when there is no such gap, or it
+// Makes the gap name the leaf in which it lies: at a boundary the left one. False when there is no such gap, or it
 // cannot be reached.
 bool settle(Gap& gap) {
   if (gap.room) return true;
@@ -53,7 +53,7 @@ bool markAsLeaf(const pstHandle<psBTree>& leaf) {
   return true;
 }
 
-// Puts the element into the gap, splitting nodes until there is room, and moves the gap behind it. False when there is
+// Puts the element into the gap, splitting nodes until there is room, and moves the gap after it. False when there is
 // no such gap, or on failure; then the element has not been added, though nodes may have been split.
 bool insertAt(Gap& gap, const pstHandle<psObj>& element, InsertionPoint where) {
   for (;;) {

@@ -58,8 +58,9 @@ class PS_API psSession {
   // updates to end.
   int begin(psMode mode);
 
-  // Ends the transaction. When an update returns 1, all changes are in the store, whole and durable; when it returns 0,
-  // none is. Opens for update end with the transaction. Handles may be kept and used in the next one.
+  // Ends the transaction. When an update returns 1, all changes are in the store, whole and durable. When it returns 0,
+  // none is; only with the kind psErrorKind::outcomeUnknown may all be. Opens for update end with the transaction.
+  // Handles may be kept and used in the next one.
   int commit();
 
   // Ends the transaction and undoes its changes. Objects that it created are gone.

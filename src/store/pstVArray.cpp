@@ -35,7 +35,7 @@ std::uint32_t capacityFor(std::uint64_t oldBytes, std::uint64_t bytes) {
 int replaceStorage(SessionCore& session, void* array, std::uint64_t bytes, const void* content,
                    std::uint32_t contentBytes) {
   const psId owner = ps::detail::frameOfAddress(array)->pageId;
-  // The array's own page may be written out to make room for the storage, and what is changed in it lost.
+  // The array's own page may be written out to make room for the storage, and later changes in it would be lost.
   const ps::detail::PagePin ownerPin(array);
   const ps::detail::PagePin contentPin(content);
   void* const made =

@@ -8,9 +8,9 @@ namespace ps::detail {
 
 namespace {
 
-// Elements that come in ascending order all go behind the last one. So it is noted beside the root, for as long as that
-// stays in memory, in which leaf the last element that came into the tree went behind all others; and when that leaf
-// was seen to be the last of the tree, the shape in which it was.
+// Elements that come in ascending order all go after the last one. So two things are noted beside the root for as long
+// as it stays in memory: the leaf in which the newest element went after all others, and the tree's shape when that
+// leaf was seen to be the last one.
 constexpr int notesOfAscent = 2;
 
 void noteAscent(const psBTree& tree, const TreePosition& at, const psId& shapeWhereLast) {
@@ -20,7 +20,7 @@ void noteAscent(const psBTree& tree, const TreePosition& at, const psId& shapeWh
   notes[1] = shapeWhereLast;
 }
 
-// The last leaf, when the next element is expected to go behind all others; else null.
+// The last leaf, when the next element is expected to go after all others; else null.
 pstHandle<psBTree> lastLeafForAscent(const psBTree& tree) {
   const psId* const notes = notesBeside(&tree, notesOfAscent);
   if (notes == nullptr || notes[0].isNull()) return pstHandle<psBTree>();
@@ -28,7 +28,7 @@ pstHandle<psBTree> lastLeafForAscent(const psBTree& tree) {
   return notes[1] == currentShape() && isReadable(noted) ? noted : rightmostLeaf(tree).node;
 }
 
-// The position behind the last element, if one is expected to go there and the key is greater than that; else a failed
+// The position after the last element, if one is expected to go there and the key is greater than that; else a failed
 // one. What cannot be read there need not concern the key, so it does not fail the probe.
 TreePosition locateBehindLast(const psBTree& tree, KeyProbe& probe) {
   TreePosition at;

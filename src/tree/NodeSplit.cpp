@@ -37,7 +37,7 @@ class SplitSource {
 };
 
 // A node made for a split. It is deleted again, with its arrays and the containers that this leaves empty, unless the
-// split comes to keep it. Its handles are made from addresses, so that neither use nor deletion opens anything but the
+// split keeps it. Its handles are made from addresses, so that neither use nor deletion opens anything but the
 // edits.
 class NewNode {
  public:

@@ -7,7 +7,7 @@ namespace ps::detail {
 
 namespace {
 
-// What is asked for of a leaf before it is known how much it holds: an array of 280 elements.
+// How much of a leaf is prefetched before its size is known: an array of 280 elements.
 constexpr std::size_t bytesAhead = 2304;
 
 // Reads the lowest element of the child that an entry, its leftmost leaf, stands for. What was read is noted beside the

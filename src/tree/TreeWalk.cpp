@@ -16,7 +16,7 @@ namespace {
 
 constexpr int unknownIndex = -2;
 
-// How far ahead of a walk that reads the objects these are asked for.
+// How many objects ahead a walk that reads them prefetches.
 constexpr int objectsAhead = 8;
 
 }  // namespace
@@ -59,7 +59,7 @@ pstRef<psUnsortedArray> TreeWalk::deliveredFrom(const pstHandle<psBTree>& leaf) 
 bool TreeWalk::isInTree() const {
   if (!leaf_.isValid() || ptmIsKindOf(leaf_.typeN(), psBTree::pstTypeN) == 0) return false;
   if (!isReadable(leaf_)) return false;
-  // A root that has got leaves below it holds these.
+  // Once a root has leaves below it, it holds leaves and no elements.
   const bool isLeaf = !NodeAccess::first(*leaf_).isNull() || ArrayView(NodeAccess::elements(*leaf_)).count() == 0;
   return isLeaf && rootOf(*leaf_) == tree_;
 }

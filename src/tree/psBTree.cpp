@@ -27,7 +27,7 @@ namespace {
 
 const pstProcessInitTermClass processInitTerm;
 
-// Where this very object is, in the leaf where it belongs.
+// Where this very object is in the leaf where it belongs.
 TreePosition findObject(const psBTree& tree, const pstHandle<psObj>& element) {
   HandleProbe probe(element, ps::detail::comparatorOf(tree));
   TreePosition found;
@@ -136,7 +136,7 @@ pstHandle<psBTree> psBTree::root() const { return ps::detail::rootOf(*this); }
 
 pstRef<psUnsortedArray> psBTree::values() const { return pstRef<psUnsortedArray>(); }
 
-// Levels can be taken away only below the root, or leaves would come to stand at different depths. Packing may delete
+// Levels can be taken away only below the root, or leaves would lie at different depths. Packing may delete
 // the node that was asked.
 void psBTree::compact() {
   const pstHandle<psBTree> top = root();

@@ -26,7 +26,7 @@ constexpr std::uint32_t highestPage = 65535;
 constexpr std::size_t bytesPerSlot = 48;
 // Longer than any chunk takes from memory, shorter than a disk answers.
 constexpr std::chrono::microseconds leastDiskAccess{20};
-// Number of values that are taken to be on the disk after one that was.
+// After a value that came from the disk, this many more are assumed to come from there too.
 constexpr unsigned announcementsPerDiskAccess = 32;
 
 // Stands for a database of which nothing is in memory.
@@ -216,7 +216,7 @@ PageCache::Fetch PageCache::load(const psId& id, Page*& page) {
   std::size_t needed = objectsBegin(slots) + shape.bytes;
   // Where objects may be added, the image gets the room of a whole page: it cannot be moved to more room later, and
   // each page left half empty takes one of the container's numbers. Most containers hold one array in one page and will
-  // not grow: those are kept small, but for the smallest, which may as well be the first object of many.
+  // not grow: those are kept small. The smallest are not, since they may be the first object of many.
   const bool mayGrow = shape.header.objects > 2 || id.get_page() > 1 ||
                        (updateStamp_ != SessionHead::noStamp && needed <= pageSize_ / 8);
   if (mayGrow && needed < pageSize_ / 4 * 3) {
@@ -332,8 +332,8 @@ Page* PageCache::newPage(PageSequence pages, std::size_t capacity) {
   return page;
 }
 
-// The next page number of a container; only when there is none above those in use, one whose page is gone. 0: none at
-// all.
+// The next page number of a container: one above those in use, or when none is left, one whose page is gone; 0 when
+// there is neither.
 std::uint32_t PageCache::freshPageNumber(PageSequence pages) {
   if (pages.nextNumber <= highestPage) return pages.nextNumber;
   psId id = pages.container;
@@ -448,7 +448,7 @@ void PageCache::makeRoom(std::size_t bytes) {
 bool PageCache::evict(Page& page) {
   if (page.changed) {
     if (updateStamp_ == SessionHead::noStamp || !write(page)) {
-      // It stays, and the commit says why; the hand, which has others to try, passes by it for now.
+      // It stays, and the commit says why. The hand goes on to the others.
       page.frame->touched = head_.loads;
       return false;
     }
@@ -468,7 +468,7 @@ void PageCache::unlist(Page& page) {
   resident_.pop_back();
 }
 
-// Ends a page's being changed.
+// Takes a page out of those that are changed.
 void PageCache::settle(Page& page) {
   if (!page.changed) return;
   changed_.back()->changedIndex = page.changedIndex;

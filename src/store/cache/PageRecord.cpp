@@ -49,7 +49,8 @@ bool forEachObject(std::string_view record, const RecordHeader& header, Visitor&
     StoredObject stored;
     std::memcpy(&stored, record.data() + position, sizeof stored);
     position += sizeof stored;
-    // Most objects are like the one before: that being foreseen, the processor need not wait to know where the next is.
+    // Most objects are as long as the one before. Predicting that, the processor need not wait to know where the next
+    // is.
     if (PS_UNLIKELY(stored.type != type || stored.size != sizeInMemory)) {
       type = stored.type;
       sizeInMemory = stored.size;
@@ -88,7 +89,7 @@ std::uint64_t chunkChecksum(std::string_view key, std::string_view payload) {
 
 std::string_view verifiedPayload(std::string_view key, std::string_view value, std::uint64_t& checksum) {
   if (value.size() < sizeof checksum) return {};
-  // What is not in the processor's caches arrives sooner when all of it is asked for at once.
+  // What is not in the processor's caches arrives sooner when all of it is prefetched at once.
   for (std::size_t i = 0; i < value.size(); i += cacheLine) __builtin_prefetch(value.data() + i);
   std::memcpy(&checksum, value.data(), sizeof checksum);
   const std::string_view payload = value.substr(sizeof checksum);

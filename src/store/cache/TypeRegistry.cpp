@@ -11,7 +11,7 @@
 namespace ps::detail {
 
 bool isOfRegisteredType(const ClassInfo& info, const void* object) {
-  // An object whose deletion failed half way has none, where a sanitizer takes it out in the destructor.
+  // An object whose deletion failed halfway has none where a sanitizer clears it in the destructor.
   std::uintptr_t virtualTable = 0;
   std::memcpy(&virtualTable, object, sizeof virtualTable);
   if (virtualTable == 0) return true;
@@ -91,7 +91,7 @@ bool TypeRegistry::isKindOf(unsigned int number, unsigned int base) const {
 }
 
 void TypeRegistry::initialize() {
-  // Whoever comes second waits until the classes are ready.
+  // A second caller waits until the classes are ready.
   const std::lock_guard<std::mutex> turn(initializing_);
   std::vector<void (*)()> functions;
   {
@@ -120,7 +120,7 @@ void TypeRegistry::lockForFork() {
 
 void TypeRegistry::unlockAfterFork(bool inChild) {
   if (inChild) {
-    // Its owner is known by the number of the thread, which is another one in the child.
+    // The lock knows its owner by the thread's number, which differs in the child.
     ::new (static_cast<void*>(&mutex_)) std::shared_mutex;
   } else {
     mutex_.unlock();

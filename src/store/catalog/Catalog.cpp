@@ -143,7 +143,7 @@ Catalog::Lookup Catalog::isTaken(const psId& id) {
   return found == Lookup::failed ? failReading(engine_->error()) : found;
 }
 
-// The lowest number never given out; when there is none left, the lowest that is free. 0, with the reason: none at all.
+// The lowest number never given out; when none is left, the lowest free one; 0, with the reason, when there is neither.
 std::uint32_t Catalog::freshNumber(const CatalogEntry& scope, std::uint32_t highest, const std::string& whenNone) {
   if (scope.nextNumber <= highest) return scope.nextNumber;
   const std::uint16_t db = scope.frame->pageId.get_DB();
@@ -359,7 +359,7 @@ bool Catalog::membersOf(const CatalogEntry& scope, std::vector<psId>& members) {
   return true;
 }
 
-// Takes an entry out of the tables; what pins it keeps its memory.
+// Takes an entry out of the tables. Whatever pins it keeps its memory.
 void Catalog::retire(CatalogEntry& entry) {
   if (entry.changed) {
     changed_.back()->changedIndex = entry.changedIndex;

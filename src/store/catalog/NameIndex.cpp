@@ -40,7 +40,7 @@ struct Filing {
   }
 };
 
-// False when the record has not the form of one; the scope and the name are set as far as they can be told.
+// False when the record is malformed; the scope and the name are set as far as they can be told.
 bool readFiling(std::string_view key, std::string_view value, Filing& filing) {
   const bool named = key[0] == byName;
   const std::size_t ids = named ? 1 : 2;
@@ -147,7 +147,7 @@ bool NameIndex::rename(const psId& from, const psId& to) {
     for (const auto& [key, value] : *pairs) {
       Filing filing;
       readFiling(key, value, filing);
-      // What is filed in itself stands in both lists.
+      // An object that is filed in itself stands in both lists.
       const psId scope = filing.scope == from ? to : filing.scope;
       if (pairs == &filedIn && filing.object == from) continue;
       if (bind(filing.object == from ? to : filing.object, scope, filing.name) != Bound::done) return false;

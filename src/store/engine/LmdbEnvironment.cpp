@@ -51,8 +51,7 @@ Registry& registry() {
   return instance;
 }
 
-// Counts the forks between the first process and this one. A load is all that it costs to learn of a fork; getpid is a
-// system call.
+// Counts the forks between the first process and this one. Noticing a fork costs one load; getpid is a system call.
 std::atomic<unsigned int> forkGeneration{0};
 
 // Of the calling thread; never given to a second one, unlike the system's identifiers.

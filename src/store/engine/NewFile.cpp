@@ -72,7 +72,7 @@ bool isUnfinished(const std::string& content) {
   return true;
 }
 
-// A file of up to two pages as a whole; of a longer one, more than that.
+// The whole of a file of up to two pages; more than two pages of a longer one.
 std::string beginningOf(int descriptor) {
   std::string content(2 * static_cast<std::size_t>(::sysconf(_SC_PAGESIZE)) + 1, '\0');
   const ssize_t size = ::pread(descriptor, content.data(), content.size(), 0);

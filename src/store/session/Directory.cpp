@@ -109,7 +109,7 @@ bool Directory::dropContainer(CatalogEntry& entry) {
   return session_.catalog().dropContainer(entry) ? whole.done() : failAsCatalog();
 }
 
-// What cannot be read is found before anything is changed, as far as it can be.
+// What cannot be read is found, as far as possible, before anything is changed.
 bool Directory::removeDatabase(CatalogEntry& database) {
   const psId id = database.id();
   std::vector<psId> members;

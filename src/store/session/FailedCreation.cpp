@@ -24,7 +24,7 @@ void* noteCreation(void* memory) {
 
 void throwFailedCreation() {
   if (NothingThrown::applies() || !std::exchange(hasCreationFailed, false)) return;
-  // A null address that comes when the program has gone on is another.
+  // A null address that comes after other opens has nothing to do with the failed creation.
   if (opensBefore != currentSession->opens) return;
   psThrowException(pehSessionDataGetFunction());
 }

@@ -35,7 +35,7 @@ void inChild() {
   if (SessionCore* const session = SessionCore::current()) session->markForked();
 }
 
-// Before any thread can be in the middle of something.
+// Before any thread can hold one of the locks.
 const int registered = pthread_atfork(&lockAll, &inParent, &inChild);
 
 }  // namespace

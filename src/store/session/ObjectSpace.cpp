@@ -126,7 +126,7 @@ void* ObjectSpace::storage(const psId& id) {
 
 psId ObjectSpace::next(const psId& container, const psId& after, unsigned int typeN) {
   const CatalogEntry* const entry = session_.directory().entry(container);
-  // Storage is not counted: a container without objects has nothing to show.
+  // Storage is not counted: a container that holds storage alone counts as empty.
   if (entry == nullptr || entry->live == 0) return psId();
   psId object = container;
   std::uint32_t slot = after.get_slot() + 1U;

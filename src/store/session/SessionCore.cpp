@@ -29,8 +29,8 @@ std::uint64_t freshStamp() {
   return ++last;
 }
 
-// The calling thread's hold on its session. What has a destructor may be gone while objects of static lifetime still
-// end their sessions.
+// The calling thread's hold on its session. A thread-local with a destructor may be gone while objects of static
+// lifetime still end their sessions.
 thread_local std::shared_ptr<SessionCore>* held = nullptr;
 
 // Ends a thread's session with the thread.
