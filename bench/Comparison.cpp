@@ -25,7 +25,7 @@ Comparison::Comparison(const Stage& stage, const ScratchFolder& scratch, Report&
 }
 
 void Comparison::run() {
-  // Everybody is loaded, whether that is wanted or not.
+  // Every contestant is loaded, even if the load itself is not wanted.
   const std::string lastLoad = stage_.kind == KeyKind::position ? "load-ascending" : "load-random";
   for (const Workload& workload : Worker::workloads()) {
     const bool isWanted =

@@ -39,8 +39,8 @@ const std::vector<ContestantKind>& allContestants() {
       {"tree-map", "psTreeMap", {KeyKind::pair}, true, true, make<Ours<psTreeMap>>},
       {"list", "psTreeList", {KeyKind::position}, true, true, make<Ours<psTreeList>>},
 #ifdef PS_BENCH_CLASSES
-      {"tree-java", "psTreeSet, Java keys", {KeyKind::identifier}, true, false, make<JavaLookUp<psTreeSet>>},
-      {"hash-java", "psHashSet, Java keys", {KeyKind::identifier}, true, false, make<JavaLookUp<psHashSet>>},
+      {"tree-java", "psTreeSet, Java keys", {KeyKind::identifier}, true, true, make<JavaLookUp<psTreeSet>>},
+      {"hash-java", "psHashSet, Java keys", {KeyKind::identifier}, true, true, make<JavaLookUp<psHashSet>>},
 #endif
       {"lmdb", "LMDB", every, true, false, make<Lmdb>},
       {"rocksdb", "RocksDB", every, true, false, make<RocksDb>},

@@ -16,7 +16,7 @@
 
 namespace {
 
-// Obeys commands until there are no more. Whatever happens, nothing of the owner's is torn down in this process.
+// Obeys commands until there are no more, and ends without running the owner's destructors.
 [[noreturn]] void serve(const Setup& setup, int socket) {
   try {
     Worker worker(setup);

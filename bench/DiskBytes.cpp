@@ -13,7 +13,7 @@ void require(int code) {
   if (code != 0) throw std::runtime_error(std::string("cannot look into a file of LMDB's: ") + mdb_strerror(code));
 }
 
-// LMDB lists free pages in its first database: each value is a count with so many page numbers behind it.
+// LMDB lists free pages in its first database: each value is a count, followed by that many page numbers.
 std::uint64_t countFreePages(MDB_env* environment) {
   constexpr MDB_dbi freeList = 0;
   MDB_txn* transaction = nullptr;

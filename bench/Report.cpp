@@ -167,7 +167,7 @@ std::vector<std::size_t> Report::countsOf(KeyKind kind) const {
   return counts;
 }
 
-// Of other numbers the largest one below counts, or else the least above.
+// If the preferred number was not measured, the largest one below it counts, or else the smallest above.
 std::string Report::ratio(KeyKind kind, const std::string& ours, const std::string& peer,
                           const std::string& workload) const {
   std::string text;

@@ -2,8 +2,8 @@
 
 #include <filesystem>
 
-// A new folder in that of TMPDIR, or in /var/tmp, which is on a disk more often than /tmp is. It goes with the object,
-// with all that is in it.
+// A new folder in TMPDIR, or in /var/tmp, which is on a disk more often than /tmp is. The destructor removes it with
+// all that is in it.
 class ScratchFolder {
  public:
   ScratchFolder();

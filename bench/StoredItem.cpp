@@ -5,7 +5,7 @@ PS_REGISTER_CLASS(ItemCompare)
 
 namespace {
 
-// Of what cannot be opened it is zero, which the collection notices by itself.
+// Zero for what cannot be opened, which the collection notices by itself.
 std::uint64_t keyOf(const pstHandle<psObj>& element) {
   const auto* const item = static_cast<const StoredItem*>(element.operator->());
   return item != nullptr ? item->key() : 0;

@@ -51,7 +51,7 @@ double nanosecondsOf(Action action) {
   return std::chrono::duration<double, std::nano>(std::chrono::steady_clock::now() - start).count();
 }
 
-// Leaves the files of the folder, which nobody has open, on the disk alone.
+// Drops the files of the folder, which nobody has open, from the system's cache.
 void dropFromSystemCache(const std::filesystem::path& folder) {
   for (const auto& entry : std::filesystem::recursive_directory_iterator(folder)) {
     if (!entry.is_regular_file()) continue;
@@ -169,7 +169,7 @@ double Worker::startCold() {
   return time / 1000;
 }
 
-// The first hits bring into the cache what it can hold.
+// The first hits fill the cache.
 double Worker::hitBeyondCache() {
   open();
   lookUp(slowProbes, true);

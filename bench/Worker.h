@@ -61,7 +61,7 @@ class Worker {
   // Both return the nanoseconds of the whole.
   double add(const Keys& keys, bool ascending);
   double remove(const Keys& keys);
-  // The key of the element, or one that is missing: between its and the next, or for positions behind all.
+  // The key of the element, or one that is missing: between its key and the next, or for positions, after all.
   std::uint64_t keyOf(std::size_t element, bool isPresent) const;
   // Of the next elements to look up.
   Keys nextKeys(std::size_t count, bool arePresent);
