@@ -1,11 +1,9 @@
 #include <gtest/gtest.h>
 
 #include <algorithm>
-#include <memory>
 
 #include "support/HashWorld.h"
 #include "support/KeyedDriver.h"
-#include "support/Reports.h"
 
 namespace ps::test {
 namespace {
@@ -39,22 +37,18 @@ class HashDriver final : public KeyedDriver {
   void unbind();
   void expand();
   void rehash();
-  void goOn();
   // An iterator finds its element after the directory has doubled.
   void betweenPositionAndMove() override {
     if (below(3) == 0) expand();
   }
-  void find() override;
 
   HashWorld& table_;
-  std::unique_ptr<psCollectionIterator> kept_;
 };
 
 HashDriver::HashDriver(HashWorld& world, const Setup& setup, std::uint64_t seed)
     : KeyedDriver(world, setup.plan, setup.items, seed), table_(world) {
   choices_.push_back({"place by hash", [this] { rehash(); }, 3, 3});
   choices_.push_back({"double the directory", [this] { expand(); }, 1, 0});
-  choices_.push_back({"go on with an iterator of before", [this] { goOn(); }, 8, 8});
   if (!isMap()) return;
   choices_.push_back({"look up an entry", [this] { lookUpEntry(); }, 5, 5});
   choices_.push_back({"unbind", [this] { unbind(); }, 5, 10});
@@ -67,8 +61,8 @@ void HashDriver::seekValue(psCollectionIterator& it, IteratorWalk& walk) {
        [&] { return it.goTo(pstHandle<psObj>(value)); });
 }
 
-// What keeps its slot stays; what goes elsewhere leaves the iterator on the element before, or on itself if it went
-// right behind that. A split on the way changes the order.
+// An element that keeps its slot stays. One that goes elsewhere leaves the iterator on the element before it, or on
+// itself if it went directly after that. A split on the way changes the order.
 void HashDriver::verifyMove(psCollectionIterator& it, int i, const std::vector<ItemKey>& orderBefore,
                             const ItemKey& moved) {
   const auto idsBut = [](const std::vector<ItemKey>& list, const psId& left) {
@@ -119,28 +113,7 @@ void HashDriver::expand() {
   verify();
 }
 
-void HashDriver::find() {
-  kept_.reset();
-  KeyedDriver::find();
-}
-
-// Whatever has changed, and through commits and aborts, what an iterator delivers is in the collection.
-void HashDriver::goOn() {
-  const Reports mistakes;
-  if (kept_ == nullptr || !kept_->hasNext()) kept_.reset(table_.set->keyIterator());
-  const std::vector<ItemKey> items = model_.list();
-  for (int steps = below(4); steps > 0; --steps) {
-    const psId here = kept_->next(pscNoLock);
-    const auto isHere = [&here](const ItemKey& item) { return item.id == here; };
-    ASSERT_TRUE(here.isNull() || std::any_of(items.begin(), items.end(), isHere));
-  }
-  const psId here = kept_->current(pscNoLock);
-  if (below(8) > 0 || here.isNull()) return;
-  ASSERT_EQ(kept_->remove(), 1);
-  model_.remove({here, pstHandle<Item>(here)->number()});
-}
-
-// What is placed by its hash is not looked for first, and the bucket does not split.
+// rehash does not look for the element first, and does not split the bucket.
 void HashDriver::rehash() {
   const ItemKey item = anyItem();
   if (model_.contains(item)) return;

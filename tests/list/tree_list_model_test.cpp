@@ -249,14 +249,14 @@ void ListDriver::walk() {
         walk.elements[static_cast<std::size_t>(walk.at)] = element;
     } else if (kind == 6) {
       // The element keeps its position; what else named the object is left with the old name.
-      psId& item = anyItem();
-      if (walk.here() == item) {
+      const auto item = std::find(pool_.begin(), pool_.end(), walk.here());
+      if (item != pool_.end()) {
         const pstHandle<psContObj> place = world_.store.container("moved");
         const bool isMoved = happens(true, [&] { return it->moveCurrentTo(place) == 1; });
-        ASSERT_EQ(item.isValid(), !isMoved);
-        item = it->current(pscNoLock).oid();
-        ASSERT_TRUE(item.isValid());
-        walk.elements[static_cast<std::size_t>(walk.at)] = item;
+        ASSERT_EQ(item->isValid(), !isMoved);
+        *item = it->current(pscNoLock).oid();
+        ASSERT_TRUE(item->isValid());
+        walk.elements[static_cast<std::size_t>(walk.at)] = *item;
       }
     } else {
       walk.step(forward == (kind <= 14));

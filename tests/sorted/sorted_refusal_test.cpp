@@ -6,6 +6,7 @@
 
 #include "support/KeyedSweep.h"
 #include "support/SetWorld.h"
+#include "tree/psTreeAdmin.h"
 
 // Operations on sets and maps in which the store refuses to open something, at each point where it could. Whatever is
 // refused, the set is sound afterwards, holds what the operation's result says, and is back after an abort.
@@ -42,7 +43,7 @@ void fill(SetWorld& world, int count) {
   for (int i = 1; i <= count; ++i) world.put(i * 10);
 }
 
-// Removes the elements of the leaves that are to go, but for the first element, and returns that one.
+// Removes all elements but the first of the leaves that are to go, and returns that one.
 ItemKey thinOut(SetWorld& world, const std::function<bool(const Leaf&)>& isToGo) {
   std::vector<ItemKey> condemned;
   for (const ItemKey& item : world.model.list()) {
@@ -140,7 +141,7 @@ const Shape shapesToRemoveFrom[] = {
      [](SetWorld& world) { return fill(world, 60), thinOut(world, [](const Leaf&) { return true; }); }},
 };
 
-// Whose keys are looked for in which way. Flavours differ in the search alone.
+// How keys are looked for. Flavours differ in the search alone.
 struct Keys {
   Kind kind;
   Flavour flavour;
@@ -164,6 +165,8 @@ void sweepShapes(const Shape (&shapes)[count], void (*sweepOver)(KeyedWorld&, co
       SCOPED_TRACE(std::string(nameOf(keys.flavour)) + nameOf(keys.kind) +
                    (keys.byNumber ? ", by number, " : ", by identifier, ") + shape.name);
       SetWorld world(TempStore::Place::memory, keys.flavour, keys.byNumber, 4, keys.kind);
+      // A split given up must then give back containers as well as nodes.
+      if (keys.byNumber) pstHandle<psTreeAdmin>(world.set->admin())->setMaxNodesPerContainer(1);
       sweepOver(world, shape.prepare(world));
       if (testing::Test::HasFailure()) return;
     }

@@ -9,6 +9,7 @@
 #include "list/psTreeList.h"
 #include "sorted/psTreeMap.h"
 #include "support/Faults.h"
+#include "support/Reports.h"
 
 namespace ps::test {
 
@@ -25,6 +26,11 @@ KeyedDriver::KeyedDriver(KeyedWorld& world, const RunPlan& plan, int items, std:
 void KeyedDriver::verify() {
   ASSERT_EQ(world_.complaints(), "");
   ASSERT_EQ(world_.collection().isEmpty(), model_.size() == 0);
+}
+
+void KeyedDriver::find() {
+  kept_.reset();
+  world_.find();
 }
 
 void KeyedDriver::keepModel() {
@@ -191,7 +197,7 @@ pstHandle<psCollection> KeyedDriver::makeOther(SetModel& others) {
       EXPECT_EQ(pstHandle<psTreeMap>(other)->put(key, value), 1);
     } else if (kind == hashMap) {
       EXPECT_TRUE(pstHandle<psHashMap>(other)->put(key, value));
-    } else if (isNew) {
+    } else if (isNew || kind == list) {
       EXPECT_TRUE(other->add(key));
     }
   }
@@ -306,6 +312,27 @@ void KeyedDriver::moveElement() {
   model_.add(moved, value);
   verifyMove(*it, i, items, moved);
   verify();
+}
+
+// Whatever has changed, and through commits and aborts, what an iterator delivers is in the collection, and it goes
+// where it is told.
+void KeyedDriver::goOn() {
+  const Reports mistakes;
+  if (kept_ == nullptr || !kept_->hasNext()) kept_.reset(world_.collection().keyIterator());
+  const std::vector<ItemKey> items = model_.list();
+  for (int steps = below(4); steps > 0; --steps) {
+    const psId here = below(3) == 0 ? kept_->previous(pscNoLock) : kept_->next(pscNoLock);
+    const auto item = std::find_if(items.begin(), items.end(), [&](const ItemKey& other) { return other.id == here; });
+    ASSERT_TRUE(here.isNull() || item != items.end());
+    ASSERT_EQ(kept_->currentValue(), isMap() && !here.isNull() ? model_.valueOf(*item) : here);
+  }
+  const psId here = kept_->current(pscNoLock);
+  if (below(8) > 0 || here.isNull()) return;
+  const ItemKey item{here, pstHandle<Item>(here)->number()};
+  ASSERT_TRUE(kept_->goTo(pstHandle<psObj>(here)));
+  ASSERT_EQ(kept_->current(pscNoLock), here);
+  ASSERT_EQ(kept_->remove(), 1);
+  model_.remove(item);
 }
 
 void KeyedDriver::put() {

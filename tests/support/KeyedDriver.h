@@ -1,13 +1,14 @@
 #pragma once
 
+#include <memory>
+
 #include "support/KeyedSweep.h"
 #include "support/KeyedWorld.h"
 #include "support/ModelDriver.h"
 
 namespace ps::test {
 
-// Drives a set, or a map, which is a set of its keys, whatever it is made of. What depends on the order in which it
-// stores its elements, a derived class says.
+// Drives a set, or a map as a set of its keys. What depends on the order of the elements is up to a derived class.
 class KeyedDriver : public ModelDriver {
  protected:
   // items is how many there are that may be in the collection; their numbers occur twice.
@@ -26,11 +27,11 @@ class KeyedDriver : public ModelDriver {
   virtual void betweenPositionAndMove() {}
   // A value iterator that ran past its last value need not find back.
   virtual bool losesItsPlaceAtTheEnd() const = 0;
-  // Whether next, on an empty collection, goes behind its end.
+  // Whether next, on an empty collection, goes past its end.
   virtual bool leavesEmptyStart() const { return false; }
   // Whether removeAll says so when all that it removed had this value.
   virtual bool reportsRemovalOf(const psId&) const { return true; }
-  // Whether containsValue looks at what comes behind a null value.
+  // Whether containsValue looks past a null value.
   virtual bool seesBeyondNullValues() const = 0;
 
   void verify() override;
@@ -41,7 +42,7 @@ class KeyedDriver : public ModelDriver {
   std::string complaintsIn(psSession& session) const override {
     return world_.complaintsAbout(storedCollection(session), model_);
   }
-  void find() override { world_.find(); }
+  void find() override;
   void keepModel() override;
   void restoreModel() override;
 
@@ -71,6 +72,7 @@ class KeyedDriver : public ModelDriver {
       {"combine", [this] { combine(); }, 2, 2},
       {"forget deleted", [this] { forgetDeleted(); }, 1, 1},
       {"move an element", [this] { moveElement(); }, 3, 6},
+      {"go on with an iterator of before", [this] { goOn(); }, 8, 8},
   };
 
  private:
@@ -83,6 +85,7 @@ class KeyedDriver : public ModelDriver {
   void combine();
   void forgetDeleted();
   void moveElement();
+  void goOn();
   void put();
   void walkValues();
   void lookForValue();
@@ -94,6 +97,7 @@ class KeyedDriver : public ModelDriver {
   SetModel committedModel_;
   std::vector<ItemKey> committedPool_;
   std::vector<psId> committedValues_;
+  std::unique_ptr<psCollectionIterator> kept_;  // whatever happens to the collection
 };
 
 }  // namespace ps::test

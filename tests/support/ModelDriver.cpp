@@ -18,11 +18,13 @@ void ModelDriver::run() {
     const Choice& choice = choose();
     SCOPED_TRACE("step " + std::to_string(step) + ": " + choice.name);
     isTroubled_ = plan_.refuses && below(2) == 0;
-    // Nothing is open for update then, so that everything is asked for.
-    if (isTroubled_ && below(3) == 0) endTransaction();
+    // In a transaction of its own an action opens everything for update anew, and an abort shows what it wrote without.
+    const bool isAlone = plan_.refuses && below(4) == 0;
+    if (isAlone) endTransaction();
     const int refusalsBefore = refusals_;
     choice.action();
     isTroubled_ = false;
+    if (isAlone && (refusals_ != refusalsBefore || below(2) == 0)) abort();
     if (step % 10 == 0 || refusals_ != refusalsBefore) verify();
     if (step % 40 == 0) endTransaction();
     if (plan_.reopenEvery > 0 && step % plan_.reopenEvery == 0) reopen();
@@ -69,14 +71,20 @@ const ModelDriver::Choice& ModelDriver::choose() {
 }
 
 void ModelDriver::endTransaction() {
-  if (plan_.abortEvery > 0 && transactions_++ % plan_.abortEvery == plan_.abortEvery - 1) {
-    ASSERT_EQ(store()->abort(), 1);
-    restoreModel();
-  } else {
-    ASSERT_EQ(orphansOf(store().session()), "");
-    ASSERT_EQ(store()->commit(), 1) << store()->lastError();
-    keepModel();
-  }
+  if (plan_.abortEvery > 0 && transactions_++ % plan_.abortEvery == plan_.abortEvery - 1) return abort();
+  ASSERT_EQ(orphansOf(store().session()), "");
+  ASSERT_EQ(store()->commit(), 1) << store()->lastError();
+  keepModel();
+  begin();
+}
+
+void ModelDriver::abort() {
+  ASSERT_EQ(store()->abort(), 1);
+  restoreModel();
+  begin();
+}
+
+void ModelDriver::begin() {
   ASSERT_EQ(store()->begin(pscUpdate), 1) << store()->lastError();
   verify();
 }
@@ -101,7 +109,7 @@ void IteratorWalk::step(bool forward) {
                   [&]() -> psId { return forward ? iterator_.next(anyLock()) : iterator_.previous(anyLock()); });
   if (!driver_.wasRefused()) return;
   const int now = iterator_.currentIndex();
-  if (at == size() && now < -1) return;  // behind the end some iterators do not know their place
+  if (at == size() && now < -1) return;  // after the end some iterators do not know their place
   ASSERT_TRUE(now == at || (now == before && iterator_.current(pscNoLock) == (at = before, here()))) << now;
 }
 

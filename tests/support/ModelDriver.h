@@ -21,7 +21,7 @@ struct RunPlan {
 };
 
 // Drives a collection and its model side by side, at random, through commits, aborts, reopenings and refusals. Which
-// operations there are, and what the model is, a derived class says.
+// operations there are, and what the model is, is up to a derived class.
 class ModelDriver {
  public:
   ModelDriver(const ModelDriver&) = delete;
@@ -81,6 +81,8 @@ class ModelDriver {
   friend class IteratorWalk;
 
   const Choice& choose();
+  void abort();
+  void begin();
   void removeEmptyContainers();
   void reopen();
 
@@ -94,7 +96,7 @@ class ModelDriver {
   bool growing_ = true;
 };
 
-// An iterator, and the place in a sequence where it ought to be: -1 before the first element, the size behind the last.
+// An iterator, and the place in a sequence where it ought to be: -1 before the first element, the size after the last.
 class IteratorWalk {
  public:
   IteratorWalk(psCollectionIterator& iterator, std::vector<psId> sequence, ModelDriver& driver)
@@ -114,7 +116,7 @@ class IteratorWalk {
 
   std::vector<psId> elements;
   int at = -1;
-  bool leavesEmptyStart = false;  // whether next, on an empty collection, goes behind its end
+  bool leavesEmptyStart = false;  // whether next, on an empty collection, goes past its end
 
  private:
   psLockMode anyLock() { return random_() % 3 == 0 ? pscLockUpdate : pscNoLock; }

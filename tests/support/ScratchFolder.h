@@ -4,7 +4,7 @@
 
 namespace ps::test {
 
-// A new folder, which goes with the object and all that is in it.
+// A new folder. The destructor removes it with all that is in it.
 class ScratchFolder {
  public:
   ScratchFolder();

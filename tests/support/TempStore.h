@@ -10,7 +10,7 @@
 
 namespace ps::test {
 
-// Options for what need not survive a cut of the power.
+// Options for a store that need not survive a power loss.
 psSessionOptions unsynced(std::size_t cacheLimit = psSessionOptions().cacheLimit);
 
 // A store for one test, with a session open on it: in this process's memory, or in a file that is removed with the
@@ -52,7 +52,7 @@ class TempStore {
 class Refuse {
  public:
   enum class Manner {
-    once,        // as when a lock was not to be had
+    once,        // as when a lock is not granted
     forGood,     // that object stays shut
     fromThenOn,  // nothing more is opened
   };
