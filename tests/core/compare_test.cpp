@@ -5,7 +5,6 @@
 
 #include "core/psCompare.h"
 #include "support/Item.h"
-#include "support/TempStore.h"
 
 namespace ps::test {
 namespace {
@@ -80,26 +79,6 @@ TEST(PsCompare, AnOverrideDecidesItsPredicatesAndNoOthers) {
   key = nullptr;
   EXPECT_EQ(backwards.compare(pstHandle<psObj>(), key), 0);
   EXPECT_EQ(backwards.hash(key), 0);
-}
-
-TEST(PsCompare, AStoredComparatorKeepsItsOverrides) {
-  TempStore store(TempStore::Place::file);
-  ASSERT_EQ(store->begin(pscUpdate), 1);
-  const pstHandle<psContObj> container = store.container("c");
-  const pstHandle<psCompare> made(new (container) ItemCompare);
-  const ItemKey one = makeItem(container, 1);
-  const ItemKey two = makeItem(container, 2);
-  ASSERT_EQ(store->name(made, container, "comparator"), 1);
-  ASSERT_EQ(store->commit(), 1);
-  store.reopen();
-
-  ASSERT_EQ(store->begin(pscRead), 1);
-  pstHandle<psCompare> comparator;
-  ASSERT_EQ(comparator.lookupObj(store.container("c"), "comparator", pscRead), 1);
-  EXPECT_TRUE(comparator->less(one.id, two.id) && comparator->equal(two.id, &two.number));
-  EXPECT_EQ(comparator->hash(two.id), 2);
-  EXPECT_TRUE(comparator->psIsKindOf(4013) && comparator->psIsKindOf(ItemCompare::pstTypeN) &&
-              !comparator->psIsKindOf(4014));
 }
 
 }  // namespace

@@ -2,7 +2,6 @@
 
 #include <algorithm>
 #include <cstdio>
-#include <functional>
 #include <memory>
 #include <type_traits>
 #include <utility>
@@ -25,7 +24,7 @@ struct Statistics {
   int depth, buckets, chained, unchained, chains, shortest, longest;
 };
 
-// Takes what statistics prints apart, which is these lines and nothing else.
+// Parses what statistics prints: these lines and nothing else.
 Statistics statisticsIn(psHashSet& set) {
   const std::string text = statisticsOf(set);
   Statistics found{};
@@ -89,6 +88,8 @@ TEST(HashSet, SplitsByTheFirstBitsAndDoublesWhenTheyAreUsedUp) {
   for (const std::uint32_t number : {0x00000000U, 0x80000001U, 0x80000002U})
     ASSERT_TRUE(addByNumber(set, place, number));
   EXPECT_EQ(statisticsIn(set).depth, 0);
+  ASSERT_FALSE(addByNumber(set, place, 0x80000002U));
+  EXPECT_EQ(statisticsIn(set).depth, 1) << "an equal element is looked for once there is room";
   ASSERT_TRUE(addByNumber(set, place, 0x80000004U));
   Statistics statistics = statisticsIn(set);
   EXPECT_TRUE(statistics.depth == 1 && statistics.buckets == 2);
@@ -106,18 +107,7 @@ TEST(HashSet, SplitsByTheFirstBitsAndDoublesWhenTheyAreUsedUp) {
   EXPECT_EQ(set.size(), 8);
 }
 
-// An element that is there already is only noticed once there is room for it.
-TEST(HashSet, SplitsAFullBucketBeforeItLooksForTheElement) {
-  HashWorld world(memory, Flavour::handle, Hashing::constant, 3, Kind::set);
-  const pstHandle<psContObj> place = world.store.container("items");
-  for (const std::uint32_t number : {0x00000000U, 0x80000001U, 0x80000002U}) {
-    ASSERT_TRUE(addByNumber(*world.set, place, number));
-  }
-  EXPECT_FALSE(addByNumber(*world.set, place, 0x80000002U));
-  EXPECT_EQ(statisticsIn(*world.set).depth, 1);
-}
-
-// Elements that no bit of the directory tells apart, be it that their hashes are equal or that they differ further on.
+// Elements that no bit of the directory tells apart: their hashes are equal, or differ only in later bits.
 TEST(HashSet, TakesWhatItCannotDivideAndDoesNotGrowForNothing) {
   for (const Hashing hashing : {Hashing::constant, Hashing::lowBits, Hashing::identifier}) {
     SCOPED_TRACE(nameOf(hashing));
@@ -181,7 +171,7 @@ TEST(HashSet, SplitsAtNineTenthsOfItsSlots) {
   EXPECT_EQ(statisticsIn(*world.set).buckets, 2);
 }
 
-// What comes after goes behind.
+// The elements after that are appended.
 TEST(HashSet, PutsWhatJoinsALoneElementBeforeIt) {
   HashWorld world(memory, Flavour::handle, Hashing::constant, 5, Kind::set);
   for (int i = 0; i < 4; ++i) world.put(i);
@@ -190,7 +180,8 @@ TEST(HashSet, PutsWhatJoinsALoneElementBeforeIt) {
   EXPECT_EQ(order, "1023");
 }
 
-// What was deleted without the set has no hash any more, and must not be divided from the others time and again.
+// An element that was deleted without the set has no hash any more. It must not make the directory grow again and
+// again.
 TEST(HashSet, GrowsNoFurtherForWhatWasDeleted) {
   HashWorld world(memory, Flavour::handle, Hashing::constant, 3, Kind::set);
   for (int i = 0; i < 3; ++i) world.put(i);
@@ -298,19 +289,6 @@ TEST(HashIterator, DoesNotDeliverWhatWentAfterHasNext) {
   EXPECT_EQ(it->next(pscNoLock), items[1].id);
 }
 
-TEST(HashIterator, KnowsTheBeginningAfterAMove) {
-  HashWorld world(memory, Flavour::handle, Hashing::identifier, 5, Kind::set);
-  for (int i = 0; i < 30; ++i) world.put(i);
-  const std::unique_ptr<psCollectionIterator> it(world.set->iterator());
-  it->goToIndex(20, pscNoLock);
-  ASSERT_EQ(it->moveCurrentTo(world.store.container("moved")), 1);
-  while (!it->previous(pscNoLock).isNull()) {
-  }
-  EXPECT_EQ(it->currentIndex(), -1);
-  EXPECT_FALSE(it->next(pscNoLock).isNull());
-  EXPECT_EQ(it->currentIndex(), 0);
-}
-
 // The iterator is positioned, the table grows, and the element on which it stands now moves, or none does.
 TEST(HashIterator, LosesNothingThatItMovesInATableThatHasGrown) {
   for (const Hashing hashing : {Hashing::identifier, Hashing::content}) {
@@ -378,38 +356,7 @@ TEST(HashIterator, SeesWhatAnotherSessionHasCommitted) {
   }
 }
 
-// An entry that was deleted without the map is a pair of null and null to the iterators, and goes with the pairs.
-TEST(HashIterator, PassesOverAnEntryThatDoesNotExist) {
-  for (int gone = 0; gone < 6; ++gone) {
-    SCOPED_TRACE("without " + std::to_string(gone));
-    HashWorld world(memory, Flavour::handle, Hashing::topBits, 3, Kind::map);
-    for (int i = 0; i < 6; ++i) world.put(i);
-    std::vector<ItemKey> items = world.inOrder();
-    const auto at = static_cast<std::size_t>(gone);
-    pstHandle<psObj> entry(world.map().entry(pstHandle<psObj>(items[at].id)));
-    ASSERT_EQ(psDelete(entry), 1);
-    items[at].id = psId();
-    const std::unique_ptr<psCollectionIterator> keys(world.set->keyIterator());
-    const std::unique_ptr<psCollectionIterator> values(world.set->valueIterator());
-    for (const ItemKey& item : items) {
-      ASSERT_TRUE(keys->hasNext() && values->hasNext());
-      ASSERT_EQ(keys->next(pscNoLock), item.id);
-      ASSERT_EQ(values->next(pscNoLock).isNull(), item.id.isNull());
-    }
-    ASSERT_FALSE(keys->hasNext() || values->hasNext());
-    for (std::size_t i = items.size(); i-- > 0;) {
-      ASSERT_EQ(keys->goToIndex(static_cast<int>(i), pscNoLock), items[i].id);
-      ASSERT_EQ(keys->previous(pscNoLock), i > 0 ? items[i - 1].id : psId());
-    }
-    const pstHandle<psContObj> place = world.store.container("sets");
-    pstHandle<psCollection> self(world.set);
-    const pstHandle<psCollection> copy(new (place) psHashSet(3, 1));
-    EXPECT_TRUE(copy->addAll(self));
-    EXPECT_EQ(copy->size(), 5);
-  }
-}
-
-// Writing through the addresses that iterators give out, once what holds the references is open for update.
+// The addresses that iterators give out can be written to while what holds the references is open for update.
 TEST(HashIterator, GivesOutWhatCanBeWritten) {
   HashWorld world(memory, Flavour::handle, Hashing::constant, 3, Kind::map);
   for (int i = 0; i < 3; ++i) world.put(i);
@@ -447,7 +394,7 @@ static_assert(goesToIndex<psHashIterator, int>);
 static_assert(!goesToIndex<psHashIterator, psId>, "an identifier is no position");
 static_assert(!std::is_constructible_v<psHashSet, psId, int> && !std::is_constructible_v<psHashMap, psId, int>);
 
-// Whoever takes the map for a set puts no bare element into it.
+// Used as a set, a map takes no element without an entry.
 TEST(HashMap, StaysAMapWhenUsedAsASet) {
   HashWorld world(memory, Flavour::callback, Hashing::content, 5, Kind::map);
   for (int i = 1; i <= 30; ++i) {
@@ -507,7 +454,7 @@ TEST(HashMap, KeepsItsEntriesWhereBucketsShareAContainer) {
   }
 }
 
-// A sorted map takes an entry for the pair that it is.
+// A sorted map takes an entry of a hash map as a pair.
 TEST(HashMap, EntriesArePairsToASortedMap) {
   HashWorld world(memory, Flavour::handle, Hashing::content, 5, Kind::map);
   const ItemKey item = world.put(1);

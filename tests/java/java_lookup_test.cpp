@@ -1,15 +1,10 @@
 #include <gtest/gtest.h>
 
 #include <array>
-#include <chrono>
-#include <condition_variable>
 #include <fstream>
 #include <functional>
 #include <iterator>
-#include <mutex>
-#include <thread>
 #include <utility>
-#include <vector>
 
 #include "core/psCompare.h"
 #include "core/psJavaId.h"
@@ -34,72 +29,44 @@ constexpr LookUps ofMissingLastField = {1, 0, 5, 0};
 constexpr LookUps ofMethod = {1, 1, 0, 1};
 constexpr LookUps ofMethodThatIsNotKept = {2, 1, 0, 0};  // and the exception's class
 
-// What all threads look up. Where several are expected, each waits for the others once it looks for a class.
-class Counter {
- public:
-  bool lacksMemory = false;  // for global references
+LookUps made{};
+bool lacksMemory = false;  // for global references
 
-  void expectThreads(int threads) { expected_ = threads; }
+LookUps take() { return std::exchange(made, none); }
 
-  LookUps take() {
-    const std::lock_guard<std::mutex> lock(mutex_);
-    return std::exchange(made_, none);
-  }
-
-  void add(LookedUp kind, int number = 1) {
-    const std::lock_guard<std::mutex> lock(mutex_);
-    made_[kind] += number;
-  }
-
-  void addClass() {
-    std::unique_lock<std::mutex> lock(mutex_);
-    ++made_[classes];
-    --expected_;
-    changed_.notify_all();
-    changed_.wait_for(lock, std::chrono::seconds(20), [this] { return expected_ <= 0; });
-  }
-
- private:
-  std::mutex mutex_;
-  std::condition_variable changed_;
-  LookUps made_{};
-  int expected_ = 0;
-};
-
-Counter counter;
 const JNINativeInterface_* original = nullptr;
 
 JNINativeInterface_ countingInterface() {
   JNINativeInterface_ counting = *original;
   counting.FindClass = [](JNIEnv* env, const char* name) {
-    counter.addClass();
+    ++made[classes];
     return original->FindClass(env, name);
   };
   counting.GetMethodID = [](JNIEnv* env, jclass of, const char* name, const char* signature) {
-    counter.add(methods);
+    ++made[methods];
     return original->GetMethodID(env, of, name, signature);
   };
   counting.GetFieldID = [](JNIEnv* env, jclass of, const char* name, const char* signature) {
-    counter.add(fields);
+    ++made[fields];
     return original->GetFieldID(env, of, name, signature);
   };
   counting.NewGlobalRef = [](JNIEnv* env, jobject object) -> jobject {
-    if (counter.lacksMemory) return nullptr;
-    counter.add(globals);
+    if (lacksMemory) return nullptr;
+    ++made[globals];
     return original->NewGlobalRef(env, object);
   };
   counting.DeleteGlobalRef = [](JNIEnv* env, jobject object) {
-    counter.add(globals, -1);
+    --made[globals];
     original->DeleteGlobalRef(env, object);
   };
   return counting;
 }
 
-// The environment of the calling thread, which counts what it is asked for.
+// An environment that counts what it is asked for.
 JNIEnv* countingEnv() {
-  static const bool isStarted = (JavaMachine::start({"-Xcheck:jni", "-Djava.class.path=nowhere"}), true);
-  JNIEnv* const env = isStarted ? JavaMachine::env() : nullptr;
-  if (original == nullptr) original = env->functions;
+  JavaMachine::start({"-Xcheck:jni", "-Djava.class.path=nowhere"});
+  JNIEnv* const env = JavaMachine::env();
+  original = env->functions;
   static const JNINativeInterface_ counting = countingInterface();
   env->functions = &counting;
   return env;
@@ -133,9 +100,9 @@ class JavaLookUp : public testing::Test {
   }
 
   LookUps lookUpsOf(const std::function<int()>& call, int expected) const {
-    counter.take();
+    take();
     EXPECT_EQ(call(), expected);
-    return counter.take();
+    return take();
   }
 
   void fillIdentifier() {
@@ -145,7 +112,6 @@ class JavaLookUp : public testing::Test {
 
   void lookUpWhatIsMissing();
   void lookUpWhatIsThere();
-  void lookUpInSeveralThreads();
 
   JNIEnv* env_ = countingEnv();
   TempStore store_{TempStore::Place::memory};
@@ -176,10 +142,10 @@ void JavaLookUp::lookUpWhatIsMissing() {
 }
 
 void JavaLookUp::lookUpWhatIsThere() {
-  counter.lacksMemory = true;
+  lacksMemory = true;
   ASSERT_EQ(lookUpsOf(compare_, 0), ofMethodThatIsNotKept);
   ASSERT_EQ(takeException(), "java.lang.OutOfMemoryError");
-  counter.lacksMemory = false;
+  lacksMemory = false;
   ASSERT_EQ(lookUpsOf(compare_, 11), ofMethod);
   ASSERT_EQ(lookUpsOf(hash_, 12), ofMethod);
   for (int round = 0; round < 50; ++round) {
@@ -195,30 +161,12 @@ void JavaLookUp::lookUpWhatIsThere() {
   ASSERT_TRUE(set_->add(element_, key_, callee_, env_));
 }
 
-// Both find the method, and one of the references goes again.
-void JavaLookUp::lookUpInSeveralThreads() {
-  jobject callee = original->NewGlobalRef(env_, callee_);
-  counter.take();
-  counter.expectThreads(2);
-  std::vector<std::thread> threads;
-  for (int i = 0; i < 2; ++i) {
-    threads.emplace_back([&, element = element_.oid()] {
-      EXPECT_EQ(psCompare::hash(pstHandle<psObj>(element), callee, countingEnv()), 13);
-    });
-  }
-  for (std::thread& thread : threads) thread.join();
-  EXPECT_EQ(counter.take(), (LookUps{2, 2, 0, 1}));
-  EXPECT_EQ(lookUpsOf(hashElement_, 13), none);
-  original->DeleteGlobalRef(env_, callee);
-}
-
 TEST_F(JavaLookUp, IsTriedAgainUntilItSucceedsAndThenNoMore) {
   lookUpWhatIsMissing();
   callee_ = define(env_, "com/vexa/pm/psScalableCollectionsPersistor");
   id_ = define(env_, "COM/vexa/pm/psId");
   if (HasFailure()) return;
   lookUpWhatIsThere();
-  lookUpInSeveralThreads();
   EXPECT_EQ(JavaMachine::complaints(), "");
 }
 

@@ -10,8 +10,8 @@
 #include "support/RawFile.h"
 #include "support/SetWorld.h"
 
-// A page of a collection, or of its elements, that cannot be read any more: what is done meanwhile happens as the
-// results say, and nothing that lies in the page is lost, doubled or put elsewhere when it is mended.
+// A page of a collection, or of its elements, cannot be read any more. Operations do what their results say, and once
+// the page is mended nothing that lies in it is lost, doubled or misplaced.
 namespace ps::test {
 namespace {
 
@@ -25,7 +25,7 @@ std::vector<std::string> pagesIn(const std::string& path) {
   return pages;
 }
 
-// Adds what is there and what is not, and removes some, by the model's leave.
+// Adds elements that are there and others that are not, and removes some, in collection and model.
 void changeAtRandom(KeyedWorld& world, std::mt19937_64& random, std::int64_t& number) {
   const std::vector<ItemKey> known = world.model.list();
   for (const ItemKey& item : known) {
@@ -91,7 +91,7 @@ TEST(KeyedDamage, NothingIsLostOrDoubledForAPageThatCannotBeRead) {
   }
 }
 
-// Additions that try the end of the tree first, since one went behind all others of its leaf, do without it.
+// Additions that try the end of the tree first, as ascending ones do, succeed when the end cannot be read.
 TEST(KeyedDamage, ElementsAreAddedBeforeALastLeafThatCannotBeRead) {
   SetWorld world(file, Flavour::handle, true, 8);
   ItemKey last;

@@ -44,6 +44,8 @@ void expectFoundByEachName(World&& world) {
   const std::unique_ptr<psCollectionIterator> it(collection.keyIterator());
   EXPECT_FALSE(collection.contains(unknown) || it->goTo(unknown) || it->hasNext());
   EXPECT_TRUE(collection.get(unknown).isNull());
+  const pstHandle<psObj> null;
+  EXPECT_FALSE(collection.contains(null) || collection.remove(null));
   world.model.remove(known.key);
   EXPECT_TRUE(collection.remove(pstHandle<Item>(known.key.id).operator->()));
   EXPECT_EQ(world.complaints(), "");

@@ -63,8 +63,8 @@ std::vector<psId> walkOver(psCollectionIterator* over) {
   return ids;
 }
 
-// A comparator cannot place an element whose object does not exist any more. Nothing is misplaced or lost beside it;
-// where an order cannot be told, nothing is done.
+// A comparator cannot place an element whose object does not exist any more. Nothing beside it is misplaced or lost,
+// and where an order cannot be told, nothing is done.
 TEST(KeyedRefusal, WhatWasDeletedMisleadsNobody) {
   for (const Structure structure : structures) {
     for (const Kind kind : kinds) {

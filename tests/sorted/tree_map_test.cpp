@@ -2,7 +2,6 @@
 
 #include <memory>
 
-#include "list/psTreeList.h"
 #include "sorted/psTreeMapNode.h"
 #include "support/SetWorld.h"
 
@@ -20,7 +19,7 @@ struct MapWorld : SetWorld {
   }
 };
 
-// Whoever takes the map for a set, or a tree, leaves no value behind and mixes none up.
+// Used as a set, or as a tree, a map keeps each value with its key and leaves none over.
 TEST(TreeMap, KeepsValuesInStepWhenUsedAsASet) {
   MapWorld world(20);
   psTreeSet& set = *world.set;
@@ -53,22 +52,6 @@ TEST(TreeMap, KeepsValuesInStepWhenUsedAsASet) {
   const ItemKey added = world.newItem(7);
   EXPECT_TRUE(leaf->add(pstHandle<psObj>(added.id)));
   world.model.add(added);
-  EXPECT_EQ(world.complaints(), "");
-}
-
-TEST(TreeMap, TakesElementsOfListsAsKeysWithoutValues) {
-  MapWorld world(3);
-  const pstHandle<psTreeList> list(new (world.store.container("sets")) psTreeList(4));
-  pstHandle<psCollection> other(list.oid());
-  EXPECT_FALSE(world.map().addAll(other)) << "there is nothing to add";
-  const ItemKey fresh = world.newItem(25);
-  const ItemKey known = world.model.list()[1];
-  for (const psId& id : {psId(), known.id, fresh.id, fresh.id}) list->addLast(pstHandle<psObj>(id));
-  EXPECT_TRUE(world.map().addAll(other));
-  world.model.put(known, psId());
-  world.model.put(fresh, psId());
-  EXPECT_EQ(world.complaints(), "");
-  EXPECT_TRUE(world.map().add(pstHandle<psObj>())) << "whatever came of it";
   EXPECT_EQ(world.complaints(), "");
 }
 

@@ -1,18 +1,12 @@
 #include <gtest/gtest.h>
 
-#include <algorithm>
 #include <cmath>
 #include <cstddef>
 #include <cstring>
 #include <memory>
-#include <string>
-#include <vector>
 
 #include "list/psTreeList.h"
-#include "sorted/psBTreeNode.h"
-#include "sorted/psTreeMapNode.h"
 #include "sorted/psTreeSet.h"
-#include "support/Reports.h"
 #include "support/SetWorld.h"
 
 namespace ps::test {
@@ -66,25 +60,6 @@ TEST(TreeSet, VirtualOperationsStandInTheirPublishedOrder) {
                     slotOf<int(Key) const>(&psCompare::hash));
 }
 
-TEST(TreeSet, ClassesKnowWhatTheyAre) {
-  const psTreeSet set{psInternalObj()};
-  EXPECT_TRUE(set.psIsKindOf(4017) && set.psIsKindOf(4015) && set.psIsKindOf(4023) && set.psIsKindOf(psObj::pstTypeN));
-  EXPECT_FALSE(set.psIsKindOf(4016) || set.psIsKindOf(4018));
-  EXPECT_EQ(set.psGetTypeN(), 4017U);
-  EXPECT_STREQ(set.psGetTypeName(), "psTreeSet");
-  EXPECT_TRUE(psBTreeNode().psIsKindOf(4015) && !psBTreeNode().psIsKindOf(4017));
-  const psTreeMap map{psInternalObj()};
-  EXPECT_TRUE(map.psIsKindOf(4018) && map.psIsKindOf(4017) && !psTreeMapNode().psIsKindOf(4016));
-  TempStore store(TempStore::Place::memory);  // classes are known once a session has opened
-  const unsigned int derived[][2] = {{4010, 4014}, {4011, 4014}, {4013, 1},    {4016, 4015}, {4017, 4015},
-                                     {4018, 4017}, {4019, 4015}, {4020, 4015}, {4021, 4015}, {4015, 4023},
-                                     {4022, 1},    {4026, 4022}, {4023, 1}};
-  for (const auto& pair : derived) EXPECT_NE(ptmIsKindOf(pair[0], pair[1]), 0) << pair[0];
-  EXPECT_EQ(ptmIsKindOf(4015, 4016), 0);
-  EXPECT_EQ(ptmIsKindOf(4021, 4016), 0) << "nodes of lists are no nodes of sets";
-  EXPECT_EQ(ptmIsKindOf(4012, 1), 0) << "nobody has this number";
-}
-
 template <class Key, class Collection, class = void>
 constexpr bool isKeyOf = false;
 template <class Key, class Collection>
@@ -129,85 +104,6 @@ TEST(TreeSet, AnEqualOfItsOwnNarrowsLookUpsAndPlacesNothing) {
     }
     ASSERT_EQ(set->size(), 40);
     ASSERT_EQ(faultsOf(set), "");
-  }
-}
-
-// What an iterator gives is in the map, and it goes where it is told.
-void expectAlive(SetWorld& world, psCollectionIterator& it, bool overValues) {
-  std::vector<psId> elements;
-  for (const SetModel::Pair& pair : world.model.pairs()) elements.push_back(overValues ? pair.value : pair.key.id);
-  const auto isAlive = [&](const psId& id) {
-    return id.isNull() || std::find(elements.begin(), elements.end(), id) != elements.end();
-  };
-  const psId value = it.currentValue();
-  ASSERT_TRUE(overValues || !it.current(pscNoLock).isNull() || value.isNull());
-  ASSERT_TRUE(isAlive(it.current(pscNoLock)) && (value.isNull() || value.isValid()));
-  it.hasPrevious();
-  for (int i = 0; i < 6; ++i) ASSERT_TRUE(isAlive(i % 2 == 0 ? it.next(pscNoLock) : it.previous(pscNoLock)));
-  for (int i = 0; i < 6; ++i) ASSERT_TRUE(isAlive(it.next(pscNoLock)));
-  ASSERT_EQ(it.collection(), world.set);
-  for (const std::size_t i : {std::size_t{1}, elements.size() - 1}) {
-    ASSERT_TRUE(it.goTo(pstHandle<psObj>(world.model.list()[i].id)));
-    ASSERT_EQ(it.current(pscNoLock), elements[i]);
-    ASSERT_EQ(it.goToIndex(static_cast<int>(i), pscNoLock), elements[i]);
-    ASSERT_EQ(it.currentIndex(), static_cast<int>(i));
-  }
-}
-
-enum class Event { rootSplits, leavesGo, abort, othersCommit };
-
-TEST(TreeSet, IteratorsGiveNothingDead) {
-  const Reports mistakes;
-  for (const Event event : {Event::rootSplits, Event::leavesGo, Event::abort, Event::othersCommit}) {
-    SCOPED_TRACE(static_cast<int>(event));
-    SetWorld world(TempStore::Place::file, Flavour::handle, true, 4, Kind::map);
-    for (int number = 0; number < (event == Event::rootSplits ? 3 : 80); ++number) world.put(number);
-    ASSERT_EQ(world.store->commit(), 1);
-    ASSERT_EQ(world.store->begin(event == Event::othersCommit ? pscRead : pscUpdate), 1);
-    world.find();
-    const SetModel before = world.model;
-    if (event == Event::abort) {
-      for (int number = 80; number < 160; ++number) world.put(number);
-    }
-    std::vector<std::unique_ptr<psCollectionIterator>> iterators;
-    for (int at = 0; at < world.model.size(); at += 2) {
-      for (const bool overValues : {false, true}) {
-        iterators.emplace_back(overValues ? world.set->valueIterator() : world.set->keyIterator());
-        iterators.back()->goToIndex(at, pscNoLock);
-        iterators.back()->currentValue();
-      }
-    }
-    const std::vector<ItemKey> items = world.model.list();
-    const auto removeMost = [&items](const pstHandle<psCollection>& map) {
-      for (const ItemKey& item : items) {
-        if (item.number % 40 > 3) map->remove(pstHandle<psObj>(item.id));
-      }
-    };
-    if (event == Event::rootSplits) {
-      for (int number = 3; number < 80; ++number) world.put(number);
-    } else if (event == Event::abort) {
-      ASSERT_EQ(world.store->abort(), 1);
-      ASSERT_EQ(world.store->begin(pscRead), 1);
-      world.find();
-      world.model = before;
-    } else {
-      if (event == Event::othersCommit) {
-        ASSERT_EQ(world.store->commit(), 1);
-        world.store.inOtherSession([&](psSession& other) { removeMost(storedCollection(other)); });
-        ASSERT_EQ(world.store->begin(pscRead), 1);
-        world.find();
-      } else {
-        removeMost(world.set);
-      }
-      for (const ItemKey& item : items) {
-        if (item.number % 40 > 3) world.model.remove(item);
-      }
-    }
-    for (std::size_t i = 0; i < iterators.size(); ++i) {
-      SCOPED_TRACE(i);
-      expectAlive(world, *iterators[i], i % 2 == 1);
-      if (HasFailure()) return;
-    }
   }
 }
 
@@ -262,21 +158,6 @@ TEST(TreeSet, MayHoldItself) {
       ASSERT_EQ(world.complaints(), "");
     }
   }
-}
-
-TEST(TreeSet, RefusesWhatIsNoElement) {
-  SetWorld world(TempStore::Place::memory, Flavour::handle, false, 4);
-  for (int number = 0; number < 9; ++number) world.put(number);
-  psTreeSet& set = *world.set;
-  const pstHandle<psObj> null;
-  EXPECT_FALSE(set.add(null) || set.contains(null) || set.remove(null));
-  EXPECT_EQ(set.indexOf(null, 0), -1);
-  pstHandle<psBTree> low(set.atFirst());
-  EXPECT_EQ(set.removeNode(low), 0) << "it holds elements";
-  EXPECT_EQ(set.newLow(low), 1);
-  EXPECT_EQ(set.parent(low), 0);
-  EXPECT_TRUE(set.parent().isNull());
-  EXPECT_EQ(world.complaints(), "");
 }
 
 // Takes the elements of a leaf out of the model.

@@ -20,7 +20,6 @@
 #include <string_view>
 #include <thread>
 #include <utility>
-#include <vector>
 
 #include "store/base/psSessionOptions.h"
 #include "support/Process.h"
@@ -205,35 +204,6 @@ TEST_P(EngineModelTest, behavesAsAMapWithTransactions) {
 
 INSTANTIATE_TEST_SUITE_P(Engines, EngineModelTest, ::testing::Values("memory:", "store"));
 
-TEST(LmdbEngineTest, readersKeepTheirSnapshotBesideWritersOfThisAndOtherProcesses) {
-  const ScratchFolder folder;
-  const std::string path = folder / "store";
-  // Forked before anything is open, and opens the store while this process reads from it.
-  Process other([&](const Process::Channel& channel) {
-    channel.receive();
-    const auto writer = openStore(path);
-    for (int i = 0; i < 300; ++i) {
-      if (!store(*writer, lettered('c'))) return 1;
-    }
-    return 0;
-  });
-  const auto reader = openStore(path);
-  {
-    const auto writer = openStore(path);
-    ASSERT_TRUE(store(*writer, lettered('a')));
-    ASSERT_TRUE(reader->begin(false));
-    ASSERT_TRUE(store(*writer, lettered('b')));
-    ASSERT_EQ(writer->version(), reader->version() + 1);
-  }
-  // Closing the writer's engine must not have cost the reader its locks: the other process would take its pages then.
-  other.channel().send();
-  ASSERT_EQ(other.wait(), 0);
-  EXPECT_EQ(scanned(*reader), lettered('a'));
-  reader->abort();
-  EXPECT_EQ(contentOf(*reader), lettered('c'));
-  EXPECT_EQ(reader->version(), 302U);
-}
-
 TEST(LmdbEngineTest, aKilledReaderDoesNotPinOldPagesForEver) {
   const ScratchFolder folder;
   const std::string path = folder / "store";
@@ -374,27 +344,6 @@ TEST(LmdbEngineTest, aForkedChildIsRefusedAndDoesNotDisturbItsParent) {
   EXPECT_EQ(writer->commit(), Engine::Commit::committed) << writer->error().text;
   EXPECT_EQ(scanned(*reader), lettered('a'));
   EXPECT_EQ(contentOf(*writer).at("key0"), "b");
-}
-
-TEST(LmdbEngineTest, threadsThatOpenAndCloseOneStoreShareIt) {
-  const ScratchFolder folder;
-  const std::string path = folder / "store";
-  constexpr int rounds = 100;
-  const auto count = [&] {
-    for (int i = 0; i < rounds; ++i) {
-      const auto engine = openStore(path);
-      std::string_view value;
-      ASSERT_TRUE(engine->begin(true)) << engine->error().text;
-      const int before = engine->get("count", value) == Engine::Lookup::found ? std::stoi(std::string(value)) : 0;
-      ASSERT_TRUE(engine->put("count", std::to_string(before + 1)));
-      ASSERT_EQ(engine->commit(), Engine::Commit::committed) << engine->error().text;
-    }
-  };
-  std::vector<std::thread> threads;
-  threads.reserve(4);
-  for (int i = 0; i < 4; ++i) threads.emplace_back(count);
-  for (std::thread& thread : threads) thread.join();
-  EXPECT_EQ(contentOf(*openStore(path)).at("count"), std::to_string(4 * rounds));
 }
 
 TEST(LmdbEngineTest, oneFileIsOneStoreByWhateverNameItIsOpened) {

@@ -277,7 +277,7 @@ TEST_F(StoreErrors, ForkedChildrenAreRefused) {
   isIntact();
 }
 
-// Bytes flipped in whatever the store has written are found; what is not hit stays usable, and nothing is made worse.
+// Flipped bytes in the store's records are found. Other records stay usable, and nothing is made worse.
 TEST_F(StoreErrors, FlippedBytesAreFound) {
   begin();
   const pstHandle<psContObj> a = container("a");
@@ -358,7 +358,7 @@ TEST_F(StoreErrors, FlippedBytesAreFound) {
   complains(psErrorKind::damaged, {"page ", "container (1,2)", "checksum"});
 }
 
-// Whatever record is damaged: who depends on it is refused, by each way to it, and not told that there is nothing.
+// Whichever record is damaged, operations that depend on it are refused, and not told that nothing is there.
 TEST_F(StoreErrors, DamageIsARefusalAndNotAbsence) {
   furnish();
   begin();

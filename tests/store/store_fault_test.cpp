@@ -87,7 +87,7 @@ std::unique_ptr<ps::detail::Engine> ps::detail::openEngine(const std::string& pa
 namespace ps::test {
 namespace {
 
-// What a store's file says, but for what may differ: the next fresh numbers, and in which page an object lies.
+// What a store's file says, without what may differ: the next fresh numbers, and the page in which an object lies.
 std::map<std::string, std::string> contentOfFile(const std::string& path) {
   std::map<std::string, std::string> content;
   std::map<std::string, int> objects;  // by container
@@ -115,8 +115,8 @@ std::size_t membersOf(const psHandleBase& scope) {
   return count;
 }
 
-// Whichever call to the engine fails: what was to be changed is changed whole or not at all, what was asked is answered
-// rightly or refused, and either is said.
+// Whichever call to the engine fails, a change happens whole or not at all, a question is answered rightly or refused,
+// and the result says which.
 TEST(StoreFaults, NothingIsHalfDoneAndNothingThatFailedIsAbsent) {
   const psId database(1, 0, 0, 0);
   const psId shelf(1, 1, 0, 0);

@@ -2,7 +2,6 @@
 
 #include <set>
 #include <string>
-#include <vector>
 
 #include "hash/psHashAdmin.h"
 #include "sorted/psTreeSet.h"
@@ -125,22 +124,6 @@ TEST_F(Admins, DoesNotHandOutAContainerThatIsGone) {
   ASSERT_EQ(psDelete(current), 1);
   pstRef<psContObj> gone(current.oid());
   EXPECT_EQ(databaseOf(admin->newContainer(gone)), "test") << "only its numbers count";
-}
-
-TEST_F(Admins, ARefusedAdministratorProvidesNothing) {
-  const pstHandle<psTreeSet> set(new (store.container("c")) psTreeSet(4));
-  ASSERT_EQ(store->commit(), 1);
-  ASSERT_EQ(store->begin(pscUpdate), 1);
-  const pstHandle<psTreeAdmin> admin(set->admin());
-  ASSERT_EQ(admin.open(pscRead), 1);
-  const int before = containersOf(store.session());
-  store->openGuard([](const psId&, psMode mode) { return mode != pscUpdate; });
-  EXPECT_TRUE(admin->provideNodeContainer().isNull());
-  EXPECT_TRUE(admin->provideVArrayContainer().isNull());
-  admin->setMaxNodesPerContainer(7);
-  store->openGuard(nullptr);
-  EXPECT_EQ(admin->maxNodesPerContainer(), 174);
-  EXPECT_EQ(containersOf(store.session()), before);
 }
 
 TEST_F(Admins, CountsWhatIsInTheCurrentContainer) {
