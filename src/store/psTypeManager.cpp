@@ -10,12 +10,13 @@ using ps::detail::TypeRegistry;
 namespace {
 
 void add(TypeRegistry::Owner owner, unsigned int typeN, const char* name, unsigned int baseTypeN, std::size_t size,
-         psRelocation relocation) {
+         psRelocation relocation, std::size_t alignment) {
   ClassInfo info;
   info.number = typeN;
   info.name = name;
   info.base = baseTypeN;
   info.size = static_cast<std::uint32_t>(size);
+  info.alignment = static_cast<std::uint32_t>(alignment);
   info.relocation = relocation;
   const std::string complaint = TypeRegistry::instance().add(std::move(info), owner);
   if (!complaint.empty()) ps::detail::signalStoreError({psErrorKind::usage, complaint});
@@ -24,8 +25,8 @@ void add(TypeRegistry::Owner owner, unsigned int typeN, const char* name, unsign
 }  // namespace
 
 void ptmRegisterClass(unsigned int typeN, const char* name, unsigned int baseTypeN, std::size_t size,
-                      psRelocation relocation) {
-  add(TypeRegistry::Owner::application, typeN, name, baseTypeN, size, relocation);
+                      psRelocation relocation, std::size_t alignment) {
+  add(TypeRegistry::Owner::application, typeN, name, baseTypeN, size, relocation, alignment);
 }
 
 int ptmIsKindOf(unsigned int typeN, unsigned int baseTypeN) {
@@ -68,8 +69,8 @@ void PrototypeScope::note(const void* array) {
 }
 
 void addLibraryClass(unsigned int typeN, const char* name, unsigned int baseTypeN, std::size_t size,
-                     psRelocation relocation) {
-  add(TypeRegistry::Owner::library, typeN, name, baseTypeN, size, relocation);
+                     psRelocation relocation, std::size_t alignment) {
+  add(TypeRegistry::Owner::library, typeN, name, baseTypeN, size, relocation, alignment);
 }
 
 void noteArrayConstruction(const void* array) {

@@ -12,10 +12,11 @@
 
 // What the store knows of the persistent classes of this process.
 
-// Makes an application's class known. size is that of its objects. A number that another class has, or that is not for
-// applications, is refused: the error is signalled, and psSession::open then fails with it.
+// Makes an application's class known. size and alignment are those of its objects, in bytes. A number that another
+// class has, or that is not for applications, is refused: the error is signalled, and psSession::open then fails with
+// it.
 PS_API void ptmRegisterClass(unsigned int typeN, const char* name, unsigned int baseTypeN, std::size_t size,
-                             psRelocation relocation);
+                             psRelocation relocation, std::size_t alignment = alignof(void*));
 
 // Non-zero when class typeN is class baseTypeN or derives from it.
 PS_API int ptmIsKindOf(unsigned int typeN, unsigned int baseTypeN);
@@ -68,15 +69,15 @@ void registerClass(const char* name, psRelocation relocation) {
   static_assert(T::pstTypeN > psHighestLibraryTypeN && T::pstTypeN <= psHighestTypeN,
                 "an application's classes have numbers from 10000 to 2147483647");
   static_assert(alignof(T) <= 16, "objects are aligned to 16 bytes in the store");
-  ptmRegisterClass(T::pstTypeN, name, T::psBase::pstTypeN, sizeof(T), relocation);
+  ptmRegisterClass(T::pstTypeN, name, T::psBase::pstTypeN, sizeof(T), relocation, alignof(T));
 }
 
 // The same for a class of the library.
 void addLibraryClass(unsigned int typeN, const char* name, unsigned int baseTypeN, std::size_t size,
-                     psRelocation relocation);
+                     psRelocation relocation, std::size_t alignment);
 template <class T>
 void registerLibraryClass(const char* name, psRelocation relocation) {
-  addLibraryClass(T::pstTypeN, name, T::psBase::pstTypeN, sizeof(T), relocation);
+  addLibraryClass(T::pstTypeN, name, T::psBase::pstTypeN, sizeof(T), relocation, alignof(T));
 }
 
 template <class T, void (*Register)(const char*, psRelocation) = &registerClass<T>>

@@ -192,8 +192,8 @@ TEST_F(StoreErrors, FilesThatAreNoStoreAreLeftAlone) {
     entry.nextNumber = 2;
     RawFile(path_).put(StoreKey::federation(), entry.encode(StoreKey::federation()));
   };
-  federation("pscollections 2");
-  refuses(path_, {"\"pscollections 2\"", "newer"});
+  federation("pscollections 3");
+  refuses(path_, {"\"pscollections 3\"", "newer"});
   federation(std::string(ps::detail::storeFormat));
   isIntact();
 }

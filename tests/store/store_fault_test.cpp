@@ -94,14 +94,16 @@ std::map<std::string, std::string> contentOfFile(const std::string& path) {
   for (auto& [key, value] : RawFile(path).content()) {
     ps::detail::CatalogEntry entry;
     std::string where = key;
-    for (std::size_t id = 1; id <= (key[0] == 'R' ? 9U : 1U) && key[0] >= 'N' && key[0] != 'P'; id += 8)
+    for (std::size_t id = 1; id <= (key[0] == 'O' ? 9U : 1U) && (key[0] == 'N' || key[0] == 'O'); id += 8)
       where.replace(id + 4, 4, "page");
     if (key[0] == 'P') {
-      objects[key.substr(0, 5)] += value[22];
+      ps::detail::PageContents page;
+      EXPECT_TRUE(ps::detail::readContents(std::string_view(value).substr(8), page));
+      objects[key.substr(0, 5)] += static_cast<int>(page.objects.size());
     } else if (entry.decode(key, value)) {
       content[where] = entry.name + " has " + std::to_string(entry.live);
     } else {
-      content[where] = key[0] == 'N' ? value.substr(0, 4) : value;
+      content[where] = key[0] == 'N' ? value.substr(8, 4) : value;
     }
   }
   for (const auto& [container, count] : objects) content[container] = std::to_string(count);

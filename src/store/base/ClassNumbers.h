@@ -17,7 +17,8 @@ constexpr unsigned int collectedContainerTypeN = 3;
 constexpr unsigned int databaseTypeN = 4;
 constexpr unsigned int federationTypeN = 5;
 
-// The class number of an array's storage in a page. No scan delivers it, and its first word is data.
+// The class numbers of arrays' storage in a page: this one plus the rows that it has (store/cache/StorageRows.h). No
+// scan delivers it, and its first word is data.
 constexpr std::uint32_t storageType = 9;
 
 }  // namespace ps::detail

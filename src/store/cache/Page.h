@@ -20,6 +20,13 @@ struct ObjectNotes {
   std::vector<psId> references;
 };
 
+// An object that is kept as it is but cannot be opened here, because its class is unknown or its size has changed.
+struct ForeignObject {
+  std::uint16_t slot;
+  std::uint16_t offset;
+  std::uint16_t layout;
+};
+
 // What the cache knows of a page image in memory, besides its Frame.
 struct Page {
   Frame* frame = nullptr;
@@ -42,9 +49,7 @@ struct Page {
   // In a checked build, the checksums of the objects when the image was last known to be right: slot, checksum.
   std::vector<std::pair<std::uint16_t, std::uint64_t>> objectChecksums;
 
-  // Objects that are kept as they are but cannot be opened here, because their class is unknown or its size has
-  // changed.
-  std::vector<std::pair<std::uint16_t, std::uint16_t>> foreign;  // slot, offset
+  std::vector<ForeignObject> foreign;
   // Objects that the running transaction deleted; their bytes are still in place.
   std::vector<std::pair<std::uint16_t, std::uint16_t>> freed;
   std::forward_list<ObjectNotes> notes;

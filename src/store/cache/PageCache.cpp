@@ -80,6 +80,7 @@ PageCache::~PageCache() {
 
 void PageCache::attach(Engine& engine, std::uint32_t pageSize) {
   engine_ = &engine;
+  classes_.attach(engine);
   pageSize_ = pageSize;
 }
 
@@ -88,6 +89,7 @@ void PageCache::limit(std::size_t bytes) { limit_ = std::max(bytes, leastLimit);
 void PageCache::begin(std::uint64_t readStamp, std::uint64_t updateStamp) {
   readStamp_ = readStamp;
   updateStamp_ = updateStamp;
+  classes_.begin(readStamp);
 }
 
 // The place in the translation tables for a page, which are grown as needed.
@@ -153,11 +155,23 @@ PageCache::Fetch PageCache::revalidate(const psId& id, Page& page) {
   return Fetch::absent;
 }
 
-PageCache::Fetch PageCache::readRecord(const psId& id, std::string& record, std::vector<std::uint64_t>& checksums) {
-  record.clear();
+// Reads the record of a page into record_, and what it says into contents_.
+PageCache::Fetch PageCache::readContents(const psId& id, std::vector<std::uint64_t>& checksums) {
+  const Fetch found = readRecord(id, checksums);
+  if (found != Fetch::present || ps::detail::readContents(record_, contents_)) return found;
+  return failAsDamaged(pageText(id) + " contradicts itself; ");
+}
+
+PageCache::Fetch PageCache::failAsDamaged(std::string text) {
+  text += "restore the store from a backup, or delete the container to go on without it";
+  error_ = {psErrorKind::damaged, std::move(text)};
+  return Fetch::unreadable;
+}
+
+PageCache::Fetch PageCache::readRecord(const psId& id, std::vector<std::uint64_t>& checksums) {
+  record_.clear();
   checksums.clear();
-  std::size_t length = sizeof(RecordHeader);
-  RecordHeader header{};
+  RecordSize size{};
   do {
     const StoreKey key = StoreKey::chunk(id, static_cast<std::uint32_t>(checksums.size()));
     std::string_view value;
@@ -170,20 +184,13 @@ PageCache::Fetch PageCache::readRecord(const psId& id, std::string& record, std:
     std::uint64_t checksum = 0;
     const std::string_view payload =
         found == Engine::Lookup::found ? readPayload(key, value, checksum) : std::string_view{};
-    if (payload.size() < (checksums.empty() ? sizeof(RecordHeader) : 1)) break;
-    record.append(payload);
-    if (checksums.empty()) {
-      std::memcpy(&header, record.data(), sizeof header);
-      length = header.length;
-    }
+    if (payload.empty()) break;
+    if (checksums.empty()) size = sizeOfRecord(payload);
+    record_.append(payload);
     checksums.push_back(checksum);
-  } while (record.size() < length);
-  if (record.size() == length && !checksums.empty() && header.tailHash == tailHash(checksums)) return Fetch::present;
-  error_ = {psErrorKind::damaged,
-            pageText(id) +
-                " is damaged: what is stored does not match its checksum; restore the store from a backup, " +
-                "or delete the container to go on without it"};
-  return Fetch::unreadable;
+  } while (record_.size() < size.bytes);
+  if (record_.size() == size.bytes && !checksums.empty() && size.tailHash == tailHash(checksums)) return Fetch::present;
+  return failAsDamaged(pageText(id) + " is damaged: what is stored does not match its checksum; ");
 }
 
 // The payload of a value when its checksum is right, else an empty view. While values come from the disk, the engine is
@@ -204,28 +211,23 @@ std::string_view PageCache::readPayload(std::string_view key, std::string_view v
 PageCache::Fetch PageCache::load(const psId& id, Page*& page) {
   if (id.get_page() == 0 || id.get_OC() == 0) return Fetch::absent;
   std::vector<std::uint64_t> checksums;
-  const Fetch found = readRecord(id, record_, checksums);
+  const Fetch found = readContents(id, checksums);
   if (found != Fetch::present) return found;
-  RecordShape shape{};
-  if (!readShape(record_, shape)) {
-    error_ = {psErrorKind::damaged, pageText(id) + " contradicts itself; restore the store from a backup, or delete " +
-                                        "the container to go on without it"};
-    return Fetch::unreadable;
-  }
-  std::size_t slots = shape.header.nextSlot - 1U;
-  std::size_t needed = objectsBegin(slots) + shape.bytes;
+  const std::size_t bytes = bytesInMemory(contents_);
+  std::size_t slots = contents_.nextSlot - 1U;
+  std::size_t needed = objectsBegin(slots) + bytes;
   // Where objects may be added, the image gets the room of a whole page: it cannot be moved to more room later, and
   // each page left half empty takes one of the container's numbers. Most containers hold one array in one page and will
   // not grow: those are kept small. The smallest are not, since they may be the first object of many.
-  const bool mayGrow = shape.header.objects > 2 || id.get_page() > 1 ||
+  const bool mayGrow = contents_.objects.size() > 2 || id.get_page() > 1 ||
                        (updateStamp_ != SessionHead::noStamp && needed <= pageSize_ / 8);
   if (mayGrow && needed < pageSize_ / 4 * 3) {
     slots = std::max<std::size_t>(slots, pageSize_ / bytesPerSlot);
-    needed = std::max<std::size_t>(pageSize_, objectsBegin(slots) + shape.bytes);
+    needed = std::max<std::size_t>(pageSize_, objectsBegin(slots) + bytes);
   }
   page = newImage(id, needed);
   if (page == nullptr) return Fetch::unreadable;
-  decodePage(record_, shape, slots, *page);
+  decodePage(contents_, slots, *page);
   link(*page);
   page->checksums = std::move(checksums);
   page->stored = true;
@@ -301,6 +303,8 @@ char* PageCache::allocate(PageSequence pages, const psId& near, std::uint32_t ty
 bool PageCache::resizeInPlace(Page& page, ObjectHeader& header, std::uint32_t size) {
   char* const body = reinterpret_cast<char*>(&header + 1);
   const std::size_t capacity = capacityOf(page, header);
+  // What is behind the elements would move with their number.
+  if (isStorage(header.type)) header.type = storageType;
   if (size > capacity) {
     const std::size_t end = static_cast<std::size_t>(body - page.frame->image) + capacity;
     const std::size_t more = aligned(size) - capacity;
@@ -379,9 +383,12 @@ bool PageCache::writeChanges() {
 bool PageCache::write(Page& page) {
   const psId& id = page.frame->pageId;
   if (page.objects != 0) {
-    if (const ObjectHeader* const object = encodePage(page, written_)) {
+    if (const ObjectHeader* const object = encodePage(page, classes_, written_)) {
       const ClassInfo& info = *TypeRegistry::instance().find(object->type & ~namedFlag);
-      error_ = {psErrorKind::unknownClass, textOf(idAt(object + 1)) + ": " + complaintAbout(info, object + 1)};
+      error_ = isOfClass(info, object + 1)
+                   ? classes_.error()
+                   : StoreError{psErrorKind::unknownClass,
+                                textOf(idAt(object + 1)) + ": " + complaintAbout(info, object + 1)};
       return false;
     }
   }
@@ -398,10 +405,7 @@ bool PageCache::writeChunks(const psId& id, Page& page) {
   // Backwards, since the first chunk holds the hash of the others' checksums.
   for (std::size_t i = count; i-- > 0;) {
     const StoreKey key = StoreKey::chunk(id, static_cast<std::uint32_t>(i));
-    if (i == 0) {
-      const std::uint64_t hash = tailHash(checksums);
-      std::memcpy(written_.data() + offsetof(RecordHeader, tailHash), &hash, sizeof hash);
-    }
+    if (i == 0) sealRecord(key, tailHash(checksums), written_);
     const std::string_view payload = std::string_view(written_).substr(i * chunkPayload, chunkPayload);
     checksums[i] = chunkChecksum(key, payload);
     if (page.stored && i < page.checksums.size() && page.checksums[i] == checksums[i]) continue;
@@ -528,6 +532,7 @@ void PageCache::afterCommit() {
 
 void PageCache::afterAbort(bool engineReads) {
   spilled_.clear();
+  classes_.afterAbort();
   while (!changed_.empty()) {
     Page& page = *changed_.back();
     settle(page);
@@ -537,9 +542,7 @@ void PageCache::afterAbort(bool engineReads) {
 
 bool PageCache::restore(Page& page) {
   std::vector<std::uint64_t> checksums;
-  RecordShape shape{};
-  if (readRecord(page.frame->pageId, record_, checksums) != Fetch::present || !readShape(record_, shape)) return false;
-  if (!restorePage(record_, shape, page)) return false;
+  if (readContents(page.frame->pageId, checksums) != Fetch::present || !restorePage(contents_, page)) return false;
   page.checksums = std::move(checksums);
   page.stored = true;
   page.freed.clear();

@@ -7,7 +7,9 @@
 #include <vector>
 
 #include "store/base/psSessionCounters.h"
+#include "store/cache/ClassTable.h"
 #include "store/cache/Page.h"
+#include "store/cache/PageContents.h"
 #include "store/engine/Engine.h"
 
 namespace ps::detail {
@@ -77,7 +79,9 @@ class PageCache {
   PageLink* linkFor(const psId& id);
   void link(const Page& page);
   Fetch load(const psId& id, Page*& page);
-  Fetch readRecord(const psId& id, std::string& record, std::vector<std::uint64_t>& checksums);
+  Fetch readContents(const psId& id, std::vector<std::uint64_t>& checksums);
+  Fetch readRecord(const psId& id, std::vector<std::uint64_t>& checksums);
+  Fetch failAsDamaged(std::string text);
   std::string_view readPayload(std::string_view key, std::string_view value, std::uint64_t& checksum);
   Page* newImage(const psId& id, std::size_t bytes);
   Page* newPage(PageSequence pages, std::size_t capacity);
@@ -103,6 +107,7 @@ class PageCache {
   std::uint64_t readStamp_ = 0;
   std::uint64_t updateStamp_ = SessionHead::noStamp;
 
+  ClassTable classes_;
   std::vector<DatabaseTable*> databases_;
   std::vector<Page*> resident_;
   std::size_t hand_ = 0;
@@ -112,6 +117,7 @@ class PageCache {
 
   // Kept for their memory. There are 2 records, since making room for the one that is being read may write another.
   std::string record_;
+  PageContents contents_;
   std::string written_;
   std::string chunk_;
   StoreError error_;

@@ -5,67 +5,183 @@
 #include <algorithm>
 #include <cstring>
 
+#include "store/cache/PackedStorage.h"
+#include "store/cache/RecordBytes.h"
 #include "store/cache/TypeRegistry.h"
 
 namespace ps::detail {
 
 namespace {
 
-// Stands before each object of a record.
-struct StoredObject {
-  std::uint32_t type;
-  std::uint32_t size;
-  std::uint16_t slot;
-  std::uint16_t reserved;
-};
-static_assert(sizeof(StoredObject) == 12);
+constexpr std::size_t headAlignment = 8;
+constexpr std::size_t roundUp(std::size_t size, std::size_t to) { return (size + to - 1) / to * to; }
 
-// Bytes at the start of an object that are not stored: the virtual table pointer.
-std::size_t omitted(std::uint32_t type) { return (type & ~namedFlag) == storageType ? 0 : sizeof(void*); }
+// Writes the record of a page. Objects of one class, size, layout and form are a group: the directory says once what
+// they have in common, and their bytes lie one after another.
+class PageEncoder {
+ public:
+  PageEncoder(const Page& page, ClassTable& classes) : page_(page), classes_(classes) {}
 
-std::size_t storedSize(std::uint32_t type, std::uint32_t size) {
-  const std::size_t bytes = size - std::min<std::size_t>(size, omitted(type));
-  return (bytes + 3) / 4 * 4;
-}
+  // Null, or the first object that cannot be written.
+  const ObjectHeader* collect();
+  void write(std::string& record) const;
 
-void appendObject(const ObjectHeader& header, std::string& record) {
-  const StoredObject stored{header.type, header.size, header.slot, 0};
-  record.append(reinterpret_cast<const char*>(&stored), sizeof stored);
-  const char* const body = reinterpret_cast<const char*>(&header + 1);
-  const std::size_t skip = omitted(header.type);
-  record.append(body + skip, header.size - std::min<std::size_t>(header.size, skip));
-  record.resize((record.size() + 3) / 4 * 4);
-}
+ private:
+  struct Item {
+    const ObjectHeader* object;
+    std::uint32_t group;
+    std::size_t packed;  // where its packed form begins and how long it is; 0 bytes for others
+    std::size_t packedBytes;
+  };
+  struct Group {
+    std::uint32_t type;
+    std::uint32_t size;
+    std::uint16_t layout;
+    bool isPacked;
+    bool isConsecutive = true;
+    std::uint32_t count = 0;
+    std::uint16_t lastSlot = 0;
 
-// Walks the objects of a record; the visitor gets each one's head and stored bytes. False when the record is cut short.
-template <class Visitor>
-bool forEachObject(std::string_view record, const RecordHeader& header, Visitor&& visit) {
-  std::size_t position = sizeof(RecordHeader);
-  std::uint32_t type = 0;
-  std::uint32_t sizeInMemory = 0;
-  std::size_t size = 0;
-  for (std::uint32_t i = 0; i < header.objects; ++i) {
-    if (position + sizeof(StoredObject) > record.size()) return false;
-    StoredObject stored;
-    std::memcpy(&stored, record.data() + position, sizeof stored);
-    position += sizeof stored;
-    // Most objects are as long as the one before. Predicting that, the processor need not wait to know where the next
-    // is.
-    if (PS_UNLIKELY(stored.type != type || stored.size != sizeInMemory)) {
-      type = stored.type;
-      sizeInMemory = stored.size;
-      size = storedSize(type, sizeInMemory);
+    // Of these, every object in memory is aligned as an array of references is. They come first.
+    bool isAligned() const { return isStorage(type) && size % headAlignment == 0; }
+  };
+
+  void add(const ObjectHeader& object, std::uint16_t layout);
+  std::uint32_t groupFor(const ObjectHeader& object, std::uint16_t layout, bool isPacked);
+  void writeDirectory(std::string& record) const;
+  void writeGroup(std::uint32_t index, std::string& directory) const;
+  void writeObjects(std::string& record) const;
+  // The groups in the order of the directory.
+  template <class Visit>
+  void forEachGroup(Visit visit) const {
+    for (const bool aligned : {true, false}) {
+      for (std::uint32_t i = 0; i < groups_.size(); ++i) {
+        if (groups_[i].isAligned() == aligned) visit(i);
+      }
     }
-    if (size > record.size() - position || stored.slot == 0 || stored.slot >= header.nextSlot) return false;
-    if (!visit(stored, record.data() + position)) return false;
-    position += size;
   }
-  return true;
+  template <class Visit>
+  void forEachItem(std::uint32_t group, Visit visit) const {
+    for (const Item& item : items_) {
+      if (item.group == group) visit(item);
+    }
+  }
+
+  const Page& page_;
+  ClassTable& classes_;
+  std::vector<Item> items_;  // in the order of slots
+  std::vector<Group> groups_;
+  std::string packed_;
+};
+
+const ObjectHeader* PageEncoder::collect() {
+  const std::uint16_t* const slots = slotsOf(page_.frame);
+  const std::uint32_t end = std::min<std::uint32_t>(page_.nextSlot, page_.frame->slotLimit + 1U);
+  items_.reserve(page_.objects);
+  ClassLookup classOf;
+  for (std::uint32_t slot = 1; slot < end; ++slot) {
+    if (slots[slot] == 0) continue;
+    const ObjectHeader& object = *headerAt(page_.frame, slots[slot]);
+    const ClassInfo* const info = omitted(object.type) != 0 ? classOf(object.type & ~namedFlag) : nullptr;
+    if (info != nullptr && !isOfClass(*info, &object + 1)) return &object;
+    const std::uint16_t layout = info != nullptr ? classes_.layoutOf(*info) : std::uint16_t{0};
+    if (info != nullptr && layout == 0) return &object;
+    add(object, layout);
+  }
+  for (const ForeignObject& foreign : page_.foreign) add(*headerAt(page_.frame, foreign.offset), foreign.layout);
+  if (!page_.foreign.empty()) {
+    std::sort(items_.begin(), items_.end(),
+              [](const Item& a, const Item& b) { return a.object->slot < b.object->slot; });
+  }
+  for (const Item& item : items_) {
+    Group& group = groups_[item.group];
+    group.isConsecutive &= group.count == 0 || item.object->slot == group.lastSlot + 1;
+    group.lastSlot = item.object->slot;
+    ++group.count;
+  }
+  return nullptr;
 }
 
-void copyBody(const StoredObject& stored, const char* bytes, char* body) {
-  const std::size_t skip = std::min<std::size_t>(stored.size, omitted(stored.type));
-  std::memcpy(body + skip, bytes, stored.size - skip);
+void PageEncoder::add(const ObjectHeader& object, std::uint16_t layout) {
+  const std::size_t begin = packed_.size();
+  const bool isPacked = isStorage(object.type) && appendPacked(object, packed_);
+  items_.push_back({&object, groupFor(object, layout, isPacked), begin, packed_.size() - begin});
+}
+
+std::uint32_t PageEncoder::groupFor(const ObjectHeader& object, std::uint16_t layout, bool isPacked) {
+  std::uint32_t i = 0;
+  for (; i < groups_.size(); ++i) {
+    const Group& group = groups_[i];
+    if (group.type == object.type && group.size == object.size && group.layout == layout && group.isPacked == isPacked)
+      return i;
+  }
+  groups_.push_back({object.type, object.size, layout, isPacked});
+  return i;
+}
+
+void PageEncoder::write(std::string& record) const {
+  record.clear();
+  writeObjects(record);
+  const std::size_t objectBytes = record.size();
+  const bool isAligned =
+      std::any_of(groups_.begin(), groups_.end(), [](const Group& group) { return group.isAligned(); });
+  std::string directory;
+  writeDirectory(directory);
+  const std::size_t sums = blocksOf(objectBytes) * sizeof(std::uint32_t);
+  RecordHeader header{};
+  header.nextSlot = static_cast<std::uint16_t>(page_.nextSlot);
+  for (const std::uint32_t form : {RecordHeader::singleChunk, RecordHeader::severalChunks}) {
+    header.lengthAndForm = form;
+    const std::size_t used = header.size() + sums + directory.size();
+    header.headLength = static_cast<std::uint16_t>(isAligned ? roundUp(used, headAlignment) : padded(used));
+    if (header.headLength + objectBytes <= chunkPayload) break;
+  }
+  header.lengthAndForm += static_cast<std::uint32_t>(header.headLength + objectBytes);
+  std::string head(header.size() + sums, '\0');
+  std::memcpy(head.data(), &header, sizeof header);
+  head += directory;
+  head.resize(header.headLength);
+  record.insert(0, head);
+}
+
+void PageEncoder::writeDirectory(std::string& record) const {
+  appendVarint(record, static_cast<std::uint32_t>(groups_.size()));
+  forEachGroup([&](std::uint32_t i) { writeGroup(i, record); });
+}
+
+void PageEncoder::writeGroup(std::uint32_t index, std::string& directory) const {
+  const Group& group = groups_[index];
+  const std::uint32_t form = packedGroup * static_cast<std::uint32_t>(group.isPacked) +
+                             consecutiveGroup * static_cast<std::uint32_t>(group.isConsecutive) +
+                             namedGroup * static_cast<std::uint32_t>((group.type & namedFlag) != 0);
+  for (const std::uint32_t number :
+       {form, group.type & ~namedFlag, group.size, std::uint32_t{group.layout}, group.count}) {
+    appendVarint(directory, number);
+  }
+  std::uint32_t last = 0;
+  forEachItem(index, [&](const Item& item) {
+    if (last == 0 || !group.isConsecutive) appendVarint(directory, item.object->slot - last);
+    last = item.object->slot;
+  });
+  if (!group.isPacked) return;
+  forEachItem(index, [&](const Item& item) {
+    appendVarint(directory, static_cast<std::uint32_t>(item.packedBytes / headAlignment));
+  });
+}
+
+void PageEncoder::writeObjects(std::string& record) const {
+  forEachGroup([&](std::uint32_t group) {
+    forEachItem(group, [&](const Item& item) {
+      const ObjectHeader& object = *item.object;
+      if (groups_[group].isPacked) {
+        record.append(packed_, item.packed, item.packedBytes);
+      } else {
+        const char* const body = reinterpret_cast<const char*>(&object + 1);
+        record.append(body + omitted(object.type), storedSize(object.type, object.size));
+        record.resize(padded(record.size()));
+      }
+    });
+  });
 }
 
 }  // namespace
@@ -96,28 +212,29 @@ std::string_view verifiedPayload(std::string_view key, std::string_view value, s
   return chunkChecksum(key, payload) == checksum ? payload : std::string_view{};
 }
 
-const ObjectHeader* encodePage(const Page& page, std::string& record) {
-  record.assign(sizeof(RecordHeader), '\0');
+const ObjectHeader* encodePage(const Page& page, ClassTable& classes, std::string& record) {
+  PageEncoder encoder(page, classes);
+  const ObjectHeader* const refused = encoder.collect();
+  if (refused == nullptr) encoder.write(record);
+  return refused;
+}
+
+void sealRecord(std::string_view key, std::uint64_t tailHash, std::string& record) {
+  const std::uint64_t seed = XXH3_64bits(key.data(), key.size());
   RecordHeader header{};
-  header.nextSlot = static_cast<std::uint16_t>(page.nextSlot);
-  const std::uint16_t* const slots = slotsOf(page.frame);
-  const std::uint32_t end = std::min<std::uint32_t>(page.nextSlot, page.frame->slotLimit + 1U);
-  ClassLookup classOf;
-  for (std::uint32_t slot = 1; slot < end; ++slot) {
-    if (slots[slot] == 0) continue;
-    const ObjectHeader& object = *headerAt(page.frame, slots[slot]);
-    const ClassInfo* const info = omitted(object.type) != 0 ? classOf(object.type & ~namedFlag) : nullptr;
-    if (info != nullptr && !isOfClass(*info, &object + 1)) return &object;
-    appendObject(object, record);
-    ++header.objects;
+  std::memcpy(&header, record.data(), sizeof header);
+  const std::string_view objects = std::string_view(record).substr(header.headLength);
+  char* sum = record.data() + header.size();
+  for (std::size_t i = 0; i < blocksOf(objects.size()); ++i, sum += sizeof(std::uint32_t)) {
+    const std::string_view block = objects.substr(i * blockSize, blockSize);
+    const auto checksum = static_cast<std::uint32_t>(XXH3_64bits_withSeed(block.data(), block.size(), seed + 1 + i));
+    std::memcpy(sum, &checksum, sizeof checksum);
   }
-  for (const auto& [slot, offset] : page.foreign) {
-    appendObject(*headerAt(page.frame, offset), record);
-    ++header.objects;
-  }
-  header.length = static_cast<std::uint32_t>(record.size());
-  std::memcpy(record.data(), &header, sizeof header);
-  return nullptr;
+  if (header.form() == RecordHeader::severalChunks)
+    std::memcpy(record.data() + sizeof header, &tailHash, sizeof tailHash);
+  const auto checksum = static_cast<std::uint32_t>(XXH3_64bits_withSeed(
+      record.data() + sizeof header.headChecksum, header.headLength - sizeof header.headChecksum, seed));
+  std::memcpy(record.data(), &checksum, sizeof checksum);
 }
 
 std::vector<std::pair<std::uint16_t, std::uint64_t>> objectChecksums(const Page& page) {
@@ -134,46 +251,41 @@ std::vector<std::pair<std::uint16_t, std::uint64_t>> objectChecksums(const Page&
   return checksums;
 }
 
-bool readShape(std::string_view record, RecordShape& shape) {
-  if (record.size() < sizeof(RecordHeader)) return false;
-  std::memcpy(&shape.header, record.data(), sizeof(RecordHeader));
-  shape.bytes = 0;
-  return shape.header.length == record.size() &&
-         forEachObject(record, shape.header, [&shape](const StoredObject& stored, const char*) {
-           shape.bytes += sizeof(ObjectHeader) + aligned(stored.size);
-           return true;
-         });
+std::size_t bytesInMemory(const PageContents& contents) {
+  std::size_t bytes = 0;
+  for (const RecordedObject& object : contents.objects) bytes += sizeof(ObjectHeader) + aligned(object.sizeInMemory());
+  return bytes;
 }
 
-void decodePage(std::string_view record, const RecordShape& shape, std::size_t slots, Page& page) {
+void decodePage(const PageContents& contents, std::size_t slots, Page& page) {
   Frame* const frame = page.frame;
   std::memset(frame->image, 0, objectsBegin(slots));
   frame->slotLimit = static_cast<std::uint32_t>(slots);
-  page.nextSlot = shape.header.nextSlot;
-  page.objects = shape.header.objects;
+  page.nextSlot = contents.nextSlot;
+  page.objects = static_cast<std::uint32_t>(contents.objects.size());
   page.used = objectsBegin(slots);
+  const auto index = static_cast<std::uint32_t>(frame - frameTable);
   ClassLookup classOf;
-  forEachObject(record, shape.header, [&](const StoredObject& stored, const char* bytes) {
+  for (const RecordedObject& stored : contents.objects) {
     const auto offset = static_cast<std::uint16_t>((page.used + sizeof(ObjectHeader)) / alignment);
     char* const body = bodyAt(frame, offset);
-    const auto index = static_cast<std::uint32_t>(frame - frameTable);
-    *headerAt(frame, offset) = {stored.type, stored.size, index, stored.slot, roomFor(stored.size)};
-    copyBody(stored, bytes, body);
-    page.used += sizeof(ObjectHeader) + aligned(stored.size);
+    const std::size_t size = stored.sizeInMemory();
+    *headerAt(frame, offset) = {stored.type, stored.size, index, stored.slot, roomFor(size)};
+    stored.layOut(body);
+    page.used += sizeof(ObjectHeader) + aligned(size);
     const ClassInfo* const info = omitted(stored.type) != 0 ? classOf(stored.type & ~namedFlag) : nullptr;
     const bool usable =
         omitted(stored.type) == 0 || (info != nullptr && info->virtualTable != 0 && info->size == stored.size);
     if (!usable) {
-      page.foreign.emplace_back(stored.slot, offset);
-      return true;
+      page.foreign.push_back({stored.slot, offset, stored.layout});
+      continue;
     }
     if (info != nullptr) std::memcpy(body, &info->virtualTable, sizeof info->virtualTable);
     setSlot(page, stored.slot, offset);
-    return true;
-  });
+  }
 }
 
-bool restorePage(std::string_view record, const RecordShape& shape, Page& page) {
+bool restorePage(const PageContents& contents, Page& page) {
   Frame* const frame = page.frame;
   const std::uint16_t* const table = slotsOf(frame);
   std::vector<std::pair<std::uint16_t, std::uint16_t>> places = page.freed;
@@ -186,12 +298,12 @@ bool restorePage(std::string_view record, const RecordShape& shape, Page& page) 
   if (!page.foreign.empty()) return false;
   std::vector<std::uint16_t> kept(std::size_t{frame->slotLimit} + 1, 0);
   ClassLookup classOf;
-  const bool complete = forEachObject(record, shape.header, [&](const StoredObject& stored, const char* bytes) {
+  for (const RecordedObject& stored : contents.objects) {
     const std::uint16_t offset = placeOf(stored.slot);
-    if (offset == 0 || capacityOf(page, *headerAt(frame, offset)) < stored.size) return false;
+    if (offset == 0 || capacityOf(page, *headerAt(frame, offset)) < stored.sizeInMemory()) return false;
     headerAt(frame, offset)->type = stored.type;
     headerAt(frame, offset)->size = stored.size;
-    copyBody(stored, bytes, bodyAt(frame, offset));
+    stored.layOut(bodyAt(frame, offset));
     if (omitted(stored.type) != 0) {
       // A destructor that ran has put back the virtual table of the base.
       const ClassInfo* const info = classOf(stored.type & ~namedFlag);
@@ -199,11 +311,9 @@ bool restorePage(std::string_view record, const RecordShape& shape, Page& page) 
       std::memcpy(bodyAt(frame, offset), &info->virtualTable, sizeof info->virtualTable);
     }
     kept[stored.slot] = offset;
-    return true;
-  });
-  if (!complete) return false;
+  }
   for (std::size_t slot = 1; slot < kept.size(); ++slot) setSlot(page, static_cast<std::uint16_t>(slot), kept[slot]);
-  page.objects = shape.header.objects;
+  page.objects = static_cast<std::uint32_t>(contents.objects.size());
   return true;
 }
 

@@ -6,27 +6,53 @@
 #include <string_view>
 #include <vector>
 
+#include "store/cache/ClassTable.h"
 #include "store/cache/Page.h"
+#include "store/cache/PageContents.h"
 
 // The form of a page image in the store (docs/format.md). It is packed, without gaps and without the first word of
 // objects. So no pointer is ever stored, and a page's contents alone decide its record.
 //
 // A record is kept in chunks, a value each, so that a change in a large array writes one chunk and not the array. The
-// first 8 bytes of a chunk are its checksum, seeded with its key. The first chunk continues with a RecordHeader, whose
-// tailHash covers the checksums of the other chunks. So records with equal first chunks are equal.
+// first 8 bytes of a chunk are its checksum, seeded with its key. The first chunk continues with a RecordHeader. If
+// there are others, a hash of their checksums follows it, so records with equal first chunks are equal.
 namespace ps::detail {
 
 struct RecordHeader {
-  std::uint64_t tailHash;
-  std::uint32_t length;  // of the whole record without the chunks' checksums
+  std::uint32_t headChecksum;  // of the rest of the head
+  std::uint16_t headLength;    // of the header, the checksums of blocks and the directory; the objects' bytes follow
   std::uint16_t nextSlot;
-  std::uint16_t objects;
+  std::uint32_t lengthAndForm;  // of the whole record without the chunks' checksums, a multiple of 4, plus the form
+
+  // The forms. Where this number is, format 1 has a plain length, so that neither is taken for the other.
+  static constexpr std::uint32_t singleChunk = 1;
+  static constexpr std::uint32_t severalChunks = 2;
+  std::uint32_t form() const { return lengthAndForm % 4; }
+  std::uint32_t length() const { return lengthAndForm - form(); }
+  // With the hash of the other chunks' checksums.
+  std::size_t size() const { return sizeof *this + (form() == severalChunks ? sizeof(std::uint64_t) : 0); }
 };
-static_assert(sizeof(RecordHeader) == 16);
+static_assert(sizeof(RecordHeader) == 12);
 
 // Bytes of a record in one chunk. With its checksum, such a chunk is what LMDB keeps in whole pages of its own. A page
 // image of any allowed size fits in one chunk.
 constexpr std::size_t chunkPayload = 32752 - sizeof(std::uint64_t);
+
+// The form of a group in the directory.
+enum : std::uint32_t {
+  packedGroup = 1,       // each object is in a packed form, and has a length
+  consecutiveGroup = 2,  // of the slots only the first is given
+  namedGroup = 4,        // the objects have names, or are scopes of names
+  elementClassGroup = 8  // the class of the collections' elements is given
+};
+
+// Objects' bytes have a checksum of 4 bytes per block, so that a part of a record can be verified. Short records, which
+// are verified as a whole, and those that do not fit into one chunk have none.
+constexpr std::size_t blockSize = 512;
+constexpr std::size_t blocksOf(std::size_t objectBytes) {
+  const bool has = objectBytes > 2 * blockSize && objectBytes <= 62 * blockSize;
+  return has ? (objectBytes + blockSize - 1) / blockSize : 0;
+}
 
 // The checksum of a chunk's payload under its key.
 std::uint64_t chunkChecksum(std::string_view key, std::string_view payload);
@@ -34,28 +60,27 @@ std::uint64_t chunkChecksum(std::string_view key, std::string_view payload);
 // The payload of a value when its checksum is right; otherwise an empty view.
 std::string_view verifiedPayload(std::string_view key, std::string_view value, std::uint64_t& checksum);
 
-// Writes the record of a page, with its header's tailHash still zero, and returns null. Or returns the first object
-// that is of another class than it would be stored as; then there is no record.
-const ObjectHeader* encodePage(const Page& page, std::string& record);
+// Writes the record of a page, without what sealRecord adds, and returns null. Or returns the first object that cannot
+// be written; then there is no record. That object is of another class than it would be stored as, or classes has
+// failed.
+const ObjectHeader* encodePage(const Page& page, ClassTable& classes, std::string& record);
+
+// Completes a record of one chunk or more: the checksums of its head and of its blocks, under the key of its first
+// chunk, and the hash of the checksums of the others.
+void sealRecord(std::string_view key, std::uint64_t tailHash, std::string& record);
 
 // The checksums of the objects that can be opened, by slot.
 std::vector<std::pair<std::uint16_t, std::uint64_t>> objectChecksums(const Page& page);
 
-// What a record needs in memory.
-struct RecordShape {
-  RecordHeader header;
-  std::size_t bytes;  // of the objects, with their headers
-};
+// Bytes that the objects take in memory, with their headers.
+std::size_t bytesInMemory(const PageContents& contents);
 
-// False when the record contradicts itself.
-bool readShape(std::string_view record, RecordShape& shape);
+// Lays the objects out in the page. The page's frame has room for them and for a slot table of the given length.
+// Objects that cannot be opened in this process are noted as foreign.
+void decodePage(const PageContents& contents, std::size_t slots, Page& page);
 
-// Lays the record's objects out in the page. The page's frame has room for shape and for a slot table of the given
-// length. Objects that cannot be opened in this process are noted as foreign.
-void decodePage(std::string_view record, const RecordShape& shape, std::size_t slots, Page& page);
-
-// Puts the record's content into an image that had other content of the same objects, without moving any object. False
-// when an object has no place; the content of the image is then undefined.
-bool restorePage(std::string_view record, const RecordShape& shape, Page& page);
+// Puts the objects into an image that had other content of the same objects, without moving any object. False when an
+// object has no place; the content of the image is then undefined.
+bool restorePage(const PageContents& contents, Page& page);
 
 }  // namespace ps::detail

@@ -22,6 +22,7 @@ struct ClassInfo {
   std::string name;
   unsigned int base = 0;
   std::uint32_t size = 0;
+  std::uint32_t alignment = 0;
   psRelocation relocation = psRelocation::allowed;
   std::uint64_t virtualTable = 0;  // the first word of its objects; 0 while no prototype was seen
   const std::type_info* type = nullptr;

@@ -4,6 +4,7 @@
 
 #include "store/base/IdParts.h"
 #include "store/base/IdText.h"
+#include "store/catalog/SealedValue.h"
 #include "store/engine/StoreKey.h"
 
 namespace ps::detail {
@@ -15,7 +16,12 @@ StoreKey recordKey(const psId& id) {
   return id.get_OC() == 0 ? StoreKey::database(id.get_DB()) : StoreKey::container(id.get_DB(), id.get_OC());
 }
 
-std::string numberBytes(std::uint32_t number) { return {static_cast<char>(number >> 8), static_cast<char>(number)}; }
+// The value of a name: a number.
+constexpr std::size_t numberSize = 2;
+std::string numberValue(std::string_view key, std::uint32_t number) {
+  const char bytes[numberSize] = {static_cast<char>(number >> 8), static_cast<char>(number)};
+  return sealed(key, {bytes, numberSize});
+}
 
 bool precedes(const psId& a, const psId& b) {
   return a.get_DB() != b.get_DB() ? a.get_DB() < b.get_DB() : a.get_OC() < b.get_OC();
@@ -167,7 +173,8 @@ Catalog::Lookup Catalog::named(std::string_view key, const psId& scope, std::str
   const Lookup found = engine_->get(key, value);
   if (found == Lookup::failed) return failReading(engine_->error());
   if (found == Lookup::absent) return found;
-  const std::uint16_t number = value.size() == 2 ? StoreKey::numberAt(value, 0) : 0;
+  const std::string_view bytes = unsealed(key, value, numberSize);
+  const std::uint16_t number = bytes.empty() ? 0 : StoreKey::numberAt(bytes, 0);
   if (number != 0) {
     const psId id = scope.get_DB() == 0 ? psId(number, 0, 0, 0) : psId(scope.get_DB(), number, 0, 0);
     const Lookup led = find(id, entry);
@@ -227,7 +234,8 @@ bool Catalog::nameDatabase(CatalogEntry& database, std::string_view name) {
   if (!isFreeName(databaseNamed(name, namesake), databaseText(name))) return false;
   const std::uint16_t number = database.frame->pageId.get_DB();
   WholeChange whole(*engine_);
-  if (!engine_->put(StoreKey::databaseName(name), numberBytes(number))) return fail(engine_->error());
+  const StoreKey key = StoreKey::databaseName(name);
+  if (!engine_->put(key, numberValue(key, number))) return fail(engine_->error());
   database.name = name;
   change(database);
   return whole.done();
@@ -265,7 +273,8 @@ CatalogEntry* Catalog::createContainer(CatalogEntry& database, std::string_view 
     return nullptr;
   }
   WholeChange whole(*engine_);
-  if (!name.empty() && !engine_->put(StoreKey::containerName(db, name), numberBytes(number))) {
+  const StoreKey key = StoreKey::containerName(db, name);
+  if (!name.empty() && !engine_->put(key, numberValue(key, number))) {
     fail(engine_->error());
     CatalogEntry::retire(entry);
     return nullptr;

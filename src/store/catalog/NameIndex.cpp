@@ -1,9 +1,11 @@
 #include "store/catalog/NameIndex.h"
 
 #include <algorithm>
+#include <iterator>
 
 #include "store/base/FiledName.h"
 #include "store/base/IdText.h"
+#include "store/catalog/SealedValue.h"
 #include "store/engine/StoreKey.h"
 
 namespace ps::detail {
@@ -12,12 +14,13 @@ namespace {
 
 constexpr std::size_t kindSize = 1;
 constexpr std::size_t idSize = 8;
-constexpr char byName = 'N';
-constexpr char byObject = 'R';
+constexpr char byName = StoreKey::byName;
+constexpr char byObject = StoreKey::byObject;
+constexpr char byObjectKinds[] = {StoreKey::byObject, StoreKey::byObjectInFormat1};
 
 std::string idBytes(const psId& id) {
   // The key without its leading letter.
-  return std::string(std::string_view(StoreKey::namesOf(id)).substr(kindSize));
+  return std::string(std::string_view(StoreKey(byObject).id(id)).substr(kindSize));
 }
 
 // The part of an identifier that all identifiers within it begin with.
@@ -36,7 +39,7 @@ struct Filing {
   std::string_view name;
 
   StoreKey key(char kind) const {
-    return kind == byName ? StoreKey::name(scope, name) : StoreKey::nameOf(object, scope, name);
+    return kind == byName ? StoreKey::name(scope, name) : StoreKey::nameOf(object, scope, name, kind);
   }
 };
 
@@ -47,8 +50,9 @@ bool readFiling(std::string_view key, std::string_view value, Filing& filing) {
   if (key.size() <= kindSize + ids * idSize) return false;
   filing.scope = StoreKey::idAt(key, kindSize + (ids - 1) * idSize);
   filing.name = key.substr(kindSize + ids * idSize);
-  if (value.size() != (named ? idSize : 0)) return false;
-  filing.object = named ? StoreKey::idAt(value, 0) : StoreKey::idAt(key, kindSize);
+  const std::string_view object = named ? unsealed(key, value, idSize) : key.substr(kindSize);
+  if (object.empty() || (!named && !value.empty())) return false;
+  filing.object = StoreKey::idAt(object, 0);
   return true;
 }
 
@@ -64,8 +68,8 @@ NameIndex::Bound NameIndex::bind(const psId& object, const psId& scope, std::str
   const Engine::Lookup found = find(scope, name, bound);
   if (found != Engine::Lookup::absent) return found == Engine::Lookup::found ? Bound::taken : Bound::failed;
   WholeChange change(engine_);
-  if (!engine_.put(StoreKey::name(scope, name), idBytes(object)) ||
-      !engine_.put(StoreKey::nameOf(object, scope, name), "")) {
+  const StoreKey key = StoreKey::name(scope, name);
+  if (!engine_.put(key, sealed(key, idBytes(object))) || !engine_.put(StoreKey::nameOf(object, scope, name), "")) {
     fail(engine_.error());
     return Bound::failed;
   }
@@ -82,7 +86,9 @@ Engine::Lookup NameIndex::find(const psId& scope, std::string_view name, psId& o
   if (found == Engine::Lookup::failed) fail(engine_.error());
   if (found != Engine::Lookup::found) return found;
   if (!isAnswered(key, value)) return Engine::Lookup::failed;
-  object = StoreKey::idAt(value, 0);
+  Filing filing;
+  readFiling(key, value, filing);
+  object = filing.object;
   return Engine::Lookup::found;
 }
 
@@ -90,12 +96,17 @@ Engine::Lookup NameIndex::find(const psId& scope, std::string_view name, psId& o
 bool NameIndex::isAnswered(std::string_view key, std::string_view value) {
   Filing filing;
   if (readFiling(key, value, filing)) {
-    const bool named = key[0] == byName;
-    const std::string wanted = named ? std::string() : idBytes(filing.object);
-    std::string_view answer;
-    const Engine::Lookup found = engine_.get(filing.key(named ? byObject : byName), answer);
-    if (found == Engine::Lookup::failed) return fail(engine_.error());
-    if (found == Engine::Lookup::found && answer == wanted) return true;
+    const std::string_view others =
+        key[0] == byName ? std::string_view(byObjectKinds, sizeof byObjectKinds) : std::string_view(&byName, 1);
+    for (const char kind : others) {
+      const StoreKey other = filing.key(kind);
+      std::string_view answer;
+      const Engine::Lookup found = engine_.get(other, answer);
+      if (found == Engine::Lookup::failed) return fail(engine_.error());
+      Filing answered;
+      if (found == Engine::Lookup::found && readFiling(other, answer, answered) && answered.object == filing.object)
+        return true;
+    }
   }
   return fail(psErrorKind::damaged, "the record of the name \"" + textOfFiled(filing.name) + "\" in " +
                                         textOf(filing.scope) +
@@ -114,7 +125,9 @@ bool NameIndex::pairsOf(std::string_view prefix, Pairs& pairs) {
 
 // All records of what is filed in an object and of where it is filed.
 bool NameIndex::collect(const psId& id, Pairs& names, Pairs& namesOfObjects) {
-  return pairsOf(prefixOf(byName, id), names) && pairsOf(prefixOf(byObject, id), namesOfObjects);
+  return pairsOf(prefixOf(byName, id), names) &&
+         std::all_of(std::begin(byObjectKinds), std::end(byObjectKinds),
+                     [&](char kind) { return pairsOf(prefixOf(kind, id), namesOfObjects); });
 }
 
 bool NameIndex::isReadable(const psId& id) {
@@ -132,7 +145,9 @@ bool NameIndex::forget(const psId& id) {
     for (const auto& [key, value] : *pairs) {
       Filing filing;
       readFiling(key, value, filing);
-      if (!engine_.erase(filing.key(byName)) || !engine_.erase(filing.key(byObject))) return fail(engine_.error());
+      for (const char kind : {byName, byObjectKinds[0], byObjectKinds[1]}) {
+        if (!engine_.erase(filing.key(kind))) return fail(engine_.error());
+      }
     }
   }
   return change.done();

@@ -7,7 +7,8 @@
 #include "store/base/psId.h"
 
 // The keys of a store's content in its engine: a letter for the kind, then numbers, big-endian, so that related keys
-// are a range.
+// are a range. No letter of this format is behind P: LMDB fills its pages where the highest key of all is added, and
+// pages are added most.
 namespace ps::detail {
 
 class StoreKey {
@@ -35,11 +36,19 @@ class StoreKey {
     return StoreKey('P').number(page.get_DB()).number(page.get_OC()).number(page.get_page());
   }
   static StoreKey pagesOf(std::uint16_t db, std::uint16_t oc) { return StoreKey('P').number(db).number(oc); }
-  // What is filed in a scope under a name, and the names under which an object is filed.
-  static StoreKey name(const psId& scope, std::string_view name) { return StoreKey('N').id(scope).text(name); }
-  static StoreKey namesOf(const psId& object) { return StoreKey('R').id(object); }
-  static StoreKey nameOf(const psId& object, const psId& scope, std::string_view name) {
-    return StoreKey('R').id(object).id(scope).text(name);
+  // What is filed in a scope under a name, and the names under which an object is filed. In format 1 the letter of the
+  // second was R.
+  static constexpr char byName = 'N';
+  static constexpr char byObject = 'O';
+  static constexpr char byObjectInFormat1 = 'R';
+  static StoreKey name(const psId& scope, std::string_view name) { return StoreKey(byName).id(scope).text(name); }
+  static StoreKey nameOf(const psId& object, const psId& scope, std::string_view name, char kind = byObject) {
+    return StoreKey(kind).id(object).id(scope).text(name);
+  }
+
+  // What is known of a class.
+  static StoreKey classRecord(std::uint32_t typeN) {
+    return StoreKey('K').number(static_cast<std::uint16_t>(typeN >> 16)).number(static_cast<std::uint16_t>(typeN));
   }
 
   operator std::string_view() const { return bytes_; }

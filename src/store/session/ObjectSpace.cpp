@@ -16,8 +16,8 @@ namespace {
 // The header of an object that cannot be opened in this process; null when the slot holds none of those.
 const ObjectHeader* foreignHeader(const Page& page, std::uint16_t slot) {
   const auto found = std::find_if(page.foreign.begin(), page.foreign.end(),
-                                  [slot](const auto& object) { return object.first == slot; });
-  return found != page.foreign.end() ? headerAt(page.frame, found->second) : nullptr;
+                                  [slot](const ForeignObject& object) { return object.slot == slot; });
+  return found != page.foreign.end() ? headerAt(page.frame, found->offset) : nullptr;
 }
 
 // The header of the object in a slot, whether or not it can be opened; null when there is none.
@@ -138,7 +138,7 @@ psId ObjectSpace::next(const psId& container, const psId& after, unsigned int ty
     for (; slot < page->nextSlot; ++slot) {
       object.set_slot(static_cast<unsigned short>(slot));
       const std::uint32_t type = typeOf(object);
-      if (type == 0 || type == storageType) continue;
+      if (type == 0 || isStorage(type)) continue;
       if (typeN == psObj::pstTypeN || TypeRegistry::instance().isKindOf(type, typeN)) return object;
     }
   }
@@ -185,11 +185,11 @@ void* ObjectSpace::create(std::uint32_t type, std::size_t size, const psId& near
   return object;
 }
 
-void* ObjectSpace::createStorage(const psId& near, std::uint32_t size, std::uint32_t capacity) {
+void* ObjectSpace::createStorage(const psId& near, std::uint32_t size, std::uint32_t capacity, Rows rows) {
   CatalogEntry* in = nullptr;
   if (session_.directory().findContainerOf(near, in) == Engine::Lookup::failed) return nullptr;
   char* const storage =
-      in != nullptr ? session_.cache().allocate(pagesOf(*in), near, storageType, size, capacity) : nullptr;
+      in != nullptr ? session_.cache().allocate(pagesOf(*in), near, storageWith(rows), size, capacity) : nullptr;
   if (storage == nullptr) {
     session_.fail(in != nullptr
                       ? session_.cache().error()
@@ -206,7 +206,7 @@ bool ObjectSpace::free(const psId& id) {
       fetch(id, page) == PageCache::Fetch::present ? liveObject(page->frame, id.get_slot()) : nullptr;
   if (object == nullptr) return false;
   const std::uint32_t type = headerOf(object)->type;
-  if (type == storageType) {
+  if (isStorage(type)) {
     session_.cache().free(*page, id.get_slot());
     return true;
   }

@@ -6,6 +6,7 @@
 
 #include "store/base/psObj.h"
 #include "store/cache/PageCache.h"
+#include "store/cache/StorageRows.h"
 #include "store/cache/TypeRegistry.h"
 
 namespace ps::detail {
@@ -35,7 +36,8 @@ class ObjectSpace {
   bool changePageOf(const void* address);
 
   void* create(std::uint32_t type, std::size_t size, const psId& near);
-  void* createStorage(const psId& near, std::uint32_t size, std::uint32_t capacity);
+  // capacity includes the rows.
+  void* createStorage(const psId& near, std::uint32_t size, std::uint32_t capacity, Rows rows = Rows::none);
   const ClassInfo* classOf(std::uint32_t type) { return classOf_(type); }
 
   // Deletes an object, container or database: runs the destructor, then frees it.

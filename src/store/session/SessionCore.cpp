@@ -213,14 +213,27 @@ bool SessionCore::readFederation() {
   const Engine::Lookup found = catalog_.find(Catalog::federationId(), federation);
   endTransaction();
   if (found != Engine::Lookup::found) return fail(catalog_.error());
-  if (federation->name != storeFormat) {
+  isOfOlderFormat_ = federation->name == olderFormat;
+  if (federation->name != storeFormat && !isOfOlderFormat_) {
     return fail(psErrorKind::usage, "the file is in format \"" + federation->name +
-                                        "\", but this release of pscollections reads \"" + std::string(storeFormat) +
-                                        "\"; use the release that wrote it, or a newer one");
+                                        "\", but this release of pscollections reads up to \"" +
+                                        std::string(storeFormat) + "\"; use the release that wrote it, or a newer one");
   }
   pageSize = federation->pageSize;
   if (!isPageSize(pageSize))
     return fail(psErrorKind::damaged, "the store's page size is damaged; restore the store from a backup");
+  return true;
+}
+
+// Sees to it that releases which know only the older format refuse the store when this update is committed. False when
+// the federation cannot be read.
+bool SessionCore::renewFormat() {
+  CatalogEntry* federation = nullptr;
+  if (catalog_.find(Catalog::federationId(), federation) != Engine::Lookup::found) return fail(catalog_.error());
+  isOfOlderFormat_ = federation->name == olderFormat;
+  if (!isOfOlderFormat_) return true;
+  federation->name = storeFormat;
+  catalog_.change(*federation);
   return true;
 }
 
@@ -273,6 +286,11 @@ bool SessionCore::begin(psMode mode) {
   if (mode != pscRead && mode != pscUpdate) return fail(psErrorKind::usage, "begin takes pscRead or pscUpdate");
   if (!engine_->begin(mode == pscUpdate)) return fail(engine_->error());
   startTransaction(mode);
+  if (mode == pscUpdate && isOfOlderFormat_ && !renewFormat()) {
+    engine_->abort();
+    endTransaction();
+    return false;
+  }
   pehSessionDataGetFunction()->clear();
   forgetFailedCreation();
   return true;

@@ -18,8 +18,10 @@
 
 namespace ps::detail {
 
-// What the federation's record says of the form in which the store is kept. docs/format.md describes it.
-constexpr std::string_view storeFormat = "pscollections 1";
+// What the federation's record says of the form in which the store is kept. docs/format.md describes it. The first
+// update of a store in the older format makes it one of this format; what it does not touch stays as it is.
+constexpr std::string_view storeFormat = "pscollections 2";
+constexpr std::string_view olderFormat = "pscollections 1";
 constexpr std::size_t longestName = 400;
 
 // A session at work: its transaction, its errors, and the engine, the cache and the catalog. The rarer part of what
@@ -114,6 +116,7 @@ class SessionCore : public SessionHead, public std::enable_shared_from_this<Sess
   bool openFederation(const psSessionOptions& options);
   bool createFederation(const psSessionOptions& options);
   bool readFederation();
+  bool renewFormat();
   void startTransaction(psMode mode);
   void endTransaction();
   void updateStamps();
@@ -127,6 +130,7 @@ class SessionCore : public SessionHead, public std::enable_shared_from_this<Sess
   Directory directory_{*this};
   ObjectSpace objects_{*this};
   Guard guard_;
+  bool isOfOlderFormat_ = false;
   bool forked_ = false;  // this process is a child of the one that opened the session
   psMode mode_ = pscNoOpen;
   std::uint64_t epoch_ = 0;    // stamp of images known to be current; changes when another session has committed

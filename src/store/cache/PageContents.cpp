@@ -1,0 +1,154 @@
+#include "store/cache/PageContents.h"
+
+#include <algorithm>
+#include <cstring>
+
+#include "store/cache/PackedStorage.h"
+#include "store/cache/PageRecord.h"
+#include "store/cache/RecordBytes.h"
+
+namespace ps::detail {
+
+namespace {
+
+struct Format1Header {
+  std::uint64_t tailHash;
+  std::uint32_t length;
+  std::uint16_t nextSlot;
+  std::uint16_t objects;
+};
+static_assert(sizeof(Format1Header) == 16);
+
+// Stands before each object of a record in format 1.
+struct Format1Object {
+  std::uint32_t type;
+  std::uint32_t size;
+  std::uint16_t slot;
+  std::uint16_t reserved;
+};
+static_assert(sizeof(Format1Object) == 12);
+
+// Whether a record that has room for a header is in format 1.
+bool isFormat1(std::string_view record) { return numberIn<RecordHeader>(record.data()).form() == 0; }
+
+bool readFormat1(std::string_view record, PageContents& contents) {
+  const auto header = numberIn<Format1Header>(record.data());
+  contents.nextSlot = header.nextSlot;
+  std::size_t position = sizeof header;
+  for (std::uint32_t i = 0; i < header.objects; ++i) {
+    if (position + sizeof(Format1Object) > record.size()) return false;
+    const auto stored = numberIn<Format1Object>(record.data() + position);
+    position += sizeof stored;
+    const std::size_t size = storedSize(stored.type, stored.size);
+    if (padded(size) > record.size() - position) return false;
+    contents.objects.push_back({stored.type, stored.size, stored.slot, 0, false, record.substr(position, size)});
+    position += padded(size);
+  }
+  return header.length == record.size();
+}
+
+// Reads the directory of a record, which says where the objects are.
+class Directory {
+ public:
+  Directory(std::string_view record, const RecordHeader& header) : record_(record), position_(header.headLength) {}
+
+  // The objects of one group.
+  bool readGroup(RecordReader& reader, PageContents& contents) {
+    const GroupHead head(reader);
+    const std::size_t first = contents.objects.size();
+    if (!reader.isSound() || head.count > contents.nextSlot) return false;
+    std::uint32_t slot = 0;
+    for (std::uint32_t i = 0; i < head.count; ++i) {
+      slot += i == 0 || !head.isConsecutive ? reader.varint() : 1;
+      if (slot > 0xFFFF) return false;
+      contents.objects.push_back(
+          {head.type, head.size, static_cast<std::uint16_t>(slot), head.layout, head.isPacked, {}});
+    }
+    for (std::size_t i = first; i < contents.objects.size(); ++i) {
+      RecordedObject& object = contents.objects[i];
+      const std::size_t size = head.isPacked ? std::size_t{reader.varint()} * 8 : storedSize(object.type, object.size);
+      if (!reader.isSound() || padded(size) > record_.size() - position_) return false;
+      object.bytes = record_.substr(position_, size);
+      if (head.isPacked && !isPackedForm(object.bytes, object.type, object.size)) return false;
+      position_ += padded(size);
+    }
+    return true;
+  }
+
+  bool isAtEnd() const { return position_ == record_.size(); }
+
+ private:
+  struct GroupHead {
+    explicit GroupHead(RecordReader& reader) {
+      const std::uint32_t form = reader.varint();
+      isPacked = (form & packedGroup) != 0;
+      isConsecutive = (form & consecutiveGroup) != 0;
+      type = reader.varint() | ((form & namedGroup) != 0 ? namedFlag : 0);
+      size = reader.varint();
+      layout = static_cast<std::uint16_t>(reader.varint());
+      if ((form & elementClassGroup) != 0) reader.varint();
+      count = reader.varint();
+    }
+
+    std::uint32_t type;
+    std::uint32_t size;
+    std::uint16_t layout;
+    bool isPacked;
+    bool isConsecutive;
+    std::uint32_t count;
+  };
+
+  std::string_view record_;
+  std::size_t position_;
+};
+
+bool readFormat2(std::string_view record, PageContents& contents) {
+  const auto header = numberIn<RecordHeader>(record.data());
+  contents.nextSlot = header.nextSlot;
+  if (header.length() != record.size() || header.headLength > record.size()) return false;
+  const std::size_t sums = blocksOf(record.size() - header.headLength) * sizeof(std::uint32_t);
+  const std::size_t begin = header.size() + sums;
+  if (header.headLength < begin) return false;
+  RecordReader reader(record.substr(begin, header.headLength - begin));
+  Directory directory(record, header);
+  for (std::uint32_t groups = reader.varint(); groups > 0; --groups) {
+    if (!directory.readGroup(reader, contents)) return false;
+  }
+  return reader.isSound() && directory.isAtEnd();
+}
+
+bool precedes(const RecordedObject& a, const RecordedObject& b) { return a.slot < b.slot; }
+
+}  // namespace
+
+void RecordedObject::layOut(char* body) const {
+  if (isPacked) {
+    unpack(bytes, type, size, body);
+  } else {
+    std::memcpy(body + std::min<std::size_t>(size, omitted(type)), bytes.data(), bytes.size());
+    std::memset(body + size, 0, sizeInMemory() - size);
+  }
+}
+
+RecordSize sizeOfRecord(std::string_view firstChunk) {
+  if (firstChunk.size() < sizeof(RecordHeader)) return {};
+  const auto header = numberIn<RecordHeader>(firstChunk.data());
+  const bool isOlder = header.form() == 0;
+  if (isOlder && firstChunk.size() < sizeof(Format1Header)) return {};
+  if (isOlder) return {header.length(), numberIn<Format1Header>(firstChunk.data()).tailHash};
+  const bool isSplit = header.form() == RecordHeader::severalChunks;
+  if (firstChunk.size() < header.size()) return {};
+  return {header.length(), isSplit ? numberIn<std::uint64_t>(firstChunk.data() + sizeof header) : 0};
+}
+
+bool readContents(std::string_view record, PageContents& contents) {
+  contents.objects.clear();
+  if (!(isFormat1(record) ? readFormat1(record, contents) : readFormat2(record, contents))) return false;
+  std::vector<RecordedObject>& objects = contents.objects;
+  if (!std::is_sorted(objects.begin(), objects.end(), precedes)) std::sort(objects.begin(), objects.end(), precedes);
+  const auto sameSlot = [](const RecordedObject& a, const RecordedObject& b) { return a.slot == b.slot; };
+  if (std::adjacent_find(objects.begin(), objects.end(), sameSlot) != objects.end()) return false;
+  return objects.empty() || (objects.front().slot > 0 && objects.back().slot < contents.nextSlot);
+}
+
+}  // namespace ps::detail

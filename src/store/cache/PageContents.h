@@ -1,0 +1,51 @@
+#pragma once
+
+#include <cstdint>
+#include <string_view>
+#include <vector>
+
+#include "store/cache/StorageRows.h"
+
+// The objects of a page's record, in either format of records (docs/format.md). What reads a record goes by this; only
+// the format that is written now is known elsewhere, by PageRecord.
+namespace ps::detail {
+
+// An object as it is stored. The bytes are in the record.
+struct RecordedObject {
+  std::uint32_t type;  // with namedFlag; of storage, with its rows
+  std::uint32_t size;  // in memory
+  std::uint16_t slot;
+  std::uint16_t layout;
+  bool isPacked;  // bytes are a packed form of storage
+  std::string_view bytes;
+
+  // With its rows.
+  std::size_t sizeInMemory() const { return size + rowBytes(rowsOf(type), size); }
+  // Writes the object's bytes, all but the virtual table pointer.
+  void layOut(char* body) const;
+};
+
+struct PageContents {
+  std::uint16_t nextSlot = 0;
+  std::vector<RecordedObject> objects;  // in the order of their slots
+};
+
+// Bytes at the start of an object that are not stored: the virtual table pointer.
+constexpr std::size_t omitted(std::uint32_t type) { return isStorage(type & ~namedFlag) ? 0 : sizeof(void*); }
+// Bytes that an object takes in a record unless it is packed, but for the padding.
+constexpr std::size_t storedSize(std::uint32_t type, std::uint32_t size) {
+  return size > omitted(type) ? size - omitted(type) : 0;
+}
+constexpr std::size_t padded(std::size_t size) { return (size + 3) / 4 * 4; }
+
+// What must be known to read a record that consists of several chunks. 0 bytes when the record is too short to tell.
+struct RecordSize {
+  std::uint32_t bytes;
+  std::uint64_t tailHash;  // of the checksums of all chunks but the first
+};
+RecordSize sizeOfRecord(std::string_view firstChunk);
+
+// False when the record contradicts itself.
+bool readContents(std::string_view record, PageContents& contents);
+
+}  // namespace ps::detail

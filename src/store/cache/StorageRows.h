@@ -1,0 +1,61 @@
+#pragma once
+
+#include <cstddef>
+#include <cstdint>
+
+#include "store/base/ClassNumbers.h"
+#include "store/cache/Frame.h"
+
+// The storage of an array of references may have rows behind its elements: what a layer above wants to know of each
+// element without opening anything. They lie in the same page image, are found by arithmetic, and are stored and
+// restored with the storage. The array's size does not count them.
+//
+// A row is a cache: an entry of 0 says that nothing is known. Whoever changes an element changes its entries too.
+namespace ps::detail {
+
+enum class Rows : std::uint32_t {
+  none = 0,
+  abbreviations = 1,  // 8 bytes an element, after a tag of 8 bytes that says what made them
+  counts = 2,         // 4 bytes an element
+  both = 3,
+};
+
+constexpr bool includes(Rows rows, Rows row) {
+  return (static_cast<std::uint32_t>(rows) & static_cast<std::uint32_t>(row)) != 0;
+}
+
+constexpr bool isStorage(std::uint32_t type) { return type - storageType <= static_cast<std::uint32_t>(Rows::both); }
+constexpr std::uint32_t storageWith(Rows rows) { return storageType + static_cast<std::uint32_t>(rows); }
+constexpr Rows rowsOf(std::uint32_t type) {
+  return isStorage(type) ? static_cast<Rows>(type - storageType) : Rows::none;
+}
+
+// Bytes of the rows of storage whose elements take size bytes.
+constexpr std::size_t rowBytes(Rows rows, std::size_t size) {
+  return (includes(rows, Rows::abbreviations) ? sizeof(std::uint64_t) + size : 0) +
+         (includes(rows, Rows::counts) ? size / 2 : 0);
+}
+
+// The abbreviations of storage that has them; the tag is the element before the first.
+inline std::uint64_t* abbreviationsBehind(void* storage, std::size_t size) {
+  return reinterpret_cast<std::uint64_t*>(static_cast<char*>(storage) + size) + 1;
+}
+inline std::uint32_t* countsBehind(void* storage, Rows rows, std::size_t size) {
+  const std::size_t before = includes(rows, Rows::abbreviations) ? rowBytes(Rows::abbreviations, size) : 0;
+  return reinterpret_cast<std::uint32_t*>(static_cast<char*>(storage) + size + before);
+}
+
+// The rows of an array's first element; null when it is not in the store or has no such row.
+inline std::uint64_t* abbreviationsOf(void* storage) {
+  if (!isInArena(storage)) return nullptr;
+  const ObjectHeader& header = *headerOf(storage);
+  return includes(rowsOf(header.type), Rows::abbreviations) ? abbreviationsBehind(storage, header.size) : nullptr;
+}
+inline std::uint32_t* countsOf(void* storage) {
+  if (!isInArena(storage)) return nullptr;
+  const ObjectHeader& header = *headerOf(storage);
+  const Rows rows = rowsOf(header.type);
+  return includes(rows, Rows::counts) ? countsBehind(storage, rows, header.size) : nullptr;
+}
+
+}  // namespace ps::detail
