@@ -29,3 +29,9 @@ int ItemCompare::compare(const pstHandle<psObj>& element, const pstHandle<psObj>
 int ItemCompare::hash(const void*& key) const { return foldedHash(numberAt(key)); }
 
 int ItemCompare::hash(const pstHandle<psObj>& element) const { return foldedHash(keyOf(element)); }
+
+std::uint64_t ItemCompare::abbreviation(const void*& key) const { return ps::abbreviationOf(numberAt(key)); }
+
+std::uint64_t ItemCompare::abbreviation(const pstHandle<psObj>& element) const {
+  return ps::abbreviationOf(keyOf(element));
+}

@@ -26,4 +26,6 @@ class ItemCompare : public psCompare {
   int compare(const pstHandle<psObj>& element, const pstHandle<psObj>& other) const override;
   int hash(const void*& key) const override;
   int hash(const pstHandle<psObj>& element) const override;
+  std::uint64_t abbreviation(const void*& key) const override;
+  std::uint64_t abbreviation(const pstHandle<psObj>& element) const override;
 };

@@ -5,6 +5,7 @@
 
 #include "arrays/psSortedArray.h"
 #include "arrays/psUnsortedArray.h"
+#include "core/psAbbreviation.h"
 #include "core/psAdmin.h"
 #include "core/psCollection.h"
 #include "core/psCollectionIterator.h"

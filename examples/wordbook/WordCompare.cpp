@@ -45,3 +45,11 @@ int WordCompare::compare(const pstHandle<psObj>& word, const pstHandle<psObj>& o
 int WordCompare::hash(const void*& text) const { return hashOf(static_cast<const char*>(text)); }
 
 int WordCompare::hash(const pstHandle<psObj>& word) const { return hashOf(OpenText(word)); }
+
+std::uint64_t WordCompare::abbreviation(const void*& text) const {
+  return ps::abbreviationOf(static_cast<const char*>(text));
+}
+
+std::uint64_t WordCompare::abbreviation(const pstHandle<psObj>& word) const {
+  return ps::abbreviationOf(static_cast<const char*>(OpenText(word)));
+}

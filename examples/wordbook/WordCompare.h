@@ -14,4 +14,6 @@ class WordCompare : public psCompare {
   int compare(const pstHandle<psObj>& word, const pstHandle<psObj>& other) const override;
   int hash(const void*& text) const override;
   int hash(const pstHandle<psObj>& word) const override;
+  std::uint64_t abbreviation(const void*& text) const override;
+  std::uint64_t abbreviation(const pstHandle<psObj>& word) const override;
 };

@@ -2,8 +2,8 @@
 
 namespace ps::detail {
 
-SearchResult searchElements(const ArrayView& elements, KeyProbe& probe, SearchEnds ends) {
-  return searchArray<ElementReader>(elements, probe, ends);
+SearchResult searchElements(const ArrayView& elements, KeyProbe& probe, SearchEnds ends, ExpectedPart part) {
+  return searchArray<ElementReader>(elements, probe, ends, part);
 }
 
 }  // namespace ps::detail

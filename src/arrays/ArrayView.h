@@ -1,5 +1,6 @@
 #pragma once
 
+#include "arrays/AbbreviationRow.h"
 #include "arrays/psUnsortedArray.h"
 
 namespace ps::detail {
@@ -33,9 +34,22 @@ class ArrayView {
     return -1;
   }
 
-  // A note for each element, valid while the array is pinned; see notesBeside. A change of the elements drops the
-  // notes.
-  psId* notes() const { return notesBeside(object_, count_); }
+  // Notes, perElement for each, valid while the array is pinned; see notesBeside. A change of the elements drops them.
+  psId* notes(int perElement) const { return notesBeside(object_, perElement * count_); }
+
+  // The abbreviations of the elements, 0 where it is not known, for searches with this tag. Null without such a row,
+  // and while every open is to be seen by a guard. A row of another tag is made anew where that may be noted.
+  std::uint64_t* abbreviations(std::uint64_t tag) const {
+    const AbbreviationRow row(const_cast<pstRef<psObj>*>(entries_));
+    if (!row.exists() || currentSession->readStamp == SessionHead::noStamp) return nullptr;
+    return row.hasTag(tag) || mayNoteInRow(entries_) ? row.taggedBy(tag) : nullptr;
+  }
+  Abbreviation abbreviationAt(int i) const { return AbbreviationRow(const_cast<pstRef<psObj>*>(entries_)).at(i); }
+  // Whether an abbreviation that is inserted is kept. An empty array makes room for them.
+  bool keepsAbbreviations() const {
+    return currentSession->readStamp != SessionHead::noStamp && (count_ == 0 || hasAbbreviations());
+  }
+  bool hasAbbreviations() const { return AbbreviationRow(const_cast<pstRef<psObj>*>(entries_)).exists(); }
 
   const pstHandle<psUnsortedArray>& array() const { return array_; }
 

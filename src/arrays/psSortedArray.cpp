@@ -2,8 +2,11 @@
 
 #include <utility>
 
+#include "arrays/ArrayEdit.h"
 #include "arrays/NodeSearch.h"
 
+using ps::detail::Abbreviation;
+using ps::detail::ArrayEdit;
 using ps::detail::ArrayView;
 using ps::detail::CallbackProbe;
 using ps::detail::HandleProbe;
@@ -17,17 +20,27 @@ namespace {
 
 const pstProcessInitTermClass processInitTerm;
 
-SearchResult search(const psSortedArray& array, KeyProbe&& probe, unsigned char leaf) {
+SearchResult search(const psSortedArray& array, KeyProbe& probe, unsigned char leaf) {
   const ArrayView view(array);
   return leaf != 0 ? ps::detail::searchElements(view, probe, SearchEnds::asked)
                    : ps::detail::NodeSearch::run(view, probe, SearchEnds::asked);
 }
 
+SearchResult search(const psSortedArray& array, KeyProbe&& probe, unsigned char leaf) {
+  return search(array, probe, leaf);
+}
+
 int insert(psSortedArray& array, const pstHandle<psObj>& element, KeyProbe&& probe, unsigned char leaf) {
   if (element.isNull()) return -1;
-  if (array.isEmpty()) return array.addLast(element) ? 0 : -1;
-  const SearchResult found = search(array, std::move(probe), leaf);
-  return !found.failed && array.insertBefore(element, found.position) == 1 ? found.position : -1;
+  SearchResult found;
+  if (!array.isEmpty()) found = search(array, probe, leaf);
+  if (found.failed) return -1;
+  const bool keepsAbbreviations = leaf != 0 && ArrayView(array).keepsAbbreviations();
+  const Abbreviation abbreviation = keepsAbbreviations ? probe.abbreviation() : Abbreviation{};
+  ArrayEdit edit(array);
+  if (!edit.isOpen() || edit.isFull()) return -1;
+  edit.insert(found.position, element, abbreviation);
+  return found.position;
 }
 
 }  // namespace

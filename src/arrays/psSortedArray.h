@@ -11,6 +11,7 @@ class PS_API psSortedArray : public psUnsortedArray {
 
  public:
   explicit psSortedArray(int capacity) : psUnsortedArray(capacity) {}
+  psSortedArray(int capacity, ps::detail::Rows rows) : psUnsortedArray(capacity, rows) {}
   ~psSortedArray() noexcept override;
 
   // Where the key is or belongs. With leaf not zero: the first position whose element is not less than the key. With

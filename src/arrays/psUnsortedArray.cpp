@@ -27,12 +27,23 @@ pstRef<psObj>& nobodysReference() {
 // The object is new, and so open for update without being asked for.
 psUnsortedArray::psUnsortedArray(int capacity) : entries_(static_cast<unsigned int>(std::max(capacity, 0))) {}
 
+psUnsortedArray::psUnsortedArray(int capacity, ps::detail::Rows rows)
+    : psUnsortedArray(rows == ps::detail::Rows::none ? capacity : 0) {
+  const auto n = static_cast<unsigned int>(std::max(capacity, 0));
+  if (rows != ps::detail::Rows::none) ps::detail::provideRows(&entries_, n, rows);
+}
+
 psUnsortedArray::~psUnsortedArray() noexcept = default;
 
-// The const operations that end here give what may be written: whoever does has opened the array for update.
+// The const operations that end here give what may be written: whoever does has opened the array for update. Of what
+// will be there then nothing is known.
 pstRef<psObj>& psUnsortedArray::at(int i) const {
+  if (i < 0 || i >= size()) return nobodysReference();
   auto& entries = const_cast<pstVArray<pstRef<psObj>>&>(entries_);
-  return i >= 0 && i < size() ? *entries.elem(static_cast<unsigned int>(i)) : nobodysReference();
+  pstRef<psObj>* const first = entries.head();
+  ps::detail::AbbreviationRow row(first);
+  if (row.exists() && ps::detail::isResidentForUpdate(ps::detail::idAt(first))) row.put(i, {});
+  return first[i];
 }
 
 int psUnsortedArray::add(const pstRef<psObj>& element) {

@@ -23,6 +23,8 @@ class PS_API psUnsortedArray : public psObj {
  public:
   // An empty array with room for capacity elements. When the store cannot allocate it, size() is 0.
   explicit psUnsortedArray(int capacity);
+  // The library's own: with room for what it notes of each element.
+  psUnsortedArray(int capacity, ps::detail::Rows rows);
   ~psUnsortedArray() noexcept override;
 
   // The address of element i, which may lie after the last used one. Open the array for update before you write through

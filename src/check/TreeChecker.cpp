@@ -1,7 +1,9 @@
 #include "check/TreeChecker.h"
 
+#include <algorithm>
 #include <utility>
 
+#include "arrays/ArrayView.h"
 #include "list/psTreeList.h"
 #include "sorted/psTreeMap.h"
 #include "store/base/IdText.h"
@@ -38,6 +40,8 @@ void TreeChecker::run() {
   sorted_ = !root_->psIsKindOf(psTreeList::pstTypeN);
   isMap_ = root_->psIsKindOf(psTreeMap::pstTypeN);
   comparator_ = root_->comparator();
+  OpenComparator opened(comparator_);
+  if (!opened.isNull() && opened.open()) tag_ = opened.tag();
   const pstHandle<psUnsortedArray> entries(NodeAccess::elements(*root_));
   if (entries.open(pscRead) != 1) return complain(root_, "", "the root has no entries");
   capacity_ = entries->size();
@@ -90,8 +94,9 @@ bool TreeChecker::checkArray(const pstHandle<psUnsortedArray>& entries, const st
     complain(entries, path, "its last index is " + std::to_string(last));
     return false;
   }
-  for (int i = 0; i < entries->size(); ++i) {
-    const bool isNull = (*entries)[i].isNull();
+  const ArrayView view(*entries);
+  for (int i = 0; i < view.capacity(); ++i) {
+    const bool isNull = view[i].isNull();
     if (isNull && i <= last && !mayHoldNull) complain(entries, path, "null at " + std::to_string(i));
     if (!isNull && i > last) complain(entries, path, "a rest at " + std::to_string(i));
   }
@@ -110,7 +115,29 @@ void TreeChecker::visitLeaf(const Node& leaf, psUnsortedArray& entries, const st
     return;
   }
   if (NodeAccess::first(*leaf) != entries.first()) complain(leaf, path, "its first is not its entry 0");
-  for (int i = 0; i <= entries.lastIndex(); ++i) checkAscending(entries[i], path + '/' + std::to_string(i));
+  const ArrayView view(entries);
+  for (int i = 0; i < view.count(); ++i) {
+    const std::string at = path + '/' + std::to_string(i);
+    checkAscending(view[i], at);
+    checkAbbreviation(view[i], view.abbreviationAt(i), at);
+  }
+}
+
+// An element that was changed in place has another abbreviation than when it was added.
+void TreeChecker::checkAbbreviation(const pstRef<psObj>& element, const Abbreviation& noted, const std::string& path) {
+  if (tag_ == 0 || !element.isValid()) return;
+  const std::uint64_t made = comparator_->abbreviation(pstHandle<psObj>(element));
+  if (isOfComparator(noted) && noted.value != made)
+    complain(element, path,
+             "its abbreviation is " + std::to_string(made) + ", but " + std::to_string(noted.value) + " is kept");
+  if (made != 0 && made < separator_) complain(element, path, "a node above keeps a higher abbreviation");
+  highest_ = std::max(highest_, made);
+}
+
+void TreeChecker::checkSeparator(const Node& node, const Abbreviation& noted, const std::string& path) {
+  if (!isOfComparator(noted)) return;
+  if (noted.value < highest_) complain(node, path, "the abbreviation that is kept is less than one before");
+  separator_ = std::max(separator_, noted.value);
 }
 
 void TreeChecker::checkAscending(const pstRef<psObj>& element, const std::string& path) {
@@ -124,9 +151,11 @@ void TreeChecker::checkAscending(const pstRef<psObj>& element, const std::string
   previous_ = element;
 }
 
-psId TreeChecker::visitChildren(const Node& node, psUnsortedArray& entries, const std::string& path, int level) {
-  for (int i = 0; i <= entries.lastIndex(); ++i) {
+psId TreeChecker::visitChildren(const Node& node, psUnsortedArray& array, const std::string& path, int level) {
+  const ArrayView entries(array);
+  for (int i = 0; i < entries.count(); ++i) {
     const std::string at = path + '/' + std::to_string(i);
+    if (i > 0) checkSeparator(node, entries.abbreviationAt(i), at);
     const Node child = childAbove(entries[i], node);
     if (child.isNull()) {
       complain(entries[i], at, "no way up");
@@ -134,7 +163,7 @@ psId TreeChecker::visitChildren(const Node& node, psUnsortedArray& entries, cons
       complain(node, at, "the entry is " + textOf(entries[i]) + ", the leftmost leaf " + textOf(leftmost));
     }
   }
-  return entries.first();
+  return entries[0];
 }
 
 // The leaves know their neighbours.

@@ -4,6 +4,7 @@
 #include <vector>
 
 #include "check/CheckResult.h"
+#include "core/KeyProbe.h"
 #include "core/psCompare.h"
 #include "tree/psBTree.h"
 
@@ -25,10 +26,14 @@ class TreeChecker {
   // Checks the subtree of a node and returns its leftmost leaf. A path is the node's positions from the root: "/1/0".
   psId visit(const Node& node, const std::string& path, int level);
   void visitLeaf(const Node& leaf, psUnsortedArray& entries, const std::string& path, int level);
-  psId visitChildren(const Node& node, psUnsortedArray& entries, const std::string& path, int level);
+  psId visitChildren(const Node& node, psUnsortedArray& array, const std::string& path, int level);
   bool checkArray(const pstHandle<psUnsortedArray>& entries, const std::string& path, bool mayHoldNull);
   void checkValues(const Node& node, psUnsortedArray& entries, const std::string& path, bool isLeaf);
   void checkAscending(const pstRef<psObj>& element, const std::string& path);
+  // The abbreviations beside the elements and the nodes, if the comparator has made them.
+  void checkAbbreviation(const pstRef<psObj>& element, const Abbreviation& noted, const std::string& path);
+  void checkSeparator(const Node& node, const Abbreviation& noted, const std::string& path);
+  bool isOfComparator(const Abbreviation& noted) const { return noted.isKnown() && noted.tag == tag_; }
   void checkChain();
   void checkWhole();
   void checkAdmin();
@@ -45,6 +50,9 @@ class TreeChecker {
   int depth_ = 0;
   int size_ = 0;
   pstRef<psObj> previous_;
+  std::uint64_t tag_ = 0;        // of the comparator's abbreviations
+  std::uint64_t highest_ = 0;    // abbreviation so far
+  std::uint64_t separator_ = 0;  // that no further abbreviation may be less than
   std::vector<psId> leaves_;
 };
 

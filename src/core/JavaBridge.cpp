@@ -103,6 +103,40 @@ Method compareElements("cpp_compare2", "(JJ)I");
 Method hashOfKey("cpp_hash", "(Ljava/lang/Object;)I");
 Method hashOfElement("cpp_hash2", "(J)I");
 
+// A method that the class may lack. That it lacks one is kept too.
+class OptionalMethod : public Method {
+ public:
+  using Method::Method;
+
+  // Null, with no exception pending, when the class has no such method.
+  const Class* in(JNIEnv* env) {
+    if (isMissing_.load(std::memory_order_relaxed)) return nullptr;
+    const Class* const found = Method::in(env);
+    if (found != nullptr || !isPending(env, "java/lang/NoSuchMethodError")) return found;
+    isMissing_ = true;
+    return nullptr;
+  }
+
+ private:
+  // Whether an exception of the class is pending. It is cleared then.
+  static bool isPending(JNIEnv* env, const char* exceptionClass) {
+    const jthrowable pending = env->ExceptionOccurred();
+    if (pending == nullptr) return false;
+    env->ExceptionClear();
+    const jclass expected = env->FindClass(exceptionClass);
+    const bool is = expected != nullptr && env->IsInstanceOf(pending, expected) == JNI_TRUE;
+    if (!is) env->Throw(pending);
+    env->DeleteLocalRef(expected);
+    env->DeleteLocalRef(pending);
+    return is;
+  }
+
+  std::atomic<bool> isMissing_{false};
+};
+
+OptionalMethod abbreviationOfEither("cpp_abbreviation", "(Ljava/lang/Object;J)J");
+OptionalMethod versionOfAbbreviations("cpp_abbreviationVersion", "()I");
+
 ClassLookUp<jfieldID, 5> identifierFields("COM/vexa/pm/psId", &JNIEnv::GetFieldID,
                                           {{{"DB", "I"}, {"OC", "I"}, {"page", "I"}, {"slot", "I"}, {"typeN", "I"}}});
 
@@ -134,12 +168,17 @@ JavaBridge::JavaBridge(_jobject* callee, JNIEnv_* env)
       env_(env),
       isOpen_(canCall(env, callee, "callee: the object that compares and hashes is null")) {}
 
-template <class LookUp, class... Arguments>
-std::optional<int> JavaBridge::call(LookUp& method, Arguments... arguments) {
+template <class Result, class LookUp, class... Arguments>
+std::optional<Result> JavaBridge::call(Result (JNIEnv_::*function)(_jobject*, _jmethodID*, ...), LookUp& method,
+                                       Arguments... arguments) {
   if (!isOpen_) return std::nullopt;
   isOpen_ = false;
   const auto* const found = method.in(env_);
-  if (found == nullptr) return std::nullopt;
+  if (found == nullptr) {
+    // An optional method is missing without an exception.
+    isOpen_ = env_->ExceptionCheck() == JNI_FALSE;
+    return isOpen_ ? std::optional<Result>(Result{}) : std::nullopt;
+  }
   // Where there are several class loaders, two methods need not have been found in the same class.
   if (known_ != found && !isInstance(env_, callee_, found->reference,
                                      "callee: not of the class com.vexa.pm.psScalableCollectionsPersistor that was "
@@ -149,22 +188,34 @@ std::optional<int> JavaBridge::call(LookUp& method, Arguments... arguments) {
   known_ = found;
   // Nothing may be thrown through the JVM. What is refused in a native method that Java calls fails the operation.
   const NothingThrown here;
-  const jint result = env_->CallIntMethod(callee_, found->members[0], arguments...);
+  const Result result = (env_->*function)(callee_, found->members[0], arguments...);
   isOpen_ = env_->ExceptionCheck() == JNI_FALSE;
-  return isOpen_ ? std::optional<int>(result) : std::nullopt;
+  return isOpen_ ? std::optional<Result>(result) : std::nullopt;
 }
 
 std::optional<int> JavaBridge::compare(const psId& element, _jobject* key) {
-  return call(compareWithKey, key, packed(element));
+  return call(&JNIEnv_::CallIntMethod, compareWithKey, key, packed(element));
 }
 
 std::optional<int> JavaBridge::compare(const psId& element, const psId& other) {
-  return call(compareElements, packed(other), packed(element));
+  return call(&JNIEnv_::CallIntMethod, compareElements, packed(other), packed(element));
 }
 
-std::optional<int> JavaBridge::hash(_jobject* key) { return call(hashOfKey, key); }
+std::optional<int> JavaBridge::hash(_jobject* key) { return call(&JNIEnv_::CallIntMethod, hashOfKey, key); }
 
-std::optional<int> JavaBridge::hash(const psId& element) { return call(hashOfElement, packed(element)); }
+std::optional<int> JavaBridge::hash(const psId& element) {
+  return call(&JNIEnv_::CallIntMethod, hashOfElement, packed(element));
+}
+
+std::optional<std::uint64_t> JavaBridge::abbreviation(const psId& element, _jobject* key) {
+  const std::optional<jlong> result = call(&JNIEnv_::CallLongMethod, abbreviationOfEither, key, packed(element));
+  return result ? std::optional<std::uint64_t>(static_cast<std::uint64_t>(*result)) : std::nullopt;
+}
+
+std::optional<std::uint32_t> JavaBridge::abbreviationVersion() {
+  const std::optional<jint> result = call(&JNIEnv_::CallIntMethod, versionOfAbbreviations);
+  return result ? std::optional<std::uint32_t>(static_cast<std::uint32_t>(*result)) : std::nullopt;
+}
 
 }  // namespace ps::detail
 

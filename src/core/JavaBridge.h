@@ -1,5 +1,6 @@
 #pragma once
 
+#include <cstdint>
 #include <optional>
 
 #include "core/psJavaTypes.h"
@@ -21,10 +22,14 @@ class JavaBridge {
   std::optional<int> compare(const psId& element, const psId& other);
   std::optional<int> hash(_jobject* key);
   std::optional<int> hash(const psId& element);
+  // The abbreviation of the key, or of the element when key is null. 0 where the class has no such method.
+  std::optional<std::uint64_t> abbreviation(const psId& element, _jobject* key);
+  std::optional<std::uint32_t> abbreviationVersion();
 
  private:
-  template <class LookUp, class... Arguments>
-  std::optional<int> call(LookUp& method, Arguments... arguments);
+  template <class Result, class LookUp, class... Arguments>
+  std::optional<Result> call(Result (JNIEnv_::*function)(_jobject*, _jmethodID*, ...), LookUp& method,
+                             Arguments... arguments);
 
   _jobject* callee_;
   JNIEnv_* env_;

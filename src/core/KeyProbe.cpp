@@ -8,13 +8,28 @@ namespace {
 
 constexpr unsigned int lastTypeOfLibrary = 9999;
 
+// In the tags of abbreviations in place of a comparator's class number; no class has it.
+constexpr std::uint64_t javaMadeIt = std::uint64_t{0xFFFFFFFF} << 32;
+
 }  // namespace
+
+void KeyProbe::checkAbbreviation(const pstRef<psObj>& stored, int result) {
+  if (!abbreviation_.isKnown() || failed()) return;
+  const std::uint64_t other = abbreviationOf(stored);
+  const bool contradicts = (other < abbreviation_.value && result >= 0) || (other > abbreviation_.value && result <= 0);
+  if (other == 0 || !contradicts || failed()) return;
+  reportMisuse("the comparator's abbreviations of " + textOf(stored.oid()) + ", " + std::to_string(other) +
+               ", and of the key, " + std::to_string(abbreviation_.value) + ", contradict compare, which says " +
+               std::to_string(result) + "; abbreviations must sort as compare does");
+}
 
 RawProbe::RawProbe(const void* key, const ComparatorChoice& choice) : key_(key), comparator_(choice.comparator) {
   if (choice.refused || comparator_.isNull() || !comparator_.open()) fail();
 }
 
 int RawProbe::order(const pstRef<psObj>& stored) { return comparator_->compare(pstHandle<psObj>(stored), key_); }
+
+Abbreviation RawProbe::abbreviate() { return {comparator_.tag(), comparator_->abbreviation(key_)}; }
 
 std::uint32_t RawProbe::hash() { return static_cast<std::uint32_t>(comparator_->hash(key_)); }
 
@@ -43,6 +58,11 @@ int HandleProbe::order(const pstRef<psObj>& stored) {
   if (comparator_.isNull()) return psCompare::comparePsId(element, key_);
   if (isChecked) checkOrder(element);
   return comparator_->compare(element, key_);
+}
+
+Abbreviation HandleProbe::abbreviate() {
+  if (identifier() != nullptr) return {};
+  return {comparator_.tag(), comparator_->abbreviation(key_)};
 }
 
 // In a checked build, reports a comparator that contradicts itself with the operands exchanged, or with an element and
@@ -103,12 +123,17 @@ JavaProbe::JavaProbe(std::uint32_t keyHash, _jobject*& key, _jobject*& callee, J
   hash_ = keyHash;
 }
 
-int JavaProbe::resultOf(const std::optional<int>& answer) {
-  if (!answer) fail();
-  return answer.value_or(0);
+int JavaProbe::order(const pstRef<psObj>& stored) { return resultOf(java_.compare(stored.oid(), key_)); }
+
+Abbreviation JavaProbe::abbreviate() {
+  const auto value = resultOf(java_.abbreviation(psId(), key_));
+  if (value == 0) return {};
+  return {javaMadeIt | resultOf(java_.abbreviationVersion()), value};
 }
 
-int JavaProbe::order(const pstRef<psObj>& stored) { return resultOf(java_.compare(stored.oid(), key_)); }
+std::uint64_t JavaProbe::abbreviationOf(const pstRef<psObj>& stored) {
+  return resultOf(java_.abbreviation(stored.oid(), nullptr));
+}
 
 std::uint32_t JavaProbe::hash() { return hash_ ? *hash_ : static_cast<std::uint32_t>(resultOf(java_.hash(key_))); }
 

@@ -32,9 +32,24 @@ class OpenComparator {
   }
   const psCompare* operator->() const { return object_; }
 
+  // Says what made an abbreviation.
+  std::uint64_t tag() const { return std::uint64_t{object_->psGetTypeN()} << 32 | object_->abbreviationVersion(); }
+  std::uint64_t abbreviationOf(const pstRef<psObj>& stored) const {
+    return object_->abbreviation(pstHandle<psObj>(stored));
+  }
+
  private:
   pstHandle<psCompare> handle_;
   const psCompare* object_ = nullptr;
+};
+
+// A number that sorts as a key does; see psCompare::abbreviation. Numbers are comparable only under one tag, which says
+// what made them.
+struct Abbreviation {
+  std::uint64_t tag = 0;
+  std::uint64_t value = 0;  // 0: not known
+
+  bool isKnown() const { return value != 0; }
 };
 
 class KeyProbe {
@@ -48,6 +63,21 @@ class KeyProbe {
     asksForOrder_ = true;
     return order(stored);
   }
+
+  // The key's abbreviation. It is made when it is first asked for. It means nothing once failed() is true.
+  const Abbreviation& abbreviation() {
+    if (!isAbbreviated_ && !failed()) {
+      isAbbreviated_ = true;
+      asksForOrder_ = true;
+      abbreviation_ = abbreviate();
+    }
+    return abbreviation_;
+  }
+  // That of a stored element, under the same tag.
+  virtual std::uint64_t abbreviationOf(const pstRef<psObj>&) { return 0; }
+
+  // In a checked build, reports abbreviations that contradict a comparison.
+  void checkAbbreviation(const pstRef<psObj>& stored, int result);
 
   // Whether the stored element matches the key. Hash collections use this, and the hashes of the key and of stored
   // elements. The result is meaningless once failed() is true. When the answer took opening an object that does not
@@ -87,6 +117,7 @@ class KeyProbe {
   }
 
   virtual int order(const pstRef<psObj>& stored) = 0;
+  virtual Abbreviation abbreviate() { return {}; }
   virtual bool matches(const pstRef<psObj>& stored) { return order(stored) == 0; }
   // Whether the stored element is the very object that is looked for.
   virtual bool isKey(const pstRef<psObj>&) const { return false; }
@@ -99,6 +130,8 @@ class KeyProbe {
 
   RefusalWatch watch_;
   const psId* identifier_ = nullptr;
+  Abbreviation abbreviation_;
+  bool isAbbreviated_ = false;
   bool failed_ = false;
   bool asksForOrder_ = false;
 };
@@ -107,11 +140,13 @@ class KeyProbe {
 class RawProbe final : public KeyProbe {
  public:
   RawProbe(const void* key, const ComparatorChoice& choice);
+  std::uint64_t abbreviationOf(const pstRef<psObj>& stored) override { return comparator_.abbreviationOf(stored); }
   std::uint32_t hash() override;
   std::uint32_t hashOf(const pstRef<psObj>& stored) override;
 
  private:
   int order(const pstRef<psObj>& stored) override;
+  Abbreviation abbreviate() override;
 
   const void* key_;
   OpenComparator comparator_;
@@ -123,12 +158,14 @@ class HandleProbe final : public KeyProbe {
   HandleProbe(const pstHandle<psObj>& key, const ComparatorChoice& choice);
   // The collection also decides what is equal.
   HandleProbe(const pstHandle<psObj>& key, const psCollection& collection);
+  std::uint64_t abbreviationOf(const pstRef<psObj>& stored) override { return comparator_.abbreviationOf(stored); }
   bool confirms(const pstRef<psObj>& stored) override;
   std::uint32_t hash() override { return hashOf(key_); }
   std::uint32_t hashOf(const pstRef<psObj>& stored) override;
 
  private:
   int order(const pstRef<psObj>& stored) override;
+  Abbreviation abbreviate() override;
   void checkOrder(const pstHandle<psObj>& element) const;
   bool matches(const pstRef<psObj>& stored) override;
   bool isKey(const pstRef<psObj>& stored) const override { return stored == key_; }
@@ -163,12 +200,18 @@ class JavaProbe final : public KeyProbe {
   JavaProbe(_jobject*& key, _jobject*& callee, JNIEnv_* env);
   // With the key's hash, for a look-up.
   JavaProbe(std::uint32_t keyHash, _jobject*& key, _jobject*& callee, JNIEnv_* env);
+  std::uint64_t abbreviationOf(const pstRef<psObj>& stored) override;
   std::uint32_t hash() override;
   std::uint32_t hashOf(const pstRef<psObj>& stored) override;
 
  private:
   int order(const pstRef<psObj>& stored) override;
-  int resultOf(const std::optional<int>& answer);
+  Abbreviation abbreviate() override;
+  template <class Result>
+  Result resultOf(const std::optional<Result>& answer) {
+    if (!answer) fail();
+    return answer.value_or(Result{});
+  }
 
   JavaBridge java_;
   _jobject* key_;

@@ -22,6 +22,8 @@ std::optional<int> JavaBridge::compare(const psId&, _jobject*) { return std::nul
 std::optional<int> JavaBridge::compare(const psId&, const psId&) { return std::nullopt; }
 std::optional<int> JavaBridge::hash(_jobject*) { return std::nullopt; }
 std::optional<int> JavaBridge::hash(const psId&) { return std::nullopt; }
+std::optional<std::uint64_t> JavaBridge::abbreviation(const psId&, _jobject*) { return std::nullopt; }
+std::optional<std::uint32_t> JavaBridge::abbreviationVersion() { return std::nullopt; }
 
 }  // namespace ps::detail
 

@@ -33,6 +33,12 @@ int psCompare::hash(const void*& key) const { return hashPsId(handleOfRawKey(key
 
 int psCompare::hash(const pstHandle<psObj>& element) const { return hashPsId(element); }
 
+std::uint64_t psCompare::abbreviation(const void*&) const { return 0; }
+
+std::uint64_t psCompare::abbreviation(const pstHandle<psObj>&) const { return 0; }
+
+std::uint32_t psCompare::abbreviationVersion() const { return 0; }
+
 int psCompare::compare(const pstHandle<psObj>& element, psCompareFunction f) {
   return callWithIdentifier(element.oid(), f);
 }

@@ -1,5 +1,7 @@
 #pragma once
 
+#include <cstdint>
+
 #include "core/psJavaTypes.h"
 #include "store/psPersistentClass.h"
 
@@ -45,6 +47,18 @@ class PS_API psCompare : public psObj {
   virtual int hash(const void*& key) const;
   virtual int hash(const pstHandle<psObj>& element) const;
 
+  // Optional: a number that sorts as the key or the element does, as far as it goes, or 0 for none. Where two numbers
+  // differ, compare must say the same; where they are equal, compare decides. Keys and elements share one scale.
+  // psAbbreviation.h makes such numbers. Sorted collections keep those of their elements, so that a search opens an
+  // element only where numbers are equal. They use them when the comparator had them as the first element was added.
+  //
+  // When an object cannot be opened, the number may be anything. What is returned must not change for an element that
+  // is stored, not even where compare would not notice.
+  virtual std::uint64_t abbreviation(const void*& key) const;
+  virtual std::uint64_t abbreviation(const pstHandle<psObj>& element) const;
+  // Give another number here when abbreviation changes: what was kept is then not used any more, but made anew.
+  virtual std::uint32_t abbreviationVersion() const;
+
   // The results of compare as predicates. In each flavour an override of compare decides them too.
   bool less(const pstHandle<psObj>& element, const void* key) const { return compare(element, key) < 0; }
   bool lessOrEqual(const pstHandle<psObj>& element, const void* key) const { return compare(element, key) <= 0; }
@@ -75,6 +89,10 @@ class PS_API psCompare : public psObj {
   //   compare(element, other, ...)  int cpp_compare2(long other, long element)
   //   hash(key, ...)                int cpp_hash(Object key)
   //   hash(element, ...)            int cpp_hash2(long element)
+  //   abbreviation, optional        long cpp_abbreviation(Object key, long element)
+  //   abbreviationVersion, optional int cpp_abbreviationVersion()
+  //
+  // cpp_abbreviation is asked for the key, or for the element when key is null. Its result counts as unsigned.
   //
   // A process uses one class loader: the class that it found is kept, and is used for all later objects.
   //

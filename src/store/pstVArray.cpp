@@ -31,15 +31,17 @@ std::uint32_t capacityFor(std::uint64_t oldBytes, std::uint64_t bytes) {
   return static_cast<std::uint32_t>(std::min(mostBytes, std::max(bytes, oldBytes + oldBytes / 2)));
 }
 
-// Gives an array of the store new storage with the given content in front.
+// Gives an array of the store new storage with the given content in front, and with rows.
 int replaceStorage(SessionCore& session, void* array, std::uint64_t bytes, const void* content,
-                   std::uint32_t contentBytes) {
+                   std::uint32_t contentBytes, ps::detail::Rows rows = ps::detail::Rows::none) {
   const psId owner = ps::detail::frameOfAddress(array)->pageId;
   // The array's own page may be written out to make room for the storage, and later changes in it would be lost.
   const ps::detail::PagePin ownerPin(array);
   const ps::detail::PagePin contentPin(content);
-  void* const made =
-      session.objects().createStorage(owner, static_cast<std::uint32_t>(bytes), capacityFor(contentBytes, bytes));
+  const std::size_t behind = ps::detail::rowBytes(rows, bytes);
+  const std::uint32_t capacity =
+      behind > 0 ? static_cast<std::uint32_t>(ps::detail::aligned(bytes + behind)) : capacityFor(contentBytes, bytes);
+  void* const made = session.objects().createStorage(owner, static_cast<std::uint32_t>(bytes), capacity, rows);
   if (made == nullptr) return 0;
   if (content != nullptr) std::memcpy(made, content, contentBytes);
   const psId id = ps::detail::idAt(made);
@@ -140,6 +142,18 @@ void* pstMalloc(unsigned int size) { return std::malloc(size); }
 void pstFree(void* memory) { std::free(memory); }
 
 namespace ps::detail {
+
+int provideRows(void* array, unsigned int n, Rows rows) {
+  const std::uint64_t bytes = std::uint64_t{n} * sizeof(psId);
+  SessionCore* const session = SessionCore::updating("updating an array");
+  if (session == nullptr || n == 0 || bytes > largestWithRows) return 0;
+  const psId id = storageOf(array);
+  void* const storage = id.isNull() ? nullptr : session->objects().storage(id);
+  if (storage == nullptr && !id.isNull()) return 0;
+  const std::uint32_t kept =
+      storage != nullptr ? std::min(headerOf(storage)->size, static_cast<std::uint32_t>(bytes)) : 0;
+  return replaceStorage(*session, array, bytes, storage, kept, rows);
+}
 
 void signalArrayBound(unsigned int size, unsigned int index) {
   if (size == 0) {

@@ -6,6 +6,7 @@
 
 #include "store/base/psError.h"
 #include "store/base/psExport.h"
+#include "store/cache/StorageRows.h"
 #include "store/pstHandle.h"
 #include "store/session/Opening.h"
 #include "store/session/UseChecks.h"
@@ -45,6 +46,11 @@ constexpr std::size_t dummyElementSize = 64;
 
 // Tells the type manager that an array is being constructed, in case it belongs to a prototype.
 PS_API void noteArrayConstruction(const void* array);
+
+// Gives an array of the store that is open for update other storage, with rows behind its n elements, which are
+// references. Elements that it has are kept; their addresses end. 1 on success; 0 when there is no room, or when the
+// array is too large for rows.
+int provideRows(void* array, unsigned int n, Rows rows);
 
 PS_API void signalArrayBound(unsigned int size, unsigned int index);
 PS_API void signalArrayUpdate();

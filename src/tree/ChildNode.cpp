@@ -17,7 +17,7 @@ pstHandle<psUnsortedArray> createElementsBelow(const pstHandle<psBTree>& parent,
   if (admin.isNull()) return pstHandle<psUnsortedArray>();
   const pstRef<psContObj> container = admin->provideVArrayContainer();
   return container.isNull() ? pstHandle<psUnsortedArray>()
-                            : kind.createElements(container, parent->maxNumberOfChildren());
+                            : kind.createElements(container, parent->maxNumberOfChildren(), Rows::none);
 }
 
 void deleteArrays(const psBTree& node) noexcept {

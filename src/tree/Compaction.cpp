@@ -26,8 +26,8 @@ bool fill(const pstHandle<psBTree>& left, const pstHandle<psBTree>& right) {
   if (n == from.count()) {
     if (!ancestors.planRemoval(right, name)) return false;
   } else if (from.isLeaf()) {
-    if (!from.openMark()) return false;
-  } else if (!ancestors.planLow(*right, name, from[n])) {
+    if (!from.openMark() || !ancestors.planSeparator(*right, from.abbreviationAt(n))) return false;
+  } else if (!ancestors.planLow(*right, name, from[n], from.abbreviationAt(n))) {
     return false;
   }
 

@@ -9,7 +9,12 @@ bool insertElement(const TreePosition& position, const pstRef<psObj>& element, c
   if (position.matched) return false;
   NodeEdit entries(*position.leaf);
   if (!entries.isOpen() || (position.index == 0 && !entries.openMark())) return false;
-  entries.insert(position.index, element, value);
+  std::optional<NodeRemoval> separator;
+  if (position.isLast && !position.isByAbbreviations && entries.hasAbbreviations()) {
+    if (!separator.emplace().planUnknownAfter(*position.leaf)) return false;
+    separator->carryOut();
+  }
+  entries.insert(position.index, element, value, position.abbreviation);
   entries.renewMark();
   return true;
 }
@@ -52,12 +57,14 @@ bool removeMatch(const psBTree& node, KeyProbe&& probe) {
 
 namespace {
 
-bool replaceWithin(const pstHandle<psBTree>& leaf, int index, int newIndex, const pstRef<psObj>& element) {
+bool replaceWithin(const pstHandle<psBTree>& leaf, int index, const TreePosition& position,
+                   const pstRef<psObj>& element) {
   NodeEdit entries(*leaf);
+  const int newIndex = position.index;
   if (!entries.isOpen() || !entries.openMark()) return false;
   const pstRef<psObj> value = entries.valueAt(index);
   entries.erase(index);
-  entries.insert(newIndex > index ? newIndex - 1 : newIndex, element, value);
+  entries.insert(newIndex > index ? newIndex - 1 : newIndex, element, value, position.abbreviation);
   entries.renewMark();
   return true;
 }
@@ -67,7 +74,7 @@ bool replaceWithin(const pstHandle<psBTree>& leaf, int index, int newIndex, cons
 bool replaceElement(const pstHandle<psBTree>& leaf, int index, const TreePosition& position,
                     const pstRef<psObj>& element) {
   if (position.matched) return false;
-  if (leaf == position.leaf) return replaceWithin(leaf, index, position.index, element);
+  if (leaf == position.leaf) return replaceWithin(leaf, index, position, element);
   ElementRemoval removal;
   if (!removal.plan(leaf, index) || !insertElement(position, element, removal.value())) return false;
   removal.carryOut();

@@ -45,7 +45,15 @@ TreePosition locateBehindLast(const psBTree& tree, KeyProbe& probe) {
   at.index = elements.count();
   at.isLast = true;
   at.isFull = elements.isFull();
+  at.keepsAbbreviations = elements.keepsAbbreviations();
+  at.isByAbbreviations = true;  // there is no node behind
   return at;
+}
+
+// Adds what is inserted with an element besides its value. False when that failed.
+bool abbreviate(TreePosition& at, KeyProbe& probe) {
+  if (at.keepsAbbreviations) at.abbreviation = probe.abbreviation();
+  return !probe.failed();
 }
 
 }  // namespace
@@ -59,7 +67,8 @@ std::optional<TreePosition> locateRoom(psBTree& tree, KeyProbe& probe) {
     if (!isBehindLast) at = locate(tree, probe);
     if (at.failed) return std::nullopt;
     noteAscent(tree, at, isBehindLast ? shape : psId());
-    if (at.matched || !at.isFull) return at;
+    if (at.matched) return at;
+    if (!at.isFull) return abbreviate(at, probe) ? std::optional<TreePosition>(at) : std::nullopt;
     if (at.leaf->full(0) != 1) return std::nullopt;
   }
 }

@@ -47,9 +47,14 @@ class NodeEdit {
     if (!marked_.isNull()) NodeAccess::setFirst(*marked_, count() > 0 ? elements_[0] : pstRef<psObj>());
   }
 
-  void insert(int i, const pstRef<psObj>& element, const pstRef<psObj>& value = pstRef<psObj>()) {
+  // See AbbreviationRow for abbreviations.
+  Abbreviation abbreviationAt(int i) const { return elements_.abbreviationAt(i); }
+  bool hasAbbreviations() const { return elements_.hasAbbreviations(); }
+
+  void insert(int i, const pstRef<psObj>& element, const pstRef<psObj>& value = pstRef<psObj>(),
+              const Abbreviation& abbreviation = {}) {
     if (!isLeaf_) noteShapeChange();
-    elements_.insert(i, element);
+    elements_.insert(i, element, abbreviation);
     if (values_) values_->insert(i, value);
   }
 
@@ -75,7 +80,10 @@ class NodeEdit {
 
   // Appends n entries of another node, starting at i. They stay in that node too.
   void append(const NodeEdit& source, int i, int n) {
+    const int end = count();
     elements_.append(source.elements_, i, n);
+    // That of a first child means nothing.
+    if (!isLeaf_ && i == 0) elements_.abbreviate(end, {});
     if (values_) values_->append(*source.values_, i, n);
   }
 

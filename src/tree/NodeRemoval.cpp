@@ -48,17 +48,58 @@ bool NodeRemoval::planRemoval(pstHandle<psBTree> node, const psId& entry) {
     }
     const Change* const change = changeOf(*above, entry);
     if (change == nullptr) return false;
-    return change->index > 0 || siblings.count() == 1 || planLow(*above, entry, siblings[1]);
+    return change->index > 0 || siblings.count() == 1 ||
+           planLow(*above, entry, siblings[1], change->entries.abbreviationAt(1));
   }
 }
 
-bool NodeRemoval::planLow(const psBTree& node, const psId& oldLow, const pstRef<psObj>& newLow) {
+bool NodeRemoval::planLow(const psBTree& node, const psId& oldLow, const pstRef<psObj>& newLow,
+                          const std::optional<Abbreviation>& separator) {
   for (pstHandle<psBTree> above = node.parent(); !above.isNull(); above = above->parent()) {
     if (!isReadable(above)) return false;
     Change* const change = changeOf(*above, oldLow);
     if (change == nullptr) return false;
     change->replacement = newLow;
-    if (change->index > 0) break;
+    if (change->index == 0) continue;
+    change->separator = separator;
+    break;
+  }
+  return true;
+}
+
+bool NodeRemoval::planSeparator(const psBTree& leaf, const Abbreviation& separator) {
+  const psId name = leaf.psOid();
+  for (pstHandle<psBTree> above = leaf.parent(); !above.isNull(); above = above->parent()) {
+    if (!isReadable(above)) return false;
+    const ArrayView entries(NodeAccess::elements(*above));
+    if (!entries.isOpen()) return false;
+    if (!entries.hasAbbreviations()) return true;
+    if (entries[0].oid() == name) continue;
+    Change* const change = changeOf(*above, name);
+    if (change == nullptr) return false;
+    change->replacement = entries[change->index];
+    change->separator = separator;
+    return true;
+  }
+  return true;
+}
+
+bool NodeRemoval::planUnknownAfter(const psBTree& leaf) {
+  psId name = leaf.psOid();
+  for (pstHandle<psBTree> above = leaf.parent(); !above.isNull(); above = above->parent()) {
+    if (!isReadable(above)) return false;
+    const ArrayView entries(NodeAccess::elements(*above));
+    const int next = entries.find(name) + 1;
+    if (next == 0) return false;
+    if (next < entries.count()) {
+      if (!entries.abbreviationAt(next).isKnown()) return true;
+      Change* const change = changeOf(*above, entries[next].oid());
+      if (change == nullptr) return false;
+      change->replacement = entries[next];
+      change->separator = Abbreviation{};
+      return true;
+    }
+    name = entries[0].oid();
   }
   return true;
 }
@@ -66,7 +107,8 @@ bool NodeRemoval::planLow(const psBTree& node, const psId& oldLow, const pstRef<
 void NodeRemoval::carryOut() {
   for (Change& change : changes_) {
     if (change.replacement) {
-      change.entries.put(change.index, *change.replacement);
+      const Abbreviation present = change.entries.abbreviationAt(change.index);
+      change.entries.put(change.index, *change.replacement, change.separator.value_or(present));
     } else {
       change.entries.erase(change.index);
     }

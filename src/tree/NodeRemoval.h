@@ -31,7 +31,15 @@ class NodeRemoval {
  public:
   bool planRemoval(pstHandle<psBTree> node, const psId& entry);
   bool planDeletion(const pstHandle<psBTree>& node);
-  bool planLow(const psBTree& node, const psId& oldLow, const pstRef<psObj>& newLow);
+  // separator is the abbreviation of the node in its parent, or of the ancestor of which it is the leftmost. Without
+  // one, what is there stays: it is right when elements were removed.
+  bool planLow(const psBTree& node, const psId& oldLow, const pstRef<psObj>& newLow,
+               const std::optional<Abbreviation>& separator = std::nullopt);
+  // The same for a leaf whose name stays. Opens nothing more where there are no abbreviations.
+  bool planSeparator(const psBTree& leaf, const Abbreviation& separator);
+  // Forgets the abbreviation of the node after a leaf. It may be too low for what is about to be added at the end of
+  // the leaf, if that place was found without it.
+  bool planUnknownAfter(const psBTree& leaf);
   void carryOut();
 
  private:
@@ -47,6 +55,7 @@ class NodeRemoval {
     ArrayEdit entries;
     int index = -1;
     std::optional<pstRef<psObj>> replacement;
+    std::optional<Abbreviation> separator;  // of the replacement, if it changes
   };
 
   // The change of the entry in the node's array; null when it is not there or the array cannot be opened.

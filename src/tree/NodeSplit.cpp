@@ -54,7 +54,8 @@ class NewNode {
     if (nodeContainer.isNull() || !containers_.secure(nodeContainer)) return false;
     const pstRef<psContObj> arrayContainer = admin->provideVArrayContainer();
     if (arrayContainer.isNull() || !containers_.secure(arrayContainer)) return false;
-    elements_ = kind_.createElements(arrayContainer, source.capacity());
+    const Rows rows = source.hasAbbreviations() ? Rows::abbreviations : Rows::none;
+    elements_ = kind_.createElements(arrayContainer, source.capacity(), rows);
     if (elements_.isNull()) return false;
     if (source.hasValues()) {
       values_ = createValuesBeside(elements_, source.capacity());
@@ -74,10 +75,13 @@ class NewNode {
     if (entries.isLeaf()) NodeAccess::initFirst(*node_, kind_.leafMark(*node_, entries[begin]));
     source.children().giveTo(node_, begin, end);
     name_ = entries.isLeaf() ? pstRef<psObj>(node_) : entries[begin];
+    separator_ = begin > 0 ? entries.abbreviationAt(begin) : Abbreviation{};
   }
 
   // What the parent names the node by.
   const pstRef<psObj>& name() const { return name_; }
+  // Its abbreviation there.
+  const Abbreviation& separator() const { return separator_; }
 
  private:
   void discard() {
@@ -97,6 +101,7 @@ class NewNode {
   std::optional<NodeEdit> entries_;
   ContainerRelease containers_;
   pstRef<psObj> name_;
+  Abbreviation separator_;
   bool kept_ = false;
 };
 
@@ -124,7 +129,7 @@ int splitRoot(psBTree& root, int kept) {
   NodeAccess::initFirst(root, pstRef<psObj>());
   entries.becomeInterior();
   entries.insert(0, left.name());
-  entries.insert(1, right.name());
+  entries.insert(1, right.name(), pstRef<psObj>(), right.separator());
   return 1;
 }
 
@@ -149,7 +154,7 @@ int splitNode(psBTree& node, int kept, const NodeKind& kind) {
 
   sibling.take(source, kept, entries.count());
   entries.truncate(kept);
-  siblings.insert(index + 1, sibling.name());
+  siblings.insert(index + 1, sibling.name(), pstRef<psObj>(), sibling.separator());
   return 1;
 }
 

@@ -8,13 +8,16 @@ namespace ps::detail {
 
 // Any change of the tree makes a position stale.
 struct TreePosition {
-  pstHandle<psBTree> leaf;  // open for reading
-  int index = 0;            // of the first element in the leaf that is not less than the key
-  pstRef<psObj> element;    // what is stored there, when it matches
+  pstHandle<psBTree> leaf;    // open for reading
+  int index = 0;              // of the first element in the leaf that is not less than the key
+  pstRef<psObj> element;      // what is stored there, when it matches
+  Abbreviation abbreviation;  // of the key; only where locateRoom has found room for it
   bool matched = false;
-  bool isLast = false;  // there is no element at index or after it in the leaf
-  bool isFull = false;  // no room for another element in the leaf
-  bool failed = false;  // something could not be read or compared; the rest means nothing
+  bool isLast = false;              // there is no element at index or after it in the leaf
+  bool isFull = false;              // no room for another element in the leaf
+  bool keepsAbbreviations = false;  // the leaf's array does, or would if it were given one
+  bool isByAbbreviations = false;   // so the nodes keep no abbreviation that a change there could make wrong
+  bool failed = false;              // something could not be read or compared; the rest means nothing
 };
 
 // Looks for the key below the node, by the order of its elements. The probe must have been made for this operation.

@@ -23,7 +23,7 @@ pstRef<psTreeAdmin> constructRoot(psBTree& root, int capacity, pstHandle<psContO
   if (adminContainer.isNull()) adminContainer = createContainerFor(self);
   if (arrayContainer.isNull()) arrayContainer = createContainerFor(self);
   const pstHandle<psUnsortedArray> elements =
-      NodeKind::below(root)->createElements(arrayContainer, std::max(capacity, smallestCapacity));
+      NodeKind::below(root)->createElements(arrayContainer, std::max(capacity, smallestCapacity), Rows::none);
   if (elements.isNull()) return pstRef<psTreeAdmin>();
   NodeAccess::setElements(root, elements);
   const pstRef<psTreeAdmin> admin(new (adminContainer) psTreeAdmin(self));

@@ -139,8 +139,12 @@ pstRef<psObj>* TreeWalk::currentAddress(psLockMode mode) {
   if (!standsInLeaf()) return nullptr;
   const ArrayView entries(delivered_.array());
   if (position_ < 0 || position_ >= entries.count()) return nullptr;
-  if (mode != pscNoLock && !ArrayEdit(entries.array()).isOpen()) return nullptr;
-  if (mode != pscNoLock) check_.forget();
+  if (mode != pscNoLock) {
+    ArrayEdit edit(entries.array());
+    if (!edit.isOpen()) return nullptr;
+    edit.abbreviate(position_, {});  // of what will be written there nothing is known
+    check_.forget();
+  }
   pin_.emplace(&entries[position_]);
   return const_cast<pstRef<psObj>*>(&entries[position_]);
 }
@@ -294,8 +298,16 @@ bool TreeWalk::standAt(const psBTree& root, KeyProbe& probe, Search<TreeWalk>& s
   // Only an empty root is an empty leaf: there is nowhere else to go.
   const bool isEmpty = at.index == 0 && at.isLast;
   if (isEmpty && leaf_ == at.leaf) return search.end(false);
-  stepTo(Place{at.leaf, at.matched ? at.index : at.index - 1, unknownIndex, at.matched, at.element}, pscNoLock);
-  return search.end(at.matched);
+  if (at.matched || at.index > 0) {
+    stepTo(Place{at.leaf, at.matched ? at.index : at.index - 1, unknownIndex, at.matched, at.element}, pscNoLock);
+    return search.end(at.matched);
+  }
+  // Before the first element of its leaf, the walk stands at the last of the leaf before, if there is one.
+  stepTo(Place{at.leaf, 0, unknownIndex, true, pstRef<psObj>()}, pscNoLock);
+  const std::optional<Place> before = placeBefore();
+  if (!before) return false;
+  stepTo(*before, pscNoLock);
+  return search.end(false);
 }
 
 bool TreeWalk::goOnTo(const pstRef<psObj>& element) {

@@ -4,6 +4,7 @@
 #include <random>
 #include <vector>
 
+#include "arrays/ArrayView.h"
 #include "arrays/psSortedArray.h"
 #include "support/Item.h"
 #include "support/JavaKey.h"
@@ -30,6 +31,18 @@ class PsSortedArray : public testing::Test {
     return array.add(item.id, java.key, java.callee, java.env, 1);
   }
 
+  // Replaces an element by one that may stand in its place, or changes the capacity.
+  void changeOtherwise(psSortedArray& array, std::vector<ItemKey>& model, std::mt19937_64& random) {
+    const std::size_t i = random() % model.size();
+    const std::int64_t next = i + 1 < model.size() ? model[i + 1].number : model[i].number;
+    const ItemKey item = makeItem(place, next);
+    const int way = static_cast<int>(random() % 4);
+    if (way == 0) array[static_cast<int>(i)] = item.id;
+    if (way == 1) array.atPut(static_cast<int>(i), item.id);
+    if (way < 2) model[i] = item;
+    if (way == 2 && random() % 4 == 0) array.resize(array.size() + 4), array.resize(array.size() - 4);
+  }
+
   TempStore store{TempStore::Place::memory};
   pstHandle<psContObj> place;
   pstHandle<psCompare> comparator;
@@ -42,6 +55,7 @@ TEST_F(PsSortedArray, KeepsOrderAndFindsTheFirstThatIsNotLess) {
   SCOPED_TRACE("PSCOLLECTIONS_SEED=" + std::to_string(seed));
   std::mt19937_64 random(seed);
   for (int round = 0; round < 60; ++round) {
+    ItemCompare::abbreviateAnyhow(static_cast<unsigned>(round));
     const pstHandle<psSortedArray> array(new (place) psSortedArray(20));
     std::vector<ItemKey> model;
     for (int n = 0; n <= 20; ++n) {
@@ -64,7 +78,9 @@ TEST_F(PsSortedArray, KeepsOrderAndFindsTheFirstThatIsNotLess) {
       const auto at = std::lower_bound(model.begin(), model.end(), item, less);
       ASSERT_EQ(add(*array, item, round % 2 == 0), static_cast<int>(at - model.begin()));
       model.insert(at, item);
-      for (std::size_t i = 0; i < model.size(); ++i) ASSERT_EQ((*array)[static_cast<int>(i)], model[i].id);
+      const ps::detail::ArrayView view(*array);
+      for (std::size_t i = 0; i < model.size(); ++i) ASSERT_EQ(view[static_cast<int>(i)], model[i].id);
+      changeOtherwise(*array, model, random);
     }
     ASSERT_EQ(array->add(makeItem(place, 1).id, comparator, 1), -1) << "it is full";
   }

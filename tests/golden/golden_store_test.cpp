@@ -16,6 +16,7 @@
 #include "store/pstItr.h"
 #include "support/Faults.h"
 #include "support/Item.h"
+#include "support/RawFile.h"
 #include "support/TempStore.h"
 
 // A store of the first format that an earlier release has left is read, and written to.
@@ -60,6 +61,12 @@ void insert(const pstHandle<psCollection>& collection, Kind kind, const Items& i
 
 bool isKept(std::size_t n) { return n % 4 != 3; }
 
+void makeArray(psSession& session, const pstHandle<psContObj>& place, const Items& items) {
+  const pstHandle<psUnsortedArray> array(new (place) psUnsortedArray(capacity));
+  array->atPut(3, items[3]);
+  EXPECT_EQ(session.name(array, place, "array"), 1);
+}
+
 // Everything that a store can hold: named and keyed objects, arrays of few elements and of many, databases, containers
 // of both classes, each kind of collection after additions and removals, an array, and places that something has left.
 void make(psSession& session) {
@@ -85,9 +92,7 @@ void make(psSession& session) {
       EXPECT_EQ(session.name(made, in, nameOf(kind, byNumber).c_str()), 1);
     }
   }
-  const pstHandle<psUnsortedArray> array(new (place) psUnsortedArray(capacity));
-  array->atPut(3, items[3]);
-  EXPECT_EQ(session.name(array, place, "array"), 1);
+  makeArray(session, place, items);
 }
 
 Items itemsOf(psSession& session) {
@@ -157,7 +162,9 @@ void check(psSession& session, std::size_t added = count) {
   EXPECT_EQ(orphansOf(session), ps::detail::textOf(array) + ": nobody owns this object of class 4022\n");
 }
 
-void readAndUpdate(const std::string& path) {
+std::string formatOf(const std::string& path) { return RawFile(path).content()["F"].substr(24); }
+
+void readAndUpdate(const std::string& path, const std::string& format) {
   psSessionOptions options = unsynced();
   options.readOnly = true;
   psSession session;
@@ -166,14 +173,24 @@ void readAndUpdate(const std::string& path) {
   check(session);
   ASSERT_EQ(session.commit(), 1);
   ASSERT_EQ(session.close(), 1);
+  EXPECT_EQ(formatOf(path), format);
 
   ASSERT_EQ(session.open(path, unsynced()), 1) << session.lastError();
   ASSERT_EQ(session.begin(pscUpdate), 1);
   for (const Kind kind : kinds) {
     for (const bool byNumber : {false, true}) insert(collectionOf(session, kind, byNumber), kind, itemsOf(session), 3);
   }
+  // A named object that is deleted takes its names of either format along.
+  const pstHandle<psContObj> place = session.container(session.database("golden"), "items");
+  pstHandle<psObj> array;
+  ASSERT_EQ(array.lookupObj(place, "array", pscUpdate), 1);
+  ASSERT_EQ(session.name(array, place, "the same array"), 1) << session.lastError();
+  ASSERT_EQ(psDelete(array), 1) << session.lastError();
+  EXPECT_EQ(array.lookupObj(place, "array", pscRead) + array.lookupObj(place, "the same array", pscRead), 0);
+  makeArray(session, place, itemsOf(session));
   ASSERT_EQ(session.commit(), 1) << session.lastError();
   ASSERT_EQ(session.close(), 1);
+  EXPECT_EQ(formatOf(path), "pscollections 2");
   ASSERT_EQ(session.open(path, unsynced()), 1) << session.lastError();
   ASSERT_EQ(session.begin(pscRead), 1);
   check(session, 3);
@@ -182,7 +199,7 @@ void readAndUpdate(const std::string& path) {
 TEST(GoldenStore, OfTheFirstFormatIsReadAndUpdated) {
   const ScratchFolder folder;
   std::filesystem::copy_file(PS_TEST_DATA "/format-1.ps", folder / "store.ps");
-  readAndUpdate(folder / "store.ps");
+  readAndUpdate(folder / "store.ps", "pscollections 1");
 }
 
 TEST(GoldenStore, IsMadeAnewWithTheSameContent) {
@@ -196,7 +213,7 @@ TEST(GoldenStore, IsMadeAnewWithTheSameContent) {
   }
   const char* const keep = std::getenv("PSCOLLECTIONS_KEEP_GOLDEN");
   if (keep != nullptr) std::filesystem::copy_file(path, keep);
-  readAndUpdate(path);
+  readAndUpdate(path, "pscollections 2");
 }
 
 }  // namespace

@@ -60,6 +60,7 @@ void damagePages(KeyedWorld& world) {
       damaged[damaged.size() / 2] = static_cast<char>(damaged[damaged.size() / 2] ^ 0x10);
       RawFile(path).put(key, damaged);
     });
+    ItemCompare::abbreviateAnyhow(static_cast<unsigned>(round));
     ASSERT_EQ(world.store->begin(pscUpdate), 1);
     if (!storedCollection(world.store.session()).isNull()) {
       world.find();

@@ -4,6 +4,7 @@
 #include <cstddef>
 #include <cstring>
 #include <memory>
+#include <random>
 
 #include "list/psTreeList.h"
 #include "sorted/psTreeSet.h"
@@ -287,6 +288,84 @@ TEST(TreeSet, ALookUpOpensAndComparesLittle) {
                   depth * (perLevel + 4) + 2 * compared + 4);
       }
     }
+  }
+}
+
+// With abbreviations that differ a look-up compares what it finds, and nothing else, wherever the elements have been.
+TEST(TreeSet, AbbreviationsAreKeptBesideTheElements) {
+  SetWorld world(TempStore::Place::file, Flavour::handle, true, 8, Kind::map);
+  ItemCompare::abbreviate(ItemCompare::Abbreviates::exactly);
+  constexpr int count = 2000;
+  for (int i = 0; i < count; ++i) world.put(i * 1237 % count * 2);
+  const auto comparisonsFor = [&] {
+    const std::uint64_t before = ItemCompare::comparisons();
+    for (const ItemKey& item : world.model.list()) {
+      EXPECT_TRUE(world.contains(item));
+      EXPECT_FALSE(world.set->contains(&static_cast<const std::int64_t&>(item.number + 1)));
+    }
+    return ItemCompare::comparisons() - before;
+  };
+  // What a node is divided by is compared too.
+  const auto areFew = [&](const char* when) {
+    const double each = static_cast<double>(comparisonsFor()) / world.model.size();
+    EXPECT_LE(each, 1.5 * (ps::detail::isChecked ? 3 : 1)) << when;
+    EXPECT_EQ(world.complaints(), "") << when;
+  };
+  areFew("after additions");
+  ASSERT_EQ(world.store->commit(), 1);
+  world.store.reopen();
+  ASSERT_EQ(world.store->begin(pscUpdate), 1);
+  world.find();
+  areFew("after a reopening");
+  for (const ItemKey& item : world.model.list()) {
+    if (item.number % 6 != 0 && world.remove(item)) world.model.remove(item);
+  }
+  areFew("after removals");
+  world.set->compact();
+  areFew("after a compaction");
+  ASSERT_EQ(world.store->commit(), 1);
+
+  // Those of another version are not used, and those of a read transaction not by an update.
+  ItemCompare::abbreviate(ItemCompare::Abbreviates::alike);
+  ASSERT_EQ(world.store->begin(pscRead), 1);
+  EXPECT_GT(comparisonsFor(), static_cast<std::uint64_t>(2 * world.model.size()));
+  ASSERT_EQ(world.store->commit(), 1);
+  ItemCompare::abbreviate(ItemCompare::Abbreviates::exactly);
+  ASSERT_EQ(world.store->begin(pscUpdate), 1);
+  areFew("after a transaction with others");
+}
+
+// 2 sessions change a set in turn, each with its own abbreviations, and one of them keeps what it has read.
+TEST(TreeSet, AbbreviationsOfOtherSessionsDoNoHarm) {
+  SetWorld world(TempStore::Place::file, Flavour::handle, true, 4);
+  std::mt19937_64 random(seedOr(20));
+  std::vector<ItemKey> items;
+  for (int number = 0; number < 120; ++number) items.push_back(world.newItem(number));
+  ASSERT_EQ(world.store->commit(), 1);
+  const auto changeSome = [&](psTreeSet& set) {
+    ItemCompare::abbreviateAnyhow(static_cast<unsigned>(random() % 100));
+    for (int i = 0; i < 25; ++i) {
+      const ItemKey& item = items[random() % items.size()];
+      const bool isThere = world.model.contains(item);
+      ASSERT_EQ(set.contains(pstHandle<psObj>(item.id)), isThere);
+      ASSERT_TRUE(isThere ? set.remove(pstHandle<psObj>(item.id)) : set.add(pstHandle<psObj>(item.id)));
+      isThere ? world.model.remove(item) : world.model.add(item);
+    }
+  };
+  for (int round = 0; round < 60 && !testing::Test::HasFailure(); ++round) {
+    SCOPED_TRACE("round " + std::to_string(round));
+    ItemCompare::abbreviateAnyhow(static_cast<unsigned>(random() % 100));
+    ASSERT_EQ(world.store->begin(pscRead), 1);
+    world.find();
+    EXPECT_EQ(world.complaints(), "");
+    ASSERT_EQ(world.store->commit(), 1);
+    world.store.inOtherSession(
+        [&](psSession& session) { changeSome(*pstHandle<psTreeSet>(storedCollection(session))); });
+    ASSERT_EQ(world.store->begin(pscUpdate), 1);
+    world.find();
+    changeSome(*world.set);
+    EXPECT_EQ(world.complaints(), "");
+    ASSERT_EQ(world.store->commit(), 1);
   }
 }
 

@@ -1,5 +1,7 @@
 #include "support/Item.h"
 
+#include "core/psAbbreviation.h"
+
 namespace ps::test {
 
 PS_REGISTER_CLASS(Item)
@@ -9,6 +11,22 @@ PS_REGISTER_CLASS(ItemCompare)
 namespace {
 
 thread_local std::uint64_t comparisonCount = 0;
+thread_local auto howToAbbreviate = ItemCompare::Abbreviates::nothing;
+
+std::uint64_t abbreviationOf(std::int64_t number) {
+  switch (howToAbbreviate) {
+    case ItemCompare::Abbreviates::exactly:
+      return ps::abbreviationOf(number);
+    case ItemCompare::Abbreviates::roughly:
+      return ps::abbreviationOf(number >> 2);
+    case ItemCompare::Abbreviates::alike:
+      return 1;
+    case ItemCompare::Abbreviates::someOnly:
+      return number % 3 == 0 ? 0 : ps::abbreviationOf(number);
+    default:
+      return 0;
+  }
+}
 
 }  // namespace
 
@@ -47,6 +65,20 @@ int ItemCompare::hash(const pstHandle<psObj>& element) const {
   const pstHandle<Item> item(element);
   return item.open(pscRead) == 1 ? static_cast<int>(item->number()) : 0;
 }
+
+std::uint64_t ItemCompare::abbreviation(const void*& key) const {
+  return abbreviationOf(*static_cast<const std::int64_t*>(key));
+}
+
+// Of an element that cannot be opened, the number that does the most harm where nobody notices.
+std::uint64_t ItemCompare::abbreviation(const pstHandle<psObj>& element) const {
+  const pstHandle<Item> item(element);
+  return item.open(pscRead) == 1 ? abbreviationOf(item->number()) : 1;
+}
+
+std::uint32_t ItemCompare::abbreviationVersion() const { return static_cast<std::uint32_t>(howToAbbreviate); }
+
+void ItemCompare::abbreviate(Abbreviates how) { howToAbbreviate = how; }
 
 std::uint64_t ItemCompare::comparisons() { return comparisonCount; }
 

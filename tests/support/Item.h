@@ -46,6 +46,16 @@ class ItemCompare : public psCompare {
   int compare(const pstHandle<psObj>& element, const pstHandle<psObj>& other) const override;
   int hash(const void*& key) const override;
   int hash(const pstHandle<psObj>& element) const override;
+  std::uint64_t abbreviation(const void*& key) const override;
+  std::uint64_t abbreviation(const pstHandle<psObj>& element) const override;
+  std::uint32_t abbreviationVersion() const override;
+
+  // How comparators of this thread abbreviate: not at all, so that numbers differ always, sometimes or never, or only
+  // some. Each is a version of its own.
+  enum class Abbreviates : std::uint32_t { nothing, exactly, roughly, alike, someOnly };
+  static void abbreviate(Abbreviates how);
+  // The same way for 3 calls with numbers that follow each other, then another.
+  static void abbreviateAnyhow(unsigned number) { abbreviate(static_cast<Abbreviates>((number / 3 + 1) % 5)); }
 
   // Comparisons made in this thread, by comparators and by the callback of Keyed.
   static std::uint64_t comparisons();

@@ -21,6 +21,19 @@ jint JNICALL compareWithNumberIn(JNIEnv*, jclass, jlong element, jlong number) {
 
 jint JNICALL hashOfIn(JNIEnv*, jclass, jlong element) { return static_cast<jint>(hashOfStored(idOf(element))); }
 
+jlong JNICALL abbreviationOfIn(JNIEnv*, jclass, jlong element) {
+  return static_cast<jlong>(ItemCompare().abbreviation(pstHandle<psObj>(idOf(element))));
+}
+
+jlong JNICALL abbreviationOfNumberIn(JNIEnv*, jclass, jlong number) {
+  const void* key = &number;
+  return static_cast<jlong>(ItemCompare().abbreviation(key));
+}
+
+jint JNICALL versionOfAbbreviationsIn(JNIEnv*, jclass) {
+  return static_cast<jint>(ItemCompare().abbreviationVersion());
+}
+
 // Complains at the end about what the JVM found fault with in the whole run.
 class Complaints : public testing::EmptyTestEventListener {
   void OnTestEnd(const testing::TestInfo&) override {
@@ -38,9 +51,14 @@ void startMachine() {
   const JNINativeMethod methods[] = {
       {const_cast<char*>("compareWithNumber"), const_cast<char*>("(JJ)I"),
        reinterpret_cast<void*>(compareWithNumberIn)},
-      {const_cast<char*>("hashOf"), const_cast<char*>("(J)I"), reinterpret_cast<void*>(hashOfIn)}};
+      {const_cast<char*>("hashOf"), const_cast<char*>("(J)I"), reinterpret_cast<void*>(hashOfIn)},
+      {const_cast<char*>("abbreviationOf"), const_cast<char*>("(J)J"), reinterpret_cast<void*>(abbreviationOfIn)},
+      {const_cast<char*>("abbreviationOfNumber"), const_cast<char*>("(J)J"),
+       reinterpret_cast<void*>(abbreviationOfNumberIn)},
+      {const_cast<char*>("versionOfAbbreviations"), const_cast<char*>("()I"),
+       reinterpret_cast<void*>(versionOfAbbreviationsIn)}};
   const jclass callee = env->FindClass("com/vexa/pm/psScalableCollectionsPersistor");
-  ASSERT_EQ(env->RegisterNatives(callee, methods, 2), JNI_OK);
+  ASSERT_EQ(env->RegisterNatives(callee, methods, 5), JNI_OK);
   env->DeleteLocalRef(callee);
 }
 

@@ -7,6 +7,7 @@
 #include "core/psAdmin.h"
 #include "store/pstItr.h"
 #include "support/Faults.h"
+#include "support/Item.h"
 
 namespace ps::test {
 
@@ -85,6 +86,7 @@ void ModelDriver::abort() {
 }
 
 void ModelDriver::begin() {
+  ItemCompare::abbreviateAnyhow(begins_++);
   ASSERT_EQ(store()->begin(pscUpdate), 1) << store()->lastError();
   verify();
 }

@@ -93,6 +93,7 @@ class ModelDriver {
   int refusals_ = 0;
   std::mt19937_64 random_;
   int transactions_ = 0;
+  unsigned begins_ = 0;
   bool growing_ = true;
 };
 

@@ -10,6 +10,8 @@ namespace ps::test {
 
 SetWorld::SetWorld(TempStore::Place place, Flavour flavourOfKeys, bool byNumber, int capacity, Kind kindOfSet)
     : KeyedWorld(place, flavourOfKeys, byNumber, kindOfSet) {
+  static unsigned worlds = 0;
+  ItemCompare::abbreviateAnyhow(worlds++);
   const pstHandle<psContObj> sets = store.container("sets");
   pstHandle<psCompare> comparator;
   if (byNumber) comparator = pstHandle<psCompare>(new (sets) ItemCompare);

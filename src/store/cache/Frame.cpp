@@ -32,6 +32,15 @@ psId* notesBeside(const psObj* object, int count) {
   return notes->references.data();
 }
 
+bool mayNoteInRow(const void* storage) {
+  SessionHead& session = *currentSession;
+  Frame& frame = *frameOfObject(storage);
+  if (session.updateStamp != SessionHead::noStamp) return frame.updateStamp == session.updateStamp;
+  frame.page->filled = true;
+  session.filledRows = true;
+  return true;
+}
+
 void dropNotes(const psObj* object) {
   if (!isInArena(object)) return;
   ObjectNotes* const notes = findNotes(frameOfObject(object)->page->notes, object);

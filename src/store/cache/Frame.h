@@ -86,6 +86,7 @@ struct SessionHead {
   std::uint64_t noteStamp = 0;    // notes of another stamp are forgotten
   std::uint64_t failures = 0;     // the refusals, and opens of what does not exist, which are none
   std::uint64_t changeStamp = 0;  // moves with the other stamps, and when a layer above says so: see noteChange
+  bool filledRows = false;        // something was noted in rows that is not stored; see mayNoteInRow
   std::uint64_t serial = 0;       // no other session of the process has it; 0 without one
 };
 
@@ -207,6 +208,12 @@ PS_ALWAYS_INLINE void prefetchWithStorage(const psId& id, std::size_t begin, std
   for (std::size_t i = begin; i < begin + bytes; i += cacheLine) prefetchAddress(storage + i);
 }
 
+// The same for bytes of the array's storage alone.
+PS_ALWAYS_INLINE void prefetchStorage(const psId& id, std::size_t begin, std::size_t bytes) {
+  const std::uintptr_t storage = regularAddress(linkOf(*currentSession, id), id.get_slot() + 1U);
+  for (std::size_t i = begin; i < begin + bytes; i += cacheLine) prefetchAddress(storage + i);
+}
+
 // References that a layer above notes beside an object while its page stays in memory. There are count of them. They
 // are all null at first, after an abort, and when another session has committed. They stay at their address while the
 // page is pinned, until they are asked for with another count. Null for objects outside the store, and in a session in
@@ -218,6 +225,11 @@ inline void dropAllNotes() {
   ++currentSession->noteStamp;
   ++currentSession->changeStamp;
 }
+
+// Whether something may be noted in the rows behind an array's elements (StorageRows.h). In an update the array must be
+// open for update, so that the row is stored, or restored, with it. What is noted in a read transaction is known to
+// this session alone: it is gone when another session has committed, or an update begins.
+bool mayNoteInRow(const void* storage);
 
 // Makes those look again who keep what they have found in the session until it may have changed. They also do so when a
 // transaction begins or ends, and when all notes are forgotten.

@@ -12,8 +12,7 @@ namespace {
 using Word = std::uint64_t;
 
 constexpr std::size_t wordSize = sizeof(Word);
-// An array of this size has its own page, of the largest size that pages can have.
-constexpr std::uint32_t largestPacked = 32768;
+constexpr std::uint32_t largestPacked = largestWithRows;
 
 enum Parts : std::uint32_t { sparse = 1, abbreviations = 2, counts = 4 };
 

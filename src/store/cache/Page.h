@@ -40,6 +40,7 @@ struct Page {
   std::uint16_t regularStride = 0;
   std::uint32_t objects = 0;             // live, storage included; at 0 the page is erased when it is written
   bool changed = false;                  // must be written
+  bool filled = false;                   // see noteFilled
   bool created = false;                  // by the running transaction
   bool stored = false;                   // the engine has it, as far as the running transaction can see
   std::uint32_t lastTouched = 0;         // the frame's stamp when the clock hand last passed

@@ -146,7 +146,7 @@ PageCache::Fetch PageCache::revalidate(const psId& id, Page& page) {
     error_ = engine_->error();
     return Fetch::unreadable;
   }
-  if (found == Engine::Lookup::found && value.size() >= sizeof(std::uint64_t) &&
+  if (found == Engine::Lookup::found && !page.filled && value.size() >= sizeof(std::uint64_t) &&
       std::memcmp(value.data(), page.checksums.data(), sizeof(std::uint64_t)) == 0) {
     page.frame->readStamp = readStamp_;
     return Fetch::present;

@@ -24,6 +24,10 @@ constexpr bool includes(Rows rows, Rows row) {
   return (static_cast<std::uint32_t>(rows) & static_cast<std::uint32_t>(row)) != 0;
 }
 
+// Bytes of the elements of the largest storage that has rows. An array of that size has a page to itself, whatever size
+// pages have.
+constexpr std::uint32_t largestWithRows = 32768;
+
 constexpr bool isStorage(std::uint32_t type) { return type - storageType <= static_cast<std::uint32_t>(Rows::both); }
 constexpr std::uint32_t storageWith(Rows rows) { return storageType + static_cast<std::uint32_t>(rows); }
 constexpr Rows rowsOf(std::uint32_t type) {

@@ -240,7 +240,9 @@ bool SessionCore::renewFormat() {
 // The engine's transaction has begun.
 void SessionCore::startTransaction(psMode mode) {
   mode_ = mode;
-  if (epoch_ == 0 || engine_->version() != version_) {
+  const bool forgetsRows = mode == pscUpdate && filledRows;
+  if (epoch_ == 0 || engine_->version() != version_ || forgetsRows) {
+    filledRows = false;
     epoch_ = freshStamp();
     ++noteStamp;
     version_ = engine_->version();

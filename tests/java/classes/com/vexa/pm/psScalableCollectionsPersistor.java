@@ -26,6 +26,17 @@ public class psScalableCollectionsPersistor {
     return hashOf(element);
   }
 
+  public long cpp_abbreviation(Object key, long element) {
+    count();
+    if (key == null) return abbreviationOf(element);
+    final Key wanted = (Key) key;
+    return wanted.id != null ? 0 : abbreviationOfNumber(wanted.number);
+  }
+
+  public int cpp_abbreviationVersion() {
+    return versionOfAbbreviations();
+  }
+
   private void count() {
     ++calls;
     if (calls == failingCall) throw new IllegalStateException("call " + calls);
@@ -34,4 +45,10 @@ public class psScalableCollectionsPersistor {
   private static native int compareWithNumber(long element, long number);
 
   private static native int hashOf(long element);
+
+  private static native long abbreviationOf(long element);
+
+  private static native long abbreviationOfNumber(long number);
+
+  private static native int versionOfAbbreviations();
 }
