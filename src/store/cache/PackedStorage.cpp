@@ -67,7 +67,8 @@ const char* spread(const char* bitmap, std::size_t used, char* storage) {
 
 bool appendPacked(const ObjectHeader& header, std::string& bytes) {
   const std::uint32_t size = header.size;
-  if (size % wordSize != 0 || size == 0 || size > largestPacked) return false;
+  const bool isTooSmall = size <= 2 * wordSize && rowsOf(header.type) == Rows::none;
+  if (size % wordSize != 0 || isTooSmall || size > largestPacked) return false;
   auto* const storage = reinterpret_cast<char*>(const_cast<ObjectHeader*>(&header + 1));
   const Rows rows = rowsOf(header.type);
   const auto* const words = reinterpret_cast<const Word*>(storage);

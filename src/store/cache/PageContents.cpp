@@ -75,8 +75,6 @@ class Directory {
     return true;
   }
 
-  bool isAtEnd() const { return position_ == record_.size(); }
-
  private:
   struct GroupHead {
     explicit GroupHead(RecordReader& reader) {
@@ -114,10 +112,30 @@ bool readFormat2(std::string_view record, PageContents& contents) {
   for (std::uint32_t groups = reader.varint(); groups > 0; --groups) {
     if (!directory.readGroup(reader, contents)) return false;
   }
-  return reader.isSound() && directory.isAtEnd();
+  return reader.isSound();
 }
 
-bool precedes(const RecordedObject& a, const RecordedObject& b) { return a.slot < b.slot; }
+// Brings the objects into the order of their slots. False when a slot has two, or is none.
+bool orderBySlot(PageContents& contents) {
+  std::vector<RecordedObject>& objects = contents.objects;
+  contents.places.assign(std::size_t{contents.nextSlot} + 1, 0);
+  std::uint32_t last = 0;
+  bool isInOrder = true;
+  for (std::size_t i = 0; i < objects.size(); ++i) {
+    const std::uint16_t slot = objects[i].slot;
+    if (slot == 0 || slot >= contents.nextSlot || contents.places[slot] != 0) return false;
+    contents.places[slot] = static_cast<std::uint16_t>(i + 1);
+    isInOrder = isInOrder && slot > last;
+    last = slot;
+  }
+  if (isInOrder) return true;
+  contents.ordered.clear();
+  for (const std::uint16_t place : contents.places) {
+    if (place != 0) contents.ordered.push_back(objects[place - 1U]);
+  }
+  objects.swap(contents.ordered);
+  return true;
+}
 
 }  // namespace
 
@@ -143,12 +161,7 @@ RecordSize sizeOfRecord(std::string_view firstChunk) {
 
 bool readContents(std::string_view record, PageContents& contents) {
   contents.objects.clear();
-  if (!(isFormat1(record) ? readFormat1(record, contents) : readFormat2(record, contents))) return false;
-  std::vector<RecordedObject>& objects = contents.objects;
-  if (!std::is_sorted(objects.begin(), objects.end(), precedes)) std::sort(objects.begin(), objects.end(), precedes);
-  const auto sameSlot = [](const RecordedObject& a, const RecordedObject& b) { return a.slot == b.slot; };
-  if (std::adjacent_find(objects.begin(), objects.end(), sameSlot) != objects.end()) return false;
-  return objects.empty() || (objects.front().slot > 0 && objects.back().slot < contents.nextSlot);
+  return (isFormat1(record) ? readFormat1(record, contents) : readFormat2(record, contents)) && orderBySlot(contents);
 }
 
 }  // namespace ps::detail

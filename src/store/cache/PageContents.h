@@ -28,6 +28,9 @@ struct RecordedObject {
 struct PageContents {
   std::uint16_t nextSlot = 0;
   std::vector<RecordedObject> objects;  // in the order of their slots
+  // For bringing them into that order; kept for their memory.
+  std::vector<std::uint16_t> places;
+  std::vector<RecordedObject> ordered;
 };
 
 // Bytes at the start of an object that are not stored: the virtual table pointer.

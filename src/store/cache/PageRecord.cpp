@@ -51,6 +51,7 @@ class PageEncoder {
   void writeDirectory(std::string& record) const;
   void writeGroup(std::uint32_t index, std::string& directory) const;
   void writeObjects(std::string& record) const;
+  static void padForEngine(std::string& objects);
   // The groups in the order of the directory.
   template <class Visit>
   void forEachGroup(Visit visit) const {
@@ -79,13 +80,20 @@ const ObjectHeader* PageEncoder::collect() {
   const std::uint32_t end = std::min<std::uint32_t>(page_.nextSlot, page_.frame->slotLimit + 1U);
   items_.reserve(page_.objects);
   ClassLookup classOf;
+  const ClassInfo* before = nullptr;
+  std::uint16_t layout = 0;
   for (std::uint32_t slot = 1; slot < end; ++slot) {
     if (slots[slot] == 0) continue;
     const ObjectHeader& object = *headerAt(page_.frame, slots[slot]);
-    const ClassInfo* const info = omitted(object.type) != 0 ? classOf(object.type & ~namedFlag) : nullptr;
-    if (info != nullptr && !isOfClass(*info, &object + 1)) return &object;
-    const std::uint16_t layout = info != nullptr ? classes_.layoutOf(*info) : std::uint16_t{0};
-    if (info != nullptr && layout == 0) return &object;
+    if (isStorage(object.type)) {
+      add(object, 0);
+      continue;
+    }
+    const ClassInfo* const info = classOf(object.type & ~namedFlag);
+    if (info == nullptr || !isOfClass(*info, &object + 1)) return &object;
+    if (info != before) layout = classes_.layoutOf(*info);
+    if (layout == 0) return &object;
+    before = info;
     add(object, layout);
   }
   for (const ForeignObject& foreign : page_.foreign) add(*headerAt(page_.frame, foreign.offset), foreign.layout);
@@ -122,6 +130,7 @@ std::uint32_t PageEncoder::groupFor(const ObjectHeader& object, std::uint16_t la
 void PageEncoder::write(std::string& record) const {
   record.clear();
   writeObjects(record);
+  padForEngine(record);
   const std::size_t objectBytes = record.size();
   const bool isAligned =
       std::any_of(groups_.begin(), groups_.end(), [](const Group& group) { return group.isAligned(); });
@@ -142,6 +151,14 @@ void PageEncoder::write(std::string& record) const {
   head += directory;
   head.resize(header.headLength);
   record.insert(0, head);
+}
+
+// LMDB keeps values of at most 2,022 bytes within the pages of its tree. Of the larger of these only one or two fit
+// into a page, and when one grows and is moved out, its page stays nearly empty. So they are padded to be kept outside.
+void PageEncoder::padForEngine(std::string& objects) {
+  constexpr std::size_t fewFit = 1024;
+  constexpr std::size_t largestInside = 2022;
+  if (objects.size() > fewFit && objects.size() <= largestInside) objects.resize(padded(largestInside));
 }
 
 void PageEncoder::writeDirectory(std::string& record) const {
