@@ -158,7 +158,7 @@ class BinarySearch {
   BinarySearch(const ArrayView& array, Comparison comparison, bool usesAbbreviations)
       : count_(array.count()), comparison_(comparison), reader_(array) {
     if constexpr (Comparison::opensObjects) {
-      if (!usesAbbreviations || count_ == 0 || !array.hasAbbreviations()) return;
+      if (!usesAbbreviations || count_ == 0 || !array.keepsAbbreviations()) return;
       const Abbreviation& key = comparison_.probe().abbreviation();
       std::uint64_t* const row = key.isKnown() && !comparison_.failed() ? reader_.abbreviations(key.tag) : nullptr;
       abbreviations_ = AbbreviationSearch(row, key.value);

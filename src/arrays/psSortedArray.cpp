@@ -35,8 +35,11 @@ int insert(psSortedArray& array, const pstHandle<psObj>& element, KeyProbe&& pro
   SearchResult found;
   if (!array.isEmpty()) found = search(array, probe, leaf);
   if (found.failed) return -1;
-  const bool keepsAbbreviations = leaf != 0 && ArrayView(array).keepsAbbreviations();
-  const Abbreviation abbreviation = keepsAbbreviations ? probe.abbreviation() : Abbreviation{};
+  Abbreviation abbreviation;
+  if (leaf != 0 && !probe.failed() && ArrayView(array).keepsAbbreviations()) {
+    abbreviation = probe.abbreviation();
+    if (probe.failed()) return -1;
+  }
   ArrayEdit edit(array);
   if (!edit.isOpen() || edit.isFull()) return -1;
   edit.insert(found.position, element, abbreviation);
