@@ -21,8 +21,8 @@ class PS_API psSortedArray : public psUnsortedArray {
   // Failures: 0 when the comparator cannot be opened, when the first node cannot be read, and for a raw key without a
   // comparator. One after the last element when the last node cannot be read. -1 for any other node, so the result need
   // not be a position. An entry whose comparison fails, because something cannot be opened or in Java, counts as one
-  // that cannot be read, also with leaf not zero. The operations of the trees can tell failures from answers. Callers
-  // of this operation cannot, except by a pending Java exception.
+  // that cannot be read, also with leaf not zero. Entries whose abbreviations decide are not read. The operations of
+  // the trees can tell failures from answers. Callers of this operation cannot, except by a pending Java exception.
   int binarySearch(const pstHandle<psObj>& key, pstHandle<psCompare>& comparator, unsigned char leaf) const;
   int binarySearch(const void* key, pstHandle<psCompare>& comparator, unsigned char leaf) const;
   int binarySearch(psCompareFunction compare, unsigned char leaf) const;
