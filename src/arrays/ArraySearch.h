@@ -221,7 +221,9 @@ class BinarySearch {
   }
 
   int compareAt(int i) {
-    if (const int known = abbreviations_.compare(i); known != 0) return known;
+    if constexpr (Comparison::opensObjects) {
+      if (const int known = abbreviations_.compare(i); known != 0) return known;
+    }
     pstRef<psObj> value;
     if (!reader_(i, value)) {
       result_.failed = true;

@@ -1,7 +1,6 @@
 #include "tree/TreePosition.h"
 
 #include "arrays/NodeSearch.h"
-#include "core/IdOrder.h"
 #include "tree/NodeLinks.h"
 
 namespace ps::detail {
@@ -71,10 +70,8 @@ ExpectedPart partBetween(std::uint64_t low, std::uint64_t high, std::uint64_t ke
   return static_cast<ExpectedPart>(key - low) / static_cast<ExpectedPart>(high - low);
 }
 
-ExpectedPart partOf(const ArrayView& entries, int chosen, const psId* notes, KeyProbe& probe) {
+ExpectedPart partOf(const ArrayView& entries, int chosen, KeyProbe& probe) {
   if (chosen == 0 || chosen + 1 >= entries.count()) return notExpected;
-  if (probe.identifier() != nullptr)
-    return partBetween(orderOf(notes[chosen]), orderOf(notes[chosen + 1]), orderOf(*probe.identifier()));
   if (!entries.hasAbbreviations() || !probe.abbreviation().isKnown()) return notExpected;
   const std::uint64_t* const row = entries.abbreviations(probe.abbreviation().tag);
   return row == nullptr ? notExpected : partBetween(row[chosen], row[chosen + 1], probe.abbreviation().value);
@@ -105,7 +102,7 @@ Foreseen foresee(const ArrayView& entries, int chosen, KeyProbe& probe) {
   const psId array = notes != nullptr ? notes[entries.count() + chosen] : psId();
   if (array.isNull()) return {};
   prefetchObject(entries[chosen].oid());
-  const ExpectedPart part = partOf(entries, chosen, notes, probe);
+  const ExpectedPart part = partOf(entries, chosen, probe);
   const bool byAbbreviation = entries.hasAbbreviations() && probe.abbreviation().isKnown();
   prefetchElements(array, static_cast<std::size_t>(entries.capacity()), byAbbreviation, part);
   return {part, true};
@@ -119,6 +116,9 @@ void noteArrayOf(const psBTree& child, const ArrayView& entries, int chosen) {
 
 Descent descend(const psBTree& node, KeyProbe& probe) {
   Descent descent;
+  // A search by identifier may read all of the leaf's array. Asked for that early, it would delay the leaf. And where
+  // in it the key is cannot be told: identifiers in a page are close together, and pages are far from each other.
+  const bool foresees = probe.identifier() == nullptr;
   pstHandle<psBTree> at = handleTo(node);
   while (isReadable(at)) {
     if (!NodeAccess::first(*at).isNull()) {
@@ -136,9 +136,9 @@ Descent descend(const psBTree& node, KeyProbe& probe) {
     descent.isByAbbreviations = descent.isByAbbreviations && found.usedAbbreviations;
     // The last child whose lowest element is not greater; the first when the key is less than everything.
     const int chosen = found.position > 0 ? found.position - 1 : 0;
-    descent.foreseen = foresee(entries, chosen, probe);
+    if (foresees) descent.foreseen = foresee(entries, chosen, probe);
     at = childAt(entries[chosen], *at);
-    if (isReadable(at) && !descent.foreseen.isPrefetched) noteArrayOf(*at, entries, chosen);
+    if (foresees && !descent.foreseen.isPrefetched && isReadable(at)) noteArrayOf(*at, entries, chosen);
   }
   return descent;
 }
