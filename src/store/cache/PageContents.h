@@ -6,8 +6,8 @@
 
 #include "store/cache/StorageRows.h"
 
-// The objects of a page's record, in either format of records (docs/format.md). What reads a record goes by this; only
-// the format that is written now is known elsewhere, by PageRecord.
+// The objects of a page's record, in either format of records (docs/format.md). Every reader of records uses this.
+// PageRecord writes them, in the present format.
 namespace ps::detail {
 
 // An object as it is stored. The bytes are in the record.

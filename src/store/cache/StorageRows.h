@@ -49,17 +49,11 @@ inline std::uint32_t* countsBehind(void* storage, Rows rows, std::size_t size) {
   return reinterpret_cast<std::uint32_t*>(static_cast<char*>(storage) + size + before);
 }
 
-// The rows of an array's first element; null when it is not in the store or has no such row.
+// The abbreviations of the array whose first element has the address; null when it is not in the store or has none.
 inline std::uint64_t* abbreviationsOf(void* storage) {
   if (!isInArena(storage)) return nullptr;
   const ObjectHeader& header = *headerOf(storage);
   return includes(rowsOf(header.type), Rows::abbreviations) ? abbreviationsBehind(storage, header.size) : nullptr;
-}
-inline std::uint32_t* countsOf(void* storage) {
-  if (!isInArena(storage)) return nullptr;
-  const ObjectHeader& header = *headerOf(storage);
-  const Rows rows = rowsOf(header.type);
-  return includes(rows, Rows::counts) ? countsBehind(storage, rows, header.size) : nullptr;
 }
 
 }  // namespace ps::detail
