@@ -3,6 +3,7 @@
 #include <algorithm>
 #include <cstdint>
 
+#include "arrays/ElementRow.h"
 #include "core/KeyProbe.h"
 #include "store/pstVArray.h"
 
@@ -18,53 +19,42 @@ class AbbreviationRow {
   // The row of storage whose first element has the address; no row for null.
   explicit AbbreviationRow(void* elements = nullptr)
       : row_(elements != nullptr ? abbreviationsOf(elements) : nullptr),
-        capacity_(row_ != nullptr ? headerOf(elements)->size / sizeof *row_ : 0) {}
+        capacity_(row_.exists() ? headerOf(elements)->size / sizeof(std::uint64_t) : 0) {}
 
-  bool exists() const { return row_ != nullptr; }
-  Abbreviation at(int i) const { return row_ != nullptr ? Abbreviation{row_[-1], row_[i]} : Abbreviation{}; }
+  bool exists() const { return row_.exists(); }
+  Abbreviation at(int i) const { return exists() ? Abbreviation{tag(), row_[i]} : Abbreviation{}; }
 
-  bool hasTag(std::uint64_t tag) const { return row_ != nullptr && row_[-1] == tag; }
+  bool hasTag(std::uint64_t wanted) const { return exists() && tag() == wanted; }
   // The elements, for a search by abbreviations with this tag.
-  std::uint64_t* taggedBy(std::uint64_t tag) const {
-    if (row_ != nullptr && row_[-1] != tag) {
-      std::fill_n(row_, capacity_, 0);
-      row_[-1] = tag;
+  std::uint64_t* taggedBy(std::uint64_t wanted) const {
+    if (exists() && tag() != wanted) {
+      std::fill_n(row_.entries(), capacity_, 0);
+      tag() = wanted;
     }
-    return row_;
+    return row_.entries();
   }
 
   void put(int i, const Abbreviation& abbreviation) {
-    if (row_ == nullptr) return;
-    if (abbreviation.isKnown()) taggedBy(abbreviation.tag);
-    row_[i] = abbreviation.value;
+    if (exists() && abbreviation.isKnown()) taggedBy(abbreviation.tag);
+    row_.put(i, abbreviation.value);
   }
 
-  // count is the number of elements before the change.
+  // See ElementRow.
   void insert(int i, int count, const Abbreviation& abbreviation) {
-    if (row_ == nullptr) return;
-    std::copy_backward(row_ + i, row_ + count, row_ + count + 1);
-    put(i, abbreviation);
+    if (exists() && abbreviation.isKnown()) taggedBy(abbreviation.tag);
+    row_.insert(i, count, abbreviation.value);
   }
-
-  void erase(int i, int n, int count) {
-    if (row_ == nullptr) return;
-    std::copy(row_ + i + n, row_ + count, row_ + i);
-    std::fill_n(row_ + count - n, n, 0);
-  }
-
-  // Appends n of another row, starting at i.
+  void erase(int i, int n, int count) { row_.erase(i, n, count); }
   void append(int count, const AbbreviationRow& source, int i, int n) {
-    if (row_ == nullptr) return;
-    if (count == 0 && source.exists()) taggedBy(source.row_[-1]);
-    if (source.exists() && source.row_[-1] == row_[-1]) {
-      std::copy_n(source.row_ + i, n, row_ + count);
-    } else {
-      std::fill_n(row_ + count, n, 0);
-    }
+    if (exists() && count == 0 && source.exists()) taggedBy(source.tag());
+    const bool isAlike = exists() && source.hasTag(tag());
+    row_.append(count, isAlike ? source.row_ : ElementRow<std::uint64_t>(nullptr), i, n);
   }
 
  private:
-  std::uint64_t* row_ = nullptr;
+  std::uint64_t& tag() const { return row_.entries()[-1]; }
+
+  ElementRow<std::uint64_t> row_;
   std::size_t capacity_ = 0;
 };
 

@@ -4,6 +4,7 @@
 #include <optional>
 
 #include "arrays/AbbreviationRow.h"
+#include "arrays/FindReference.h"
 #include "arrays/psSortedArray.h"
 
 namespace ps::detail {
@@ -31,19 +32,22 @@ class ArrayEdit {
   Abbreviation abbreviationAt(int i) const { return row_.at(i); }
   bool hasAbbreviations() const { return row_.exists(); }
 
+  // In an array of nodes, how many elements there are below a node; 0 when that is not known.
+  std::uint32_t elementsBelow(int i) const { return counts_[i]; }
+  bool hasCounts() const { return counts_.exists(); }
+  void setElementsBelow(int i, std::uint32_t n) { counts_.put(i, n); }
+
   // The first position of the object; -1 when there is none.
-  int find(const psId& object) const {
-    for (int i = 0; i < count(); ++i) {
-      if (entries_[i].oid() == object) return i;
-    }
-    return -1;
-  }
+  int find(const psId& object) const { return findReference(entries_, count(), object); }
+  // The same in an array of nodes.
+  int findNode(const psId& node, int expected = -1) const { return findUnique(entries_, count(), node, expected); }
 
   void insert(int i, const pstRef<psObj>& element, const Abbreviation& abbreviation = {}) {
     dropNotes(object_);
     const pstRef<psObj> copy = element;
-    if (count() == 0 && abbreviation.isKnown() && !row_.exists()) provideRow();
+    if (count() == 0 && abbreviation.isKnown() && !row_.exists()) provide(Rows::abbreviations);
     row_.insert(i, count(), abbreviation);
+    counts_.insert(i, count(), 0);
     std::copy_backward(entries_ + i, entries_ + count(), entries_ + count() + 1);
     entries_[i] = copy;
     ++object_->lastIndex_;
@@ -55,6 +59,7 @@ class ArrayEdit {
   void append(const ArrayEdit& source, int i, int n) {
     dropNotes(object_);
     row_.append(count(), source.row_, i, n);
+    counts_.append(count(), source.counts_, i, n);
     std::copy_n(source.entries_ + i, n, entries_ + count());
     object_->lastIndex_ += n;
   }
@@ -72,15 +77,21 @@ class ArrayEdit {
   void erase(int i, int n = 1) {
     dropNotes(object_);
     row_.erase(i, n, count());
+    counts_.erase(i, n, count());
     std::copy(entries_ + i + n, entries_ + count(), entries_ + i);
     std::fill_n(entries_ + count() - n, n, pstRef<psObj>());
     object_->lastIndex_ -= n;
   }
 
-  // Gives an array of the store the room for abbreviations, if there is any. Addresses of its elements end.
-  void provideRow() {
+  // Gives an array of the store the room for a row more. Addresses of its elements end. False, with nothing changed,
+  // when there is no room for it in the container. An array that is too large for rows has none.
+  bool provide(Rows row) {
     const auto n = static_cast<unsigned int>(capacity());
-    if (isInArena(entries_) && provideRows(&object_->entries_, n, Rows::abbreviations) == 1) useStorage();
+    const Rows rows = fittingRows(rowsAt(entries_) | row, n * sizeof(psId));
+    if (!isInArena(entries_) || rows == rowsAt(entries_)) return true;
+    if (provideRows(&object_->entries_, n, rows) != 1) return false;
+    useStorage();
+    return true;
   }
 
  private:
@@ -98,6 +109,7 @@ class ArrayEdit {
   void useStorage() {
     entries_ = object_->entries_.head();
     row_ = AbbreviationRow(entries_);
+    counts_ = ElementRow<std::uint32_t>(countsOf(entries_));
     pin_.emplace(entries_);
   }
 
@@ -105,6 +117,7 @@ class ArrayEdit {
   psUnsortedArray* object_;
   pstRef<psObj>* entries_ = nullptr;
   AbbreviationRow row_;
+  ElementRow<std::uint32_t> counts_{nullptr};
   std::optional<PagePin> pin_;
 };
 

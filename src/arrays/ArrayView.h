@@ -1,6 +1,7 @@
 #pragma once
 
 #include "arrays/AbbreviationRow.h"
+#include "arrays/FindReference.h"
 #include "arrays/psUnsortedArray.h"
 
 namespace ps::detail {
@@ -27,12 +28,9 @@ class ArrayView {
   const pstRef<psObj>& last() const { return entries_[count_ - 1]; }
 
   // The first position of the object; -1 when there is none.
-  int find(const psId& object) const {
-    for (int i = 0; i < count_; ++i) {
-      if (entries_[i].oid() == object) return i;
-    }
-    return -1;
-  }
+  int find(const psId& object) const { return findReference(entries_, count_, object); }
+  // The same in an array of nodes.
+  int findNode(const psId& node, int expected = -1) const { return findUnique(entries_, count_, node, expected); }
 
   // Notes, perElement for each, valid while the array is pinned; see notesBeside. A change of the elements drops them.
   psId* notes(int perElement) const { return notesBeside(object_, perElement * count_); }
@@ -50,6 +48,27 @@ class ArrayView {
     return currentSession->readStamp != SessionHead::noStamp && (count_ == 0 || hasAbbreviations());
   }
   bool hasAbbreviations() const { return AbbreviationRow(const_cast<pstRef<psObj>*>(entries_)).exists(); }
+
+  // In an array of nodes, how many elements there are below a node; 0 when that is not known.
+  std::uint32_t elementsBelow(int i) const {
+    const std::uint32_t* const row = countsOf(const_cast<pstRef<psObj>*>(entries_));
+    return row != nullptr ? row[i] : 0;
+  }
+  // Whether the array could keep them, but has no room for them yet.
+  bool lacksCounts() const {
+    const bool mayHave = isInArena(entries_) && fittingRows(Rows::counts, capacity() * sizeof(psId)) != Rows::none;
+    return mayHave && !includes(rowsAt(entries_), Rows::counts);
+  }
+  // All of them, for who would else open the nodes. Null where they are not kept, and while every open is to be seen by
+  // a guard.
+  const std::uint32_t* counts() const {
+    return currentSession->readStamp != SessionHead::noStamp ? countsOf(const_cast<pstRef<psObj>*>(entries_)) : nullptr;
+  }
+  // Notes one of them, where that may be.
+  void noteElementsBelow(int i, int n) const {
+    if (counts() != nullptr && mayNoteInRow(entries_))
+      countsOf(const_cast<pstRef<psObj>*>(entries_))[i] = static_cast<std::uint32_t>(n);
+  }
 
   const pstHandle<psUnsortedArray>& array() const { return array_; }
 

@@ -30,7 +30,13 @@ psUnsortedArray::psUnsortedArray(int capacity) : entries_(static_cast<unsigned i
 psUnsortedArray::psUnsortedArray(int capacity, ps::detail::Rows rows)
     : psUnsortedArray(rows == ps::detail::Rows::none ? capacity : 0) {
   const auto n = static_cast<unsigned int>(std::max(capacity, 0));
-  if (rows != ps::detail::Rows::none) ps::detail::provideRows(&entries_, n, rows);
+  if (rows == ps::detail::Rows::none) return;
+  const ps::detail::Rows fitting = ps::detail::fittingRows(rows, n * sizeof(psId));
+  if (ps::detail::isInArena(this) && fitting != ps::detail::Rows::none) {
+    ps::detail::provideRows(&entries_, n, fitting);
+  } else {
+    entries_.resize(n);
+  }
 }
 
 psUnsortedArray::~psUnsortedArray() noexcept = default;

@@ -157,11 +157,16 @@ psId TreeChecker::visitChildren(const Node& node, psUnsortedArray& array, const 
     const std::string at = path + '/' + std::to_string(i);
     if (i > 0) checkSeparator(node, entries.abbreviationAt(i), at);
     const Node child = childAbove(entries[i], node);
+    const int before = size_;
     if (child.isNull()) {
       complain(entries[i], at, "no way up");
     } else if (const psId leftmost = visit(child, at, level + 1); leftmost != entries[i]) {
       complain(node, at, "the entry is " + textOf(entries[i]) + ", the leftmost leaf " + textOf(leftmost));
     }
+    const std::uint32_t kept = entries.elementsBelow(i);
+    const int below = size_ - before;
+    if (kept != 0 && kept != static_cast<std::uint32_t>(below))
+      complain(node, at, std::to_string(below) + " elements are below, but " + std::to_string(kept) + " are kept");
   }
   return entries[0];
 }

@@ -1,5 +1,6 @@
 #include "list/psTreeList.h"
 
+#include <algorithm>
 #include <optional>
 #include <utility>
 
@@ -7,6 +8,7 @@
 #include "core/RawKey.h"
 #include "list/psTreeListIterator.h"
 #include "tree/ElementChange.h"
+#include "tree/ElementCounts.h"
 #include "tree/NodeLinks.h"
 #include "tree/NodeSplit.h"
 #include "tree/TreeRoot.h"
@@ -23,7 +25,7 @@ const pstProcessInitTermClass processInitTerm;
 // Where an element can be put, between two others or at an end: before the entry at index, counted from the start of
 // the leaf and on into the leaves after it.
 struct Gap {
-  pstHandle<psBTree> leaf;  // or the root, for its leftmost leaf
+  pstHandle<psBTree> leaf;  // or the root, when it was the leaf and has been split
   int index = 0;
   std::optional<int> room;  // how many entries the leaf still takes; nothing until the gap is known to lie in it
 };
@@ -71,7 +73,12 @@ bool insertAt(Gap& gap, const pstHandle<psObj>& element, InsertionPoint where) {
   return true;
 }
 
-Gap gapAt(const psTreeList& list, int index) { return {ps::detail::handleTo(list), index, std::nullopt}; }
+// When that place cannot be reached, a gap into which nothing can be put.
+Gap gapAt(const psTreeList& list, int index) {
+  if (index < 0) return {};
+  const ps::detail::LeafAt at = ps::detail::leafAt(list, std::max(index - 1, 0));
+  return {at.leaf, index - at.before, std::nullopt};
+}
 
 // When the end cannot be reached, a gap into which nothing can be put.
 Gap gapAtEnd(const psTreeList& list) {

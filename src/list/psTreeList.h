@@ -23,9 +23,9 @@
 // - The number of entries in a node is fixed at construction. 200 suits most lists. Appending leaves full nodes, and
 //   insertion in the middle leaves nodes half full; compact packs them.
 //
-// Cost: the ends are reached along one path from the root, and adding there writes one leaf. Any other position costs a
-// walk over the leaves before it, 2 objects opened for each; so does size. To visit many positions, use one iterator.
-// contains, remove and indexOf read the elements from the left.
+// Cost: every position is reached along one path from the root, and size() reads one array. A change writes its leaf
+// and the arrays along that path. contains, remove and indexOf by identity read the elements from the left: where you
+// know the position, use removeRange or an iterator's remove.
 class PS_API psTreeList : public psBTree {
   PS_PERSISTENT_CLASS(psTreeList, psBTree, 4020)
 

@@ -43,7 +43,10 @@ int replaceStorage(SessionCore& session, void* array, std::uint64_t bytes, const
       behind > 0 ? static_cast<std::uint32_t>(ps::detail::aligned(bytes + behind)) : capacityFor(contentBytes, bytes);
   void* const made = session.objects().createStorage(owner, static_cast<std::uint32_t>(bytes), capacity, rows);
   if (made == nullptr) return 0;
-  if (content != nullptr) std::memcpy(made, content, contentBytes);
+  if (content != nullptr) {
+    std::memcpy(made, content, contentBytes);
+    ps::detail::copyRows(const_cast<void*>(content), made);
+  }
   const psId id = ps::detail::idAt(made);
   const psId old = storageOf(array);
   std::memcpy(array, &id, sizeof id);

@@ -2,6 +2,8 @@
 
 #include <algorithm>
 
+#include "tree/CountChange.h"
+#include "tree/ElementCounts.h"
 #include "tree/NodeEdit.h"
 #include "tree/NodeLinks.h"
 #include "tree/NodeRemoval.h"
@@ -22,21 +24,41 @@ bool fill(const pstHandle<psBTree>& left, const pstHandle<psBTree>& right) {
   if (!children.open(*right, from, 0, n)) return false;
 
   NodeRemoval ancestors;
+  CountChange counts;
   const psId name = from.isLeaf() ? right.oid() : from[0].oid();
+  const ElementCount moved = from.elementsIn(0, n);
+  if (!counts.planMore(*left, to.isLeaf() ? left.oid() : to[0].oid(), moved)) return false;
   if (n == from.count()) {
     if (!ancestors.planRemoval(right, name)) return false;
+  } else if (!counts.planFewer(*right, name, moved)) {
+    return false;
   } else if (from.isLeaf()) {
     if (!from.openMark() || !ancestors.planSeparator(*right, from.abbreviationAt(n))) return false;
   } else if (!ancestors.planLow(*right, name, from[n], from.abbreviationAt(n))) {
     return false;
   }
 
+  counts.carryOut();
   to.append(from, 0, n);
   from.erase(0, n);
   from.renewMark();
   children.giveTo(left, 0, n);
   ancestors.carryOut();
   return true;
+}
+
+// Makes room in the nodes of one level for the numbers of elements below their entries, where an older release made
+// none.
+bool provideCounts(pstHandle<psBTree> node) {
+  for (;;) {
+    if (ArrayView(NodeAccess::elements(*node)).lacksCounts()) {
+      NodeEdit entries(*node);
+      if (!entries.isOpen() || !entries.provideCounts()) return false;
+    }
+    const NodeAnswer right = nextNode(*node);
+    if (right.node.isNull()) return !right.failed;
+    node = right.node;
+  }
 }
 
 // Packs one level, from its leftmost node on.
@@ -89,8 +111,9 @@ void packInterior(psBTree& root) {
   const NodeAnswer low = leftmostLeaf(root);
   if (low.failed) return;
   for (pstHandle<psBTree> level = low.node->parent(); !level.isNull(); level = level->parent()) {
-    if (!isReadable(level) || !packLevel(level)) return;
+    if (!isReadable(level) || !provideCounts(level) || !packLevel(level)) return;
   }
+  elementsBelow(root);  // and thereby notes what is not known
   while (lowerRoot(root)) {
   }
 }

@@ -9,6 +9,8 @@ bool insertElement(const TreePosition& position, const pstRef<psObj>& element, c
   if (position.matched) return false;
   NodeEdit entries(*position.leaf);
   if (!entries.isOpen() || (position.index == 0 && !entries.openMark())) return false;
+  CountChange counts;
+  if (!counts.planMore(*position.leaf, position.leaf.oid(), 1, position.path)) return false;
   std::optional<NodeRemoval> separator;
   if (position.isLast && !position.isByAbbreviations && entries.hasAbbreviations()) {
     if (!separator.emplace().planUnknownAfter(*position.leaf)) return false;
@@ -16,6 +18,7 @@ bool insertElement(const TreePosition& position, const pstRef<psObj>& element, c
   }
   entries.insert(position.index, element, value, position.abbreviation);
   entries.renewMark();
+  counts.carryOut();
   return true;
 }
 
@@ -25,13 +28,13 @@ bool addElement(psBTree& tree, KeyProbe&& probe, const pstRef<psObj>& element, c
   return at && insertElement(*at, element, value);
 }
 
-bool ElementRemoval::plan(const pstHandle<psBTree>& leaf, int index) {
+bool ElementRemoval::plan(const pstHandle<psBTree>& leaf, int index, const TreePath& path) {
   if (!isReadable(leaf)) return false;
   entries_.emplace(*leaf);
   index_ = index;
   if (!entries_->isOpen() || index < 0 || index >= entries_->count()) return false;
   if (entries_->count() == 1 && !leaf->parent().isNull()) return leaf_.emplace().planRemoval(leaf, leaf.oid());
-  return index > 0 || entries_->openMark();
+  return (index > 0 || entries_->openMark()) && counts_.planFewer(*leaf, leaf.oid(), 1, path);
 }
 
 void ElementRemoval::carryOut() {
@@ -40,19 +43,20 @@ void ElementRemoval::carryOut() {
   } else {
     entries_->erase(index_);
     entries_->renewMark();
+    counts_.carryOut();
   }
 }
 
-bool removeElement(const pstHandle<psBTree>& leaf, int index) {
+bool removeElement(const pstHandle<psBTree>& leaf, int index, const TreePath& path) {
   ElementRemoval removal;
-  if (!removal.plan(leaf, index)) return false;
+  if (!removal.plan(leaf, index, path)) return false;
   removal.carryOut();
   return true;
 }
 
 bool removeMatch(const psBTree& node, KeyProbe&& probe) {
   const TreePosition at = locateMatch(node, probe);
-  return !at.failed && at.matched && removeElement(at.leaf, at.index);
+  return !at.failed && at.matched && removeElement(at.leaf, at.index, at.path);
 }
 
 namespace {

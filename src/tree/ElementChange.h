@@ -2,6 +2,7 @@
 
 #include <optional>
 
+#include "tree/CountChange.h"
 #include "tree/NodeEdit.h"
 #include "tree/NodeRemoval.h"
 #include "tree/TreePosition.h"
@@ -19,8 +20,9 @@ bool addElement(psBTree& tree, KeyProbe&& probe, const pstRef<psObj>& element,
                 const pstRef<psObj>& value = pstRef<psObj>());
 
 // Removes the element at index from the leaf, in a map with its value. Removes the leaf from the tree when it is then
-// empty. False, with nothing changed, when there is no such element or something could not be opened.
-bool removeElement(const pstHandle<psBTree>& leaf, int index);
+// empty. False, with nothing changed, when there is no such element or something could not be opened. path is the way
+// to the leaf, if it was just searched.
+bool removeElement(const pstHandle<psBTree>& leaf, int index, const TreePath& path = {});
 
 // The same for the element that matches the key.
 bool removeMatch(const psBTree& node, KeyProbe&& probe);
@@ -28,13 +30,14 @@ bool removeMatch(const psBTree& node, KeyProbe&& probe);
 // The removal of one element in two steps. plan does everything that can be refused; after it carryOut cannot fail.
 class ElementRemoval {
  public:
-  bool plan(const pstHandle<psBTree>& leaf, int index);
+  bool plan(const pstHandle<psBTree>& leaf, int index, const TreePath& path = {});
   // The value that is removed with the element; null where there are no values.
   pstRef<psObj> value() const { return entries_->valueAt(index_); }
   void carryOut();
 
  private:
   std::optional<NodeEdit> entries_;
+  CountChange counts_;
   std::optional<NodeRemoval> leaf_;  // when the leaf goes with its last element
   int index_ = 0;
 };

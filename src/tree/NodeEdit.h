@@ -1,6 +1,7 @@
 #pragma once
 
 #include <algorithm>
+#include <cstdint>
 #include <optional>
 
 #include "arrays/ArrayEdit.h"
@@ -8,6 +9,9 @@
 #include "tree/TreeShape.h"
 
 namespace ps::detail {
+
+// A number of elements; nothing when it is not known.
+using ElementCount = std::optional<std::int64_t>;
 
 // The entries of a node, open for update: its elements and, in a leaf of a map, their values, which every operation
 // keeps in step. Once isOpen() is true, no operation of the edit can be refused.
@@ -51,11 +55,33 @@ class NodeEdit {
   Abbreviation abbreviationAt(int i) const { return elements_.abbreviationAt(i); }
   bool hasAbbreviations() const { return elements_.hasAbbreviations(); }
 
-  void insert(int i, const pstRef<psObj>& element, const pstRef<psObj>& value = pstRef<psObj>(),
-              const Abbreviation& abbreviation = {}) {
-    if (!isLeaf_) noteShapeChange();
+  // The number of elements in or below n of its entries, starting at i.
+  ElementCount elementsIn(int i, int n) const {
+    if (isLeaf_) return n;
+    ElementCount sum = 0;
+    for (int end = i + n; i < end && sum; ++i) {
+      const std::uint32_t below = elements_.elementsBelow(i);
+      sum = below != 0 ? ElementCount(*sum + below) : std::nullopt;
+    }
+    return sum;
+  }
+  void setElementsBelow(int i, const ElementCount& n) {
+    elements_.setElementsBelow(i, static_cast<std::uint32_t>(n.value_or(0)));
+  }
+  // Makes room for these numbers in a node that has or is about to have children. Addresses of its entries end.
+  bool provideCounts() { return elements_.provide(Rows::counts); }
+
+  // For a leaf.
+  void insert(int i, const pstRef<psObj>& element, const pstRef<psObj>& value, const Abbreviation& abbreviation) {
     elements_.insert(i, element, abbreviation);
     if (values_) values_->insert(i, value);
+  }
+
+  // For a node with children.
+  void insertChild(int i, const pstRef<psObj>& name, const Abbreviation& separator, const ElementCount& below) {
+    noteShapeChange();
+    elements_.insert(i, name, separator);
+    setElementsBelow(i, below);
   }
 
   // For a leaf.

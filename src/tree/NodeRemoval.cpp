@@ -36,6 +36,9 @@ bool NodeRemoval::planDeletion(const pstHandle<psBTree>& node) {
 }
 
 bool NodeRemoval::planRemoval(pstHandle<psBTree> node, const psId& entry) {
+  const NodeEdit gone(*node);
+  if (!gone.isOpen()) return false;
+  const ElementCount elements = gone.elementsIn(0, gone.count());
   for (;;) {
     if (!planDeletion(node)) return false;
     const pstHandle<psBTree> above = node->parent();
@@ -47,7 +50,7 @@ bool NodeRemoval::planRemoval(pstHandle<psBTree> node, const psId& entry) {
       continue;
     }
     const Change* const change = changeOf(*above, entry);
-    if (change == nullptr) return false;
+    if (change == nullptr || !counts_.planFewer(*above, siblings[0].oid(), elements)) return false;
     return change->index > 0 || siblings.count() == 1 ||
            planLow(*above, entry, siblings[1], change->entries.abbreviationAt(1));
   }
@@ -105,6 +108,7 @@ bool NodeRemoval::planUnknownAfter(const psBTree& leaf) {
 }
 
 void NodeRemoval::carryOut() {
+  counts_.carryOut();
   for (Change& change : changes_) {
     if (change.replacement) {
       const Abbreviation present = change.entries.abbreviationAt(change.index);

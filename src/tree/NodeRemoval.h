@@ -5,6 +5,7 @@
 
 #include "arrays/ArrayEdit.h"
 #include "core/Containers.h"
+#include "tree/CountChange.h"
 #include "tree/psBTree.h"
 
 namespace ps::detail {
@@ -62,6 +63,7 @@ class NodeRemoval {
   Change* changeOf(const psBTree& node, const psId& entry);
 
   std::deque<Change> changes_;
+  CountChange counts_;
   std::deque<Doomed> doomed_;
   ContainerRelease containers_;
 };

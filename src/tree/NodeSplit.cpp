@@ -54,14 +54,15 @@ class NewNode {
     if (nodeContainer.isNull() || !containers_.secure(nodeContainer)) return false;
     const pstRef<psContObj> arrayContainer = admin->provideVArrayContainer();
     if (arrayContainer.isNull() || !containers_.secure(arrayContainer)) return false;
-    const Rows rows = source.hasAbbreviations() ? Rows::abbreviations : Rows::none;
-    elements_ = kind_.createElements(arrayContainer, source.capacity(), rows);
-    if (elements_.isNull()) return false;
+    const Rows rows =
+        (source.hasAbbreviations() ? Rows::abbreviations : Rows::none) | (source.isLeaf() ? Rows::none : Rows::counts);
+    elementArray_ = kind_.createElements(arrayContainer, source.capacity(), rows);
+    if (elementArray_.isNull()) return false;
     if (source.hasValues()) {
-      values_ = createValuesBeside(elements_, source.capacity());
-      if (values_.isNull()) return false;
+      valueArray_ = createValuesBeside(elementArray_, source.capacity());
+      if (valueArray_.isNull()) return false;
     }
-    node_ = kind_.createNode(nodeContainer, {parent.psOid(), elements_, values_});
+    node_ = kind_.createNode(nodeContainer, {parent.psOid(), elementArray_, valueArray_});
     if (node_.isNull()) return false;
     entries_.emplace(*node_);
     return entries_->isOpen() && entries_->capacity() >= source.capacity();
@@ -76,18 +77,17 @@ class NewNode {
     source.children().giveTo(node_, begin, end);
     name_ = entries.isLeaf() ? pstRef<psObj>(node_) : entries[begin];
     separator_ = begin > 0 ? entries.abbreviationAt(begin) : Abbreviation{};
+    elements_ = entries.elementsIn(begin, end - begin);
   }
 
-  // What the parent names the node by.
-  const pstRef<psObj>& name() const { return name_; }
-  // Its abbreviation there.
-  const Abbreviation& separator() const { return separator_; }
+  // Inserts it among the entries of its parent.
+  void insertInto(NodeEdit& parent, int i) const { parent.insertChild(i, name_, separator_, elements_); }
 
  private:
   void discard() {
     const NothingThrown here;
     entries_.reset();
-    pstHandle<psObj>* const parts[] = {&elements_, &values_, &node_};
+    pstHandle<psObj>* const parts[] = {&elementArray_, &valueArray_, &node_};
     for (pstHandle<psObj>* const part : parts) {
       if (!part->isNull()) psDelete(*part);
     }
@@ -95,13 +95,14 @@ class NewNode {
   }
 
   const NodeKind& kind_;
-  pstHandle<psUnsortedArray> elements_;
-  pstHandle<psUnsortedArray> values_;
+  pstHandle<psUnsortedArray> elementArray_;
+  pstHandle<psUnsortedArray> valueArray_;
   pstHandle<psBTree> node_;
   std::optional<NodeEdit> entries_;
   ContainerRelease containers_;
-  pstRef<psObj> name_;
-  Abbreviation separator_;
+  pstRef<psObj> name_;      // what the parent names the node by
+  Abbreviation separator_;  // the abbreviation beside that name
+  ElementCount elements_;   // in or below the node
   bool kept_ = false;
 };
 
@@ -122,14 +123,14 @@ int splitRoot(psBTree& root, int kept) {
   const NodeKind& kind = *NodeKind::below(root);
   NewNode left(kind);
   NewNode right(kind);
-  if (!left.create(admin, root, entries) || !right.create(admin, root, entries)) return 0;
+  if (!left.create(admin, root, entries) || !right.create(admin, root, entries) || !entries.provideCounts()) return 0;
 
   left.take(source, 0, kept);
   right.take(source, kept, entries.count());
   NodeAccess::initFirst(root, pstRef<psObj>());
   entries.becomeInterior();
-  entries.insert(0, left.name());
-  entries.insert(1, right.name(), pstRef<psObj>(), right.separator());
+  left.insertInto(entries, 0);
+  right.insertInto(entries, 1);
   return 1;
 }
 
@@ -150,11 +151,12 @@ int splitNode(psBTree& node, int kept, const NodeKind& kind) {
   const pstHandle<psTreeAdmin> admin = administratorOf(node);
   if (admin.isNull()) return 0;
   NewNode sibling(kind);
-  if (!sibling.create(admin, *parent, entries)) return 0;
+  if (!sibling.create(admin, *parent, entries) || (!entries.isLeaf() && !entries.provideCounts())) return 0;
 
   sibling.take(source, kept, entries.count());
   entries.truncate(kept);
-  siblings.insert(index + 1, sibling.name(), pstRef<psObj>(), sibling.separator());
+  siblings.setElementsBelow(index, entries.elementsIn(0, kept));
+  sibling.insertInto(siblings, index + 1);
   return 1;
 }
 

@@ -60,7 +60,8 @@ struct Foreseen {
 // The way down to a leaf.
 struct Descent {
   pstHandle<psBTree> leaf;  // null when the search failed
-  Foreseen foreseen;        // of the leaf
+  TreePath path;
+  Foreseen foreseen;  // of the leaf
   bool isByAbbreviations = true;
 };
 
@@ -136,6 +137,7 @@ Descent descend(const psBTree& node, KeyProbe& probe) {
     descent.isByAbbreviations = descent.isByAbbreviations && found.usedAbbreviations;
     // The last child whose lowest element is not greater; the first when the key is less than everything.
     const int chosen = found.position > 0 ? found.position - 1 : 0;
+    descent.path.add(chosen);
     if (foresees) descent.foreseen = foresee(entries, chosen, probe);
     at = childAt(entries[chosen], *at);
     if (foresees && !descent.foreseen.isPrefetched && isReadable(at)) noteArrayOf(*at, entries, chosen);
@@ -160,6 +162,7 @@ TreePosition locate(const psBTree& node, KeyProbe& probe) {
   TreePosition at;
   at.failed = true;
   at.leaf = descent.leaf;
+  at.path = descent.path;
   if (at.leaf.isNull()) return at;
   if (!descent.foreseen.isPrefetched) prefetchWithStorage(NodeAccess::elements(*at.leaf).oid(), 0, bytesAhead);
   const ArrayView elements(NodeAccess::elements(*at.leaf));

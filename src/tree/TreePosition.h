@@ -1,6 +1,7 @@
 #pragma once
 
 #include "core/KeyProbe.h"
+#include "tree/TreePath.h"
 #include "tree/psBTree.h"
 
 // Where a key is or would go. Every keyed operation starts by locating its key; ElementChange.h changes what is there.
@@ -10,6 +11,7 @@ namespace ps::detail {
 struct TreePosition {
   pstHandle<psBTree> leaf;    // open for reading
   int index = 0;              // of the first element in the leaf that is not less than the key
+  TreePath path;              // down to the leaf; empty when none was needed
   pstRef<psObj> element;      // what is stored there, when it matches
   Abbreviation abbreviation;  // of the key; only where locateRoom has found room for it
   bool matched = false;

@@ -8,6 +8,7 @@
 #include "store/base/NothingThrown.h"
 #include "store/session/Relocation.h"
 #include "tree/ElementChange.h"
+#include "tree/ElementCounts.h"
 #include "tree/InsertionSearch.h"
 
 namespace ps::detail {
@@ -274,16 +275,12 @@ std::optional<TreeWalk::Place> TreeWalk::placeOf(int i) const {
     if (low.failed) return std::nullopt;
     return Place{low.node, -1, -1, false, pstRef<psObj>()};
   }
-  Place place;
-  int count = 0;
-  const bool complete =
-      visitLeaves(*root, [&](const pstHandle<psBTree>& leaf, const pstHandle<psUnsortedArray>& array) {
-        const int inLeaf = array->usedSize();
-        place = {leaf, std::min(i - count, inLeaf), std::min(i, count + inLeaf), i < count + inLeaf, pstRef<psObj>()};
-        count += inLeaf;
-        return !place.hasElement;
-      });
-  if (!complete) return std::nullopt;
+  const LeafAt at = leafAt(*root, i);
+  const pstHandle<psUnsortedArray> array(at.leaf.isNull() ? pstRef<psUnsortedArray>() : NodeAccess::elements(*at.leaf));
+  if (!isReadable(array)) return std::nullopt;
+  const int inLeaf = array->usedSize();
+  Place place{at.leaf, std::min(i - at.before, inLeaf), std::min(i, at.before + inLeaf), i < at.before + inLeaf,
+              pstRef<psObj>()};
   if (place.hasElement) {
     const ArrayView entries(deliveredFrom(place.leaf));
     if (place.position >= entries.count()) return std::nullopt;

@@ -6,7 +6,9 @@
 #include "core/RefusalWatch.h"
 #include "core/psCollectionIterator.h"
 #include "tree/Compaction.h"
+#include "tree/CountChange.h"
 #include "tree/ElementChange.h"
+#include "tree/ElementCounts.h"
 #include "tree/NodeLinks.h"
 #include "tree/NodeRemoval.h"
 #include "tree/NodeSplit.h"
@@ -86,14 +88,13 @@ bool psBTree::remove(const pstHandle<psObj>& element) {
   return found.matched && ps::detail::removeElement(found.leaf, found.index);
 }
 
+// Of a node, what there is from its first element on.
 int psBTree::size() const {
-  int n = 0;
-  const bool complete =
-      ps::detail::visitLeaves(*this, [&](const pstHandle<psBTree>&, const pstHandle<psUnsortedArray>& array) {
-        n += array->usedSize();
-        return true;
-      });
-  return complete ? n : -1;
+  if (parent().isNull()) return ps::detail::elementsBelow(*this).value_or(-1);
+  const pstHandle<psBTree> top = root();
+  const std::optional<int> before = top.isNull() ? std::nullopt : ps::detail::elementsBefore(*this);
+  const std::optional<int> all = before ? ps::detail::elementsBelow(*top) : std::nullopt;
+  return all ? *all - *before : -1;
 }
 
 pstHandle<psBTree> psBTree::childOf(const pstHandle<psBTree>& ancestor) const {
@@ -128,7 +129,10 @@ bool psBTree::isLeaf() const { return !first_.isNull() || (parent().isNull() && 
 int psBTree::removeKeyValueAt(int index) const {
   ps::detail::NodeEdit entries(*this);
   if (!entries.isOpen() || index < 0 || index >= entries.count()) return 0;
+  ps::detail::CountChange counts;
+  if (!counts.planFewer(*this, entries.isLeaf() ? psOid() : entries[0].oid(), entries.elementsIn(index, 1))) return 0;
   entries.erase(index);
+  counts.carryOut();
   return 1;
 }
 
@@ -176,8 +180,12 @@ int psBTree::depth(int d) const {
 }
 
 pstRef<psObj> psBTree::get(int i) const {
-  const std::unique_ptr<psCollectionIterator> it(iterator());
-  return it->goToIndex(i, pscNoLock);
+  const pstHandle<psBTree> top = parent().isNull() ? ps::detail::handleTo(*this) : root();
+  if (i < 0 || top.isNull()) return pstRef<psObj>();
+  const ps::detail::LeafAt at = ps::detail::leafAt(*top, i);
+  if (at.leaf.isNull()) return pstRef<psObj>();
+  const ArrayView elements(ps::detail::NodeAccess::elements(*at.leaf));
+  return i - at.before < elements.count() ? elements[i - at.before] : pstRef<psObj>();
 }
 
 bool psBTree::isFull() const {
@@ -232,12 +240,5 @@ void psBTree::removeFirst() { remove(pstHandle<psObj>(first())); }
 void psBTree::removeLast() { remove(pstHandle<psObj>(last())); }
 
 int psBTree::treeIndex(const pstHandle<psBTree>& leaf) const {
-  int n = 0;
-  bool found = false;
-  ps::detail::visitLeaves(*this, [&](const pstHandle<psBTree>& at, const pstHandle<psUnsortedArray>& array) {
-    found = at == leaf;
-    if (!found) n += array->usedSize();
-    return !found;
-  });
-  return found ? n : -1;
+  return ps::detail::isReadable(leaf) ? ps::detail::elementsBefore(*leaf).value_or(-1) : -1;
 }

@@ -21,8 +21,9 @@ class NodeAccess;
 // an empty node is removed. An empty root counts as a leaf.
 //
 // Most of these operations serve the tree itself. Applications use those of psCollection and of the concrete class, and
-// size, get, first, last, depth and compact. Operations on positions walk over the leaves: they open 2 objects per
-// leaf, and no element.
+// size, get, first, last, depth and compact. Nodes keep the number of elements below them, so a position costs a
+// descent, and size() one array. Where an older release or an array of more than 4,096 entries keeps none, they walk
+// over the leaves, 2 objects opened for each.
 class PS_API psBTree : public psCollection {
   PS_PERSISTENT_GLUE(psBTree, psCollection, 4015)
 

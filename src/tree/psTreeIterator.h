@@ -10,7 +10,7 @@ class TreeWalk;
 }  // namespace ps::detail
 
 // Walks a tree collection leaf by leaf. Within a leaf, next and previous open one object; from leaf to leaf they open a
-// few more. currentIndex costs nothing after a walk from either end, and a walk over the leaves after goTo.
+// few more. currentIndex costs nothing after a walk from either end, and after goTo a climb to the root.
 class PS_API psTreeIterator : public psCollectionIterator {
  public:
   explicit psTreeIterator(pstHandle<psBTree>& tree);

@@ -180,6 +180,7 @@ void readAndUpdate(const std::string& path, const std::string& format) {
   for (const Kind kind : kinds) {
     for (const bool byNumber : {false, true}) insert(collectionOf(session, kind, byNumber), kind, itemsOf(session), 3);
   }
+  for (const Kind kind : {list, sortedSet, sortedMap}) pstHandle<psBTree>(collectionOf(session, kind, true))->compact();
   // A named object that is deleted takes its names of either format along.
   const pstHandle<psContObj> place = session.container(session.database("golden"), "items");
   pstHandle<psObj> array;

@@ -102,7 +102,7 @@ TEST(TreeList, AnIteratorOpensWhatItChanges) {
 }
 
 // What an operation opens says what it costs, on any machine.
-TEST(TreeList, StepsAndEndsOpenLittleAndPositionsTwoObjectsALeaf) {
+TEST(TreeList, StepsAndPositionsOpenLittle) {
   ListWorld world(TempStore::Place::memory, 20);
   world.fill(3000);
   const psTreeList& list = *world.list;
@@ -119,8 +119,10 @@ TEST(TreeList, StepsAndEndsOpenLittleAndPositionsTwoObjectsALeaf) {
   EXPECT_LE(opens([&] { world.list->addFirst(item); }), 8 * depth);
   world.model.push_back(item.oid());
   world.model.insert(world.model.begin(), item.oid());
-  EXPECT_LE(opens([&] { EXPECT_EQ(list.get(2999), world.model[2999]); }), 3 * leaves);
-  EXPECT_LE(opens([&] { EXPECT_EQ(list.size(), 3002); }), 3 * leaves);
+  EXPECT_LE(opens([&] { EXPECT_EQ(list.get(2999), world.model[2999]); }), 6 * depth);
+  EXPECT_LE(opens([&] { EXPECT_EQ(list.size(), 3002); }), 6);
+  EXPECT_LE(opens([&] { EXPECT_EQ(world.list->add(1500, item), 1); }), 12 * depth);
+  EXPECT_EQ(world.list->removeRange(1500, 1500), 1);
   EXPECT_LE(opens([&] { EXPECT_EQ(list.lastIndexOf(item), 3001); }), 12 * leaves);
   EXPECT_LE(opens([&] { EXPECT_EQ(list.indexOf(item, 1), 8); }), 8 * depth);
 

@@ -82,7 +82,10 @@ bool appendPacked(const ObjectHeader& header, std::string& bytes) {
   const std::size_t bytesSparse = bitmapBytes(form.used) + nonzero * wordSize;
   if (bytesSparse < form.used * wordSize) form.parts |= sparse;
   if (includes(rows, Rows::abbreviations) && abbreviationsBehind(storage, size)[-1] != 0) form.parts |= abbreviations;
-  if (includes(rows, Rows::counts)) form.parts |= counts;
+  if (includes(rows, Rows::counts)) {
+    const std::uint32_t* const row = countsBehind(storage, rows, size);
+    if (std::any_of(row, row + form.used, [](std::uint32_t count) { return count != 0; })) form.parts |= counts;
+  }
   const std::size_t bytesPacked = sizeof form + std::min(bytesSparse, form.used * wordSize);
   if (rows == Rows::none && bytesPacked >= size) return false;
 

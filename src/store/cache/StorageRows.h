@@ -2,6 +2,7 @@
 
 #include <cstddef>
 #include <cstdint>
+#include <cstring>
 
 #include "store/base/ClassNumbers.h"
 #include "store/cache/Frame.h"
@@ -49,11 +50,37 @@ inline std::uint32_t* countsBehind(void* storage, Rows rows, std::size_t size) {
   return reinterpret_cast<std::uint32_t*>(static_cast<char*>(storage) + size + before);
 }
 
+// The rows that storage may have whose elements take size bytes.
+constexpr Rows fittingRows(Rows rows, std::size_t size) { return size <= largestWithRows ? rows : Rows::none; }
+
+// The rows of storage that has them all.
+constexpr Rows operator|(Rows a, Rows b) {
+  return static_cast<Rows>(static_cast<std::uint32_t>(a) | static_cast<std::uint32_t>(b));
+}
+
+// The rows of the array whose first element has the address.
+inline Rows rowsAt(const void* storage) { return isInArena(storage) ? rowsOf(headerOf(storage)->type) : Rows::none; }
+
 // The abbreviations of the array whose first element has the address; null when it is not in the store or has none.
 inline std::uint64_t* abbreviationsOf(void* storage) {
-  if (!isInArena(storage)) return nullptr;
-  const ObjectHeader& header = *headerOf(storage);
-  return includes(rowsOf(header.type), Rows::abbreviations) ? abbreviationsBehind(storage, header.size) : nullptr;
+  if (!includes(rowsAt(storage), Rows::abbreviations)) return nullptr;
+  return abbreviationsBehind(storage, headerOf(storage)->size);
+}
+// The same for the counts.
+inline std::uint32_t* countsOf(void* storage) {
+  const Rows rows = rowsAt(storage);
+  return includes(rows, Rows::counts) ? countsBehind(storage, rows, headerOf(storage)->size) : nullptr;
+}
+
+// Copies the rows that storage of the same size has too.
+inline void copyRows(void* from, void* to) {
+  const std::size_t size = headerOf(from)->size;
+  if (headerOf(to)->size != size) return;
+  const std::uint64_t* const abbreviations = abbreviationsOf(from);
+  const std::uint32_t* const counts = countsOf(from);
+  if (abbreviations != nullptr && abbreviationsOf(to) != nullptr)
+    std::memcpy(abbreviationsOf(to) - 1, abbreviations - 1, rowBytes(Rows::abbreviations, size));
+  if (counts != nullptr && countsOf(to) != nullptr) std::memcpy(countsOf(to), counts, rowBytes(Rows::counts, size));
 }
 
 }  // namespace ps::detail

@@ -1,0 +1,48 @@
+#include "tree/CountChange.h"
+
+#include "tree/NodeLinks.h"
+
+namespace ps::detail {
+
+namespace {
+
+// Whether the array keeps a number beside its entry. Only then need it be opened for update.
+bool keepsNumber(const pstRef<psUnsortedArray>& array, const psId& entry, int expected) {
+  if (isResidentForUpdate(array.oid())) return true;
+  const ArrayView entries(array);
+  const int i = entries.findNode(entry, expected);
+  return i < 0 || entries.elementsBelow(i) != 0;
+}
+
+}  // namespace
+
+bool CountChange::plan(const psBTree& node, psId entry, const ElementCount& number, int sign, const TreePath& path) {
+  if (number == 0) return true;
+  std::size_t levels = 0;
+  for (pstHandle<psBTree> above = node.parent(); !above.isNull(); above = above->parent()) {
+    if (!isReadable(above)) return false;
+    const pstRef<psUnsortedArray>& array = NodeAccess::elements(*above);
+    const int expected = path.entryAbove(++levels);
+    if (!keepsNumber(array, entry, expected)) {
+      entry = ArrayView(array)[0].oid();
+      continue;
+    }
+    Ancestor& ancestor = ancestors_.emplace_front(array);
+    if (!ancestor.entries.isOpen()) return false;
+    ancestor.index = ancestor.entries.findNode(entry, expected);
+    if (ancestor.index < 0) return false;
+    ancestor.difference = number ? ElementCount(*number * sign) : std::nullopt;
+    entry = ancestor.entries[0].oid();
+  }
+  return true;
+}
+
+void CountChange::carryOut() {
+  for (Ancestor& ancestor : ancestors_) {
+    const std::int64_t before = ancestor.entries.elementsBelow(ancestor.index);
+    const std::int64_t now = ancestor.difference && before != 0 ? before + *ancestor.difference : 0;
+    ancestor.entries.setElementsBelow(ancestor.index, static_cast<std::uint32_t>(now));
+  }
+}
+
+}  // namespace ps::detail
