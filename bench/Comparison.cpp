@@ -26,7 +26,7 @@ Comparison::Comparison(const Stage& stage, const ScratchFolder& scratch, Report&
 
 void Comparison::run() {
   // Every contestant is loaded, even if the load itself is not wanted.
-  const std::string lastLoad = stage_.kind == KeyKind::position ? "load-ascending" : "load-random";
+  const std::string lastLoad = stage_.kind == KeyKind::position ? "load-bulk" : "load-random";
   for (const Workload& workload : Worker::workloads()) {
     const bool isWanted =
         std::find(stage_.workloads.begin(), stage_.workloads.end(), workload.name) != stage_.workloads.end();

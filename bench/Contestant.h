@@ -42,6 +42,10 @@ class Contestant {
   // knows. All keys must be new, and greater than those before if they are said to be ascending; or all be there.
   virtual void add(const Keys& keys, bool ascending) = 0;
   virtual void remove(const Keys& keys) = 0;
+  // Adds ascending keys in whatever way is fastest where all are known.
+  virtual void addAtOnce(const Keys& keys) { add(keys, true); }
+  // Deletes the whole collection. Objects need not be deleted, even if they came with it.
+  virtual void drop() = 0;
 
   // Lets work that was put off come to its end.
   virtual void settle() {}

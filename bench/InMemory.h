@@ -53,6 +53,11 @@ class InMemory final : public Contestant {
     }
   }
 
+  void drop() override {
+    for (const std::uint64_t* object : container_) delete[] object;
+    container_.clear();
+  }
+
   std::size_t countHits(const Keys& keys) override {
     std::size_t hits = 0;
     for (const std::uint64_t& key : keys) hits += container_.find(&key) != container_.end() ? 1 : 0;

@@ -67,6 +67,12 @@ void Lmdb::remove(const Keys& keys) {
   require(mdb_txn_commit(transaction), "commit");
 }
 
+void Lmdb::drop() {
+  MDB_txn* const transaction = begin(0);
+  require(mdb_drop(transaction, index_, 0), "drop the keys");
+  require(mdb_txn_commit(transaction), "commit");
+}
+
 std::size_t Lmdb::countHits(const Keys& keys) {
   MDB_txn* const transaction = begin(MDB_RDONLY);
   std::size_t hits = 0;

@@ -16,6 +16,7 @@ class Lmdb final : public Contestant {
   void open() override;
   void add(const Keys& keys, bool ascending) override;
   void remove(const Keys& keys) override;
+  void drop() override;
   std::size_t countHits(const Keys& keys) override;
   std::size_t walk() override;
   std::uint64_t walkReading() override;

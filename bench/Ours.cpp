@@ -116,6 +116,32 @@ void Ours<Collection>::remove(const Keys& keys) {
 }
 
 template <class Collection>
+void Ours<Collection>::addAtOnce(const Keys& keys) {
+  if constexpr (isHash<Collection>) {
+    add(keys, true);
+  } else {
+    change([&](Collection& collection) {
+      std::vector<pstRef<psObj>> elements;
+      for (const std::uint64_t key : keys) elements.emplace_back(objectFor(key));
+      const int n = static_cast<int>(keys.size());
+      if constexpr (isMap<Collection>) {
+        require(collection.append(elements.data(), elements.data(), n) == n, session_);
+      } else {
+        require(collection.append(elements.data(), n) == n, session_);
+      }
+    });
+  }
+}
+
+template <class Collection>
+void Ours<Collection>::drop() {
+  require(session_.begin(pscUpdate) == 1, session_);
+  pstHandle<psObj> collection;
+  require(collection.lookupObj(session_.database(databaseName), collectionName, pscUpdate) == 1, session_);
+  require(psDelete(collection) == 1 && session_.commit() == 1, session_);
+}
+
+template <class Collection>
 std::size_t Ours<Collection>::countHits(const Keys& keys) {
   return read([&](const Collection& collection) {
     std::size_t hits = 0;
@@ -201,13 +227,18 @@ pstHandle<psObj> Ours<Collection>::objectOf(std::uint64_t key) const {
 
 template <class Collection>
 bool Ours<Collection>::put(Collection& collection, std::uint64_t key) {
-  if (ownsObjects()) return collection.add(pstHandle<psObj>(new (objectContainer()) StoredItem(payloadOf(key))));
+  const pstHandle<psObj> object = objectFor(key);
   if constexpr (isMap<Collection>) {
-    const pstHandle<psObj> object = objectOf(key);
     return collection.put(object, object) == 1;
   } else {
-    return collection.add(objectOf(key));
+    return collection.add(object);
   }
+}
+
+// A new one, unless objects are there before.
+template <class Collection>
+pstHandle<psObj> Ours<Collection>::objectFor(std::uint64_t key) {
+  return ownsObjects() ? pstHandle<psObj>(new (objectContainer()) StoredItem(payloadOf(key))) : objectOf(key);
 }
 
 // If objects are there before.

@@ -19,6 +19,8 @@ class Ours : public Contestant {
   void open() override;
   void add(const Keys& keys, bool ascending) override;
   void remove(const Keys& keys) override;
+  void addAtOnce(const Keys& keys) override;
+  void drop() override;
   std::size_t countHits(const Keys& keys) override;
   std::size_t walk() override;
   std::uint64_t walkReading() override;
@@ -38,6 +40,7 @@ class Ours : public Contestant {
   const pstHandle<psContObj>& objectContainer();
   // The object that the key stands for, if objects are there before.
   pstHandle<psObj> objectOf(std::uint64_t key) const;
+  pstHandle<psObj> objectFor(std::uint64_t key);
   bool put(Collection& collection, std::uint64_t key);
   bool has(const Collection& collection, std::uint64_t key) const;
 

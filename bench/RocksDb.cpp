@@ -102,6 +102,11 @@ void RocksDb::remove(const Keys& keys) {
   require(database_->Write(durably(), &batch), "commit");
 }
 
+void RocksDb::drop() {
+  const std::string behindAll(sizeof(std::uint64_t) + 1, '\xff');
+  require(database_->DeleteRange(durably(), index_, rocksdb::Slice(), behindAll), "drop the keys");
+}
+
 void RocksDb::settle() {
   require(database_->Flush({}, families_), "flush");
   const auto isBusy = [&](const char* what) {

@@ -20,6 +20,7 @@ class RocksDb final : public Contestant {
   void open() override;
   void add(const Keys& keys, bool ascending) override;
   void remove(const Keys& keys) override;
+  void drop() override;
   void settle() override;
   std::size_t countHits(const Keys& keys) override;
   std::size_t walk() override;

@@ -85,6 +85,10 @@ void Sqlite::add(const Keys& keys, bool) {
   });
 }
 
+void Sqlite::drop() {
+  change([&] { Statement(connection_, "DELETE FROM element").execute(); });
+}
+
 void Sqlite::remove(const Keys& keys) {
   change([&] {
     Statement removeKey(connection_, "DELETE FROM element WHERE key = ? RETURNING object");

@@ -18,6 +18,7 @@ class Sqlite final : public Contestant {
   void open() override;
   void add(const Keys& keys, bool ascending) override;
   void remove(const Keys& keys) override;
+  void drop() override;
   void settle() override { run("PRAGMA wal_checkpoint(TRUNCATE)"); }
   std::size_t countHits(const Keys& keys) override;
   std::size_t walk() override;

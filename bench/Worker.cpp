@@ -10,6 +10,7 @@
 #include <numeric>
 #include <random>
 #include <stdexcept>
+#include <utility>
 
 namespace {
 
@@ -70,6 +71,7 @@ const std::vector<Worker::Workload>& Worker::workloads() {
   using In = Workload::In;
   static const std::vector<Workload> all{
       {"load-ascending", "Load, ascending", "ns", true, Repeat::loads, In::anyProcess, &Worker::loadInOrder},
+      {"load-bulk", "Load, ascending, all at once", "ns", true, Repeat::loads, In::anyProcess, &Worker::loadInBulk},
       {"load-random", "Load, random order", "ns", false, Repeat::loads, In::anyProcess, &Worker::loadAtRandom},
       {"bytes", "Files on disk", "bytes", true, Repeat::once, In::processWithFile, &Worker::bytesOfFiles},
       {"bytes-used", "Files on disk, without free pages", "bytes", true, Repeat::once, In::processWithFile,
@@ -90,6 +92,7 @@ const std::vector<Worker::Workload>& Worker::workloads() {
       {"commit-p99", "Single commit, 99th percentile", "µs", true, Repeat::once, In::processWithFile,
        &Worker::lateCommit},
       {"remove", "Removal of half, random order", "ns", false, Repeat::loads, In::anyProcess, &Worker::removeHalf},
+      {"drop", "Deletion of the collection", "ns", true, Repeat::once, In::anyProcess, &Worker::drop},
   };
   return all;
 }
@@ -112,18 +115,18 @@ double Worker::obey(const std::string& command) {
   return 0;
 }
 
-double Worker::load(bool ascending) {
+double Worker::load(Loading loading) {
   contestant_.reset();
   for (const auto& entry : std::filesystem::directory_iterator(setup_.folder)) std::filesystem::remove_all(entry);
   contestant_ = contestantNamed(setup_.contestant).make(setup_);
   contestant_->create();
   std::vector<std::uint32_t> order = shuffled(setup_.count, 1);
-  if (ascending) std::sort(order.begin(), order.end());
+  if (loading != Loading::random) std::sort(order.begin(), order.end());
   if (bytesBefore_ == 0) bytesBefore_ = processBytes("VmRSS");
   held_ = 0;
   sum_ = 0;
   double time = 0;
-  inBatches(order, setup_.count, setup_.commitSize, [&](const Keys& batch) { time += add(batch, ascending); });
+  inBatches(order, setup_.count, setup_.commitSize, [&](const Keys& batch) { time += add(batch, loading); });
   contestant_->settle();
   return time / static_cast<double>(setup_.count);
 }
@@ -185,14 +188,14 @@ double Worker::hitOnDisk() {
 
 double Worker::commitSingly(double quantile) {
   std::vector<double> times;
-  while (times.size() < singleCommits) times.push_back(add(nextKeys(1, false), false));
+  while (times.size() < singleCommits) times.push_back(add(nextKeys(1, false), Loading::random));
   std::sort(times.begin(), times.end());
   return times[static_cast<std::size_t>(quantile * singleCommits)] / 1000;
 }
 
 // Loads anew first if elements have been removed before.
 double Worker::removeHalf() {
-  if (held_ < setup_.count) load(false);
+  if (held_ < setup_.count) load(Loading::random);
   const std::size_t half = setup_.count / 2;
   double time = 0;
   inBatches(shuffled(setup_.count, 3), half, std::max(setup_.commitSize, half / 10),
@@ -200,6 +203,12 @@ double Worker::removeHalf() {
   walk();
   walkReading();
   return time / static_cast<double>(half);
+}
+
+double Worker::drop() {
+  if (held_ < setup_.count) load(Loading::bulk);
+  const double time = nanosecondsOf([&] { contestant_->drop(); });
+  return time / static_cast<double>(std::exchange(held_, 0));
 }
 
 double Worker::bytesOfFiles() {
@@ -218,10 +227,16 @@ void Worker::open() {
   contestant_->open();
 }
 
-double Worker::add(const Keys& keys, bool ascending) {
+double Worker::add(const Keys& keys, Loading loading) {
   for (const std::uint64_t key : keys) sum_ += key;
   held_ += keys.size();
-  return nanosecondsOf([&] { contestant_->add(keys, ascending); });
+  return nanosecondsOf([&] {
+    if (loading == Loading::bulk) {
+      contestant_->addAtOnce(keys);
+    } else {
+      contestant_->add(keys, loading == Loading::ascending);
+    }
+  });
 }
 
 double Worker::remove(const Keys& keys) {

@@ -38,9 +38,11 @@ class Worker {
 
  private:
   // Times are those of an element in nanoseconds, unless a name says otherwise.
-  double loadInOrder() { return load(true); }
-  double loadAtRandom() { return load(false); }
-  double load(bool ascending);
+  enum class Loading { random, ascending, bulk };
+  double loadInOrder() { return load(Loading::ascending); }
+  double loadInBulk() { return load(Loading::bulk); }
+  double loadAtRandom() { return load(Loading::random); }
+  double load(Loading loading);
   double hit();
   double miss();
   double lookUp(std::size_t count, bool arePresent);
@@ -53,13 +55,14 @@ class Worker {
   double lateCommit() { return commitSingly(0.99); }
   double commitSingly(double quantile);
   double removeHalf();
+  double drop();
   double bytesOfFiles();
   double bytesInUse();
   double peakBytes();
 
   void open();
   // Both return the nanoseconds of the whole.
-  double add(const Keys& keys, bool ascending);
+  double add(const Keys& keys, Loading loading);
   double remove(const Keys& keys);
   // The key of the element, or one that is missing: between its key and the next, or for positions, after all.
   std::uint64_t keyOf(std::size_t element, bool isPresent) const;

@@ -1,6 +1,7 @@
 #pragma once
 
 #include <algorithm>
+#include <cstdint>
 #include <optional>
 
 #include "arrays/AbbreviationRow.h"
@@ -8,6 +9,9 @@
 #include "arrays/psSortedArray.h"
 
 namespace ps::detail {
+
+// A number of elements; nothing when it is not known.
+using ElementCount = std::optional<std::int64_t>;
 
 // An array open for update. Once isOpen() is true, no operation of the edit can be refused. An operation that writes to
 // several arrays opens all its edits before it uses the first. The array and its storage stay in memory while the edit
@@ -35,7 +39,12 @@ class ArrayEdit {
   // In an array of nodes, how many elements there are below a node; 0 when that is not known.
   std::uint32_t elementsBelow(int i) const { return counts_[i]; }
   bool hasCounts() const { return counts_.exists(); }
-  void setElementsBelow(int i, std::uint32_t n) { counts_.put(i, n); }
+  void setElementsBelow(int i, const ElementCount& n) { counts_.put(i, static_cast<std::uint32_t>(n.value_or(0))); }
+  // What is not known stays so, and becomes so without a difference.
+  void changeElementsBelow(int i, const ElementCount& difference) {
+    const std::int64_t before = counts_[i];
+    setElementsBelow(i, difference && before != 0 ? before + *difference : 0);
+  }
 
   // The first position of the object; -1 when there is none.
   int find(const psId& object) const { return findReference(entries_, count(), object); }

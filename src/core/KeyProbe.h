@@ -103,7 +103,10 @@ class KeyProbe {
 
   // Forgets what was refused or absent so far. The operation met it on a way that it can do without, and the probe had
   // not failed before.
-  void disregardRefusals() { watch_ = RefusalWatch(); }
+  void disregardRefusals() {
+    if (watch_.metAny()) isAbbreviated_ = false;
+    watch_ = RefusalWatch();
+  }
 
   // The key's identifier when the order is that of identifiers, so that a search can compare without a call. Otherwise
   // null.

@@ -11,11 +11,13 @@
 #include "tree/ElementCounts.h"
 #include "tree/NodeLinks.h"
 #include "tree/NodeSplit.h"
+#include "tree/TreeAppender.h"
 #include "tree/TreeRoot.h"
 
 using ps::detail::ArrayView;
 using ps::detail::InsertionPoint;
 using ps::detail::NodeAccess;
+using ps::detail::TreeAppender;
 using ps::detail::TreePosition;
 
 namespace {
@@ -93,6 +95,11 @@ bool insertAll(Gap gap, pstHandle<psCollection>& other, InsertionPoint where) {
   return ps::detail::visitKeys(other, [&](const pstHandle<psObj>& element) { return insertAt(gap, element, where); });
 }
 
+// The first element of an empty list makes its root a leaf.
+bool addThrough(TreeAppender& appender, psTreeList& list, const pstHandle<psObj>& element) {
+  return appender.append(element) || (list.isEmpty() && list.addLast(element) == 1);
+}
+
 TreePosition firstOccurrence(const psTreeList& list, const psId& element) {
   TreePosition found;
   ps::detail::visitLeaves(list, [&](const pstHandle<psBTree>& leaf, const pstHandle<psUnsortedArray>& array) {
@@ -119,7 +126,17 @@ psTreeList::~psTreeList() noexcept { ps::detail::destroyRoot(*this); }
 bool psTreeList::add(const pstHandle<psObj>& element) { return addLast(element) == 1; }
 
 bool psTreeList::addAll(pstHandle<psCollection>& other) {
-  return other != psOid() && insertAll(gapAtEnd(*this), other, ps::detail::atEnd);
+  if (other == psOid()) return false;
+  TreeAppender appender(*this);
+  return ps::detail::visitKeys(other,
+                               [&](const pstHandle<psObj>& element) { return addThrough(appender, *this, element); });
+}
+
+int psTreeList::append(const pstRef<psObj>* elements, int n) {
+  TreeAppender appender(*this);
+  int added = 0;
+  while (added < n && addThrough(appender, *this, pstHandle<psObj>(elements[added]))) ++added;
+  return added;
 }
 
 const pstRef<psTreeAdmin>& psTreeList::admin() const { return admin_; }

@@ -46,6 +46,10 @@ class PS_API psTreeList : public psBTree {
   // not be added. False when other is this list.
   bool addAll(pstHandle<psCollection>& other) override;
 
+  // Appends n elements, and returns how many were appended; stops at the first that could not be. addAll and append
+  // fill one node after the other, each written once.
+  int append(const pstRef<psObj>* elements, int n);
+
   const pstRef<psTreeAdmin>& admin() const override;
   // Null: a list has no comparator.
   pstRef<psCompare> comparator() const override;

@@ -10,6 +10,7 @@
 #include "tree/ElementChange.h"
 #include "tree/InsertionSearch.h"
 #include "tree/NodeAccess.h"
+#include "tree/TreeAppender.h"
 #include "tree/TreeRoot.h"
 
 using ps::detail::CallbackProbe;
@@ -34,12 +35,30 @@ bool replaceValue(const TreePosition& position, const pstRef<psObj>& value) {
   return true;
 }
 
-bool putPair(psTreeMap& map, KeyProbe&& probe, const pstRef<psObj>& key, const pstRef<psObj>& value) {
+bool putPair(psTreeMap& map, KeyProbe& probe, const pstRef<psObj>& key, const pstRef<psObj>& value) {
   if (key.isNull()) return false;
   const std::optional<TreePosition> at = ps::detail::locateRoom(map, probe);
   if (!at) return false;
   return at->matched ? replaceValue(*at, value) : ps::detail::insertElement(*at, key, value);
 }
+
+bool putPair(psTreeMap& map, KeyProbe&& probe, const pstRef<psObj>& key, const pstRef<psObj>& value) {
+  return putPair(map, probe, key, value);
+}
+
+// Puts pairs whose keys mostly come in ascending order.
+class PairAppender {
+ public:
+  explicit PairAppender(psTreeMap& map) : map_(map), appender_(map) {}
+  bool put(const pstHandle<psObj>& key, const pstRef<psObj>& value) {
+    HandleProbe probe(key, {map_.comparator()});
+    return appender_.appendInOrder(probe, key, value) || putPair(map_, probe, key, value);
+  }
+
+ private:
+  psTreeMap& map_;
+  ps::detail::TreeAppender appender_;
+};
 
 }  // namespace
 
@@ -96,7 +115,20 @@ bool psTreeMap::add(const pstHandle<psObj>& element) {
   return true;
 }
 
-bool psTreeMap::addAll(pstHandle<psCollection>& other) { return ps::detail::putAll(*this, other); }
+bool psTreeMap::addAll(pstHandle<psCollection>& other) {
+  PairAppender appender(*this);
+  return ps::detail::putAll(appender, other);
+}
+
+int psTreeMap::append(const pstRef<psObj>* keys, const pstRef<psObj>* values, int n) {
+  const ps::detail::RefusalWatch watch;
+  PairAppender appender(*this);
+  int stored = 0;
+  for (int i = 0; i < n && !watch.refused(); ++i) {
+    if (appender.put(pstHandle<psObj>(keys[i]), values[i])) ++stored;
+  }
+  return stored;
+}
 
 psCollectionIterator* psTreeMap::iterator() const {
   pstHandle<psTreeMap> self(this);

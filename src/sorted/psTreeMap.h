@@ -63,6 +63,11 @@ class PS_API psTreeMap : public psTreeSet {
   // put that fails, but stops when the store refuses something. True when there was any element.
   bool addAll(pstHandle<psCollection>& other) override;
 
+  // Puts n pairs, and returns how many were put. Stops when the store refuses something. As in the set, pairs with keys
+  // in ascending order are what this and addAll are made for.
+  int append(const pstRef<psObj>* keys, const pstRef<psObj>* values, int n);
+  using psTreeSet::append;
+
   // Iterators over the keys, which also give the values, and over the values.
   psCollectionIterator* iterator() const override;
   psCollectionIterator* valueIterator() const override;

@@ -2,7 +2,9 @@
 
 #include <utility>
 
+#include "core/KeyWalk.h"
 #include "tree/ElementChange.h"
+#include "tree/TreeAppender.h"
 #include "tree/TreeRoot.h"
 
 using ps::detail::CallbackProbe;
@@ -10,11 +12,17 @@ using ps::detail::HandleProbe;
 using ps::detail::JavaProbe;
 using ps::detail::KeyProbe;
 using ps::detail::RawProbe;
+using ps::detail::TreeAppender;
 using ps::detail::TreePosition;
 
 namespace {
 
 const pstProcessInitTermClass processInitTerm;
+
+bool addThrough(TreeAppender& appender, psTreeSet& set, const pstHandle<psObj>& element) {
+  HandleProbe probe(element, {set.comparator()});
+  return appender.appendInOrder(probe, element) || ps::detail::addElement(set, std::move(probe), element);
+}
 
 bool isIn(const psTreeSet& set, KeyProbe&& probe) {
   const TreePosition at = ps::detail::locateMatch(set, probe);
@@ -33,6 +41,29 @@ psTreeSet::psTreeSet(pstHandle<psCompare>& comparator, int n, pstHandle<psContOb
 }
 
 psTreeSet::~psTreeSet() noexcept { ps::detail::destroyRoot(*this); }
+
+// A class derived from this one may add in its own way.
+bool psTreeSet::addAll(pstHandle<psCollection>& other) {
+  if (psGetTypeN() != pstTypeN) return psCollection::addAll(other);
+  if (psThis(pscNoOpen) == other) return false;
+  TreeAppender appender(*this);
+  bool changed = false;
+  ps::detail::visitKeys(other, [&](const pstHandle<psObj>& element) {
+    changed |= addThrough(appender, *this, element);
+    return true;
+  });
+  return changed;
+}
+
+int psTreeSet::append(const pstRef<psObj>* elements, int n) {
+  const ps::detail::RefusalWatch watch;
+  TreeAppender appender(*this);
+  int added = 0;
+  for (int i = 0; i < n && !watch.refused(); ++i) {
+    if (addThrough(appender, *this, pstHandle<psObj>(elements[i]))) ++added;
+  }
+  return added;
+}
 
 const pstRef<psTreeAdmin>& psTreeSet::admin() const { return admin_; }
 pstRef<psCompare> psTreeSet::comparator() const { return comparator_; }

@@ -53,6 +53,13 @@ class PS_API psTreeSet : public psBTree {
   bool add(const pstHandle<psObj>& element, psCompareFunction compare);
   bool add(const pstHandle<psObj>& element, _jobject*& key, _jobject*& callee, JNIEnv_* env);
 
+  // Adds the elements of other (a map's keys). True when any has been added.
+  bool addAll(pstHandle<psCollection>& other) override;
+  // Adds n elements, and returns how many of them were not there. Stops when the store refuses something. addAll and
+  // append are made for elements in ascending order: those that are greater than all before them fill one node after
+  // the other, each written once. Others are added as by add.
+  int append(const pstRef<psObj>* elements, int n);
+
   const pstRef<psTreeAdmin>& admin() const override;
   pstRef<psCompare> comparator() const override;
 

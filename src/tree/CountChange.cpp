@@ -38,11 +38,7 @@ bool CountChange::plan(const psBTree& node, psId entry, const ElementCount& numb
 }
 
 void CountChange::carryOut() {
-  for (Ancestor& ancestor : ancestors_) {
-    const std::int64_t before = ancestor.entries.elementsBelow(ancestor.index);
-    const std::int64_t now = ancestor.difference && before != 0 ? before + *ancestor.difference : 0;
-    ancestor.entries.setElementsBelow(ancestor.index, static_cast<std::uint32_t>(now));
-  }
+  for (Ancestor& ancestor : ancestors_) ancestor.entries.changeElementsBelow(ancestor.index, ancestor.difference);
 }
 
 }  // namespace ps::detail

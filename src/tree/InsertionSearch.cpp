@@ -36,7 +36,8 @@ TreePosition locateBehindLast(const psBTree& tree, KeyProbe& probe) {
   if (probe.failed()) return at;
   at.leaf = lastLeafForAscent(tree);
   const ArrayView elements(at.leaf.isNull() ? pstRef<psUnsortedArray>() : NodeAccess::elements(*at.leaf));
-  const bool isBehind = elements.count() > 0 && compareStored(elements.last(), probe) < 0;
+  const int last = elements.count() - 1;
+  const bool isBehind = last >= 0 && isLess(elements[last], elements.abbreviationAt(last), probe);
   if (probe.failed() || !isBehind) {
     probe.disregardRefusals();
     return at;
@@ -57,6 +58,21 @@ bool abbreviate(TreePosition& at, KeyProbe& probe) {
 }
 
 }  // namespace
+
+bool expectsAscent(const psBTree& tree) {
+  const psId* const notes = notesBeside(&tree, notesOfAscent);
+  return notes != nullptr && !notes[0].isNull();
+}
+
+bool isLess(const pstRef<psObj>& stored, const Abbreviation& abbreviation, KeyProbe& probe) {
+  const bool isGuarded = currentSession->readStamp == SessionHead::noStamp;  // every open is to be seen
+  if (abbreviation.isKnown() && !isGuarded) {
+    const Abbreviation& key = probe.abbreviation();
+    const bool decides = key.isKnown() && key.tag == abbreviation.tag && key.value != abbreviation.value;
+    if (decides) return abbreviation.value < key.value;
+  }
+  return compareStored(stored, probe) < 0;
+}
 
 std::optional<TreePosition> locateRoom(psBTree& tree, KeyProbe& probe) {
   for (;;) {

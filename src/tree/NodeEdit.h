@@ -10,9 +10,6 @@
 
 namespace ps::detail {
 
-// A number of elements; nothing when it is not known.
-using ElementCount = std::optional<std::int64_t>;
-
 // The entries of a node, open for update: its elements and, in a leaf of a map, their values, which every operation
 // keeps in step. Once isOpen() is true, no operation of the edit can be refused.
 class NodeEdit {
@@ -65,9 +62,8 @@ class NodeEdit {
     }
     return sum;
   }
-  void setElementsBelow(int i, const ElementCount& n) {
-    elements_.setElementsBelow(i, static_cast<std::uint32_t>(n.value_or(0)));
-  }
+  void setElementsBelow(int i, const ElementCount& n) { elements_.setElementsBelow(i, n); }
+  void changeElementsBelow(int i, const ElementCount& difference) { elements_.changeElementsBelow(i, difference); }
   // Makes room for these numbers in a node that has or is about to have children. Addresses of its entries end.
   bool provideCounts() { return elements_.provide(Rows::counts); }
 

@@ -1,12 +1,7 @@
 #include "tree/NodeSplit.h"
 
-#include <optional>
-
-#include "core/Containers.h"
-#include "store/base/NothingThrown.h"
-#include "tree/NodeEdit.h"
+#include "tree/NewNode.h"
 #include "tree/NodeLinks.h"
-#include "tree/OpenChildren.h"
 
 namespace ps::detail {
 
@@ -36,76 +31,6 @@ class SplitSource {
   OpenChildren children_;
 };
 
-// A node made for a split. It is deleted again, with its arrays and the containers that this leaves empty, unless the
-// split keeps it. Its handles are made from addresses, so that neither use nor deletion opens anything but the
-// edits.
-class NewNode {
- public:
-  explicit NewNode(const NodeKind& kind) : kind_(kind) {}
-  NewNode(const NewNode&) = delete;
-  NewNode& operator=(const NewNode&) = delete;
-  ~NewNode() {
-    if (!kept_) discard();
-  }
-
-  // Makes a node that can take over from source.
-  bool create(const pstHandle<psTreeAdmin>& admin, const psBTree& parent, const NodeEdit& source) {
-    const pstRef<psContObj> nodeContainer = admin->provideNodeContainer();
-    if (nodeContainer.isNull() || !containers_.secure(nodeContainer)) return false;
-    const pstRef<psContObj> arrayContainer = admin->provideVArrayContainer();
-    if (arrayContainer.isNull() || !containers_.secure(arrayContainer)) return false;
-    const Rows rows =
-        (source.hasAbbreviations() ? Rows::abbreviations : Rows::none) | (source.isLeaf() ? Rows::none : Rows::counts);
-    elementArray_ = kind_.createElements(arrayContainer, source.capacity(), rows);
-    if (elementArray_.isNull()) return false;
-    if (source.hasValues()) {
-      valueArray_ = createValuesBeside(elementArray_, source.capacity());
-      if (valueArray_.isNull()) return false;
-    }
-    node_ = kind_.createNode(nodeContainer, {parent.psOid(), elementArray_, valueArray_});
-    if (node_.isNull()) return false;
-    entries_.emplace(*node_);
-    return entries_->isOpen() && entries_->capacity() >= source.capacity();
-  }
-
-  // Takes over the entries from begin to end, which source then gives up; nothing in it can be refused.
-  void take(SplitSource& source, int begin, int end) {
-    kept_ = true;
-    const NodeEdit& entries = source.entries();
-    entries_->append(entries, begin, end - begin);
-    if (entries.isLeaf()) NodeAccess::initFirst(*node_, kind_.leafMark(*node_, entries[begin]));
-    source.children().giveTo(node_, begin, end);
-    name_ = entries.isLeaf() ? pstRef<psObj>(node_) : entries[begin];
-    separator_ = begin > 0 ? entries.abbreviationAt(begin) : Abbreviation{};
-    elements_ = entries.elementsIn(begin, end - begin);
-  }
-
-  // Inserts it among the entries of its parent.
-  void insertInto(NodeEdit& parent, int i) const { parent.insertChild(i, name_, separator_, elements_); }
-
- private:
-  void discard() {
-    const NothingThrown here;
-    entries_.reset();
-    pstHandle<psObj>* const parts[] = {&elementArray_, &valueArray_, &node_};
-    for (pstHandle<psObj>* const part : parts) {
-      if (!part->isNull()) psDelete(*part);
-    }
-    containers_.release();
-  }
-
-  const NodeKind& kind_;
-  pstHandle<psUnsortedArray> elementArray_;
-  pstHandle<psUnsortedArray> valueArray_;
-  pstHandle<psBTree> node_;
-  std::optional<NodeEdit> entries_;
-  ContainerRelease containers_;
-  pstRef<psObj> name_;      // what the parent names the node by
-  Abbreviation separator_;  // the abbreviation beside that name
-  ElementCount elements_;   // in or below the node
-  bool kept_ = false;
-};
-
 }  // namespace
 
 int keptInList(int where, int capacity, int keptAtStart) {
@@ -125,8 +50,8 @@ int splitRoot(psBTree& root, int kept) {
   NewNode right(kind);
   if (!left.create(admin, root, entries) || !right.create(admin, root, entries) || !entries.provideCounts()) return 0;
 
-  left.take(source, 0, kept);
-  right.take(source, kept, entries.count());
+  left.take(entries, source.children(), 0, kept);
+  right.take(entries, source.children(), kept, entries.count());
   NodeAccess::initFirst(root, pstRef<psObj>());
   entries.becomeInterior();
   left.insertInto(entries, 0);
@@ -153,7 +78,7 @@ int splitNode(psBTree& node, int kept, const NodeKind& kind) {
   NewNode sibling(kind);
   if (!sibling.create(admin, *parent, entries) || (!entries.isLeaf() && !entries.provideCounts())) return 0;
 
-  sibling.take(source, kept, entries.count());
+  sibling.take(entries, source.children(), kept, entries.count());
   entries.truncate(kept);
   siblings.setElementsBelow(index, entries.elementsIn(0, kept));
   sibling.insertInto(siblings, index + 1);

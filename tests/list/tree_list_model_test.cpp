@@ -292,7 +292,11 @@ void ListDriver::combine() {
                 std::all_of(others.begin(), others.end(), [&](const psId& element) { return isIn(model_, element); }));
       break;
     case 1:
-      changeMany(withPartsPut(before, others), true, [&] { return list.addAll(other); });
+      changeMany(withPartsPut(before, others), true, [&] {
+        if (below(2) == 0) return list.addAll(other);
+        const std::vector<pstRef<psObj>> elements(others.begin(), others.end());
+        return list.append(elements.data(), static_cast<int>(elements.size())) == static_cast<int>(elements.size());
+      });
       break;
     case 2:
       for (const psId& element : others) eraseFirst(element);

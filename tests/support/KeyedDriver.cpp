@@ -78,7 +78,31 @@ void KeyedDriver::renewHighest() {
   const std::vector<ItemKey> items = all.list();
   const std::vector<ItemKey> highest(items.end() - below(20), items.end());
   for (const ItemKey& item : highest) remove(item);
+  if (below(2) == 0) return addAtOnce(highest);
   for (const ItemKey& item : highest) add(item);
+}
+
+void KeyedDriver::addAtOnce(const std::vector<ItemKey>& items) {
+  psCollection& collection = world_.collection();
+  if (!collection.psIsKindOf(psTreeSet::pstTypeN)) return;
+  std::vector<pstRef<psObj>> keys;
+  std::vector<pstRef<psObj>> values;
+  SetModel after = model_;
+  SetModel others(false);
+  int expected = 0;
+  for (const ItemKey& item : items) {
+    const psId value = isMap() ? anyValue() : psId();
+    keys.emplace_back(pstHandle<psObj>(item.id));
+    values.emplace_back(pstHandle<psObj>(value));
+    others.put(item, value);
+    expected += isMap() || !after.contains(item) ? 1 : 0;
+    isMap() ? after.put(item, value) : static_cast<void>(after.add(item));
+  }
+  const int n = static_cast<int>(keys.size());
+  changeMany(after, others, true, [&] {
+    if (isMap()) return static_cast<psTreeMap&>(collection).append(keys.data(), values.data(), n) == expected;
+    return static_cast<psTreeSet&>(collection).append(keys.data(), n) == expected;
+  });
 }
 
 void KeyedDriver::lookUp() {

@@ -80,6 +80,7 @@ class KeyedDriver : public ModelDriver {
   void remove();
   void remove(const ItemKey& item);
   void renewHighest();
+  void addAtOnce(const std::vector<ItemKey>& items);
   void lookUp();
   void walk();
   void combine();

@@ -1,0 +1,87 @@
+#include "tree/TreeAppender.h"
+
+#include "tree/InsertionSearch.h"
+#include "tree/NewNode.h"
+#include "tree/NodeLinks.h"
+#include "tree/NodeSplit.h"
+
+namespace ps::detail {
+
+bool TreeAppender::open() {
+  if (!levels_.empty() && openedAt_ == changeStamp()) return true;
+  levels_.clear();
+  if (openAnew()) return true;
+  levels_.clear();
+  return false;
+}
+
+bool TreeAppender::openAnew() {
+  pstHandle<psBTree> node = root_;
+  for (;;) {
+    if (!isReadable(node)) return false;
+    const NodeEdit& entries = levels_.emplace_back(node).entries;
+    if (!entries.isOpen() || entries.count() == 0) return false;
+    if (entries.isLeaf()) break;
+    node = childAt(entries[entries.count() - 1], *node);
+  }
+  openedAt_ = changeStamp();
+  return true;
+}
+
+void TreeAppender::countOneMore(std::size_t levels) {
+  for (std::size_t i = 0; i < levels; ++i) {
+    NodeEdit& entries = levels_[i].entries;
+    entries.changeElementsBelow(entries.count() - 1, 1);
+  }
+}
+
+bool TreeAppender::append(const pstRef<psObj>& element, const pstRef<psObj>& value, const Abbreviation& abbreviation) {
+  if (!open()) return false;
+  if (leaf().count() >= leaf().capacity()) return appendLeaf(element, value, abbreviation);
+  leaf().insert(leaf().count(), element, value, abbreviation);
+  countOneMore(levels_.size() - 1);
+  return true;
+}
+
+bool TreeAppender::appendLeaf(const pstRef<psObj>& element, const pstRef<psObj>& value,
+                              const Abbreviation& abbreviation) {
+  std::size_t stays = levels_.size() - 1;  // levels whose last node stays the last one
+  while (stays > 0 && levels_[stays - 1].entries.isFull()) --stays;
+  if (stays == 0) {
+    const int kept = levels_.front().entries.count() - 1;
+    levels_.clear();
+    return splitRoot(*root_, kept) == 1 && append(element, value, abbreviation);
+  }
+  const pstHandle<psTreeAdmin> admin = administratorOf(*root_);
+  if (admin.isNull()) return false;
+  std::deque<NewNode> made;
+  for (std::size_t level = stays; level < levels_.size(); ++level) {
+    const pstHandle<psBTree>& parent = level == stays ? levels_[level - 1].node : made.back().node();
+    const pstHandle<psBTree> above = parent;
+    if (!made.emplace_back(*NodeKind::below(*root_)).create(admin, *above, levels_[level].entries)) return false;
+  }
+  made.back().take(element, value, abbreviation);
+  for (std::size_t i = made.size() - 1; i > 0; --i) made[i - 1].take(made[i]);
+  countOneMore(stays - 1);
+  NodeEdit& siblings = levels_[stays - 1].entries;
+  made.front().insertInto(siblings, siblings.count());
+  levels_.clear();
+  return true;
+}
+
+bool TreeAppender::appendInOrder(KeyProbe& probe, const pstRef<psObj>& element, const pstRef<psObj>& value) {
+  if (probe.failed() || element.isNull() || !expectsAscent(*root_) || !open()) return false;
+  const int count = leaf().count();
+  const bool isBehind = isLess(leaf()[count - 1], leaf().abbreviationAt(count - 1), probe);
+  Abbreviation abbreviation;
+  if (isBehind && leaf().hasAbbreviations()) abbreviation = probe.abbreviation();
+  // A comparator is the application's, and may have changed the tree.
+  const bool isAsBefore = openedAt_ == changeStamp() && leaf().count() == count;
+  if (probe.failed() || !isBehind || !isAsBefore) {
+    probe.disregardRefusals();
+    return false;
+  }
+  return append(element, value, abbreviation);
+}
+
+}  // namespace ps::detail

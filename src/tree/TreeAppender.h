@@ -1,0 +1,49 @@
+#pragma once
+
+#include <deque>
+
+#include "core/KeyProbe.h"
+#include "tree/NodeEdit.h"
+
+namespace ps::detail {
+
+// Adds elements behind the last one of a tree. It holds the nodes on the way to the last leaf open for update, and
+// fills each node before it begins the next, so that each is written once.
+class TreeAppender {
+ public:
+  explicit TreeAppender(psBTree& root) : root_(&root) {}
+  TreeAppender(const TreeAppender&) = delete;
+  TreeAppender& operator=(const TreeAppender&) = delete;
+
+  // Adds an element, in a map with its value. In a sorted tree it must belong there. False when something could not be
+  // opened or made, and in an empty tree; then it has not been added.
+  bool append(const pstRef<psObj>& element, const pstRef<psObj>& value = pstRef<psObj>(),
+              const Abbreviation& abbreviation = {});
+
+  // The same when the key is greater than the last element, in a tree whose newest element was the greatest. Otherwise
+  // false, with nothing changed, and the probe can be used further.
+  bool appendInOrder(KeyProbe& probe, const pstRef<psObj>& element, const pstRef<psObj>& value = pstRef<psObj>());
+
+ private:
+  struct Level {
+    explicit Level(const pstHandle<psBTree>& handle) : node(handle), entries(*node) {}
+
+    pstHandle<psBTree> node;
+    NodeEdit entries;
+  };
+
+  // Opens the way to the last leaf, unless it is open.
+  bool open();
+  bool openAnew();
+  // Begins a new leaf with the element, below new nodes as far as those above the last leaf are full.
+  bool appendLeaf(const pstRef<psObj>& element, const pstRef<psObj>& value, const Abbreviation& abbreviation);
+  // For as many levels from the root down as their last nodes stay.
+  void countOneMore(std::size_t levels);
+  NodeEdit& leaf() { return levels_.back().entries; }
+
+  pstHandle<psBTree> root_;
+  std::deque<Level> levels_;  // the root's first
+  std::uint64_t openedAt_ = 0;
+};
+
+}  // namespace ps::detail
