@@ -46,8 +46,34 @@ bool precedes(const Page* a, const Page* b) {
   return left.get_page() < right.get_page();
 }
 
-bool fits(const Page& page, std::size_t size) {
-  return page.nextSlot <= page.frame->slotLimit && page.used + sizeof(ObjectHeader) + aligned(size) <= page.bytes;
+// What an object of that size takes in the record.
+std::size_t recordedSize(std::uint32_t type, std::uint32_t size) { return padded(storedSize(type, size)); }
+
+// Bytes that the engine keeps for a record with so many of objects: whole pages.
+std::size_t engineBytes(std::size_t objectBytes) {
+  constexpr std::size_t enginePage = 4096;
+  constexpr std::size_t besideObjects = 112;  // the engine's head and the record's
+  return (objectBytes + besideObjects + enginePage - 1) / enginePage * enginePage;
+}
+
+// Whether a page is better not filled any further: the record would grow into another page of the engine, and even when
+// the image is full most of that would be empty.
+bool endsHere(const Page& page, std::size_t more, std::size_t usedThen) {
+  constexpr double worthAnotherPage = 1.1;
+  const std::size_t then = page.recordBytes + more;
+  if (page.holdsStorage || page.recordBytes == 0 || engineBytes(then) == engineBytes(page.recordBytes)) return false;
+  const std::size_t begin = objectsBegin(page.frame->slotLimit);
+  const std::size_t whenFull = then * (page.bytes - begin) / (usedThen - begin);
+  const auto filled = [](std::size_t bytes) {
+    return static_cast<double>(bytes) / static_cast<double>(engineBytes(bytes));
+  };
+  return filled(page.recordBytes) > filled(whenFull) * worthAnotherPage;
+}
+
+bool fits(const Page& page, std::uint32_t type, std::uint32_t size, std::uint32_t capacity) {
+  const std::size_t used = page.used + sizeof(ObjectHeader) + aligned(capacity);
+  if (page.nextSlot > page.frame->slotLimit || used > page.bytes) return false;
+  return isStorage(type) || !endsHere(page, recordedSize(type, size), used);
 }
 
 std::uint64_t tailHash(const std::vector<std::uint64_t>& checksums) {
@@ -278,10 +304,11 @@ char* PageCache::allocate(PageSequence pages, const psId& near, std::uint32_t ty
   const psId& id = pages.container;
   Page* page = nullptr;
   Frame* const nearby = near.get_page() != 0 ? residentFrame(head_, near) : nullptr;
-  if (nearby != nullptr && nearby->readStamp == readStamp_ && fits(*nearby->page, capacity)) page = nearby->page;
+  if (nearby != nullptr && nearby->readStamp == readStamp_ && fits(*nearby->page, type, size, capacity))
+    page = nearby->page;
   if (page == nullptr && pages.nextNumber > 1) {
     const psId last(id.get_DB(), id.get_OC(), static_cast<unsigned short>(pages.nextNumber - 1), 0);
-    if (fetch(last, page) != Fetch::present || !fits(*page, capacity)) page = nullptr;
+    if (fetch(last, page) != Fetch::present || !fits(*page, type, size, capacity)) page = nullptr;
   }
   if (page == nullptr) page = newPage(pages, capacity);
   if (page == nullptr) return nullptr;
@@ -296,6 +323,8 @@ char* PageCache::allocate(PageSequence pages, const psId& near, std::uint32_t ty
   setSlot(*page, slot, offset);
   if (slot <= 2) link(*page);
   page->used += sizeof(ObjectHeader) + room;
+  page->recordBytes += recordedSize(type, size);
+  page->holdsStorage |= isStorage(type);
   ++page->objects;
   return body;
 }

@@ -290,6 +290,8 @@ void decodePage(const PageContents& contents, std::size_t slots, Page& page) {
     *headerAt(frame, offset) = {stored.type, stored.size, index, stored.slot, roomFor(size)};
     stored.layOut(body);
     page.used += sizeof(ObjectHeader) + aligned(size);
+    page.recordBytes += stored.bytes.size();
+    page.holdsStorage |= isStorage(stored.type);
     const ClassInfo* const info = omitted(stored.type) != 0 ? classOf(stored.type & ~namedFlag) : nullptr;
     const bool usable =
         omitted(stored.type) == 0 || (info != nullptr && info->virtualTable != 0 && info->size == stored.size);
