@@ -54,6 +54,17 @@ bool removeElement(const pstHandle<psBTree>& leaf, int index, const TreePath& pa
   return true;
 }
 
+bool removeLastLeaf(psBTree& root) {
+  const NodeAnswer last = rightmostLeaf(root);
+  if (last.failed) return false;
+  if (last.node != root.psOid()) return removeNode(last.node, last.node);
+  NodeEdit entries(root);
+  if (!entries.isOpen() || entries.count() == 0 || !entries.openMark()) return false;
+  entries.truncate(0);
+  entries.renewMark();
+  return true;
+}
+
 bool removeMatch(const psBTree& node, KeyProbe&& probe) {
   const TreePosition at = locateMatch(node, probe);
   return !at.failed && at.matched && removeElement(at.leaf, at.index, at.path);

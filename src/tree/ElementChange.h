@@ -27,6 +27,10 @@ bool removeElement(const pstHandle<psBTree>& leaf, int index, const TreePath& pa
 // The same for the element that matches the key.
 bool removeMatch(const psBTree& node, KeyProbe&& probe);
 
+// Removes the last leaf of the tree with its elements; a root that is a leaf only loses these. False, with nothing
+// changed, when the tree is empty or something could not be opened.
+bool removeLastLeaf(psBTree& root);
+
 // The removal of one element in two steps. plan does everything that can be refused; after it carryOut cannot fail.
 class ElementRemoval {
  public:

@@ -67,6 +67,12 @@ pstRef<psObj> psBTree::get(const void* key) const {
   return askAbove(*this, [&](psBTree& above) { return above.get(key); });
 }
 
+void psBTree::clear() {
+  if (!parent().isNull()) return psCollection::clear();
+  while (ps::detail::removeLastLeaf(*this)) {
+  }
+}
+
 bool psBTree::contains(const void*) const { return false; }
 
 bool psBTree::contains(const pstHandle<psObj>& element) const { return findObject(*this, element).matched; }

@@ -37,6 +37,8 @@ class PS_API psBTree : public psCollection {
   const pstRef<psTreeAdmin>& admin() const override = 0;
   pstRef<psCompare> comparator() const override;
   pstRef<psObj> get(const void* key) const override;
+  // Removes all elements, leaf by leaf from the last one. Stops when something cannot be opened.
+  void clear() override;
 
   // False: a tree without a comparator knows no raw keys.
   bool contains(const void* key) const override;
