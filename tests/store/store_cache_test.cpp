@@ -198,6 +198,44 @@ TEST_F(StoreCache, AnImageEqualToTheStoredOneIsNotWritten) {
   EXPECT_EQ(counters().pageWrites, 0U);
 }
 
+// Damage in the bytes of one object does not take the others of its page along, as long as nobody changes the page.
+TEST_F(StoreCache, AReadTransactionVerifiesWhatItOpens) {
+  open();
+  begin(pscUpdate);
+  const pstHandle<psContObj> plain = container("plain");
+  std::vector<psId> ids;
+  for (int n = 0; n < 150; ++n) ids.push_back(pstHandle<Flat>(new (plain) Flat(n)).oid());
+  ASSERT_EQ(ids.front().get_page(), ids.back().get_page());
+  commit();
+  ASSERT_EQ(session_.close(), 1);
+  {
+    RawFile file(folder_ / "store.ps");
+    std::pair<std::string, std::string> largest;
+    for (const auto& record : file.content()) {
+      if (record.second.size() > largest.second.size()) largest = record;
+    }
+    largest.second.back() = static_cast<char>(largest.second.back() ^ 1);
+    file.put(largest.first, largest.second);
+  }
+  open();
+  begin(pscRead);
+  for (int round = 0; round < 2; ++round) {
+    EXPECT_EQ(pstHandle<Flat>(ids.back()).open(pscRead), 0);
+    EXPECT_EQ(session_.lastErrorKind(), psErrorKind::damaged);
+    EXPECT_TRUE(ids.back().isValid()) << "it is there";
+    for (int n = 0; n < 30; ++n) {
+      const pstHandle<Flat> flat(ids[static_cast<std::size_t>(n)]);
+      ASSERT_EQ(flat.open(pscRead), 1) << session_.lastError();
+      ASSERT_EQ(flat->number, n);
+    }
+  }
+  commit();
+  begin(pscUpdate);
+  EXPECT_EQ(pstHandle<Flat>(ids.front()).open(pscUpdate), 0);
+  EXPECT_EQ(session_.lastErrorKind(), psErrorKind::damaged);
+  session_.abort();
+}
+
 std::size_t pagesOf(const MDB_stat& status) {
   return status.ms_branch_pages + status.ms_leaf_pages + status.ms_overflow_pages;
 }

@@ -30,9 +30,9 @@ struct ForeignObject {
 // What the cache knows of a page image in memory, besides its Frame.
 struct Page {
   Frame* frame = nullptr;
-  std::size_t bytes = 0;       // of the block that the image has
-  std::size_t used = 0;        // from the image's start; the rest is free. Freed objects leave gaps until the
-                               // image is read again: an address is never given to a second object.
+  std::size_t bytes = 0;        // of the block that the image has
+  std::size_t used = 0;         // from the image's start; the rest is free. Freed objects leave gaps until the
+                                // image is read again: an address is never given to a second object.
   std::size_t recordBytes = 0;  // that its objects take in the record, as long as none is an array's storage
   bool holdsStorage = false;
   std::uint32_t nextSlot = 1;  // slot numbers below it are taken or were
@@ -44,6 +44,8 @@ struct Page {
   bool changed = false;                  // must be written
   bool filled = false;                   // see noteFilled
   bool created = false;                  // by the running transaction
+  bool isPartial = false;                // objects are laid out when they are opened
+  std::uint8_t opened = 0;               // how many of a partial page have been
   bool stored = false;                   // the engine has it, as far as the running transaction can see
   std::uint32_t lastTouched = 0;         // the frame's stamp when the clock hand last passed
   std::size_t residentIndex = 0;         // in the cache's list of resident pages

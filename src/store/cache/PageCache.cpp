@@ -14,6 +14,7 @@
 #include "store/cache/Arena.h"
 #include "store/cache/PageRecord.h"
 #include "store/cache/PagelessObject.h"
+#include "store/cache/RecordBytes.h"
 #include "store/cache/TypeRegistry.h"
 #include "store/engine/StoreKey.h"
 
@@ -34,6 +35,10 @@ DatabaseTable emptyTable;
 
 std::string pageText(const psId& id) {
   return "page " + std::to_string(id.get_page()) + " of " + textOf(containerOf(id));
+}
+
+std::string damageText(const psId& id) {
+  return pageText(id) + " is damaged: what is stored does not match its checksum; ";
 }
 
 std::size_t pageCount(const PageLink* pages) { return pages == nullptr ? 0 : pages[0].frame; }
@@ -76,6 +81,24 @@ bool fits(const Page& page, std::uint32_t type, std::uint32_t size, std::uint32_
   return isStorage(type) || !endsHere(page, recordedSize(type, size), used);
 }
 
+// Prefetches what opening one object of a page takes of its record.
+void prefetchPart(std::string_view value, std::uint16_t slot) {
+  constexpr std::size_t head = sizeof(std::uint64_t) + sizeof(RecordHeader);
+  constexpr std::uint16_t fewObjects = 4;  // of which one is large
+  if (value.size() < head) return;
+  for (std::size_t i = cacheLine; i < 3 * cacheLine; i += cacheLine) __builtin_prefetch(value.data() + i);
+  const auto header = numberIn<RecordHeader>(value.data() + sizeof(std::uint64_t));
+  std::size_t begin = 0;
+  std::size_t end = value.size();
+  if (header.nextSlot > fewObjects) {
+    const std::size_t objects = value.size() - std::min<std::size_t>(value.size(), header.headLength);
+    begin = header.headLength + objects * std::min<std::size_t>(slot, header.nextSlot) / header.nextSlot;
+    begin -= std::min(begin, blockSize);
+    end = std::min(end, begin + 2 * blockSize);
+  }
+  for (std::size_t i = begin; i < end; i += cacheLine) __builtin_prefetch(value.data() + i);
+}
+
 std::uint64_t tailHash(const std::vector<std::uint64_t>& checksums) {
   if (checksums.size() < 2) return 0;
   return XXH3_64bits(checksums.data() + 1, (checksums.size() - 1) * sizeof(std::uint64_t));
@@ -116,6 +139,7 @@ void PageCache::begin(std::uint64_t readStamp, std::uint64_t updateStamp) {
   readStamp_ = readStamp;
   updateStamp_ = updateStamp;
   classes_.begin(readStamp);
+  partOf_ = nullptr;
 }
 
 // The place in the translation tables for a page, which are grown as needed.
@@ -154,10 +178,25 @@ void PageCache::link(const Page& page) {
 }
 
 PageCache::Fetch PageCache::fetch(const psId& id, Page*& page) {
+  const Fetch held = hold(id, page);
+  if (held == Fetch::absent) return load(pageOf(id), page);
+  return held == Fetch::present && page->isPartial ? complete(*page) : held;
+}
+
+PageCache::Fetch PageCache::fetchObject(const psId& id, Page*& page) {
+  if (updateStamp_ != SessionHead::noStamp) return fetch(id, page);
+  Fetch held = hold(id, page);
+  if (held == Fetch::absent) held = loadPartly(pageOf(id), page);
+  const bool isMissing = held == Fetch::present && page->isPartial && liveObject(page->frame, id.get_slot()) == nullptr;
+  return isMissing ? layOut(*page, id.get_slot()) : held;
+}
+
+// The image of a page, if it is in memory and current.
+PageCache::Fetch PageCache::hold(const psId& id, Page*& page) {
   Frame* const frame = residentFrame(head_, id);
-  if (frame == nullptr) return load(pageOf(id), page);
+  if (frame == nullptr) return Fetch::absent;
   const Fetch held = frame->readStamp == readStamp_ ? Fetch::present : revalidate(id, *frame->page);
-  if (held != Fetch::present) return held == Fetch::absent ? load(pageOf(id), page) : held;
+  if (held != Fetch::present) return held;
   frame->touched = head_.loads;
   page = frame->page;
   return Fetch::present;
@@ -183,6 +222,7 @@ PageCache::Fetch PageCache::revalidate(const psId& id, Page& page) {
 
 // Reads the record of a page into record_, and what it says into contents_.
 PageCache::Fetch PageCache::readContents(const psId& id, std::vector<std::uint64_t>& checksums) {
+  partOf_ = nullptr;
   const Fetch found = readRecord(id, checksums);
   if (found != Fetch::present || ps::detail::readContents(record_, contents_)) return found;
   return failAsDamaged(pageText(id) + " contradicts itself; ");
@@ -192,6 +232,22 @@ PageCache::Fetch PageCache::failAsDamaged(std::string text) {
   text += "restore the store from a backup, or delete the container to go on without it";
   error_ = {psErrorKind::damaged, std::move(text)};
   return Fetch::unreadable;
+}
+
+// Reads a value and returns its payload. While values come from the disk, the engine is
+// told before they are read; otherwise not, since for one in the system's cache that is a fifth of the whole cost of a
+// load.
+template <class Read>
+std::string_view PageCache::noticingDisk(std::string_view value, Read read) {
+  using Clock = std::chrono::steady_clock;
+  if (announcements_ > 0) {
+    --announcements_;
+    engine_->announceReading(value);
+  }
+  const Clock::time_point start = Clock::now();
+  const std::string_view payload = read();
+  if (Clock::now() - start > leastDiskAccess) announcements_ = announcementsPerDiskAccess;
+  return payload;
 }
 
 PageCache::Fetch PageCache::readRecord(const psId& id, std::vector<std::uint64_t>& checksums) {
@@ -208,30 +264,16 @@ PageCache::Fetch PageCache::readRecord(const psId& id, std::vector<std::uint64_t
       return Fetch::unreadable;
     }
     std::uint64_t checksum = 0;
-    const std::string_view payload =
-        found == Engine::Lookup::found ? readPayload(key, value, checksum) : std::string_view{};
+    const std::string_view payload = found == Engine::Lookup::found
+                                         ? noticingDisk(value, [&] { return verifiedPayload(key, value, checksum); })
+                                         : std::string_view{};
     if (payload.empty()) break;
     if (checksums.empty()) size = sizeOfRecord(payload);
     record_.append(payload);
     checksums.push_back(checksum);
   } while (record_.size() < size.bytes);
   if (record_.size() == size.bytes && !checksums.empty() && size.tailHash == tailHash(checksums)) return Fetch::present;
-  return failAsDamaged(pageText(id) + " is damaged: what is stored does not match its checksum; ");
-}
-
-// The payload of a value when its checksum is right, else an empty view. While values come from the disk, the engine is
-// told before they are read; otherwise not, since for one in the system's cache that is a fifth of the whole cost of a
-// load.
-std::string_view PageCache::readPayload(std::string_view key, std::string_view value, std::uint64_t& checksum) {
-  using Clock = std::chrono::steady_clock;
-  if (announcements_ > 0) {
-    --announcements_;
-    engine_->announceReading(value);
-  }
-  const Clock::time_point start = Clock::now();
-  const std::string_view payload = verifiedPayload(key, value, checksum);
-  if (Clock::now() - start > leastDiskAccess) announcements_ = announcementsPerDiskAccess;
-  return payload;
+  return failAsDamaged(damageText(id));
 }
 
 PageCache::Fetch PageCache::load(const psId& id, Page*& page) {
@@ -239,28 +281,125 @@ PageCache::Fetch PageCache::load(const psId& id, Page*& page) {
   std::vector<std::uint64_t> checksums;
   const Fetch found = readContents(id, checksums);
   if (found != Fetch::present) return found;
-  const std::size_t bytes = bytesInMemory(contents_);
-  std::size_t slots = contents_.nextSlot - 1U;
+  std::size_t slots = 0;
+  page = imageFor(id, contents_.nextSlot, contents_.objects.size(), bytesInMemory(contents_), slots);
+  if (page == nullptr) return Fetch::unreadable;
+  decodePage(contents_, slots, classOf_, *page);
+  link(*page);
+  page->checksums = std::move(checksums);
+  noteContents(*page);
+  if (!spilled_.empty() && spilled_.count(id.bits()) != 0) change(*page);
+  return Fetch::present;
+}
+
+// In a read transaction the directory of a page's record is enough to begin with. Objects are laid out, and the blocks
+// verified in which they lie, when they are opened: of a page of a collection larger than memory mostly one or two.
+PageCache::Fetch PageCache::loadPartly(const psId& id, Page*& page) {
+  if (id.get_page() == 0 || id.get_OC() == 0 || !readPart(id, id.get_slot())) return load(pageOf(id), page);
+  const std::size_t objects = isUniform_ ? uniform_.count : contents_.objects.size();
+  const std::size_t bytes = isUniform_ ? uniform_.count * bytesInImage(uniform_.first) : bytesInMemory(contents_);
+  const std::uint16_t nextSlot = numberIn<RecordHeader>(part_.data()).nextSlot;
+  std::size_t slots = 0;
+  page = imageFor(pageOf(id), nextSlot, objects, bytes, slots);
+  if (page == nullptr) return Fetch::unreadable;
+  beginPage(nextSlot, slots, *page);
+  page->objects = static_cast<std::uint32_t>(objects);
+  page->isPartial = true;
+  page->checksums = {numberIn<std::uint64_t>(part_.data() - sizeof(std::uint64_t))};
+  partOf_ = page;
+  return Fetch::present;
+}
+
+// Reads the directory of a page's record. False when the record cannot be read in parts. An object of the page is about
+// to be opened.
+bool PageCache::readPart(const psId& id, std::uint16_t slot) {
+  partOf_ = nullptr;
+  const StoreKey key = StoreKey::chunk(id, 0);
+  std::string_view value;
+  if (engine_->get(key, value) != Engine::Lookup::found) return false;
+  part_ = noticingDisk(value, [&] {
+    prefetchPart(value, slot);
+    return partlyVerified(key, value);
+  });
+  if (part_.empty()) return false;
+  isUniform_ = readUniform(part_, uniform_);
+  return isUniform_ || ps::detail::readContents(part_, contents_);
+}
+
+// Finds an object of the record that was read in part, and how many bytes those before it take in the image.
+bool PageCache::findInPart(std::uint16_t slot, RecordedObject& object, std::size_t& bytesBefore) const {
+  if (isUniform_) {
+    const std::uint32_t index = std::uint32_t{slot} - uniform_.first.slot;
+    if (slot < uniform_.first.slot || index >= uniform_.count) return false;
+    object = uniform_.object(index);
+    bytesBefore = index * bytesInImage(object);
+    return true;
+  }
+  bytesBefore = 0;
+  for (const RecordedObject& stored : contents_.objects) {
+    if (stored.slot == slot) {
+      object = stored;
+      return true;
+    }
+    bytesBefore += bytesInImage(stored);
+  }
+  return false;
+}
+
+// Lays out one object of a partial page, if it has one in the slot. Where many are opened, lays out all.
+PageCache::Fetch PageCache::layOut(Page& page, std::uint16_t slot) {
+  constexpr std::uint8_t few = 8;
+  const psId id = pageOf(page.frame->pageId);
+  if (partOf_ != &page) {
+    // In a page that cannot be laid out as a whole, what is sound can still be opened.
+    if (page.opened >= few && complete(page) == Fetch::present) return Fetch::present;
+    if (!readPart(id, slot)) return complete(page);
+    partOf_ = &page;
+  }
+  RecordedObject object{};
+  std::size_t bytesBefore = 0;
+  if (!findInPart(slot, object, bytesBefore)) return Fetch::present;
+  const bool isRight = hasRightBlocks(StoreKey::chunk(id, 0), part_, object.bytes);
+  if (!isRight || !decodeObject(object, bytesBefore, classOf_, page)) return complete(page);
+  if (page.opened < few) ++page.opened;
+  link(page);
+  return Fetch::present;
+}
+
+PageCache::Fetch PageCache::complete(Page& page) {
+  if (!page.isPartial) return Fetch::present;
+  std::vector<std::uint64_t> checksums;
+  const psId id = pageOf(page.frame->pageId);
+  const Fetch found = readContents(id, checksums);
+  if (found == Fetch::unreadable) return found;
+  if (found == Fetch::absent || checksums != page.checksums) return failAsDamaged(damageText(id));
+  decodePage(contents_, page.frame->slotLimit, classOf_, page);
+  page.isPartial = false;
+  link(page);
+  noteContents(page);
+  return Fetch::present;
+}
+
+// An image for so many objects, which take so many bytes in it, and for a slot table of the length that is returned in
+// slots.
+Page* PageCache::imageFor(const psId& id, std::uint16_t nextSlot, std::size_t objects, std::size_t bytes,
+                          std::size_t& slots) {
+  slots = nextSlot - 1U;
   std::size_t needed = objectsBegin(slots) + bytes;
   // Where objects may be added, the image gets the room of a whole page: it cannot be moved to more room later, and
   // each page left half empty takes one of the container's numbers. Most containers hold one array in one page and will
   // not grow: those are kept small. The smallest are not, since they may be the first object of many.
-  const bool mayGrow = contents_.objects.size() > 2 || id.get_page() > 1 ||
-                       (updateStamp_ != SessionHead::noStamp && needed <= pageSize_ / 8);
+  const bool mayGrow =
+      objects > 2 || id.get_page() > 1 || (updateStamp_ != SessionHead::noStamp && needed <= pageSize_ / 8);
   if (mayGrow && needed < pageSize_ / 4 * 3) {
     slots = std::max<std::size_t>(slots, pageSize_ / bytesPerSlot);
     needed = std::max<std::size_t>(pageSize_, objectsBegin(slots) + bytes);
   }
-  page = newImage(id, needed);
-  if (page == nullptr) return Fetch::unreadable;
-  decodePage(contents_, slots, *page);
-  link(*page);
-  page->checksums = std::move(checksums);
+  Page* const page = newImage(id, needed);
+  if (page == nullptr) return nullptr;
   page->stored = true;
-  noteContents(*page);
   ++counters_.pageReads;
-  if (!spilled_.empty() && spilled_.count(id.bits()) != 0) change(*page);
-  return Fetch::present;
+  return page;
 }
 
 // An image without content, in the tables; null when there is no memory for it.
@@ -304,8 +443,9 @@ char* PageCache::allocate(PageSequence pages, const psId& near, std::uint32_t ty
   const psId& id = pages.container;
   Page* page = nullptr;
   Frame* const nearby = near.get_page() != 0 ? residentFrame(head_, near) : nullptr;
-  if (nearby != nullptr && nearby->readStamp == readStamp_ && fits(*nearby->page, type, size, capacity))
-    page = nearby->page;
+  const bool isUsable =
+      nearby != nullptr && nearby->readStamp == readStamp_ && complete(*nearby->page) == Fetch::present;
+  if (isUsable && fits(*nearby->page, type, size, capacity)) page = nearby->page;
   if (page == nullptr && pages.nextNumber > 1) {
     const psId last(id.get_DB(), id.get_OC(), static_cast<unsigned short>(pages.nextNumber - 1), 0);
     if (fetch(last, page) != Fetch::present || !fits(*page, type, size, capacity)) page = nullptr;
@@ -459,12 +599,21 @@ bool PageCache::eraseChunks(const psId& id, Page& page, std::size_t from) {
   return true;
 }
 
+// Prefetches what the clock hand will look at soon.
+void PageCache::prefetchAhead(std::size_t hand) const {
+  constexpr std::size_t pagesAhead = 8;
+  if (hand + 2 * pagesAhead >= resident_.size()) return;
+  __builtin_prefetch(resident_[hand + 2 * pagesAhead]);
+  __builtin_prefetch(resident_[hand + pagesAhead]->frame);
+}
+
 // Evicts until there is room for an image, as far as images can be evicted. The clock hand takes those that were not
 // opened since it last passed.
 void PageCache::makeRoom(std::size_t bytes) {
   std::size_t steps = 2 * resident_.size();
   while (counters_.residentBytes + bytes > limit_ && steps-- > 0 && !resident_.empty()) {
     if (hand_ >= resident_.size()) hand_ = 0;
+    prefetchAhead(hand_);
     Page& page = *resident_[hand_];
     const std::uint32_t touched = page.frame->touched;
     if (page.frame->pins != 0 || head_.loads - touched <= protectedLoads) {
@@ -514,6 +663,7 @@ void PageCache::settle(Page& page) {
 // Takes an image out of the cache: pinned ones are freed with their last pin.
 void PageCache::discard(Page& page) {
   Frame* const frame = page.frame;
+  if (partOf_ == &page) partOf_ = nullptr;
   unlist(page);
   *linkFor(frame->pageId) = noPage;
   counters_.residentBytes -= page.bytes;
@@ -527,7 +677,7 @@ void PageCache::noteContents(Page& page) const {
 }
 
 void PageCache::checkContents(Page& page) const {
-  if (!isChecked || page.changed || page.frame->readStamp != readStamp_) return;
+  if (!isChecked || page.changed || page.isPartial || page.frame->readStamp != readStamp_) return;
   auto now = objectChecksums(page);
   const auto difference =
       std::mismatch(now.begin(), now.end(), page.objectChecksums.begin(), page.objectChecksums.end());

@@ -10,6 +10,7 @@
 #include "store/cache/ClassTable.h"
 #include "store/cache/Page.h"
 #include "store/cache/PageContents.h"
+#include "store/cache/TypeRegistry.h"
 #include "store/engine/Engine.h"
 
 namespace ps::detail {
@@ -53,6 +54,10 @@ class PageCache {
 
   // The image of a page, current and in memory. The slot does not matter.
   Fetch fetch(const psId& id, Page*& page);
+  // The same for who needs the object of the slot alone: in a read transaction other objects may not be laid out yet.
+  Fetch fetchObject(const psId& id, Page*& page);
+  // Lays out all objects of a current page.
+  Fetch complete(Page& page);
 
   // Marks a current image as changed in this transaction.
   void change(Page& page);
@@ -78,11 +83,18 @@ class PageCache {
  private:
   PageLink* linkFor(const psId& id);
   void link(const Page& page);
+  Fetch hold(const psId& id, Page*& page);
   Fetch load(const psId& id, Page*& page);
+  Fetch loadPartly(const psId& id, Page*& page);
+  bool readPart(const psId& id, std::uint16_t slot);
+  bool findInPart(std::uint16_t slot, RecordedObject& object, std::size_t& bytesBefore) const;
+  Fetch layOut(Page& page, std::uint16_t slot);
+  Page* imageFor(const psId& id, std::uint16_t nextSlot, std::size_t objects, std::size_t bytes, std::size_t& slots);
   Fetch readContents(const psId& id, std::vector<std::uint64_t>& checksums);
   Fetch readRecord(const psId& id, std::vector<std::uint64_t>& checksums);
   Fetch failAsDamaged(std::string text);
-  std::string_view readPayload(std::string_view key, std::string_view value, std::uint64_t& checksum);
+  template <class Read>
+  std::string_view noticingDisk(std::string_view value, Read read);
   Page* newImage(const psId& id, std::size_t bytes);
   Page* newPage(PageSequence pages, std::size_t capacity);
   std::uint32_t freshPageNumber(PageSequence pages);
@@ -92,6 +104,7 @@ class PageCache {
   bool writeChunks(const psId& id, Page& page);
   bool eraseChunks(const psId& id, Page& page, std::size_t from);
   void makeRoom(std::size_t bytes);
+  void prefetchAhead(std::size_t hand) const;
   bool evict(Page& page);
   void unlist(Page& page);
   void settle(Page& page);
@@ -118,6 +131,13 @@ class PageCache {
   // Kept for their memory. There are 2 records, since making room for the one that is being read may write another.
   std::string record_;
   PageContents contents_;
+  // The record that was last read in part, while it is certain that the engine keeps it: whose it is, and what is in
+  // it.
+  const Page* partOf_ = nullptr;
+  std::string_view part_;
+  bool isUniform_ = false;  // then uniform_ says what is in it, otherwise contents_
+  UniformContents uniform_;
+  ClassLookup classOf_;
   std::string written_;
   std::string chunk_;
   StoreError error_;

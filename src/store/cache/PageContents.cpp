@@ -47,6 +47,27 @@ bool readFormat1(std::string_view record, PageContents& contents) {
   return header.length == record.size();
 }
 
+// What the directory says of a group before the slots of its objects.
+struct GroupHead {
+  explicit GroupHead(RecordReader& reader) {
+    const std::uint32_t form = reader.varint();
+    isPacked = (form & packedGroup) != 0;
+    isConsecutive = (form & consecutiveGroup) != 0;
+    type = reader.varint() | ((form & namedGroup) != 0 ? namedFlag : 0);
+    size = reader.varint();
+    layout = static_cast<std::uint16_t>(reader.varint());
+    if ((form & elementClassGroup) != 0) reader.varint();
+    count = reader.varint();
+  }
+
+  std::uint32_t type;
+  std::uint32_t size;
+  std::uint16_t layout;
+  bool isPacked;
+  bool isConsecutive;
+  std::uint32_t count;
+};
+
 // Reads the directory of a record, which says where the objects are.
 class Directory {
  public:
@@ -76,38 +97,30 @@ class Directory {
   }
 
  private:
-  struct GroupHead {
-    explicit GroupHead(RecordReader& reader) {
-      const std::uint32_t form = reader.varint();
-      isPacked = (form & packedGroup) != 0;
-      isConsecutive = (form & consecutiveGroup) != 0;
-      type = reader.varint() | ((form & namedGroup) != 0 ? namedFlag : 0);
-      size = reader.varint();
-      layout = static_cast<std::uint16_t>(reader.varint());
-      if ((form & elementClassGroup) != 0) reader.varint();
-      count = reader.varint();
-    }
-
-    std::uint32_t type;
-    std::uint32_t size;
-    std::uint16_t layout;
-    bool isPacked;
-    bool isConsecutive;
-    std::uint32_t count;
-  };
-
   std::string_view record_;
   std::size_t position_;
 };
 
+// Where the directory begins.
+std::size_t directoryBegin(std::string_view record, const RecordHeader& header) {
+  return header.size() + blocksOf(record.size() - header.headLength) * sizeof(std::uint32_t);
+}
+
+bool hasSoundHead(std::string_view record, const RecordHeader& header) {
+  if (header.length() != record.size() || header.headLength > record.size()) return false;
+  return header.headLength >= directoryBegin(record, header);
+}
+
+RecordReader directoryOf(std::string_view record, const RecordHeader& header) {
+  const std::size_t begin = directoryBegin(record, header);
+  return RecordReader(record.substr(begin, header.headLength - begin));
+}
+
 bool readFormat2(std::string_view record, PageContents& contents) {
   const auto header = numberIn<RecordHeader>(record.data());
   contents.nextSlot = header.nextSlot;
-  if (header.length() != record.size() || header.headLength > record.size()) return false;
-  const std::size_t sums = blocksOf(record.size() - header.headLength) * sizeof(std::uint32_t);
-  const std::size_t begin = header.size() + sums;
-  if (header.headLength < begin) return false;
-  RecordReader reader(record.substr(begin, header.headLength - begin));
+  if (!hasSoundHead(record, header)) return false;
+  RecordReader reader = directoryOf(record, header);
   Directory directory(record, header);
   for (std::uint32_t groups = reader.varint(); groups > 0; --groups) {
     if (!directory.readGroup(reader, contents)) return false;
@@ -157,6 +170,30 @@ RecordSize sizeOfRecord(std::string_view firstChunk) {
   const bool isSplit = header.form() == RecordHeader::severalChunks;
   if (firstChunk.size() < header.size()) return {};
   return {header.length(), isSplit ? numberIn<std::uint64_t>(firstChunk.data() + sizeof header) : 0};
+}
+
+RecordedObject UniformContents::object(std::uint32_t index) const {
+  RecordedObject object = first;
+  object.slot = static_cast<std::uint16_t>(first.slot + index);
+  object.bytes = {first.bytes.data() + index * padded(first.bytes.size()), first.bytes.size()};
+  return object;
+}
+
+bool readUniform(std::string_view record, UniformContents& contents) {
+  const auto header = numberIn<RecordHeader>(record.data());
+  if (isFormat1(record) || !hasSoundHead(record, header)) return false;
+  RecordReader reader = directoryOf(record, header);
+  if (reader.varint() != 1) return false;
+  const GroupHead head(reader);
+  const std::uint32_t slot = reader.varint();
+  if (!reader.isSound() || head.isPacked || !head.isConsecutive || head.count == 0) return false;
+  if (slot == 0 || slot >= header.nextSlot || head.count > header.nextSlot - slot) return false;
+  const std::size_t size = storedSize(head.type, head.size);
+  if (padded(size) * head.count > record.size() - header.headLength) return false;
+  contents.count = head.count;
+  contents.first = {head.type,   head.size, static_cast<std::uint16_t>(slot),
+                    head.layout, false,     record.substr(header.headLength, size)};
+  return true;
 }
 
 bool readContents(std::string_view record, PageContents& contents) {

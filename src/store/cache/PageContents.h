@@ -33,6 +33,14 @@ struct PageContents {
   std::vector<RecordedObject> ordered;
 };
 
+// The objects of a page whose slots are consecutive and that are all alike but for their bytes.
+struct UniformContents {
+  RecordedObject first;
+  std::uint32_t count = 0;
+
+  RecordedObject object(std::uint32_t index) const;
+};
+
 // Bytes at the start of an object that are not stored: the virtual table pointer.
 constexpr std::size_t omitted(std::uint32_t type) { return isStorage(type & ~namedFlag) ? 0 : sizeof(void*); }
 // Bytes that an object takes in a record unless it is packed, but for the padding.
@@ -50,5 +58,8 @@ RecordSize sizeOfRecord(std::string_view firstChunk);
 
 // False when the record contradicts itself.
 bool readContents(std::string_view record, PageContents& contents);
+
+// False also for records of other pages. This costs the same for any number of objects.
+bool readUniform(std::string_view record, UniformContents& contents);
 
 }  // namespace ps::detail

@@ -216,8 +216,46 @@ void setSlot(Page& page, std::uint16_t slot, std::uint16_t offset) {
   if (offset == page.regularBegin + std::size_t{slot - 1U} * page.regularStride) regular = slot;
 }
 
+namespace {
+
+std::uint64_t seedOf(std::string_view key) { return XXH3_64bits(key.data(), key.size()); }
+
+std::uint32_t headChecksum(std::string_view head, std::uint64_t seed) {
+  head.remove_prefix(sizeof RecordHeader::headChecksum);
+  return static_cast<std::uint32_t>(XXH3_64bits_withSeed(head.data(), head.size(), seed));
+}
+
+std::uint32_t blockChecksum(std::string_view objects, std::size_t i, std::uint64_t seed) {
+  const std::string_view block = objects.substr(i * blockSize, blockSize);
+  return static_cast<std::uint32_t>(XXH3_64bits_withSeed(block.data(), block.size(), seed + 1 + i));
+}
+
+}  // namespace
+
 std::uint64_t chunkChecksum(std::string_view key, std::string_view payload) {
-  return XXH3_64bits_withSeed(payload.data(), payload.size(), XXH3_64bits(key.data(), key.size()));
+  return XXH3_64bits_withSeed(payload.data(), payload.size(), seedOf(key));
+}
+
+std::string_view partlyVerified(std::string_view key, std::string_view value) {
+  if (value.size() < sizeof(std::uint64_t) + sizeof(RecordHeader)) return {};
+  const std::string_view payload = value.substr(sizeof(std::uint64_t));
+  const auto header = numberIn<RecordHeader>(payload.data());
+  const bool isWhole = header.form() == RecordHeader::singleChunk && header.length() == payload.size();
+  if (!isWhole || header.headLength < sizeof header || header.headLength > payload.size()) return {};
+  if (blocksOf(payload.size() - header.headLength) == 0) return {};
+  const bool isRight = headChecksum(payload.substr(0, header.headLength), seedOf(key)) == header.headChecksum;
+  return isRight ? payload : std::string_view{};
+}
+
+bool hasRightBlocks(std::string_view key, std::string_view payload, std::string_view object) {
+  const auto header = numberIn<RecordHeader>(payload.data());
+  const std::string_view objects = payload.substr(header.headLength);
+  const auto begin = static_cast<std::size_t>(object.data() - objects.data());
+  for (std::size_t i = begin / blockSize; i * blockSize < begin + object.size(); ++i) {
+    const char* const sum = payload.data() + header.size() + i * sizeof(std::uint32_t);
+    if (blockChecksum(objects, i, seedOf(key)) != numberIn<std::uint32_t>(sum)) return false;
+  }
+  return true;
 }
 
 std::string_view verifiedPayload(std::string_view key, std::string_view value, std::uint64_t& checksum) {
@@ -237,20 +275,18 @@ const ObjectHeader* encodePage(const Page& page, ClassTable& classes, std::strin
 }
 
 void sealRecord(std::string_view key, std::uint64_t tailHash, std::string& record) {
-  const std::uint64_t seed = XXH3_64bits(key.data(), key.size());
+  const std::uint64_t seed = seedOf(key);
   RecordHeader header{};
   std::memcpy(&header, record.data(), sizeof header);
   const std::string_view objects = std::string_view(record).substr(header.headLength);
   char* sum = record.data() + header.size();
   for (std::size_t i = 0; i < blocksOf(objects.size()); ++i, sum += sizeof(std::uint32_t)) {
-    const std::string_view block = objects.substr(i * blockSize, blockSize);
-    const auto checksum = static_cast<std::uint32_t>(XXH3_64bits_withSeed(block.data(), block.size(), seed + 1 + i));
+    const std::uint32_t checksum = blockChecksum(objects, i, seed);
     std::memcpy(sum, &checksum, sizeof checksum);
   }
   if (header.form() == RecordHeader::severalChunks)
     std::memcpy(record.data() + sizeof header, &tailHash, sizeof tailHash);
-  const auto checksum = static_cast<std::uint32_t>(XXH3_64bits_withSeed(
-      record.data() + sizeof header.headChecksum, header.headLength - sizeof header.headChecksum, seed));
+  const std::uint32_t checksum = headChecksum(std::string_view(record).substr(0, header.headLength), seed);
   std::memcpy(record.data(), &checksum, sizeof checksum);
 }
 
@@ -270,37 +306,55 @@ std::vector<std::pair<std::uint16_t, std::uint64_t>> objectChecksums(const Page&
 
 std::size_t bytesInMemory(const PageContents& contents) {
   std::size_t bytes = 0;
-  for (const RecordedObject& object : contents.objects) bytes += sizeof(ObjectHeader) + aligned(object.sizeInMemory());
+  for (const RecordedObject& object : contents.objects) bytes += bytesInImage(object);
   return bytes;
 }
 
-void decodePage(const PageContents& contents, std::size_t slots, Page& page) {
-  Frame* const frame = page.frame;
-  std::memset(frame->image, 0, objectsBegin(slots));
-  frame->slotLimit = static_cast<std::uint32_t>(slots);
-  page.nextSlot = contents.nextSlot;
-  page.objects = static_cast<std::uint32_t>(contents.objects.size());
+void beginPage(std::uint16_t nextSlot, std::size_t slots, Page& page) {
+  std::memset(page.frame->image, 0, objectsBegin(slots));
+  page.frame->slotLimit = static_cast<std::uint32_t>(slots);
+  page.frame->regularSlots = 0;
+  page.nextSlot = nextSlot;
   page.used = objectsBegin(slots);
-  const auto index = static_cast<std::uint32_t>(frame - frameTable);
-  ClassLookup classOf;
+}
+
+namespace {
+
+// Lays the object out at an offset, and enters it in the slot table unless it cannot be opened.
+bool layOutAt(const RecordedObject& stored, std::uint16_t offset, ClassLookup& classOf, Page& page) {
+  const auto index = static_cast<std::uint32_t>(page.frame - frameTable);
+  char* const body = bodyAt(page.frame, offset);
+  *headerAt(page.frame, offset) = {stored.type, stored.size, index, stored.slot, roomFor(stored.sizeInMemory())};
+  stored.layOut(body);
+  const ClassInfo* const info = omitted(stored.type) != 0 ? classOf(stored.type & ~namedFlag) : nullptr;
+  const bool usable =
+      omitted(stored.type) == 0 || (info != nullptr && info->virtualTable != 0 && info->size == stored.size);
+  if (!usable) return false;
+  if (info != nullptr) std::memcpy(body, &info->virtualTable, sizeof info->virtualTable);
+  setSlot(page, stored.slot, offset);
+  return true;
+}
+
+std::uint16_t offsetBehind(std::size_t bytes) {
+  return static_cast<std::uint16_t>((bytes + sizeof(ObjectHeader)) / alignment);
+}
+
+}  // namespace
+
+bool decodeObject(const RecordedObject& object, std::size_t bytesBefore, ClassLookup& classOf, Page& page) {
+  return layOutAt(object, offsetBehind(objectsBegin(page.frame->slotLimit) + bytesBefore), classOf, page);
+}
+
+void decodePage(const PageContents& contents, std::size_t slots, ClassLookup& classOf, Page& page) {
+  beginPage(contents.nextSlot, slots, page);
+  page.objects = static_cast<std::uint32_t>(contents.objects.size());
+  page.recordBytes = 0;
   for (const RecordedObject& stored : contents.objects) {
-    const auto offset = static_cast<std::uint16_t>((page.used + sizeof(ObjectHeader)) / alignment);
-    char* const body = bodyAt(frame, offset);
-    const std::size_t size = stored.sizeInMemory();
-    *headerAt(frame, offset) = {stored.type, stored.size, index, stored.slot, roomFor(size)};
-    stored.layOut(body);
-    page.used += sizeof(ObjectHeader) + aligned(size);
+    const std::uint16_t offset = offsetBehind(page.used);
+    page.used += bytesInImage(stored);
     page.recordBytes += stored.bytes.size();
     page.holdsStorage |= isStorage(stored.type);
-    const ClassInfo* const info = omitted(stored.type) != 0 ? classOf(stored.type & ~namedFlag) : nullptr;
-    const bool usable =
-        omitted(stored.type) == 0 || (info != nullptr && info->virtualTable != 0 && info->size == stored.size);
-    if (!usable) {
-      page.foreign.push_back({stored.slot, offset, stored.layout});
-      continue;
-    }
-    if (info != nullptr) std::memcpy(body, &info->virtualTable, sizeof info->virtualTable);
-    setSlot(page, stored.slot, offset);
+    if (!layOutAt(stored, offset, classOf, page)) page.foreign.push_back({stored.slot, offset, stored.layout});
   }
 }
 

@@ -9,6 +9,7 @@
 #include "store/cache/ClassTable.h"
 #include "store/cache/Page.h"
 #include "store/cache/PageContents.h"
+#include "store/cache/TypeRegistry.h"
 
 // The form of a page image in the store (docs/format.md). It is packed, without gaps and without the first word of
 // objects. So no pointer is ever stored, and a page's contents alone decide its record.
@@ -54,6 +55,13 @@ constexpr std::size_t blocksOf(std::size_t objectBytes) {
   return has ? (objectBytes + blockSize - 1) / blockSize : 0;
 }
 
+// The payload of a value of which a part can be verified: a record of one chunk with checksums of blocks, whose head is
+// right. An empty view for others.
+std::string_view partlyVerified(std::string_view key, std::string_view value);
+
+// Whether the blocks of such a payload in which an object's bytes lie are right.
+bool hasRightBlocks(std::string_view key, std::string_view payload, std::string_view object);
+
 // The checksum of a chunk's payload under its key.
 std::uint64_t chunkChecksum(std::string_view key, std::string_view payload);
 
@@ -75,9 +83,20 @@ std::vector<std::pair<std::uint16_t, std::uint64_t>> objectChecksums(const Page&
 // Bytes that the objects take in memory, with their headers.
 std::size_t bytesInMemory(const PageContents& contents);
 
+// Makes an empty slot table of the given length in the page.
+void beginPage(std::uint16_t nextSlot, std::size_t slots, Page& page);
+
+// Lays out one object, for which the others before it take so many bytes in the image. False when it cannot be opened
+// in this process.
+bool decodeObject(const RecordedObject& object, std::size_t bytesBefore, ClassLookup& classOf, Page& page);
+// Bytes that an object takes in the image, with its header.
+inline std::size_t bytesInImage(const RecordedObject& object) {
+  return sizeof(ObjectHeader) + aligned(object.sizeInMemory());
+}
+
 // Lays the objects out in the page. The page's frame has room for them and for a slot table of the given length.
 // Objects that cannot be opened in this process are noted as foreign.
-void decodePage(const PageContents& contents, std::size_t slots, Page& page);
+void decodePage(const PageContents& contents, std::size_t slots, ClassLookup& classOf, Page& page);
 
 // Puts the objects into an image that had other content of the same objects, without moving any object. False when an
 // object has no place; the content of the image is then undefined.

@@ -36,8 +36,8 @@ std::string TypeRegistry::add(ClassInfo info, Owner owner) {
   const std::unique_lock<std::shared_mutex> lock(mutex_);
   std::string complaint = refusal(info, owner);
   if (complaint.empty()) {
-    const unsigned int number = info.number;
-    classes_.emplace(number, std::make_unique<ClassInfo>(std::move(info)));
+    if (find(info.number) == nullptr)
+      publish(classes_.emplace_back(std::make_unique<ClassInfo>(std::move(info))).get());
   } else if (!initialized_ && conflict_.empty()) {
     conflict_ = complaint;
   }
@@ -51,9 +51,9 @@ std::string TypeRegistry::refusal(const ClassInfo& info, Owner owner) const {
     return "class " + info.name + " has the number " + number + "; an application's classes have numbers from " +
            std::to_string(psHighestLibraryTypeN + 1) + " to " + std::to_string(psHighestTypeN);
   }
-  const auto found = classes_.find(info.number);
-  if (found == classes_.end()) return {};
-  const ClassInfo& known = *found->second;
+  const ClassInfo* const found = find(info.number);
+  if (found == nullptr) return {};
+  const ClassInfo& known = *found;
   if (known.name == info.name && known.size == info.size && known.base == info.base) return {};
   return "class number " + number + " is claimed by both " + known.name + " and " + info.name +
          "; give one of them another number";
@@ -61,24 +61,49 @@ std::string TypeRegistry::refusal(const ClassInfo& info, Owner owner) const {
 
 void TypeRegistry::adopt(unsigned int number, const psObj* prototype) {
   const std::unique_lock<std::shared_mutex> lock(mutex_);
-  const auto found = classes_.find(number);
-  if (found == classes_.end() || found->second->virtualTable != 0) return;
-  std::memcpy(&found->second->virtualTable, static_cast<const void*>(prototype), sizeof(std::uint64_t));
-  found->second->type = &typeid(*prototype);
+  ClassInfo* const info = tables_.empty() ? nullptr : tables_.back()->find(number);
+  if (info == nullptr || info->virtualTable != 0) return;
+  std::memcpy(&info->virtualTable, static_cast<const void*>(prototype), sizeof(std::uint64_t));
+  info->type = &typeid(*prototype);
 }
 
 void TypeRegistry::addArray(unsigned int number, std::uint32_t offset) {
   const std::unique_lock<std::shared_mutex> lock(mutex_);
-  const auto found = classes_.find(number);
-  if (found == classes_.end()) return;
-  std::vector<std::uint32_t>& offsets = found->second->arrayOffsets;
+  ClassInfo* const info = tables_.empty() ? nullptr : tables_.back()->find(number);
+  if (info == nullptr) return;
+  std::vector<std::uint32_t>& offsets = info->arrayOffsets;
   if (std::find(offsets.begin(), offsets.end(), offset) == offsets.end()) offsets.push_back(offset);
 }
 
 const ClassInfo* TypeRegistry::find(unsigned int number) const {
-  const std::shared_lock<std::shared_mutex> lock(mutex_);
-  const auto found = classes_.find(number);
-  return found == classes_.end() ? nullptr : found->second.get();
+  const Table* const table = table_.load(std::memory_order_acquire);
+  return table != nullptr ? table->find(number) : nullptr;
+}
+
+std::size_t TypeRegistry::Table::slotOf(unsigned int number) const {
+  std::size_t slot = number & (slots_.size() - 1);
+  for (;; slot = (slot + 1) & (slots_.size() - 1)) {
+    const ClassInfo* const info = slots_[slot].load(std::memory_order_acquire);
+    if (info == nullptr || info->number == number) return slot;
+  }
+}
+
+ClassInfo* TypeRegistry::Table::find(unsigned int number) const {
+  return slots_[slotOf(number)].load(std::memory_order_acquire);
+}
+
+void TypeRegistry::Table::add(ClassInfo* info) {
+  slots_[slotOf(info->number)].store(info, std::memory_order_release);
+  ++count_;
+}
+
+// Lets find see a class. The lock is held.
+void TypeRegistry::publish(ClassInfo* info) {
+  constexpr std::size_t firstSize = 256;
+  if (!tables_.empty() && !tables_.back()->isHalfFull()) return tables_.back()->add(info);
+  auto larger = std::make_unique<Table>(tables_.empty() ? firstSize : 2 * tables_.back()->size());
+  for (const std::unique_ptr<ClassInfo>& known : classes_) larger->add(known.get());
+  table_.store(tables_.emplace_back(std::move(larger)).get(), std::memory_order_release);
 }
 
 bool TypeRegistry::isKindOf(unsigned int number, unsigned int base) const {

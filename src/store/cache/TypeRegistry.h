@@ -1,5 +1,6 @@
 #pragma once
 
+#include <atomic>
 #include <cstdint>
 #include <cstring>
 #include <memory>
@@ -7,7 +8,6 @@
 #include <shared_mutex>
 #include <string>
 #include <typeinfo>
-#include <unordered_map>
 #include <vector>
 
 #include "store/base/ClassNumbers.h"
@@ -68,11 +68,32 @@ class TypeRegistry {
   std::string conflict() const;
 
  private:
+  // A hash table with open addressing that is read without a lock: look-ups in collections ask for classes all the
+  // time.
+  class Table {
+   public:
+    explicit Table(std::size_t size) : slots_(size) {}
+    ClassInfo* find(unsigned int number) const;
+    // There must be room for one more.
+    void add(ClassInfo* info);
+    bool isHalfFull() const { return 2 * count_ >= slots_.size(); }
+    std::size_t size() const { return slots_.size(); }
+
+   private:
+    std::size_t slotOf(unsigned int number) const;
+
+    std::vector<std::atomic<ClassInfo*>> slots_;  // as many as a power of 2
+    std::size_t count_ = 0;
+  };
+
   std::string refusal(const ClassInfo& info, Owner owner) const;
+  void publish(ClassInfo* info);
 
   std::mutex initializing_;
-  mutable std::shared_mutex mutex_;  // guards the rest
-  std::unordered_map<unsigned int, std::unique_ptr<ClassInfo>> classes_;
+  mutable std::shared_mutex mutex_;  // guards the rest, but for what table_ points to
+  std::vector<std::unique_ptr<ClassInfo>> classes_;
+  std::atomic<const Table*> table_{nullptr};
+  std::vector<std::unique_ptr<Table>> tables_;  // the last one is in use; others may still be read
   std::vector<void (*)()> waiting_;
   bool initialized_ = false;
   std::string conflict_;

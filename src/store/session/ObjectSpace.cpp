@@ -50,6 +50,13 @@ PageCache::Fetch ObjectSpace::fetch(const psId& id, Page*& page) {
   return found;
 }
 
+// The same for who needs the object alone.
+PageCache::Fetch ObjectSpace::fetchObject(const psId& id, Page*& page) {
+  const PageCache::Fetch found = session_.cache().fetchObject(id, page);
+  if (found == PageCache::Fetch::unreadable) session_.refuse(session_.cache().error());
+  return found;
+}
+
 psObj* ObjectSpace::open(const psId& id, psMode mode) {
   if (id.isNull()) return nullptr;
   if (!session_.isReadyFor("an open")) return session_.endRefused();
@@ -76,7 +83,7 @@ psObj* ObjectSpace::openEntry(const psId& id, psMode mode) {
 
 psObj* ObjectSpace::openInPage(const psId& id, psMode mode) {
   Page* page = nullptr;
-  const PageCache::Fetch found = fetch(id, page);
+  const PageCache::Fetch found = fetchObject(id, page);
   if (found == PageCache::Fetch::unreadable) return nullptr;
   if (found == PageCache::Fetch::absent) return session_.reportAbsent(id);
   char* const object = liveObject(page->frame, id.get_slot());
@@ -95,7 +102,7 @@ bool ObjectSpace::exists(const psId& id) {
   CatalogEntry* entry = nullptr;
   if (id.get_page() == 0) return session_.catalog().find(id, entry) != Engine::Lookup::absent;
   Page* page = nullptr;
-  const PageCache::Fetch found = session_.cache().fetch(id, page);
+  const PageCache::Fetch found = session_.cache().fetchObject(id, page);
   if (found != PageCache::Fetch::present) return found == PageCache::Fetch::unreadable;
   return headerInSlot(*page, id.get_slot()) != nullptr;
 }
@@ -107,7 +114,7 @@ std::uint32_t ObjectSpace::typeOf(const psId& id) {
     return found != nullptr ? found->header.type : 0;
   }
   Page* page = nullptr;
-  if (fetch(id, page) != PageCache::Fetch::present) return 0;
+  if (fetchObject(id, page) != PageCache::Fetch::present) return 0;
   const ObjectHeader* const header = headerInSlot(*page, id.get_slot());
   return header != nullptr ? header->type & ~namedFlag : 0;
 }
@@ -115,7 +122,7 @@ std::uint32_t ObjectSpace::typeOf(const psId& id) {
 void* ObjectSpace::storage(const psId& id) {
   if (!session_.isReadyFor("reading an array")) return session_.endRefused();
   Page* page = nullptr;
-  const PageCache::Fetch found = fetch(id, page);
+  const PageCache::Fetch found = fetchObject(id, page);
   if (found == PageCache::Fetch::unreadable) return nullptr;
   char* const storage = found == PageCache::Fetch::present ? liveObject(page->frame, id.get_slot()) : nullptr;
   if (storage != nullptr) return storage;
@@ -148,6 +155,10 @@ psId ObjectSpace::next(const psId& container, const psId& after, unsigned int ty
 bool ObjectSpace::changePageOf(const void* address) {
   Frame* const frame = frameOfAddress(address);
   if (session_.mode() != pscUpdate || !session_.isCurrent(*frame)) return false;
+  if (session_.cache().complete(*frame->page) != PageCache::Fetch::present) {
+    session_.refuse(session_.cache().error());
+    return false;
+  }
   session_.cache().change(*frame->page);
   return true;
 }

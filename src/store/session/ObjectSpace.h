@@ -56,6 +56,7 @@ class ObjectSpace {
 
  private:
   PageCache::Fetch fetch(const psId& id, Page*& page);
+  PageCache::Fetch fetchObject(const psId& id, Page*& page);
   psObj* openEntry(const psId& id, psMode mode);
   psObj* openInPage(const psId& id, psMode mode);
 
