@@ -52,6 +52,8 @@ class Contestant {
 
   // Of how many keys the object was found; if objects are there before, the element or value.
   virtual std::size_t countHits(const Keys& keys) = 0;
+  // The same in whatever way is fastest where all keys are known.
+  virtual std::size_t countHitsAtOnce(const Keys& keys) { return countHits(keys); }
   // How many elements, or values, a walk meets, in ascending order of keys if the collection has one.
   virtual std::size_t walk() = 0;
   // The same with every object read, or every key with its value if objects are there before: the sum of the numbers at

@@ -155,6 +155,26 @@ std::size_t Ours<Collection>::countHits(const Keys& keys) {
 }
 
 template <class Collection>
+std::size_t Ours<Collection>::countHitsAtOnce(const Keys& keys) {
+  if constexpr (isHash<Collection>) {
+    return read([&](const Collection& collection) {
+      std::vector<pstRef<psObj>> found(keys.size());
+      const int n = static_cast<int>(keys.size());
+      if (!ownsObjects()) {
+        std::vector<pstRef<psObj>> elements;
+        for (const std::uint64_t key : keys) elements.emplace_back(objectOf(key));
+        return static_cast<std::size_t>(collection.getMany(elements.data(), found.data(), n));
+      }
+      std::vector<const void*> rawKeys;
+      for (const std::uint64_t& key : keys) rawKeys.push_back(&key);
+      return static_cast<std::size_t>(collection.getMany(rawKeys.data(), found.data(), n));
+    });
+  } else {
+    return countHits(keys);
+  }
+}
+
+template <class Collection>
 std::size_t Ours<Collection>::walk() {
   return read([](const Collection& collection) {
     std::unique_ptr<psCollectionIterator> it;

@@ -22,6 +22,7 @@ class Ours : public Contestant {
   void addAtOnce(const Keys& keys) override;
   void drop() override;
   std::size_t countHits(const Keys& keys) override;
+  std::size_t countHitsAtOnce(const Keys& keys) override;
   std::size_t walk() override;
   std::uint64_t walkReading() override;
   DiskBytes bytesOnDisk() const override;

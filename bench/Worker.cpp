@@ -82,6 +82,7 @@ const std::vector<Worker::Workload>& Worker::workloads() {
       // Before there are many keys in memory.
       {"peak", "Peak resident memory", "bytes", true, Repeat::once, In::anyProcess, &Worker::peakBytes},
       {"hit", "Hit", "ns", true, Repeat::rounds, In::anyProcess, &Worker::hit},
+      {"hit-many", "Hit, all keys at once", "ns", true, Repeat::rounds, In::anyProcess, &Worker::hitAtOnce},
       {"miss", "Miss", "ns", false, Repeat::rounds, In::anyProcess, &Worker::miss},
       {"cold", "Cold start: open and 1,000 hits", "µs", true, Repeat::rounds, In::newProcess, &Worker::startCold},
       {"beyond", "Hit, cache of a tenth", "ns", true, Repeat::once, In::newProcessWithSmallCache,
@@ -131,14 +132,19 @@ double Worker::load(Loading loading) {
   return time / static_cast<double>(setup_.count);
 }
 
-double Worker::hit() { return lookUp(probesPerRound, true); }
+double Worker::hit() { return lookUp(probesPerRound, Finding::present); }
 
-double Worker::miss() { return lookUp(probesPerRound, false); }
+double Worker::hitAtOnce() { return lookUp(probesPerRound, Finding::presentAtOnce); }
 
-double Worker::lookUp(std::size_t count, bool arePresent) {
+double Worker::miss() { return lookUp(probesPerRound, Finding::missing); }
+
+double Worker::lookUp(std::size_t count, Finding finding) {
+  const bool arePresent = finding != Finding::missing;
   const Keys keys = nextKeys(count, arePresent);
   std::size_t hits = 0;
-  const double time = nanosecondsOf([&] { hits = contestant_->countHits(keys); });
+  const double time = nanosecondsOf([&] {
+    hits = finding == Finding::presentAtOnce ? contestant_->countHitsAtOnce(keys) : contestant_->countHits(keys);
+  });
   if (hits != (arePresent ? count : 0)) {
     throw std::runtime_error(setup_.contestant + " finds " + std::to_string(hits) + " of " + std::to_string(count) +
                              (arePresent ? " keys that are there" : " keys that are missing"));
@@ -175,15 +181,15 @@ double Worker::startCold() {
 // The first hits fill the cache.
 double Worker::hitBeyondCache() {
   open();
-  lookUp(slowProbes, true);
-  return lookUp(slowProbes, true);
+  lookUp(slowProbes, Finding::present);
+  return lookUp(slowProbes, Finding::present);
 }
 
 double Worker::hitOnDisk() {
   dropFromSystemCache(setup_.folder);
   open();
-  lookUp(coldProbes, true);
-  return lookUp(coldProbes, true);
+  lookUp(coldProbes, Finding::present);
+  return lookUp(coldProbes, Finding::present);
 }
 
 double Worker::commitSingly(double quantile) {

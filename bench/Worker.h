@@ -44,8 +44,10 @@ class Worker {
   double loadAtRandom() { return load(Loading::random); }
   double load(Loading loading);
   double hit();
+  double hitAtOnce();
   double miss();
-  double lookUp(std::size_t count, bool arePresent);
+  enum class Finding { present, missing, presentAtOnce };
+  double lookUp(std::size_t count, Finding finding);
   double walk();
   double walkReading();
   double startCold();

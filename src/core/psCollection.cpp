@@ -1,11 +1,12 @@
 #include "core/psCollection.h"
 
+#include <algorithm>
 #include <memory>
 
-#include "core/KeyWalk.h"
+#include "core/LookAhead.h"
 
 using ps::detail::RefusalWatch;
-using ps::detail::visitKeys;
+using ps::detail::visitKeysOf;
 
 namespace {
 
@@ -13,11 +14,11 @@ const pstProcessInitTermClass processInitTerm;
 
 using IteratorOwner = std::unique_ptr<psCollectionIterator>;
 
-// Calls change(element) for the elements of a collection; whether any call changed something.
+// Calls change(element) for the elements of another collection; whether any call changed something.
 template <class Change>
-bool changeByAll(pstHandle<psCollection>& other, Change change) {
+bool changeByAll(const psCollection& collection, pstHandle<psCollection>& other, Change change) {
   bool changed = false;
-  visitKeys(other, [&](const pstHandle<psObj>& element) {
+  visitKeysOf(other, collection, [&](const pstHandle<psObj>& element) {
     changed |= change(element);
     return true;
   });
@@ -40,7 +41,7 @@ bool psCollection::equal(const pstHandle<psObj>& a, const pstHandle<psObj>& b) c
 
 bool psCollection::addAll(pstHandle<psCollection>& other) {
   if (psThis(pscNoOpen) == other) return false;
-  return changeByAll(other, [&](const pstHandle<psObj>& element) { return add(element); });
+  return changeByAll(*this, other, [&](const pstHandle<psObj>& element) { return add(element); });
 }
 
 void psCollection::clear() {
@@ -52,7 +53,18 @@ void psCollection::clear() {
 }
 
 bool psCollection::containsAll(pstHandle<psCollection>& other) const {
-  return visitKeys(other, [&](const pstHandle<psObj>& element) { return contains(element); });
+  return visitKeysOf(other, *this, [&](const pstHandle<psObj>& element) { return contains(element); });
+}
+
+int psCollection::getMany(const void* const* keys, pstRef<psObj>* found, int n) const {
+  constexpr int most = ps::detail::LookAhead::most;
+  int hits = 0;
+  for (int i = 0; i < n; ++i) {
+    if (i % most == 0) ps::detail::LookAhead::announce(*this, keys + i, std::min(n - i, most));
+    found[i] = get(keys[i]);
+    hits += found[i].isNull() ? 0 : 1;
+  }
+  return hits;
 }
 
 bool psCollection::contains(const void* key) const { return !get(key).isNull(); }
@@ -69,7 +81,7 @@ bool psCollection::removeAll(pstHandle<psCollection>& other) {
     const int after = size();
     return after >= 0 && after < before;
   }
-  return changeByAll(other, [&](const pstHandle<psObj>& element) { return remove(element); });
+  return changeByAll(*this, other, [&](const pstHandle<psObj>& element) { return remove(element); });
 }
 
 void psCollection::removeAllDeleted() {

@@ -74,6 +74,10 @@ class PS_API psCollection : public psObj {
 
   virtual psCollectionIterator* valueIterator() const;
 
+  // Looks up n raw keys: found[i] becomes what get(keys[i]) gives. Returns how many are not null. In a hash table the
+  // look-ups wait for memory together, which takes about half the time.
+  int getMany(const void* const* keys, pstRef<psObj>* found, int n) const;
+
   // An object is never a raw key.
   bool contains(const psObj* element) const { return contains(pstHandle<psObj>(element)); }
   pstRef<psObj> get(const psObj* element) const = delete;

@@ -1,10 +1,12 @@
 #include "hash/psHashSet.h"
 
 #include <algorithm>
+#include <array>
 #include <cstdio>
 #include <utility>
 
 #include "core/Containers.h"
+#include "core/LookAhead.h"
 #include "hash/HashGrowth.h"
 #include "hash/HashTable.h"
 #include "hash/psHashIterator.h"
@@ -18,6 +20,7 @@ using ps::detail::HashAccess;
 using ps::detail::HashPosition;
 using ps::detail::JavaProbe;
 using ps::detail::KeyProbe;
+using ps::detail::LookAhead;
 using ps::detail::RawProbe;
 using ps::detail::SlotView;
 
@@ -84,6 +87,22 @@ pstRef<psObj> psHashSet::get(const void* key) const {
 pstRef<psObj> psHashSet::get(const pstHandle<psObj>& element) const {
   if (ps::detail::holdsEntries(*this)) return static_cast<const psHashMap&>(*this).get(element);
   return ps::detail::storedFor(*this, HandleProbe(element, *this));
+}
+
+int psHashSet::getMany(const pstRef<psObj>* elements, pstRef<psObj>* found, int n) const {
+  std::array<pstHandle<psObj>, LookAhead::most> keys;
+  int hits = 0;
+  for (int begin = 0; begin < n; begin += LookAhead::most) {
+    const int count = std::min(n - begin, LookAhead::most);
+    std::copy_n(elements + begin, count, keys.begin());
+    LookAhead::announce(*this, keys.data(), count);
+    for (int i = 0; i < count; ++i) {
+      pstRef<psObj>& result = found[begin + i];
+      result = get(keys[static_cast<std::size_t>(i)]);
+      hits += result.isNull() ? 0 : 1;
+    }
+  }
+  return hits;
 }
 
 pstRef<psObj> psHashSet::get(unsigned int hash, psCompareFunction compare) const {

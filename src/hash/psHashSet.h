@@ -80,6 +80,9 @@ class PS_API psHashSet : public psCollection {
   // An object is never a raw key. In a map, returns the value.
   pstRef<psObj> get(const pstHandle<psObj>& element) const;
   pstRef<psObj> get(const psObj* element) const { return get(pstHandle<psObj>(element)); }
+  // The same for n elements: found[i] becomes what get gives for the i-th. Returns how many are not null.
+  int getMany(const pstRef<psObj>* elements, pstRef<psObj>* found, int n) const;
+  using psCollection::getMany;
 
   psCollectionIterator* iterator() const override;
   bool isEmpty() const override;

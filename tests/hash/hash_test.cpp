@@ -234,6 +234,40 @@ TEST(HashSet, DividesByTenBitsHoweverFewTheElements) {
   EXPECT_EQ(statisticsIn(*world.set).depth, 10);
 }
 
+// More keys than are announced at a time; some are missing, one is null, chains are of all lengths. First nothing is in
+// memory.
+TEST(HashSet, LooksUpManyAsIfOneByOne) {
+  for (const Kind kind : {Kind::set, Kind::map}) {
+    for (const Hashing hashing : {Hashing::identifier, Hashing::content, Hashing::fewValues}) {
+      HashWorld world(TempStore::Place::file, Flavour::handle, hashing, 5, kind);
+      std::vector<ItemKey> items;
+      for (int i = 0; i < 180; ++i) {
+        items.push_back(world.newItem(i));
+        if (i % 6 == 5) continue;
+        ASSERT_TRUE(world.insert(items.back(), kind == Kind::map ? world.newValue(i) : psId()));
+      }
+      ASSERT_EQ(world.store->commit(), 1);
+      world.store.whileClosed([](const std::string&) {});
+      ASSERT_EQ(world.store->begin(pscRead), 1);
+      world.find();
+      std::vector<pstRef<psObj>> keys(1);
+      std::vector<const void*> rawKeys;
+      for (const ItemKey& item : items) {
+        keys.emplace_back(pstHandle<psObj>(item.id));
+        rawKeys.push_back(&item.number);
+      }
+      for (int round = 0; round < 2; ++round) {
+        std::vector<pstRef<psObj>> found(keys.size());
+        EXPECT_EQ(world.set->getMany(keys.data(), found.data(), static_cast<int>(keys.size())), 150);
+        for (std::size_t i = 0; i < keys.size(); ++i) ASSERT_EQ(found[i], world.set->get(pstHandle<psObj>(keys[i])));
+        if (hashing == Hashing::identifier) continue;
+        EXPECT_EQ(world.set->getMany(rawKeys.data(), found.data(), static_cast<int>(rawKeys.size())), 150);
+        for (std::size_t i = 0; i < rawKeys.size(); ++i) ASSERT_EQ(found[i], world.set->get(rawKeys[i]));
+      }
+    }
+  }
+}
+
 // A walk that removes what it meets does not go back over what it has emptied.
 TEST(HashIterator, OpensAFewObjectsForEachThatItRemoves) {
   HashWorld world(memory, Flavour::handle, Hashing::content, 5, Kind::set);

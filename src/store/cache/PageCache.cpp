@@ -234,9 +234,8 @@ PageCache::Fetch PageCache::failAsDamaged(std::string text) {
   return Fetch::unreadable;
 }
 
-// Reads a value and returns its payload. While values come from the disk, the engine is
-// told before they are read; otherwise not, since for one in the system's cache that is a fifth of the whole cost of a
-// load.
+// Reads a value and returns its payload. While values come from the disk, the engine is told before they are read;
+// otherwise not, since for one in the system's cache that is a fifth of the whole cost of a load.
 template <class Read>
 std::string_view PageCache::noticingDisk(std::string_view value, Read read) {
   using Clock = std::chrono::steady_clock;
@@ -362,7 +361,7 @@ PageCache::Fetch PageCache::layOut(Page& page, std::uint16_t slot) {
   const bool isRight = hasRightBlocks(StoreKey::chunk(id, 0), part_, object.bytes);
   if (!isRight || !decodeObject(object, bytesBefore, classOf_, page)) return complete(page);
   if (page.opened < few) ++page.opened;
-  link(page);
+  if (slot <= 2) link(page);
   return Fetch::present;
 }
 
