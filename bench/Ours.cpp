@@ -1,5 +1,6 @@
 #include "Ours.h"
 
+#include <algorithm>
 #include <fstream>
 #include <memory>
 #include <stdexcept>
@@ -157,17 +158,23 @@ std::size_t Ours<Collection>::countHits(const Keys& keys) {
 template <class Collection>
 std::size_t Ours<Collection>::countHitsAtOnce(const Keys& keys) {
   if constexpr (isHash<Collection>) {
+    constexpr std::size_t atOnce = 1000;
     return read([&](const Collection& collection) {
-      std::vector<pstRef<psObj>> found(keys.size());
-      const int n = static_cast<int>(keys.size());
-      if (!ownsObjects()) {
-        std::vector<pstRef<psObj>> elements;
-        for (const std::uint64_t key : keys) elements.emplace_back(objectOf(key));
-        return static_cast<std::size_t>(collection.getMany(elements.data(), found.data(), n));
+      std::vector<pstRef<psObj>> found(atOnce);
+      std::vector<pstRef<psObj>> elements(atOnce);
+      std::vector<const void*> rawKeys(atOnce);
+      std::size_t hits = 0;
+      for (std::size_t begin = 0; begin < keys.size(); begin += atOnce) {
+        const std::size_t count = std::min(atOnce, keys.size() - begin);
+        const int n = static_cast<int>(count);
+        for (std::size_t i = 0; i < count; ++i) {
+          rawKeys[i] = &keys[begin + i];
+          elements[i] = objectOf(keys[begin + i]);
+        }
+        hits += static_cast<std::size_t>(ownsObjects() ? collection.getMany(rawKeys.data(), found.data(), n)
+                                                       : collection.getMany(elements.data(), found.data(), n));
       }
-      std::vector<const void*> rawKeys;
-      for (const std::uint64_t& key : keys) rawKeys.push_back(&key);
-      return static_cast<std::size_t>(collection.getMany(rawKeys.data(), found.data(), n));
+      return hits;
     });
   } else {
     return countHits(keys);

@@ -1,6 +1,9 @@
+#include "hash/HashAhead.h"
+
 #include <array>
 #include <cstring>
 
+#include "core/KeyProbe.h"
 #include "core/LookAhead.h"
 #include "hash/HashAccess.h"
 #include "hash/HashPosition.h"
@@ -15,30 +18,34 @@ using Hashes = std::array<std::uint32_t, LookAhead::most>;
 
 void prefetchLink(const psId& id) { __builtin_prefetch(&linkOf(*currentSession, id)); }
 
-// The elements of an array in the store, and their number.
+// The references in an array's storage, and their number.
 struct Elements {
-  const pstRef<psObj>* first = nullptr;
-  std::size_t count = 0;
+  explicit Elements(const char* storage)
+      : first(reinterpret_cast<const pstRef<psObj>*>(storage)),
+        count(storage != nullptr ? headerOf(storage)->size / sizeof(psId) : 0) {}
+
+  const pstRef<psObj>* first;
+  std::size_t count;
 };
 
+// The storage of an array in the store; null when it is not in memory.
 template <class T>
-Elements residentElements(const pstVArray<T>& array) {
+const char* residentStorageOf(const pstVArray<T>& array) {
+  if (!isInArena(&array)) return nullptr;
   psId id;
   static_assert(sizeof id == sizeof array);
   std::memcpy(static_cast<void*>(&id), static_cast<const void*>(&array), sizeof id);
   Frame* frame = nullptr;
-  const char* const storage = residentObject(*currentSession, id, frame);
-  if (storage == nullptr) return {};
-  return {reinterpret_cast<const pstRef<psObj>*>(storage), headerOf(storage)->size / sizeof(psId)};
+  return residentObject(*currentSession, id, frame);
 }
 
-// Those of an object of the class Part.
+// That of an object of the class Part.
 template <class Part>
-Elements elementsOf(const psId& id) {
+const char* storageOf(const psId& id) {
   Frame* frame = nullptr;
   const char* const object = residentObject(*currentSession, id, frame);
-  if (object == nullptr || (headerOf(object)->type & ~namedFlag) != Part::pstTypeN) return {};
-  return residentElements(HashAccess::entries(*reinterpret_cast<const Part*>(object)));
+  if (object == nullptr || (headerOf(object)->type & ~namedFlag) != Part::pstTypeN) return nullptr;
+  return residentStorageOf(HashAccess::entries(*reinterpret_cast<const Part*>(object)));
 }
 
 // The look-ups of one batch.
@@ -49,15 +56,14 @@ class Batch {
   void prefetch() {
     prefetchBuckets();
     each([&](std::size_t i) { readSlot(i); });
-    each(
-        [&](std::size_t i) { isChain(i) ? prefetchWithStorage(found_[i], 0, chainAhead) : prefetchObject(found_[i]); });
+    each([&](std::size_t i) { isChain(i) ? prefetchResident(found_[i]) : prefetchObject(found_[i]); });
+    each([&](std::size_t i) { readChain(i); });
     each([&](std::size_t i) { forChain(i, [](const psId& id) { prefetchLink(id); }); });
     each([&](std::size_t i) { forChain(i, [](const psId& id) { prefetchObject(id); }); });
   }
 
  private:
   static constexpr std::size_t longChain = 4;
-  static constexpr std::size_t chainAhead = longChain * sizeof(psId);
 
   template <class Use>
   void each(Use use) {
@@ -69,7 +75,7 @@ class Batch {
   }
 
   void prefetchBuckets() {
-    const Elements directory = residentElements(HashAccess::directory(table_));
+    const Elements directory(residentStorageOf(HashAccess::directory(table_)));
     const auto indexOf = [&](std::size_t i) { return static_cast<std::size_t>(directoryIndexOf(table_, hashes_[i])); };
     each([&](std::size_t i) {
       if (indexOf(i) < directory.count) __builtin_prefetch(&directory.first[indexOf(i)]);
@@ -82,7 +88,7 @@ class Batch {
   }
 
   void readSlot(std::size_t i) {
-    const Elements slots = elementsOf<psHashBucket>(buckets_[i]);
+    const Elements slots(storageOf<psHashBucket>(buckets_[i]));
     if (slotOf(i) < slots.count) found_[i] = slots.first[slotOf(i)].oid();
     prefetchLink(found_[i]);
   }
@@ -92,10 +98,18 @@ class Batch {
     return found_[i].get_OC() == buckets_[i].get_OC() && found_[i].get_DB() == buckets_[i].get_DB();
   }
 
+  // Only where the elements are: how many there are would have to be waited for.
+  void readChain(std::size_t i) {
+    if (!isChain(i)) return;
+    chains_[i] = storageOf<psHashChain>(found_[i]);
+    if (chains_[i] == nullptr) return;
+    prefetchAddress(reinterpret_cast<std::uintptr_t>(headerOf(chains_[i])));
+    prefetchAddress(reinterpret_cast<std::uintptr_t>(chains_[i]));
+  }
+
   template <class Use>
   void forChain(std::size_t i, Use use) {
-    if (!isChain(i)) return;
-    const Elements chain = elementsOf<psHashChain>(found_[i]);
+    const Elements chain(chains_[i]);
     for (std::size_t k = 0; k < chain.count && k < longChain; ++k) use(chain.first[k].oid());
   }
 
@@ -104,37 +118,38 @@ class Batch {
   int n_;
   std::array<psId, LookAhead::most> buckets_;
   std::array<psId, LookAhead::most> found_;
+  std::array<const char*, LookAhead::most> chains_{};
 };
 
-void announceObjects(const psCollection& collection, const pstHandle<psObj>* keys, int n) {
+}  // namespace
+
+void prefetchForObjects(const psCollection& collection, const pstHandle<psObj>* keys, int n) {
   const auto& table = static_cast<const psHashSet&>(collection);
   Hashes hashes;
   int known = 0;
   for (int i = 0; i < n; ++i) prefetchLink(keys[i].oid());
   for (int i = 0; i < n; ++i) prefetchObject(keys[i].oid());
-  const pstRef<psCompare> comparator = table.comparator();
+  OpenComparator comparator(table.comparator());
+  if (!comparator.isNull() && !comparator.open()) return;
   for (int i = 0; i < n; ++i) {
     // To hash others would load them.
-    if (!comparator.isNull() && residentType(keys[i].oid()) == 0) continue;
-    HandleProbe probe(keys[i], {comparator});
-    if (!probe.failed()) hashes[static_cast<std::size_t>(known++)] = probe.hash();
+    if (keys[i].isNull() || (!comparator.isNull() && residentType(keys[i].oid()) == 0)) continue;
+    const int hash = comparator.isNull() ? psCompare::hashPsId(keys[i]) : comparator->hash(keys[i]);
+    hashes[static_cast<std::size_t>(known++)] = static_cast<std::uint32_t>(hash);
   }
   Batch(table, hashes, known).prefetch();
 }
 
-void announceRawKeys(const psCollection& collection, const void* const* keys, int n) {
+void prefetchForRawKeys(const psCollection& collection, const void* const* keys, int n) {
   const auto& table = static_cast<const psHashSet&>(collection);
   Hashes hashes;
-  int known = 0;
+  OpenComparator comparator(table.comparator());
+  if (comparator.isNull() || !comparator.open()) return;
   for (int i = 0; i < n; ++i) {
-    RawProbe probe(keys[i], {table.comparator()});
-    if (!probe.failed()) hashes[static_cast<std::size_t>(known++)] = probe.hash();
+    const void* key = keys[i];
+    hashes[static_cast<std::size_t>(i)] = static_cast<std::uint32_t>(comparator->hash(key));
   }
-  Batch(table, hashes, known).prefetch();
+  Batch(table, hashes, n).prefetch();
 }
-
-const LookAhead ahead(psHashSet::pstTypeN, announceObjects, announceRawKeys);
-
-}  // namespace
 
 }  // namespace ps::detail

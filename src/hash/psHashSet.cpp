@@ -7,6 +7,7 @@
 
 #include "core/Containers.h"
 #include "core/LookAhead.h"
+#include "hash/HashAhead.h"
 #include "hash/HashGrowth.h"
 #include "hash/HashTable.h"
 #include "hash/psHashIterator.h"
@@ -27,6 +28,8 @@ using ps::detail::SlotView;
 namespace {
 
 const pstProcessInitTermClass processInitTerm;
+
+const LookAhead lookAhead(psHashSet::pstTypeN, ps::detail::prefetchForObjects, ps::detail::prefetchForRawKeys);
 
 bool isIn(const psHashSet& set, KeyProbe&& probe) {
   const std::optional<HashPosition> position = ps::detail::locate(set, probe);
