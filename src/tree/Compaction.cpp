@@ -13,8 +13,17 @@ namespace ps::detail {
 
 namespace {
 
-// Moves as many entries as there is room for from a node to its left neighbour, all at once or not at all. When none is
-// left the node goes. False, with nothing changed, when something could not be opened.
+// Plans what changes above a node that gives up its first n entries. When none is left the node goes.
+bool planLoss(const pstHandle<psBTree>& node, NodeEdit& entries, int n, NodeRemoval& removal, CountChange& counts) {
+  const psId name = entries.isLeaf() ? node.oid() : entries[0].oid();
+  if (n == entries.count()) return removal.planRemoval(node, name);
+  if (!counts.planFewer(*node, name, entries.elementsIn(0, n))) return false;
+  if (entries.isLeaf()) return entries.openMark() && removal.planSeparator(*node, entries.abbreviationAt(n));
+  return removal.planLow(*node, name, entries[n], entries.abbreviationAt(n));
+}
+
+// Moves as many entries as there is room for from a node to its left neighbour, all at once or not at all. False, with
+// nothing changed, when something could not be opened.
 bool fill(const pstHandle<psBTree>& left, const pstHandle<psBTree>& right) {
   NodeEdit to(*left);
   NodeEdit from(*right);
@@ -22,21 +31,11 @@ bool fill(const pstHandle<psBTree>& left, const pstHandle<psBTree>& right) {
   const int n = std::min(to.capacity() - to.count(), from.count());
   OpenChildren children;
   if (!children.open(*right, from, 0, n)) return false;
-
   NodeRemoval ancestors;
   CountChange counts;
-  const psId name = from.isLeaf() ? right.oid() : from[0].oid();
-  const ElementCount moved = from.elementsIn(0, n);
-  if (!counts.planMore(*left, to.isLeaf() ? left.oid() : to[0].oid(), moved)) return false;
-  if (n == from.count()) {
-    if (!ancestors.planRemoval(right, name)) return false;
-  } else if (!counts.planFewer(*right, name, moved)) {
+  const psId leftName = to.isLeaf() ? left.oid() : to[0].oid();
+  if (!counts.planMore(*left, leftName, from.elementsIn(0, n)) || !planLoss(right, from, n, ancestors, counts))
     return false;
-  } else if (from.isLeaf()) {
-    if (!from.openMark() || !ancestors.planSeparator(*right, from.abbreviationAt(n))) return false;
-  } else if (!ancestors.planLow(*right, name, from[n], from.abbreviationAt(n))) {
-    return false;
-  }
 
   counts.carryOut();
   to.append(from, 0, n);
