@@ -26,8 +26,8 @@
 //
 // Cost: at 200 entries to a node, 1,000,000 elements make 3 levels. On each level a search opens an array and about 8
 // leaves, and compares about 8 times; a comparator opens what it compares. add and remove also open the arrays on the
-// way for update, and sometimes a few more objects to split or remove a node. Where the comparator abbreviates, a search
-// opens and compares little more than what it finds, and hardly anything for a key that is missing. get(int) and
+// way for update, and sometimes a few more objects to split or remove a node. Where the comparator abbreviates, a
+// search opens and compares little more than what it finds, and hardly anything for a key that is missing. get(int) and
 // indexOf cost a descent or two, and size one array.
 //
 // Look-ups come in 4 key flavours (see psCompare), which otherwise do the same.
