@@ -70,7 +70,11 @@ bool TreeAppender::appendLeaf(const pstRef<psObj>& element, const pstRef<psObj>&
 }
 
 bool TreeAppender::appendInOrder(KeyProbe& probe, const pstRef<psObj>& element, const pstRef<psObj>& value) {
-  if (probe.failed() || element.isNull() || !expectsAscent(*root_) || !open()) return false;
+  if (probe.failed() || element.isNull() || !expectsAscent(*root_)) return false;
+  if (!open()) {
+    probe.disregardRefusals();  // the last leaf need not concern the key
+    return false;
+  }
   const int count = leaf().count();
   const bool isBehind = isLess(leaf()[count - 1], leaf().abbreviationAt(count - 1), probe);
   Abbreviation abbreviation;
