@@ -12,9 +12,9 @@
 #include "store/base/IdText.h"
 #include "store/base/psChecked.h"
 #include "store/cache/Arena.h"
+#include "store/cache/PageFill.h"
 #include "store/cache/PageRecord.h"
 #include "store/cache/PagelessObject.h"
-#include "store/cache/RecordBytes.h"
 #include "store/cache/TypeRegistry.h"
 #include "store/engine/StoreKey.h"
 
@@ -49,54 +49,6 @@ bool precedes(const Page* a, const Page* b) {
   if (left.get_DB() != right.get_DB()) return left.get_DB() < right.get_DB();
   if (left.get_OC() != right.get_OC()) return left.get_OC() < right.get_OC();
   return left.get_page() < right.get_page();
-}
-
-// What an object of that size takes in the record.
-std::size_t recordedSize(std::uint32_t type, std::uint32_t size) { return padded(storedSize(type, size)); }
-
-// Bytes that the engine keeps for a record with so many of objects: whole pages.
-std::size_t engineBytes(std::size_t objectBytes) {
-  constexpr std::size_t enginePage = 4096;
-  constexpr std::size_t besideObjects = 112;  // the engine's head and the record's
-  return (objectBytes + besideObjects + enginePage - 1) / enginePage * enginePage;
-}
-
-// Whether a page is better not filled any further: the record would grow into another page of the engine, and even when
-// the image is full most of that would be empty.
-bool endsHere(const Page& page, std::size_t more, std::size_t usedThen) {
-  constexpr double worthAnotherPage = 1.1;
-  const std::size_t then = page.recordBytes + more;
-  if (page.holdsStorage || page.recordBytes == 0 || engineBytes(then) == engineBytes(page.recordBytes)) return false;
-  const std::size_t begin = objectsBegin(page.frame->slotLimit);
-  const std::size_t whenFull = then * (page.bytes - begin) / (usedThen - begin);
-  const auto filled = [](std::size_t bytes) {
-    return static_cast<double>(bytes) / static_cast<double>(engineBytes(bytes));
-  };
-  return filled(page.recordBytes) > filled(whenFull) * worthAnotherPage;
-}
-
-bool fits(const Page& page, std::uint32_t type, std::uint32_t size, std::uint32_t capacity) {
-  const std::size_t used = page.used + sizeof(ObjectHeader) + aligned(capacity);
-  if (page.nextSlot > page.frame->slotLimit || used > page.bytes) return false;
-  return isStorage(type) || !endsHere(page, recordedSize(type, size), used);
-}
-
-// Prefetches what opening one object of a page takes of its record.
-void prefetchPart(std::string_view value, std::uint16_t slot) {
-  constexpr std::size_t head = sizeof(std::uint64_t) + sizeof(RecordHeader);
-  constexpr std::uint16_t fewObjects = 4;  // of which one is large
-  if (value.size() < head) return;
-  for (std::size_t i = cacheLine; i < 3 * cacheLine; i += cacheLine) __builtin_prefetch(value.data() + i);
-  const auto header = numberIn<RecordHeader>(value.data() + sizeof(std::uint64_t));
-  std::size_t begin = 0;
-  std::size_t end = value.size();
-  if (header.nextSlot > fewObjects) {
-    const std::size_t objects = value.size() - std::min<std::size_t>(value.size(), header.headLength);
-    begin = header.headLength + objects * std::min<std::size_t>(slot, header.nextSlot) / header.nextSlot;
-    begin -= std::min(begin, blockSize);
-    end = std::min(end, begin + 2 * blockSize);
-  }
-  for (std::size_t i = begin; i < end; i += cacheLine) __builtin_prefetch(value.data() + i);
 }
 
 std::uint64_t tailHash(const std::vector<std::uint64_t>& checksums) {
@@ -222,7 +174,6 @@ PageCache::Fetch PageCache::revalidate(const psId& id, Page& page) {
 
 // Reads the record of a page into record_, and what it says into contents_.
 PageCache::Fetch PageCache::readContents(const psId& id, std::vector<std::uint64_t>& checksums) {
-  partOf_ = nullptr;
   const Fetch found = readRecord(id, checksums);
   if (found != Fetch::present || ps::detail::readContents(record_, contents_)) return found;
   return failAsDamaged(pageText(id) + " contradicts itself; ");
@@ -294,71 +245,47 @@ PageCache::Fetch PageCache::load(const psId& id, Page*& page) {
 // In a read transaction the directory of a page's record is enough to begin with. Objects are laid out, and the blocks
 // verified in which they lie, when they are opened: of a page of a collection larger than memory mostly one or two.
 PageCache::Fetch PageCache::loadPartly(const psId& id, Page*& page) {
-  if (id.get_page() == 0 || id.get_OC() == 0 || !readPart(id, id.get_slot())) return load(pageOf(id), page);
-  const std::size_t objects = isUniform_ ? uniform_.count : contents_.objects.size();
-  const std::size_t bytes = isUniform_ ? uniform_.count * bytesInImage(uniform_.first) : bytesInMemory(contents_);
-  const std::uint16_t nextSlot = numberIn<RecordHeader>(part_.data()).nextSlot;
+  if (id.get_page() == 0 || id.get_OC() == 0 || !readPart(id)) return load(pageOf(id), page);
   std::size_t slots = 0;
-  page = imageFor(pageOf(id), nextSlot, objects, bytes, slots);
+  page = imageFor(pageOf(id), part_.nextSlot(), part_.objects(), part_.bytesInMemory(), slots);
   if (page == nullptr) return Fetch::unreadable;
-  beginPage(nextSlot, slots, *page);
-  page->objects = static_cast<std::uint32_t>(objects);
+  beginPage(part_.nextSlot(), slots, *page);
+  page->objects = static_cast<std::uint32_t>(part_.objects());
   page->isPartial = true;
-  page->checksums = {numberIn<std::uint64_t>(part_.data() - sizeof(std::uint64_t))};
+  page->checksums = {part_.checksum()};
   partOf_ = page;
   return Fetch::present;
 }
 
-// Reads the directory of a page's record. False when the record cannot be read in parts. An object of the page is about
-// to be opened.
-bool PageCache::readPart(const psId& id, std::uint16_t slot) {
+// Reads the directory of a page's record, of which an object is about to be opened. False when the record cannot be
+// read in parts.
+bool PageCache::readPart(const psId& id) {
   partOf_ = nullptr;
   const StoreKey key = StoreKey::chunk(id, 0);
   std::string_view value;
   if (engine_->get(key, value) != Engine::Lookup::found) return false;
-  part_ = noticingDisk(value, [&] {
-    prefetchPart(value, slot);
+  const std::string_view payload = noticingDisk(value, [&] {
+    prefetchPart(value, id.get_slot());
     return partlyVerified(key, value);
   });
-  if (part_.empty()) return false;
-  isUniform_ = readUniform(part_, uniform_);
-  return isUniform_ || ps::detail::readContents(part_, contents_);
-}
-
-// Finds an object of the record that was read in part, and how many bytes those before it take in the image.
-bool PageCache::findInPart(std::uint16_t slot, RecordedObject& object, std::size_t& bytesBefore) const {
-  if (isUniform_) {
-    const std::uint32_t index = std::uint32_t{slot} - uniform_.first.slot;
-    if (slot < uniform_.first.slot || index >= uniform_.count) return false;
-    object = uniform_.object(index);
-    bytesBefore = index * bytesInImage(object);
-    return true;
-  }
-  bytesBefore = 0;
-  for (const RecordedObject& stored : contents_.objects) {
-    if (stored.slot == slot) {
-      object = stored;
-      return true;
-    }
-    bytesBefore += bytesInImage(stored);
-  }
-  return false;
+  return !payload.empty() && part_.read(payload);
 }
 
 // Lays out one object of a partial page, if it has one in the slot. Where many are opened, lays out all.
 PageCache::Fetch PageCache::layOut(Page& page, std::uint16_t slot) {
   constexpr std::uint8_t few = 8;
-  const psId id = pageOf(page.frame->pageId);
+  psId id = page.frame->pageId;
+  id.set_slot(slot);
   if (partOf_ != &page) {
     // In a page that cannot be laid out as a whole, what is sound can still be opened.
     if (page.opened >= few && complete(page) == Fetch::present) return Fetch::present;
-    if (!readPart(id, slot)) return complete(page);
+    if (!readPart(id)) return complete(page);
     partOf_ = &page;
   }
   RecordedObject object{};
   std::size_t bytesBefore = 0;
-  if (!findInPart(slot, object, bytesBefore)) return Fetch::present;
-  const bool isRight = hasRightBlocks(StoreKey::chunk(id, 0), part_, object.bytes);
+  if (!part_.find(slot, object, bytesBefore)) return Fetch::present;
+  const bool isRight = part_.hasRight(StoreKey::chunk(id, 0), object);
   if (!isRight || !decodeObject(object, bytesBefore, classOf_, page)) return complete(page);
   if (page.opened < few) ++page.opened;
   if (slot <= 2) link(page);

@@ -10,6 +10,7 @@
 #include "store/cache/ClassTable.h"
 #include "store/cache/Page.h"
 #include "store/cache/PageContents.h"
+#include "store/cache/PartialRecord.h"
 #include "store/cache/TypeRegistry.h"
 #include "store/engine/Engine.h"
 
@@ -86,8 +87,7 @@ class PageCache {
   Fetch hold(const psId& id, Page*& page);
   Fetch load(const psId& id, Page*& page);
   Fetch loadPartly(const psId& id, Page*& page);
-  bool readPart(const psId& id, std::uint16_t slot);
-  bool findInPart(std::uint16_t slot, RecordedObject& object, std::size_t& bytesBefore) const;
+  bool readPart(const psId& id);
   Fetch layOut(Page& page, std::uint16_t slot);
   Page* imageFor(const psId& id, std::uint16_t nextSlot, std::size_t objects, std::size_t bytes, std::size_t& slots);
   Fetch readContents(const psId& id, std::vector<std::uint64_t>& checksums);
@@ -131,12 +131,8 @@ class PageCache {
   // Kept for their memory. There are 2 records, since making room for the one that is being read may write another.
   std::string record_;
   PageContents contents_;
-  // The record that was last read in part, while it is certain that the engine keeps it: whose it is, and what is in
-  // it.
-  const Page* partOf_ = nullptr;
-  std::string_view part_;
-  bool isUniform_ = false;  // then uniform_ says what is in it, otherwise contents_
-  UniformContents uniform_;
+  PartialRecord part_;            // the record that was last read in part
+  const Page* partOf_ = nullptr;  // whose it is; null when the engine may not keep it any more
   ClassLookup classOf_;
   std::string written_;
   std::string chunk_;

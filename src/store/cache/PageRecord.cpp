@@ -236,6 +236,23 @@ std::uint64_t chunkChecksum(std::string_view key, std::string_view payload) {
   return XXH3_64bits_withSeed(payload.data(), payload.size(), seedOf(key));
 }
 
+void prefetchPart(std::string_view value, std::uint16_t slot) {
+  constexpr std::size_t head = sizeof(std::uint64_t) + sizeof(RecordHeader);
+  constexpr std::uint16_t fewObjects = 4;  // of which one is large
+  if (value.size() < head) return;
+  for (std::size_t i = cacheLine; i < 3 * cacheLine; i += cacheLine) __builtin_prefetch(value.data() + i);
+  const auto header = numberIn<RecordHeader>(value.data() + sizeof(std::uint64_t));
+  std::size_t begin = 0;
+  std::size_t end = value.size();
+  if (header.nextSlot > fewObjects) {
+    const std::size_t objects = value.size() - std::min<std::size_t>(value.size(), header.headLength);
+    begin = header.headLength + objects * std::min<std::size_t>(slot, header.nextSlot) / header.nextSlot;
+    begin -= std::min(begin, blockSize);
+    end = std::min(end, begin + 2 * blockSize);
+  }
+  for (std::size_t i = begin; i < end; i += cacheLine) __builtin_prefetch(value.data() + i);
+}
+
 std::string_view partlyVerified(std::string_view key, std::string_view value) {
   if (value.size() < sizeof(std::uint64_t) + sizeof(RecordHeader)) return {};
   const std::string_view payload = value.substr(sizeof(std::uint64_t));

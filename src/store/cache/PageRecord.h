@@ -55,6 +55,9 @@ constexpr std::size_t blocksOf(std::size_t objectBytes) {
   return has ? (objectBytes + blockSize - 1) / blockSize : 0;
 }
 
+// Prefetches what opening the object of one slot takes of a page's value.
+void prefetchPart(std::string_view value, std::uint16_t slot);
+
 // The payload of a value of which a part can be verified: a record of one chunk with checksums of blocks, whose head is
 // right. An empty view for others.
 std::string_view partlyVerified(std::string_view key, std::string_view value);
