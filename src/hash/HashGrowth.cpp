@@ -81,8 +81,8 @@ class BucketSplit {
   Contents moving_;
 };
 
+// The elements are prefetched while the slots are read: a table that grows has not used most of them for long.
 bool BucketSplit::read(KeyProbe& probe) {
-  const bool isEntry = holdsEntries(table_);
   for (int i = 0; i < bucket_.slots(); ++i) {
     const SlotView slot(bucket_, i);
     if (!slot.isOpen()) return false;
@@ -91,7 +91,14 @@ bool BucketSplit::read(KeyProbe& probe) {
     used.slot = i;
     used.chain = slot.chain();
     for (int k = 0; k < slot.count(); ++k) {
-      used.stored.push_back({slot[k], probe.hashOf(keyOf(slot[k], isEntry)), {}});
+      used.stored.push_back({slot[k], 0, {}});
+      prefetchObject(slot[k].oid());
+    }
+  }
+  const bool isEntry = holdsEntries(table_);
+  for (UsedSlot& used : used_) {
+    for (Stored& stored : used.stored) {
+      stored.hash = probe.hashOf(keyOf(stored.reference, isEntry));
       if (probe.failed()) return false;
     }
   }

@@ -39,14 +39,19 @@ std::size_t setBits(std::string_view bitmap) {
   return n;
 }
 
-void appendSparse(const char* words, std::size_t used, std::string& bytes) {
-  const std::size_t bitmap = bytes.size();
-  bytes.append(bitmapBytes(used), '\0');
-  for (std::size_t i = 0; i < used; ++i) {
-    const auto word = numberIn<Word>(words + i * wordSize);
-    if (word == 0) continue;
-    bytes[bitmap + i / 8] = static_cast<char>(bytes[bitmap + i / 8] | 1 << i % 8);
-    appendNumber(bytes, word);
+void appendSparse(const Word* words, std::size_t used, std::size_t nonzero, std::string& bytes) {
+  std::size_t bitmap = bytes.size();
+  std::size_t word = bitmap + bitmapBytes(used);
+  bytes.resize(word + nonzero * wordSize);
+  for (std::size_t i = 0; i < used; i += 64, bitmap += wordSize) {
+    Word bits = 0;
+    for (std::size_t k = i; k < std::min(used, i + 64); ++k) {
+      if (words[k] == 0) continue;
+      bits |= Word{1} << k % 64;
+      std::memcpy(&bytes[word], &words[k], wordSize);
+      word += wordSize;
+    }
+    std::memcpy(&bytes[bitmap], &bits, wordSize);
   }
 }
 
@@ -91,7 +96,7 @@ bool appendPacked(const ObjectHeader& header, std::string& bytes) {
 
   appendNumber(bytes, form);
   if ((form.parts & sparse) != 0) {
-    appendSparse(storage, form.used, bytes);
+    appendSparse(words, form.used, nonzero, bytes);
   } else {
     bytes.append(storage, form.used * wordSize);
   }

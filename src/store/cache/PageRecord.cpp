@@ -41,12 +41,14 @@ class PageEncoder {
     bool isConsecutive = true;
     std::uint32_t count = 0;
     std::uint16_t lastSlot = 0;
+    std::size_t begin = 0;  // of its items
 
     // Of these, every object in memory is aligned as an array of references is. They come first.
     bool isAligned() const { return isStorage(type) && size % headAlignment == 0; }
   };
 
   void add(const ObjectHeader& object, std::uint16_t layout);
+  void sortByGroup();
   std::uint32_t groupFor(const ObjectHeader& object, std::uint16_t layout, bool isPacked);
   void writeDirectory(std::string& record) const;
   void writeGroup(std::uint32_t index, std::string& directory) const;
@@ -63,14 +65,13 @@ class PageEncoder {
   }
   template <class Visit>
   void forEachItem(std::uint32_t group, Visit visit) const {
-    for (const Item& item : items_) {
-      if (item.group == group) visit(item);
-    }
+    const auto begin = items_.begin() + static_cast<std::ptrdiff_t>(groups_[group].begin);
+    std::for_each(begin, begin + groups_[group].count, visit);
   }
 
   const Page& page_;
   ClassTable& classes_;
-  std::vector<Item> items_;  // in the order of slots
+  std::vector<Item> items_;  // by group, and within a group in the order of slots
   std::vector<Group> groups_;
   std::string packed_;
 };
@@ -107,7 +108,21 @@ const ObjectHeader* PageEncoder::collect() {
     group.lastSlot = item.object->slot;
     ++group.count;
   }
+  if (groups_.size() > 1) sortByGroup();
   return nullptr;
+}
+
+void PageEncoder::sortByGroup() {
+  std::size_t end = 0;
+  for (Group& group : groups_) {
+    group.begin = end;
+    end += group.count;
+  }
+  std::vector<std::size_t> next(groups_.size());
+  std::transform(groups_.begin(), groups_.end(), next.begin(), [](const Group& group) { return group.begin; });
+  std::vector<Item> sorted(items_.size());
+  for (const Item& item : items_) sorted[next[item.group]++] = item;
+  items_ = std::move(sorted);
 }
 
 void PageEncoder::add(const ObjectHeader& object, std::uint16_t layout) {
