@@ -118,20 +118,16 @@ void Ours<Collection>::remove(const Keys& keys) {
 
 template <class Collection>
 void Ours<Collection>::addAtOnce(const Keys& keys) {
-  if constexpr (isHash<Collection>) {
-    add(keys, true);
-  } else {
-    change([&](Collection& collection) {
-      std::vector<pstRef<psObj>> elements;
-      for (const std::uint64_t key : keys) elements.emplace_back(objectFor(key));
-      const int n = static_cast<int>(keys.size());
-      if constexpr (isMap<Collection>) {
-        require(collection.append(elements.data(), elements.data(), n) == n, session_);
-      } else {
-        require(collection.append(elements.data(), n) == n, session_);
-      }
-    });
-  }
+  change([&](Collection& collection) {
+    std::vector<pstRef<psObj>> elements;
+    for (const std::uint64_t key : keys) elements.emplace_back(objectFor(key));
+    const int n = static_cast<int>(keys.size());
+    if constexpr (isMap<Collection>) {
+      require(collection.append(elements.data(), elements.data(), n) == n, session_);
+    } else {
+      require(collection.append(elements.data(), n) == n, session_);
+    }
+  });
 }
 
 template <class Collection>

@@ -70,9 +70,7 @@ class Batch {
     for (std::size_t i = 0; i < static_cast<std::size_t>(n_); ++i) use(i);
   }
 
-  std::size_t slotOf(std::size_t i) const {
-    return hashes_[i] % static_cast<std::uint32_t>(HashAccess::slotsPerBucket(table_));
-  }
+  std::size_t slotFor(std::size_t i) const { return static_cast<std::size_t>(slotOf(table_, hashes_[i])); }
 
   void prefetchBuckets() {
     const Elements directory(residentStorageOf(HashAccess::directory(table_)));
@@ -84,12 +82,12 @@ class Batch {
       if (indexOf(i) < directory.count) buckets_[i] = directory.first[indexOf(i)].oid();
       prefetchLink(buckets_[i]);
     });
-    each([&](std::size_t i) { prefetchWithStorage(buckets_[i], sizeof(psId) * slotOf(i), sizeof(psId)); });
+    each([&](std::size_t i) { prefetchWithStorage(buckets_[i], sizeof(psId) * slotFor(i), sizeof(psId)); });
   }
 
   void readSlot(std::size_t i) {
     const Elements slots(storageOf<psHashBucket>(buckets_[i]));
-    if (slotOf(i) < slots.count) found_[i] = slots.first[slotOf(i)].oid();
+    if (slotFor(i) < slots.count) found_[i] = slots.first[slotFor(i)].oid();
     prefetchLink(found_[i]);
   }
 

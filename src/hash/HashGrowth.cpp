@@ -48,9 +48,9 @@ class BucketSplit {
 
   // Hashes what the bucket holds. False when that fails.
   bool read(KeyProbe& probe);
-  // How many first bits divide the hashes of all that the bucket holds, and one more if it is given, into two groups;
-  // 33 when all are equal.
-  int bitsToDivide(std::optional<std::uint32_t> another) const;
+  // How many first bits divide the hashes of all that the bucket holds, and of the additions, into two groups; 33 when
+  // all are equal.
+  int bitsToDivide(const Additions& added) const;
   // False, with nothing changed, when something is refused.
   bool split();
 
@@ -106,10 +106,10 @@ bool BucketSplit::read(KeyProbe& probe) {
 }
 
 // The bits before are those that led to this bucket.
-int BucketSplit::bitsToDivide(std::optional<std::uint32_t> another) const {
-  if (used_.empty()) return 33;
-  const std::uint32_t first = another.value_or(used_.front().stored.front().hash);
-  std::uint32_t differing = 0;
+int BucketSplit::bitsToDivide(const Additions& added) const {
+  if (used_.empty() && added.isEmpty()) return 33;
+  const std::uint32_t first = added.isEmpty() ? used_.front().stored.front().hash : added.first->hash;
+  std::uint32_t differing = added.isEmpty() ? 0 : first ^ added.end[-1].hash;
   for (const UsedSlot& used : used_) {
     for (const Stored& stored : used.stored) differing |= stored.hash ^ first;
   }
@@ -219,61 +219,38 @@ void BucketSplit::carryOut() {
   for (pstHandle<psObj>& old : replaced_) psDelete(old);
 }
 
-// The growth of a table before one element is added.
-class Growth {
- public:
-  Growth(psHashSet& table, KeyProbe& probe) : table_(table), probe_(probe), mark_(fullMarkOf(table)) {}
+}  // namespace
 
-  std::optional<HashPosition> makeRoom(std::uint32_t hash);
+HashGrowth::HashGrowth(psHashSet& table) : table_(table), mark_(fullMarkOf(table)) {}
 
- private:
-  enum class Outcome { divided, useless, failed };
+HashGrowth::Hashes HashGrowth::hashesOf(const BucketRange& range) const {
+  return {static_cast<std::uint64_t>(range.first) << (32 - depth()), static_cast<std::uint64_t>(range.end)
+                                                                         << (32 - depth())};
+}
 
-  // Hashes from the first to the end, which may be one more than the last hash.
-  struct Hashes {
-    std::uint64_t first;
-    std::uint64_t end;
-  };
-
-  int depth() const { return HashAccess::depth(static_cast<const psHashSet&>(table_)); }
-  Hashes hashesOf(const BucketRange& range) const {
-    return {static_cast<std::uint64_t>(range.first) << (32 - depth()), static_cast<std::uint64_t>(range.end)
-                                                                           << (32 - depth())};
-  }
-
-  // A bucket that could not be divided when it was full takes mark_ more elements before the next attempt, since each
-  // attempt hashes all that it holds. What a split leaves is divided as far as it can be.
-  bool isDue(const psHashBucket& bucket, bool isDivided) const {
-    return isDivided ? bucket.size() >= mark_ : bucket.size() > 0 && bucket.size() % mark_ == 0;
-  }
-  // One step on the way to telling apart what a bucket holds, and what is about to be added to it: the bucket split in
-  // two, or the directory doubled.
-  Outcome divide(const BucketRange& range, std::optional<std::uint32_t> added);
-  // Divides the buckets among those of the hashes that have more than the mark. What is refused stays as it is.
-  void divideOverfull(const Hashes& hashes);
-  std::optional<bool> isInProportion(int depth);
-
-  psHashSet& table_;
-  KeyProbe& probe_;
-  int mark_;
-  std::optional<int> size_;  // of the table, once it is known
-};
+// A bucket that could not be divided when it was full takes mark_ more elements before the next attempt, since each
+// attempt hashes all that it holds. What a split leaves is divided as far as it can be.
+bool HashGrowth::isDue(const psHashBucket& bucket, bool isDivided) const {
+  return isDivided ? bucket.size() >= mark_ : bucket.size() > 0 && bucket.size() % mark_ == 0;
+}
 
 // Whether a directory of this depth is in proportion to the table. Identifiers, and poor hashes, share many of their
 // first bits, and what the directory does not tell apart the slots of a bucket do. Nothing when it cannot be found out.
-std::optional<bool> Growth::isInProportion(int depth) {
+std::optional<bool> HashGrowth::isInProportion(int depth) {
   if (depth <= everydayDepth) return true;
   if (depth > deepestDirectory) return false;
   if (!size_) size_ = sizeOf(table_);
   if (*size_ < 0) return std::nullopt;
   // Four directory indexes for each element, rounded up to the next power of two.
   const std::int64_t sizeOfHalf = std::int64_t{1} << (depth - 1);
-  return sizeOfHalf < std::int64_t{4} * *size_;
+  return sizeOfHalf < std::int64_t{4} * (std::int64_t{*size_} + additions_);
 }
 
-Growth::Outcome Growth::divide(const BucketRange& range, std::optional<std::uint32_t> added) {
+// One step on the way to telling apart what a bucket holds, and what is about to be added to it: the bucket split in
+// two, or the directory doubled.
+HashGrowth::Outcome HashGrowth::divide(KeyProbe& probe, const BucketRange& range, Additions added) {
   BucketSplit split(table_, range);
-  if (!split.read(probe_)) return Outcome::failed;
+  if (!split.read(probe)) return Outcome::failed;
   const int bits = split.bitsToDivide(added);
   const std::optional<bool> pays = bits <= depth() ? true : isInProportion(bits);
   if (!pays) return Outcome::failed;
@@ -282,26 +259,28 @@ Growth::Outcome Growth::divide(const BucketRange& range, std::optional<std::uint
   return (isShared ? split.split() : doubleDirectory(table_)) ? Outcome::divided : Outcome::failed;
 }
 
-void Growth::divideOverfull(const Hashes& hashes) {
+// Divides the buckets among those of the hashes that have more than the mark. What is refused stays as it is.
+void HashGrowth::divideOverfull(KeyProbe& probe, const Hashes& hashes) {
   for (std::uint64_t hash = hashes.first; hash < hashes.end;) {
     const std::optional<BucketRange> range =
         bucketAt(table_, directoryIndexOf(table_, static_cast<std::uint32_t>(hash)));
     if (!range) break;
     const bool isOverfull = range->bucket->size() > mark_;
-    if (isOverfull && divide(*range, std::nullopt) == Outcome::divided) continue;
+    if (isOverfull && divide(probe, *range, {}) == Outcome::divided) continue;
     hash = hashesOf(*range).end;
   }
-  probe_.disregardRefusals();
+  probe.disregardRefusals();
 }
 
 // A deeper directory may divide others that could not be divided before, and to which nothing is added.
-std::optional<HashPosition> Growth::makeRoom(std::uint32_t hash) {
+std::optional<HashPosition> HashGrowth::makeRoom(KeyProbe& probe, std::uint32_t hash) {
   const int depthBefore = depth();
+  const Addition addition{hash, {}, {}};
   std::optional<Hashes> divided;
   std::optional<HashPosition> position = positionOf(table_, hash);
   while (position && isDue(*position->bucket(), divided.has_value())) {
     const Hashes hashes = hashesOf(position->range);
-    const Outcome outcome = divide(position->range, hash);
+    const Outcome outcome = divide(probe, position->range, {&addition, &addition + 1});
     if (outcome == Outcome::failed) return std::nullopt;
     if (outcome == Outcome::useless) break;
     if (!divided) divided = hashes;
@@ -309,14 +288,22 @@ std::optional<HashPosition> Growth::makeRoom(std::uint32_t hash) {
   }
   if (!position || !divided) return position;
   const bool isDeeper = depth() > depthBefore;
-  divideOverfull(isDeeper ? Hashes{0, std::uint64_t{1} << 32} : *divided);
-  return probe_.failed() ? std::nullopt : positionOf(table_, hash);
+  divideOverfull(probe, isDeeper ? Hashes{0, std::uint64_t{1} << 32} : *divided);
+  return probe.failed() ? std::nullopt : positionOf(table_, hash);
 }
 
-}  // namespace
-
-std::optional<HashPosition> makeRoom(psHashSet& table, KeyProbe& probe, std::uint32_t hash) {
-  return Growth(table, probe).makeRoom(hash);
+std::optional<BucketRange> HashGrowth::makeRoomForAll(KeyProbe& probe, Additions& additions) {
+  additions_ = std::max(additions_, additions.size());
+  while (true) {
+    std::optional<BucketRange> range = bucketAt(table_, directoryIndexOf(table_, additions.first->hash));
+    if (!range) return range;
+    const auto precedes = [](const Addition& addition, std::uint64_t hash) { return addition.hash < hash; };
+    additions.end = std::lower_bound(additions.first, additions.end, hashesOf(*range).end, precedes);
+    if (range->bucket->size() + additions.size() <= mark_) return range;
+    const Outcome outcome = divide(probe, *range, additions);
+    if (outcome == Outcome::failed) return std::nullopt;
+    if (outcome == Outcome::useless) return range;
+  }
 }
 
 // Every bucket keeps its share: slot i of the new directory is where slot i / 2 of the old one was.

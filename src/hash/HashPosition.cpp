@@ -57,7 +57,7 @@ std::optional<BucketRange> bucketAt(const psHashSet& table, int directoryIndex) 
 std::optional<HashPosition> positionOf(const psHashSet& table, std::uint32_t hash) {
   HashPosition position;
   position.hash = hash;
-  position.slot = static_cast<int>(hash % static_cast<std::uint32_t>(HashAccess::slotsPerBucket(table)));
+  position.slot = slotOf(table, hash);
   const int directoryIndex = directoryIndexOf(table, hash);
   prefetchWithStorage(bucketNamedAt(table, directoryIndex).oid(),
                       sizeof(psId) * static_cast<std::size_t>(position.slot), sizeof(psId));

@@ -48,6 +48,10 @@ inline int directorySizeOf(const psHashSet& table) { return isComplete(table) ? 
 
 int directoryIndexOf(const psHashSet& table, std::uint32_t hash);
 
+inline int slotOf(const psHashSet& table, std::uint32_t hash) {
+  return static_cast<int>(hash % static_cast<std::uint32_t>(HashAccess::slotsPerBucket(table)));
+}
+
 // The bucket that a directory index names; null when the directory cannot be read, or there is no such index.
 inline pstRef<psHashBucket> bucketNamedAt(const psHashSet& table, int directoryIndex) {
   const pstRef<psHashBucket>* const directory = HashAccess::directory(table).head();

@@ -67,6 +67,14 @@ bool insert(const HashPosition& position, const pstRef<psObj>& stored) {
   return insertion.plan(position.bucket(), position.slot, stored) && insertion.carryOut();
 }
 
+bool insertPair(const HashPosition& position, const pstRef<psObj>& key, const pstRef<psObj>& value) {
+  Provisional created;
+  const pstHandle<psHashMapEntry> entry = created.add(new (position.bucket()) psHashMapEntry(key, value));
+  if (entry.isNull() || !insert(position, entry)) return false;
+  created.keep();
+  return true;
+}
+
 }  // namespace
 
 void constructTable(psHashSet& table, int slots, int directorySize, pstHandle<psContObj> adminContainer,
@@ -108,8 +116,15 @@ bool addElement(psHashSet& table, KeyProbe&& probe, const pstRef<psObj>& element
   if (element.isNull() || probe.failed()) return false;
   const std::uint32_t hash = probe.hash();
   if (probe.failed()) return false;
-  std::optional<HashPosition> position = makeRoom(table, probe, hash);
-  return position && findMatch(table, probe, *position) && !position->isMatch() && insert(*position, element);
+  std::optional<HashPosition> position = HashGrowth(table).makeRoom(probe, hash);
+  return position && addAt(table, probe, *position, element, pstRef<psObj>());
+}
+
+bool addAt(psHashSet& table, KeyProbe& probe, HashPosition& position, const pstRef<psObj>& element,
+           const pstRef<psObj>& value) {
+  if (!findMatch(table, probe, position)) return false;
+  if (!holdsEntries(table)) return !position.isMatch() && insert(position, element);
+  return position.isMatch() ? storeValue(position.stored, value) : insertPair(position, element, value);
 }
 
 bool putPair(psHashSet& map, KeyProbe&& probe, const pstRef<psObj>& key, const pstRef<psObj>& value) {
@@ -121,13 +136,8 @@ bool putPair(psHashSet& map, KeyProbe&& probe, const pstRef<psObj>& key, const p
 
 bool addPair(psHashSet& map, KeyProbe& probe, std::uint32_t hash, const pstRef<psObj>& key,
              const pstRef<psObj>& value) {
-  const std::optional<HashPosition> position = makeRoom(map, probe, hash);
-  if (!position) return false;
-  Provisional created;
-  const pstHandle<psHashMapEntry> entry = created.add(new (position->bucket()) psHashMapEntry(key, value));
-  if (entry.isNull() || !insert(*position, entry)) return false;
-  created.keep();
-  return true;
+  const std::optional<HashPosition> position = HashGrowth(map).makeRoom(probe, hash);
+  return position && insertPair(*position, key, value);
 }
 
 pstRef<psObj> storedFor(const psHashSet& table, KeyProbe&& probe) {

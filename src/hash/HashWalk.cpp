@@ -272,7 +272,7 @@ bool HashWalk::follow(psHashSet& set, const TablePlace& here, const pstHandle<ps
 // Splits for the new element come first, since they may move the old one.
 bool HashWalk::reinsert(psHashSet& set, const pstHandle<psObj>& old, KeyProbe& probe, const pstRef<psObj>& moved) {
   check_.forget();
-  std::optional<HashPosition> to = makeRoom(set, probe, probe.hash());
+  std::optional<HashPosition> to = HashGrowth(set).makeRoom(probe, probe.hash());
   HandleProbe oldProbe(old, set);
   const std::optional<HashPosition> from = locate(set, oldProbe);
   if (!to || !findMatch(set, probe, *to) || to->isMatch() || !from || !from->isMatch()) return false;

@@ -5,6 +5,7 @@
 #include <utility>
 
 #include "core/KeyWalk.h"
+#include "hash/HashLoad.h"
 #include "hash/HashTable.h"
 #include "hash/SlotChange.h"
 #include "hash/psHashMapKeyIterator.h"
@@ -12,6 +13,7 @@
 
 using ps::detail::CallbackProbe;
 using ps::detail::HandleProbe;
+using ps::detail::HashLoad;
 using ps::detail::HashPosition;
 using ps::detail::JavaProbe;
 using ps::detail::KeyProbe;
@@ -76,7 +78,24 @@ bool psHashMap::put(const pstHandle<psObj>& key, const pstHandle<psObj>& value, 
 
 bool psHashMap::add(const pstHandle<psObj>& element) { return put(element, pstHandle<psObj>()); }
 
-bool psHashMap::addAll(pstHandle<psCollection>& other) { return ps::detail::putAll(*this, other); }
+// A class derived from this one may put in its own way.
+bool psHashMap::addAll(pstHandle<psCollection>& other) {
+  if (psGetTypeN() != pstTypeN) return ps::detail::putAll(*this, other);
+  HashLoad load(*this);
+  bool any = false;
+  ps::detail::visitPairs(other, [&](const pstHandle<psObj>& key, const pstHandle<psObj>& value) {
+    any = true;
+    return load.add(key, value);
+  });
+  load.finish();
+  return any;
+}
+
+int psHashMap::append(const pstRef<psObj>* keys, const pstRef<psObj>* values, int n) {
+  HashLoad load(*this);
+  load.add(keys, values, n);
+  return load.finish();
+}
 
 pstHandle<psHashMapEntry> psHashMap::entry(const pstHandle<psObj>& key) const {
   return ps::detail::storedFor(*this, HandleProbe(key, *this));

@@ -49,6 +49,10 @@ class PS_API psHashMap : public psHashSet {
   // Puts all pairs of another map, or all elements of another collection as keys with null values. Continues after a
   // put that fails, but stops when the store refuses something. True when there was any element.
   bool addAll(pstHandle<psCollection>& other) override;
+  // Puts n pairs, and returns how many were put. Stops when the store refuses something. Of pairs with equal keys the
+  // first key is stored, and the last value. This and addAll are made for many pairs; see the set's.
+  int append(const pstRef<psObj>* keys, const pstRef<psObj>* values, int n);
+  using psHashSet::append;
 
   // The entry of the key that matches; null when there is none.
   pstHandle<psHashMapEntry> entry(const pstHandle<psObj>& key) const;

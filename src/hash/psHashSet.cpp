@@ -6,9 +6,10 @@
 #include <utility>
 
 #include "core/Containers.h"
+#include "core/KeyWalk.h"
 #include "core/LookAhead.h"
 #include "hash/HashAhead.h"
-#include "hash/HashGrowth.h"
+#include "hash/HashLoad.h"
 #include "hash/HashTable.h"
 #include "hash/psHashIterator.h"
 #include "hash/psHashMap.h"
@@ -18,6 +19,7 @@ using ps::detail::BucketView;
 using ps::detail::CallbackProbe;
 using ps::detail::HandleProbe;
 using ps::detail::HashAccess;
+using ps::detail::HashLoad;
 using ps::detail::HashPosition;
 using ps::detail::JavaProbe;
 using ps::detail::KeyProbe;
@@ -62,6 +64,21 @@ bool psHashSet::add(const pstHandle<psObj>& element, unsigned int hash, psCompar
 
 bool psHashSet::add(const pstHandle<psObj>& element, _jobject*& key, _jobject*& callee, JNIEnv_* env) {
   return ps::detail::addElement(*this, JavaProbe(key, callee, env), element);
+}
+
+// A class derived from this one may add in its own way.
+bool psHashSet::addAll(pstHandle<psCollection>& other) {
+  if (psGetTypeN() != pstTypeN) return psCollection::addAll(other);
+  if (psThis(pscNoOpen) == other) return false;
+  HashLoad load(*this);
+  ps::detail::visitKeys(other, [&](const pstHandle<psObj>& element) { return load.add(element); });
+  return load.finish() > 0;
+}
+
+int psHashSet::append(const pstRef<psObj>* elements, int n) {
+  HashLoad load(*this);
+  load.add(elements, nullptr, n);
+  return load.finish();
 }
 
 const pstRef<psHashAdmin>& psHashSet::admin() const {
