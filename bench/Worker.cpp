@@ -127,7 +127,8 @@ double Worker::load(Loading loading) {
   held_ = 0;
   sum_ = 0;
   double time = 0;
-  inBatches(order, setup_.count, setup_.commitSize, [&](const Keys& batch) { time += add(batch, loading); });
+  const std::size_t batch = loading == Loading::bulk ? setup_.count : setup_.commitSize;
+  inBatches(order, setup_.count, batch, [&](const Keys& keys) { time += add(keys, loading); });
   contestant_->settle();
   return time / static_cast<double>(setup_.count);
 }
