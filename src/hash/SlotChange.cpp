@@ -97,4 +97,29 @@ void SlotRemoval::carryOut() {
   }
 }
 
+bool BucketRemoval::plan(const pstHandle<psHashBucket>& bucket, bool holdsEntries) {
+  const BucketView view(bucket);
+  slots_ = view.slots();
+  for (int i = 0; i < slots_; ++i) {
+    const SlotView slot(view, i);
+    if (!slot.isOpen()) return false;
+    for (int k = 0; holdsEntries && k < slot.count(); ++k) {
+      const pstHandle<psObj> entry(slot[k]);
+      if (!entry.isValid()) continue;
+      if (entry.open(pscUpdate) != 1) return false;
+      parts_.push_back(entry);
+    }
+    if (slot.chain().isNull()) continue;
+    if (!openForUpdate(slot.chain())) return false;
+    parts_.emplace_back(slot.chain());
+  }
+  return view.isOpen() && bucket_.emplace(bucket).isOpen();
+}
+
+void BucketRemoval::carryOut() {
+  for (int i = 0; i < slots_; ++i) (*bucket_)[i] = pstRef<psObj>();
+  bucket_->count(-HashAccess::chained(**bucket_), -HashAccess::unchained(**bucket_));
+  for (pstHandle<psObj>& part : parts_) psDelete(part);
+}
+
 }  // namespace ps::detail

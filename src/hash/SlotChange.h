@@ -110,4 +110,17 @@ class SlotRemoval {
   pstHandle<psHashChain> chain_;
 };
 
+// Takes everything out of a bucket.
+class BucketRemoval {
+ public:
+  // In a map, what the bucket holds are entries, which are deleted.
+  bool plan(const pstHandle<psHashBucket>& bucket, bool holdsEntries);
+  void carryOut();
+
+ private:
+  std::optional<BucketEdit> bucket_;
+  int slots_ = 0;
+  std::vector<pstHandle<psObj>> parts_;  // open for update, to be deleted
+};
+
 }  // namespace ps::detail

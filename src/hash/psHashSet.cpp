@@ -11,10 +11,12 @@
 #include "hash/HashAhead.h"
 #include "hash/HashLoad.h"
 #include "hash/HashTable.h"
+#include "hash/SlotChange.h"
 #include "hash/psHashIterator.h"
 #include "hash/psHashMap.h"
 
 using ps::detail::BucketRange;
+using ps::detail::BucketRemoval;
 using ps::detail::BucketView;
 using ps::detail::CallbackProbe;
 using ps::detail::HandleProbe;
@@ -84,6 +86,16 @@ int psHashSet::append(const pstRef<psObj>* elements, int n) {
 const pstRef<psHashAdmin>& psHashSet::admin() const {
   static const pstRef<psHashAdmin> none;
   return ps::detail::isComplete(*this) ? admin_ : none;
+}
+
+void psHashSet::clear() {
+  ps::detail::visitBuckets(*this, [&](const BucketRange& range) {
+    BucketRemoval removal;
+    if (range.bucket->size() == 0) return true;
+    if (!removal.plan(range.bucket, ps::detail::holdsEntries(*this))) return false;
+    removal.carryOut();
+    return true;
+  });
 }
 
 pstRef<psCompare> psHashSet::comparator() const { return comparator_; }

@@ -75,6 +75,8 @@ class PS_API psHashSet : public psCollection {
   int append(const pstRef<psObj>* elements, int n);
 
   const pstRef<psHashAdmin>& admin() const override;
+  // Removes all elements, bucket by bucket. Stops when something cannot be opened.
+  void clear() override;
   pstRef<psCompare> comparator() const override;
 
   // Whether an element matches.
