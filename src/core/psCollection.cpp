@@ -2,6 +2,7 @@
 
 #include <algorithm>
 #include <memory>
+#include <vector>
 
 #include "core/LookAhead.h"
 
@@ -98,22 +99,27 @@ void psCollection::removeDeleted(psCollectionIterator& it) {
   }
 }
 
+// All are looked up before any is removed, many at a time.
 bool psCollection::retainAll(pstHandle<psCollection>& other) {
   if (other.open(pscRead) != 1) return false;
   const RefusalWatch watch;
-  bool changed = false;
-  const int n = size();
+  std::vector<bool> isRetained;
+  pstHandle<psCollection> self(psThis(pscNoOpen));
+  const bool isWhole = visitKeysOf(self, *other, [&](const pstHandle<psObj>& element) {
+    isRetained.push_back(other->contains(element));
+    return true;
+  });
+  const bool areAllRetained = std::find(isRetained.begin(), isRetained.end(), false) == isRetained.end();
+  if (!isWhole || areAllRetained) return false;
   const IteratorOwner it(keyIterator());
-  pstRef<psObj> current = it->goToIndex(n - 1, pscNoLock);
-  for (int i = 0; i < n && !watch.refused(); ++i) {
-    const bool retained = other->contains(pstHandle<psObj>(current));
-    if (watch.refused()) break;
-    if (retained) {
-      current = it->previous(pscNoLock);
+  it->goToIndex(static_cast<int>(isRetained.size()) - 1, pscNoLock);
+  bool changed = false;
+  for (std::size_t i = isRetained.size(); i-- > 0 && !watch.refused();) {
+    if (isRetained[i]) {
+      it->previous(pscNoLock);
     } else {
       if (it->remove() != 1) break;
       changed = true;
-      current = it->current(pscNoLock);
     }
   }
   return changed;
