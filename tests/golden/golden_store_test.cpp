@@ -19,7 +19,7 @@
 #include "support/RawFile.h"
 #include "support/TempStore.h"
 
-// A store of the first format that an earlier release has left is read, and written to.
+// A store of each format that an earlier release has left is read, and written to.
 namespace ps::test {
 namespace {
 
@@ -197,13 +197,18 @@ void readAndUpdate(const std::string& path, const std::string& format) {
   check(session, 3);
 }
 
-TEST(GoldenStore, OfTheFirstFormatIsReadAndUpdated) {
-  const ScratchFolder folder;
-  std::filesystem::copy_file(PS_TEST_DATA "/format-1.ps", folder / "store.ps");
-  readAndUpdate(folder / "store.ps", "pscollections 1");
+TEST(GoldenStore, OfEachFormatIsReadAndUpdated) {
+  ItemCompare::abbreviate(ItemCompare::Abbreviates::exactly);
+  for (const std::string number : {"1", "2"}) {
+    SCOPED_TRACE("format " + number);
+    const ScratchFolder folder;
+    std::filesystem::copy_file(PS_TEST_DATA "/format-" + number + ".ps", folder / "store.ps");
+    readAndUpdate(folder / "store.ps", "pscollections " + number);
+  }
 }
 
 TEST(GoldenStore, IsMadeAnewWithTheSameContent) {
+  ItemCompare::abbreviate(ItemCompare::Abbreviates::exactly);
   const ScratchFolder folder;
   const std::string path = folder / "store.ps";
   {
