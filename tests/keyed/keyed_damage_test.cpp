@@ -1,5 +1,6 @@
 #include <gtest/gtest.h>
 
+#include <filesystem>
 #include <functional>
 #include <memory>
 #include <random>
@@ -8,6 +9,7 @@
 
 #include "support/HashWorld.h"
 #include "support/RawFile.h"
+#include "support/ScratchFolder.h"
 #include "support/SetWorld.h"
 
 // A page of a collection, or of its elements, cannot be read any more. Operations do what their results say, and once
@@ -42,38 +44,89 @@ void changeAtRandom(KeyedWorld& world, std::mt19937_64& random, std::int64_t& nu
   }
 }
 
+// Inserts at once many that are new. The result says how many of them are there; which ones is seen later.
+void changeAtOnce(KeyedWorld& world, std::int64_t& number, SetModel& perhaps, int& added) {
+  std::vector<pstRef<psObj>> keys;
+  std::vector<pstRef<psObj>> values;
+  for (int i = 0; i < 6; ++i) {
+    const ItemKey item = world.newItem(++number);
+    const psId value = world.newValue(number);
+    keys.emplace_back(pstHandle<psObj>(item.id));
+    values.emplace_back(pstHandle<psObj>(value));
+    perhaps.put(item, value);
+  }
+  added = world.append(keys, values);
+}
+
+void settle(KeyedWorld& world, const SetModel& perhaps, int added) {
+  for (const SetModel::Pair& pair : perhaps.pairs()) {
+    if (!world.contains(pair.key)) continue;
+    world.model.put(pair.key, pair.value);
+    --added;
+  }
+  ASSERT_EQ(added, 0);
+}
+
+// Changes the collection while a page cannot be read, and looks at it when the page is mended. Returns how many opens
+// were refused.
+std::uint64_t changeWithDamage(KeyedWorld& world, const std::string& key, std::mt19937_64& random,
+                               std::int64_t& number) {
+  std::string sound;
+  world.store.whileClosed([&](const std::string& path) {
+    sound = RawFile(path).content()[key];
+    std::string damaged = sound;
+    damaged[damaged.size() / 2] = static_cast<char>(damaged[damaged.size() / 2] ^ 0x10);
+    RawFile(path).put(key, damaged);
+  });
+  EXPECT_EQ(world.store->begin(pscUpdate), 1);
+  SetModel perhaps(world.model.byNumber());
+  int added = 0;
+  if (!storedCollection(world.store.session()).isNull()) {
+    world.find();
+    if (random() % 2 == 0) changeAtOnce(world, number, perhaps, added);
+    changeAtRandom(world, random, number);
+  }
+  const std::uint64_t refusals = world.store->counters().refusals;
+  EXPECT_EQ(world.store->commit(), 1) << world.store->lastError();
+  world.store.whileClosed([&](const std::string& path) { RawFile(path).put(key, sound); });
+  EXPECT_EQ(world.store->begin(pscRead), 1);
+  world.find();
+  settle(world, perhaps, added);
+  EXPECT_EQ(world.complaints(), "");
+  EXPECT_EQ(orphansOf(world.store.session()), "");
+  EXPECT_EQ(world.store->commit(), 1);
+  return refusals;
+}
+
+// One page after another, each in the store as it was, and then pages at random in the store as it becomes.
 void damagePages(KeyedWorld& world) {
   std::int64_t number = 0;
   while (number < 25) world.put(++number);
   ASSERT_EQ(world.store->commit(), 1);
   std::mt19937_64 random(seedOr(17));
   std::uint64_t refusals = 0;
+  std::vector<std::string> keys;
+  const ScratchFolder folder;
+  const std::string copy = folder / "copy";
+  world.store.whileClosed([&](const std::string& path) {
+    keys = pagesIn(path);
+    std::filesystem::copy_file(path, copy);
+  });
+  const SetModel before = world.model;
+  for (std::size_t round = 0; round < keys.size() && !testing::Test::HasFailure(); ++round) {
+    SCOPED_TRACE("page " + std::to_string(round));
+    ItemCompare::abbreviateAnyhow(static_cast<unsigned>(random()));
+    refusals += changeWithDamage(world, keys[round], random, number);
+    world.store.whileClosed([&](const std::string& path) {
+      std::filesystem::copy_file(copy, path, std::filesystem::copy_options::overwrite_existing);
+    });
+    world.model = before;
+  }
   for (int round = 0; round < 60 && !testing::Test::HasFailure(); ++round) {
     SCOPED_TRACE("round " + std::to_string(round));
-    std::string key;
-    std::string sound;
-    world.store.whileClosed([&](const std::string& path) {
-      const std::vector<std::string> keys = pagesIn(path);
-      key = keys[random() % keys.size()];
-      sound = RawFile(path).content()[key];
-      std::string damaged = sound;
-      damaged[damaged.size() / 2] = static_cast<char>(damaged[damaged.size() / 2] ^ 0x10);
-      RawFile(path).put(key, damaged);
-    });
+    world.store.whileClosed([&](const std::string& path) { keys = pagesIn(path); });
     ItemCompare::abbreviateAnyhow(static_cast<unsigned>(round));
-    ASSERT_EQ(world.store->begin(pscUpdate), 1);
-    if (!storedCollection(world.store.session()).isNull()) {
-      world.find();
-      changeAtRandom(world, random, number);
-    }
-    refusals += world.store->counters().refusals;
-    ASSERT_EQ(world.store->commit(), 1) << world.store->lastError();
-    world.store.whileClosed([&](const std::string& path) { RawFile(path).put(key, sound); });
-    ASSERT_EQ(world.store->begin(pscRead), 1);
-    world.find();
-    ASSERT_EQ(world.complaints(), "");
-    ASSERT_EQ(orphansOf(world.store.session()), "");
-    ASSERT_EQ(world.store->commit(), 1);
+    refusals += changeWithDamage(world, keys[random() % keys.size()], random, number);
   }
   EXPECT_GT(refusals, 100U);
 }

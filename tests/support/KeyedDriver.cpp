@@ -83,7 +83,6 @@ void KeyedDriver::renewHighest() {
 }
 
 void KeyedDriver::addAtOnce(const std::vector<ItemKey>& items) {
-  psCollection& collection = world_.collection();
   std::vector<pstRef<psObj>> keys;
   std::vector<pstRef<psObj>> values;
   SetModel after = model_;
@@ -97,16 +96,7 @@ void KeyedDriver::addAtOnce(const std::vector<ItemKey>& items) {
     expected += isMap() || !after.contains(item) ? 1 : 0;
     isMap() ? after.put(item, value) : static_cast<void>(after.add(item));
   }
-  const int n = static_cast<int>(keys.size());
-  const auto put = [&](auto& map) { return map.append(keys.data(), values.data(), n); };
-  const auto addTo = [&](auto& set) { return set.append(keys.data(), n); };
-  const bool isTree = collection.psIsKindOf(psTreeSet::pstTypeN);
-  changeMany(after, others, true, [&] {
-    if (isMap()) {
-      return expected == (isTree ? put(static_cast<psTreeMap&>(collection)) : put(static_cast<psHashMap&>(collection)));
-    }
-    return expected == (isTree ? addTo(static_cast<psTreeSet&>(collection)) : addTo(static_cast<psHashSet&>(collection)));
-  });
+  changeMany(after, others, true, [&] { return world_.append(keys, values) == expected; });
 }
 
 void KeyedDriver::lookUp() {

@@ -6,6 +6,8 @@
 #include <iterator>
 
 #include "core/IdOrder.h"
+#include "hash/psHashMap.h"
+#include "sorted/psTreeMap.h"
 
 namespace ps::test {
 
@@ -97,6 +99,24 @@ bool KeyedWorld::goToKey(psCollectionIterator& iterator, const ItemKey& item) co
   if (flavour == Flavour::handle) return iterator.goTo(pstHandle<psObj>(item.id));
   if (flavour == Flavour::raw) return iterator.goTo(static_cast<const void*>(&item.number));
   return iterator.goTo(0U, comparisonWith(item, model.byNumber()));
+}
+
+namespace {
+
+template <class Set, class Map>
+int appendTo(psCollection& all, Kind kind, const std::vector<pstRef<psObj>>& keys,
+             const std::vector<pstRef<psObj>>& values) {
+  const auto n = static_cast<int>(keys.size());
+  return kind == Kind::map ? static_cast<Map&>(all).append(keys.data(), values.data(), n)
+                           : static_cast<Set&>(all).append(keys.data(), n);
+}
+
+}  // namespace
+
+int KeyedWorld::append(const std::vector<pstRef<psObj>>& keys, const std::vector<pstRef<psObj>>& values) const {
+  psCollection& all = collection();
+  if (all.psIsKindOf(psTreeSet::pstTypeN)) return appendTo<psTreeSet, psTreeMap>(all, kind, keys, values);
+  return appendTo<psHashSet, psHashMap>(all, kind, keys, values);
 }
 
 void KeyedWorld::put(const ItemKey& item) {

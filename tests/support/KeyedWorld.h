@@ -117,6 +117,8 @@ class KeyedWorld {
   bool insert(const ItemKey& item, const psId& value) const {
     return kind == Kind::map ? bind(item, value) : add(item);
   }
+  // Inserts many at once. Returns how many were added, or put.
+  int append(const std::vector<pstRef<psObj>>& keys, const std::vector<pstRef<psObj>>& values) const;
   // Inserts an item, with a new value, into collection and model.
   void put(const ItemKey& item);
   ItemKey put(std::int64_t number);
