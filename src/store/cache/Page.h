@@ -33,8 +33,9 @@ struct Page {
   std::size_t bytes = 0;        // of the block that the image has
   std::size_t used = 0;         // from the image's start; the rest is free. Freed objects leave gaps until the
                                 // image is read again: an address is never given to a second object.
-  std::size_t recordBytes = 0;  // that its objects take in the record, as long as none is an array's storage
-  bool holdsStorage = false;
+  // What its objects take in the record, and what those of them do that may take less; see noteRecorded.
+  std::size_t recordBytes = 0;
+  std::size_t packableBytes = 0;
   std::uint32_t nextSlot = 1;  // slot numbers below it are taken or were
   // Where object 1 is, and how far object 2 is from it, in units of 16 bytes like the slot table's elements.
   // Frame::regularSlots says for which objects this holds.

@@ -389,8 +389,7 @@ char* PageCache::allocate(PageSequence pages, const psId& near, std::uint32_t ty
   setSlot(*page, slot, offset);
   if (slot <= 2) link(*page);
   page->used += sizeof(ObjectHeader) + room;
-  page->recordBytes += recordedSize(type, size);
-  page->holdsStorage |= isStorage(type);
+  noteRecorded(*page, type, size, recordedSize(type, size));
   ++page->objects;
   return body;
 }

@@ -5,7 +5,10 @@
 // How far pages are filled.
 namespace ps::detail {
 
-// What an object takes in the record of its page, if it is no array's storage.
+// Counts an object of the page in what its record will take, in so many bytes of it.
+void noteRecorded(Page& page, std::uint32_t type, std::uint32_t size, std::size_t bytes);
+
+// What an object takes in a record, unless it is packed.
 std::size_t recordedSize(std::uint32_t type, std::uint32_t size);
 
 // Whether another object is to be placed in the page. capacity is the size in memory that it may grow to.

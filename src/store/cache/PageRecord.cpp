@@ -6,6 +6,7 @@
 #include <cstring>
 
 #include "store/cache/PackedStorage.h"
+#include "store/cache/PageFill.h"
 #include "store/cache/RecordBytes.h"
 #include "store/cache/TypeRegistry.h"
 
@@ -381,11 +382,11 @@ void decodePage(const PageContents& contents, std::size_t slots, ClassLookup& cl
   beginPage(contents.nextSlot, slots, page);
   page.objects = static_cast<std::uint32_t>(contents.objects.size());
   page.recordBytes = 0;
+  page.packableBytes = 0;
   for (const RecordedObject& stored : contents.objects) {
     const std::uint16_t offset = offsetBehind(page.used);
     page.used += bytesInImage(stored);
-    page.recordBytes += stored.bytes.size();
-    page.holdsStorage |= isStorage(stored.type);
+    noteRecorded(page, stored.type, stored.size, stored.bytes.size());
     if (!layOutAt(stored, offset, classOf, page)) page.foreign.push_back({stored.slot, offset, stored.layout});
   }
 }
