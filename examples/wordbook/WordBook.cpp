@@ -18,7 +18,7 @@ constexpr int slotsInBucket = 101;  // a prime, so that none are added
 constexpr std::uint64_t wordsInCommit = 10000;
 
 // Most words occur only a few times, and an array has its full size from the start.
-constexpr int occurrencesInNode = 32;
+constexpr int occurrencesInNode = 64;
 // Lists of occurrences share containers even when they grow, since there are more lists than a database has containers.
 // The buckets of texts share containers too, since a split can then move entries as they are.
 constexpr int partsInContainer = 10000;
