@@ -27,6 +27,9 @@ class ArrayEdit {
   explicit ArrayEdit(psUnsortedArray& array) : object_(&array) { open(); }
 
   bool isOpen() const { return object_ != nullptr; }
+  // Whether an open edit that has outlived the operation it was made for can still be used, in the same transaction. It
+  // cannot when the array has been resized.
+  bool isCurrent() const { return object_->entries_.head() == entries_ && rowsAt(entries_) == rows_; }
 
   bool isSorted() const { return object_->psIsKindOf(psSortedArray::pstTypeN); }
   int count() const { return object_->usedSize(); }
@@ -117,6 +120,7 @@ class ArrayEdit {
 
   void useStorage() {
     entries_ = object_->entries_.head();
+    rows_ = rowsAt(entries_);
     row_ = AbbreviationRow(entries_);
     counts_ = ElementRow<std::uint32_t>(countsOf(entries_));
     pin_.emplace(entries_);
@@ -125,6 +129,7 @@ class ArrayEdit {
   pstHandle<psUnsortedArray> array_;
   psUnsortedArray* object_;
   pstRef<psObj>* entries_ = nullptr;
+  Rows rows_ = Rows::none;
   AbbreviationRow row_;
   ElementRow<std::uint32_t> counts_{nullptr};
   std::optional<PagePin> pin_;

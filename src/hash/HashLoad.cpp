@@ -3,7 +3,6 @@
 #include <algorithm>
 #include <utility>
 
-#include "core/LookAhead.h"
 #include "hash/HashTable.h"
 
 namespace ps::detail {
@@ -50,9 +49,10 @@ int HashLoad::finish() {
   return added_;
 }
 
+// A comparator is the application's, and may have divided the bucket.
 const Addition* HashLoad::addToBucket(Additions additions, const RefusalWatch& watch) {
   const Addition* next = additions.first;
-  const Addition* const rest = additions.end;
+  const Addition* const end = additions.end;
   const pstHandle<psObj> firstKey(next->key);
   HandleProbe hashing(firstKey, table_);
   std::optional<BucketRange> range;
@@ -63,8 +63,9 @@ const Addition* HashLoad::addToBucket(Additions additions, const RefusalWatch& w
   }
   HashPosition position;
   position.range = *range;
-  for (; next != additions.end && !watch.refused(); ++next) {
-    prefetchAhead(next, rest, [](const Addition& addition) { return addition.key; });
+  const int depth = HashAccess::depth(*range->bucket);
+  for (; next != additions.end && !watch.refused() && HashAccess::depth(*range->bucket) == depth; ++next) {
+    prefetchAhead(next, end, [](const Addition& addition) { return addition.key; });
     const pstHandle<psObj> key(next->key);
     HandleProbe probe(key, table_);
     position.hash = next->hash;

@@ -37,6 +37,7 @@ bool replaceValue(const TreePosition& position, const pstRef<psObj>& value) {
 
 bool putPair(psTreeMap& map, KeyProbe& probe, const pstRef<psObj>& key, const pstRef<psObj>& value) {
   if (key.isNull()) return false;
+  if (ps::detail::TreeAppender::appendSingly(map, probe, key, value)) return true;
   const std::optional<TreePosition> at = ps::detail::locateRoom(map, probe);
   if (!at) return false;
   return at->matched ? replaceValue(*at, value) : ps::detail::insertElement(*at, key, value);

@@ -2,6 +2,7 @@
 
 #include "tree/InsertionSearch.h"
 #include "tree/NodeLinks.h"
+#include "tree/TreeAppender.h"
 
 namespace ps::detail {
 
@@ -24,6 +25,7 @@ bool insertElement(const TreePosition& position, const pstRef<psObj>& element, c
 
 bool addElement(psBTree& tree, KeyProbe&& probe, const pstRef<psObj>& element, const pstRef<psObj>& value) {
   if (element.isNull()) return false;
+  if (TreeAppender::appendSingly(tree, probe, element, value)) return true;
   const std::optional<TreePosition> at = locateRoom(tree, probe);
   return at && insertElement(*at, element, value);
 }

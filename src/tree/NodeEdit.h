@@ -25,6 +25,9 @@ class NodeEdit {
     return elements_.isOpen() && (!values_ || (values_->isOpen() && values_->count() == elements_.count()));
   }
 
+  // See ArrayEdit::isCurrent.
+  bool isCurrent() const { return elements_.isCurrent() && (!values_ || values_->isCurrent()); }
+
   bool isLeaf() const { return isLeaf_; }
   bool hasValues() const { return values_.has_value(); }
   int count() const { return elements_.count(); }

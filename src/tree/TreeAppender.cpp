@@ -1,5 +1,9 @@
 #include "tree/TreeAppender.h"
 
+#include <algorithm>
+#include <memory>
+
+#include "store/session/SessionCore.h"
 #include "tree/InsertionSearch.h"
 #include "tree/NewNode.h"
 #include "tree/NodeLinks.h"
@@ -76,7 +80,7 @@ bool TreeAppender::appendInOrder(KeyProbe& probe, const pstRef<psObj>& element, 
     return false;
   }
   const int count = leaf().count();
-  const bool isBehind = isLess(leaf()[count - 1], leaf().abbreviationAt(count - 1), probe);
+  const bool isBehind = count > 0 && isLess(leaf()[count - 1], leaf().abbreviationAt(count - 1), probe);
   Abbreviation abbreviation;
   if (isBehind && leaf().hasAbbreviations()) abbreviation = probe.abbreviation();
   // A comparator is the application's, and may have changed the tree.
@@ -86,6 +90,41 @@ bool TreeAppender::appendInOrder(KeyProbe& probe, const pstRef<psObj>& element, 
     return false;
   }
   return append(element, value, abbreviation);
+}
+
+bool TreeAppender::isCurrent() const {
+  return std::all_of(levels_.begin(), levels_.end(), [](const Level& level) { return level.entries.isCurrent(); });
+}
+
+void TreeAppender::restart(psBTree& root) {
+  levels_.clear();
+  root_ = pstHandle<psBTree>(&root);
+  openedAt_ = changeStamp();
+}
+
+// The way is opened when nothing has changed since the element before. A comparator may come back here, or end the
+// transaction and with it the session's hold on the appender.
+bool TreeAppender::appendSingly(psBTree& root, KeyProbe& probe, const pstRef<psObj>& element,
+                                const pstRef<psObj>& value) {
+  if (probe.failed() || element.isNull() || !expectsAscent(root)) return false;
+  SessionCore* const session = SessionCore::current();
+  if (session == nullptr) return false;
+  const auto kept = std::static_pointer_cast<TreeAppender>(session->transient);
+  const bool isInUse = kept.use_count() > 2;
+  if (kept == nullptr || isInUse) {
+    session->transient = std::make_shared<TreeAppender>(root);
+    return false;
+  }
+  if (kept->root_ != root.psOid() || kept->openedAt_ != changeStamp() || !kept->isCurrent()) {
+    kept->restart(root);
+    return false;
+  }
+  if (!kept->open()) {
+    kept->openedAt_ = 0;  // never now: it is not tried again at once
+    probe.disregardRefusals();
+    return false;
+  }
+  return kept->leaf().count() < kept->leaf().capacity() && kept->appendInOrder(probe, element, value);
 }
 
 }  // namespace ps::detail

@@ -11,7 +11,7 @@ namespace ps::detail {
 // fills each node before it begins the next, so that each is written once.
 class TreeAppender {
  public:
-  explicit TreeAppender(psBTree& root) : root_(&root) {}
+  explicit TreeAppender(psBTree& root) : root_(&root), openedAt_(changeStamp()) {}
   TreeAppender(const TreeAppender&) = delete;
   TreeAppender& operator=(const TreeAppender&) = delete;
 
@@ -24,6 +24,11 @@ class TreeAppender {
   // false, with nothing changed, and the probe can be used further.
   bool appendInOrder(KeyProbe& probe, const pstRef<psObj>& element, const pstRef<psObj>& value = pstRef<psObj>());
 
+  // The same for a single addition, in a leaf that has room. The session keeps an appender for the tree to which it
+  // added last: so when one element after the other goes behind all others, the way to the last leaf stays open.
+  static bool appendSingly(psBTree& root, KeyProbe& probe, const pstRef<psObj>& element,
+                           const pstRef<psObj>& value = pstRef<psObj>());
+
  private:
   struct Level {
     explicit Level(const pstHandle<psBTree>& handle) : node(handle), entries(*node) {}
@@ -32,6 +37,9 @@ class TreeAppender {
     NodeEdit entries;
   };
 
+  void restart(psBTree& root);
+  // Whether what was opened for earlier operations can still be used.
+  bool isCurrent() const;
   // Opens the way to the last leaf, unless it is open.
   bool open();
   bool openAnew();
@@ -43,7 +51,7 @@ class TreeAppender {
 
   pstHandle<psBTree> root_;
   std::deque<Level> levels_;  // the root's first
-  std::uint64_t openedAt_ = 0;
+  std::uint64_t openedAt_;    // or begun at
 };
 
 }  // namespace ps::detail

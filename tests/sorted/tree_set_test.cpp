@@ -3,12 +3,15 @@
 #include <cmath>
 #include <cstddef>
 #include <cstring>
+#include <functional>
+#include <iterator>
 #include <memory>
 #include <random>
 
 #include "list/psTreeList.h"
 #include "sorted/psTreeSet.h"
 #include "support/SetWorld.h"
+#include "tree/NodeAccess.h"
 
 namespace ps::test {
 namespace {
@@ -213,6 +216,47 @@ TEST(TreeSet, AscendingElementsDoNotFollowTheirLeafOutOfTheTree) {
     world.put(16);
     EXPECT_EQ(pehSessionDataGetFunction()->text(), "");
     EXPECT_EQ(world.complaints(), "");
+  }
+}
+
+// Ascending elements go where the one before them went, unless something has come between.
+TEST(TreeSet, AscendingElementsNoticeWhatComesBetween) {
+  ItemCompare::abbreviate(ItemCompare::Abbreviates::exactly);
+  SetWorld world(TempStore::Place::memory, Flavour::handle, true, 6);
+  std::mt19937_64 random(seedOr(9));
+  SetModel committed = world.model;
+  std::int64_t number = 0;
+  const auto commit = [&] {
+    ASSERT_TRUE(world.store->commit() == 1 && world.store->begin(pscUpdate) == 1);
+    committed = world.model;
+  };
+  const auto abort = [&] {
+    ASSERT_TRUE(world.store->abort() == 1 && world.store->begin(pscUpdate) == 1);
+    world.model = committed;
+  };
+  const auto removeHighest = [&] {
+    if (world.model.size() == 0) return;
+    const ItemKey highest = world.model.list().back();
+    ASSERT_TRUE(world.remove(highest));
+    world.model.remove(highest);
+  };
+  const auto moveStorage = [&] {
+    const pstHandle<psBTree> last(world.set->atLast());
+    if (last.isNull()) return;
+    const pstHandle<psUnsortedArray> array(ps::detail::NodeAccess::elements(*last));
+    const int capacity = array->size();
+    array->resize(capacity + (random() % 2 == 0 ? 3 : 2000));
+    array->resize(capacity);
+  };
+  const std::function<void()> others[] = {commit, abort, removeHighest, moveStorage, [&] { world.set->compact(); }};
+  commit();
+  for (int step = 0; step < 600 && !HasFailure(); ++step) {
+    for (std::uint64_t n = 1 + random() % 4; n > 0; --n) world.put(++number);
+    others[random() % std::size(others)]();
+    world.find();
+    if (step % 10 == 0) {
+      ASSERT_EQ(world.complaints(), "") << step;
+    }
   }
 }
 

@@ -300,6 +300,7 @@ bool SessionCore::begin(psMode mode) {
 
 bool SessionCore::commit() {
   if (!isReadyFor("commit")) return false;
+  transient.reset();
   cache_.checkContents();
   if (mode_ == pscRead) {
     engine_->abort();
@@ -331,6 +332,7 @@ bool SessionCore::commit() {
 
 bool SessionCore::abort() {
   if (!isReadyFor("abort")) return false;
+  transient.reset();
   cache_.checkContents();
   engine_->abort();
   if (mode_ == pscUpdate) {

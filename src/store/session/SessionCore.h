@@ -95,6 +95,9 @@ class SessionCore : public SessionHead, public std::enable_shared_from_this<Sess
   // Says, in a child of the process that opened the session, that the session is the parent's.
   void markForked();
 
+  // What a layer above keeps until the transaction ends, or another object takes its place.
+  std::shared_ptr<void> transient;
+
   psId defaultPlacement;  // where objects are created without a placement; null without one
   psSessionCounters counters;
   std::uint32_t pageSize = 8192;
