@@ -25,8 +25,8 @@ bool addElement(psHashSet& table, KeyProbe&& probe, const pstRef<psObj>& element
 // Puts the pair into a map. When it returns false, no pair has changed, but buckets may have been split.
 bool putPair(psHashSet& map, KeyProbe&& probe, const pstRef<psObj>& key, const pstRef<psObj>& value);
 
-// Adds the element to a set, unless one matches, or puts the pair into a map, at the place where its hash leads. Nothing
-// grows.
+// Adds the element to a set, unless one matches, or puts the pair into a map, at the place where its hash leads.
+// Nothing grows.
 bool addAt(psHashSet& table, KeyProbe& probe, HashPosition& position, const pstRef<psObj>& element,
            const pstRef<psObj>& value);
 

@@ -30,9 +30,9 @@ struct ForeignObject {
 // What the cache knows of a page image in memory, besides its Frame.
 struct Page {
   Frame* frame = nullptr;
-  std::size_t bytes = 0;        // of the block that the image has
-  std::size_t used = 0;         // from the image's start; the rest is free. Freed objects leave gaps until the
-                                // image is read again: an address is never given to a second object.
+  std::size_t bytes = 0;  // of the block that the image has
+  std::size_t used = 0;   // from the image's start; the rest is free. Freed objects leave gaps until the
+                          // image is read again: an address is never given to a second object.
   // What its objects take in the record, and what those of them do that may take less; see noteRecorded.
   std::size_t recordBytes = 0;
   std::size_t packableBytes = 0;
