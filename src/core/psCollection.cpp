@@ -103,23 +103,25 @@ void psCollection::removeDeleted(psCollectionIterator& it) {
 bool psCollection::retainAll(pstHandle<psCollection>& other) {
   if (other.open(pscRead) != 1) return false;
   const RefusalWatch watch;
-  std::vector<bool> isRetained;
+  std::vector<psId> gone;
   pstHandle<psCollection> self(psThis(pscNoOpen));
   const bool isWhole = visitKeysOf(self, *other, [&](const pstHandle<psObj>& element) {
-    isRetained.push_back(other->contains(element));
+    if (!other->contains(element)) gone.push_back(element.oid());
     return true;
   });
-  const bool areAllRetained = std::find(isRetained.begin(), isRetained.end(), false) == isRetained.end();
-  if (!isWhole || areAllRetained) return false;
-  const IteratorOwner it(keyIterator());
-  it->goToIndex(static_cast<int>(isRetained.size()) - 1, pscNoLock);
+  if (!isWhole || gone.empty()) return false;
   bool changed = false;
-  for (std::size_t i = isRetained.size(); i-- > 0 && !watch.refused();) {
-    if (isRetained[i]) {
-      it->previous(pscNoLock);
+  const int n = size();
+  const IteratorOwner it(keyIterator());
+  pstRef<psObj> current = it->goToIndex(n - 1, pscNoLock);
+  for (int i = 0; i < n && !gone.empty() && !watch.refused(); ++i) {
+    if (current.oid() != gone.back()) {
+      current = it->previous(pscNoLock);
     } else {
       if (it->remove() != 1) break;
+      gone.pop_back();
       changed = true;
+      current = it->current(pscNoLock);
     }
   }
   return changed;
