@@ -79,6 +79,10 @@ bool TreeAppender::appendInOrder(KeyProbe& probe, const pstRef<psObj>& element, 
     probe.disregardRefusals();  // the last leaf need not concern the key
     return false;
   }
+  return appendBehind(probe, element, value);
+}
+
+bool TreeAppender::appendBehind(KeyProbe& probe, const pstRef<psObj>& element, const pstRef<psObj>& value) {
   const int count = leaf().count();
   const bool isBehind = count > 0 && isLess(leaf()[count - 1], leaf().abbreviationAt(count - 1), probe);
   Abbreviation abbreviation;
@@ -124,7 +128,7 @@ bool TreeAppender::appendSingly(psBTree& root, KeyProbe& probe, const pstRef<psO
     probe.disregardRefusals();
     return false;
   }
-  return kept->leaf().count() < kept->leaf().capacity() && kept->appendInOrder(probe, element, value);
+  return kept->leaf().count() < kept->leaf().capacity() && kept->appendBehind(probe, element, value);
 }
 
 }  // namespace ps::detail

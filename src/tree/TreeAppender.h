@@ -43,6 +43,8 @@ class TreeAppender {
   // Opens the way to the last leaf, unless it is open.
   bool open();
   bool openAnew();
+  // Appends when the key is greater than the last element. The way must be open.
+  bool appendBehind(KeyProbe& probe, const pstRef<psObj>& element, const pstRef<psObj>& value);
   // Begins a new leaf with the element, below new nodes as far as those above the last leaf are full.
   bool appendLeaf(const pstRef<psObj>& element, const pstRef<psObj>& value, const Abbreviation& abbreviation);
   // For as many levels from the root down as their last nodes stay.
