@@ -66,7 +66,8 @@ class PS_API psCollection : public psObj {
   virtual bool removeAll(pstHandle<psCollection>& other);
   // Removes the elements whose objects no longer exist.
   virtual void removeAllDeleted();
-  // Removes all elements that are not in other; true when the collection changed.
+  // Removes all elements that are not in other; true when the collection changed. All are looked up before any is
+  // removed: when the store refuses a look-up, all stay.
   virtual bool retainAll(pstHandle<psCollection>& other);
 
   // Number of elements; -1 when it cannot be determined.

@@ -292,14 +292,20 @@ std::optional<HashPosition> HashGrowth::makeRoom(KeyProbe& probe, std::uint32_t 
   return probe.failed() ? std::nullopt : positionOf(table_, hash);
 }
 
-std::optional<BucketRange> HashGrowth::makeRoomForAll(KeyProbe& probe, Additions& additions) {
+// How many of the additions are in a bucket already is not known. So one that holds anything is divided when it is due.
+std::optional<BucketRange> HashGrowth::makeRoomForMany(KeyProbe& probe, Additions& additions) {
   additions_ = std::max(additions_, additions.size());
-  while (true) {
+  for (bool isDivided = false;; isDivided = true) {
     std::optional<BucketRange> range = bucketAt(table_, directoryIndexOf(table_, additions.first->hash));
     if (!range) return range;
     const auto precedes = [](const Addition& addition, std::uint64_t hash) { return addition.hash < hash; };
     additions.end = std::lower_bound(additions.first, additions.end, hashesOf(*range).end, precedes);
-    if (range->bucket->size() + additions.size() <= mark_) return range;
+    const int size = range->bucket->size();
+    const bool hasRoom = size > 0 ? !isDue(*range->bucket, isDivided) : additions.size() <= mark_;
+    if (hasRoom) {
+      additions.end = additions.first + std::min(additions.size(), mark_ - size % mark_);
+      return range;
+    }
     const Outcome outcome = divide(probe, *range, additions);
     if (outcome == Outcome::failed) return std::nullopt;
     if (outcome == Outcome::useless) return range;

@@ -37,9 +37,9 @@ class HashGrowth {
   // bounds can divide what it holds. Empty on failure; the table is then sound, and holds what it held.
   std::optional<HashPosition> makeRoom(KeyProbe& probe, std::uint32_t hash);
 
-  // The bucket of the first of the additions, which must not be empty, with room for all that go into it; these are
-  // left in additions. Otherwise as above.
-  std::optional<BucketRange> makeRoomForAll(KeyProbe& probe, Additions& additions);
+  // The bucket of the first of the additions, which must not be empty. Those that go into it and for which it has room
+  // are left in additions. Otherwise as above.
+  std::optional<BucketRange> makeRoomForMany(KeyProbe& probe, Additions& additions);
 
  private:
   enum class Outcome { divided, useless, failed };

@@ -56,7 +56,7 @@ const Addition* HashLoad::addToBucket(Additions additions, const RefusalWatch& w
   const pstHandle<psObj> firstKey(next->key);
   HandleProbe hashing(firstKey, table_);
   std::optional<BucketRange> range;
-  if (!hashing.failed()) range = growth_.makeRoomForAll(hashing, additions);
+  if (!hashing.failed()) range = growth_.makeRoomForMany(hashing, additions);
   if (!range) {
     if (!watch.refused() && addAlone(*next)) ++added_;
     return next + 1;

@@ -7,7 +7,7 @@
 namespace ps::detail {
 
 // Adds many elements to a set, or puts many pairs into a map. They are added in the order of their hashes, and so
-// bucket by bucket: each is divided before anything goes into it, and is written once.
+// bucket by bucket: an empty one is divided before anything goes into it, and each is written once.
 class HashLoad {
  public:
   explicit HashLoad(psHashSet& table) : table_(table), growth_(table) {}
@@ -23,7 +23,7 @@ class HashLoad {
   int finish();
 
  private:
-  // Adds those of the additions that go into the first one's bucket. Returns the first of the others.
+  // Adds those of the additions for which the first one's bucket has room. Returns the first of the others.
   const Addition* addToBucket(Additions additions, const RefusalWatch& watch);
   bool addAlone(const Addition& addition);
 

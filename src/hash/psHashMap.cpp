@@ -78,9 +78,9 @@ bool psHashMap::put(const pstHandle<psObj>& key, const pstHandle<psObj>& value, 
 
 bool psHashMap::add(const pstHandle<psObj>& element) { return put(element, pstHandle<psObj>()); }
 
-// A class derived from this one may put in its own way.
+// A class derived from this one may put in its own way. What walks over this map must not meet buckets that divide.
 bool psHashMap::addAll(pstHandle<psCollection>& other) {
-  if (psGetTypeN() != pstTypeN) return ps::detail::putAll(*this, other);
+  if (psGetTypeN() != pstTypeN || psThis(pscNoOpen) == other) return ps::detail::putAll(*this, other);
   HashLoad load(*this);
   bool any = false;
   ps::detail::visitPairs(other, [&](const pstHandle<psObj>& key, const pstHandle<psObj>& value) {

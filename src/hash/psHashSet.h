@@ -70,8 +70,8 @@ class PS_API psHashSet : public psCollection {
   // Adds the elements of other (a map's keys). True when any has been added.
   bool addAll(pstHandle<psCollection>& other) override;
   // Adds n elements, and returns how many of them were not there. Stops when the store refuses something. Of equal
-  // elements the first is added. addAll and append add in the order of hashes: each bucket is divided before it is
-  // filled, and written once. They take some 40 bytes of memory for each of up to a million elements at a time.
+  // elements the first is added. addAll and append add in the order of hashes: an empty bucket is divided before it is
+  // filled, and each is written once. They take some 40 bytes of memory for each of up to a million elements at a time.
   int append(const pstRef<psObj>* elements, int n);
 
   const pstRef<psHashAdmin>& admin() const override;

@@ -171,6 +171,35 @@ TEST(HashSet, SplitsAtNineTenthsOfItsSlots) {
   EXPECT_EQ(statisticsIn(*world.set).buckets, 2);
 }
 
+TEST(HashSet, GrowsByManyAtOnceAsByOneAfterAnother) {
+  for (const Hashing hashing : {Hashing::content, Hashing::constant, Hashing::lowBits, Hashing::identifier}) {
+    SCOPED_TRACE(nameOf(hashing));
+    std::vector<Statistics> expected;  // when all have been added, and when they have been added again
+    {
+      HashWorld world(memory, Flavour::handle, hashing, 11, Kind::set);
+      for (int number = 0; number < 700; ++number) world.put(number);
+      expected.push_back(statisticsIn(*world.set));
+      for (const ItemKey& item : world.model.list()) EXPECT_FALSE(world.add(item));
+      expected.push_back(statisticsIn(*world.set));
+    }
+    HashWorld world(memory, Flavour::handle, hashing, 11, Kind::set);
+    std::vector<pstRef<psObj>> elements;
+    for (int number = 0; number < 700; ++number) {
+      const ItemKey item = world.newItem(number);
+      elements.emplace_back(pstHandle<psObj>(item.id));
+      world.model.add(item);
+    }
+    for (const std::size_t round : {0, 1}) {
+      ASSERT_EQ(world.append(elements, {}), round == 0 ? 700 : 0);
+      // What may be new counts for the directory's proportion.
+      const int more = round == 1 && hashing == Hashing::identifier ? 1 : 0;
+      EXPECT_NEAR(statisticsIn(*world.set).buckets, expected[round].buckets, more) << round;
+      EXPECT_NEAR(statisticsIn(*world.set).depth, expected[round].depth, more) << round;
+    }
+    EXPECT_EQ(world.complaints(), "");
+  }
+}
+
 // The elements after that are appended.
 TEST(HashSet, PutsWhatJoinsALoneElementBeforeIt) {
   HashWorld world(memory, Flavour::handle, Hashing::constant, 5, Kind::set);
