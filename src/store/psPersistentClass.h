@@ -111,6 +111,10 @@ PS_API const pstSessionData* pstSessionDataGetFunction() noexcept;
                                                                                                                       \
  private:
 
-// Makes the class known to the store. Use it once, at namespace scope, in one source file.
-#define PS_REGISTER_CLASS(Class) \
-  static const ps::detail::ClassRegistration<Class> psRegistrationOf##Class(#Class);  // NOLINT(cert-err58-cpp)
+// Makes a class known to the store. It stands at namespace scope, mostly in one source file, and takes any way to name
+// the class: PS_REGISTER_CLASS(shop::Package), PS_REGISTER_CLASS(Pair<int, long>). The store knows the class under its
+// number, and under its name without namespaces.
+#define PS_REGISTER_CLASS(...) PS_REGISTER_CLASS_NUMBERED(__COUNTER__, __VA_ARGS__)
+#define PS_REGISTER_CLASS_NUMBERED(n, ...) PS_REGISTER_CLASS_AS(n, __VA_ARGS__)
+#define PS_REGISTER_CLASS_AS(n, ...) \
+  static const ps::detail::ClassRegistration<__VA_ARGS__> psRegistration##n(#__VA_ARGS__);  // NOLINT(cert-err58-cpp)

@@ -11,6 +11,7 @@ enum class psErrorKind {
   busy,            // others hold what it takes
   denied,          // permissions, a store opened for reading only, or the session's guard forbid it
   unknownClass,    // the program does not have the class, or has it with another size
+  schema,          // the store's classes and the program's differ in what no rule converts
   conflict,        // the transaction could not be committed; nothing of it is in the store
   outcomeUnknown,  // nobody can tell whether the transaction is in the store
   memory,          // no memory or address space is left
