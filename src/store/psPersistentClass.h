@@ -5,6 +5,8 @@
 #include <type_traits>
 
 #include "store/base/psObj.h"
+#include "store/psFields.h"
+#include "store/schema/psOldObject.h"
 #include "store/psTypeManager.h"
 #include "store/pstHandle.h"
 
@@ -70,7 +72,8 @@ PS_API const pstSessionData* pstSessionDataGetFunction() noexcept;
 // - needs the macro and a number of its own also when it derives from a persistent class that has them;
 // - has only flat fields (numbers, pstRef, pstVArray), and an alignment of at most 16 bytes;
 // - is named in PS_REGISTER_CLASS in each program that reads its objects;
-// - keeps its size and the order of its fields as long as objects are stored.
+// - has PS_FIELDS, and a version that is raised when they change. Without that it keeps its size and the order of its
+//   fields as long as objects are stored.
 //
 // These mistakes are refused, with a message that names them:
 // - the compiler refuses other numbers and alignments, and arrays of objects;
@@ -115,6 +118,29 @@ PS_API const pstSessionData* pstSessionDataGetFunction() noexcept;
 // the class: PS_REGISTER_CLASS(shop::Package), PS_REGISTER_CLASS(Pair<int, long>). The store knows the class under its
 // number, and under its name without namespaces.
 #define PS_REGISTER_CLASS(...) PS_REGISTER_CLASS_NUMBERED(__COUNTER__, __VA_ARGS__)
+
+// The same with the class's version, from 0 to 4294967295; PS_REGISTER_CLASS is version 0. Raise it when the fields of
+// the class change, or, in a comparator, the order or the hash. docs/guide.md tells how objects of an older version are
+// read.
+#define PS_REGISTER_CLASS_VERSION(Class, version) PS_REGISTER_CLASS_OF_VERSION(__COUNTER__, Class, version)
+
+// Converts objects of one version of a class for the next, where names and types of the fields do not tell how:
+//
+//   PS_CLASS_CONVERSION(Package, 1, [](const psOldObject& old, Package& now) { ... })
+//
+// The function finds in now what the rules have made of the object. It sees the fields of the old object, not other
+// objects: opens, updates and changes of arrays are refused in it, and so is the object when it throws. It may run in
+// any transaction, each time that the object is read, and must give the same result each time.
+#define PS_CLASS_CONVERSION(Class, from, ...) PS_CLASS_CONVERSION_NUMBERED(__COUNTER__, Class, from, __VA_ARGS__)
+
+#define PS_REGISTER_CLASS_OF_VERSION(n, Class, version) PS_REGISTER_CLASS_OF_VERSION_AS(n, Class, version)
+#define PS_REGISTER_CLASS_OF_VERSION_AS(n, Class, version)                                     \
+  static_assert(ps::detail::isDescribed<Class> || sizeof(Class) == sizeof(typename Class::psBase), \
+                "a class with a version needs PS_FIELDS, so that objects of older versions can be read"); \
+  static const ps::detail::ClassRegistration<Class> psRegistration##n(#Class, version);  // NOLINT(cert-err58-cpp)
+#define PS_CLASS_CONVERSION_NUMBERED(n, Class, from, ...) PS_CLASS_CONVERSION_AS(n, Class, from, __VA_ARGS__)
+#define PS_CLASS_CONVERSION_AS(n, Class, from, ...) \
+  static const ps::detail::ConversionRegistration<Class> psConversion##n(from, __VA_ARGS__);  // NOLINT(cert-err58-cpp)
 #define PS_REGISTER_CLASS_NUMBERED(n, ...) PS_REGISTER_CLASS_AS(n, __VA_ARGS__)
 #define PS_REGISTER_CLASS_AS(n, ...) \
   static const ps::detail::ClassRegistration<__VA_ARGS__> psRegistration##n(#__VA_ARGS__);  // NOLINT(cert-err58-cpp)

@@ -5,6 +5,7 @@
 #include "store/base/psError.h"
 #include "store/catalog/Catalog.h"
 #include "store/session/SessionCore.h"
+#include "store/session/Upgrade.h"
 
 using ps::detail::Catalog;
 using ps::detail::CatalogEntry;
@@ -131,6 +132,10 @@ int psSession::name(const pstHandle<psObj>& object, const pstHandle<psObj>& scop
 int psSession::key(const pstHandle<psObj>& object, const pstHandle<psObj>& scope, const psKey& key) {
   SessionCore* const core = isHere(core_.get()) ? SessionCore::updating("giving an object a key") : nullptr;
   return result(core != nullptr && core->directory().file(object.oid(), scope.oid(), key.bytes()));
+}
+
+int psSession::upgrade(const UpgradeProgress& progress) {
+  return result(isHere(core_.get()) && ps::detail::upgrade(*core_, progress));
 }
 
 std::string psSession::lastError() const { return pehSessionDataGetFunction()->text(); }

@@ -10,6 +10,7 @@
 #include "store/base/psExport.h"
 #include "store/base/psSessionCounters.h"
 #include "store/base/psSessionOptions.h"
+#include "store/base/psUpgradeProgress.h"
 #include "store/psContObj.h"
 #include "store/psDBObj.h"
 #include "store/psFDObj.h"
@@ -87,6 +88,17 @@ class PS_API psSession {
   // The name must be free in that scope. It is deleted with the object or the scope.
   int name(const pstHandle<psObj>& object, const pstHandle<psObj>& scope, const char* name);
   int key(const pstHandle<psObj>& object, const pstHandle<psObj>& scope, const psKey& key);
+
+  // Writes every object in the layout that its class has in this program, container by container, a commit each. Without
+  // it, an object gets its present layout when something in its page is changed. After it, the functions that convert
+  // objects of older versions are not needed any more. Objects of classes that this program does not know, and comparators
+  // of older versions, stay as they are.
+  //
+  // Called outside a transaction; other sessions may work meanwhile. progress is called after each container, and stops
+  // the upgrade by returning false. 1 when all is converted. When it returns 0, what was committed stays; call it again
+  // to go on.
+  using UpgradeProgress = std::function<bool(const psUpgradeProgress&)>;
+  int upgrade(const UpgradeProgress& progress = nullptr);
 
   // Text of the last signalled error; "" when there was none since the last successful begin.
   std::string lastError() const;

@@ -1,5 +1,8 @@
 #include "store/psTypeManager.h"
 
+#include <algorithm>
+#include <utility>
+
 #include "store/base/StoreError.h"
 #include "store/cache/TypeRegistry.h"
 #include "store/pstVArray.h"
@@ -66,6 +69,64 @@ void PrototypeScope::note(const void* array) {
   if (offset >= size_) return;
   arrays_.push_back(offset);
   TypeRegistry::instance().addArray(typeN_, static_cast<std::uint32_t>(offset));
+}
+
+void adoptInitial(unsigned int typeN, const unsigned char* initial, const unsigned char* other) {
+  TypeRegistry::instance().adoptInitial(typeN, initial, other);
+}
+
+namespace {
+
+void collectArrays(const Field& field, std::uint32_t offset, std::vector<StructureArray>& arrays) {
+  for (std::uint32_t i = 0; i < field.count && field.structure != nullptr; ++i) {
+    const std::uint32_t at = offset + field.offset + i * field.size;
+    if (field.kind == FieldKind::array) {
+      TypeRegistry::instance().addElements(*field.structure);
+      arrays.push_back({at, field.structure});
+      continue;
+    }
+    for (std::uint32_t part = 0; part < field.structure->count; ++part)
+      collectArrays(field.structure->fields[part], at, arrays);
+  }
+}
+
+FieldShape opaque(const LevelDescription& level) {
+  FieldShape field;
+  field.kind = FieldKind::opaque;
+  field.offset = level.begin;
+  field.size = level.end - level.begin;
+  return field;
+}
+
+}  // namespace
+
+void describeClass(unsigned int typeN, std::uint32_t version, const std::vector<LevelDescription>& levels) {
+  const bool hasFields =
+      std::any_of(levels.begin(), levels.end(), [](const LevelDescription& level) { return level.fields != nullptr; });
+  std::vector<ClassLevel> known;
+  std::vector<StructureArray> arrays;
+  std::uint32_t end = ~std::uint32_t{0};
+  for (LevelDescription level : levels) {
+    ClassLevel& now = known.emplace_back();
+    now.number = level.number;
+    for (std::uint32_t i = 0; i < level.count; ++i) {
+      collectArrays(level.fields[i], 0, arrays);
+      now.fields.emplace_back(level.fields[i]);
+      end = std::min(end, level.fields[i].offset);
+    }
+    // A derived class may begin in the tail padding of its base.
+    level.end = std::min(level.end, end);
+    if (hasFields && level.end > level.begin) now.fields.push_back(opaque(level));
+  }
+  if (!known.empty()) known.front().version = version;
+  TypeRegistry::instance().describe(typeN, std::move(known), std::move(arrays));
+}
+
+void describeElements(const Structure& structure) { TypeRegistry::instance().addElements(structure); }
+
+void addConversion(unsigned int typeN, std::uint32_t from,
+                   void (*run)(const psOldObject& old, void* now, void (*function)()), void (*function)()) {
+  TypeRegistry::instance().addConversion(typeN, {from, run, function});
 }
 
 void addLibraryClass(unsigned int typeN, const char* name, unsigned int baseTypeN, std::size_t size,

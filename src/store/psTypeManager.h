@@ -1,6 +1,8 @@
 #pragma once
 
 #include <cstddef>
+#include <cstdint>
+#include <cstring>
 #include <new>
 #include <type_traits>
 #include <vector>
@@ -9,6 +11,9 @@
 #include "store/base/psExport.h"
 #include "store/base/psObj.h"
 #include "store/base/psRelocation.h"
+#include "store/schema/FieldTable.h"
+
+class psOldObject;
 
 // What the store knows of the persistent classes of this process.
 
@@ -55,13 +60,44 @@ class PS_API PrototypeScope {
   std::vector<std::size_t> arrays_;
 };
 
+// Constructs a prototype in memory that is filled with a byte. What the constructor does not set keeps the byte: the
+// compiler must not know that nobody may rely on that.
+template <class T>
+psObj* makePrototype(unsigned char* memory, int fill) {
+  std::memset(memory, fill, sizeof(T));
+  asm volatile("" : : "r"(memory) : "memory");
+  PrototypeScope scope(T::pstTypeN, memory, sizeof(T));
+  psObj* const prototype = ::new (static_cast<void*>(memory)) T(psInternalObj());
+  asm volatile("" : : "r"(memory) : "memory");
+  return prototype;
+}
+
+// Takes the bytes of an object of which nothing is set, for objects that get fields. Compares them with those of one
+// that was made in other memory: what the constructor has set outside the described fields was forgotten. psSession::open
+// then fails.
+PS_API void adoptInitial(unsigned int typeN, const unsigned char* initial, const unsigned char* other);
+
 // Constructs a prototype of T in this frame and lets the store adopt its virtual table. The prototype is never
 // destroyed: its destructor would take it for an object of the store.
 template <class T>
 void adoptPrototype() {
-  alignas(T) unsigned char scratch[sizeof(T)] = {};
-  PrototypeScope scope(T::pstTypeN, scratch, sizeof(T));
-  ptmStealVtbls(T::pstTypeN, ::new (static_cast<void*>(scratch)) T(psInternalObj()));
+  alignas(T) unsigned char memory[sizeof(T)];
+  ptmStealVtbls(T::pstTypeN, makePrototype<T>(memory, 0));
+  if constexpr (hasDescription<T>()) {
+    alignas(T) unsigned char other[sizeof(T)];
+    makePrototype<T>(other, 0xFF);
+    adoptInitial(T::pstTypeN, memory, other);
+  }
+}
+
+// Makes the version and the fields of a class known, and those of its bases.
+PS_API void describeClass(unsigned int typeN, std::uint32_t version, const std::vector<LevelDescription>& levels);
+
+template <class T>
+void describe(std::uint32_t version) {
+  std::vector<LevelDescription> levels;
+  describeLevels<T>(levels);
+  describeClass(T::pstTypeN, version, levels);
 }
 
 template <class T>
@@ -83,9 +119,29 @@ void registerLibraryClass(const char* name, psRelocation relocation) {
 template <class T, void (*Register)(const char*, psRelocation) = &registerClass<T>>
 class ClassRegistration {
  public:
-  explicit ClassRegistration(const char* name) {
+  explicit ClassRegistration(const char* name, std::uint32_t version = 0) {
     Register(name, psRelocation::allowed);
+    describe<T>(version);
     if constexpr (!std::is_abstract_v<T>) ptmAddToVTableInitList(&adoptPrototype<T>);
+  }
+};
+
+// Makes a function known that converts objects of one version of a class for the next.
+PS_API void addConversion(unsigned int typeN, std::uint32_t from,
+                          void (*run)(const psOldObject& old, void* now, void (*function)()), void (*function)());
+
+template <class T>
+class ConversionRegistration {
+ public:
+  using Function = void (*)(const psOldObject& old, T& now);
+
+  ConversionRegistration(std::uint32_t from, Function function) {
+    addConversion(T::pstTypeN, from, &run, reinterpret_cast<void (*)()>(function));
+  }
+
+ private:
+  static void run(const psOldObject& old, void* now, void (*function)()) {
+    reinterpret_cast<Function>(function)(old, *static_cast<T*>(now));
   }
 };
 

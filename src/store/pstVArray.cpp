@@ -46,6 +46,7 @@ int replaceStorage(SessionCore& session, void* array, std::uint64_t bytes, const
   if (content != nullptr) {
     std::memcpy(made, content, contentBytes);
     ps::detail::copyRows(const_cast<void*>(content), made);
+    ps::detail::PageCache::describeLike(content, made);
   }
   const psId id = ps::detail::idAt(made);
   const psId old = storageOf(array);
@@ -156,6 +157,12 @@ int provideRows(void* array, unsigned int n, Rows rows) {
   const std::uint32_t kept =
       storage != nullptr ? std::min(headerOf(storage)->size, static_cast<std::uint32_t>(bytes)) : 0;
   return replaceStorage(*session, array, bytes, storage, kept, rows);
+}
+
+void nameElements(void* array, const Structure& elements) {
+  const psId id = storageOf(array);
+  if (!isResidentForUpdate(id)) return;
+  PageCache::describeElements(residentStorage(id), elements);
 }
 
 void signalArrayBound(unsigned int size, unsigned int index) {

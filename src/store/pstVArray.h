@@ -8,6 +8,7 @@
 #include "store/base/psExport.h"
 #include "store/cache/StorageRows.h"
 #include "store/pstHandle.h"
+#include "store/schema/FieldTable.h"
 #include "store/session/Opening.h"
 #include "store/session/UseChecks.h"
 
@@ -52,6 +53,19 @@ PS_API void noteArrayConstruction(const void* array);
 // array is too large for rows.
 int provideRows(void* array, unsigned int n, Rows rows);
 
+// Says in the store what the elements of an array of the store are, so that they can be read when the structure has
+// changed. array is the address of the 8 bytes of a pstVArray that has just been given storage.
+PS_API void nameElements(void* array, const Structure& elements);
+
+// Makes known that the program has arrays of these structures.
+PS_API void describeElements(const Structure& elements);
+template <class T>
+struct ElementRegistration {
+  ElementRegistration() { describeElements(DescribedStructure<T>::value); }
+};
+template <class T>
+inline const ElementRegistration<T> elementRegistration;
+
 PS_API void signalArrayBound(unsigned int size, unsigned int index);
 PS_API void signalArrayUpdate();
 PS_API void* cleanDummyElement();
@@ -79,6 +93,7 @@ class pstVArray {
     pehSessionDataGetFunction()->operation = "psVArray(type)::psVArrayStructor(type)(<initSize>)";
     if (isPersistent()) {
       pstNewVArray(this, n, sizeof(T));
+      nameElements();
     } else {
       pstResizeHeapVArray(this, 0, n, sizeof(T));
     }
@@ -166,6 +181,7 @@ class pstVArray {
     return id;
   }
   T* elements() const {
+    if constexpr (ps::detail::isDescribed<T>) static_cast<void>(&ps::detail::elementRegistration<T>);
     if (word_ == 0) return nullptr;
     if (isPersistent()) return static_cast<T*>(ps::detail::residentStorage(storageId()));
     return reinterpret_cast<T*>(heapBlock() + ps::detail::heapArrayHeader);
@@ -190,7 +206,16 @@ class pstVArray {
     if (update() != 1) return 0;
     const unsigned int old = size();
     if (n == old) return 1;
-    return isPersistent() ? pstResizeVArray(this, n, sizeof(T)) : pstResizeHeapVArray(this, old, n, sizeof(T));
+    if (!isPersistent()) return pstResizeHeapVArray(this, old, n, sizeof(T));
+    if (pstResizeVArray(this, n, sizeof(T)) != 1) return 0;
+    nameElements();
+    return 1;
+  }
+
+  void nameElements() {
+    if constexpr (ps::detail::isDescribed<T>) {
+      if (word_ != 0) ps::detail::nameElements(this, ps::detail::DescribedStructure<T>::value);
+    }
   }
 
   bool isWithin(unsigned int i) const {

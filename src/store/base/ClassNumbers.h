@@ -21,4 +21,7 @@ constexpr unsigned int federationTypeN = 5;
 // scan delivers it, and its first word is data.
 constexpr std::uint32_t storageType = 9;
 
+// The class of comparators.
+constexpr unsigned int comparatorTypeN = 4013;
+
 }  // namespace ps::detail

@@ -1,10 +1,14 @@
 #pragma once
 
 #include <cstdint>
+#include <memory>
 #include <string>
 #include <unordered_map>
+#include <vector>
 
 #include "store/base/StoreError.h"
+#include "store/cache/ObjectForm.h"
+#include "store/cache/StorageRows.h"
 #include "store/cache/TypeRegistry.h"
 #include "store/engine/Engine.h"
 
@@ -12,27 +16,79 @@ namespace ps::detail {
 
 // What the store says of the classes of its objects: a record for each, with the layouts that its objects have had.
 // Every stored object names its layout, so that a program can tell what it reads when it does not know the class, or
-// knows it with other fields.
+// knows it with other fields. Layouts are numbered from 1 and never change, so what was read of one stays true; 0 is the
+// layout of what was stored before there were any.
+//
+// The storage of an array names the layout of its elements when these are described structures.
 class ClassTable {
  public:
   void attach(Engine& engine) { engine_ = &engine; }
-  // Starts a transaction. Under another stamp, what was read is forgotten.
-  void begin(std::uint64_t readStamp);
-  void afterAbort() { layouts_.clear(); }
+  void afterAbort();
+
+  // Whether this program can work with the store's classes: none that it knows has another name there, is newer, or has
+  // changed in a way that nothing converts. Costs one look-up when no class has changed since the last call. False, with
+  // the reason, also when the table cannot be read.
+  bool check();
 
   // The number of the layout that a class has in this process. Adds it to the store if it is new there. 0, with the
-  // reason, when the class's record cannot be read or written.
+  // reason, when the class's record cannot be read or written, or does not go together with this program's class.
   std::uint16_t layoutOf(const ClassInfo& info);
+  // The same for structures that are elements of arrays.
+  std::uint16_t layoutOf(const Structure& elements);
+
+  // What becomes of objects of a class, without namedFlag, that are stored in a layout, with so many bytes; the bytes of
+  // storage do not matter. The result stays valid until afterAbort.
+  const ObjectForm& formOf(std::uint32_t type, std::uint16_t layout, std::uint32_t size) {
+    const Key key{type, layout, isStorage(type) ? 0 : size};
+    return last_ != nullptr && key == lastKey_ ? *last_ : findForm(key);
+  }
+
+  // Forgets the layouts of which no object is left: all but the present ones of the classes that this process knows.
+  bool retireOlder();
 
   const StoreError& error() const { return error_; }
 
  private:
-  std::uint16_t findOrAdd(const ClassInfo& info);
-  std::uint16_t fail(StoreError error);
+  struct Key {
+    std::uint32_t type;
+    std::uint16_t layout;
+    std::uint32_t size;
+    bool operator==(const Key& other) const {
+      return type == other.type && layout == other.layout && size == other.size;
+    }
+  };
+  struct KeyHash {
+    std::size_t operator()(const Key& key) const {
+      return (std::size_t{key.type} * 31 + key.layout) * 0x9E3779B97F4A7C15U + key.size;
+    }
+  };
+
+  struct Record;
+  enum class Found { yes, no, failed };
+  Found read(unsigned int number, Record& record);
+  bool write(unsigned int number, const Record& record);
+  bool fail(StoreError error);
+
+  std::uint16_t findOrAdd(unsigned int number, std::string_view name, const ClassShape& shape);
+  bool checkRecord(unsigned int number, const Record& record);
+  const ObjectForm& findForm(const Key& key);
+  ObjectForm formOfObjects(const ClassInfo& info, const Key& key);
+  ObjectForm formOfElements(const Key& key);
+  bool retireOlder(unsigned int number, const std::vector<std::string>& present);
+  ObjectForm formBetween(const std::string& what, const ClassShape& stored, const NewLayout& now);
+  const NewLayout& present(const ClassInfo& info);
 
   Engine* engine_ = nullptr;
-  std::uint64_t readStamp_ = 0;
+  std::string generation_;  // of the table that was checked
+  bool isChecked_ = false;
   std::unordered_map<unsigned int, std::uint16_t> layouts_;  // by class number
+  std::unordered_map<const Structure*, std::uint16_t> elementLayouts_;
+  std::unordered_map<unsigned int, std::unique_ptr<const NewLayout>> present_;
+  std::vector<std::unique_ptr<const NewLayout>> elements_;
+  std::vector<std::unique_ptr<const LayoutChange>> changes_;
+  std::unordered_map<Key, ObjectForm, KeyHash> forms_;
+  const ObjectForm* last_ = nullptr;
+  Key lastKey_{};
   StoreError error_;
 };
 

@@ -3,7 +3,7 @@
 #include <algorithm>
 #include <cstring>
 
-#include "store/cache/RecordBytes.h"
+#include "store/base/RecordBytes.h"
 
 namespace ps::detail {
 

@@ -2,11 +2,13 @@
 
 #include <cstdint>
 #include <forward_list>
+#include <string>
 #include <utility>
 #include <vector>
 
 #include "store/base/ClassNumbers.h"
 #include "store/cache/Frame.h"
+#include "store/schema/Field.h"
 
 namespace ps::detail {
 
@@ -20,11 +22,25 @@ struct ObjectNotes {
   std::vector<psId> references;
 };
 
-// An object that is kept as it is but cannot be opened here, because its class is unknown or its size has changed.
+// An object that is kept as it is but cannot be opened here: its ObjectForm says why, unless its own conversion failed.
 struct ForeignObject {
   std::uint16_t slot;
   std::uint16_t offset;
   std::uint16_t layout;
+  std::string complaint;
+};
+
+// The storage of an array whose elements are described structures.
+struct DescribedStorage {
+  std::uint16_t slot;
+  std::uint16_t layout;       // in which it is stored
+  const Structure* elements;  // what it has in memory; null when this process does not know the structure
+};
+
+// An array of described structures whose storage does not say so yet.
+struct UnnamedArray {
+  psId storage;
+  const Structure* elements;
 };
 
 // What the cache knows of a page image in memory, besides its Frame.
@@ -45,6 +61,7 @@ struct Page {
   bool changed = false;                  // must be written
   bool filled = false;                   // see noteFilled
   bool created = false;                  // by the running transaction
+  bool hasOlder = false;                 // some objects would be written in another layout
   bool isPartial = false;                // objects are laid out when they are opened
   std::uint8_t opened = 0;               // how many of a partial page have been
   bool stored = false;                   // the engine has it, as far as the running transaction can see
@@ -56,6 +73,11 @@ struct Page {
   std::vector<std::pair<std::uint16_t, std::uint64_t>> objectChecksums;
 
   std::vector<ForeignObject> foreign;
+  std::vector<DescribedStorage> describedStorage;
+  // What is to be done elsewhere when the page is written: conversions have left storage without an owner; objects that
+  // get a description have arrays that need one too.
+  std::vector<psId> droppedStorage;
+  std::vector<UnnamedArray> unnamedArrays;
   // Objects that the running transaction deleted; their bytes are still in place.
   std::vector<std::pair<std::uint16_t, std::uint16_t>> freed;
   std::forward_list<ObjectNotes> notes;

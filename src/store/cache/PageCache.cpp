@@ -7,6 +7,7 @@
 #include <cstdlib>
 #include <cstring>
 #include <new>
+#include <utility>
 
 #include "store/base/IdParts.h"
 #include "store/base/IdText.h"
@@ -51,6 +52,13 @@ bool precedes(const Page* a, const Page* b) {
   return left.get_page() < right.get_page();
 }
 
+// Whether each object begins where the slot table can say.
+bool isAddressable(const PageContents& contents) {
+  if (contents.objects.empty()) return true;
+  const std::size_t before = bytesInMemory(contents) - bytesInImage(contents.objects.back());
+  return objectsBegin(contents.nextSlot) + before + sizeof(ObjectHeader) <= 0xFFFFU * alignment;
+}
+
 std::uint64_t tailHash(const std::vector<std::uint64_t>& checksums) {
   if (checksums.size() < 2) return 0;
   return XXH3_64bits(checksums.data() + 1, (checksums.size() - 1) * sizeof(std::uint64_t));
@@ -90,7 +98,6 @@ void PageCache::limit(std::size_t bytes) { limit_ = std::max(bytes, leastLimit);
 void PageCache::begin(std::uint64_t readStamp, std::uint64_t updateStamp) {
   readStamp_ = readStamp;
   updateStamp_ = updateStamp;
-  classes_.begin(readStamp);
   partOf_ = nullptr;
 }
 
@@ -175,8 +182,10 @@ PageCache::Fetch PageCache::revalidate(const psId& id, Page& page) {
 // Reads the record of a page into record_, and what it says into contents_.
 PageCache::Fetch PageCache::readContents(const psId& id, std::vector<std::uint64_t>& checksums) {
   const Fetch found = readRecord(id, checksums);
-  if (found != Fetch::present || ps::detail::readContents(record_, contents_)) return found;
-  return failAsDamaged(pageText(id) + " contradicts itself; ");
+  if (found != Fetch::present) return found;
+  if (!ps::detail::readContents(record_, contents_)) return failAsDamaged(pageText(id) + " contradicts itself; ");
+  resolve(classes_, contents_);
+  return found;
 }
 
 PageCache::Fetch PageCache::failAsDamaged(std::string text) {
@@ -232,9 +241,14 @@ PageCache::Fetch PageCache::load(const psId& id, Page*& page) {
   const Fetch found = readContents(id, checksums);
   if (found != Fetch::present) return found;
   std::size_t slots = 0;
+  if (!isAddressable(contents_)) {
+    error_ = {psErrorKind::schema, pageText(id) + " would take more than 1 MiB, since its classes have grown so much; " +
+                                       "convert it with a program whose classes grow in smaller steps"};
+    return Fetch::unreadable;
+  }
   page = imageFor(id, contents_.nextSlot, contents_.objects.size(), bytesInMemory(contents_), slots);
   if (page == nullptr) return Fetch::unreadable;
-  decodePage(contents_, slots, classOf_, *page);
+  decodePage(contents_, slots, *page);
   link(*page);
   page->checksums = std::move(checksums);
   noteContents(*page);
@@ -268,7 +282,7 @@ bool PageCache::readPart(const psId& id) {
     prefetchPart(value, id.get_slot());
     return partlyVerified(key, value);
   });
-  return !payload.empty() && part_.read(payload);
+  return !payload.empty() && part_.read(payload, classes_);
 }
 
 // Lays out one object of a partial page, if it has one in the slot. Where many are opened, lays out all.
@@ -286,7 +300,7 @@ PageCache::Fetch PageCache::layOut(Page& page, std::uint16_t slot) {
   std::size_t bytesBefore = 0;
   if (!part_.find(slot, object, bytesBefore)) return Fetch::present;
   const bool isRight = part_.hasRight(StoreKey::chunk(id, 0), object);
-  if (!isRight || !decodeObject(object, bytesBefore, classOf_, page)) return complete(page);
+  if (!isRight || !decodeObject(object, bytesBefore, page)) return complete(page);
   if (page.opened < few) ++page.opened;
   if (slot <= 2) link(page);
   return Fetch::present;
@@ -299,7 +313,7 @@ PageCache::Fetch PageCache::complete(Page& page) {
   const Fetch found = readContents(id, checksums);
   if (found == Fetch::unreadable) return found;
   if (found == Fetch::absent || checksums != page.checksums) return failAsDamaged(damageText(id));
-  decodePage(contents_, page.frame->slotLimit, classOf_, page);
+  decodePage(contents_, page.frame->slotLimit, page);
   page.isPartial = false;
   link(page);
   noteContents(page);
@@ -468,7 +482,78 @@ void PageCache::dropContainer(std::uint16_t db, std::uint16_t oc) {
   for (std::size_t i = 1; i < pageCount(table.pages[oc]); ++i) drop(table.pages[oc][i]);
 }
 
+void PageCache::describeElements(void* storage, const Structure& elements) {
+  const std::uint16_t slot = headerOf(storage)->slot;
+  std::vector<DescribedStorage>& described = frameOfObject(storage)->page->describedStorage;
+  const bool isKnown = std::any_of(described.begin(), described.end(),
+                                   [slot](const DescribedStorage& known) { return known.slot == slot; });
+  if (!isKnown) described.push_back({slot, 0, &elements});
+}
+
+void PageCache::describeLike(const void* from, void* to) {
+  const std::uint16_t slot = headerOf(from)->slot;
+  const std::vector<DescribedStorage>& described = frameOfObject(from)->page->describedStorage;
+  const auto found = std::find_if(described.begin(), described.end(),
+                                  [slot](const DescribedStorage& known) { return known.slot == slot; });
+  if (found == described.end()) return;
+  DescribedStorage copy = *found;
+  copy.slot = headerOf(to)->slot;
+  frameOfObject(to)->page->describedStorage.push_back(copy);
+}
+
+bool PageCache::upgrade(Page& page, std::uint64_t& pages) {
+  if (page.hasOlder) {
+    change(page);
+    ++pages;
+  }
+  for (const ForeignObject& foreign : page.foreign) {
+    const ObjectHeader& header = *headerAt(page.frame, foreign.offset);
+    const ObjectForm& form = classes_.formOf(header.type & ~namedFlag, foreign.layout, header.size);
+    if (form.keepsVersion || form.refusal.kind == psErrorKind::unknownClass) continue;
+    psId id = page.frame->pageId;
+    id.set_slot(foreign.slot);
+    error_ = form.refusal;
+    if (form.isUsable()) error_ = {psErrorKind::schema, "cannot be converted: " + foreign.complaint};
+    error_.text = textOf(id) + " is " + error_.text;
+    return false;
+  }
+  return true;
+}
+
+// Takes from a page, which is about to be written, what is to be done elsewhere then.
+void PageCache::takeOrders(Page& page) {
+  droppedStorage_.insert(droppedStorage_.end(), page.droppedStorage.begin(), page.droppedStorage.end());
+  unnamedArrays_.insert(unnamedArrays_.end(), page.unnamedArrays.begin(), page.unnamedArrays.end());
+  page.droppedStorage.clear();
+  page.unnamedArrays.clear();
+}
+
+// The storage in memory that has an identifier, open for update. Null when it cannot be read: a page that is damaged is
+// no reason to refuse changes of others.
+char* PageCache::changeStorage(const psId& id) {
+  Page* page = nullptr;
+  char* const found = fetch(id, page) == Fetch::present ? liveObject(page->frame, id.get_slot()) : nullptr;
+  if (found == nullptr || !isStorage(headerOf(found)->type)) return nullptr;
+  change(*page);
+  return found;
+}
+
+void PageCache::carryOutOrders() {
+  // What is done may change further pages, which have orders of their own.
+  for (;;) {
+    for (Page* const page : changed_) takeOrders(*page);
+    if (droppedStorage_.empty() && unnamedArrays_.empty()) return;
+    for (const psId& id : std::exchange(droppedStorage_, {})) {
+      if (const char* const storage = changeStorage(id)) free(*frameOfObject(storage)->page, id.get_slot());
+    }
+    for (const UnnamedArray& array : std::exchange(unnamedArrays_, {})) {
+      if (char* const storage = changeStorage(array.storage)) describeElements(storage, *array.elements);
+    }
+  }
+}
+
 bool PageCache::writeChanges() {
+  carryOutOrders();
   std::sort(changed_.begin(), changed_.end(), precedes);
   for (std::size_t i = 0; i < changed_.size(); ++i) changed_[i]->changedIndex = i;
   return std::all_of(changed_.begin(), changed_.end(), [this](Page* page) { return write(*page); });
@@ -478,11 +563,11 @@ bool PageCache::write(Page& page) {
   const psId& id = page.frame->pageId;
   if (page.objects != 0) {
     if (const ObjectHeader* const object = encodePage(page, classes_, written_)) {
-      const ClassInfo& info = *TypeRegistry::instance().find(object->type & ~namedFlag);
-      error_ = isOfClass(info, object + 1)
+      const ClassInfo* const info = TypeRegistry::instance().find(object->type & ~namedFlag);
+      error_ = info == nullptr || isOfClass(*info, object + 1)
                    ? classes_.error()
                    : StoreError{psErrorKind::unknownClass,
-                                textOf(idAt(object + 1)) + ": " + complaintAbout(info, object + 1)};
+                                textOf(idAt(object + 1)) + ": " + complaintAbout(*info, object + 1)};
       return false;
     }
   }
@@ -554,6 +639,7 @@ void PageCache::makeRoom(std::size_t bytes) {
 
 bool PageCache::evict(Page& page) {
   if (page.changed) {
+    takeOrders(page);
     if (updateStamp_ == SessionHead::noStamp || !write(page)) {
       // It stays, and the commit says why. The hand goes on to the others.
       page.frame->touched = head_.loads;
@@ -624,6 +710,7 @@ void PageCache::afterCommit() {
     Page& page = *changed_.back();
     settle(page);
     page.created = false;
+    page.hasOlder = false;
     page.freed.clear();
     if (page.objects == 0) {
       discard(page);
@@ -636,6 +723,8 @@ void PageCache::afterCommit() {
 
 void PageCache::afterAbort(bool engineReads) {
   spilled_.clear();
+  droppedStorage_.clear();
+  unnamedArrays_.clear();
   classes_.afterAbort();
   while (!changed_.empty()) {
     Page& page = *changed_.back();

@@ -71,6 +71,17 @@ class PageCache {
   // Removes an object from its image; the image counts as changed.
   void free(Page& page, std::uint16_t slot);
 
+  // Says what the elements of an array are whose storage has the address, unless it is known.
+  static void describeElements(void* storage, const Structure& elements);
+  // The same for storage that has the content of other storage.
+  static void describeLike(const void* from, void* to);
+
+  // What the store says of classes.
+  ClassTable& classes() { return classes_; }
+  // Sees to it that the objects of a page, which is in memory, are written in their present layouts. Counts it in pages
+  // when it has others. False, with the reason, when it has objects that cannot be converted.
+  bool upgrade(Page& page, std::uint64_t& pages);
+
   // Drops all images of a container that is being deleted.
   void dropContainer(std::uint16_t db, std::uint16_t oc);
 
@@ -106,6 +117,9 @@ class PageCache {
   void makeRoom(std::size_t bytes);
   void prefetchAhead(std::size_t hand) const;
   bool evict(Page& page);
+  void takeOrders(Page& page);
+  char* changeStorage(const psId& id);
+  void carryOutOrders();
   void unlist(Page& page);
   void settle(Page& page);
   void noteContents(Page& page) const;
@@ -126,6 +140,9 @@ class PageCache {
   std::size_t hand_ = 0;
   std::vector<Page*> changed_;
   unsigned announcements_ = 0;                 // values still to be announced before they are read
+  // See Page: of pages that were written, to be done before the commit.
+  std::vector<psId> droppedStorage_;
+  std::vector<UnnamedArray> unnamedArrays_;
   std::unordered_set<std::uint64_t> spilled_;  // changed pages that are in the engine's transaction but not in memory
 
   // Kept for their memory. There are 2 records, since making room for the one that is being read may write another.
@@ -133,7 +150,6 @@ class PageCache {
   PageContents contents_;
   PartialRecord part_;            // the record that was last read in part
   const Page* partOf_ = nullptr;  // whose it is; null when the engine may not keep it any more
-  ClassLookup classOf_;
   std::string written_;
   std::string chunk_;
   StoreError error_;

@@ -3,9 +3,10 @@
 #include <algorithm>
 #include <cstring>
 
+#include "store/cache/NothingOpened.h"
 #include "store/cache/PackedStorage.h"
 #include "store/cache/PageRecord.h"
-#include "store/cache/RecordBytes.h"
+#include "store/base/RecordBytes.h"
 
 namespace ps::detail {
 
@@ -152,13 +153,56 @@ bool orderBySlot(PageContents& contents) {
 
 }  // namespace
 
-void RecordedObject::layOut(char* body) const {
+std::uint32_t RecordedObject::sizeLaidOut() const {
+  if (form == nullptr || form->change == nullptr) return size;
+  const LayoutChange& change = *form->change;
+  return isStorage(type & ~namedFlag) ? size / change.sizeBefore() * change.sizeAfter() : change.sizeAfter();
+}
+
+std::size_t RecordedObject::sizeInMemory() const {
+  if (form == nullptr || form->change == nullptr) return size + rowBytes(rowsOf(type), size);
+  // One whose conversion fails is laid out as it is stored.
+  return std::max(size, sizeLaidOut());
+}
+
+void RecordedObject::layOutAsStored(char* body) const {
   if (isPacked) {
     unpack(bytes, type, size, body);
   } else {
     std::memcpy(body + std::min<std::size_t>(size, omitted(type)), bytes.data(), bytes.size());
-    std::memset(body + size, 0, sizeInMemory() - size);
+    std::memset(body + size, 0, rowBytes(rowsOf(type), size));
   }
+}
+
+bool RecordedObject::convert(char* body, std::string& complaint) const {
+  const LayoutChange& change = *form->change;
+  if (!isStorage(type & ~namedFlag)) {
+    if (!change.runsFunctions()) return change.apply(bytes.data(), omitted(type), body, complaint);
+    const NothingOpened here;
+    if (!change.apply(bytes.data(), omitted(type), body, complaint)) return false;
+    if (here.refused()) complaint = "its function opens, creates or changes something; it may use the old object alone";
+    return !here.refused();
+  }
+  std::string unpacked;
+  if (isPacked) {
+    unpacked.resize(size);
+    unpack(bytes, type, size, unpacked.data());
+  }
+  const char* from = isPacked ? unpacked.data() : bytes.data();
+  for (std::uint32_t n = size / change.sizeBefore(); n > 0; --n) {
+    if (!change.apply(from, 0, body, complaint)) return false;
+    from += change.sizeBefore();
+    body += change.sizeAfter();
+  }
+  return true;
+}
+
+void resolve(ClassTable& classes, RecordedObject& object) {
+  object.form = &classes.formOf(object.type & ~namedFlag, object.layout, object.size);
+}
+
+void resolve(ClassTable& classes, PageContents& contents) {
+  for (RecordedObject& object : contents.objects) resolve(classes, object);
 }
 
 RecordSize sizeOfRecord(std::string_view firstChunk) {

@@ -1,9 +1,11 @@
 #pragma once
 
 #include <cstdint>
+#include <string>
 #include <string_view>
 #include <vector>
 
+#include "store/cache/ClassTable.h"
 #include "store/cache/StorageRows.h"
 
 // The objects of a page's record, in either format of records (docs/format.md). Every reader of records uses this.
@@ -13,16 +15,22 @@ namespace ps::detail {
 // An object as it is stored. The bytes are in the record.
 struct RecordedObject {
   std::uint32_t type;  // with namedFlag; of storage, with its rows
-  std::uint32_t size;  // in memory
+  std::uint32_t size;  // in memory, in the layout in which it is stored
   std::uint16_t slot;
   std::uint16_t layout;
   bool isPacked;  // bytes are a packed form of storage
   std::string_view bytes;
+  const ObjectForm* form = nullptr;  // see resolve
 
-  // With its rows.
-  std::size_t sizeInMemory() const { return size + rowBytes(rowsOf(type), size); }
-  // Writes the object's bytes, all but the virtual table pointer.
-  void layOut(char* body) const;
+  // Bytes of an object as it is laid out, without rows.
+  std::uint32_t sizeLaidOut() const;
+  // Bytes of the place that it takes.
+  std::size_t sizeInMemory() const;
+  // Writes the object's bytes, but for the virtual table pointer of one that is as it is stored.
+  void layOutAsStored(char* body) const;
+  // Writes the bytes of one whose layout has changed. False, with the complaint, when a function of the application has
+  // failed.
+  bool convert(char* body, std::string& complaint) const;
 };
 
 struct PageContents {
@@ -55,6 +63,10 @@ struct RecordSize {
   std::uint64_t tailHash;  // of the checksums of all chunks but the first
 };
 RecordSize sizeOfRecord(std::string_view firstChunk);
+
+// Finds out how the objects become objects in memory.
+void resolve(ClassTable& classes, RecordedObject& object);
+void resolve(ClassTable& classes, PageContents& contents);
 
 // False when the record contradicts itself.
 bool readContents(std::string_view record, PageContents& contents);

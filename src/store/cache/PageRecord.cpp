@@ -7,7 +7,7 @@
 
 #include "store/cache/PackedStorage.h"
 #include "store/cache/PageFill.h"
-#include "store/cache/RecordBytes.h"
+#include "store/base/RecordBytes.h"
 #include "store/cache/TypeRegistry.h"
 
 namespace ps::detail {
@@ -49,6 +49,7 @@ class PageEncoder {
   };
 
   void add(const ObjectHeader& object, std::uint16_t layout);
+  bool addStorage(const ObjectHeader& object);
   void sortByGroup();
   std::uint32_t groupFor(const ObjectHeader& object, std::uint16_t layout, bool isPacked);
   void writeDirectory(std::string& record) const;
@@ -88,7 +89,7 @@ const ObjectHeader* PageEncoder::collect() {
     if (slots[slot] == 0) continue;
     const ObjectHeader& object = *headerAt(page_.frame, slots[slot]);
     if (isStorage(object.type)) {
-      add(object, 0);
+      if (!addStorage(object)) return &object;
       continue;
     }
     const ClassInfo* const info = classOf(object.type & ~namedFlag);
@@ -130,6 +131,18 @@ void PageEncoder::add(const ObjectHeader& object, std::uint16_t layout) {
   const std::size_t begin = packed_.size();
   const bool isPacked = isStorage(object.type) && appendPacked(object, packed_);
   items_.push_back({&object, groupFor(object, layout, isPacked), begin, packed_.size() - begin});
+}
+
+// False when the layout of its elements cannot be told.
+bool PageEncoder::addStorage(const ObjectHeader& object) {
+  std::uint16_t layout = 0;
+  for (const DescribedStorage& described : page_.describedStorage) {
+    if (described.slot != object.slot) continue;
+    layout = described.elements != nullptr ? classes_.layoutOf(*described.elements) : described.layout;
+    if (layout == 0) return false;
+  }
+  add(object, layout);
+  return true;
 }
 
 std::uint32_t PageEncoder::groupFor(const ObjectHeader& object, std::uint16_t layout, bool isPacked) {
@@ -353,19 +366,54 @@ void beginPage(std::uint16_t nextSlot, std::size_t slots, Page& page) {
 
 namespace {
 
-// Lays the object out at an offset, and enters it in the slot table unless it cannot be opened.
-bool layOutAt(const RecordedObject& stored, std::uint16_t offset, ClassLookup& classOf, Page& page) {
+// Lays the object out at an offset, and enters it in the slot table unless it cannot be opened. What its conversion
+// complained of is left in the complaint.
+bool layOutAt(const RecordedObject& stored, std::uint16_t offset, std::string& complaint, Page& page) {
   const auto index = static_cast<std::uint32_t>(page.frame - frameTable);
+  const ObjectForm& form = *stored.form;
   char* const body = bodyAt(page.frame, offset);
-  *headerAt(page.frame, offset) = {stored.type, stored.size, index, stored.slot, roomFor(stored.sizeInMemory())};
-  stored.layOut(body);
-  const ClassInfo* const info = omitted(stored.type) != 0 ? classOf(stored.type & ~namedFlag) : nullptr;
-  const bool usable =
-      omitted(stored.type) == 0 || (info != nullptr && info->virtualTable != 0 && info->size == stored.size);
-  if (!usable) return false;
-  if (info != nullptr) std::memcpy(body, &info->virtualTable, sizeof info->virtualTable);
+  ObjectHeader& header = *headerAt(page.frame, offset);
+  header = {stored.type, stored.size, index, stored.slot, roomFor(stored.sizeInMemory())};
+  bool isUsable = form.isUsable();
+  if (isUsable && form.change != nullptr) {
+    header.size = stored.sizeLaidOut();
+    isUsable = stored.convert(body, complaint);
+    if (!isUsable) header.size = stored.size;
+  }
+  if (!isUsable || form.change == nullptr) stored.layOutAsStored(body);
+  if (!isUsable) return false;
+  if (form.info != nullptr) std::memcpy(body, &form.info->virtualTable, sizeof form.info->virtualTable);
   setSlot(page, stored.slot, offset);
   return true;
+}
+
+// Notes what is to be done for a stored object, which has been laid out, when its page is written.
+void noteForm(const RecordedObject& stored, Page& page) {
+  const ObjectForm& form = *stored.form;
+  page.hasOlder |= form.isOlder;
+  if (isStorage(stored.type & ~namedFlag)) {
+    if (stored.layout != 0) page.describedStorage.push_back({stored.slot, stored.layout, form.elements});
+    return;
+  }
+  const auto storageAt = [](const char* array) { return numberIn<psId>(array); };
+  if (form.change != nullptr) {
+    for (const std::uint32_t offset : form.change->droppedArrays()) {
+      const psId dropped = storageAt(stored.bytes.data() + offset - omitted(stored.type));
+      if (!dropped.isNull()) page.droppedStorage.push_back(dropped);
+    }
+  }
+  if (!form.namesArrays) return;
+  for (const StructureArray& array : form.info->structureArrays) {
+    const psId unnamed = storageAt(liveObject(page.frame, stored.slot) + array.offset);
+    if (!unnamed.isNull()) page.unnamedArrays.push_back({unnamed, array.elements});
+  }
+}
+
+void forgetForms(Page& page) {
+  page.hasOlder = false;
+  page.describedStorage.clear();
+  page.droppedStorage.clear();
+  page.unnamedArrays.clear();
 }
 
 std::uint16_t offsetBehind(std::size_t bytes) {
@@ -374,20 +422,27 @@ std::uint16_t offsetBehind(std::size_t bytes) {
 
 }  // namespace
 
-bool decodeObject(const RecordedObject& object, std::size_t bytesBefore, ClassLookup& classOf, Page& page) {
-  return layOutAt(object, offsetBehind(objectsBegin(page.frame->slotLimit) + bytesBefore), classOf, page);
+bool decodeObject(const RecordedObject& object, std::size_t bytesBefore, Page& page) {
+  std::string complaint;
+  return layOutAt(object, offsetBehind(objectsBegin(page.frame->slotLimit) + bytesBefore), complaint, page);
 }
 
-void decodePage(const PageContents& contents, std::size_t slots, ClassLookup& classOf, Page& page) {
+void decodePage(const PageContents& contents, std::size_t slots, Page& page) {
   beginPage(contents.nextSlot, slots, page);
+  forgetForms(page);
   page.objects = static_cast<std::uint32_t>(contents.objects.size());
   page.recordBytes = 0;
   page.packableBytes = 0;
   for (const RecordedObject& stored : contents.objects) {
     const std::uint16_t offset = offsetBehind(page.used);
     page.used += bytesInImage(stored);
-    noteRecorded(page, stored.type, stored.size, stored.bytes.size());
-    if (!layOutAt(stored, offset, classOf, page)) page.foreign.push_back({stored.slot, offset, stored.layout});
+    const std::uint32_t size = stored.sizeLaidOut();
+    noteRecorded(page, stored.type, size, size == stored.size ? stored.bytes.size() : recordedSize(stored.type, size));
+    std::string complaint;
+    if (!layOutAt(stored, offset, complaint, page))
+      page.foreign.push_back({stored.slot, offset, stored.layout, std::move(complaint)});
+    else
+      noteForm(stored, page);
   }
 }
 
@@ -403,22 +458,23 @@ bool restorePage(const PageContents& contents, Page& page) {
   };
   if (!page.foreign.empty()) return false;
   std::vector<std::uint16_t> kept(std::size_t{frame->slotLimit} + 1, 0);
-  ClassLookup classOf;
   for (const RecordedObject& stored : contents.objects) {
     const std::uint16_t offset = placeOf(stored.slot);
     if (offset == 0 || capacityOf(page, *headerAt(frame, offset)) < stored.sizeInMemory()) return false;
+    const ObjectForm& form = *stored.form;
+    std::string complaint;
+    char* const body = bodyAt(frame, offset);
     headerAt(frame, offset)->type = stored.type;
-    headerAt(frame, offset)->size = stored.size;
-    stored.layOut(bodyAt(frame, offset));
-    if (omitted(stored.type) != 0) {
-      // A destructor that ran has put back the virtual table of the base.
-      const ClassInfo* const info = classOf(stored.type & ~namedFlag);
-      if (info == nullptr) return false;
-      std::memcpy(bodyAt(frame, offset), &info->virtualTable, sizeof info->virtualTable);
-    }
+    headerAt(frame, offset)->size = stored.sizeLaidOut();
+    if (!form.isUsable() || (form.change != nullptr && !stored.convert(body, complaint))) return false;
+    if (form.change == nullptr) stored.layOutAsStored(body);
+    // A destructor that ran has put back the virtual table of the base.
+    if (form.info != nullptr) std::memcpy(body, &form.info->virtualTable, sizeof form.info->virtualTable);
     kept[stored.slot] = offset;
   }
   for (std::size_t slot = 1; slot < kept.size(); ++slot) setSlot(page, static_cast<std::uint16_t>(slot), kept[slot]);
+  forgetForms(page);
+  for (const RecordedObject& stored : contents.objects) noteForm(stored, page);
   page.objects = static_cast<std::uint32_t>(contents.objects.size());
   return true;
 }

@@ -91,7 +91,7 @@ void beginPage(std::uint16_t nextSlot, std::size_t slots, Page& page);
 
 // Lays out one object, for which the others before it take so many bytes in the image. False when it cannot be opened
 // in this process.
-bool decodeObject(const RecordedObject& object, std::size_t bytesBefore, ClassLookup& classOf, Page& page);
+bool decodeObject(const RecordedObject& object, std::size_t bytesBefore, Page& page);
 // Bytes that an object takes in the image, with its header.
 inline std::size_t bytesInImage(const RecordedObject& object) {
   return sizeof(ObjectHeader) + aligned(object.sizeInMemory());
@@ -99,7 +99,7 @@ inline std::size_t bytesInImage(const RecordedObject& object) {
 
 // Lays the objects out in the page. The page's frame has room for them and for a slot table of the given length.
 // Objects that cannot be opened in this process are noted as foreign.
-void decodePage(const PageContents& contents, std::size_t slots, ClassLookup& classOf, Page& page);
+void decodePage(const PageContents& contents, std::size_t slots, Page& page);
 
 // Puts the objects into an image that had other content of the same objects, without moving any object. False when an
 // object has no place; the content of the image is then undefined.

@@ -1,14 +1,20 @@
 #include "store/cache/PartialRecord.h"
 
 #include "store/cache/PageRecord.h"
-#include "store/cache/RecordBytes.h"
+#include "store/base/RecordBytes.h"
 
 namespace ps::detail {
 
-bool PartialRecord::read(std::string_view payload) {
+bool PartialRecord::read(std::string_view payload, ClassTable& classes) {
   payload_ = payload;
   isUniform_ = readUniform(payload, uniform_);
-  return isUniform_ || readContents(payload, contents_);
+  if (isUniform_) {
+    resolve(classes, uniform_.first);
+    return true;
+  }
+  if (!readContents(payload, contents_)) return false;
+  resolve(classes, contents_);
+  return true;
 }
 
 std::uint16_t PartialRecord::nextSlot() const { return numberIn<RecordHeader>(payload_.data()).nextSlot; }

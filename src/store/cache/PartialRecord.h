@@ -13,7 +13,7 @@ namespace ps::detail {
 class PartialRecord {
  public:
   // Takes a payload from partlyVerified. False when it contradicts itself. Its bytes must stay where they are.
-  bool read(std::string_view payload);
+  bool read(std::string_view payload, ClassTable& classes);
 
   std::uint16_t nextSlot() const;
   std::uint64_t checksum() const;  // of the whole payload, as it is stored before it; not verified

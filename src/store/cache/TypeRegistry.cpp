@@ -5,8 +5,10 @@
 #include <algorithm>
 #include <cstdlib>
 #include <cstring>
+#include <iterator>
 #include <mutex>
 #include <new>
+#include <utility>
 
 namespace ps::detail {
 
@@ -24,6 +26,11 @@ std::string complaintAbout(const ClassInfo& info, const void* object) {
   return "an object of class " + std::string(name != nullptr ? name.get() : encoded) +
          " would be stored as one of class " + info.name + " (number " + std::to_string(info.number) +
          "); give the class a PS_PERSISTENT_CLASS and a number of its own";
+}
+
+std::string_view unqualified(std::string_view name) {
+  const std::size_t scope = name.substr(0, name.find('<')).rfind("::");
+  return scope == std::string_view::npos ? name : name.substr(scope + 2);
 }
 
 TypeRegistry& TypeRegistry::instance() {
@@ -59,9 +66,14 @@ std::string TypeRegistry::refusal(const ClassInfo& info, Owner owner) const {
          "; give one of them another number";
 }
 
+// The lock is held.
+ClassInfo* TypeRegistry::known(unsigned int number) {
+  return tables_.empty() ? nullptr : tables_.back()->find(number);
+}
+
 void TypeRegistry::adopt(unsigned int number, const psObj* prototype) {
   const std::unique_lock<std::shared_mutex> lock(mutex_);
-  ClassInfo* const info = tables_.empty() ? nullptr : tables_.back()->find(number);
+  ClassInfo* const info = known(number);
   if (info == nullptr || info->virtualTable != 0) return;
   std::memcpy(&info->virtualTable, static_cast<const void*>(prototype), sizeof(std::uint64_t));
   info->type = &typeid(*prototype);
@@ -69,10 +81,99 @@ void TypeRegistry::adopt(unsigned int number, const psObj* prototype) {
 
 void TypeRegistry::addArray(unsigned int number, std::uint32_t offset) {
   const std::unique_lock<std::shared_mutex> lock(mutex_);
-  ClassInfo* const info = tables_.empty() ? nullptr : tables_.back()->find(number);
+  ClassInfo* const info = known(number);
   if (info == nullptr) return;
   std::vector<std::uint32_t>& offsets = info->arrayOffsets;
   if (std::find(offsets.begin(), offsets.end(), offset) == offsets.end()) offsets.push_back(offset);
+}
+
+void TypeRegistry::describe(unsigned int number, std::vector<ClassLevel> levels,
+                            std::vector<StructureArray> structureArrays) {
+  const std::unique_lock<std::shared_mutex> lock(mutex_);
+  ClassInfo* const info = known(number);
+  if (info == nullptr || !info->levels.empty()) return;
+  info->levels = std::move(levels);
+  info->structureArrays = std::move(structureArrays);
+}
+
+void TypeRegistry::adoptInitial(unsigned int number, const unsigned char* initial, const unsigned char* other) {
+  const std::unique_lock<std::shared_mutex> lock(mutex_);
+  ClassInfo* const info = known(number);
+  if (info == nullptr || !info->initial.empty()) return;
+  info->initial.assign(reinterpret_cast<const char*>(initial), info->size);
+  std::vector<bool> isCovered(info->size, false);
+  std::fill_n(isCovered.begin(), sizeof(void*), true);
+  for (const ClassLevel& level : info->levels) {
+    for (const FieldShape& field : level.fields) std::fill_n(isCovered.begin() + field.offset, field.bytes(), true);
+  }
+  for (std::uint32_t i = 0; i < info->size; ++i) {
+    if (isCovered[i] || initial[i] != other[i] || !conflict_.empty()) continue;
+    conflict_ = "class " + info->name + " (number " + std::to_string(number) + ") sets a member at offset " +
+                std::to_string(i) + " that its PS_FIELDS does not name; add it there";
+  }
+}
+
+void TypeRegistry::addConversion(unsigned int number, const Conversion& conversion) {
+  const std::unique_lock<std::shared_mutex> lock(mutex_);
+  std::vector<Conversion>& conversions = conversions_[number];
+  const auto place = std::lower_bound(conversions.begin(), conversions.end(), conversion,
+                                      [](const Conversion& a, const Conversion& b) { return a.from < b.from; });
+  const bool isKnown = place != conversions.end() && place->from == conversion.from;
+  if (!isKnown) conversions.insert(place, conversion);
+}
+
+void TypeRegistry::addElements(const Structure& structure) {
+  const std::unique_lock<std::shared_mutex> lock(mutex_);
+  const auto same = elements_.equal_range(structure.name);
+  const bool isKnown =
+      std::any_of(same.first, same.second, [&](const auto& element) { return element.second == &structure; });
+  if (isKnown) return;
+  elements_.emplace(structure.name, &structure);
+  for (const std::string& former : namesIn(structure.version.formerNames)) elements_.emplace(former, &structure);
+}
+
+NewLayout TypeRegistry::layoutOf(const ClassInfo& info) const {
+  const std::shared_lock<std::shared_mutex> lock(mutex_);
+  NewLayout layout;
+  layout.shape.size = info.size;
+  layout.shape.alignment = info.alignment;
+  layout.shape.base = info.base;
+  layout.shape.levels = info.levels;
+  if (layout.shape.levels.empty()) layout.shape.levels.push_back({info.number, 0, {}});
+  for (ClassLevel& level : layout.shape.levels) {
+    const ClassInfo* const base = find(level.number);
+    if (base != nullptr && !base->levels.empty()) level.version = base->levels.front().version;
+  }
+  layout.initial = info.initial;
+  if (const auto conversions = conversions_.find(info.number); conversions != conversions_.end())
+    layout.conversions = conversions->second;
+  return layout;
+}
+
+NewLayout layoutOfElements(const Structure& structure) {
+  NewLayout layout;
+  layout.shape.size = structure.size;
+  layout.shape.alignment = structure.alignment;
+  layout.shape.levels.push_back({storageType, 0, {FieldShape(structure)}});
+  layout.initial.assign(structure.size, '\0');
+  structure.initialize(layout.initial.data());
+  return layout;
+}
+
+std::vector<const Structure*> TypeRegistry::elementsNamed(std::string_view structure) const {
+  const std::shared_lock<std::shared_mutex> lock(mutex_);
+  const auto same = elements_.equal_range(structure);
+  std::vector<const Structure*> found;
+  std::transform(same.first, same.second, std::back_inserter(found),
+                 [](const auto& element) { return element.second; });
+  return found;
+}
+
+std::vector<const ClassInfo*> TypeRegistry::all() const {
+  const std::shared_lock<std::shared_mutex> lock(mutex_);
+  std::vector<const ClassInfo*> infos;
+  for (const std::unique_ptr<ClassInfo>& info : classes_) infos.push_back(info.get());
+  return infos;
 }
 
 const ClassInfo* TypeRegistry::find(unsigned int number) const {

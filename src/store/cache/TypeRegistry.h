@@ -3,18 +3,28 @@
 #include <atomic>
 #include <cstdint>
 #include <cstring>
+#include <functional>
+#include <map>
 #include <memory>
 #include <mutex>
 #include <shared_mutex>
 #include <string>
+#include <string_view>
 #include <typeinfo>
 #include <vector>
 
 #include "store/base/ClassNumbers.h"
 #include "store/base/psObj.h"
 #include "store/base/psRelocation.h"
+#include "store/schema/LayoutChange.h"
 
 namespace ps::detail {
+
+// Where the objects of a class have an array of described structures.
+struct StructureArray {
+  std::uint32_t offset;
+  const Structure* elements;
+};
 
 // What is known of a persistent class.
 struct ClassInfo {
@@ -27,7 +37,13 @@ struct ClassInfo {
   std::uint64_t virtualTable = 0;  // the first word of its objects; 0 while no prototype was seen
   const std::type_info* type = nullptr;
   std::vector<std::uint32_t> arrayOffsets;  // where its pstVArrays lie
+  std::vector<StructureArray> structureArrays;
+  std::vector<ClassLevel> levels;           // what it and its bases keep; the bases' versions are not set
+  std::string initial;                      // the bytes of an object of which nothing is set, if it has fields
 };
+
+// A class's name without namespaces: what the store knows it by.
+std::string_view unqualified(std::string_view name);
 
 // Whether a constructed object is of the class itself, and not of a class that derives from it without a number of its
 // own. A program that has the class in several libraries may have as many virtual tables for it.
@@ -39,6 +55,9 @@ inline bool isOfClass(const ClassInfo& info, const void* object) {
 }
 // What is wrong with an object whose class is not the one it is stored as.
 std::string complaintAbout(const ClassInfo& info, const void* object);
+
+// How this process lays out a structure that is an element of arrays.
+NewLayout layoutOfElements(const Structure& structure);
 
 // The persistent classes of the process. Classes are added while libraries load and never change afterwards, so a
 // pointer that find returned stays valid. Several threads use it.
@@ -53,6 +72,18 @@ class TypeRegistry {
   void adopt(unsigned int number, const psObj* prototype);
   void addArray(unsigned int number, std::uint32_t offset);
 
+  // What describes a class, and what converts its objects. The class must be there.
+  void describe(unsigned int number, std::vector<ClassLevel> levels, std::vector<StructureArray> structureArrays);
+  void adoptInitial(unsigned int number, const unsigned char* initial, const unsigned char* other);
+  void addConversion(unsigned int number, const Conversion& conversion);
+  void addElements(const Structure& structure);
+
+  // How this process lays out the objects of a class, or structures of that name that are elements of arrays.
+  NewLayout layoutOf(const ClassInfo& info) const;
+  std::vector<const Structure*> elementsNamed(std::string_view structure) const;
+
+  // The classes that are known so far.
+  std::vector<const ClassInfo*> all() const;
   const ClassInfo* find(unsigned int number) const;
   bool isKindOf(unsigned int number, unsigned int base) const;
 
@@ -87,6 +118,7 @@ class TypeRegistry {
   };
 
   std::string refusal(const ClassInfo& info, Owner owner) const;
+  ClassInfo* known(unsigned int number);
   void publish(ClassInfo* info);
 
   std::mutex initializing_;
@@ -97,7 +129,14 @@ class TypeRegistry {
   std::vector<void (*)()> waiting_;
   bool initialized_ = false;
   std::string conflict_;
+  std::map<unsigned int, std::vector<Conversion>> conversions_;  // by class, each class's by version
+  std::multimap<std::string, const Structure*, std::less<>> elements_;
 };
+
+// The version of a comparator says how its collections are ordered. Its objects keep it until these are ordered anew.
+inline bool isComparator(const ClassInfo& info) {
+  return TypeRegistry::instance().isKindOf(info.number, comparatorTypeN);
+}
 
 // Finds classes, and begins with the one that was found last, since neighbours are mostly of one class.
 class ClassLookup {

@@ -21,6 +21,7 @@ class StoreKey {
   static StoreKey databaseName(std::string_view name) { return StoreKey('B').text(name); }
   // A container's record, and the number of a container by its name.
   static StoreKey container(std::uint16_t db, std::uint16_t oc) { return StoreKey('C').number(db).number(oc); }
+  static StoreKey containers() { return StoreKey('C'); }
   static StoreKey containersOf(std::uint16_t db) { return StoreKey('C').number(db); }
   static StoreKey containerName(std::uint16_t db, std::string_view name) { return StoreKey('A').number(db).text(name); }
   // A chunk of a page's record.
@@ -46,7 +47,8 @@ class StoreKey {
     return StoreKey(kind).id(object).id(scope).text(name);
   }
 
-  // What is known of a class.
+  // What is known of a class, and of all classes.
+  static StoreKey classes() { return StoreKey('K'); }
   static StoreKey classRecord(std::uint32_t typeN) {
     return StoreKey('K').number(static_cast<std::uint16_t>(typeN >> 16)).number(static_cast<std::uint16_t>(typeN));
   }

@@ -13,30 +13,19 @@ namespace ps::detail {
 
 namespace {
 
-// The header of an object that cannot be opened in this process; null when the slot holds none of those.
-const ObjectHeader* foreignHeader(const Page& page, std::uint16_t slot) {
+// An object that cannot be opened in this process; null when the slot holds none of those.
+const ForeignObject* foreignIn(const Page& page, std::uint16_t slot) {
   const auto found = std::find_if(page.foreign.begin(), page.foreign.end(),
                                   [slot](const ForeignObject& object) { return object.slot == slot; });
-  return found != page.foreign.end() ? headerAt(page.frame, found->offset) : nullptr;
+  return found != page.foreign.end() ? &*found : nullptr;
 }
 
 // The header of the object in a slot, whether or not it can be opened; null when there is none.
 const ObjectHeader* headerInSlot(const Page& page, std::uint16_t slot) {
   const char* const object = liveObject(page.frame, slot);
-  return object != nullptr ? headerOf(object) : foreignHeader(page, slot);
-}
-
-// Why an object that exists cannot be opened in this process.
-std::string foreignText(const psId& id, const ObjectHeader& header) {
-  const std::uint32_t type = header.type & ~namedFlag;
-  const ClassInfo* const info = TypeRegistry::instance().find(type);
-  if (info == nullptr || info->virtualTable == 0) {
-    return textOf(id) + " is of class number " + std::to_string(type) +
-           ", which this program does not register; link the library that defines it (PS_REGISTER_CLASS)";
-  }
-  return textOf(id) + " of class " + info->name + " (number " + std::to_string(type) + ") is stored with " +
-         std::to_string(header.size) + " bytes, but the class has " + std::to_string(info->size) +
-         "; give a class whose fields change a new number, and convert the objects";
+  if (object != nullptr) return headerOf(object);
+  const ForeignObject* const foreign = foreignIn(page, slot);
+  return foreign != nullptr ? headerAt(page.frame, foreign->offset) : nullptr;
 }
 
 PageSequence pagesOf(CatalogEntry& container) { return {container.id(), container.nextNumber}; }
@@ -88,13 +77,24 @@ psObj* ObjectSpace::openInPage(const psId& id, psMode mode) {
   if (found == PageCache::Fetch::absent) return session_.reportAbsent(id);
   char* const object = liveObject(page->frame, id.get_slot());
   if (object == nullptr) {
-    const ObjectHeader* const foreign = foreignHeader(*page, id.get_slot());
-    return foreign != nullptr ? session_.refuse(psErrorKind::unknownClass, foreignText(id, *foreign))
-                              : session_.reportAbsent(id);
+    const ForeignObject* const foreign = foreignIn(*page, id.get_slot());
+    return foreign != nullptr ? refuseForeign(*page, *foreign) : session_.reportAbsent(id);
   }
   if (mode == pscUpdate) session_.cache().change(*page);
   pin(page->frame);
   return reinterpret_cast<psObj*>(object);
+}
+
+// Says why an object that exists cannot be opened in this process.
+psObj* ObjectSpace::refuseForeign(const Page& page, const ForeignObject& object) {
+  psId id = page.frame->pageId;
+  id.set_slot(object.slot);
+  const ObjectHeader& header = *headerAt(page.frame, object.offset);
+  const std::uint32_t type = header.type & ~namedFlag;
+  const ObjectForm& form = session_.cache().classes().formOf(type, object.layout, header.size);
+  if (!form.isUsable()) return session_.refuse(form.refusal.kind, textOf(id) + " is " + form.refusal.text);
+  return session_.refuse(psErrorKind::schema, textOf(id) + " cannot be converted for the present version of class " +
+                                                  form.info->name + ": " + object.complaint);
 }
 
 bool ObjectSpace::exists(const psId& id) {
@@ -126,6 +126,8 @@ void* ObjectSpace::storage(const psId& id) {
   if (found == PageCache::Fetch::unreadable) return nullptr;
   char* const storage = found == PageCache::Fetch::present ? liveObject(page->frame, id.get_slot()) : nullptr;
   if (storage != nullptr) return storage;
+  const ForeignObject* const foreign = found == PageCache::Fetch::present ? foreignIn(*page, id.get_slot()) : nullptr;
+  if (foreign != nullptr) return refuseForeign(*page, *foreign);
   return session_.refuse(psErrorKind::damaged,
                          "the storage of an array, " + textOf(id) +
                              ", does not exist; restore the store from a backup, or the array's object was deleted");

@@ -59,6 +59,7 @@ class ObjectSpace {
   PageCache::Fetch fetchObject(const psId& id, Page*& page);
   psObj* openEntry(const psId& id, psMode mode);
   psObj* openInPage(const psId& id, psMode mode);
+  psObj* refuseForeign(const Page& page, const ForeignObject& object);
 
   SessionCore& session_;
   ClassLookup classOf_;  // for what is created

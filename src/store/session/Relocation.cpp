@@ -67,6 +67,7 @@ bool copyStorage(SessionCore& session, const ClassInfo& info, const char* origin
     void* const target = session.objects().createStorage(idAt(copy), size, size);
     if (target == nullptr) return false;
     std::memcpy(target, source, size);
+    PageCache::describeLike(source, target);
     setWord(bytes, offset, idAt(target));
   }
   return true;

@@ -10,6 +10,7 @@
 #include "store/base/StoreError.h"
 #include "store/base/psError.h"
 #include "store/cache/Arena.h"
+#include "store/cache/NothingOpened.h"
 #include "store/cache/TypeRegistry.h"
 #include "store/engine/StoreKey.h"
 #include "store/session/FailedCreation.h"
@@ -49,7 +50,7 @@ bool isPageSize(unsigned int size) { return size >= 4096 && size <= 32768 && (si
 }  // namespace
 
 SessionCore* SessionCore::current() {
-  if (currentSession == &noSession) return nullptr;
+  if (currentSession->serial == 0) return nullptr;
   auto* const session = static_cast<SessionCore*>(currentSession);
   if (!session->abandoned_) return session;
   countRefusal(*session);
@@ -59,6 +60,11 @@ SessionCore* SessionCore::current() {
 
 SessionCore* SessionCore::required() {
   SessionCore* const session = current();
+  if (NothingOpened::applies()) {
+    countRefusal(*currentSession);
+    signalStoreError({psErrorKind::usage, "a conversion of an object may use the old object alone"});
+    return nullptr;
+  }
   if (session == nullptr && currentSession != &noSession)
     signalStoreError({psErrorKind::usage, abandonedText});
   else if (session == nullptr)
@@ -154,6 +160,11 @@ bool SessionCore::open(const std::string& path, const psSessionOptions& options)
     return false;
   }
   cache_.attach(*engine_, pageSize);
+  if (!agreesOnClasses()) {
+    engine_.reset();
+    path_.clear();
+    return false;
+  }
   currentSession = this;
   held = new std::shared_ptr<SessionCore>(shared_from_this());
   thread_local const ThreadEnd threadEnd;
@@ -179,6 +190,15 @@ bool SessionCore::openFederation(const psSessionOptions& options) {
                 "the file holds something other than a store of persistent objects; choose another path");
   if (options.readOnly) return fail(psErrorKind::absent, "the file holds no store yet; open it once without readOnly");
   return createFederation(options);
+}
+
+// Whether this program can work with the classes of the store.
+bool SessionCore::agreesOnClasses() {
+  if (!engine_->begin(false)) return fail(engine_->error());
+  const bool agrees = cache_.classes().check();
+  checkedVersion_ = engine_->version();
+  engine_->abort();
+  return agrees || fail(cache_.classes().error());
 }
 
 bool SessionCore::createFederation(const psSessionOptions& options) {
@@ -288,7 +308,7 @@ bool SessionCore::begin(psMode mode) {
   if (mode != pscRead && mode != pscUpdate) return fail(psErrorKind::usage, "begin takes pscRead or pscUpdate");
   if (!engine_->begin(mode == pscUpdate)) return fail(engine_->error());
   startTransaction(mode);
-  if (mode == pscUpdate && isOfOlderFormat_ && !renewFormat()) {
+  if (!isStillFit(mode)) {
     engine_->abort();
     endTransaction();
     return false;
@@ -296,6 +316,15 @@ bool SessionCore::begin(psMode mode) {
   pehSessionDataGetFunction()->clear();
   forgetFailedCreation();
   return true;
+}
+
+// Whether the transaction that has begun may go on: others may have changed classes since the last one.
+bool SessionCore::isStillFit(psMode mode) {
+  if (version_ != checkedVersion_) {
+    if (!cache_.classes().check()) return fail(cache_.classes().error());
+    checkedVersion_ = version_;
+  }
+  return mode != pscUpdate || !isOfOlderFormat_ || renewFormat();
 }
 
 bool SessionCore::commit() {

@@ -119,6 +119,8 @@ class SessionCore : public SessionHead, public std::enable_shared_from_this<Sess
   bool openFederation(const psSessionOptions& options);
   bool createFederation(const psSessionOptions& options);
   bool readFederation();
+  bool agreesOnClasses();
+  bool isStillFit(psMode mode);
   bool renewFormat();
   void startTransaction(psMode mode);
   void endTransaction();
@@ -138,6 +140,7 @@ class SessionCore : public SessionHead, public std::enable_shared_from_this<Sess
   psMode mode_ = pscNoOpen;
   std::uint64_t epoch_ = 0;    // stamp of images known to be current; changes when another session has committed
   std::uint64_t version_ = 0;  // of the engine, that epoch_ stands for
+  std::uint64_t checkedVersion_ = ~std::uint64_t{0};  // of the engine, in which the classes were compared
   std::uint64_t update_ = noStamp;
   std::vector<Frame*> kept_;
   int working_ = 0;

@@ -32,6 +32,7 @@ class RecordReader {
   explicit RecordReader(std::string_view bytes) : at_(bytes.data()), end_(bytes.data() + bytes.size()) {}
 
   bool isSound() const { return isSound_; }
+  bool isAtEnd() const { return at_ == end_; }
 
   std::uint32_t varint() {
     std::uint32_t value = 0;

@@ -1,0 +1,260 @@
+#include "store/schema/ClassShape.h"
+
+#include <algorithm>
+#include <map>
+
+#include "store/base/RecordBytes.h"
+#include "store/base/ClassNumbers.h"
+
+namespace ps::detail {
+
+namespace {
+
+// A structure in a structure in a structure: no program has more levels, but a damaged record may.
+constexpr int deepest = 32;
+
+void appendText(std::string& bytes, const std::string& text) {
+  appendNumber(bytes, static_cast<std::uint16_t>(text.size()));
+  bytes += text;
+}
+
+void appendFields(std::string& bytes, const std::vector<FieldShape>& fields) {
+  appendNumber(bytes, static_cast<std::uint16_t>(fields.size()));
+  for (const FieldShape& field : fields) {
+    appendNumber(bytes, field.kind);
+    appendText(bytes, field.name);
+    appendNumber(bytes, field.offset);
+    appendNumber(bytes, field.size);
+    appendNumber(bytes, field.count);
+    if (field.kind == FieldKind::structure) {
+      appendText(bytes, field.structure);
+      appendNumber(bytes, field.version);
+    }
+    if (field.kind == FieldKind::structure || field.kind == FieldKind::array) appendFields(bytes, field.parts);
+  }
+}
+
+std::string takeText(RecordReader& reader) { return std::string(reader.take(reader.number<std::uint16_t>())); }
+
+void readFields(RecordReader& reader, std::vector<FieldShape>& fields, int depth) {
+  for (std::uint32_t n = depth < deepest ? reader.number<std::uint16_t>() : 0; n > 0 && reader.isSound(); --n) {
+    FieldShape field;
+    field.kind = reader.number<FieldKind>();
+    field.name = takeText(reader);
+    field.offset = reader.number<std::uint32_t>();
+    field.size = reader.number<std::uint32_t>();
+    field.count = reader.number<std::uint32_t>();
+    if (field.kind == FieldKind::structure) {
+      field.structure = takeText(reader);
+      field.version = reader.number<std::uint32_t>();
+    }
+    if (field.kind == FieldKind::structure || field.kind == FieldKind::array) readFields(reader, field.parts, depth + 1);
+    fields.push_back(std::move(field));
+  }
+}
+
+// Whether every field lies in so many bytes. What is not in them is never read.
+bool areWithin(const std::vector<FieldShape>& fields, std::uint64_t size) {
+  return std::all_of(fields.begin(), fields.end(), [size](const FieldShape& field) {
+    const std::uint64_t end = field.offset + std::uint64_t{field.size} * field.count;
+    return field.size <= size && field.count <= size && end <= size &&
+           (field.kind != FieldKind::structure || areWithin(field.parts, field.size));
+  });
+}
+
+std::string text(const FieldShape& field);
+
+std::string text(const std::vector<FieldShape>& fields) {
+  std::string result;
+  for (const FieldShape& field : fields) result += (result.empty() ? "" : ", ") + text(field);
+  return "{" + result + "}";
+}
+
+std::string kindText(const FieldShape& field) {
+  const std::string bits = std::to_string(8 * field.size);
+  switch (field.kind) {
+    case FieldKind::boolean:
+      return "bool";
+    case FieldKind::character:
+      return "char";
+    case FieldKind::signedInteger:
+      return "int" + bits;
+    case FieldKind::unsignedInteger:
+      return "uint" + bits;
+    case FieldKind::floating:
+      return "float" + bits;
+    case FieldKind::identifier:
+      return "identifier";
+    case FieldKind::reference:
+      return "reference";
+    case FieldKind::array:
+      return "array of " + (field.parts.empty() ? "?" : kindText(field.parts.front()));
+    case FieldKind::structure:
+      return field.structure + " (version " + std::to_string(field.version) + ") " + text(field.parts);
+    case FieldKind::opaque:
+      break;
+  }
+  return std::to_string(field.size) + " bytes";
+}
+
+std::string text(const FieldShape& field) {
+  const std::string count = field.count != 1 ? "[" + std::to_string(field.count) + "]" : "";
+  return (field.name.empty() ? "" : field.name + ": ") + kindText(field) + count;
+}
+
+bool isSame(const std::vector<FieldShape>& a, const std::vector<FieldShape>& b);
+
+bool isSame(const FieldShape& a, const FieldShape& b) {
+  return a.name == b.name && a.kind == b.kind && a.offset == b.offset && a.size == b.size && a.count == b.count &&
+         a.structure == b.structure && isSame(a.parts, b.parts);
+}
+
+bool isSame(const std::vector<FieldShape>& a, const std::vector<FieldShape>& b) {
+  return std::equal(a.begin(), a.end(), b.begin(), b.end(),
+                    [](const FieldShape& x, const FieldShape& y) { return isSame(x, y); });
+}
+
+// What has versions, by its name in messages.
+using Versions = std::map<std::string, std::uint32_t>;
+
+void collect(const std::vector<FieldShape>& fields, const std::string& place, Versions& versions) {
+  for (const FieldShape& field : fields) {
+    const std::string path = place + field.name;
+    if (field.kind == FieldKind::structure) versions[path.empty() ? "it" : "the structure " + path] = field.version;
+    collect(field.parts, path + (field.kind == FieldKind::array ? "[]" : "."), versions);
+  }
+}
+
+Versions versionsIn(const ClassShape& shape) {
+  Versions versions;
+  for (const ClassLevel& level : shape.levels) {
+    if (level.number != storageType) versions["class number " + std::to_string(level.number)] = level.version;
+    collect(level.fields, "", versions);
+  }
+  return versions;
+}
+
+}  // namespace
+
+std::vector<std::string> namesIn(const FormerNames& names) {
+  std::vector<std::string> found;
+  for (const std::string_view name : names) {
+    if (!name.empty()) found.emplace_back(name);
+  }
+  return found;
+}
+
+FieldShape::FieldShape(const Field& field)
+    : name(field.name),
+      formerNames(namesIn(field.formerNames)),
+      kind(field.kind),
+      offset(field.offset),
+      size(field.size),
+      count(field.count) {
+  if (kind == FieldKind::structure) {
+    FieldShape all(*field.structure);
+    structure = std::move(all.structure);
+    formerStructures = std::move(all.formerStructures);
+    version = all.version;
+    parts = std::move(all.parts);
+  }
+  if (kind == FieldKind::array) {
+    FieldShape elements;
+    if (field.structure != nullptr) elements = FieldShape(*field.structure);
+    elements.kind = field.element;
+    elements.size = field.elementSize;
+    parts.push_back(std::move(elements));
+  }
+}
+
+FieldShape::FieldShape(const Structure& described)
+    : kind(FieldKind::structure),
+      size(described.size),
+      structure(described.name),
+      formerStructures(namesIn(described.version.formerNames)),
+      version(described.version.number) {
+  for (std::uint32_t i = 0; i < described.count; ++i) parts.emplace_back(described.fields[i]);
+}
+
+bool ClassShape::isDescribed() const {
+  return std::any_of(levels.begin(), levels.end(),
+                     [](const ClassLevel& level) { return level.version != 0 || !level.fields.empty(); });
+}
+
+const ClassLevel* ClassShape::level(unsigned int number) const {
+  const auto found = std::find_if(levels.begin(), levels.end(),
+                                  [number](const ClassLevel& level) { return level.number == number; });
+  return found != levels.end() ? &*found : nullptr;
+}
+
+std::string ClassShape::encode() const {
+  std::string bytes;
+  appendNumber(bytes, size);
+  appendNumber(bytes, alignment);
+  appendNumber(bytes, version());
+  appendNumber(bytes, std::uint32_t{base});
+  appendFields(bytes, levels.front().fields);
+  if (!isDescribed()) return bytes;
+  appendNumber(bytes, static_cast<std::uint16_t>(levels.size() - 1));
+  for (std::size_t i = 1; i < levels.size(); ++i) {
+    appendNumber(bytes, std::uint32_t{levels[i].number});
+    appendNumber(bytes, levels[i].version);
+    appendFields(bytes, levels[i].fields);
+  }
+  return bytes;
+}
+
+bool ClassShape::decode(std::string_view bytes, unsigned int number) {
+  RecordReader reader(bytes);
+  size = reader.number<std::uint32_t>();
+  alignment = reader.number<std::uint32_t>();
+  ClassLevel own;
+  own.number = number;
+  own.version = reader.number<std::uint32_t>();
+  base = reader.number<std::uint32_t>();
+  readFields(reader, own.fields, 0);
+  levels.assign(1, std::move(own));
+  if (!reader.isAtEnd()) {
+    for (std::uint32_t n = reader.number<std::uint16_t>(); n > 0 && reader.isSound(); --n) {
+      ClassLevel level;
+      level.number = reader.number<std::uint32_t>();
+      level.version = reader.number<std::uint32_t>();
+      readFields(reader, level.fields, 0);
+      levels.push_back(std::move(level));
+    }
+  }
+  return reader.isSound() && reader.isAtEnd() &&
+         std::all_of(levels.begin(), levels.end(),
+                     [this](const ClassLevel& level) { return areWithin(level.fields, size); });
+}
+
+std::string ClassShape::text() const {
+  std::string result = "version " + std::to_string(version()) + ", " + std::to_string(size) + " bytes";
+  for (const ClassLevel& level : levels) {
+    if (&level != &levels.front()) result += ", base class number " + std::to_string(level.number);
+    result += level.fields.empty() ? " without a description" : " " + detail::text(level.fields);
+  }
+  return result;
+}
+
+ShapeRelation relate(const ClassShape& stored, const ClassShape& program) {
+  ShapeRelation relation;
+  const Versions ours = versionsIn(program);
+  for (const auto& [what, version] : versionsIn(stored)) {
+    const auto mine = ours.find(what);
+    if (mine == ours.end() || mine->second == version) continue;
+    relation.isOlder |= version < mine->second;
+    if (version < mine->second) continue;
+    relation.isNewer = true;
+    relation.newer = what + " has version " + std::to_string(version) + " in the store and version " +
+                     std::to_string(mine->second) + " in this program";
+  }
+  relation.hasSameFields = stored.size == program.size && stored.base == program.base &&
+                           std::equal(stored.levels.begin(), stored.levels.end(), program.levels.begin(),
+                                      program.levels.end(), [](const ClassLevel& a, const ClassLevel& b) {
+                                        return a.number == b.number && isSame(a.fields, b.fields);
+                                      });
+  return relation;
+}
+
+}  // namespace ps::detail

@@ -1,0 +1,427 @@
+// Programs with different versions of one class work on one store. Each runs in a process of its own, and registers its
+// version there.
+#include <gtest/gtest.h>
+
+#include <cstring>
+#include <fstream>
+#include <functional>
+#include <stdexcept>
+#include <string>
+#include <vector>
+
+#include "store/psPersistentClass.h"
+#include "store/psSession.h"
+#include "store/pstItr.h"
+#include "store/pstVArray.h"
+#include "support/Process.h"
+#include "support/ScratchFolder.h"
+#include "support/TempStore.h"
+
+using ps::test::inProcess;
+using ps::test::Process;
+
+namespace catalog {
+
+constexpr int animals = 20401;  // all as in schema_writer.cpp
+constexpr int packages = 20402;
+constexpr int count = 700;
+
+template <class T>
+void introduce(const char* name, std::uint32_t version = 0) {
+  static const ps::detail::ClassRegistration<T> registration(name, version);
+}
+
+std::string textIn(const pstVArray<char>& text) { return text.size() > 0 ? std::string(text.head(), text.size()) : ""; }
+
+enum class Colour : short { red, green = -7 };
+struct Place {
+  int z = 9;
+  int y = 5;
+  double x = 6;
+  PS_FIELDS(z, y, x)
+  PS_STRUCT_VERSION(1)
+};
+struct Line {
+  long note = 7;
+  long quantity = 0;
+  PS_FIELDS(note, quantity)
+  PS_STRUCT_VERSION(1)
+};
+class Animal : public psObj {
+  PS_PERSISTENT_CLASS(Animal, psObj, animals)
+  PS_FIELDS(legs, age, tag)
+ public:
+  Animal() = default;
+  int legs = 4;
+  long age = 0;
+  char tag[8] = "0123456";
+};
+class Package : public Animal {
+  PS_PERSISTENT_CLASS(Package, Animal, packages)
+  PS_FIELDS(next, bytes, PS_RENAMED(title, "label", "name"), more, size, weight, lines, flag, colour, small, code,
+            places, extra)
+ public:
+  explicit Package(int i) : size(i) {}
+  pstRef<Package> next;
+  long bytes = 0;
+  pstVArray<char> title;
+  long more[6] = {7, 7, 7};
+  long size = 0;
+  double weight = 0;
+  pstVArray<Line> lines;
+  int flag = 0;
+  Colour colour = Colour::red;
+  unsigned short small = 0;
+  char code[9] = "xxxxxxxx";
+  Place places[3];
+  pstVArray<long> extra;
+};
+void convert(const psOldObject& old, Package& now) {
+  now.bytes = old.get<long>("kilobytes") * 1024 + (old.get<int>("places.y") == 2 && old.has("gone") ? 0 : 1);
+  if (old.text("code") != "abcde" || old.get<double>("weight") != now.weight) now.bytes = -1;
+}
+void introduceClasses() {
+  introduce<Animal>("Animal", 2);
+  introduce<Package>("Package", 2);
+}
+void introduceAll() {
+  introduceClasses();
+  static const ps::detail::ConversionRegistration<Package> conversion(1, &convert);
+}
+
+// What is wrong with an object that v1 made; "" when nothing is.
+std::string complaint(const Package& p, int i, long age) {
+  const auto wrong = [i](const char* what) { return std::string(what) + " of " + std::to_string(i); };
+  if (p.legs != 4 || p.age != age || std::strcmp(p.tag, "cat") != 0) return wrong("base");
+  if (p.size != -i || p.flag != (i % 2 == 0 ? 1 : 0) || p.weight != i / 2.0) return wrong("number");
+  if (p.colour != (i % 3 == 0 ? Colour::green : Colour::red) || p.small != i % 256) return wrong("small number");
+  if (std::memcmp(p.code, "abcde\0xx", 9) != 0 || p.more[2] != 7 || p.more[3] != 0) return wrong("fixed array");
+  if (p.places[0].x != 1 || p.places[1].x != i || p.places[1].y != 2 || p.places[1].z != 9 || p.places[2].y != 5)
+    return wrong("structure");
+  if (textIn(p.title) != "name " + std::to_string(i) || p.extra.size() != 0) return wrong("array");
+  if (p.lines.size() != static_cast<unsigned>(i % 4)) return wrong("array of structures");
+  for (int j = 0; j < i % 4; ++j) {
+    const Line& line = p.lines[static_cast<unsigned>(j)];
+    if (line.note != 7 || line.quantity != i + j) return wrong("element");
+  }
+  return p.bytes == 1024L * i ? "" : wrong("conversion");
+}
+
+// Classes and structures that other tests change, as number 20410; each row of the table below writes an object of one
+// and reads it as another.
+constexpr int thing = 20410;
+constexpr int base = 20411;
+#define THING(Name, Base, fields, ...)     \
+  struct Name : public Base {              \
+    PS_PERSISTENT_CLASS(Name, Base, thing) \
+   public:                                 \
+    Name() = default;                      \
+    __VA_ARGS__                            \
+    fields                                 \
+  };
+THING(Int, psObj, PS_FIELDS(a, b), int a = 5; unsigned b = 6;)
+THING(Undescribed, psObj, , int a = 5; unsigned b = 6;)
+THING(Swapped, psObj, PS_FIELDS(b, a), unsigned b = 6; int a = 5;)
+THING(Narrow, psObj, PS_FIELDS(a, b), short a = 5; unsigned b = 6;)
+THING(Unsigned, psObj, PS_FIELDS(a, b), unsigned a = 5; unsigned b = 6;)
+THING(Floats, psObj, PS_FIELDS(a, b), float a = 5; double b = 6;)
+THING(Doubles, psObj, PS_FIELDS(a, b), double a = 5; double b = 6;)
+THING(Texts, psObj, PS_FIELDS(a, b), pstVArray<char> a; unsigned b = 6;)
+THING(Numbers, psObj, PS_FIELDS(a, b), pstVArray<int> a; unsigned b = 6;)
+THING(Longs, psObj, PS_FIELDS(a, b), long a[2] = {300, 4}; long b = 6;)
+THING(Long, psObj, PS_FIELDS(a, b), long a[1] = {}; long b = 6;)
+THING(Forgotten, psObj, PS_FIELDS(a, b), short a = 5; short forgotten = 1; unsigned b = 6;)
+struct Base1 : public psObj {
+  PS_PERSISTENT_CLASS(Base1, psObj, base)
+ public:
+  Base1() = default;
+  int x = 1;
+};
+struct Base2 : public psObj {
+  PS_PERSISTENT_CLASS(Base2, psObj, base)
+ public:
+  Base2() = default;
+  long x[2] = {1, 1};
+};
+struct Base3 : public psObj {
+  PS_PERSISTENT_CLASS(Base3, psObj, base)
+ public:
+  Base3() = default;
+  int x = 1;
+  PS_FIELDS(x)
+};
+struct Other : public psObj {
+  PS_PERSISTENT_CLASS(Other, psObj, 20412)
+ public:
+  Other() = default;
+};
+THING(OnBase1, Base1, PS_FIELDS(a), long a = 5;)
+THING(OnBase2, Base2, PS_FIELDS(a), long a = 5;)
+THING(OnBase3, Base3, PS_FIELDS(a), long a = 5;)
+#undef THING
+
+}  // namespace catalog
+
+namespace {
+
+using namespace catalog;
+
+class Schema : public testing::Test {
+ protected:
+  // Runs a program on the store: registers classes, opens and begins. The text is what it complains of.
+  using Body = std::function<std::string(psSession&)>;
+  std::string run(void (*introduceAll)(), psMode mode, const Body& body) const {
+    return inProcess([&] {
+      introduceAll();
+      introduce<Other>("Other");
+      psSession session;
+      const bool begun =
+          session.open(path_, ps::test::unsynced()) == 1 && (mode == pscNoOpen || session.begin(mode) == 1);
+      return begun ? body(session) : std::to_string(static_cast<int>(session.lastErrorKind())) + session.lastError();
+    });
+  }
+  static std::string commit(psSession& session) { return session.commit() == 1 ? "" : session.lastError(); }
+
+  // Runs the program with version 1 of the classes; what it complains of.
+  std::string runOld() const {
+    const std::string command = std::string(SCHEMA_WRITER) + " " + path_ + " " + droppedFile_ + " 2>&1";
+    FILE* const output = ::popen(command.c_str(), "r");
+    std::string text;
+    for (int c = std::fgetc(output); c != EOF; c = std::fgetc(output)) text += static_cast<char>(c);
+    return ::pclose(output) == 0 ? "" : text;
+  }
+
+  // The ages of all objects, from a scan; others than these are a complaint.
+  static std::string readNew(psSession& session, const std::function<long(int)>& ageOf) {
+    pstItr<Package> it;
+    it.scan(session.container(session.database("shop"), "packages"), pscRead);
+    int i = 0;
+    for (; it.next(); ++i) {
+      const std::string found = complaint(*it, i, ageOf(i));
+      if (!found.empty() || (i > 0) != (it->next.isNull() == 0)) return found + " of the scan";
+    }
+    return i == count ? "" : std::to_string(i) + " objects, " + session.lastError();
+  }
+
+  ps::test::ScratchFolder folder_;
+  std::string path_ = folder_ / "schema.ps";
+  const std::string droppedFile_ = folder_ / "dropped";
+};
+
+long ageAsIs(int i) { return i; }
+long ageChanged(int i) { return i % 100 == 7 ? i + 1000 : i; }
+
+}  // namespace
+
+TEST_F(Schema, ObjectsOfAnOlderVersionAreReadChangedAndUpgraded) {
+  ASSERT_EQ(runOld(), "");
+  EXPECT_EQ(run(&introduceAll, pscRead, [](psSession& s) { return readNew(s, ageAsIs); }), "");
+  // One by one, in a read transaction, objects are laid out alone.
+  EXPECT_EQ(run(&introduceAll, pscRead,
+                [](psSession& s) {
+                  const std::uint64_t pages = s.counters().pageReads;
+                  pstItr<Package> it;
+                  for (const int slot : {40, 3, 17, 1}) {
+                    const pstHandle<Package> p(psId(1, 1, 1, static_cast<unsigned short>(slot)));
+                    if (p.open(pscRead) != 1 && p.typeN() == packages) return s.lastError();
+                    if (p.typeN() != packages) continue;
+                    const std::string found = complaint(*p, -static_cast<int>(p->size), -p->size);
+                    if (!found.empty()) return found;
+                  }
+                  return std::string(s.counters().pageReads > pages ? "" : "nothing was read");
+                }),
+            "");
+  EXPECT_EQ(run(&introduceAll, pscUpdate,
+                [](psSession& s) {
+                  pstItr<Package> it;
+                  it.scan(s.container(s.database("shop"), "packages"), pscRead);
+                  it.next();
+                  const pstHandle<Package> pinned(it.oid());
+                  if (pinned.open(pscUpdate) != 1) return s.lastError();
+                  const Package* const before = pinned.operator->();
+                  pinned->age = 99;
+                  pinned->lines.resize(5);
+                  s.abort();
+                  s.begin(pscUpdate);
+                  if (pinned.operator->() != before) return std::string("moved by the abort");
+                  if (const std::string found = complaint(*pinned, 0, 0); !found.empty()) return found + " after abort";
+                  it.scan(s.container(s.database("shop"), "packages"), pscRead);
+                  for (int i = 0; it.next(); ++i) {
+                    if (ageChanged(i) == i) continue;
+                    if (it.open(pscUpdate) != 1) return s.lastError();
+                    it->age = ageChanged(i);
+                  }
+                  return commit(s);
+                }),
+            "");
+  EXPECT_EQ(run(&introduceAll, pscRead, [](psSession& s) { return readNew(s, ageChanged); }), "");
+
+  const std::string refused = runOld();
+  EXPECT_NE(refused.find("is newer in the store than in this program"), std::string::npos) << refused;
+
+  EXPECT_EQ(run(&introduceAll, pscNoOpen,
+                [this](psSession& s) {
+                  psUpgradeProgress last;
+                  const auto note = [&last](const psUpgradeProgress& now) {
+                    last = now;
+                    return true;
+                  };
+                  if (s.upgrade([](const psUpgradeProgress&) { return false; }) != 0) return std::string("not stopped");
+                  if (s.upgrade(note) != 1) return s.lastError();
+                  if (last.done != last.containers || last.pagesRead == 0) return std::string("no progress was told");
+                  if (s.upgrade(note) != 1 || last.pagesWritten != 0) return std::string("upgraded twice");
+                  s.begin(pscRead);
+                  std::ifstream dropped(droppedFile_);
+                  for (std::uint64_t bits = 0; dropped >> bits;) {
+                    psId id;
+                    std::memcpy(static_cast<void*>(&id), &bits, sizeof id);
+                    if (id.isValid()) return std::string("a dropped array is still there");
+                  }
+                  return readNew(s, ageChanged);
+                }),
+            "");
+  // The functions of the older version are not needed any more.
+  EXPECT_EQ(run(&introduceClasses, pscRead, [](psSession& s) { return readNew(s, ageChanged); }), "");
+}
+
+namespace {
+
+// A class in a version, which a process registers.
+struct Version {
+  void (*introduce)();
+  psObj* (*make)(const pstHandle<psContObj>&);
+};
+template <class T, std::uint32_t number>
+constexpr Version version{[] {
+                            if constexpr (!std::is_same_v<typename T::psBase, psObj>)
+                              introduce<typename T::psBase>("Base");
+                            introduce<T>("Thing", number);
+                          },
+                          [](const pstHandle<psContObj>& in) -> psObj* { return new (in) T; }};
+
+// What is wrong with the object; "" when nothing is.
+using Check = std::string (*)(const pstHandle<psObj>&);
+template <class T, class IsRight>
+std::string check(const pstHandle<psObj>& object, IsRight isRight) {
+  const pstHandle<T> made(object);
+  if (made.open(pscUpdate) != 1) return pehSessionDataGetFunction()->text();
+  return isRight(*made) ? "" : "wrong";
+}
+std::string open(const pstHandle<psObj>& object) {
+  return object.open(pscRead) == 1 ? "opened" : pehSessionDataGetFunction()->text();
+}
+
+void asksInVain(const psOldObject& old, Longs& now) { now.b = old.get<long>("c"); }
+void asksForLess(const psOldObject& old, Longs& now) { now.b = old.get<signed char>("b") + old.get<bool>("a"); }
+void throws(const psOldObject&, Longs&) { throw std::runtime_error("no idea"); }
+void opens(const psOldObject&, Longs& now) { now.b = pstHandle<psObj>(psId(1, 1, 1, 1)).open(pscRead); }
+template <void (*Convert)(const psOldObject&, Longs&)>
+constexpr Version converting{[] {
+                               version<Longs, 2>.introduce();
+                               static const ps::detail::ConversionRegistration<Longs> registration(1, Convert);
+                             },
+                             nullptr};
+
+struct Change {
+  const char* name;
+  Version before;
+  Version after;
+  Check check;                     // null: opening the store is refused
+  std::vector<const char*> parts;  // of the complaint
+};
+
+const Change changes[] = {
+    {"to floating",
+     version<Int, 1>,
+     version<Doubles, 2>,
+     [](auto& o) { return check<Doubles>(o, [](auto& now) { return now.a == 5 && now.b == 6; }); },
+     {}},
+    {"moved",
+     version<Int, 1>,
+     version<Swapped, 2>,
+     [](auto& o) { return check<Swapped>(o, [](auto& now) { return now.a == 5 && now.b == 6; }); },
+     {}},
+    {"one becomes two",
+     version<Int, 1>,
+     version<Longs, 2>,
+     [](auto& o) { return check<Longs>(o, [](auto& now) { return now.a[0] == 5 && now.a[1] == 4 && now.b == 6; }); },
+     {}},
+    {"described later",
+     version<Undescribed, 0>,
+     version<Int, 0>,
+     [](auto& o) { return check<Int>(o, [](auto& now) { return now.a == 5 && now.b == 6; }); },
+     {}},
+    {"base described later",
+     version<OnBase1, 1>,
+     version<OnBase3, 2>,
+     [](auto& o) { return check<OnBase3>(o, [](auto& now) { return now.a == 5 && now.x == 1; }); },
+     {}},
+    {"same version", version<Int, 1>, version<Swapped, 1>, nullptr, {"same version", "Thing", "a: int32, b: uint32"}},
+    {"narrowed", version<Int, 1>, version<Narrow, 2>, nullptr, {"\"a\" was int32 and is int16", "PS_CLASS_CONVERSION"}},
+    {"without sign", version<Int, 1>, version<Unsigned, 2>, nullptr, {"was int32 and is uint32"}},
+    {"not exact", version<Int, 1>, version<Floats, 2>, nullptr, {"was int32 and is float32"}},
+    {"other kind", version<Int, 1>, version<Texts, 2>, nullptr, {"was int32 and is array of char"}},
+    {"other elements", version<Texts, 1>, version<Numbers, 2>, nullptr, {"array of char and is array of int32"}},
+    {"shrunk", version<Longs, 1>, version<Long, 2>, nullptr, {"can only grow"}},
+    {"base", version<OnBase1, 1>, version<OnBase2, 2>, nullptr, {"20411", "has no description", "PS_FIELDS"}},
+    {"forgotten", version<Int, 1>, version<Forgotten, 2>, nullptr, {"Thing", "offset 10", "PS_FIELDS"}},
+    {"other name",
+     version<Int, 1>,
+     {[] { introduce<Int>("Other", 1); }, nullptr},
+     nullptr,
+     {"20410", "Thing", "Other"}},
+    {"changed before described", version<Undescribed, 0>, version<Longs, 1>, &open, {"without a description"}},
+    {"asks in vain", version<Int, 1>, converting<asksInVain>, &open, {"the field \"c\", which was not there"}},
+    {"asks for less", version<Longs, 1>, converting<asksForLess>, &open, {"\"a\"", "does not fit"}},
+    {"throws", version<Int, 1>, converting<throws>, &open, {"(1,1,1,1)", "Thing", "no idea"}},
+    {"opens", version<Int, 1>, converting<opens>, &open, {"opens, creates or changes"}},
+};
+
+}  // namespace
+
+TEST_F(Schema, EachRuleHoldsAndWhatNoRuleCoversIsRefused) {
+  for (const Change& change : changes) {
+    SCOPED_TRACE(change.name);
+    const ps::test::ScratchFolder folder;
+    path_ = folder / "store.ps";
+    const auto make = [&change](psSession& s) {
+      const pstHandle<psContObj> in = s.container(s.database("d"), "c");
+      return change.before.make(in) != nullptr ? commit(s) : s.lastError();
+    };
+    ASSERT_EQ(run(change.before.introduce, pscUpdate, make), "");
+    const std::string complaint = run(change.after.introduce, pscUpdate, [&change](psSession& s) {
+      const pstHandle<psObj> object(psId(1, 1, 1, 1));
+      const std::string found = change.check != nullptr ? change.check(object) : "the store was opened";
+      // What cannot be read is written back as it was.
+      const bool isKept = new (s.container(s.database("d"), "c")) Other != nullptr&& s.commit() == 1;
+      return isKept ? found : s.lastError();
+    });
+    EXPECT_EQ(complaint.empty(), change.parts.empty()) << complaint;
+    for (const char* const part : change.parts) EXPECT_NE(complaint.find(part), std::string::npos) << complaint;
+    if (change.parts.empty()) continue;
+    EXPECT_EQ(
+        run(change.before.introduce, pscRead,
+            [](psSession& s) { return pstHandle<psObj>(psId(1, 1, 1, 1)).open(pscRead) == 1 ? "" : s.lastError(); }),
+        "");
+  }
+}
+
+TEST_F(Schema, AProgramThatIsOlderThanTheStoreIsRefusedWhenItNextBegins) {
+  Process old([this](const Process::Channel& channel) {
+    version<Int, 1>.introduce();
+    psSession session;
+    if (session.open(path_, ps::test::unsynced()) != 1 || session.begin(pscRead) != 1 || session.commit() != 1)
+      return 1;
+    channel.send();
+    if (!channel.receive()) return 2;
+    if (session.begin(pscRead) == 1 || session.begin(pscUpdate) == 1) return 3;
+    return session.lastErrorKind() == psErrorKind::schema ? 0 : 4;
+  });
+  ASSERT_TRUE(old.channel().receive());
+  const auto write = [](psSession& s) {
+    return new (s.container(s.database("d"), "c")) Longs != nullptr ? commit(s) : s.lastError();
+  };
+  EXPECT_EQ(run(version<Longs, 2>.introduce, pscUpdate, write), "");
+  old.channel().send();
+  EXPECT_EQ(old.wait(), 0);
+}
