@@ -30,6 +30,7 @@
 #include "sorted/psTreeMapNode.h"
 #include "sorted/psTreeMapValueIterator.h"
 #include "sorted/psTreeSet.h"
+#include "psReorder.h"
 #include "startup.h"
 #include "store/base/psError.h"
 #include "store/d_Ref_Any.h"

@@ -30,6 +30,7 @@ class HashAccess {
   static int& slotsPerBucket(psHashSet& set) { return set.slotsPerBucket_; }
   static Directory& directory(psHashSet& set) { return set.directory_; }
   static pstRef<psHashAdmin>& admin(psHashSet& set) { return set.admin_; }
+  static pstRef<psCompare>& comparator(psHashSet& set) { return set.comparator_; }
 
   static int& depth(psHashBucket& bucket) { return bucket.depth_; }
   static int& chained(psHashBucket& bucket) { return bucket.chained_; }

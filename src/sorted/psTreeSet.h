@@ -2,6 +2,10 @@
 
 #include "tree/psBTree.h"
 
+namespace ps::detail {
+class SortedAccess;
+}  // namespace ps::detail
+
 // A sorted set: references to objects, without duplicates, in the order of a comparator, or of the objects' identifiers
 // when there is none. It is a B-tree of objects of the store, so it holds any number of elements and is read page by
 // page.
@@ -90,6 +94,7 @@ class PS_API psTreeSet : public psBTree {
 
  private:
   friend class psTreeMap;
+  friend class ps::detail::SortedAccess;
 
   pstRef<psTreeAdmin> admin_;
   pstRef<psCompare> comparator_;

@@ -6,9 +6,9 @@
 
 #include "store/base/psObj.h"
 #include "store/psFields.h"
-#include "store/schema/psOldObject.h"
 #include "store/psTypeManager.h"
 #include "store/pstHandle.h"
+#include "store/schema/psOldObject.h"
 
 // Storage for a new object of class typeN and size bytes, with zeros after the class's virtual table pointer. It lies
 // in the container of near, or in near itself when that names a container. The second form takes an address. Null, with
@@ -134,8 +134,8 @@ PS_API const pstSessionData* pstSessionDataGetFunction() noexcept;
 #define PS_CLASS_CONVERSION(Class, from, ...) PS_CLASS_CONVERSION_NUMBERED(__COUNTER__, Class, from, __VA_ARGS__)
 
 #define PS_REGISTER_CLASS_OF_VERSION(n, Class, version) PS_REGISTER_CLASS_OF_VERSION_AS(n, Class, version)
-#define PS_REGISTER_CLASS_OF_VERSION_AS(n, Class, version)                                     \
-  static_assert(ps::detail::isDescribed<Class> || sizeof(Class) == sizeof(typename Class::psBase), \
+#define PS_REGISTER_CLASS_OF_VERSION_AS(n, Class, version)                                                \
+  static_assert(ps::detail::isDescribed<Class> || sizeof(Class) == sizeof(typename Class::psBase),        \
                 "a class with a version needs PS_FIELDS, so that objects of older versions can be read"); \
   static const ps::detail::ClassRegistration<Class> psRegistration##n(#Class, version);  // NOLINT(cert-err58-cpp)
 #define PS_CLASS_CONVERSION_NUMBERED(n, Class, from, ...) PS_CLASS_CONVERSION_AS(n, Class, from, __VA_ARGS__)

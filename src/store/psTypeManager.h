@@ -73,8 +73,8 @@ psObj* makePrototype(unsigned char* memory, int fill) {
 }
 
 // Takes the bytes of an object of which nothing is set, for objects that get fields. Compares them with those of one
-// that was made in other memory: what the constructor has set outside the described fields was forgotten. psSession::open
-// then fails.
+// that was made in other memory: what the constructor has set outside the described fields was forgotten.
+// psSession::open then fails.
 PS_API void adoptInitial(unsigned int typeN, const unsigned char* initial, const unsigned char* other);
 
 // Constructs a prototype of T in this frame and lets the store adopt its virtual table. The prototype is never

@@ -9,6 +9,10 @@
 #include <string>
 #include <vector>
 
+#include "core/psCollectionIterator.h"
+#include "hash/psHashMap.h"
+#include "psReorder.h"
+#include "sorted/psTreeMap.h"
 #include "store/psPersistentClass.h"
 #include "store/psSession.h"
 #include "store/pstItr.h"
@@ -160,6 +164,28 @@ THING(OnBase2, Base2, PS_FIELDS(a), long a = 5;)
 THING(OnBase3, Base3, PS_FIELDS(a), long a = 5;)
 #undef THING
 
+// A comparator that turns its order round from one version to the next. With lumps, elements are equal.
+bool turned = false;
+bool lumps = false;
+class Order : public psCompare {
+  PS_PERSISTENT_CLASS(Order, psCompare, 20413)
+ public:
+  Order() = default;
+  static int keyOf(const pstHandle<psObj>& element) {
+    const pstHandle<Int> number(element);
+    if (number.open(pscRead) != 1) return 0;
+    return (turned ? -number->a : number->a) / (lumps ? 2 : 1);
+  }
+  int compare(const pstHandle<psObj>& element, const void*& key) const override {
+    return keyOf(element) - *static_cast<const int*>(key);
+  }
+  int compare(const pstHandle<psObj>& element, const pstHandle<psObj>& other) const override {
+    return keyOf(element) - keyOf(other);
+  }
+  int hash(const void*& key) const override { return *static_cast<const int*>(key) * 7; }
+  int hash(const pstHandle<psObj>& element) const override { return keyOf(element) * 7; }
+};
+
 }  // namespace catalog
 
 namespace {
@@ -170,7 +196,7 @@ class Schema : public testing::Test {
  protected:
   // Runs a program on the store: registers classes, opens and begins. The text is what it complains of.
   using Body = std::function<std::string(psSession&)>;
-  std::string run(void (*introduceAll)(), psMode mode, const Body& body) const {
+  std::string run(const std::function<void()>& introduceAll, psMode mode, const Body& body) const {
     return inProcess([&] {
       introduceAll();
       introduce<Other>("Other");
@@ -424,4 +450,92 @@ TEST_F(Schema, AProgramThatIsOlderThanTheStoreIsRefusedWhenItNextBegins) {
   EXPECT_EQ(run(version<Longs, 2>.introduce, pscUpdate, write), "");
   old.channel().send();
   EXPECT_EQ(old.wait(), 0);
+}
+
+TEST_F(Schema, CollectionsOfAnOlderComparatorAreWalkedAndOrderedAnew) {
+  constexpr int n = 300;
+  const auto introduceOrder = [] {
+    version<Int, 1>.introduce();
+    introduce<Order>("Order", turned ? 2 : 1);
+  };
+  static const char* const names[] = {"tree set", "tree map", "hash set", "hash map"};
+  const auto write = [](psSession& s) {
+    const pstHandle<psContObj> in = s.container(s.database("d"), "c");
+    pstHandle<psCompare> order(new (in) Order);
+    const pstHandle<psTreeSet> set(new (in) psTreeSet(order, 8));
+    const pstHandle<psTreeMap> map(new (in) psTreeMap(order, 8));
+    const pstHandle<psHashSet> hashSet(new (in) psHashSet(order, 7, 1));
+    const pstHandle<psHashMap> hashMap(new (in) psHashMap(order, 7, 1));
+    for (int i = 1; i <= n; ++i) {
+      const pstHandle<Int> made(new (in) Int);
+      made->a = i * 37 % (n + 1);
+      if (!set->add(made) || map->put(made, made) != 1 || !hashSet->add(made) || !hashMap->put(made, made))
+        return s.lastError() + " add";
+    }
+    s.name(set, in, names[0]);
+    s.name(map, in, names[1]);
+    s.name(hashSet, in, names[2]);
+    s.name(hashMap, in, names[3]);
+    return commit(s);
+  };
+  ASSERT_EQ(run(introduceOrder, pscUpdate, write), "");
+  turned = true;
+  const auto look = [](const pstHandle<psCollection>& c, int key) {
+    return c->contains(static_cast<const void*>(&key));
+  };
+  EXPECT_EQ(run(introduceOrder, pscUpdate,
+                [look](psSession& s) {
+                  const pstHandle<psContObj> in = s.container(s.database("d"), "c");
+                  for (const char* const name : names) {
+                    pstHandle<psCollection> c;
+                    if (c.lookupObj(in, name, pscUpdate) != 1) return s.lastError();
+                    const int size = c->size();
+                    const std::unique_ptr<psCollectionIterator> it(c->keyIterator());
+                    int walked = 0;
+                    while (it->hasNext() && !it->next(pscNoLock).isNull()) ++walked;
+                    if (size != n || walked != n) return name + (": walked " + std::to_string(walked));
+                    pehSessionDataGetFunction()->clear();
+                    if (look(c, 5)) return std::string(name) + ": found";
+                    c->add(new (in) Int);
+                    if (s.lastErrorKind() != psErrorKind::schema || c->size() != n)
+                      return std::string(name) + ": not refused";
+                  }
+                  s.abort();
+                  lumps = true;
+                  for (const char* const name : names) {
+                    const bool isSorted = std::strstr(name, "tree") != nullptr;
+                    pstHandle<psCollection> c;
+                    s.begin(pscUpdate);
+                    if (c.lookupObj(in, name, pscUpdate) != 1) return s.lastError();
+                    if (ps::reorder(c) != 0 || s.lastErrorKind() != psErrorKind::schema) return std::string("lumps");
+                    if (isSorted && c->size() != n) return std::string("changed");
+                    if (s.commit() != (isSorted ? 1 : 0)) return std::string(name) + ": half of it was committed";
+                  }
+                  lumps = false;
+                  s.begin(pscUpdate);
+                  for (const char* const name : names) {
+                    pstHandle<psCollection> c;
+                    if (c.lookupObj(in, name, pscUpdate) != 1 || ps::reorder(c) != 1)
+                      return s.lastError() + " of " + name;
+                  }
+                  return commit(s);
+                }),
+            "");
+  EXPECT_EQ(run(introduceOrder, pscRead,
+                [look](psSession& s) {
+                  const pstHandle<psContObj> in = s.container(s.database("d"), "c");
+                  for (const char* const name : names) {
+                    pstHandle<psCollection> c;
+                    if (c.lookupObj(in, name, pscRead) != 1) return s.lastError();
+                    for (int i = 0; i <= n; ++i)
+                      if (look(c, -i) != (i != 0)) return name + (" lacks " + std::to_string(i)) + s.lastError();
+                    const std::unique_ptr<psCollectionIterator> it(c->keyIterator());
+                    while (it->hasNext())
+                      if (const pstHandle<psObj> key(it->next(pscNoLock));
+                          std::strcmp(name, "tree map") == 0 && it->currentValue() != key)
+                        return std::string("another value");
+                  }
+                  return std::string();
+                }),
+            "");
 }

@@ -157,7 +157,8 @@ bool ClassTable::checkRecord(unsigned int number, const Record& record) {
     }
     const ObjectForm& form = formOf(number, layout, shape.size);
     const bool isRefused = form.refusal.kind == psErrorKind::schema && !form.keepsVersion;
-    if (isRefused && shape.isDescribed()) return fail({psErrorKind::schema, "the store has objects " + form.refusal.text});
+    if (isRefused && shape.isDescribed())
+      return fail({psErrorKind::schema, "the store has objects " + form.refusal.text});
   }
   return true;
 }
@@ -241,8 +242,9 @@ ObjectForm ClassTable::formOfObjects(const ClassInfo& info, const Key& key) {
     stored.levels.push_back({info.number, 0, {}});
   } else if (read(info.number, record) != Found::yes || !record.shapeOf(key.layout, info.number, stored) ||
              stored.size != key.size) {
-    form.refusal = {psErrorKind::damaged, "of " + what + ", in a layout that the store does not describe; restore the " +
-                                              "store from a backup"};
+    form.refusal = {
+        psErrorKind::damaged,
+        "of " + what + ", in a layout that the store does not describe; restore the " + "store from a backup"};
     return form;
   }
   form = formBetween(what, stored, now);
@@ -250,10 +252,10 @@ ObjectForm ClassTable::formOfObjects(const ClassInfo& info, const Key& key) {
   form.isOlder = key.layout == 0 || record.layouts[key.layout - 1U] != now.shape.encode();
   if (isComparator(info) && stored.version() < now.shape.version() && !relate(stored, now.shape).isNewer) {
     form.keepsVersion = true;
-    form.refusal = {psErrorKind::schema,
-                    "of " + what + ", has version " + std::to_string(stored.version()) +
-                        " in the store and version " + std::to_string(now.shape.version()) +
-                        " in this program; sort its collections anew with ps::reorder"};
+    form.refusal = {psErrorKind::schema, "of " + what + ", a comparator that has version " +
+                                             std::to_string(stored.version()) + " in the store and version " +
+                                             std::to_string(now.shape.version()) +
+                                             " in this program; order its collections anew with ps::reorder"};
   }
   return form;
 }

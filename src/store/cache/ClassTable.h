@@ -16,8 +16,8 @@ namespace ps::detail {
 
 // What the store says of the classes of its objects: a record for each, with the layouts that its objects have had.
 // Every stored object names its layout, so that a program can tell what it reads when it does not know the class, or
-// knows it with other fields. Layouts are numbered from 1 and never change, so what was read of one stays true; 0 is the
-// layout of what was stored before there were any.
+// knows it with other fields. Layouts are numbered from 1 and never change, so what was read of one stays true; 0 is
+// the layout of what was stored before there were any.
 //
 // The storage of an array names the layout of its elements when these are described structures.
 class ClassTable {
@@ -26,8 +26,8 @@ class ClassTable {
   void afterAbort();
 
   // Whether this program can work with the store's classes: none that it knows has another name there, is newer, or has
-  // changed in a way that nothing converts. Costs one look-up when no class has changed since the last call. False, with
-  // the reason, also when the table cannot be read.
+  // changed in a way that nothing converts. Costs one look-up when no class has changed since the last call. False,
+  // with the reason, also when the table cannot be read.
   bool check();
 
   // The number of the layout that a class has in this process. Adds it to the store if it is new there. 0, with the
@@ -36,8 +36,8 @@ class ClassTable {
   // The same for structures that are elements of arrays.
   std::uint16_t layoutOf(const Structure& elements);
 
-  // What becomes of objects of a class, without namedFlag, that are stored in a layout, with so many bytes; the bytes of
-  // storage do not matter. The result stays valid until afterAbort.
+  // What becomes of objects of a class, without namedFlag, that are stored in a layout, with so many bytes; the bytes
+  // of storage do not matter. The result stays valid until afterAbort.
   const ObjectForm& formOf(std::uint32_t type, std::uint16_t layout, std::uint32_t size) {
     const Key key{type, layout, isStorage(type) ? 0 : size};
     return last_ != nullptr && key == lastKey_ ? *last_ : findForm(key);

@@ -242,7 +242,8 @@ PageCache::Fetch PageCache::load(const psId& id, Page*& page) {
   if (found != Fetch::present) return found;
   std::size_t slots = 0;
   if (!isAddressable(contents_)) {
-    error_ = {psErrorKind::schema, pageText(id) + " would take more than 1 MiB, since its classes have grown so much; " +
+    error_ = {psErrorKind::schema, pageText(id) +
+                                       " would take more than 1 MiB, since its classes have grown so much; " +
                                        "convert it with a program whose classes grow in smaller steps"};
     return Fetch::unreadable;
   }

@@ -139,7 +139,7 @@ class PageCache {
   std::vector<Page*> resident_;
   std::size_t hand_ = 0;
   std::vector<Page*> changed_;
-  unsigned announcements_ = 0;                 // values still to be announced before they are read
+  unsigned announcements_ = 0;  // values still to be announced before they are read
   // See Page: of pages that were written, to be done before the commit.
   std::vector<psId> droppedStorage_;
   std::vector<UnnamedArray> unnamedArrays_;

@@ -3,10 +3,10 @@
 #include <algorithm>
 #include <cstring>
 
+#include "store/base/RecordBytes.h"
 #include "store/cache/NothingOpened.h"
 #include "store/cache/PackedStorage.h"
 #include "store/cache/PageRecord.h"
-#include "store/base/RecordBytes.h"
 
 namespace ps::detail {
 

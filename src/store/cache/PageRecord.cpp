@@ -5,9 +5,9 @@
 #include <algorithm>
 #include <cstring>
 
+#include "store/base/RecordBytes.h"
 #include "store/cache/PackedStorage.h"
 #include "store/cache/PageFill.h"
-#include "store/base/RecordBytes.h"
 #include "store/cache/TypeRegistry.h"
 
 namespace ps::detail {

@@ -1,7 +1,7 @@
 #include "store/cache/PartialRecord.h"
 
-#include "store/cache/PageRecord.h"
 #include "store/base/RecordBytes.h"
+#include "store/cache/PageRecord.h"
 
 namespace ps::detail {
 

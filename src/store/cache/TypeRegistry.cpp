@@ -67,9 +67,7 @@ std::string TypeRegistry::refusal(const ClassInfo& info, Owner owner) const {
 }
 
 // The lock is held.
-ClassInfo* TypeRegistry::known(unsigned int number) {
-  return tables_.empty() ? nullptr : tables_.back()->find(number);
-}
+ClassInfo* TypeRegistry::known(unsigned int number) { return tables_.empty() ? nullptr : tables_.back()->find(number); }
 
 void TypeRegistry::adopt(unsigned int number, const psObj* prototype) {
   const std::unique_lock<std::shared_mutex> lock(mutex_);

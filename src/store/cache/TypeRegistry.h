@@ -38,8 +38,8 @@ struct ClassInfo {
   const std::type_info* type = nullptr;
   std::vector<std::uint32_t> arrayOffsets;  // where its pstVArrays lie
   std::vector<StructureArray> structureArrays;
-  std::vector<ClassLevel> levels;           // what it and its bases keep; the bases' versions are not set
-  std::string initial;                      // the bytes of an object of which nothing is set, if it has fields
+  std::vector<ClassLevel> levels;  // what it and its bases keep; the bases' versions are not set
+  std::string initial;             // the bytes of an object of which nothing is set, if it has fields
 };
 
 // A class's name without namespaces: what the store knows it by.

@@ -3,8 +3,8 @@
 #include <algorithm>
 #include <map>
 
-#include "store/base/RecordBytes.h"
 #include "store/base/ClassNumbers.h"
+#include "store/base/RecordBytes.h"
 
 namespace ps::detail {
 
@@ -48,7 +48,8 @@ void readFields(RecordReader& reader, std::vector<FieldShape>& fields, int depth
       field.structure = takeText(reader);
       field.version = reader.number<std::uint32_t>();
     }
-    if (field.kind == FieldKind::structure || field.kind == FieldKind::array) readFields(reader, field.parts, depth + 1);
+    if (field.kind == FieldKind::structure || field.kind == FieldKind::array)
+      readFields(reader, field.parts, depth + 1);
     fields.push_back(std::move(field));
   }
 }
@@ -182,8 +183,8 @@ bool ClassShape::isDescribed() const {
 }
 
 const ClassLevel* ClassShape::level(unsigned int number) const {
-  const auto found = std::find_if(levels.begin(), levels.end(),
-                                  [number](const ClassLevel& level) { return level.number == number; });
+  const auto found =
+      std::find_if(levels.begin(), levels.end(), [number](const ClassLevel& level) { return level.number == number; });
   return found != levels.end() ? &*found : nullptr;
 }
 

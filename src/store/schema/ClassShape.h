@@ -19,10 +19,10 @@ struct FieldShape {
   std::uint32_t offset = 0;  // in bytes, from the beginning of the object or, in a structure, of the structure
   std::uint32_t size = 0;    // of one, in bytes
   std::uint32_t count = 1;
-  std::string structure;           // of a structure: the name of its type
+  std::string structure;                      // of a structure: the name of its type
   std::vector<std::string> formerStructures;  // the names that it had; not stored
-  std::uint32_t version = 0;       // of a structure
-  std::vector<FieldShape> parts;   // of a structure: its members; of an array: what its elements are
+  std::uint32_t version = 0;                  // of a structure
+  std::vector<FieldShape> parts;              // of a structure: its members; of an array: what its elements are
 
   FieldShape() = default;
   explicit FieldShape(const Field& field);
@@ -59,12 +59,12 @@ struct ClassShape {
   std::string text() const;
 };
 
-// How a description in the store relates to the program's. Two layouts differ in age when a class, a base or a structure
-// that both have differs in its version.
+// How a description in the store relates to the program's. Two layouts differ in age when a class, a base or a
+// structure that both have differs in its version.
 struct ShapeRelation {
-  bool isOlder = false;     // the store's is, in a version
-  bool isNewer = false;     // the same; both may hold
-  std::string newer;        // names what is newer in the store, with both versions
+  bool isOlder = false;  // the store's is, in a version
+  bool isNewer = false;  // the same; both may hold
+  std::string newer;     // names what is newer in the store, with both versions
   bool hasSameFields = false;
 };
 

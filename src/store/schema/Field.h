@@ -35,10 +35,10 @@ struct Field {
   std::uint32_t offset = 0;  // in bytes, from the beginning of the object
   std::uint32_t size = 0;    // of one, in bytes
   std::uint32_t alignment = 1;
-  std::uint32_t count = 1;                   // of a fixed array; 1 for a single one
-  const Structure* structure = nullptr;      // of a structure, and of an array of structures
-  FieldKind element{};                       // of an array
-  std::uint32_t elementSize = 0;             // of an array
+  std::uint32_t count = 1;               // of a fixed array; 1 for a single one
+  const Structure* structure = nullptr;  // of a structure, and of an array of structures
+  FieldKind element{};                   // of an array
+  std::uint32_t elementSize = 0;         // of an array
 };
 
 // See PS_STRUCT_VERSION.

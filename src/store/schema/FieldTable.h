@@ -105,7 +105,8 @@ constexpr FieldKind kindOf() {
 constexpr bool hasArray(const Structure& structure) {
   for (std::uint32_t i = 0; i < structure.count; ++i) {
     const Field& field = structure.fields[i];
-    if (field.kind == FieldKind::array || (field.kind == FieldKind::structure && hasArray(*field.structure))) return true;
+    if (field.kind == FieldKind::array || (field.kind == FieldKind::structure && hasArray(*field.structure)))
+      return true;
   }
   return false;
 }
@@ -132,9 +133,10 @@ constexpr void requireStorable() {
   static_assert(!isPointer,
                 "PS_FIELDS: a pointer cannot be stored, since it means nothing in another process; use pstRef<T>");
   static_assert(!isHandle, "PS_FIELDS: a handle cannot be stored, since it holds an address; use pstRef<T>");
-  static_assert(isText<T> || isPointer || isHandle || isStorable<T>(),
-                "PS_FIELDS: a member of this type cannot be stored; use numbers, enumerations, psId, pstRef, pstVArray, "
-                "fixed arrays of these, or structs that have PS_FIELDS themselves; a std::vector becomes a pstVArray");
+  static_assert(
+      isText<T> || isPointer || isHandle || isStorable<T>(),
+      "PS_FIELDS: a member of this type cannot be stored; use numbers, enumerations, psId, pstRef, pstVArray, "
+      "fixed arrays of these, or structs that have PS_FIELDS themselves; a std::vector becomes a pstVArray");
 }
 
 template <class Self, class Pointer>
@@ -261,12 +263,9 @@ void initialize(void* object) {
 template <class T>
 struct DescribedStructure {
   static_assert(isCovered<T>());
-  static constexpr Structure value{typeName<T>(),
-                                   FieldAccess::Version<T>::value,
-                                   sizeof(T),
-                                   alignof(T),
-                                   fieldsOf<T>.data(),
-                                   static_cast<std::uint32_t>(fieldsOf<T>.size()),
+  static constexpr Structure value{typeName<T>(),      FieldAccess::Version<T>::value,
+                                   sizeof(T),          alignof(T),
+                                   fieldsOf<T>.data(), static_cast<std::uint32_t>(fieldsOf<T>.size()),
                                    &initialize<T>};
 };
 

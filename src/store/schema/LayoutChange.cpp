@@ -4,8 +4,8 @@
 #include <cstring>
 #include <exception>
 
-#include "store/schema/psOldObject.h"
 #include "store/schema/StoredNumber.h"
+#include "store/schema/psOldObject.h"
 
 namespace ps::detail {
 
@@ -97,12 +97,11 @@ bool LayoutChange::planLevel(const ClassLevel& before, const ClassLevel& after, 
 bool LayoutChange::planOpaque(const ClassLevel& before, const ClassLevel& after, std::string& reason) {
   const FieldShape& opaque = isOpaque(before) ? before.fields.front() : after.fields.front();
   const std::vector<FieldShape>& others = isOpaque(before) ? after.fields : before.fields;
-  const bool keeps = before.version == after.version &&
-                     std::all_of(others.begin(), others.end(), [&opaque](const FieldShape& field) {
-                       return field.offset >= opaque.offset &&
-                              field.offset + field.bytes() <= opaque.offset + opaque.size &&
-                              (field.kind != FieldKind::opaque || field.size == opaque.size);
-                     });
+  const bool keeps =
+      before.version == after.version && std::all_of(others.begin(), others.end(), [&opaque](const FieldShape& field) {
+        return field.offset >= opaque.offset && field.offset + field.bytes() <= opaque.offset + opaque.size &&
+               (field.kind != FieldKind::opaque || field.size == opaque.size);
+      });
   if (keeps) {
     for (const FieldShape& field : others) copy({field.offset, field.offset}, field.bytes());
     return true;
@@ -138,8 +137,8 @@ bool LayoutChange::planField(const FieldShape& before, const FieldShape& after, 
   if (before.kind == FieldKind::structure && after.kind == FieldKind::structure) {
     bool isCovered = true;
     for (std::uint32_t i = 0; i < before.count; ++i) {
-      isCovered &= planFields(before.parts, after.parts,
-                              {places.from + i * before.size, places.to + i * after.size}, reason);
+      isCovered &=
+          planFields(before.parts, after.parts, {places.from + i * before.size, places.to + i * after.size}, reason);
     }
     return isCovered;
   }
@@ -154,8 +153,7 @@ bool LayoutChange::planField(const FieldShape& before, const FieldShape& after, 
 }
 
 // The storage of an array says itself what its elements are, if they are structures. All others stay what they are.
-bool LayoutChange::planElements(const FieldShape& before, const FieldShape& after, Places places,
-                                std::string& reason) {
+bool LayoutChange::planElements(const FieldShape& before, const FieldShape& after, Places places, std::string& reason) {
   const FieldShape none;
   const FieldShape& old = before.parts.empty() ? none : before.parts.front();
   const FieldShape& now = after.parts.empty() ? none : after.parts.front();
@@ -178,8 +176,8 @@ bool LayoutChange::planNumbers(const FieldShape& before, const FieldShape& after
   }
   if (after.kind != FieldKind::floating) return false;
   step.kind = before.kind == FieldKind::floating ? Step::Kind::floating : Step::Kind::integerToFloating;
-  const bool fits = before.kind == FieldKind::floating ? after.size >= before.size
-                                                       : isInteger(before.kind) && isExact(before, after);
+  const bool fits =
+      before.kind == FieldKind::floating ? after.size >= before.size : isInteger(before.kind) && isExact(before, after);
   if (fits) steps_.push_back(step);
   return fits;
 }
@@ -198,8 +196,7 @@ void LayoutChange::noteDropped(const std::vector<FieldShape>& fields, std::uint3
 void LayoutChange::copy(Places places, std::uint32_t bytes) {
   if (!steps_.empty()) {
     Step& last = steps_.back();
-    if (last.kind == Step::Kind::copy && last.from + last.count == places.from &&
-        last.to + last.count == places.to) {
+    if (last.kind == Step::Kind::copy && last.from + last.count == places.from && last.to + last.count == places.to) {
       last.count += bytes;
       return;
     }
@@ -225,11 +222,11 @@ void LayoutChange::run(const Step& step, const char* from, char* to) {
       std::memcpy(to, &value, step.sizeAfter);
       continue;
     }
-    const double value = step.kind == Step::Kind::floating ? floatingAt(from, step.sizeBefore)
-                         : isUnsigned(step.number)
-                             ? static_cast<double>(integerAt(from, step.number, step.sizeBefore))
-                             : static_cast<double>(
-                                   static_cast<std::int64_t>(integerAt(from, step.number, step.sizeBefore)));
+    const double value =
+        step.kind == Step::Kind::floating ? floatingAt(from, step.sizeBefore)
+        : isUnsigned(step.number)
+            ? static_cast<double>(integerAt(from, step.number, step.sizeBefore))
+            : static_cast<double>(static_cast<std::int64_t>(integerAt(from, step.number, step.sizeBefore)));
     const auto narrow = static_cast<float>(value);
     if (step.sizeAfter == sizeof value)
       std::memcpy(to, &value, sizeof value);

@@ -44,8 +44,7 @@ class PS_API psOldObject {
       return static_cast<T>(get<std::underlying_type_t<T>>(field, i));
     } else if constexpr (std::is_integral_v<T>) {
       if constexpr (std::is_signed_v<T>)
-        return static_cast<T>(
-            signedInteger(field, i, std::numeric_limits<T>::min(), std::numeric_limits<T>::max()));
+        return static_cast<T>(signedInteger(field, i, std::numeric_limits<T>::min(), std::numeric_limits<T>::max()));
       else
         return static_cast<T>(unsignedInteger(field, i, std::numeric_limits<T>::max()));
     } else {

@@ -1,5 +1,6 @@
 #include "store/session/Opening.h"
 
+#include "store/cache/NothingOpened.h"
 #include "store/session/SessionCore.h"
 
 namespace ps::detail {
@@ -17,7 +18,7 @@ psObj* reopenOutOfLine(const psId& id, psObj* held) {
 }
 
 void* storageOutOfLine(const psId& id) {
-  SessionCore* const session = SessionCore::current();
+  SessionCore* const session = NothingOpened::applies() ? SessionCore::required() : SessionCore::current();
   return session != nullptr ? session->objects().storage(id) : nullptr;
 }
 
