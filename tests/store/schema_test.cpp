@@ -2,6 +2,7 @@
 // version there.
 #include <gtest/gtest.h>
 
+#include <algorithm>
 #include <cstring>
 #include <fstream>
 #include <functional>
@@ -17,6 +18,7 @@
 #include "store/psSession.h"
 #include "store/pstItr.h"
 #include "store/pstVArray.h"
+#include "store/session/SessionCore.h"
 #include "support/Process.h"
 #include "support/ScratchFolder.h"
 #include "support/TempStore.h"
@@ -92,6 +94,17 @@ void introduceAll() {
   introduceClasses();
   static const ps::detail::ConversionRegistration<Package> conversion(1, &convert);
 }
+
+struct Plain {
+  int quantity;
+  PS_FIELDS(quantity)
+};
+class Holder : public psObj {
+  PS_PERSISTENT_CLASS(Holder, psObj, 20403)
+  PS_FIELDS(plains)
+ public:
+  pstVArray<Plain> plains;
+};
 
 // What is wrong with an object that v1 made; "" when nothing is.
 std::string complaint(const Package& p, int i, long age) {
@@ -404,6 +417,49 @@ const Change changes[] = {
 };
 
 }  // namespace
+
+TEST_F(Schema, ArraysOfObjectsThatGetADescriptionGetOneToo) {
+  ASSERT_EQ(runOld(), "");
+  const auto introduceAll = [] { introduce<Holder>("Holder"); };
+  const auto isDescribed = [](const psId& storage) {
+    ps::detail::Page* page = nullptr;
+    ps::detail::SessionCore::current()->cache().fetch(storage, page);
+    const auto isOfSlot = [&](const ps::detail::DescribedStorage& d) { return d.slot == storage.get_slot(); };
+    return std::any_of(page->describedStorage.begin(), page->describedStorage.end(), isOfSlot);
+  };
+  const auto storageOf = [](const Holder& holder) {
+    psId storage;
+    std::memcpy(static_cast<void*>(&storage), &holder.plains, sizeof storage);
+    return storage;
+  };
+  const auto holders = [](psSession& s) { return s.container(s.database("shop"), "holders"); };
+  EXPECT_EQ(run(introduceAll, pscUpdate,
+                [&](psSession& s) {
+                  pstItr<Holder> it;
+                  it.scan(holders(s), pscRead);
+                  it.next();
+                  if (it->plains[0].quantity != 0 || isDescribed(storageOf(*it))) return std::string("at first");
+                  return it.open(pscUpdate) == 1 ? commit(s) : s.lastError();
+                }),
+            "");
+  EXPECT_EQ(run(introduceAll, pscNoOpen,
+                [&](psSession& s) {
+                  s.begin(pscRead);
+                  pstItr<Holder> it;
+                  it.scan(holders(s), pscRead);
+                  if (!it.next() || !isDescribed(storageOf(*it))) return std::string("not described by an update");
+                  s.abort();
+                  if (s.upgrade() != 1) return s.lastError();
+                  s.begin(pscRead);
+                  it.scan(holders(s), pscRead);
+                  int i = 0;
+                  for (; it.next(); ++i) {
+                    if (it->plains[0].quantity != i || !isDescribed(storageOf(*it))) return std::to_string(i);
+                  }
+                  return std::string(i == count ? "" : "not all");
+                }),
+            "");
+}
 
 TEST_F(Schema, EachRuleHoldsAndWhatNoRuleCoversIsRefused) {
   for (const Change& change : changes) {

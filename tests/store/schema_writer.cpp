@@ -61,8 +61,20 @@ class Package : public Animal {
   unsigned char small = 0;
   short tail = -1;
 };
+// Neither has a description yet.
+struct Plain {
+  int quantity;
+};
+class Holder : public psObj {
+  PS_PERSISTENT_CLASS(Holder, psObj, 20403)
+ public:
+  explicit Holder(int i) { plains.extend(Plain{i}); }
+  pstVArray<Plain> plains;
+};
+
 }  // namespace catalog
 
+PS_REGISTER_CLASS(catalog::Holder)
 PS_REGISTER_CLASS_VERSION(catalog::Animal, 1)
 PS_REGISTER_CLASS_VERSION(catalog::Package, 1)
 
@@ -83,7 +95,9 @@ int main(int argc, char** argv) {
       std::memcpy(&storage, &made->gone, sizeof storage);
       if (storage != 0) dropped << storage << '\n';
     }
-    done = session.commit() == 1;
+    const pstHandle<psContObj> holders = session.container(session.database("shop"), "holders");
+    for (int i = 0; i < catalog::count; ++i) done = done && new (holders) catalog::Holder(i) != nullptr;
+    done = done && session.commit() == 1;
   }
   if (!done) std::fprintf(stderr, "%s\n", session.lastError().c_str());
   return done ? 0 : 1;
