@@ -22,8 +22,6 @@
 class PS_API psCollectionIterator {
  public:
   psCollectionIterator() = default;
-  psCollectionIterator(const psCollectionIterator&) = delete;
-  psCollectionIterator& operator=(const psCollectionIterator&) = delete;
 
   // The address of the stored reference to the current element, valid until the iterator is used again. Without a
   // current element, it is the address of a null reference of the iterator's own.
@@ -81,4 +79,9 @@ class PS_API psCollectionIterator {
   // An identifier is neither a position nor a hash, though it converts to a number.
   pstRef<psObj> goToIndex(const psId& element, psLockMode mode) = delete;
   bool goTo(const psId& element, psCompareFunction compare) = delete;
+
+ protected:
+  // A copy stands where the original does.
+  psCollectionIterator(const psCollectionIterator&) = default;
+  psCollectionIterator& operator=(const psCollectionIterator&) = default;
 };

@@ -16,6 +16,21 @@ constexpr int unknownIndex = -2;
 
 }  // namespace
 
+HashWalk& HashWalk::operator=(const HashWalk& other) {
+  if (set_ != other.set_) places_.forget();
+  set_ = other.set_;
+  delivery_ = other.delivery_;
+  place_ = other.place_;
+  index_ = other.index_;
+  depth_ = other.depth_;
+  seen_ = other.seen_;
+  ahead_.reset();
+  holder_ = pstHandle<psObj>();
+  pin_.reset();
+  check_ = other.check_;
+  return *this;
+}
+
 psHashSet* HashWalk::openSet() {
   psHashSet* const set = set_.isNull() ? nullptr : set_.operator->();
   if (set == nullptr) return nullptr;
@@ -47,8 +62,39 @@ bool HashWalk::settle(const psHashSet& set) {
 void HashWalk::standAt(const TablePlace& place, int index) {
   place_ = place;
   index_ = index;
+  seen_ = changeStamp();
   ahead_.reset();
   if (isChecked) noteHere();
+}
+
+bool HashWalk::standOn(const HashPosition& position) {
+  if (!position.isMatch()) {
+    standAt(TablePlace::end(directorySizeOf(*openSet())), unknownIndex);
+    return false;
+  }
+  const bool isInChain = !SlotView(BucketView(position.bucket()), position.slot).chain().isNull();
+  standAt({position.range.first, position.slot, isInChain ? position.index : -1, position.stored, false}, unknownIndex);
+  return true;
+}
+
+bool HashWalk::goBeforeFirst() {
+  if (openSet() == nullptr) return lose();
+  standAt(TablePlace(), -1);
+  return true;
+}
+
+bool HashWalk::goBehindLast() {
+  const psHashSet* const set = openSet();
+  if (set == nullptr) return lose();
+  standAt(TablePlace::end(directorySizeOf(*set)), unknownIndex);
+  return true;
+}
+
+bool HashWalk::standsOn(const pstRef<psObj>& element) {
+  if (PS_LIKELY(seen_ == changeStamp())) return true;
+  if (current(pscNoLock) != element) return false;
+  seen_ = changeStamp();
+  return true;
 }
 
 bool HashWalk::lose() {

@@ -17,8 +17,9 @@ class HashWalk {
   enum class Delivery { stored, keys, values };
 
   HashWalk(const pstHandle<psHashSet>& set, Delivery delivery) : set_(set), delivery_(delivery) {}
-  HashWalk(const HashWalk&) = delete;
-  HashWalk& operator=(const HashWalk&) = delete;
+  HashWalk(const HashWalk& other) : HashWalk(other.set_, other.delivery_) { *this = other; }
+  HashWalk& operator=(const HashWalk& other);
+  ~HashWalk() = default;
 
   const pstHandle<psHashSet>& set() const { return set_; }
 
@@ -45,6 +46,24 @@ class HashWalk {
     auto probe = makeProbe(*set);
     return !probe.failed() && scanFor(*set, probe, search);
   }
+  // The same by hash, where keys are delivered or stored.
+  template <class MakeProbe>
+  bool goToKey(MakeProbe makeProbe) {
+    Search<HashWalk> search(*this);
+    check_.forget();
+    const psHashSet* const set = openSet();
+    if (set == nullptr) return false;
+    auto probe = makeProbe(*set);
+    const std::optional<HashPosition> position = locate(*set, probe);
+    if (!position) return false;
+    search.end(true);
+    return standOn(*position);
+  }
+  // Goes before the first element, or after the last. False when it could not.
+  bool goBeforeFirst();
+  bool goBehindLast();
+  // Whether the walk still stands on an element that it has delivered, also after a change of the table.
+  bool standsOn(const pstRef<psObj>& element);
   // By handle. The comparator understands keys, but values need not be like keys, so they are found by identity.
   bool goToObject(const pstHandle<psObj>& object);
   int remove();
@@ -65,6 +84,8 @@ class HashWalk {
   // The place to which next goes; empty when there is none.
   std::optional<TablePlace> placeAhead();
   void standAt(const TablePlace& place, int index);
+  // Stands on what was found; after the last element when nothing was.
+  bool standOn(const HashPosition& position);
 
   // For checked builds: compares the current place with what the walk has noted.
   void checkHere(const psHashSet& set);
@@ -95,6 +116,7 @@ class HashWalk {
   TablePlace place_;
   int index_ = -1;                   // of the current place; below -1 when it is not known
   int depth_ = 0;                    // of the directory that the place is of
+  std::uint64_t seen_ = 0;           // the session's count of changes when the walk last stepped
   std::optional<TablePlace> ahead_;  // what hasNext found, for the next that follows it
   pstHandle<psObj> holder_;          // of what addressAt returned
   std::optional<PagePin> pin_;       // the same

@@ -69,6 +69,9 @@ class TablePlaces {
   // Valid until the next call.
   Bucket bucketAt(const psHashSet& set, int directoryIndex);
 
+  // Forgets the bucket: the table is another.
+  void forget() { bucket_.reset(); }
+
   // The places next to another; empty when a bucket or chain cannot be read.
   std::optional<TablePlace> after(const psHashSet& set, const TablePlace& place);
   std::optional<TablePlace> before(const psHashSet& set, const TablePlace& place);

@@ -14,6 +14,14 @@ psHashIterator::psHashIterator(const pstHandle<psHashSet>& set)
 
 psHashIterator::psHashIterator(std::unique_ptr<HashWalk> walk) : walk_(std::move(walk)) {}
 
+psHashIterator::psHashIterator(const psHashIterator& other)
+    : psCollectionIterator(other), walk_(std::make_unique<HashWalk>(*other.walk_)) {}
+
+psHashIterator& psHashIterator::operator=(const psHashIterator& other) {
+  *walk_ = *other.walk_;
+  return *this;
+}
+
 psHashIterator::~psHashIterator() = default;
 
 pstHandle<psCollection> psHashIterator::collection() { return walk_->set(); }

@@ -26,6 +26,8 @@ class HashWalk;
 class PS_API psHashIterator : public psCollectionIterator {
  public:
   explicit psHashIterator(const pstHandle<psHashSet>& set);
+  psHashIterator(const psHashIterator& other);
+  psHashIterator& operator=(const psHashIterator& other);
   ~psHashIterator() override;
 
   pstRef<psObj>* currentP(psLockMode mode) override;

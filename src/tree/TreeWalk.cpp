@@ -4,6 +4,7 @@
 #include <utility>
 
 #include "arrays/ArrayEdit.h"
+#include "arrays/ArraySearch.h"
 #include "core/RefusalWatch.h"
 #include "store/base/NothingThrown.h"
 #include "store/session/Relocation.h"
@@ -14,8 +15,6 @@
 namespace ps::detail {
 
 namespace {
-
-constexpr int unknownIndex = -2;
 
 // How many objects ahead a walk that reads them prefetches.
 constexpr int objectsAhead = 8;
@@ -28,6 +27,20 @@ TreeWalk::TreeWalk(const pstHandle<psBTree>& tree, Delivery delivery) : tree_(tr
     standIn(leftmostLeaf(*tree).node);
   }
   if (leaf_.isNull()) index_ = unknownIndex;
+}
+
+TreeWalk& TreeWalk::operator=(const TreeWalk& other) {
+  tree_ = other.tree_;
+  delivery_ = other.delivery_;
+  leaf_ = other.leaf_;
+  position_ = other.position_;
+  index_ = other.index_;
+  delivered_.take(other.delivered_.array());
+  values_.take(other.values_.array());
+  seen_ = other.seen_;
+  pin_.reset();
+  check_ = other.check_;
+  return *this;
 }
 
 void TreeWalk::Entries::take(const pstRef<psUnsortedArray>& array) {
@@ -225,30 +238,89 @@ void TreeWalk::stepWithin(int step) {
 }
 
 pstRef<psObj> TreeWalk::next(psLockMode mode) {
-  if (!standsInLeaf()) return pstRef<psObj>();
-  if (mode == pscNoLock) {
-    if (const pstRef<psObj>* const element = delivered_.at(position_ + 1)) {
-      stepWithin(1);
-      const std::uint64_t opensBefore = std::exchange(opens_, currentSession->opens);
-      const bool readsObjects = opens_ != opensBefore;
-      if (readsObjects && delivered_.at(position_ + objectsAhead) != nullptr) {
-        delivered_.prefetch(position_ + objectsAhead);
-      }
-      return *element;
+  if (mode != pscNoLock) return standsInLeaf() ? stepTo(placeAfter(), mode) : pstRef<psObj>();
+  pstRef<psObj> element;
+  stepForward(element);
+  return element;
+}
+
+bool TreeWalk::stepForward(pstRef<psObj>& element) {
+  if (!standsInLeaf()) return false;
+  if (const pstRef<psObj>* const next = delivered_.at(position_ + 1)) {
+    element = *next;
+    stepWithin(1);
+    const std::uint64_t opensBefore = std::exchange(opens_, currentSession->opens);
+    const bool readsObjects = opens_ != opensBefore;
+    if (readsObjects && delivered_.at(position_ + objectsAhead) != nullptr) {
+      delivered_.prefetch(position_ + objectsAhead);
     }
+    return true;
   }
-  return stepTo(placeAfter(), mode);
+  return stepOver(placeAfter(), element);
 }
 
 pstRef<psObj> TreeWalk::previous(psLockMode mode) {
-  if (position_ == -1 || !standsInLeaf()) return pstRef<psObj>();
-  if (mode == pscNoLock && position_ > 0) {
-    if (const pstRef<psObj>* const element = delivered_.at(position_ - 1)) {
+  if (mode != pscNoLock) return position_ != -1 && standsInLeaf() ? stepTo(placeBefore(), mode) : pstRef<psObj>();
+  pstRef<psObj> element;
+  stepBack(element);
+  return element;
+}
+
+bool TreeWalk::stepBack(pstRef<psObj>& element) {
+  if (position_ == -1 || !standsInLeaf()) return false;
+  if (position_ > 0) {
+    if (const pstRef<psObj>* const previous = delivered_.at(position_ - 1)) {
+      element = *previous;
       stepWithin(-1);
-      return *element;
+      return true;
     }
   }
-  return stepTo(placeBefore(), mode);
+  return stepOver(placeBefore(), element);
+}
+
+bool TreeWalk::stepOver(const std::optional<Place>& place, pstRef<psObj>& element) {
+  element = stepTo(place, pscNoLock);
+  return place && place->hasElement;
+}
+
+bool TreeWalk::goBeforeFirst() {
+  Search<TreeWalk> search(*this);
+  const std::optional<Place> place = placeOf(-1);
+  if (!place) return false;
+  stepTo(*place, pscNoLock);
+  return search.end(true);
+}
+
+bool TreeWalk::goBehindLast() {
+  Search<TreeWalk> search(*this);
+  const pstHandle<psBTree> root = openRoot();
+  const NodeAnswer high = root.isNull() ? NodeAnswer() : rightmostLeaf(*root);
+  const ArrayView entries(high.node.isNull() ? pstRef<psUnsortedArray>() : deliveredFrom(high.node));
+  if (high.node.isNull() || !entries.isOpen()) return false;
+  stepTo(Place{high.node, entries.count(), unknownIndex, false, pstRef<psObj>()}, pscNoLock);
+  return search.end(true);
+}
+
+// Where the key is if that is in the current leaf or the next one, at or after the walk's place.
+TreeWalk::Sought TreeWalk::seekNear(KeyProbe& probe) {
+  pstHandle<psBTree> leaf = leaf_;
+  for (int leaves = 0; leaves < 2 && !leaf.isNull(); ++leaves) {
+    const ArrayView entries(deliveredFrom(leaf));
+    const SearchResult found = searchElements(entries, probe);
+    if (found.failed) return Sought::failed;
+    if (found.position < entries.count()) {
+      const int before = leaf == leaf_ ? std::max(found.position - 1, position_) : found.position - 1;
+      standIn(leaf);
+      position_ = before;
+      index_ = unknownIndex;
+      if (isChecked) noteHere();
+      return Sought::found;
+    }
+    const NodeAnswer next = nextNode(*leaf);
+    if (next.failed) return Sought::failed;
+    leaf = next.node;
+  }
+  return Sought::unknown;
 }
 
 bool TreeWalk::hasNext() {
@@ -265,6 +337,14 @@ pstRef<psObj> TreeWalk::goToIndex(int i, psLockMode mode) {
   if (!place || !canStep(*place, mode)) return pstRef<psObj>();
   search.end(true);
   return stepTo(*place, pscNoLock);
+}
+
+bool TreeWalk::goToPosition(int i, pstRef<psObj>& element) {
+  Search<TreeWalk> search(*this);
+  const std::optional<Place> place = placeOf(i);
+  if (!place) return false;
+  search.end(true);
+  return stepOver(place, element);
 }
 
 std::optional<TreeWalk::Place> TreeWalk::placeOf(int i) const {

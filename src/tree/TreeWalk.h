@@ -23,14 +23,25 @@ class TreeWalk {
 
   // Stands before the first element, or nowhere when the first leaf cannot be read.
   TreeWalk(const pstHandle<psBTree>& tree, Delivery delivery);
-  TreeWalk(const TreeWalk&) = delete;
-  TreeWalk& operator=(const TreeWalk&) = delete;
+  // Stands nowhere, and opens nothing.
+  explicit TreeWalk(const psId& tree) : tree_(tree), delivery_(Delivery::elements), index_(unknownIndex) {}
+  TreeWalk(const TreeWalk& other) : TreeWalk(other.tree_.oid()) { *this = other; }
+  TreeWalk& operator=(const TreeWalk& other);
+  ~TreeWalk() = default;
 
   // The collection's root, open; null when it cannot be opened.
   pstHandle<psBTree> openRoot() const;
 
   pstRef<psObj> next(psLockMode mode);
   pstRef<psObj> previous(psLockMode mode);
+  // The same within one call, without an open for update: whether there is such an element, which may be null in a
+  // list. At an end, the walk then stands before the first or after the last.
+  bool stepForward(pstRef<psObj>& element);
+  bool stepBack(pstRef<psObj>& element);
+  bool goToPosition(int i, pstRef<psObj>& element);
+  // Goes before the first element, or after the last. False when it could not.
+  bool goBeforeFirst();
+  bool goBehindLast();
   bool hasNext();
   bool hasPrevious() { return standsInLeaf() && (position_ > 0 || currentIndex() > 0); }
   int currentIndex();
@@ -54,6 +65,29 @@ class TreeWalk {
     auto probe = makeProbe(*root);
     return standAt(*root, probe, search);
   }
+  // Goes to the first element that is not less than what the probe looks for, and gives it. False when there is none,
+  // and when the search failed.
+  template <class MakeProbe>
+  bool seek(MakeProbe makeProbe, pstRef<psObj>& element) {
+    const bool isOnIt = goTo(makeProbe);
+    if (leaf_.isNull() || !isOnIt) return stepForward(element);
+    element = current(pscNoLock);
+    return true;
+  }
+  // The same for a key that is not before the walk's place: looks in the leaf and in the next one before it searches
+  // from the root.
+  template <class MakeProbe>
+  bool seekForward(MakeProbe makeProbe, pstRef<psObj>& element) {
+    if (!standsInLeaf()) return seek(makeProbe, element);
+    auto probe = makeProbe(*leaf_);
+    const Sought sought = seekNear(probe);
+    if (sought == Sought::unknown) return seek(makeProbe, element);
+    return sought == Sought::found ? stepForward(element) : lose();
+  }
+
+  // Whether the walk still stands on an element that it has delivered, also after a change of the tree.
+  bool standsOn(const pstRef<psObj>& element) { return PS_LIKELY(isUpToDate()) || current(pscNoLock) == element; }
+
   // Goes to the next occurrence of this object, or to the last element.
   bool goOnTo(const pstRef<psObj>& element);
 
@@ -64,6 +98,11 @@ class TreeWalk {
   bool lose();
 
  private:
+  static constexpr int unknownIndex = -2;
+
+  enum class Sought { found, unknown, failed };
+  Sought seekNear(KeyProbe& probe);
+
   // An array of the current leaf. It stays open once it was needed, so steps within a leaf open and look up nothing.
   class Entries {
    public:
@@ -142,6 +181,7 @@ class TreeWalk {
   pstRef<psObj> stepTo(const std::optional<Place>& place, psLockMode mode) {
     return place ? stepTo(*place, mode) : pstRef<psObj>();
   }
+  bool stepOver(const std::optional<Place>& place, pstRef<psObj>& element);
   bool standAt(const psBTree& root, KeyProbe& probe, Search<TreeWalk>& search);
 
   // The index after a step of the given length. If it is not known, it stays so.

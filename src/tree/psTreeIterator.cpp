@@ -15,6 +15,14 @@ psTreeIterator::psTreeIterator(pstHandle<psBTree>& tree)
 
 psTreeIterator::psTreeIterator(std::unique_ptr<TreeWalk> walk) : walk_(std::move(walk)) {}
 
+psTreeIterator::psTreeIterator(const psTreeIterator& other)
+    : psCollectionIterator(other), walk_(std::make_unique<TreeWalk>(*other.walk_)) {}
+
+psTreeIterator& psTreeIterator::operator=(const psTreeIterator& other) {
+  *walk_ = *other.walk_;
+  return *this;
+}
+
 psTreeIterator::~psTreeIterator() = default;
 
 pstHandle<psCollection> psTreeIterator::collection() { return walk_->openRoot(); }

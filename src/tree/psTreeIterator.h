@@ -14,6 +14,8 @@ class TreeWalk;
 class PS_API psTreeIterator : public psCollectionIterator {
  public:
   explicit psTreeIterator(pstHandle<psBTree>& tree);
+  psTreeIterator(const psTreeIterator& other);
+  psTreeIterator& operator=(const psTreeIterator& other);
   ~psTreeIterator() override;
 
   pstRef<psObj>* currentP(psLockMode mode) override;

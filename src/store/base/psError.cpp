@@ -37,5 +37,8 @@ void ps::detail::signalStoreError(const StoreError& error) {
 
 void psThrowException(pehSessionData* context) {
   if (ps::detail::NothingThrown::applies() || !std::exchange(context->pending_, false) || !context->throws) return;
-  throw psException(context->number(), context->kind(), context->text());
+  throw ps::Error(context->number(), context->kind(), psId(), context->text());
 }
+
+ps::Error::Error(psErrorKind kind, const psId& id, const std::string& sentence)
+    : Error(psteStore.number, kind, id, sentence) {}

@@ -2,9 +2,11 @@
 
 #include <exception>
 #include <string>
+#include <utility>
 
 #include "store/base/psErrorKind.h"
 #include "store/base/psExport.h"
+#include "store/base/psId.h"
 #include "store/base/psMode.h"
 
 // An error: its number, its text with printf-like arguments, and its kind.
@@ -46,7 +48,7 @@ class PS_API pehSessionData {
   bool pending_ = false;
 };
 
-// Thrown by psThrowException for the pending error when psSession::throwErrors is on.
+// The base of what psThrowException throws for the pending error when psSession::throwErrors is on.
 class PS_API psException : public std::exception {
  public:
   psException(int number, psErrorKind kind, std::string text) : number_(number), kind_(kind), text_(std::move(text)) {}
@@ -60,9 +62,26 @@ class PS_API psException : public std::exception {
   std::string text_;
 };
 
+namespace ps {
+
+// The exception of everything that throws: of psThrowException, and of the typed layer. The identifier is that of the
+// object, collection or container that the failure is about; null when it is not known, or about none.
+class PS_API Error : public psException {
+ public:
+  Error(psErrorKind kind, const psId& id, const std::string& sentence);
+  Error(int number, psErrorKind kind, const psId& id, std::string sentence)
+      : psException(number, kind, std::move(sentence)), id_(id) {}
+  const psId& id() const { return id_; }
+
+ private:
+  psId id_;
+};
+
+}  // namespace ps
+
 // The calling thread's error context; it exists without a session too. Never null.
 PS_API pehSessionData* pehSessionDataGetFunction();
 
-// Throws the pending error as a psException when the context says so; otherwise returns. The error is then no longer
+// Throws the pending error as a ps::Error when the context says so; otherwise returns. The error is then no longer
 // pending, unless the library is at a point where nothing may be thrown.
 PS_API void psThrowException(pehSessionData* context);
