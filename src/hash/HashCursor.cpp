@@ -21,7 +21,10 @@ HashCursor& HashCursor::operator=(const HashCursor& other) {
 
 HashWalk& HashCursor::walk() {
   const HashWalk::Delivery delivery = isMap_ ? HashWalk::Delivery::keys : HashWalk::Delivery::stored;
-  if (walk_ == nullptr) walk_ = std::make_unique<HashWalk>(pstHandle<psHashSet>(table_), delivery);
+  if (walk_ == nullptr) {
+    walk_ = std::make_unique<HashWalk>(pstHandle<psHashSet>(table_), delivery);
+    walk_->tolerateChanges();
+  }
   return *walk_;
 }
 

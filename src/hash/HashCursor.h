@@ -19,7 +19,7 @@ class PS_API HashCursor {
   HashCursor& operator=(HashCursor&& other) noexcept;
   ~HashCursor();
 
-  const psId& table() const { return table_; }
+  const psId& collection() const { return table_; }
 
   bool toFirst(pstRef<psObj>& element);
   bool toLast(pstRef<psObj>& element);

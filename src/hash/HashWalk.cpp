@@ -27,6 +27,7 @@ HashWalk& HashWalk::operator=(const HashWalk& other) {
   ahead_.reset();
   holder_ = pstHandle<psObj>();
   pin_.reset();
+  isChecking_ = other.isChecking_;
   check_ = other.check_;
   return *this;
 }
@@ -35,7 +36,7 @@ psHashSet* HashWalk::openSet() {
   psHashSet* const set = set_.isNull() ? nullptr : set_.operator->();
   if (set == nullptr) return nullptr;
   followDirectory(*set);
-  if (isChecked) checkHere(*set);
+  if (isChecking_) checkHere(*set);
   return set;
 }
 
@@ -64,7 +65,7 @@ void HashWalk::standAt(const TablePlace& place, int index) {
   index_ = index;
   seen_ = changeStamp();
   ahead_.reset();
-  if (isChecked) noteHere();
+  if (isChecking_) noteHere();
 }
 
 bool HashWalk::standOn(const HashPosition& position) {

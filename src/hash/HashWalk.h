@@ -62,6 +62,9 @@ class HashWalk {
   // Goes before the first element, or after the last. False when it could not.
   bool goBeforeFirst();
   bool goBehindLast();
+  // In a checked build, this walk no longer reports that something else has changed the table where it stood: its user
+  // asks standsOn.
+  void tolerateChanges() { isChecking_ = false; }
   // Whether the walk still stands on an element that it has delivered, also after a change of the table.
   bool standsOn(const pstRef<psObj>& element);
   // By handle. The comparator understands keys, but values need not be like keys, so they are found by identity.
@@ -120,6 +123,7 @@ class HashWalk {
   std::optional<TablePlace> ahead_;  // what hasNext found, for the next that follows it
   pstHandle<psObj> holder_;          // of what addressAt returned
   std::optional<PagePin> pin_;       // the same
+  bool isChecking_ = isChecked;
   PlaceCheck check_;
 };
 

@@ -62,6 +62,14 @@ int lookUp(unsigned int typeN, pstHandle<psObj>& result, const pstHandle<psObj>&
 
 }  // namespace
 
+int pstNameObj(const pstHandle<psObj>& object, const pstHandle<psObj>& scope, const char* name) {
+  SessionCore* const session = SessionCore::updating("naming an object");
+  const bool done =
+      session != nullptr && session->directory().file(object.oid(), scope.oid(), ps::detail::filedName(name));
+  if (!done) psThrowException(pehSessionDataGetFunction());
+  return done ? 1 : 0;
+}
+
 int pstLookupObj(unsigned int typeN, pstHandle<psObj>& result, const pstHandle<psObj>& scope, const char* name,
                  psMode mode) {
   return lookUp(typeN, result, scope, ps::detail::filedName(name), mode);

@@ -55,6 +55,9 @@ PS_API int pstLookupObj(unsigned int typeN, pstHandle<psObj>& result, const pstH
 PS_API int pstLookupObj(unsigned int typeN, pstHandle<psObj>& result, const pstHandle<psObj>& scope, const psKey& key,
                         psMode mode);
 
+// Files the object in scope under the name, as psSession::name does, in the calling thread's session. 1 or 0.
+PS_API int pstNameObj(const pstHandle<psObj>& object, const pstHandle<psObj>& scope, const char* name);
+
 template <class T>
 class pstHandle : public pstHandle<typename pstHandleBaseOf<T>::type> {
   using Base = pstHandle<typename pstHandleBaseOf<T>::type>;

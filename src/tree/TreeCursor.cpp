@@ -46,6 +46,15 @@ bool TreeCursor::seekFrom(const Key& key, bool isForward, pstRef<psObj>& element
   return isForward ? walk().seekForward(makeProbe, element) : walk().seek(makeProbe, element);
 }
 
+template <class Key>
+bool TreeCursor::findBy(const Key& key, pstRef<psObj>& element) {
+  if (!walk().goTo([&key](const psBTree& node) { return probeFor(key, node); })) return false;
+  element = walk_->current(pscNoLock);
+  return true;
+}
+
+bool TreeCursor::find(const void* key, pstRef<psObj>& element) { return findBy(key, element); }
+bool TreeCursor::find(const pstHandle<psObj>& key, pstRef<psObj>& element) { return findBy(key, element); }
 bool TreeCursor::seek(const void* key, pstRef<psObj>& element) { return seekFrom(key, false, element); }
 bool TreeCursor::seek(const pstHandle<psObj>& key, pstRef<psObj>& element) { return seekFrom(key, false, element); }
 bool TreeCursor::seekForward(const void* key, pstRef<psObj>& element) { return seekFrom(key, true, element); }

@@ -23,7 +23,7 @@ class PS_API TreeCursor {
   TreeCursor& operator=(TreeCursor&& other) noexcept;
   ~TreeCursor();
 
-  const psId& tree() const { return tree_; }
+  const psId& collection() const { return tree_; }
 
   bool toFirst(pstRef<psObj>& element);
   bool toLast(pstRef<psObj>& element);
@@ -34,6 +34,9 @@ class PS_API TreeCursor {
   // To the first element that is not less than the key. seekForward may be told a key that is not before the place.
   bool seek(const void* key, pstRef<psObj>& element);
   bool seek(const pstHandle<psObj>& key, pstRef<psObj>& element);
+  // To the element that matches. False also when there is none; the cursor then stands before the next.
+  bool find(const void* key, pstRef<psObj>& element);
+  bool find(const pstHandle<psObj>& key, pstRef<psObj>& element);
   bool seekForward(const void* key, pstRef<psObj>& element);
   bool seekForward(const pstHandle<psObj>& key, pstRef<psObj>& element);
 
@@ -49,6 +52,9 @@ class PS_API TreeCursor {
   PS_HIDDEN TreeWalk& walk();
   template <class Key>
   PS_HIDDEN bool seekFrom(const Key& key, bool isForward, pstRef<psObj>& element);
+
+  template <class Key>
+  PS_HIDDEN bool findBy(const Key& key, pstRef<psObj>& element);
 
   psId tree_;
   std::unique_ptr<TreeWalk> walk_;  // null: nowhere

@@ -39,6 +39,7 @@ TreeWalk& TreeWalk::operator=(const TreeWalk& other) {
   values_.take(other.values_.array());
   seen_ = other.seen_;
   pin_.reset();
+  isChecking_ = other.isChecking_;
   check_ = other.check_;
   return *this;
 }
@@ -87,7 +88,7 @@ bool TreeWalk::lookAgain() {
   const bool isThere = isInTree();
   if (watch.refused()) return false;
   if (!isThere) {
-    if (isChecked && !isLater) reportForeignChange(leaf_);
+    if (isChecking_ && !isLater) reportForeignChange(leaf_);
     return lose();
   }
   delivered_.take(deliveredFrom(leaf_));
@@ -227,14 +228,14 @@ pstRef<psObj> TreeWalk::stepTo(const Place& place, psLockMode mode) {
   standIn(place.leaf);
   position_ = place.position;
   index_ = place.index;
-  if (isChecked) noteHere();
+  if (isChecking_) noteHere();
   return place.delivered;
 }
 
 void TreeWalk::stepWithin(int step) {
   position_ += step;
   index_ = indexAfter(step);
-  if (isChecked) noteHere();
+  if (isChecking_) noteHere();
 }
 
 pstRef<psObj> TreeWalk::next(psLockMode mode) {
@@ -313,7 +314,7 @@ TreeWalk::Sought TreeWalk::seekNear(KeyProbe& probe) {
       standIn(leaf);
       position_ = before;
       index_ = unknownIndex;
-      if (isChecked) noteHere();
+      if (isChecking_) noteHere();
       return Sought::found;
     }
     const NodeAnswer next = nextNode(*leaf);

@@ -23,8 +23,10 @@ class TreeWalk {
 
   // Stands before the first element, or nowhere when the first leaf cannot be read.
   TreeWalk(const pstHandle<psBTree>& tree, Delivery delivery);
-  // Stands nowhere, and opens nothing.
-  explicit TreeWalk(const psId& tree) : tree_(tree), delivery_(Delivery::elements), index_(unknownIndex) {}
+  // Stands nowhere, and opens nothing. A checked build does not report that something else has changed the tree where
+  // this walk stood: its user asks standsOn.
+  explicit TreeWalk(const psId& tree)
+      : tree_(tree), delivery_(Delivery::elements), index_(unknownIndex), isChecking_(false) {}
   TreeWalk(const TreeWalk& other) : TreeWalk(other.tree_.oid()) { *this = other; }
   TreeWalk& operator=(const TreeWalk& other);
   ~TreeWalk() = default;
@@ -147,7 +149,7 @@ class TreeWalk {
   // holds of a leaf that may have changed.
   bool standsInLeaf() {
     const bool stands = PS_LIKELY(isUpToDate()) ? !leaf_.isNull() : lookAgain();
-    if (isChecked && stands) checkHere();
+    if (isChecking_ && stands) checkHere();
     return stands;
   }
   bool isUpToDate() const { return seen_.change == currentSession->changeStamp; }
@@ -204,6 +206,7 @@ class TreeWalk {
   Time seen_;                   // when the current leaf was read
   std::uint64_t opens_ = 0;     // the session's at the last step
   std::optional<PagePin> pin_;  // of what currentAddress returned
+  bool isChecking_ = isChecked;
   PlaceCheck check_;
 };
 

@@ -1,0 +1,38 @@
+#include "typed/String.h"
+
+#include <cstring>
+#include <limits>
+
+namespace ps {
+
+namespace {
+
+// Changes the number of characters, and returns the first.
+char* resized(pstVArray<char>& characters, std::size_t size) {
+  const bool fits = size <= std::numeric_limits<unsigned int>::max();
+  if (!fits || characters.resize(static_cast<unsigned int>(size)) != 1)
+    detail::throwRefused(psId(), "a text cannot be changed");
+  return characters.head();
+}
+
+}  // namespace
+
+// What is in the store may move, or leave memory, while room is made.
+String& String::assign(std::string_view text) {
+  if (text.data() != nullptr && (pstIsStorePers(text.data()) != 0 || pstIsStorePers(this) == 0)) {
+    const std::string copy(text);
+    if (char* const to = resized(characters_, copy.size())) std::memcpy(to, copy.data(), copy.size());
+  } else if (char* const to = resized(characters_, text.size())) {
+    std::memcpy(to, text.data(), text.size());
+  }
+  return *this;
+}
+
+String& String::append(std::string_view text) {
+  const std::string copy(text);
+  const std::size_t before = size();
+  if (!copy.empty()) std::memcpy(resized(characters_, before + copy.size()) + before, copy.data(), copy.size());
+  return *this;
+}
+
+}  // namespace ps
