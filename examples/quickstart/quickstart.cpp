@@ -1,80 +1,41 @@
-#include <pscollections.h>
+#include <pstyped.h>
 
-#include <cstdio>
-#include <cstring>
-#include <memory>
+#include <iostream>
 
-class Text : public psObj {
-  PS_PERSISTENT_CLASS(Text, psObj, 20001)
-
- public:
-  explicit Text(const char* text) {
-    const auto size = static_cast<unsigned int>(std::strlen(text) + 1);
-    if (letters.resize(size) == 1) std::memcpy(letters.head(), text, size);
-  }
-  pstVArray<char> letters;
-};
-PS_REGISTER_CLASS(Text)
-
-static const char* lettersOf(const pstHandle<Text>& text) {
-  return text.open(pscRead) == 1 && text->letters.size() > 0 ? text->letters.head() : "";
-}
-
-class TextOrder : public psCompare {
-  PS_PERSISTENT_CLASS(TextOrder, psCompare, 20002)
+class Entry : public psObj {
+  PS_PERSISTENT_CLASS(Entry, psObj, 20001)
+  PS_FIELDS(word, meaning)
 
  public:
-  TextOrder() = default;
-  int compare(const pstHandle<psObj>& stored, const void*& text) const override {
-    return std::strcmp(lettersOf(stored), static_cast<const char*>(text));
-  }
-  int compare(const pstHandle<psObj>& stored, const pstHandle<psObj>& other) const override {
-    return std::strcmp(lettersOf(stored), lettersOf(other));
-  }
+  Entry(std::string_view theWord, std::string_view itsMeaning) : word(theWord), meaning(itsMeaning) {}
+  ps::String word, meaning;
 };
-PS_REGISTER_CLASS(TextOrder)
+PS_REGISTER_CLASS(Entry)
+PS_ORDER(ByWord, 20002, &Entry::word)
+using Words = ps::SortedSet<Entry, ByWord>;
 
-static void write(psSession& session) {
-  session.begin(pscUpdate);
-  const pstHandle<psDBObj> db = session.database("dictionary");  // created by the first run
-  const pstHandle<psContObj> texts = session.container(db, "texts");
-  pstHandle<psTreeMap> words;
-  if (words.lookupObj(db, "words", pscUpdate) != 1) {
-    pstHandle<psCompare> order(new (texts) TextOrder);
-    words = new (texts) psTreeMap(order, 200);  // 200 pairs to a node
-    session.name(words, db, "words");
-  }
-  char word[80];
-  char meaning[400];
-  while (std::scanf("%79s %399[^\n]", word, meaning) == 2) {
-    if (!words->contains(word)) words->put(new (texts) Text(word), new (texts) Text(meaning));
-  }
-  session.commit();  // when this returns, all of it is on disk
-}
-
-static void read(psSession& session, const char* from, const char* to) {
-  session.begin(pscRead);  // sees what has been committed, and does not wait for a writer
-  pstHandle<psTreeMap> words;
-  if (words.lookupObj(session.database("dictionary"), "words", pscRead) != 1) return;
-  const std::unique_ptr<psCollectionIterator> it(words->iterator());
-  pstHandle<Text> word(it->goTo(from) ? it->current(pscNoLock) : it->next(pscNoLock));
-  for (; word && std::strcmp(lettersOf(word), to) <= 0; word = it->next(pscNoLock)) {
-    std::printf("%s: %s\n", lettersOf(word), lettersOf(it->currentValue()));
+static void write(ps::Session& session) {
+  const auto entries = session.container("dictionary", "entries");  // created by the first run
+  auto words = Words::open_or_create(entries, "words");
+  for (std::string word, meaning; std::cin >> word && std::getline(std::cin >> std::ws, meaning);) {
+    if (!words.contains(word)) words.insert(ps::make<Entry>(entries, word, meaning));
   }
 }
 
-int main(int argc, char** argv) {
-  try {
-    psSession session;
-    session.throwErrors(true);
-    session.open("words.ps");
-    if (argc == 3) {
-      read(session, argv[1], argv[2]);
-    } else {
-      write(session);
-    }
-  } catch (const psException& error) {
-    std::fprintf(stderr, "quickstart: %s\n", error.what());
-    return 1;
+static void read(ps::Session& session, const char* from, const char* to) {
+  const Words words(session.container("dictionary", "entries"), "words");
+  for (const Entry& entry : ps::Range(words.lower_bound(from), words.upper_bound(to)))
+    std::cout << entry.word << ": " << entry.meaning << '\n';
+}
+
+int main(int argc, char** argv) try {
+  ps::Session session("words.ps");
+  if (argc == 3) {
+    session.read([&] { read(session, argv[1], argv[2]); });  // what has been committed; waits for no writer
+  } else {
+    session.update([&] { write(session); });  // when this returns, all of it is on disk
   }
+} catch (const ps::Error& error) {
+  std::cerr << "quickstart: " << error.what() << '\n';
+  return 1;
 }

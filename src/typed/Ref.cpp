@@ -16,6 +16,10 @@ void throwOtherClass(const psId& id, unsigned int typeN) {
   throwError(psErrorKind::usage, id, text.c_str());
 }
 
+void destroy(pstHandle<psObj> object) {
+  if (psDelete(object) != 1) throwNotOpen(object.oid());
+}
+
 void discardAndThrow(const pstHandle<psObj>& object) {
   const pehSessionData& signalled = *pehSessionDataGetFunction();
   const Error error(signalled.number(), signalled.kind(), object.oid(), signalled.text());

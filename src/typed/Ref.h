@@ -107,6 +107,7 @@ namespace detail {
 // read.
 PS_API bool isOfClass(const psId& id, unsigned int typeN);
 [[noreturn]] PS_API void throwOtherClass(const psId& id, unsigned int typeN);
+PS_API void destroy(pstHandle<psObj> object);
 // Deletes an object in whose constructor something was refused.
 [[noreturn]] PS_API void discardAndThrow(const pstHandle<psObj>& object);
 
@@ -136,6 +137,12 @@ Ref<T> make(const pstHandle<psObj>& near, Args&&... args) {
   Ref<T> made(object);
   if (PS_UNLIKELY(watch.refused())) detail::discardAndThrow(made.handle());
   return made;
+}
+
+// Deletes an object, as psDelete does. Throws ps::Error when that is refused.
+template <class T>
+void destroy(const Ref<T>& ref) {
+  detail::destroy(ref.handle());
 }
 
 }  // namespace ps

@@ -102,15 +102,6 @@ constexpr FieldKind kindOf() {
   return isArray<T> ? FieldKind::array : FieldKind::structure;
 }
 
-constexpr bool hasArray(const Structure& structure) {
-  for (std::uint32_t i = 0; i < structure.count; ++i) {
-    const Field& field = structure.fields[i];
-    if (field.kind == FieldKind::array || (field.kind == FieldKind::structure && hasArray(*field.structure)))
-      return true;
-  }
-  return false;
-}
-
 template <class T>
 constexpr bool isStorable() {
   using Element = typename ElementOf<T>::type;
@@ -140,10 +131,7 @@ constexpr void requireStorable() {
 }
 
 template <class Self, class Pointer>
-struct Member {
-  static_assert(std::is_void_v<Pointer>, "PS_FIELDS names something that is not a data member: a static member?");
-  using type = int;
-};
+struct Member;
 template <class Self, class Owner, class T>
 struct Member<Self, T Owner::*> {
   static_assert(std::is_same_v<Self, Owner>,
@@ -166,14 +154,9 @@ constexpr Field field(std::size_t offset, std::string_view name, Names... former
     field.kind = kindOf<One>();
     using Element = typename ElementOf<One>::type;
     if constexpr (!std::is_void_v<Element>) {
-      static_assert(!isArray<Element>, "PS_FIELDS: the elements of a pstVArray cannot be arrays");
       field.element = kindOf<Element>();
       field.elementSize = sizeof(Element);
-      if constexpr (isDescribed<Element>) {
-        using Elements = DescribedStructure<Element>;
-        static_assert(!hasArray(Elements::value), "PS_FIELDS: the elements of a pstVArray cannot have arrays");
-        field.structure = &Elements::value;
-      }
+      if constexpr (isDescribed<Element>) field.structure = &DescribedStructure<Element>::value;
     } else if constexpr (isDescribed<One>) {
       field.structure = &DescribedStructure<One>::value;
     }

@@ -1,0 +1,3 @@
+#include "Package.h"
+
+PS_REGISTER_CLASS_VERSION(Package, 1)
