@@ -41,8 +41,9 @@ bool show(const Catalogue& catalogue, const std::string& name) {
     return false;
   }
   const Package& package = **found;
-  std::cout << "name:     " << package.name() << "\nsection:  " << package.section() << "\nbytes:    "
-            << package.bytes() << "\npriority: " << package.priority() << "\nsummary:  " << package.summary() << '\n';
+  std::cout << "name:     " << package.name() << "\nsection:  " << package.section()
+            << "\nbytes:    " << package.bytes() << "\npriority: " << package.priority()
+            << "\nsummary:  " << package.summary() << '\n';
   return true;
 }
 
