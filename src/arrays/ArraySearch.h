@@ -1,7 +1,6 @@
 #pragma once
 
 #include "arrays/ArrayView.h"
-#include "core/IdOrder.h"
 #include "core/KeyProbe.h"
 
 // The only binary search. It has two modes. In an array of elements it finds the first that is not less than the key.

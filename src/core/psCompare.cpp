@@ -1,6 +1,5 @@
 #include "core/psCompare.h"
 
-#include "core/IdOrder.h"
 #include "core/JavaBridge.h"
 #include "core/RawKey.h"
 

@@ -1,5 +1,7 @@
 #pragma once
 
+#include <cstddef>
+#include <type_traits>
 #include <utility>
 
 #include "store/base/psExport.h"
@@ -150,3 +152,56 @@ inline bool operator==(const psHandleBase& a, int n) { return a.oid() == n; }
 inline bool operator!=(const psHandleBase& a, int n) { return a.oid() != n; }
 inline bool operator==(const psRefBase& a, int n) { return a.oid() == n; }
 inline bool operator!=(const psRefBase& a, int n) { return a.oid() != n; }
+
+namespace ps::detail {
+
+template <class T>
+inline constexpr bool isHandleOrReference =
+    std::is_convertible_v<const T*, const psHandleBase*> || std::is_convertible_v<const T*, const psRefBase*>;
+template <class T>
+inline constexpr bool isIdentified = isHandleOrReference<T> || std::is_convertible_v<const T*, const psId*>;
+
+template <class A, class B>
+using OrderOfIdentified = std::enable_if_t<isIdentified<A> && isIdentified<B>, bool>;
+// Templates take no other null than nullptr itself, so that a comparison with 0 of any type remains one with a number.
+template <class T, class Null>
+using EqualsNull = std::enable_if_t<isHandleOrReference<T> && std::is_same_v<Null, std::nullptr_t>, bool>;
+
+}  // namespace ps::detail
+
+// The order of handles, references and identifiers, in any mixture, is that of psCompare::comparePsId: by database, then
+// container, page and slot. Null comes first.
+template <class A, class B>
+ps::detail::OrderOfIdentified<A, B> operator<(const A& a, const B& b) {
+  return ps::detail::orderOf(a) < ps::detail::orderOf(b);
+}
+template <class A, class B>
+ps::detail::OrderOfIdentified<A, B> operator>(const A& a, const B& b) {
+  return b < a;
+}
+template <class A, class B>
+ps::detail::OrderOfIdentified<A, B> operator<=(const A& a, const B& b) {
+  return !(b < a);
+}
+template <class A, class B>
+ps::detail::OrderOfIdentified<A, B> operator>=(const A& a, const B& b) {
+  return !(a < b);
+}
+
+// A handle or reference that equals nullptr names no object. One that names a deleted object does not equal it.
+template <class T, class Null>
+ps::detail::EqualsNull<T, Null> operator==(const T& a, Null) {
+  return a.isNull();
+}
+template <class T, class Null>
+ps::detail::EqualsNull<T, Null> operator!=(const T& a, Null) {
+  return !a.isNull();
+}
+template <class T, class Null>
+ps::detail::EqualsNull<T, Null> operator==(Null, const T& a) {
+  return a.isNull();
+}
+template <class T, class Null>
+ps::detail::EqualsNull<T, Null> operator!=(Null, const T& a) {
+  return !a.isNull();
+}

@@ -172,3 +172,6 @@ int pstRef<T>::lookupObj(const pstHandle<psObj>& scope, const psKey& key, psMode
 // success; 0 when the object does not exist, is already being deleted, or cannot be opened for update. The handle keeps
 // the identifier and is closed. Memory that other handles have pinned stays readable until they release it.
 PS_API int psDelete(pstHandle<psObj>& object);
+
+template <class T>
+struct std::hash<pstHandle<T>> : std::hash<psId> {};

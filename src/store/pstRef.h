@@ -46,3 +46,6 @@ class pstRef : public pstRefBaseOf<T>::type {
   int lookupObj(const pstHandle<psObj>& scope, const char* name, psMode mode);
   int lookupObj(const pstHandle<psObj>& scope, const psKey& key, psMode mode);
 };
+
+template <class T>
+struct std::hash<pstRef<T>> : std::hash<psId> {};

@@ -1,7 +1,9 @@
 #pragma once
 
+#include <cstddef>
 #include <cstdint>
 #include <cstring>
+#include <functional>
 
 #include "store/base/psExport.h"
 #include "store/base/psMode.h"
@@ -55,3 +57,23 @@ inline bool operator!=(const psId& a, const psId& b) { return a.bits() != b.bits
 // In a comparison with a number, an identifier counts as "not null" for any number but 0, and as "null" for 0.
 inline bool operator==(const psId& id, int n) { return id.isNull() == (n == 0); }
 inline bool operator!=(const psId& id, int n) { return !(id == n); }
+
+namespace ps::detail {
+
+// The identifier as a number that sorts as identifiers do: database first, then container, page and slot.
+inline std::uint64_t orderOf(const psId& id) {
+  return std::uint64_t{id.get_DB()} << 48 | std::uint64_t{id.get_OC()} << 32 | std::uint64_t{id.get_page()} << 16 |
+         std::uint64_t{id.get_slot()};
+}
+
+}  // namespace ps::detail
+
+// The bits of identifiers differ mostly in the middle. The product spreads them over all bits, and its upper half, on
+// which all of them bear, becomes the lower.
+template <>
+struct std::hash<psId> {
+  std::size_t operator()(const psId& id) const noexcept {
+    const std::uint64_t product = ps::detail::orderOf(id) * 0x9E3779B97F4A7C15U;
+    return static_cast<std::size_t>(product ^ product >> 32);
+  }
+};
