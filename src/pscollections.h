@@ -31,6 +31,8 @@
 #include "sorted/psTreeMapValueIterator.h"
 #include "sorted/psTreeSet.h"
 #include "startup.h"
+#include "store/CurrentSession.h"
+#include "store/Place.h"
 #include "store/base/psError.h"
 #include "store/d_Ref_Any.h"
 #include "store/psContObj.h"
