@@ -155,6 +155,13 @@ inline bool operator!=(const psRefBase& a, int n) { return a.oid() != n; }
 
 namespace ps::detail {
 
+// A temporary for an operation that takes a handle by a reference that is not const. It lives to the end of the full
+// expression.
+template <class Handle>
+Handle& lvalue(Handle&& temporary) {
+  return temporary;
+}
+
 template <class T>
 inline constexpr bool isHandleOrReference =
     std::is_convertible_v<const T*, const psHandleBase*> || std::is_convertible_v<const T*, const psRefBase*>;

@@ -2,7 +2,6 @@
 
 #include <algorithm>
 #include <cstdlib>
-#include <iterator>
 #include <optional>
 #include <tuple>
 #include <utility>
@@ -249,7 +248,9 @@ int psSession::names(const pstHandle<psObj>& scope, const FilingVisitor& visit, 
   if (session == nullptr || !session->directory().listFiled(scope.oid(), filedName(prefix), filed))
     return result(false);
   std::vector<psFiling> filings;
-  std::transform(filed.begin(), filed.end(), std::back_inserter(filings), &filingOf);
+  for (const NameIndex::Filed& found : filed) {
+    if (!ps::detail::isFiledInternally(found.name)) filings.push_back(filingOf(found));
+  }
   std::sort(filings.begin(), filings.end(), &precedes);
   static_cast<void>(std::all_of(filings.begin(), filings.end(), visit));
   return 1;

@@ -1,7 +1,5 @@
 #include "store/session/Directory.h"
 
-#include <algorithm>
-
 #include "store/base/FiledName.h"
 #include "store/base/IdParts.h"
 #include "store/base/IdText.h"
@@ -203,10 +201,7 @@ bool Directory::refile(const psId& scope, std::string_view filed, const psId& ne
 bool Directory::listFiled(const psId& scope, std::string_view prefix, std::vector<NameIndex::Filed>& found) {
   NameIndex names(session_.engine());
   if (!isScope(scope)) return false;
-  if (!names.list(scope, prefix, found)) return session_.refuse(names.error()) != nullptr;
-  const auto isOwn = [](const NameIndex::Filed& filed) { return isFiledInternally(filed.name); };
-  found.erase(std::remove_if(found.begin(), found.end(), isOwn), found.end());
-  return true;
+  return names.list(scope, prefix, found) || session_.refuse(names.error()) != nullptr;
 }
 
 // Marks an object as one that has names or scopes them, so that its deletion looks for them. Containers and databases

@@ -42,7 +42,7 @@ class Directory {
   bool file(const psId& object, const psId& scope, std::string_view filed);
   bool unfile(const psId& scope, std::string_view filed);
   bool refile(const psId& scope, std::string_view filed, const psId& newScope, std::string_view newlyFiled);
-  // Appends what is filed in a scope under what begins with the prefix, but for what the library files itself.
+  // Appends what is filed in a scope under what begins with the prefix.
   [[nodiscard]] bool listFiled(const psId& scope, std::string_view prefix, std::vector<NameIndex::Filed>& found);
   // Gives the names of one object to another.
   bool rename(const psId& from, const psId& to);

@@ -82,8 +82,11 @@ bool Places::findSuccessor(const CatalogEntry& container, psId& successor) {
   if (found != Engine::Lookup::found) return found == Engine::Lookup::absent;
   std::vector<psId> parts;
   if (!partsOf(first, parts)) return false;
-  successor = parts.empty() ? first : parts.back();
-  return successor != container.id() || grow(first, container.id(), successor);
+  // A container always leads to a later one, so the way ends.
+  const auto own = std::find(parts.begin(), parts.end(), container.id());
+  if (own == parts.end() || own + 1 == parts.end()) return grow(first, container.id(), successor);
+  successor = parts.back();
+  return true;
 }
 
 // Adds a container to a place whose last one is given.
