@@ -176,8 +176,8 @@ using EqualsNull = std::enable_if_t<isHandleOrReference<T> && std::is_same_v<Nul
 
 }  // namespace ps::detail
 
-// The order of handles, references and identifiers, in any mixture, is that of psCompare::comparePsId: by database, then
-// container, page and slot. Null comes first.
+// The order of handles, references and identifiers, in any mixture, is that of psCompare::comparePsId: by database,
+// then container, page and slot. Null comes first.
 template <class A, class B>
 ps::detail::OrderOfIdentified<A, B> operator<(const A& a, const B& b) {
   return ps::detail::orderOf(a) < ps::detail::orderOf(b);

@@ -14,7 +14,8 @@ class TreeWalk;
 class PS_API psTreeIterator : public psCollectionIterator {
  public:
   explicit psTreeIterator(pstHandle<psBTree>& tree);
-  explicit psTreeIterator(const pstHandle<psBTree>& tree) : psTreeIterator(ps::detail::lvalue(pstHandle<psBTree>(tree))) {}
+  explicit psTreeIterator(const pstHandle<psBTree>& tree)
+      : psTreeIterator(ps::detail::lvalue(pstHandle<psBTree>(tree))) {}
   ~psTreeIterator() override;
 
   pstRef<psObj>* currentP(psLockMode mode) override;
