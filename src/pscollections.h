@@ -32,6 +32,8 @@
 #include "sorted/psTreeSet.h"
 #include "psReorder.h"
 #include "startup.h"
+#include "store/CurrentSession.h"
+#include "store/Place.h"
 #include "store/base/psError.h"
 #include "store/d_Ref_Any.h"
 #include "store/psContObj.h"

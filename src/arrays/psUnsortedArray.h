@@ -71,6 +71,7 @@ class PS_API psUnsortedArray : public psObj {
 
   // True when the object was there and its first occurrence has been removed.
   bool remove(pstHandle<psObj>& element);
+  bool remove(const pstHandle<psObj>& element) { return remove(ps::detail::lvalue(pstHandle<psObj>(element))); }
   // 1 or 0.
   int removeIndex(int i);
   void removeFirst();

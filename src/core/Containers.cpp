@@ -2,6 +2,7 @@
 
 #include <algorithm>
 
+#include "store/Place.h"
 #include "store/base/NothingThrown.h"
 #include "store/pstItr.h"
 
@@ -26,6 +27,8 @@ bool isGarbageCollectable(const pstHandle<psContObj>& container) {
 }
 
 pstHandle<psContObj> createContainerFor(const pstHandle<psObj>& object) {
+  const Place place = Place::of(object);
+  if (place) return place;
   return createContainer(object.oid(), isGarbageCollectable(object.containedIn()));
 }
 

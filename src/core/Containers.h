@@ -11,7 +11,8 @@ pstHandle<psContObj> createContainer(const psId& near, bool garbageCollectable);
 
 bool isGarbageCollectable(const pstHandle<psContObj>& container);
 
-// The same near an object. The container is garbage-collectable when the object's own container is.
+// The same near an object. The container is garbage-collectable when the object's own container is. For an object in a
+// place, gives the place instead, which grows by itself.
 pstHandle<psContObj> createContainerFor(const pstHandle<psObj>& object);
 
 // Containers that may be empty after the caller has deleted something. Each is opened for update before anything is

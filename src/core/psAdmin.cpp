@@ -2,6 +2,7 @@
 
 #include "core/Containers.h"
 #include "store/NumberedDatabase.h"
+#include "store/Place.h"
 
 namespace {
 
@@ -16,6 +17,8 @@ psAdmin::~psAdmin() noexcept = default;
 pstHandle<psContObj> psAdmin::newContainer(pstRef<psContObj>& current) {
   const pstHandle<psContObj> from = current.isNull() ? psThis(pscNoOpen).containedIn() : pstHandle<psContObj>(current);
   if (from.isNull()) return pstHandle<psContObj>();
+  const ps::Place place = ps::Place::of(from);
+  if (place) return place;
   // A container that is gone does not tell whether it was garbage-collectable.
   const pstHandle<psContObj> model = from.isValid() ? from : psThis(pscNoOpen).containedIn();
   const bool garbageCollectable = ps::detail::isGarbageCollectable(model);

@@ -16,9 +16,10 @@ class PS_API psAdmin : public psObj {
   psAdmin() = default;
   ~psAdmin() noexcept override;
 
-  // Creates an unnamed container to continue in after current. It is garbage-collectable when current is. When current
-  // is null or has been deleted, the administrator's own container decides instead. Null when the store creates neither
-  // a container nor a database.
+  // The container to continue in after current. If current belongs to a ps::Place, that is the place's first one,
+  // through which the place grows. Otherwise creates an unnamed container, which is garbage-collectable when current
+  // is. When current is null or has been deleted, the administrator's own container decides instead. Null when the
+  // store creates neither a container nor a database.
   virtual pstHandle<psContObj> newContainer(pstRef<psContObj>& current);
 
   // Deletes the container when it is empty, unnamed and not garbage-collectable. Always returns 1; a container that

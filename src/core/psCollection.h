@@ -79,6 +79,20 @@ class PS_API psCollection : public psObj {
   // look-ups wait for memory together, which takes about half the time.
   int getMany(const void* const* keys, pstRef<psObj>* found, int n) const;
 
+  // The operations on another collection, given by a const handle, a temporary or a reference.
+  bool addAll(const pstHandle<psCollection>& other) {
+    return addAll(ps::detail::lvalue(pstHandle<psCollection>(other)));
+  }
+  bool containsAll(const pstHandle<psCollection>& other) const {
+    return containsAll(ps::detail::lvalue(pstHandle<psCollection>(other)));
+  }
+  bool removeAll(const pstHandle<psCollection>& other) {
+    return removeAll(ps::detail::lvalue(pstHandle<psCollection>(other)));
+  }
+  bool retainAll(const pstHandle<psCollection>& other) {
+    return retainAll(ps::detail::lvalue(pstHandle<psCollection>(other)));
+  }
+
   // An object is never a raw key.
   bool contains(const psObj* element) const { return contains(pstHandle<psObj>(element)); }
   pstRef<psObj> get(const psObj* element) const = delete;

@@ -84,7 +84,11 @@ void constructTable(psHashSet& table, int slots, int directorySize, pstHandle<ps
   HashAccess::slotsPerBucket(table) = static_cast<int>(nextPrime(static_cast<unsigned int>(std::max(slots, 1))));
   HashAccess::depth(table) = incompleteDepth;
   Provisional created;
-  if (adminContainer.isNull()) adminContainer = created.add(createContainerFor(self));
+  if (adminContainer.isNull()) {
+    adminContainer = createContainerFor(self);
+    // One that has a name is a place's, which stays.
+    if (adminContainer.name() == nullptr) created.add(adminContainer);
+  }
   const pstHandle<psHashAdmin> admin(new (adminContainer) psHashAdmin(self));
   if (admin.isNull()) return;
   created.keep();

@@ -39,6 +39,9 @@ class PS_API psHashAdmin : public psAdmin {
   // Continues in the given container, as if nothing had been placed in it. Has no effect when the administrator cannot
   // be opened for update; nor does the other setter.
   void bucketContainer(pstHandle<psContObj>& container);
+  void bucketContainer(const pstHandle<psContObj>& container) {
+    bucketContainer(ps::detail::lvalue(pstHandle<psContObj>(container)));
+  }
 
   int maxBucketsPerContainer() const { return maxBucketsPerContainer_; }
   void setMaxBucketsPerContainer(int maximum);

@@ -148,6 +148,8 @@ bool psHashMap::containsValue(const pstHandle<psObj>& value) const {
 
 pstRef<psObj> psHashMap::unbind(const pstHandle<psObj>& key) { return removedValue(*this, HandleProbe(key, *this)); }
 
+pstRef<psObj> psHashMap::unbind(const void* key) { return removedValue(*this, RawProbe(key, {comparator()})); }
+
 pstRef<psObj> psHashMap::unbind(unsigned int hash, psCompareFunction compare) {
   return removedValue(*this, CallbackProbe(hash, compare));
 }

@@ -28,8 +28,13 @@ class PS_API psHashMap : public psHashSet {
   psHashMap(pstHandle<psCompare>& comparator, int slots, int directorySize,
             pstHandle<psContObj> adminContainer = pstHandle<psContObj>(),
             pstHandle<psContObj> bucketContainer = pstHandle<psContObj>());
-  template <class... Rest>
-  psHashMap(const psId& comparator, int, Rest&&...) = delete;
+  psHashMap(const pstHandle<psCompare>& comparator, int slots, int directorySize,
+            const pstHandle<psContObj>& adminContainer = pstHandle<psContObj>(),
+            const pstHandle<psContObj>& bucketContainer = pstHandle<psContObj>())
+      : psHashMap(ps::detail::lvalue(pstHandle<psCompare>(comparator)), slots, directorySize, adminContainer,
+                  bucketContainer) {}
+  template <class Id, class... Rest, std::enable_if_t<std::is_same_v<Id, psId>, int> = 0>
+  psHashMap(const Id& comparator, int, Rest&&...) = delete;
   // Deletes the entries, buckets, chains and administrator. Also deletes every container that is then empty, unless it
   // has a name or is garbage-collectable. Keys and values stay.
   ~psHashMap() noexcept override;
@@ -49,6 +54,7 @@ class PS_API psHashMap : public psHashSet {
   // Puts all pairs of another map, or all elements of another collection as keys with null values. Continues after a
   // put that fails, but stops when the store refuses something. True when there was any element.
   bool addAll(pstHandle<psCollection>& other) override;
+  using psCollection::addAll;
   // Puts n pairs, and returns how many were put. Stops when the store refuses something. Of pairs with equal keys the
   // first key is stored, and the last value. This and addAll are made for many pairs; see the set's.
   int append(const pstRef<psObj>* keys, const pstRef<psObj>* values, int n);
@@ -85,6 +91,7 @@ class PS_API psHashMap : public psHashSet {
   // Removes the pair of the key that matches, and returns its value. Null when the value was null, when there was no
   // such key, or when something could not be opened.
   pstRef<psObj> unbind(const pstHandle<psObj>& key);
+  pstRef<psObj> unbind(const void* key);
   pstRef<psObj> unbind(const psObj* key) { return unbind(pstHandle<psObj>(key)); }
   pstRef<psObj> unbind(unsigned int hash, psCompareFunction compare);
 

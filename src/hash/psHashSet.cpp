@@ -149,6 +149,8 @@ bool psHashSet::remove(const pstHandle<psObj>& element) {
   return ps::detail::removeMatch(*this, HandleProbe(element, *this));
 }
 
+bool psHashSet::remove(const void* key) { return ps::detail::removeMatch(*this, RawProbe(key, {comparator()})); }
+
 bool psHashSet::remove(unsigned int hash, psCompareFunction compare) {
   return ps::detail::removeMatch(*this, CallbackProbe(hash, compare));
 }

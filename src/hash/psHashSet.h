@@ -1,5 +1,7 @@
 #pragma once
 
+#include <type_traits>
+
 #include "core/psCollection.h"
 #include "hash/psHashAdmin.h"
 #include "hash/psHashBucket.h"
@@ -55,9 +57,14 @@ class PS_API psHashSet : public psCollection {
   psHashSet(pstHandle<psCompare>& comparator, int slots, int directorySize,
             pstHandle<psContObj> adminContainer = pstHandle<psContObj>(),
             pstHandle<psContObj> bucketContainer = pstHandle<psContObj>());
+  psHashSet(const pstHandle<psCompare>& comparator, int slots, int directorySize,
+            const pstHandle<psContObj>& adminContainer = pstHandle<psContObj>(),
+            const pstHandle<psContObj>& bucketContainer = pstHandle<psContObj>())
+      : psHashSet(ps::detail::lvalue(pstHandle<psCompare>(comparator)), slots, directorySize, adminContainer,
+                  bucketContainer) {}
   // An identifier is not a number of slots, though it converts to one. Name the comparator by a handle.
-  template <class... Rest>
-  psHashSet(const psId& comparator, int, Rest&&...) = delete;
+  template <class Id, class... Rest, std::enable_if_t<std::is_same_v<Id, psId>, int> = 0>
+  psHashSet(const Id& comparator, int, Rest&&...) = delete;
   // Deletes the buckets, chains and administrator. Also deletes every container that is then empty, unless it has a
   // name or is garbage-collectable. The elements stay.
   ~psHashSet() noexcept override;
@@ -69,6 +76,7 @@ class PS_API psHashSet : public psCollection {
 
   // Adds the elements of other (a map's keys). True when any has been added.
   bool addAll(pstHandle<psCollection>& other) override;
+  using psCollection::addAll;
   // Adds n elements, and returns how many of them were not there. Stops when the store refuses something. Of equal
   // elements the first is added. addAll and append add in the order of hashes: an empty bucket is divided before it is
   // filled, and each is written once. They take some 40 bytes of memory for each of up to a million elements at a time.
@@ -99,6 +107,7 @@ class PS_API psHashSet : public psCollection {
 
   // True when an element matched and has been removed.
   bool remove(const pstHandle<psObj>& element) override;
+  bool remove(const void* key);
   bool remove(unsigned int hash, psCompareFunction compare);
   bool remove(const psObj* element) { return remove(pstHandle<psObj>(element)); }
 

@@ -45,6 +45,7 @@ class PS_API psTreeList : public psBTree {
   // Appends the elements of other (a map's keys), in its order. True when all were added; stops at the first that could
   // not be added. False when other is this list.
   bool addAll(pstHandle<psCollection>& other) override;
+  using psCollection::addAll;
 
   // Appends n elements, and returns how many were appended; stops at the first that could not be. addAll and append
   // fill one node after the other, each written once.
@@ -72,6 +73,9 @@ class PS_API psTreeList : public psBTree {
   // Inserts the elements of other (a map's keys) from position index on, in one pass. 1 when all were added. 0 at the
   // first that could not be added, and when other is this list.
   int addAll(int index, pstHandle<psCollection>& other);
+  int addAll(int index, const pstHandle<psCollection>& other) {
+    return addAll(index, ps::detail::lvalue(pstHandle<psCollection>(other)));
+  }
   int addFirst(const pstHandle<psObj>& element);
   int addLast(const pstHandle<psObj>& element);
 

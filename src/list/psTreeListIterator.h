@@ -9,6 +9,8 @@
 class PS_API psTreeListIterator : public psTreeIterator {
  public:
   explicit psTreeListIterator(pstHandle<psTreeList>& list);
+  explicit psTreeListIterator(const pstHandle<psTreeList>& list)
+      : psTreeListIterator(ps::detail::lvalue(pstHandle<psTreeList>(list))) {}
 
   bool goTo(const void* key) override;
   bool goTo(const pstHandle<psObj>& element) override;

@@ -29,6 +29,10 @@ class PS_API psTreeMap : public psTreeSet {
   explicit psTreeMap(pstHandle<psCompare>& comparator, int n,
                      pstHandle<psContObj> adminContainer = pstHandle<psContObj>(),
                      pstHandle<psContObj> vArrayContainer = pstHandle<psContObj>());
+  psTreeMap(const pstHandle<psCompare>& comparator, int n,
+            const pstHandle<psContObj>& adminContainer = pstHandle<psContObj>(),
+            const pstHandle<psContObj>& vArrayContainer = pstHandle<psContObj>())
+      : psTreeMap(ps::detail::lvalue(pstHandle<psCompare>(comparator)), n, adminContainer, vArrayContainer) {}
   // Deletes the nodes, arrays and administrator. Also deletes every container that is then empty, unless it has a name
   // or is garbage-collectable. Keys and values stay.
   ~psTreeMap() noexcept override;
@@ -62,6 +66,7 @@ class PS_API psTreeMap : public psTreeSet {
   // Puts all pairs of another map, or all elements of another collection as keys with null values. Continues after a
   // put that fails, but stops when the store refuses something. True when there was any element.
   bool addAll(pstHandle<psCollection>& other) override;
+  using psCollection::addAll;
 
   // Puts n pairs, and returns how many were put. Stops when the store refuses something. As in the set, pairs with keys
   // in ascending order are what this and addAll are made for.

@@ -7,6 +7,8 @@
 class PS_API psTreeMapKeyIterator : public psTreeIterator {
  public:
   explicit psTreeMapKeyIterator(pstHandle<psTreeMap>& map);
+  explicit psTreeMapKeyIterator(const pstHandle<psTreeMap>& map)
+      : psTreeMapKeyIterator(ps::detail::lvalue(pstHandle<psTreeMap>(map))) {}
   ~psTreeMapKeyIterator() override;
 
   // The value of the current pair. Null when the value is null, or when there is no current pair.

@@ -11,6 +11,8 @@
 class PS_API psTreeMapValueIterator : public psTreeIterator {
  public:
   explicit psTreeMapValueIterator(pstHandle<psTreeMap>& map);
+  explicit psTreeMapValueIterator(const pstHandle<psTreeMap>& map)
+      : psTreeMapValueIterator(ps::detail::lvalue(pstHandle<psTreeMap>(map))) {}
   ~psTreeMapValueIterator() override;
 
   // The object of the current value is moved; the pair stays where it is.

@@ -48,6 +48,10 @@ class PS_API psTreeSet : public psBTree {
   explicit psTreeSet(pstHandle<psCompare>& comparator, int n,
                      pstHandle<psContObj> adminContainer = pstHandle<psContObj>(),
                      pstHandle<psContObj> vArrayContainer = pstHandle<psContObj>());
+  psTreeSet(const pstHandle<psCompare>& comparator, int n,
+            const pstHandle<psContObj>& adminContainer = pstHandle<psContObj>(),
+            const pstHandle<psContObj>& vArrayContainer = pstHandle<psContObj>())
+      : psTreeSet(ps::detail::lvalue(pstHandle<psCompare>(comparator)), n, adminContainer, vArrayContainer) {}
   // Deletes the nodes, arrays and administrator. Also deletes every container that is then empty, unless it has a name
   // or is garbage-collectable. The elements stay.
   ~psTreeSet() noexcept override;
@@ -59,6 +63,7 @@ class PS_API psTreeSet : public psBTree {
 
   // Adds the elements of other (a map's keys). True when any has been added.
   bool addAll(pstHandle<psCollection>& other) override;
+  using psCollection::addAll;
   // Adds n elements, and returns how many of them were not there. Stops when the store refuses something. addAll and
   // append are made for elements in ascending order: those that are greater than all before them fill one node after
   // the other, each written once. Others are added as by add.

@@ -155,6 +155,13 @@ inline bool operator!=(const psRefBase& a, int n) { return a.oid() != n; }
 
 namespace ps::detail {
 
+// A temporary for an operation that takes a handle by a reference that is not const. It lives to the end of the full
+// expression.
+template <class Handle>
+Handle& lvalue(Handle&& temporary) {
+  return temporary;
+}
+
 template <class T>
 inline constexpr bool isHandleOrReference =
     std::is_convertible_v<const T*, const psHandleBase*> || std::is_convertible_v<const T*, const psRefBase*>;
@@ -169,8 +176,8 @@ using EqualsNull = std::enable_if_t<isHandleOrReference<T> && std::is_same_v<Nul
 
 }  // namespace ps::detail
 
-// The order of handles, references and identifiers, in any mixture, is that of psCompare::comparePsId: by database, then
-// container, page and slot. Null comes first.
+// The order of handles, references and identifiers, in any mixture, is that of psCompare::comparePsId: by database,
+// then container, page and slot. Null comes first.
 template <class A, class B>
 ps::detail::OrderOfIdentified<A, B> operator<(const A& a, const B& b) {
   return ps::detail::orderOf(a) < ps::detail::orderOf(b);

@@ -1,5 +1,12 @@
 #include "store/psSession.h"
 
+#include <algorithm>
+#include <cstdlib>
+#include <optional>
+#include <tuple>
+#include <utility>
+#include <vector>
+
 #include "store/base/FiledName.h"
 #include "store/base/StoreError.h"
 #include "store/base/psError.h"
@@ -9,6 +16,9 @@
 
 using ps::detail::Catalog;
 using ps::detail::CatalogEntry;
+using ps::detail::Directory;
+using ps::detail::filedName;
+using ps::detail::NameIndex;
 using ps::detail::SessionCore;
 using Lookup = ps::detail::Engine::Lookup;
 
@@ -28,23 +38,41 @@ bool refuse(const char* message) {
 // Whether the session is open, and on this thread.
 bool isHere(const SessionCore* core) {
   if (core == nullptr || core->hasEnded()) return refuse("the session is not open; call psSession::open first");
-  if (core != SessionCore::current())
+  if (!core->isOfThisThread())
     return refuse("the session belongs to the thread that opened it; open another on this thread");
   return true;
 }
 
-bool isInTransaction(SessionCore* core, const char* what) {
-  if (!isHere(core)) return false;
-  return core->mode() != pscNoOpen ||
-         core->fail(psErrorKind::usage, std::string(what) + " outside a transaction; call psSession::begin first");
-}
+// The session of a call, current until the call returns. Null, with the reason signalled, when it cannot be used here.
+class Called {
+ public:
+  explicit Called(SessionCore* core) : core_(isHere(core) ? core : nullptr) {
+    if (core_ != nullptr) current_.emplace(*core_);
+  }
+
+  SessionCore* operator->() const { return core_; }
+  explicit operator bool() const { return core_ != nullptr; }
+
+  // The same, if it is in a transaction. what is the name of the refused operation.
+  SessionCore* reading(const char* what) const {
+    if (core_ == nullptr || core_->mode() != pscNoOpen) return core_;
+    core_->fail(psErrorKind::usage, std::string(what) + " outside a transaction; call psSession::begin first");
+    return nullptr;
+  }
+  // The same, if it is in an update transaction.
+  SessionCore* updating(const char* what) const { return core_ != nullptr ? SessionCore::updating(what) : nullptr; }
+
+ private:
+  SessionCore* core_;
+  std::optional<SessionCore::AsCurrent> current_;
+};
 
 }  // namespace
 
 psSession::psSession() = default;
 
 psSession::~psSession() {
-  if (core_ != nullptr && core_.get() != SessionCore::current()) core_->abandon();
+  if (core_ != nullptr && !core_->isOfThisThread()) core_->abandon();
   close();
 }
 
@@ -65,9 +93,27 @@ int psSession::close() {
   return 1;
 }
 
-int psSession::begin(psMode mode) { return result(isHere(core_.get()) && core_->begin(mode)); }
-int psSession::commit() { return result(isHere(core_.get()) && core_->commit()); }
-int psSession::abort() { return result(isHere(core_.get()) && core_->abort()); }
+int psSession::makeCurrent() {
+  const bool here = isHere(core_.get());
+  if (here) core_->makeCurrent();
+  return result(here);
+}
+
+int psSession::begin(psMode mode) {
+  const Called session(core_.get());
+  return result(session && session->begin(mode));
+}
+
+int psSession::commit() {
+  const Called session(core_.get());
+  return result(session && session->commit());
+}
+
+int psSession::abort() {
+  const Called session(core_.get());
+  return result(session && session->abort());
+}
+
 bool psSession::inTransaction() const { return core_ != nullptr && core_->mode() != pscNoOpen; }
 bool psSession::inUpdate() const { return core_ != nullptr && core_->mode() == pscUpdate; }
 
@@ -76,24 +122,28 @@ pstHandle<psFDObj> psSession::federation() const {
 }
 
 pstHandle<psDBObj> psSession::database(const char* name) {
-  if (!isInTransaction(core_.get(), "database")) return pstHandle<psDBObj>();
+  const Called called(core_.get());
+  SessionCore* const session = called.reading("database");
+  if (session == nullptr) return pstHandle<psDBObj>();
   if (name == nullptr || *name == '\0') {
-    core_->fail(psErrorKind::usage, "a database needs a name");
+    session->fail(psErrorKind::usage, "a database needs a name");
     return pstHandle<psDBObj>();
   }
-  const CatalogEntry* const entry = core_->directory().databaseNamed(name);
+  const CatalogEntry* const entry = session->directory().databaseNamed(name);
   return entry != nullptr ? pstHandle<psDBObj>(entry->id()) : pstHandle<psDBObj>();
 }
 
 namespace {
 
 pstHandle<psContObj> foundOrMade(SessionCore* core, const psId& database, const char* name, unsigned int typeN) {
-  if (!isInTransaction(core, "container")) return pstHandle<psContObj>();
+  const Called called(core);
+  SessionCore* const session = called.reading("container");
+  if (session == nullptr) return pstHandle<psContObj>();
   CatalogEntry* entry = nullptr;
   const bool hasName = name != nullptr && *name != '\0';
-  const Lookup found = hasName ? core->directory().findContainer(database, name, entry) : Lookup::absent;
-  if (found == Lookup::absent && core->mode() == pscUpdate)
-    entry = core->directory().createContainer(database, name, typeN, 0);
+  const Lookup found = hasName ? session->directory().findContainer(database, name, entry) : Lookup::absent;
+  if (found == Lookup::absent && session->mode() == pscUpdate)
+    entry = session->directory().createContainer(database, name, typeN, 0);
   return entry != nullptr ? pstHandle<psContObj>(entry->id()) : pstHandle<psContObj>();
 }
 
@@ -108,15 +158,16 @@ pstHandle<psContObj> psSession::gcContainer(const pstHandle<psDBObj>& database, 
 }
 
 pstHandle<psContObj> psSession::container(const pstHandle<psDBObj>& database, const char* name, unsigned short number) {
-  SessionCore* const core =
-      isInTransaction(core_.get(), "container") ? SessionCore::updating("creating a container") : nullptr;
-  if (core == nullptr) return pstHandle<psContObj>();
+  const Called called(core_.get());
+  SessionCore* const session =
+      called.reading("container") != nullptr ? called.updating("creating a container") : nullptr;
+  if (session == nullptr) return pstHandle<psContObj>();
   if (number == 0) {
-    core->fail(psErrorKind::usage, "container numbers are 1 to 65,535");
+    session->fail(psErrorKind::usage, "container numbers are 1 to 65,535");
     return pstHandle<psContObj>();
   }
   const CatalogEntry* const entry =
-      core->directory().createContainer(database.oid(), name, psContObj::pstTypeN, number);
+      session->directory().createContainer(database.oid(), name, psContObj::pstTypeN, number);
   return entry != nullptr ? pstHandle<psContObj>(entry->id()) : pstHandle<psContObj>();
 }
 
@@ -124,14 +175,86 @@ void psSession::defaultPlacement(const pstHandle<psObj>& near) {
   if (isHere(core_.get())) core_->defaultPlacement = near.oid();
 }
 
+namespace {
+
+// Calls change with the directory of a session in an update transaction.
+template <class Change>
+int changeNames(SessionCore* core, const char* what, const Change& change) {
+  const Called called(core);
+  SessionCore* const session = called.updating(what);
+  return result(session != nullptr && change(session->directory()));
+}
+
+}  // namespace
+
 int psSession::name(const pstHandle<psObj>& object, const pstHandle<psObj>& scope, const char* name) {
-  SessionCore* const core = isHere(core_.get()) ? SessionCore::updating("naming an object") : nullptr;
-  return result(core != nullptr && core->directory().file(object.oid(), scope.oid(), ps::detail::filedName(name)));
+  return changeNames(core_.get(), "naming an object",
+                     [&](Directory& directory) { return directory.file(object.oid(), scope.oid(), filedName(name)); });
 }
 
 int psSession::key(const pstHandle<psObj>& object, const pstHandle<psObj>& scope, const psKey& key) {
-  SessionCore* const core = isHere(core_.get()) ? SessionCore::updating("giving an object a key") : nullptr;
-  return result(core != nullptr && core->directory().file(object.oid(), scope.oid(), key.bytes()));
+  return changeNames(core_.get(), "giving an object a key",
+                     [&](Directory& directory) { return directory.file(object.oid(), scope.oid(), key.bytes()); });
+}
+
+int psSession::unname(const pstHandle<psObj>& scope, const char* name) {
+  return changeNames(core_.get(), "taking back a name",
+                     [&](Directory& directory) { return directory.unfile(scope.oid(), filedName(name)); });
+}
+
+int psSession::unkey(const pstHandle<psObj>& scope, const psKey& key) {
+  return changeNames(core_.get(), "taking back a key",
+                     [&](Directory& directory) { return directory.unfile(scope.oid(), key.bytes()); });
+}
+
+int psSession::rename(const pstHandle<psObj>& scope, const char* name, const pstHandle<psObj>& newScope,
+                      const char* newName) {
+  return changeNames(core_.get(), "changing a name", [&](Directory& directory) {
+    return directory.refile(scope.oid(), filedName(name), newScope.oid(), filedName(newName));
+  });
+}
+
+int psSession::rekey(const pstHandle<psObj>& scope, const psKey& key, const pstHandle<psObj>& newScope,
+                     const psKey& newKey) {
+  return changeNames(core_.get(), "changing a key", [&](Directory& directory) {
+    return directory.refile(scope.oid(), key.bytes(), newScope.oid(), newKey.bytes());
+  });
+}
+
+namespace {
+
+psFiling filingOf(const NameIndex::Filed& filed) {
+  psFiling filing;
+  filing.text = ps::detail::textOfFiled(filed.name);
+  filing.object = filed.object;
+  if (ps::detail::isFiledNumber(filed.name)) {
+    filing.kind = psFiling::Kind::number;
+    filing.number = std::strtoll(filing.text.c_str(), nullptr, 10);
+  } else if (!ps::detail::isFiledName(filed.name)) {
+    filing.kind = psFiling::Kind::bytes;
+  }
+  return filing;
+}
+
+bool precedes(const psFiling& a, const psFiling& b) {
+  return std::tie(a.kind, a.number, a.text) < std::tie(b.kind, b.number, b.text);
+}
+
+}  // namespace
+
+int psSession::names(const pstHandle<psObj>& scope, const FilingVisitor& visit, const char* prefix) {
+  const Called called(core_.get());
+  SessionCore* const session = called.reading("listing names");
+  std::vector<NameIndex::Filed> filed;
+  if (session == nullptr || !session->directory().listFiled(scope.oid(), filedName(prefix), filed))
+    return result(false);
+  std::vector<psFiling> filings;
+  for (const NameIndex::Filed& found : filed) {
+    if (!ps::detail::isFiledInternally(found.name)) filings.push_back(filingOf(found));
+  }
+  std::sort(filings.begin(), filings.end(), &precedes);
+  static_cast<void>(std::all_of(filings.begin(), filings.end(), visit));
+  return 1;
 }
 
 int psSession::upgrade(const UpgradeProgress& progress) {
@@ -145,7 +268,8 @@ psErrorKind psSession::lastErrorKind() const { return pehSessionDataGetFunction(
 void psSession::throwErrors(bool on) { pehSessionDataGetFunction()->throws = on; }
 
 void psSession::cacheLimit(std::size_t bytes) {
-  if (isHere(core_.get())) core_->cache().limit(bytes);
+  const Called session(core_.get());
+  if (session) session->cache().limit(bytes);
 }
 
 psSessionCounters psSession::counters() const {

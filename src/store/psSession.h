@@ -14,6 +14,7 @@
 #include "store/psContObj.h"
 #include "store/psDBObj.h"
 #include "store/psFDObj.h"
+#include "store/psFiling.h"
 #include "store/psKey.h"
 #include "store/pstHandle.h"
 
@@ -21,10 +22,18 @@ namespace ps::detail {
 class SessionCore;
 }
 
-// An application's connection to a store, and its transactions. A session belongs to the thread that opened it, and a
-// thread has at most one at a time. Use handles and objects only on that thread. Sessions of other threads and
-// processes may be open on the same store. Any number of them may read, each from the snapshot that its transaction
-// began with, while one updates.
+// An application's connection to a store, and its transactions. A session belongs to the thread that opened it. Use
+// handles and objects only on that thread. Sessions of other threads and processes may be open on the same store. Any
+// number of them may read, each from the snapshot that its transaction began with, while one updates.
+//
+// A thread may have several sessions, to copy from one store to another, or to compare two. One of them is current: the
+// one that was opened last, or that makeCurrent or a ps::CurrentSession has made so. When it is closed, the one that
+// was current before it is so again. Calls of a psSession work on that session, current or not. Everything else works
+// on the current one: `new`, handles, references, arrays, scans, collections. Identifiers mean something in their own
+// store only. Under another session one may name some other object, and nothing notices that but the checked build.
+//
+// The error context belongs to the thread: lastError is the last error of all its sessions, and throwErrors holds for
+// all of them.
 //
 // A session ends with its thread, and its transaction is aborted; the psSession may then be closed and destroyed
 // anywhere. While the thread lives, close on another thread is refused. When the psSession is destroyed on another
@@ -51,12 +60,16 @@ class PS_API psSession {
   // keeps everything in this process until the session closes.
   int open(const std::string& path, const psSessionOptions& options = psSessionOptions());
 
+  // Makes this session the thread's current one.
+  int makeCurrent();
+
   // Aborts an open transaction and closes the store. The memory of open handles stays readable. On another thread than
   // the session's own, returns 0 and the session stays open.
   int close();
 
   // Starts a transaction. pscRead sees the store as it is now until the transaction ends; pscUpdate waits for other
-  // updates to end.
+  // updates to end. It is refused when another session of this thread updates the same store, since it would wait for
+  // ever. Threads that update 2 stores at a time must begin with the same one.
   int begin(psMode mode);
 
   // Ends the transaction. When an update returns 1, all changes are in the store, whole and durable. When it returns 0,
@@ -88,6 +101,23 @@ class PS_API psSession {
   // The name must be free in that scope. It is deleted with the object or the scope.
   int name(const pstHandle<psObj>& object, const pstHandle<psObj>& scope, const char* name);
   int key(const pstHandle<psObj>& object, const pstHandle<psObj>& scope, const psKey& key);
+
+  // Takes back a name or key; the object stays. Opens nothing. 0 also when nothing is filed under it.
+  int unname(const pstHandle<psObj>& scope, const char* name);
+  int unkey(const pstHandle<psObj>& scope, const psKey& key);
+
+  // Files what is filed under one name or key under another instead, in the same scope or another one. The new one must
+  // be free, unless it is the old one. Either both are changed or nothing is.
+  int rename(const pstHandle<psObj>& scope, const char* name, const pstHandle<psObj>& newScope, const char* newName);
+  int rekey(const pstHandle<psObj>& scope, const psKey& key, const pstHandle<psObj>& newScope, const psKey& newKey);
+
+  // Calls visit for what is filed in scope, until it returns false: first names in the order of their bytes, then keys
+  // that are numbers in ascending order, then keys that are strings. With a prefix, only for names that begin with it.
+  // Everything is read before the first call, so visit may change names. It is called with this session current.
+  // Returns 0, without a call, when some of it cannot be read. Names that containers and databases got when they were
+  // created are not listed. Cost: 3 look-ups in the store for each; the objects are not opened.
+  using FilingVisitor = std::function<bool(const psFiling&)>;
+  int names(const pstHandle<psObj>& scope, const FilingVisitor& visit, const char* prefix = nullptr);
 
   // Writes every object in the layout that its class has in this program, container by container, a commit each.
   // Without it, an object gets its present layout when something in its page is changed. After it, the functions that

@@ -175,6 +175,12 @@ int pstRef<T>::lookupObj(const pstHandle<psObj>& scope, const psKey& key, psMode
 // success; 0 when the object does not exist, is already being deleted, or cannot be opened for update. The handle keeps
 // the identifier and is closed. Memory that other handles have pinned stays readable until they release it.
 PS_API int psDelete(pstHandle<psObj>& object);
+// The same for const handles, temporaries, references and identifiers.
+inline int psDelete(const pstHandle<psObj>& object) {
+  const int done = psDelete(ps::detail::lvalue(pstHandle<psObj>(object)));
+  object.close();
+  return done;
+}
 
 template <class T>
 struct std::hash<pstHandle<T>> : std::hash<psId> {};

@@ -88,7 +88,12 @@ class TreeWalk {
   }
 
   // Whether the walk still stands on an element that it has delivered, also after a change of the tree.
-  bool standsOn(const pstRef<psObj>& element) { return PS_LIKELY(isUpToDate()) || current(pscNoLock) == element; }
+  // Elements move within their leaf without a sign, so it is looked at.
+  bool standsOn(const pstRef<psObj>& element) {
+    if (!standsInLeaf() || position_ < 0) return false;
+    const pstRef<psObj>* const here = delivered_.at(position_);
+    return here != nullptr && *here == element;
+  }
 
   // Goes to the next occurrence of this object, or to the last element.
   bool goOnTo(const pstRef<psObj>& element);

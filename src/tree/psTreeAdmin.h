@@ -31,7 +31,13 @@ class PS_API psTreeAdmin : public psAdmin {
   // Continues in the given container, as if nothing had been placed in it. Has no effect when the administrator cannot
   // be opened for update; nor do the other setters.
   void nodeContainer(pstHandle<psContObj>& container);
+  void nodeContainer(const pstHandle<psContObj>& container) {
+    nodeContainer(ps::detail::lvalue(pstHandle<psContObj>(container)));
+  }
   void vArrayContainer(pstHandle<psContObj>& container);
+  void vArrayContainer(const pstHandle<psContObj>& container) {
+    vArrayContainer(ps::detail::lvalue(pstHandle<psContObj>(container)));
+  }
 
   int maxNodesPerContainer() const { return maxNodesPerContainer_; }
   int maxVArraysPerContainer() const { return maxVArraysPerContainer_; }

@@ -16,6 +16,8 @@ class PS_API psTreeIterator : public psCollectionIterator {
   explicit psTreeIterator(pstHandle<psBTree>& tree);
   psTreeIterator(const psTreeIterator& other);
   psTreeIterator& operator=(const psTreeIterator& other);
+  explicit psTreeIterator(const pstHandle<psBTree>& tree)
+      : psTreeIterator(ps::detail::lvalue(pstHandle<psBTree>(tree))) {}
   ~psTreeIterator() override;
 
   pstRef<psObj>* currentP(psLockMode mode) override;

@@ -10,7 +10,7 @@ void checkCollection(const psId& id, unsigned int typeN, unsigned int orderTypeN
   const pstHandle<psCollection> collection(id);
   if (id.isNull()) throwError(psErrorKind::absent, id, "there is no collection");
   const unsigned int type = collection.typeN();
-  if (type == 0) throwNotOpen(id);
+  if (type == 0) throwWithoutClass(id);
   if (type != typeN && ptmIsKindOf(type, typeN) == 0) throwOtherClass(id, typeN);
   if (collection.open(pscRead) != 1) throwNotOpen(id);
   if (orderTypeN == anyComparator) return;

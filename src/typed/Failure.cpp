@@ -1,6 +1,7 @@
 #include "typed/Failure.h"
 
 #include "store/base/IdText.h"
+#include "store/pstHandle.h"
 
 namespace ps::detail {
 
@@ -18,6 +19,12 @@ void throwRefused(const psId& id, const char* sentence) {
 void throwNotOpen(const psId& id) {
   if (id.isNull()) throwError(psErrorKind::absent, id, "a null reference was followed");
   throwRefused(id, "the object cannot be opened");
+}
+
+void throwWithoutClass(const psId& id) {
+  pehSessionDataGetFunction()->clear();
+  pstHandle<psObj>(id).open(pscRead);
+  throwNotOpen(id);
 }
 
 }  // namespace ps::detail

@@ -10,8 +10,9 @@ namespace ps::detail {
 [[noreturn]] PS_API void throwError(psErrorKind kind, const psId& id, const char* sentence);
 // Throws what the library has signalled last, or the sentence when it has signalled nothing.
 [[noreturn]] PS_API void throwRefused(const psId& id, const char* sentence);
-// The object cannot be opened: it does not exist, or its open was refused.
+// The object could not be opened, as was just signalled; or its class could not be told, which signals nothing.
 [[noreturn]] PS_API void throwNotOpen(const psId& id);
+[[noreturn]] void throwWithoutClass(const psId& id);
 
 // Notices what was refused since it was made. The published calls give one result for "not there" and "could not be
 // read".

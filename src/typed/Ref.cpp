@@ -6,7 +6,7 @@ namespace ps::detail {
 
 bool isOfClass(const psId& id, unsigned int typeN) {
   const unsigned int type = pstHandle<psObj>(id).typeN();
-  if (type == 0) throwNotOpen(id);
+  if (type == 0) throwWithoutClass(id);
   return type == typeN || ptmIsKindOf(type, typeN) != 0;
 }
 

@@ -3,7 +3,6 @@
 #include <algorithm>
 #include <memory>
 
-#include "core/IdOrder.h"
 #include "list/psTreeListIterator.h"
 #include "sorted/psTreeSet.h"
 #include "support/ListWorld.h"

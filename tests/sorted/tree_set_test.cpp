@@ -39,8 +39,9 @@ TEST(TreeSet, VirtualOperationsStandInTheirPublishedOrder) {
   using I = psCollectionIterator;
   // psObj has nine; its destructor takes two entries.
   expectConsecutive(
-      10, slotOf(&C::equal), slotOf(&C::add), slotOf(&C::addAll), slotOf<const pstRef<psAdmin>&() const>(&C::admin),
-      slotOf(&C::clear), slotOf(&C::comparator), slotOf(&C::containsAll), slotOf<bool(const void*) const>(&C::contains),
+      10, slotOf(&C::equal), slotOf(&C::add), slotOf<bool(Other)>(&C::addAll),
+      slotOf<const pstRef<psAdmin>&() const>(&C::admin), slotOf(&C::clear), slotOf(&C::comparator),
+      slotOf<bool(Other) const>(&C::containsAll), slotOf<bool(const void*) const>(&C::contains),
       slotOf<bool(Key) const>(&C::contains), slotOf<pstRef<psObj>(const void*) const>(&C::get), slotOf(&C::iterator),
       slotOf(&C::keyIterator), slotOf(&C::isEmpty), slotOf(&C::refresh), slotOf<bool(Key)>(&C::remove),
       slotOf<bool(Other)>(&C::removeAll), slotOf(&C::removeAllDeleted), slotOf<bool(Other)>(&C::retainAll),

@@ -29,22 +29,20 @@ struct Configuration {
 
 std::ostream& operator<<(std::ostream& out, const Configuration& configuration) { return out << configuration.name; }
 
-struct IdOrder {
-  bool operator()(const psId& a, const psId& b) const { return key(a) < key(b); }
-  static std::uint64_t key(const psId& id) {
-    return std::uint64_t{id.get_DB()} << 48 | std::uint64_t{id.get_OC()} << 32 | std::uint64_t{id.get_page()} << 16 |
-           id.get_slot();
-  }
-};
+psId idOfBits(std::uint64_t bits) {
+  psId id;
+  std::memcpy(static_cast<void*>(&id), &bits, sizeof id);
+  return id;
+}
 
 psId containerOf(const psId& id) { return psId(id.get_DB(), id.get_OC(), 0, 0); }
 
 // What the store should hold, as the running transaction sees it.
 struct State {
-  std::map<psId, Content, IdOrder> objects;
-  std::map<psId, std::string, IdOrder> containers;              // with their names, "" for none
+  std::map<psId, Content> objects;
+  std::map<psId, std::string> containers;                       // with their names, "" for none
   std::map<std::pair<std::uint64_t, std::string>, psId> names;  // by scope; a digit first means a key
-  std::set<psId, IdOrder> everUsed;                             // objects and containers
+  std::set<psId> everUsed;                                      // objects and containers
 };
 
 struct Pinned {
@@ -92,7 +90,7 @@ class StoreModel : public ::testing::TestWithParam<Configuration> {
   void begin() { ASSERT_EQ(session_.begin(pscUpdate), 1) << session_.lastError(); }
 
   void note(const psId& id) {
-    EXPECT_TRUE(state_.everUsed.insert(id).second) << "given out again: " << IdOrder::key(id);
+    EXPECT_TRUE(state_.everUsed.insert(id).second) << "given out again: " << ps::detail::orderOf(id);
   }
 
   void createContainer() {
@@ -260,15 +258,75 @@ class StoreModel : public ::testing::TestWithParam<Configuration> {
   }
 
   psId anyScope() { return chance(20) ? database_.oid() : anyPlace(); }
+  std::string anyName() { return (chance(40) ? "" : "n") + std::to_string(static_cast<int>(below(30)) - 5); }
+  static bool isKey(const std::string& name) { return name[0] != 'n'; }
+  static psKey keyOf(const std::string& name) { return psKey(std::stoi(name)); }
+
+  // A scope and a name or key, mostly one that is taken there.
+  std::pair<psId, std::string> anyFiling() {
+    if (state_.names.empty() || chance(20)) return {anyScope(), anyName()};
+    const auto& filed = std::next(state_.names.begin(), static_cast<long>(below(state_.names.size())))->first;
+    return {idOfBits(filed.first), filed.second};
+  }
+
+  void unfile() {
+    const auto [scope, name] = anyFiling();
+    const int done = isKey(name) ? session_.unkey(scope, keyOf(name)) : session_.unname(scope, name.c_str());
+    EXPECT_EQ(done, state_.names.erase({scope.bits(), name})) << session_.lastError();
+  }
+
+  void refile() {
+    const auto [scope, name] = anyFiling();
+    const psId newScope = chance(50) ? scope : anyScope();
+    const std::string newName = isKey(name) ? std::to_string(below(20)) : "n" + std::to_string(below(20));
+    const int done = isKey(name) ? session_.rekey(scope, keyOf(name), newScope, keyOf(newName))
+                                 : session_.rename(scope, name.c_str(), newScope, newName.c_str());
+    const auto old = state_.names.find({scope.bits(), name});
+    const bool isSame = scope == newScope && name == newName;
+    const bool possible = old != state_.names.end() && (isSame || state_.names.count({newScope.bits(), newName}) == 0);
+    EXPECT_EQ(done, possible ? 1 : 0) << session_.lastError();
+    if (!possible) return;
+    const psId object = old->second;
+    state_.names.erase(old);
+    state_.names[{newScope.bits(), newName}] = object;
+  }
+
+  // What is filed in a scope is listed as the model has it: names in the order of their bytes, then numbers in theirs.
+  void checkListing(const psId& scope) {
+    const std::string prefix = chance(50) ? "n" : "n1";
+    std::vector<std::pair<std::string, psId>> names;
+    std::map<int, psId> keys;
+    for (const auto& [filed, object] : state_.names) {
+      if (filed.first != scope.bits()) continue;
+      if (isKey(filed.second))
+        keys[std::stoi(filed.second)] = object;
+      else
+        names.emplace_back(filed.second, object);
+    }
+    std::vector<std::pair<std::string, psId>> wanted = names;
+    for (const auto& [number, object] : keys) wanted.emplace_back(std::to_string(number), object);
+    std::vector<std::pair<std::string, psId>> found;
+    const auto collect = [&found](const psFiling& filing) {
+      EXPECT_EQ(filing.kind == psFiling::Kind::number, isKey(filing.text));
+      found.emplace_back(filing.text, filing.object.oid());
+      return true;
+    };
+    EXPECT_EQ(session_.names(scope, collect), 1) << session_.lastError();
+    EXPECT_EQ(found, wanted);
+    const auto isOther = [&](const auto& name) { return name.first.compare(0, prefix.size(), prefix) != 0; };
+    names.erase(std::remove_if(names.begin(), names.end(), isOther), names.end());
+    found.clear();
+    EXPECT_EQ(session_.names(scope, collect, prefix.c_str()), 1) << session_.lastError();
+    EXPECT_EQ(found, names);
+  }
 
   void file() {
     const psId object = chance(90) ? anyObject() : anyContainer();
     const psId scope = anyScope();
-    const int number = static_cast<int>(below(20));
-    const bool keyed = chance(40);
-    const std::string name = keyed ? std::to_string(number) : "n" + std::to_string(number);
+    const std::string name = anyName();
     const bool taken = state_.names.count({scope.bits(), name}) != 0;
-    const int done = keyed ? session_.key(object, scope, psKey(number)) : session_.name(object, scope, name.c_str());
+    const int done =
+        isKey(name) ? session_.key(object, scope, keyOf(name)) : session_.name(object, scope, name.c_str());
     EXPECT_EQ(done, taken ? 0 : 1) << session_.lastError();
     if (!taken) state_.names[{scope.bits(), name}] = object;
   }
@@ -359,10 +417,10 @@ class StoreModel : public ::testing::TestWithParam<Configuration> {
       ASSERT_EQ(object.typeN(), content.typeN);
       ASSERT_EQ(object.containedIn().oid(), containerOf(id));
       const Content found = contentOf(object);
-      ASSERT_TRUE(found == content) << "object " << IdOrder::key(id) << " of class " << content.typeN << ": number "
-                                    << found.number << " for " << content.number << ", bytes " << found.bytes.size()
-                                    << " for " << content.bytes.size() << ", links " << found.links.size() << " for "
-                                    << content.links.size();
+      ASSERT_TRUE(found == content) << "object " << ps::detail::orderOf(id) << " of class " << content.typeN
+                                    << ": number " << found.number << " for " << content.number << ", bytes "
+                                    << found.bytes.size() << " for " << content.bytes.size() << ", links "
+                                    << found.links.size() << " for " << content.links.size();
     }
   }
 
@@ -382,17 +440,16 @@ class StoreModel : public ::testing::TestWithParam<Configuration> {
 
   void checkNames() {
     for (const auto& [key, id] : state_.names) {
-      psId scope;
-      std::memcpy(static_cast<void*>(&scope), &key.first, sizeof scope);
+      const psId scope = idOfBits(key.first);
       pstRef<psObj> found;
-      const bool keyed = key.second[0] != 'n';
-      EXPECT_EQ(keyed ? found.lookupObj(scope, psKey(std::stoi(key.second)), pscRead)
+      const bool keyed = isKey(key.second);
+      EXPECT_EQ(keyed ? found.lookupObj(scope, keyOf(key.second), pscRead)
                       : found.lookupObj(scope, key.second.c_str(), pscRead),
                 1);
       EXPECT_EQ(found, id);
       const unsigned int typeN = pstHandle<psObj>(id).typeN();
       pstHandle<Blob> blob(id);
-      EXPECT_EQ(keyed ? blob.lookupObj(scope, psKey(std::stoi(key.second)), pscNoOpen)
+      EXPECT_EQ(keyed ? blob.lookupObj(scope, keyOf(key.second), pscNoOpen)
                       : blob.lookupObj(scope, key.second.c_str(), pscNoOpen),
                 ptmIsKindOf(typeN, Blob::pstTypeN));
       EXPECT_EQ(blob.isNull(), ptmIsKindOf(typeN, Blob::pstTypeN) == 0);
@@ -404,6 +461,7 @@ class StoreModel : public ::testing::TestWithParam<Configuration> {
       const int done = found.lookupObj(scope, name.c_str(), pscNoOpen);
       EXPECT_EQ(done == 1, state_.names.count({scope.bits(), name}) != 0);
     }
+    for (int i = 0; i < 5; ++i) checkListing(anyFiling().first);
   }
 
   void check() {
@@ -443,7 +501,9 @@ class StoreModel : public ::testing::TestWithParam<Configuration> {
     if (dice < 740) return remove();
     if (dice < 790) return copy();
     if (dice < 840) return move();
-    if (dice < 900) return file();
+    if (dice < 880) return file();
+    if (dice < 890) return unfile();
+    if (dice < 900) return refile();
     if (dice < 940) return pinOrUnpin();
     if (dice < 950) return createContainer();
     if (dice < 953) return removeContainer();
@@ -463,7 +523,7 @@ class StoreModel : public ::testing::TestWithParam<Configuration> {
   State state_;
   State committed_;
   std::vector<Pinned> pinned_;
-  std::map<psId, pstHandle<psContObj>, IdOrder> openContainers_;
+  std::map<psId, pstHandle<psContObj>> openContainers_;
   bool containerRemoved_ = false;  // in this transaction
   std::uint64_t written_ = 0;      // pages, when the transaction began
   std::uint64_t spilled_ = 0;      // pages written before their transaction's end

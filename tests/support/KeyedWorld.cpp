@@ -5,7 +5,6 @@
 #include <algorithm>
 #include <iterator>
 
-#include "core/IdOrder.h"
 #include "hash/psHashMap.h"
 #include "sorted/psTreeMap.h"
 

@@ -54,9 +54,10 @@ struct Model {
 
 class TypedModel {
  public:
-  TypedModel(std::uint64_t seed, TempStore::Place place) : store_(place, ps::test::unsynced()), random_(seed) {
+  TypedModel(std::uint64_t seed, TempStore::Place place)
+      : place_(place), store_(place, ps::test::unsynced()), random_(seed) {
+    store_->begin(pscUpdate);
     const auto in = store_.container("typed");
-    Set::open_or_create(in, "set");
     ids_ = {Set::create(in, 4).id(),     Groups::create(in, 5).id(),  Map::create(in, 4).id(),
             HashSet::create(in, 5).id(), HashMap::create(in, 5).id(), List::create(in, 4).id()};
     commit();
@@ -97,7 +98,7 @@ class TypedModel {
     const auto choice = random_() % 4;
     if (choice == 0) return abort();
     commit();
-    if (choice != 1) return;
+    if (choice != 1 || place_ == TempStore::Place::memory) return;
     store_->abort();
     store_.reopen();
     if (!store_->inTransaction()) begin();
@@ -161,8 +162,7 @@ class TypedModel {
     const bool isThere = model_.elements.count(text) != 0;
     EXPECT_EQ(set().erase(text), isThere);
     EXPECT_EQ(groups().erase({groupOf(text), text}), isThere);
-    if (isThere) EXPECT_TRUE(hashSet().erase(Ref(model_.elements[text])));
-    if (!isThere) EXPECT_FALSE(hashSet().erase(text));
+    EXPECT_EQ(isThere ? hashSet().erase(Ref(model_.elements[text])) : hashSet().erase(text), isThere);
     EXPECT_EQ(map().erase(text), isThere);
     EXPECT_EQ(hashMap().erase(text), isThere);
     model_.elements.erase(text);
@@ -223,10 +223,10 @@ class TypedModel {
     const auto hashed = hashMap().get(text);
     ASSERT_EQ(value.has_value(), !id.isNull());
     ASSERT_EQ(hashed.has_value(), !id.isNull());
-    if (value) EXPECT_TRUE(value->id() == model_.values[text] && hashed->id() == model_.values[text]);
+    EXPECT_TRUE(!value || (value->id() == model_.values[text] && hashed->id() == model_.values[text]));
     const auto found = hashSet().find(text);
     EXPECT_EQ(found != hashSet().end(), !id.isNull());
-    if (!id.isNull()) EXPECT_EQ(found->view(), text);
+    EXPECT_TRUE(id.isNull() || found->view() == text);
     if (!model_.list.empty()) {
       const int at = static_cast<int>(random_() % model_.list.size());
       EXPECT_EQ(list()[at].id(), model_.list[static_cast<std::size_t>(at)]);
@@ -287,7 +287,7 @@ class TypedModel {
     for (auto it = list().rbegin(); it != list().rend(); ++it) EXPECT_EQ(it->id(), model_.list.at(--i));
     EXPECT_EQ(i, 0U);
     const auto last = list().end();
-    if (!model_.list.empty()) EXPECT_EQ(last[-1].id(), model_.list.back());
+    EXPECT_TRUE(model_.list.empty() || last[-1].id() == model_.list.back());
   }
 
   // Iterators stay where they are while elements come and go.
@@ -296,6 +296,16 @@ class TypedModel {
     auto known = std::next(model_.elements.begin(), static_cast<int>(random_() % (model_.elements.size() - 1)));
     auto sorted = set().find(known->first);
     auto hashed = hashSet().find(known->first);
+    // First in one set alone: an element comes before the one at which the iterator stands, and goes again.
+    const Ref visitor = ps::make<Entry>(store_.container("typed"), 0, " before all");
+    auto alone = set().find(known->first);
+    EXPECT_TRUE(set().insert(visitor));
+    ++alone;
+    const auto afterIt = std::next(known);
+    EXPECT_EQ(alone.ref().id(), afterIt != model_.elements.end() ? afterIt->second : psId());
+    EXPECT_TRUE(set().erase(visitor));
+    --alone;
+    EXPECT_EQ(alone->view(), known->first);
     const std::string text = anyText();
     insert(text);
     const std::string gone = random_() % 2 == 0 ? anyText() : known->first;
@@ -311,7 +321,7 @@ class TypedModel {
     ++sorted;
     EXPECT_EQ(sorted.ref().id(), next != model_.elements.end() ? next->second : psId());
     ++hashed;
-    if (hashed != hashSet().end()) EXPECT_EQ(model_.elements.count(std::string(hashed->view())), 1U);
+    EXPECT_TRUE(hashed == hashSet().end() || model_.elements.count(std::string(hashed->view())) == 1);
     // Removal through an iterator leads to the next element.
     auto following = set().erase(set().find(mine));
     EXPECT_EQ(following.ref().id(), next != model_.elements.end() ? next->second : psId());
@@ -343,6 +353,7 @@ class TypedModel {
     copy.destroy();
   }
 
+  TempStore::Place place_;
   TempStore store_;
   std::mt19937_64 random_;
   std::vector<psId> ids_;

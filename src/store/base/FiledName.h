@@ -12,6 +12,13 @@ inline std::string filedName(const char* name) { return name != nullptr ? std::s
 inline std::string filedNumber(std::int64_t number) { return "#" + std::to_string(number); }
 inline std::string filedBytes(std::string_view bytes) { return "$" + std::string(bytes); }
 
+inline bool isFiledName(std::string_view filed) { return filed.substr(0, 1) == "\""; }
+inline bool isFiledNumber(std::string_view filed) { return filed.substr(0, 1) == "#"; }
+
+// What the library itself files, under another letter, is neither a name nor a key.
+inline std::string filedInternally(std::string_view word) { return "%" + std::string(word); }
+inline bool isFiledInternally(std::string_view filed) { return filed.substr(0, 1) == "%"; }
+
 // A filed name or key as the application knows it.
 inline std::string textOfFiled(std::string_view filed) { return std::string(filed.substr(filed.empty() ? 0 : 1)); }
 

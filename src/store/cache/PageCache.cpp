@@ -23,7 +23,6 @@ namespace ps::detail {
 
 namespace {
 
-constexpr std::uint32_t highestPage = 65535;
 // A slot for every 48 bytes: the smallest object that is worth a reference takes that much with its header.
 constexpr std::size_t bytesPerSlot = 48;
 // Longer than any chunk takes from memory, shorter than a disk answers.

@@ -30,6 +30,8 @@ struct PageSequence {
 // again, so a write after an update open is never lost.
 class PageCache {
  public:
+  static constexpr std::uint32_t highestPage = 65535;
+
   enum class Fetch { present, absent, unreadable };
 
   static constexpr std::size_t leastLimit = std::size_t{4} << 20;

@@ -22,6 +22,11 @@ struct CatalogEntry final : PagelessObject {
   bool created = false;          // by the running transaction
   bool stored = false;
 
+  // Container: a later one of its place, null when it belongs to none, as looked up in the update transaction of that
+  // stamp; see session/Places.h.
+  psId successor;
+  std::uint64_t successorTime = 0;
+
   psId id() const { return idAt(object); }
   psObj* asObject() { return reinterpret_cast<psObj*>(object); }
 

@@ -32,8 +32,10 @@ std::string prefixOf(char kind, const psId& id) {
   return std::string(std::string_view(key));
 }
 
+}  // namespace
+
 // A record taken apart.
-struct Filing {
+struct NameIndex::Filing {
   psId object;
   psId scope;
   std::string_view name;
@@ -41,22 +43,21 @@ struct Filing {
   StoreKey key(char kind) const {
     return kind == byName ? StoreKey::name(scope, name) : StoreKey::nameOf(object, scope, name, kind);
   }
+  // False when the record is malformed; the scope and the name are set as far as they can be told.
+  bool read(std::string_view key, std::string_view value);
 };
 
-// False when the record is malformed; the scope and the name are set as far as they can be told.
-bool readFiling(std::string_view key, std::string_view value, Filing& filing) {
+bool NameIndex::Filing::read(std::string_view key, std::string_view value) {
   const bool named = key[0] == byName;
   const std::size_t ids = named ? 1 : 2;
   if (key.size() <= kindSize + ids * idSize) return false;
-  filing.scope = StoreKey::idAt(key, kindSize + (ids - 1) * idSize);
-  filing.name = key.substr(kindSize + ids * idSize);
-  const std::string_view object = named ? unsealed(key, value, idSize) : key.substr(kindSize);
-  if (object.empty() || (!named && !value.empty())) return false;
-  filing.object = StoreKey::idAt(object, 0);
+  scope = StoreKey::idAt(key, kindSize + (ids - 1) * idSize);
+  name = key.substr(kindSize + ids * idSize);
+  const std::string_view bytes = named ? unsealed(key, value, idSize) : key.substr(kindSize);
+  if (bytes.empty() || (!named && !value.empty())) return false;
+  object = StoreKey::idAt(bytes, 0);
   return true;
 }
-
-}  // namespace
 
 bool NameIndex::fail(StoreError error) {
   error_ = std::move(error);
@@ -77,6 +78,48 @@ NameIndex::Bound NameIndex::bind(const psId& object, const psId& scope, std::str
   return Bound::done;
 }
 
+// Erases a name in both directions.
+bool NameIndex::erase(const Filing& filing) {
+  for (const char kind : {byName, byObjectKinds[0], byObjectKinds[1]}) {
+    if (!engine_.erase(filing.key(kind))) return fail(engine_.error());
+  }
+  return true;
+}
+
+Engine::Lookup NameIndex::unbind(const psId& scope, std::string_view name) {
+  Filing filing{psId(), scope, name};
+  const Engine::Lookup found = find(scope, name, filing.object);
+  if (found != Engine::Lookup::found) return found;
+  WholeChange change(engine_);
+  if (!erase(filing)) return Engine::Lookup::failed;
+  change.done();
+  return found;
+}
+
+NameIndex::Bound NameIndex::rebind(const psId& object, const psId& scope, std::string_view name, const psId& newScope,
+                                   std::string_view newName) {
+  if (scope == newScope && name == newName) return Bound::done;
+  // Once the new name is there, a failure to take back the old one must void the transaction.
+  const Bound bound = bind(object, newScope, newName);
+  if (bound != Bound::done) return bound;
+  WholeChange change(engine_);
+  if (!erase({object, scope, name})) return Bound::failed;
+  change.done();
+  return Bound::done;
+}
+
+bool NameIndex::list(const psId& scope, std::string_view prefix, std::vector<Filed>& filed) {
+  const std::string key = std::string(std::string_view(StoreKey(byName).id(scope))) + std::string(prefix);
+  Pairs pairs;
+  if (!pairsOf(key, pairs)) return false;
+  for (const auto& [record, value] : pairs) {
+    Filing filing;
+    filing.read(record, value);
+    filed.push_back({std::string(filing.name), filing.object});
+  }
+  return true;
+}
+
 Engine::Lookup NameIndex::find(const psId& scope, std::string_view name, psId& object) {
   const std::string key{std::string_view(StoreKey::name(scope, name))};
   std::string_view value;
@@ -87,7 +130,7 @@ Engine::Lookup NameIndex::find(const psId& scope, std::string_view name, psId& o
   if (found != Engine::Lookup::found) return found;
   if (!isAnswered(key, value)) return Engine::Lookup::failed;
   Filing filing;
-  readFiling(key, value, filing);
+  filing.read(key, value);
   object = filing.object;
   return Engine::Lookup::found;
 }
@@ -95,7 +138,7 @@ Engine::Lookup NameIndex::find(const psId& scope, std::string_view name, psId& o
 // Whether the other direction says the same as a record.
 bool NameIndex::isAnswered(std::string_view key, std::string_view value) {
   Filing filing;
-  if (readFiling(key, value, filing)) {
+  if (filing.read(key, value)) {
     const std::string_view others =
         key[0] == byName ? std::string_view(byObjectKinds, sizeof byObjectKinds) : std::string_view(&byName, 1);
     for (const char kind : others) {
@@ -104,7 +147,7 @@ bool NameIndex::isAnswered(std::string_view key, std::string_view value) {
       const Engine::Lookup found = engine_.get(other, answer);
       if (found == Engine::Lookup::failed) return fail(engine_.error());
       Filing answered;
-      if (found == Engine::Lookup::found && readFiling(other, answer, answered) && answered.object == filing.object)
+      if (found == Engine::Lookup::found && answered.read(other, answer) && answered.object == filing.object)
         return true;
     }
   }
@@ -144,10 +187,8 @@ bool NameIndex::forget(const psId& id) {
   for (const Pairs* const pairs : {&names, &namesOfObjects}) {
     for (const auto& [key, value] : *pairs) {
       Filing filing;
-      readFiling(key, value, filing);
-      for (const char kind : {byName, byObjectKinds[0], byObjectKinds[1]}) {
-        if (!engine_.erase(filing.key(kind))) return fail(engine_.error());
-      }
+      filing.read(key, value);
+      if (!erase(filing)) return false;
     }
   }
   return change.done();
@@ -161,7 +202,7 @@ bool NameIndex::rename(const psId& from, const psId& to) {
   for (const Pairs* const pairs : {&filedUnder, &filedIn}) {
     for (const auto& [key, value] : *pairs) {
       Filing filing;
-      readFiling(key, value, filing);
+      filing.read(key, value);
       // An object that is filed in itself stands in both lists.
       const psId scope = filing.scope == from ? to : filing.scope;
       if (pairs == &filedIn && filing.object == from) continue;

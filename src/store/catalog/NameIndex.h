@@ -25,6 +25,19 @@ class NameIndex {
   // The object filed under a name.
   [[nodiscard]] Engine::Lookup find(const psId& scope, std::string_view name, psId& object);
 
+  // Takes back one name. absent when it is not filed, with nothing changed.
+  [[nodiscard]] Engine::Lookup unbind(const psId& scope, std::string_view name);
+  // Files what is filed under one name under another instead, in the same scope or in another one.
+  [[nodiscard]] Bound rebind(const psId& object, const psId& scope, std::string_view name, const psId& newScope,
+                             std::string_view newName);
+  // What is filed in a scope under a name that begins with prefix, in the order of the names' bytes. False when some of
+  // it cannot be read.
+  struct Filed {
+    std::string name;
+    psId object;
+  };
+  [[nodiscard]] bool list(const psId& scope, std::string_view prefix, std::vector<Filed>& filed);
+
   // Forgets the names of an object and all that is filed in it. For a container or database, also those of everything
   // in it. Nothing is changed when some of it cannot be read.
   [[nodiscard]] bool forget(const psId& id);
@@ -39,9 +52,11 @@ class NameIndex {
 
  private:
   using Pairs = std::vector<std::pair<std::string, std::string>>;
+  struct Filing;
 
   bool pairsOf(std::string_view prefix, Pairs& pairs);
   bool collect(const psId& id, Pairs& names, Pairs& namesOfObjects);
+  bool erase(const Filing& filing);
   bool isAnswered(std::string_view key, std::string_view value);
   bool fail(StoreError error);
   bool fail(psErrorKind kind, std::string message) { return fail(StoreError{kind, std::move(message)}); }

@@ -3,7 +3,6 @@
 #include "store/base/FiledName.h"
 #include "store/base/IdParts.h"
 #include "store/base/IdText.h"
-#include "store/catalog/NameIndex.h"
 #include "store/session/SessionCore.h"
 
 namespace ps::detail {
@@ -139,16 +138,19 @@ Engine::Lookup Directory::findNamed(const psId& scope, std::string_view filed, p
   return Engine::Lookup::failed;
 }
 
-bool Directory::file(const psId& object, const psId& scope, std::string_view filed) {
-  if (filed.size() < 2 || filed.size() > longestName + 1)
-    return session_.fail(psErrorKind::usage, "a name or key has 1 to 400 bytes");
-  if (!session_.objects().exists(object))
-    return session_.fail(psErrorKind::absent, textOf(object) + " does not exist and so cannot be named");
-  if (!session_.objects().exists(scope))
-    return session_.fail(psErrorKind::absent, textOf(scope) + " does not exist and so cannot scope names");
-  if (!markNamed(object) || !markNamed(scope)) return false;
-  NameIndex names(session_.engine());
-  switch (names.bind(object, scope, filed)) {
+bool Directory::isFileable(std::string_view filed) {
+  return (filed.size() >= 2 && filed.size() <= longestName + 1) ||
+         session_.fail(psErrorKind::usage, "a name or key has 1 to 400 bytes");
+}
+
+bool Directory::isScope(const psId& scope) {
+  return session_.objects().exists(scope) ||
+         session_.fail(psErrorKind::absent, textOf(scope) + " does not exist and so cannot scope names");
+}
+
+// Whether a name was filed, with a failure signalled.
+bool Directory::result(NameIndex::Bound bound, const NameIndex& names, const psId& scope, std::string_view filed) {
+  switch (bound) {
     case NameIndex::Bound::done:
       return true;
     case NameIndex::Bound::taken:
@@ -157,6 +159,49 @@ bool Directory::file(const psId& object, const psId& scope, std::string_view fil
     default:
       return session_.refuse(names.error()) != nullptr;
   }
+}
+
+bool Directory::failNotFiled(const psId& scope, std::string_view filed) {
+  return session_.fail(psErrorKind::absent,
+                       "nothing is filed under \"" + textOfFiled(filed) + "\" in " + textOf(scope));
+}
+
+bool Directory::file(const psId& object, const psId& scope, std::string_view filed) {
+  if (!isFileable(filed)) return false;
+  if (!session_.objects().exists(object))
+    return session_.fail(psErrorKind::absent, textOf(object) + " does not exist and so cannot be named");
+  if (!isScope(scope) || !markNamed(object) || !markNamed(scope)) return false;
+  NameIndex names(session_.engine());
+  return result(names.bind(object, scope, filed), names, scope, filed);
+}
+
+bool Directory::unfile(const psId& scope, std::string_view filed) {
+  if (!isFileable(filed)) return false;
+  NameIndex names(session_.engine());
+  switch (names.unbind(scope, filed)) {
+    case Engine::Lookup::found:
+      return true;
+    case Engine::Lookup::absent:
+      return failNotFiled(scope, filed);
+    default:
+      return session_.refuse(names.error()) != nullptr;
+  }
+}
+
+bool Directory::refile(const psId& scope, std::string_view filed, const psId& newScope, std::string_view newlyFiled) {
+  if (!isFileable(filed) || !isFileable(newlyFiled)) return false;
+  psId object;
+  const Engine::Lookup found = findNamed(scope, filed, object);
+  if (found != Engine::Lookup::found) return found == Engine::Lookup::absent && failNotFiled(scope, filed);
+  if (!isScope(newScope) || !markNamed(newScope)) return false;
+  NameIndex names(session_.engine());
+  return result(names.rebind(object, scope, filed, newScope, newlyFiled), names, newScope, newlyFiled);
+}
+
+bool Directory::listFiled(const psId& scope, std::string_view prefix, std::vector<NameIndex::Filed>& found) {
+  NameIndex names(session_.engine());
+  if (!isScope(scope)) return false;
+  return names.list(scope, prefix, found) || session_.refuse(names.error()) != nullptr;
 }
 
 // Marks an object as one that has names or scopes them, so that its deletion looks for them. Containers and databases

@@ -5,6 +5,7 @@
 #include <vector>
 
 #include "store/catalog/Catalog.h"
+#include "store/catalog/NameIndex.h"
 
 namespace ps::detail {
 
@@ -39,6 +40,10 @@ class Directory {
   bool remove(const psId& id);
 
   bool file(const psId& object, const psId& scope, std::string_view filed);
+  bool unfile(const psId& scope, std::string_view filed);
+  bool refile(const psId& scope, std::string_view filed, const psId& newScope, std::string_view newlyFiled);
+  // Appends what is filed in a scope under what begins with the prefix.
+  [[nodiscard]] bool listFiled(const psId& scope, std::string_view prefix, std::vector<NameIndex::Filed>& found);
   // Gives the names of one object to another.
   bool rename(const psId& from, const psId& to);
   // Forgets the names of an object and the names in its scope. The second function tells beforehand whether all of them
@@ -52,7 +57,11 @@ class Directory {
   bool removeContainer(CatalogEntry& entry);
   bool removeDatabase(CatalogEntry& database);
   bool dropContainer(CatalogEntry& entry);
+  bool isFileable(std::string_view filed);
+  bool isScope(const psId& scope);
   bool markNamed(const psId& id);
+  bool result(NameIndex::Bound bound, const NameIndex& names, const psId& scope, std::string_view filed);
+  bool failNotFiled(const psId& scope, std::string_view filed);
 
   SessionCore& session_;
 };

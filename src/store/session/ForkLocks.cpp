@@ -32,7 +32,7 @@ void inParent() { unlockAll(false); }
 
 void inChild() {
   unlockAll(true);
-  if (SessionCore* const session = SessionCore::current()) session->markForked();
+  SessionCore::markForked();
 }
 
 // Before any thread can hold one of the locks.

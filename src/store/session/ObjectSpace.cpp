@@ -30,6 +30,11 @@ const ObjectHeader* headerInSlot(const Page& page, std::uint16_t slot) {
 
 PageSequence pagesOf(CatalogEntry& container) { return {container.id(), container.nextNumber}; }
 
+// What to place something near that goes into a container, which may be a later one of the place.
+psId nearIn(const CatalogEntry& container, const psId& near) {
+  return containerOf(near) == container.id() ? near : container.id();
+}
+
 }  // namespace
 
 // The page of an identifier. One that cannot be read is a refusal.
@@ -185,8 +190,11 @@ void* ObjectSpace::create(std::uint32_t type, std::size_t size, const psId& near
                   "there is no container to place an object of class " + info->name + " in: near " + textOf(near));
     return nullptr;
   }
-  char* const object = session_.cache().allocate(pagesOf(*in), near, type, static_cast<std::uint32_t>(size),
-                                                 static_cast<std::uint32_t>(size));
+  // The library's own objects stay beside what they are parts of; see docs/format.md on chains and entries.
+  if (near.get_page() == 0 || type > psHighestLibraryTypeN) in = session_.places().next(*in);
+  if (in == nullptr) return nullptr;
+  char* const object = session_.cache().allocate(pagesOf(*in), nearIn(*in, near), type,
+                                                 static_cast<std::uint32_t>(size), static_cast<std::uint32_t>(size));
   if (object == nullptr) {
     session_.fail(session_.cache().error());
     return nullptr;
@@ -201,12 +209,15 @@ void* ObjectSpace::create(std::uint32_t type, std::size_t size, const psId& near
 void* ObjectSpace::createStorage(const psId& near, std::uint32_t size, std::uint32_t capacity, Rows rows) {
   CatalogEntry* in = nullptr;
   if (session_.directory().findContainerOf(near, in) == Engine::Lookup::failed) return nullptr;
-  char* const storage =
-      in != nullptr ? session_.cache().allocate(pagesOf(*in), near, storageWith(rows), size, capacity) : nullptr;
+  if (in == nullptr) {
+    session_.fail(psErrorKind::absent, "the container of " + textOf(near) + " does not exist");
+    return nullptr;
+  }
+  if (in->nextNumber > PageCache::highestPage) in = session_.places().afterFull(*in);
+  if (in == nullptr) return nullptr;
+  char* const storage = session_.cache().allocate(pagesOf(*in), nearIn(*in, near), storageWith(rows), size, capacity);
   if (storage == nullptr) {
-    session_.fail(in != nullptr
-                      ? session_.cache().error()
-                      : StoreError{psErrorKind::absent, "the container of " + textOf(near) + " does not exist"});
+    session_.fail(session_.cache().error());
     return nullptr;
   }
   session_.catalog().change(*in);

@@ -2,6 +2,7 @@
 
 #include <unistd.h>
 
+#include <algorithm>
 #include <atomic>
 #include <cstring>
 #include <utility>
@@ -21,7 +22,7 @@ namespace ps::detail {
 namespace {
 
 constexpr const char* abandonedText =
-    "the session that this thread had open was destroyed on another thread: it is closed, and a transaction that was "
+    "a session that this thread had open was destroyed on another thread: it is closed, and a transaction that was "
     "open in it was aborted; destroy sessions on the threads that opened them";
 
 // Stamps are unique in the process: 0 is an image that stands for nothing, 1 one that must be checked.
@@ -30,18 +31,28 @@ std::uint64_t freshStamp() {
   return ++last;
 }
 
-// The calling thread's hold on its session. A thread-local with a destructor may be gone while objects of static
-// lifetime still end their sessions.
-thread_local std::shared_ptr<SessionCore>* held = nullptr;
+using Sessions = std::vector<std::shared_ptr<SessionCore>>;
 
-// Ends a thread's session with the thread.
+// The calling thread's hold on its sessions; null without one. A thread-local with a destructor may be gone while
+// objects of static lifetime still end their sessions.
+thread_local Sessions* held = nullptr;
+
+Sessions::iterator findHeld(std::uint64_t serial) {
+  return std::find_if(held->begin(), held->end(), [serial](const auto& session) { return session->serial == serial; });
+}
+
+// What is current when nobody has made another session so.
+SessionHead* lastHeld() { return held != nullptr ? held->back().get() : &noSession; }
+
+// Ends a thread's sessions with the thread.
 struct ThreadEnd {
   ThreadEnd() = default;
   ThreadEnd(const ThreadEnd&) = delete;
   ThreadEnd& operator=(const ThreadEnd&) = delete;
   ~ThreadEnd() {
     // The main thread ends with the process, but the destructors of static objects come after this.
-    if (held != nullptr && ::getpid() != ::gettid()) (*held)->end();
+    if (::getpid() == ::gettid()) return;
+    while (held != nullptr) held->back()->end();
   }
 };
 
@@ -81,8 +92,24 @@ SessionCore* SessionCore::updating(const char* what) {
   return nullptr;
 }
 
-SessionCore::~SessionCore() {
-  if (currentSession == this) currentSession = &noSession;
+SessionCore* SessionCore::ofThisThread(std::uint64_t serial) {
+  if (held == nullptr) return nullptr;
+  const auto found = findHeld(serial);
+  return found != held->end() ? found->get() : nullptr;
+}
+
+void SessionCore::makeCurrent() {
+  const auto found = findHeld(serial);
+  std::rotate(found, found + 1, held->end());
+  currentSession = this;
+  forgetFailedCreation();
+}
+
+SessionCore::AsCurrent::AsCurrent(SessionCore& session) : before_(currentSession->serial) { currentSession = &session; }
+
+SessionCore::AsCurrent::~AsCurrent() {
+  SessionCore* const before = ofThisThread(before_);
+  currentSession = before != nullptr ? before : lastHeld();
 }
 
 // Closes the store, if no operation is at work on it. What callers hold of the session stays readable.
@@ -95,17 +122,28 @@ void SessionCore::shut() {
 }
 
 void SessionCore::end() {
-  shut();
+  {
+    const AsCurrent here(*this);
+    shut();
+  }
   ended_ = true;
-  currentSession = &noSession;
-  const std::unique_ptr<std::shared_ptr<SessionCore>> last(std::exchange(held, nullptr));
+  const auto found = findHeld(serial);
+  const std::shared_ptr<SessionCore> last = std::move(*found);
+  held->erase(found);
+  if (held->empty()) delete std::exchange(held, nullptr);
+  if (currentSession == this) currentSession = lastHeld();
 }
 
-// Ends the thread's session if its psSession was destroyed on another thread.
-void SessionCore::endAbandoned() {
-  if (held == nullptr || !(*held)->abandoned_ || (*held)->working_ != 0) return;
-  (*held)->end();
-  signalStoreError({psErrorKind::usage, abandonedText});
+// Ends those of the thread's sessions whose psSession was destroyed on another thread. Whether there was one.
+bool SessionCore::endAbandoned() {
+  if (held == nullptr) return false;
+  bool ended = false;
+  for (const std::shared_ptr<SessionCore>& session : Sessions(*held)) {
+    if (!session->abandoned_ || session->working_ != 0) continue;
+    session->end();
+    ended = true;
+  }
+  return ended;
 }
 
 bool SessionCore::fail(const StoreError& error) {
@@ -128,12 +166,7 @@ bool SessionCore::isReadyFor(const char* what) {
 }
 
 bool SessionCore::open(const std::string& path, const psSessionOptions& options) {
-  endAbandoned();
-  if (currentSession != &noSession) {
-    return fail(
-        psErrorKind::usage,
-        "this thread already has an open session; close it first, or open the other one on a thread of its own");
-  }
+  if (endAbandoned()) signalStoreError({psErrorKind::usage, abandonedText});
   if (!isPageSize(options.pageSize)) {
     return fail(psErrorKind::usage,
                 "pageSize " + std::to_string(options.pageSize) + " is not a power of two from 4096 to 32768");
@@ -165,8 +198,9 @@ bool SessionCore::open(const std::string& path, const psSessionOptions& options)
     path_.clear();
     return false;
   }
+  if (held == nullptr) held = new Sessions;
+  held->push_back(shared_from_this());
   currentSession = this;
-  held = new std::shared_ptr<SessionCore>(shared_from_this());
   thread_local const ThreadEnd threadEnd;
   static_cast<void>(threadEnd);
   return true;
@@ -287,8 +321,11 @@ void SessionCore::guard(Guard guard) {
 }
 
 void SessionCore::markForked() {
-  forked_ = true;
-  updateStamps();
+  if (held == nullptr) return;
+  for (const std::shared_ptr<SessionCore>& session : *held) {
+    session->forked_ = true;
+    session->updateStamps();
+  }
 }
 
 // With a guard, or without a transaction, every open is decided out of line.
@@ -306,6 +343,8 @@ bool SessionCore::begin(psMode mode) {
                                         " transaction; commit or abort it first");
   }
   if (mode != pscRead && mode != pscUpdate) return fail(psErrorKind::usage, "begin takes pscRead or pscUpdate");
+  // An abandoned session may have an update open on this store, for which begin would wait.
+  const bool wasAbandoned = endAbandoned();
   if (!engine_->begin(mode == pscUpdate)) return fail(engine_->error());
   startTransaction(mode);
   if (!isStillFit(mode)) {
@@ -314,6 +353,7 @@ bool SessionCore::begin(psMode mode) {
     return false;
   }
   pehSessionDataGetFunction()->clear();
+  if (wasAbandoned) signalStoreError({psErrorKind::usage, abandonedText});
   forgetFailedCreation();
   return true;
 }

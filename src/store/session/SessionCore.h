@@ -15,6 +15,7 @@
 #include "store/engine/Engine.h"
 #include "store/session/Directory.h"
 #include "store/session/ObjectSpace.h"
+#include "store/session/Places.h"
 
 namespace ps::detail {
 
@@ -29,20 +30,39 @@ constexpr std::size_t longestName = 400;
 // application.
 //
 // Its psSession and the thread that opened it hold it, and either may end first. It is used and ended only on that
-// thread.
+// thread. A thread holds its sessions in the order in which they were made current; the last one is the current one,
+// except while an AsCurrent lives. So whatever finds its session by current() works on the right one.
 class SessionCore : public SessionHead, public std::enable_shared_from_this<SessionCore> {
  public:
   SessionCore() = default;
   SessionCore(const SessionCore&) = delete;
   SessionCore& operator=(const SessionCore&) = delete;
-  ~SessionCore();
 
-  // The calling thread's open session; null without one. Closes one that was abandoned.
+  // The calling thread's current session; null without one. Closes one that was abandoned.
   static SessionCore* current();
   // The same, signalling an error when there is none.
   static SessionCore* required();
   // The same, if it is in an update transaction that can still succeed. what is the name of the refused operation.
   static SessionCore* updating(const char* what);
+
+  // The calling thread's session of a serial number; null when it has none.
+  static SessionCore* ofThisThread(std::uint64_t serial);
+  bool isOfThisThread() const { return ofThisThread(serial) == this; }
+  // Makes a session of the calling thread its current one.
+  void makeCurrent();
+
+  // Makes a session of the calling thread current while an object of this class lives. Then the session that was
+  // current before is so again, if it is still open.
+  class AsCurrent {
+   public:
+    explicit AsCurrent(SessionCore& session);
+    AsCurrent(const AsCurrent&) = delete;
+    AsCurrent& operator=(const AsCurrent&) = delete;
+    ~AsCurrent();
+
+   private:
+    std::uint64_t before_;
+  };
 
   // Sessions and transactions; see psSession.
   bool open(const std::string& path, const psSessionOptions& options);
@@ -56,6 +76,8 @@ class SessionCore : public SessionHead, public std::enable_shared_from_this<Sess
   bool commit();
   bool abort();
   psMode mode() const { return mode_; }
+  // The stamp of the running update transaction; no other transaction of the process has it.
+  std::uint64_t updateTime() const { return update_; }
 
   // Whether the session is in a transaction, in the process that opened it. The first form signals what is wrong, with
   // the name of the refused operation.
@@ -71,6 +93,7 @@ class SessionCore : public SessionHead, public std::enable_shared_from_this<Sess
 
   ObjectSpace& objects() { return objects_; }
   Directory& directory() { return directory_; }
+  Places& places() { return places_; }
   Catalog& catalog() { return catalog_; }
   PageCache& cache() { return cache_; }
   Engine& engine() { return *engine_; }
@@ -92,8 +115,8 @@ class SessionCore : public SessionHead, public std::enable_shared_from_this<Sess
   // Called before every open; false refuses it. Without a guard every open is admitted.
   using Guard = std::function<bool(const psId&, psMode)>;
   void guard(Guard guard);
-  // Says, in a child of the process that opened the session, that the session is the parent's.
-  void markForked();
+  // Says, in a child of the process that opened the calling thread's sessions, that they are the parent's.
+  static void markForked();
 
   // What a layer above keeps until the transaction ends, or another object takes its place.
   std::shared_ptr<void> transient;
@@ -125,7 +148,7 @@ class SessionCore : public SessionHead, public std::enable_shared_from_this<Sess
   void startTransaction(psMode mode);
   void endTransaction();
   void updateStamps();
-  static void endAbandoned();
+  static bool endAbandoned();
   void shut();
 
   std::string path_;
@@ -133,6 +156,7 @@ class SessionCore : public SessionHead, public std::enable_shared_from_this<Sess
   Catalog catalog_;
   PageCache cache_{*this, counters};
   Directory directory_{*this};
+  Places places_{*this};
   ObjectSpace objects_{*this};
   Guard guard_;
   bool isOfOlderFormat_ = false;

@@ -9,10 +9,17 @@ namespace {
 
 bool isOfThisSession(const Frame& frame) { return frame.session == currentSession->serial; }
 
+// How something of another session than the current one is used.
+std::string strangeUse(const Frame& frame) {
+  return SessionCore::ofThisThread(frame.session) != nullptr
+             ? " is used while another session of its thread is current; make its own current (ps::CurrentSession)"
+             : " is used on a thread that did not open it, or after its session was closed";
+}
+
 void checkFrame(const Frame& frame, const std::string& name) {
   if (frame.pageId.isNull()) return;  // of a database that did not come into being
   if (!isOfThisSession(frame)) {
-    reportMisuse(name + " is used on a thread that did not open it, or after its session was closed");
+    reportMisuse(name + strangeUse(frame));
     return;
   }
   const SessionCore* const session = SessionCore::current();
@@ -36,16 +43,15 @@ void checkMemoryInUse(const void* address) {
 }
 
 void checkHandleInUse(const void* object) {
-  if (isOfThisSession(*frameOfObject(object))) return;
-  reportMisuse("an open handle to " + textOf(idAt(object)) +
-               " is used on a thread that did not open it, or after its session was closed; close it there and open " +
-               "one here");
+  const Frame& frame = *frameOfObject(object);
+  if (isOfThisSession(frame)) return;
+  reportMisuse("an open handle to " + textOf(idAt(object)) + strangeUse(frame) + "; or close it, and open one here");
 }
 
 // The memory of a session that was closed waits for its handles, wherever they go.
 void checkHandleLetGo(const void* object) {
   const Frame& frame = *frameOfObject(object);
-  if (isOfThisSession(frame) || (frame.pins & Frame::detached) != 0) return;
+  if (SessionCore::ofThisThread(frame.session) != nullptr || (frame.pins & Frame::detached) != 0) return;
   reportMisuse("an open handle to " + textOf(idAt(object)) +
                " is closed on a thread that did not open it, while its session is open");
 }

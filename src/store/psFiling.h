@@ -1,0 +1,16 @@
+#pragma once
+
+#include <cstdint>
+#include <string>
+
+#include "store/pstHandle.h"
+
+// An object and what it is filed under in a scope, as psSession::names delivers it.
+struct psFiling {
+  enum class Kind { name, number, bytes };
+
+  Kind kind = Kind::name;
+  std::string text;         // the name, or the key that is a string; of a number, its digits
+  std::int64_t number = 0;  // the key that is a number
+  pstHandle<psObj> object;  // not open
+};
