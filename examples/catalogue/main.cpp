@@ -21,6 +21,12 @@ void list(const Package& package) {
   std::cout << package.name() << " (" << package.bytes() / 1024 << " KiB): " << package.summary() << '\n';
 }
 
+std::string joined(const std::vector<std::string>& words) {
+  std::string text;
+  for (const std::string& word : words) text += word + ' ';
+  return text;
+}
+
 void load(ps::Session& session, const std::string& file) {
   std::ifstream packages(file);
   if (!packages) throw std::runtime_error("cannot read " + file);
@@ -69,7 +75,7 @@ int run(ps::Session& session, const std::string& command, const std::vector<std:
     if (command == "show" && hasOne) return show(catalogue, arguments[0]) ? 0 : 1;
     if (command == "prefix" && hasOne) return catalogue.withPrefix(arguments[0], &list), 0;
     if (command == "section" && hasOne) return catalogue.inSection(arguments[0], &list), 0;
-    if (command == "search" && !arguments.empty()) return catalogue.withWords(arguments, &list), 0;
+    if (command == "search" && !arguments.empty()) return catalogue.withWords(wordsIn(joined(arguments)), &list), 0;
     return std::fputs(usage, stderr), 2;
   });
 }
