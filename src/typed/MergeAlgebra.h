@@ -26,10 +26,17 @@ class MergeWalk {
   const Ref<T>& ref() const { return at_[current_].ref(); }
 
   void next() {
-    if (operation_ == SetOperation::unite || operation_ == SetOperation::differ) {
-      pass();
-    } else {
-      ++at_[0];
+    switch (operation_) {
+      case SetOperation::unite:
+      case SetOperation::differ:
+        pass();
+        break;
+      case SetOperation::intersect:
+        for (Iterator& it : at_) ++it;  // all stand at the element
+        break;
+      case SetOperation::subtract:
+        ++at_[0];
+        break;
     }
     settle();
   }
