@@ -86,7 +86,7 @@ std::uint64_t sums[2];  // so that nothing is left out
 void measureLayer() {
   ps::Session session("memory:layer");
   session.cacheLimit(std::size_t{1} << 30);
-  session.begin(pscUpdate);
+  require(session.begin(pscUpdate) == 1, "begin");
   const auto objects = session.container("bench", "objects");
   const auto parts = session.container("bench", "parts");
   std::vector<ps::Ref<StoredItem>> items;
@@ -115,7 +115,7 @@ void measureLayer() {
   require(session.commit() == 1, "commit");
   std::printf("| add, once | typed | plain | %.0f | %.0f | %.2f |\n", addTyped * 1e9 / count, addPlain * 1e9 / count,
               addTyped / addPlain);
-  session.begin(pscRead);
+  require(session.begin(pscRead) == 1, "begin");
   std::shuffle(keys.begin(), keys.end(), std::mt19937_64(1));
   keys.resize(static_cast<std::size_t>(count / 5));
   const int n = static_cast<int>(keys.size());
@@ -177,7 +177,7 @@ std::uint64_t mergePlain(const pstHandle<psTreeSet>& a, const pstHandle<psTreeSe
 void measureAlgebra() {
   ps::Session session("memory:algebra");
   session.cacheLimit(std::size_t{1} << 30);
-  session.begin(pscUpdate);
+  require(session.begin(pscUpdate) == 1, "begin");
   const auto objects = session.container("bench", "objects");
   const auto parts = session.container("bench", "parts");
   const int n = count / 2;
@@ -268,7 +268,7 @@ void measureConversion() {
     return [scan](psSession& session) {
       return leastOf([&] {
         session.cacheLimit(0);
-        session.begin(pscRead);
+        require(session.begin(pscRead) == 1, "begin");
         require(scan(session) == static_cast<std::uint64_t>(count) * static_cast<std::uint64_t>(count - 1) / 2,
                 "the sum of the objects");
         session.abort();
@@ -276,7 +276,7 @@ void measureConversion() {
     };
   };
   inProgram<Before>(path, 1, [](psSession& session) {
-    session.begin(pscUpdate);
+    require(session.begin(pscUpdate) == 1, "begin");
     const auto in = session.container(session.database("bench"), "objects");
     for (int i = 0; i < count; ++i) require(new (in) Before(i) != nullptr, "new");
     require(session.commit() == 1, "commit");

@@ -18,8 +18,8 @@ GlossaryStore::GlossaryStore(const std::string& path, psMode mode) {
   if (session_.open(path) != 1 || session_.begin(mode) != 1) fail();
   database_ = session_.database("glossary");
   if (database_.isNull()) throw GlossaryError("the store '" + path + "' holds no glossary");
-  terms_.lookupObj(database_, "terms", mode);
-  abbreviations_.lookupObj(database_, "abbreviations", mode);
+  static_cast<void>(terms_.lookupObj(database_, "terms", mode));
+  static_cast<void>(abbreviations_.lookupObj(database_, "abbreviations", mode));
   if (session_.counters().refusals != 0) fail();
   if (!terms_.isNull() && !abbreviations_.isNull()) return;
   if (mode == pscRead) throw GlossaryError("the store '" + path + "' holds no glossary");

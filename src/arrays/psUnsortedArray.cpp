@@ -35,7 +35,7 @@ psUnsortedArray::psUnsortedArray(int capacity, ps::detail::Rows rows)
   if (ps::detail::isInArena(this) && fitting != ps::detail::Rows::none) {
     ps::detail::provideRows(&entries_, n, fitting);
   } else {
-    entries_.resize(n);
+    static_cast<void>(entries_.resize(n));
   }
 }
 
@@ -135,5 +135,5 @@ void psUnsortedArray::removeAll() {
 }
 
 void psUnsortedArray::resize(int capacity) {
-  if (capacity >= usedSize()) entries_.resize(static_cast<unsigned int>(capacity));
+  if (capacity >= usedSize()) static_cast<void>(entries_.resize(static_cast<unsigned int>(capacity)));
 }

@@ -31,7 +31,7 @@ struct OrderedBits {
 
 inline OrderedBits bitsOfText(std::string_view text) {
   char leading[sizeof(std::uint64_t)] = {};
-  std::memcpy(leading, text.data(), std::min(text.size(), sizeof leading));
+  if (!text.empty()) std::memcpy(leading, text.data(), std::min(text.size(), sizeof leading));
   std::uint64_t bits = 0;
   std::memcpy(&bits, leading, sizeof bits);
   return {__builtin_bswap64(bits), std::numeric_limits<unsigned>::max()};

@@ -20,7 +20,7 @@ const void* SlotView::readObject() {
   prefetchResident(storageBehind(slot_.oid()));
   const pstHandle<psObj> object(slot_);
   const unsigned int type = object.typeN();
-  if (type == 0) object.open(pscRead);
+  if (type == 0) static_cast<void>(object.open(pscRead));
   if (watch.refused()) return nullptr;
   if (type != psHashChain::pstTypeN) {
     count_ = 1;

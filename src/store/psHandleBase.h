@@ -27,7 +27,7 @@ class psRefBase {
   operator psId&() { return id_; }
 
   // Opens the object for update without keeping it open. 1 on success, else 0.
-  int update() const { return id_.update(); }
+  [[nodiscard]] int update() const { return id_.update(); }
 
  protected:
   psId id_;
@@ -71,14 +71,14 @@ class PS_API psHandleBase {
 
   // Opens the object in the mode; 1 on success. On failure returns 0, and the handle is not open. pscNoOpen does
   // nothing and returns 1.
-  int open(psMode mode) const {
+  [[nodiscard]] int open(psMode mode) const {
     if (mode == pscNoOpen) return 1;
     psObj* const opened = mode == pscRead ? ps::detail::openForReading(id_) : ps::detail::openForUpdate(id_);
     close();
     object_ = opened;
     return opened != nullptr ? 1 : 0;
   }
-  int update() const { return open(pscUpdate); }
+  [[nodiscard]] int update() const { return open(pscUpdate); }
 
   // Unpins the object; the handle still names it.
   void close() const {

@@ -28,13 +28,13 @@ int psObj::psUpdate() const { return ps::detail::isInArena(this) ? psOid().updat
 
 pstHandle<psObj>& psObj::psThis(pstHandle<psObj>& handle, psMode mode) const {
   handle = pstHandle<psObj>(psOid());
-  handle.open(mode);
+  static_cast<void>(handle.open(mode));
   return handle;
 }
 
 pstRef<psObj>& psObj::psThis(pstRef<psObj>& reference, psMode mode) const {
   reference = psOid();
-  pstHandle<psObj>(reference).open(mode);
+  static_cast<void>(pstHandle<psObj>(reference).open(mode));
   return reference;
 }
 

@@ -58,7 +58,7 @@ class PS_API psSession {
 
   // Opens the store in the file at path, and creates the file when there is none. A path that begins with "memory:"
   // keeps everything in this process until the session closes.
-  int open(const std::string& path, const psSessionOptions& options = psSessionOptions());
+  [[nodiscard]] int open(const std::string& path, const psSessionOptions& options = psSessionOptions());
 
   // Makes this session the thread's current one.
   int makeCurrent();
@@ -70,12 +70,12 @@ class PS_API psSession {
   // Starts a transaction. pscRead sees the store as it is now until the transaction ends; pscUpdate waits for other
   // updates to end. It is refused when another session of this thread updates the same store, since it would wait for
   // ever. Threads that update 2 stores at a time must begin with the same one.
-  int begin(psMode mode);
+  [[nodiscard]] int begin(psMode mode);
 
   // Ends the transaction. When an update returns 1, all changes are in the store, whole and durable. When it returns 0,
   // none is; only with the kind psErrorKind::outcomeUnknown may all be. Opens for update end with the transaction.
   // Handles may be kept and used in the next one.
-  int commit();
+  [[nodiscard]] int commit();
 
   // Ends the transaction and undoes its changes. Objects that it created are gone.
   int abort();
@@ -99,17 +99,19 @@ class PS_API psSession {
 
   // Files the object in scope (a database, a container or an object) under a name of 1 to 400 bytes, or under a key.
   // The name must be free in that scope. It is deleted with the object or the scope.
-  int name(const pstHandle<psObj>& object, const pstHandle<psObj>& scope, const char* name);
-  int key(const pstHandle<psObj>& object, const pstHandle<psObj>& scope, const psKey& key);
+  [[nodiscard]] int name(const pstHandle<psObj>& object, const pstHandle<psObj>& scope, const char* name);
+  [[nodiscard]] int key(const pstHandle<psObj>& object, const pstHandle<psObj>& scope, const psKey& key);
 
   // Takes back a name or key; the object stays. Opens nothing. 0 also when nothing is filed under it.
-  int unname(const pstHandle<psObj>& scope, const char* name);
-  int unkey(const pstHandle<psObj>& scope, const psKey& key);
+  [[nodiscard]] int unname(const pstHandle<psObj>& scope, const char* name);
+  [[nodiscard]] int unkey(const pstHandle<psObj>& scope, const psKey& key);
 
   // Files what is filed under one name or key under another instead, in the same scope or another one. The new one must
   // be free, unless it is the old one. Either both are changed or nothing is.
-  int rename(const pstHandle<psObj>& scope, const char* name, const pstHandle<psObj>& newScope, const char* newName);
-  int rekey(const pstHandle<psObj>& scope, const psKey& key, const pstHandle<psObj>& newScope, const psKey& newKey);
+  [[nodiscard]] int rename(const pstHandle<psObj>& scope, const char* name, const pstHandle<psObj>& newScope,
+                           const char* newName);
+  [[nodiscard]] int rekey(const pstHandle<psObj>& scope, const psKey& key, const pstHandle<psObj>& newScope,
+                          const psKey& newKey);
 
   // Calls visit for what is filed in scope, until it returns false: first names in the order of their bytes, then keys
   // that are numbers in ascending order, then keys that are strings. With a prefix, only for names that begin with it.
@@ -128,7 +130,7 @@ class PS_API psSession {
   // the upgrade by returning false. 1 when all is converted. When it returns 0, what was committed stays; call it again
   // to go on.
   using UpgradeProgress = std::function<bool(const psUpgradeProgress&)>;
-  int upgrade(const UpgradeProgress& progress = nullptr);
+  [[nodiscard]] int upgrade(const UpgradeProgress& progress = nullptr);
 
   // Text of the last signalled error; "" when there was none since the last successful begin.
   std::string lastError() const;

@@ -140,6 +140,6 @@ bool pstHandle<psDBObj>::exist(const pstHandle<psFDObj>& federation, const char*
   CatalogEntry* found = nullptr;
   if (session->directory().findDatabase(name, found) != ps::detail::Engine::Lookup::found) return false;
   assign(found->id());
-  open(mode);
+  static_cast<void>(open(mode));
   return true;
 }

@@ -42,21 +42,21 @@ class PS_API pstHandle<psObj> : public psHandleBase {
   // Moves the object near the given one. The object gets a new identifier, and this handle has it then. Names and keys
   // follow the object; references to the old identifier dangle. 1 on success. 0, with nothing changed, when the class
   // does not allow it or the store refuses.
-  int move(const pstHandle<psObj>& near);
+  [[nodiscard]] int move(const pstHandle<psObj>& near);
 
-  int lookupObj(const pstHandle<psObj>& scope, const char* name, psMode mode);
-  int lookupObj(const pstHandle<psObj>& scope, const psKey& key, psMode mode);
+  [[nodiscard]] int lookupObj(const pstHandle<psObj>& scope, const char* name, psMode mode);
+  [[nodiscard]] int lookupObj(const pstHandle<psObj>& scope, const psKey& key, psMode mode);
 };
 
 // Finds the object that is filed in scope (a database, container or object) under a name or key. The object must be of
 // class typeN or of a subclass. 1 with result open in the mode; else 0 with result null.
-PS_API int pstLookupObj(unsigned int typeN, pstHandle<psObj>& result, const pstHandle<psObj>& scope, const char* name,
-                        psMode mode);
-PS_API int pstLookupObj(unsigned int typeN, pstHandle<psObj>& result, const pstHandle<psObj>& scope, const psKey& key,
-                        psMode mode);
+[[nodiscard]] PS_API int pstLookupObj(unsigned int typeN, pstHandle<psObj>& result, const pstHandle<psObj>& scope,
+                                      const char* name, psMode mode);
+[[nodiscard]] PS_API int pstLookupObj(unsigned int typeN, pstHandle<psObj>& result, const pstHandle<psObj>& scope,
+                                      const psKey& key, psMode mode);
 
 // Files the object in scope under the name, as psSession::name does, in the calling thread's session. 1 or 0.
-PS_API int pstNameObj(const pstHandle<psObj>& object, const pstHandle<psObj>& scope, const char* name);
+[[nodiscard]] PS_API int pstNameObj(const pstHandle<psObj>& object, const pstHandle<psObj>& scope, const char* name);
 
 template <class T>
 class pstHandle : public pstHandle<typename pstHandleBaseOf<T>::type> {
@@ -85,10 +85,10 @@ class pstHandle : public pstHandle<typename pstHandleBaseOf<T>::type> {
     return result;
   }
 
-  int lookupObj(const pstHandle<psObj>& scope, const char* name, psMode mode) {
+  [[nodiscard]] int lookupObj(const pstHandle<psObj>& scope, const char* name, psMode mode) {
     return pstLookupObj(T::pstTypeN, *this, scope, name, mode);
   }
-  int lookupObj(const pstHandle<psObj>& scope, const psKey& key, psMode mode) {
+  [[nodiscard]] int lookupObj(const pstHandle<psObj>& scope, const psKey& key, psMode mode) {
     return pstLookupObj(T::pstTypeN, *this, scope, key, mode);
   }
 };

@@ -43,8 +43,8 @@ class pstRef : public pstRefBaseOf<T>::type {
 
   // Finds the object that is filed in scope under the name or key, if it is of class T or of a subclass, and opens it
   // in the mode. 1 on success; else 0, and the reference is null.
-  int lookupObj(const pstHandle<psObj>& scope, const char* name, psMode mode);
-  int lookupObj(const pstHandle<psObj>& scope, const psKey& key, psMode mode);
+  [[nodiscard]] int lookupObj(const pstHandle<psObj>& scope, const char* name, psMode mode);
+  [[nodiscard]] int lookupObj(const pstHandle<psObj>& scope, const psKey& key, psMode mode);
 };
 
 template <class T>

@@ -119,13 +119,13 @@ class pstVArray {
   }
 
   // 1 when the array now has n elements.
-  int resize(unsigned int n) {
+  [[nodiscard]] int resize(unsigned int n) {
     pehSessionDataGetFunction()->operation = "psVArray(type)::resize()";
     return resizeTo(n);
   }
 
   // Appends a copy of value, which may be an element of this array; 1 on success.
-  int extend(const T& value) {
+  [[nodiscard]] int extend(const T& value) {
     pehSessionDataGetFunction()->operation = "psVArray(type)::extend()";
     const T copy = value;
     const unsigned int n = size();
@@ -143,7 +143,7 @@ class pstVArray {
   const T& operator[](unsigned int i) const { return checked(i); }
 
   // Stores value at i, checked. Opens the array for update first. 1 on success.
-  int iset(unsigned int i, const T& value) {
+  [[nodiscard]] int iset(unsigned int i, const T& value) {
     pehSessionDataGetFunction()->operation = "psVArray(type)::set()";
     const T copy = value;
     if (!isWithin(i) || update() != 1) return 0;
@@ -153,7 +153,7 @@ class pstVArray {
 
   // Opens the array for update, together with the object that it is part of. 1 on success, and for an array on the
   // heap. 0, with psteUpdateVArray signalled, when the store refuses.
-  int update() {
+  [[nodiscard]] int update() {
     if (!isPersistent()) return 1;
     if (pstUpdateVArray(this) == 1) return 1;
     ps::detail::signalArrayUpdate();
@@ -161,7 +161,7 @@ class pstVArray {
   }
 
   // The same at less cost, when the object that the array is part of is already open for update.
-  int updateWithin() {
+  [[nodiscard]] int updateWithin() {
     return word_ != 0 && isPersistent() && PS_LIKELY(ps::detail::isResidentForUpdate(storageId())) ? 1 : update();
   }
 

@@ -27,7 +27,7 @@ void checkCollection(const psId& id, unsigned int typeN, unsigned int orderTypeN
 psId filedUnder(const pstHandle<psObj>& scope, const char* name) {
   const Watch watch;
   pstHandle<psObj> found;
-  found.lookupObj(scope, name, pscNoOpen);
+  static_cast<void>(found.lookupObj(scope, name, pscNoOpen));
   watch.check(scope.oid(), "a name cannot be looked up");
   return found.oid();
 }

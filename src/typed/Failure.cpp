@@ -23,7 +23,7 @@ void throwNotOpen(const psId& id) {
 
 void throwWithoutClass(const psId& id) {
   pehSessionDataGetFunction()->clear();
-  pstHandle<psObj>(id).open(pscRead);
+  static_cast<void>(pstHandle<psObj>(id).open(pscRead));
   throwNotOpen(id);
 }
 

@@ -82,7 +82,7 @@ const Damage<SetWorld, Node> damagesToATree[] = {
     {"a rest at",
      [](SetWorld&, const Node& leaf) {
        const pstHandle<psUnsortedArray> array(NodeAccess::elements(*leaf));
-       array.open(pscUpdate);
+       static_cast<void>(array.open(pscUpdate));
        (*array)[array->lastIndex() + 1] = leaf->first();
      }},
     {"its capacity is",
@@ -150,27 +150,28 @@ const Damage<HashWorld, Bucket> damagesToATable[] = {
     {"its buckets have 0 slots", [](HashWorld& world, const Bucket&) { HashAccess::slotsPerBucket(*world.set) = 0; }},
     {"is not a bucket",
      [](HashWorld& world, const Bucket& at) {
-       HashAccess::directory(*world.set).iset(at.index, pstRef<psHashBucket>(at.chain.oid()));
+       static_cast<void>(HashAccess::directory(*world.set).iset(at.index, pstRef<psHashBucket>(at.chain.oid())));
      }},
     {"its depth is out of range", [](HashWorld&, const Bucket& at) { HashAccess::depth(*at.bucket) = 30; }},
     {"out of line", [](HashWorld&, const Bucket& at) { --HashAccess::depth(*at.bucket); }},
     {"another bucket stands in its range",
      [](HashWorld& world, const Bucket& at) {
        const pstHandle<psHashBucket> before(HashAccess::directory(*world.set)[at.index - 1]);
-       before.open(pscUpdate);
+       static_cast<void>(before.open(pscUpdate));
        --HashAccess::depth(*before);
      }},
     {"is in a wrong bucket",
      [](HashWorld& world, const Bucket& at) {
        HashAccess::Directory& directory = HashAccess::directory(*world.set);
        const pstRef<psHashBucket> before = directory[at.index - 1];
-       directory.iset(at.index - 1, directory[at.index]);
-       directory.iset(at.index, before);
+       static_cast<void>(directory.iset(at.index - 1, directory[at.index]));
+       static_cast<void>(directory.iset(at.index, before));
      }},
-    {"it has 6 slots", [](HashWorld&, const Bucket& at) { at.entries().resize(6); }},
+    {"it has 6 slots", [](HashWorld&, const Bucket& at) { static_cast<void>(at.entries().resize(6)); }},
     {"it miscounts what is chained", [](HashWorld&, const Bucket& at) { ++HashAccess::chained(*at.bucket); }},
     {"it miscounts what is not chained", [](HashWorld&, const Bucket& at) { --HashAccess::unchained(*at.bucket); }},
-    {"a chain of less than two", [](HashWorld&, const Bucket& at) { HashAccess::entries(*at.chain).resize(1); }},
+    {"a chain of less than two",
+     [](HashWorld&, const Bucket& at) { static_cast<void>(HashAccess::entries(*at.chain).resize(1)); }},
     {"is not an entry",
      [](HashWorld&, const Bucket& at) {
        pstHandle<psObj> entry(at.entries()[at.alone]);
@@ -180,16 +181,19 @@ const Damage<HashWorld, Bucket> damagesToATable[] = {
      [](HashWorld&, const Bucket& at) {
        const unsigned int other = (at.alone + 1) % 5;
        const pstRef<psObj> entry = at.entries()[at.alone];
-       at.entries().iset(at.alone, at.entries()[other]);
-       at.entries().iset(other, entry);
+       static_cast<void>(at.entries().iset(at.alone, at.entries()[other]));
+       static_cast<void>(at.entries().iset(other, entry));
      }},
     {"is owned twice",
-     [](HashWorld&, const Bucket& at) { HashAccess::entries(*at.chain).iset(0, at.entries()[at.alone]); }},
+     [](HashWorld&, const Bucket& at) {
+       static_cast<void>(HashAccess::entries(*at.chain).iset(0, at.entries()[at.alone]));
+     }},
     {"does not lie in its bucket's container",
      [](HashWorld& world, const Bucket& at) {
        const pstHandle<psHashMapEntry> entry(at.entries()[at.alone]);
        const pstHandle<psContObj> place = world.store.container("elsewhere");
-       at.entries().iset(at.alone, pstRef<psObj>(new (place) psHashMapEntry(entry->key(), entry->value())));
+       static_cast<void>(
+           at.entries().iset(at.alone, pstRef<psObj>(new (place) psHashMapEntry(entry->key(), entry->value()))));
      }},
     {"is not an administrator",
      [](HashWorld& world, const Bucket&) {

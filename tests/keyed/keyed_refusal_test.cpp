@@ -240,7 +240,7 @@ TEST(KeyedRefusal, WhatIsHalfConstructedTakesNothingAndCanBeDeleted) {
       const pstHandle<psContObj> place = world->store.container("sets");
       pstHandle<psCollection> made;
       const auto act = [&] {
-        place.open(pscUpdate);
+        static_cast<void>(place.open(pscUpdate));
         made = makeOther(*world, structure, kind);
         return !made.isNull();
       };

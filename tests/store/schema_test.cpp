@@ -279,9 +279,9 @@ TEST_F(Schema, ObjectsOfAnOlderVersionAreReadChangedAndUpgraded) {
                   if (pinned.open(pscUpdate) != 1) return s.lastError();
                   const Package* const before = pinned.operator->();
                   pinned->age = 99;
-                  pinned->lines.resize(5);
+                  static_cast<void>(pinned->lines.resize(5));
                   s.abort();
-                  s.begin(pscUpdate);
+                  static_cast<void>(s.begin(pscUpdate));
                   if (pinned.operator->() != before) return std::string("moved by the abort");
                   if (const std::string found = complaint(*pinned, 0, 0); !found.empty()) return found + " after abort";
                   it.scan(s.container(s.database("shop"), "packages"), pscRead);
@@ -309,7 +309,7 @@ TEST_F(Schema, ObjectsOfAnOlderVersionAreReadChangedAndUpgraded) {
                   if (s.upgrade(note) != 1) return s.lastError();
                   if (last.done != last.containers || last.pagesRead == 0) return std::string("no progress was told");
                   if (s.upgrade(note) != 1 || last.pagesWritten != 0) return std::string("upgraded twice");
-                  s.begin(pscRead);
+                  static_cast<void>(s.begin(pscRead));
                   std::ifstream dropped(droppedFile_);
                   for (std::uint64_t bits = 0; dropped >> bits;) {
                     psId id;
@@ -444,13 +444,13 @@ TEST_F(Schema, ArraysOfObjectsThatGetADescriptionGetOneToo) {
             "");
   EXPECT_EQ(run(introduceAll, pscNoOpen,
                 [&](psSession& s) {
-                  s.begin(pscRead);
+                  static_cast<void>(s.begin(pscRead));
                   pstItr<Holder> it;
                   it.scan(holders(s), pscRead);
                   if (!it.next() || !isDescribed(storageOf(*it))) return std::string("not described by an update");
                   s.abort();
                   if (s.upgrade() != 1) return s.lastError();
-                  s.begin(pscRead);
+                  static_cast<void>(s.begin(pscRead));
                   it.scan(holders(s), pscRead);
                   int i = 0;
                   for (; it.next(); ++i) {
@@ -528,10 +528,10 @@ TEST_F(Schema, CollectionsOfAnOlderComparatorAreWalkedAndOrderedAnew) {
       if (!set->add(made) || map->put(made, made) != 1 || !hashSet->add(made) || !hashMap->put(made, made))
         return s.lastError() + " add";
     }
-    s.name(set, in, names[0]);
-    s.name(map, in, names[1]);
-    s.name(hashSet, in, names[2]);
-    s.name(hashMap, in, names[3]);
+    static_cast<void>(s.name(set, in, names[0]));
+    static_cast<void>(s.name(map, in, names[1]));
+    static_cast<void>(s.name(hashSet, in, names[2]));
+    static_cast<void>(s.name(hashMap, in, names[3]));
     return commit(s);
   };
   ASSERT_EQ(run(introduceOrder, pscUpdate, write), "");
@@ -561,14 +561,14 @@ TEST_F(Schema, CollectionsOfAnOlderComparatorAreWalkedAndOrderedAnew) {
                   for (const char* const name : names) {
                     const bool isSorted = std::strstr(name, "tree") != nullptr;
                     pstHandle<psCollection> c;
-                    s.begin(pscUpdate);
+                    static_cast<void>(s.begin(pscUpdate));
                     if (c.lookupObj(in, name, pscUpdate) != 1) return s.lastError();
                     if (ps::reorder(c) != 0 || s.lastErrorKind() != psErrorKind::schema) return std::string("lumps");
                     if (isSorted && c->size() != n) return std::string("changed");
                     if (s.commit() != (isSorted ? 1 : 0)) return std::string(name) + ": half of it was committed";
                   }
                   lumps = false;
-                  s.begin(pscUpdate);
+                  static_cast<void>(s.begin(pscUpdate));
                   for (const char* const name : names) {
                     pstHandle<psCollection> c;
                     if (c.lookupObj(in, name, pscUpdate) != 1 || ps::reorder(c) != 1)

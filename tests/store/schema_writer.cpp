@@ -42,8 +42,8 @@ class Package : public Animal {
     places[1].x = static_cast<float>(i);
     const std::string text = "name " + std::to_string(i);
     if (name.resize(static_cast<unsigned>(text.size())) == 1) std::memcpy(name.head(), text.data(), text.size());
-    for (int j = 0; j < i % 4; ++j) lines.extend(Line{i + j});
-    if (i % 5 == 0) gone.resize(3);
+    for (int j = 0; j < i % 4; ++j) static_cast<void>(lines.extend(Line{i + j}));
+    if (i % 5 == 0) static_cast<void>(gone.resize(3));
     kilobytes = i;
     small = static_cast<unsigned char>(i);
   }
@@ -68,7 +68,7 @@ struct Plain {
 class Holder : public psObj {
   PS_PERSISTENT_CLASS(Holder, psObj, 20403)
  public:
-  explicit Holder(int i) { plains.extend(Plain{i}); }
+  explicit Holder(int i) { static_cast<void>(plains.extend(Plain{i})); }
   pstVArray<Plain> plains;
 };
 

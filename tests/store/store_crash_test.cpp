@@ -194,7 +194,8 @@ bool commitBatch(psSession& session, std::int64_t batch) {
     const pstHandle<Linked> made(new (in) Linked(batch, batchBytes(batch, shelf)));
     pstHandle<Linked> previous;
     if (made.isNull() || session.key(made, in, psKey(batch)) != 1) return false;
-    if (previous.lookupObj(in, psKey(batch - 1), pscUpdate) == 1) previous->links.extend(pstRef<psObj>(made));
+    if (previous.lookupObj(in, psKey(batch - 1), pscUpdate) == 1)
+      static_cast<void>(previous->links.extend(pstRef<psObj>(made)));
     pstHandle<psObj> old;
     if (old.lookupObj(in, psKey(batch - keptBatches), pscNoOpen) == 1) psDelete(old);
   }

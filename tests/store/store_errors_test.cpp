@@ -584,7 +584,7 @@ TEST(StoreClasses, ARefusedNumberFailsTheFirstOpen) {
         {
           ptmRegisterClass(number, "Intruder", psObj::pstTypeN, 64, psRelocation::allowed);
           psSession session;
-          session.open("memory:");
+          static_cast<void>(session.open("memory:"));
           std::fputs(session.lastError().c_str(), stderr);
           std::_Exit(session.begin(pscRead));
         },
@@ -788,9 +788,9 @@ TEST_F(StoreErrors, ErrorsAreThrownWhereThatIsAskedFor) {
     return 0;
   };
   EXPECT_EQ(numberThrown([&] { links[9] = self; }), psteVArrayBound.number);
-  EXPECT_EQ(numberThrown([&] { links.iset(9, self); }), psteVArrayBound.number);
-  EXPECT_EQ(numberThrown([&] { session_.begin(pscRead); }), psteStore.number);
-  EXPECT_EQ(numberThrown([&] { session_.name(object, object, ""); }), psteStore.number);
+  EXPECT_EQ(numberThrown([&] { static_cast<void>(links.iset(9, self)); }), psteVArrayBound.number);
+  EXPECT_EQ(numberThrown([&] { static_cast<void>(session_.begin(pscRead)); }), psteStore.number);
+  EXPECT_EQ(numberThrown([&] { static_cast<void>(session_.name(object, object, "")); }), psteStore.number);
   EXPECT_EQ(numberThrown([&] { EXPECT_EQ(psId(1, 1, 9, 9).update(), 0); }), 0) << "it does not exist";
   const pstHandle<psObj> nowhere;
   EXPECT_EQ(numberThrown([&] { pstHandle<Flat>(new (nowhere) Flat(1)); }), psteStore.number);
@@ -803,8 +803,8 @@ TEST_F(StoreErrors, ErrorsAreThrownWhereThatIsAskedFor) {
       psteStore.number);
   EXPECT_EQ(numberThrown([&] { EXPECT_EQ(session_.name(object, object, "fine"), 1); }), 0);
   commit();
-  EXPECT_EQ(numberThrown([&] { session_.commit(); }), psteStore.number);
-  EXPECT_EQ(numberThrown([&] { pstHandle<psObj>(object.oid()).open(pscRead); }), psteStore.number);
+  EXPECT_EQ(numberThrown([&] { static_cast<void>(session_.commit()); }), psteStore.number);
+  EXPECT_EQ(numberThrown([&] { static_cast<void>(pstHandle<psObj>(object.oid()).open(pscRead)); }), psteStore.number);
   session_.throwErrors(false);
   EXPECT_EQ(session_.commit(), 0);
 }

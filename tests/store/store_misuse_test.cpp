@@ -84,11 +84,11 @@ TEST(StoreMisuseDeath, AMistakeEndsTheProgramWithASentence) {
   EXPECT_DEATH(
       {
         psSession session;
-        session.open("memory:");
-        session.begin(pscUpdate);
+        static_cast<void>(session.open("memory:"));
+        static_cast<void>(session.begin(pscUpdate));
         const pstHandle<Flat> flat(new (session.container(session.database("a"), "b")) Flat(1));
         const Flat* const object = flat.operator->();
-        session.commit();
+        static_cast<void>(session.commit());
         object->psOid();
       },
       "pscollections: object \\(1,1,1,1\\) is used after the transaction");

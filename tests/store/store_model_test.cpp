@@ -211,7 +211,7 @@ class StoreModel : public ::testing::TestWithParam<Configuration> {
   void remove() {
     const psId id = anyObject();
     pstHandle<psObj> object(id);
-    if (chance(50)) object.open(chance(50) ? pscRead : pscUpdate);
+    if (chance(50)) static_cast<void>(object.open(chance(50) ? pscRead : pscUpdate));
     ASSERT_EQ(psDelete(object), 1) << session_.lastError();
     EXPECT_EQ(object.oid(), id);
     forget(id);

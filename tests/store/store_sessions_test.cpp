@@ -202,7 +202,7 @@ TEST(StoreSessions, OfAnotherSessionAreReported) {
   const Reports reports;
   {
     const CurrentSession here(first.session);
-    first.object.open(pscRead);
+    static_cast<void>(first.object.open(pscRead));
     EXPECT_EQ(first.object->number, 1);
   }
   EXPECT_EQ(Reports::take(), "");

@@ -74,7 +74,7 @@ std::vector<ItemKey> SetModel::list() const {
 
 pstHandle<psObj> storedCollection(psSession& session) {
   pstHandle<psCollection> collection;
-  collection.lookupObj(session.database("test"), "set", pscRead);
+  static_cast<void>(collection.lookupObj(session.database("test"), "set", pscRead));
   return collection;
 }
 

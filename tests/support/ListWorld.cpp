@@ -22,7 +22,7 @@ std::string complaintsAbout(const pstHandle<psTreeList>& list, const ListModel& 
 
 pstHandle<psTreeList> storedList(psSession& session) {
   pstHandle<psTreeList> list;
-  list.lookupObj(session.database("test"), "list", pscRead);
+  static_cast<void>(list.lookupObj(session.database("test"), "list", pscRead));
   return list;
 }
 

@@ -58,7 +58,7 @@ class SparseTree {
       EXPECT_TRUE(tree->add(item));
     }
   }
-  void find() { tree.lookupObj(store->database("test"), "tree", pscRead); }
+  void find() { static_cast<void>(tree.lookupObj(store->database("test"), "tree", pscRead)); }
   std::string complaints() const {
     return faultsOf(tree) + (elementsOf(*tree) == elements ? "" : "the elements have changed\n") +
            (isSorted() && !findsAll() ? "an element is not found where it is\n" : "");

@@ -56,7 +56,7 @@ class TypedModel {
  public:
   TypedModel(std::uint64_t seed, TempStore::Place place)
       : place_(place), store_(place, ps::test::unsynced()), random_(seed) {
-    store_->begin(pscUpdate);
+    static_cast<void>(store_->begin(pscUpdate));
     const auto in = store_.container("typed");
     ids_ = {Set::create(in, 4).id(),     Groups::create(in, 5).id(),  Map::create(in, 4).id(),
             HashSet::create(in, 5).id(), HashMap::create(in, 5).id(), List::create(in, 4).id()};

@@ -33,7 +33,7 @@ class alignas(8) PS_API psId {
   bool isValid() const;
 
   // Opens the object for update without keeping it open. 1 on success, else 0.
-  int update() const;
+  [[nodiscard]] int update() const;
 
   // The 8 bytes as one number: database in the low 16 bits, slot in the high 16 bits.
   std::uint64_t bits() const {

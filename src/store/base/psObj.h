@@ -55,7 +55,7 @@ class PS_API psObj {
   virtual void psPostMoveInit();
 
   // Opens the object itself for update. 1 on success; on 0 nothing may be written.
-  int psUpdate() const;
+  [[nodiscard]] int psUpdate() const;
 
   // Makes the argument a handle or reference to this object, opened in the mode, and returns it. When the open is
   // refused, the argument names the object and is not open.
