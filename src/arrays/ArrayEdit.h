@@ -113,6 +113,7 @@ class ArrayEdit {
 
   void open() {
     if (object_ == nullptr) return;
+    ++currentSession->arrayEdits;
     const int isOpened = array_.isNull() ? object_->entries_.update() : object_->entries_.updateWithin();
     if (isOpened == 1) useStorage();
     if (entries_ == nullptr) object_ = nullptr;

@@ -258,7 +258,8 @@ int psSession::names(const pstHandle<psObj>& scope, const FilingVisitor& visit, 
 }
 
 int psSession::upgrade(const UpgradeProgress& progress) {
-  return result(isHere(core_.get()) && ps::detail::upgrade(*core_, progress));
+  const Called session(core_.get());
+  return result(session && ps::detail::upgrade(*core_, progress));
 }
 
 std::string psSession::lastError() const { return pehSessionDataGetFunction()->text(); }

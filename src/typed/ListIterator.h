@@ -20,8 +20,9 @@ namespace detail {
 // const Ref<T>&, null where the list has a null element, and stays valid while this iterator stands there. Two
 // iterators of one list are compared by their positions.
 //
-// Steps of 1 read the next element; longer ones descend the tree when the iterator is next used. When the list has
-// changed so that another element is at the position, a use throws ps::Error of kind usage; position the iterator anew.
+// Steps of 1 read the next element; longer ones descend the tree when the iterator is next used. So does the first use
+// after anything has changed: when another element is now at the position, it throws ps::Error of kind usage. Position
+// the iterator anew then.
 //
 // With direction -1 it walks from the last to the first. (*it of a std::reverse_iterator would be a reference into a
 // temporary iterator.)
@@ -80,11 +81,21 @@ class ListIterator {
   static constexpr std::ptrdiff_t nowhere = std::numeric_limits<std::ptrdiff_t>::min();
 
   const Ref<T>& element() const {
-    if (at_ != nowhere && PS_UNLIKELY(!cursor_.standsOn(pstRef<psObj>(here_.id())))) {
-      detail::throwChanged(cursor_.collection());
-    }
+    if (at_ != nowhere && PS_UNLIKELY(seen_ != detail::editStamp())) verify();
     if (at_ != index_) move();
     return here_;
+  }
+  // Whatever was changed: the same element must be where the cursor stands.
+  void verify() const {
+    const Ref<T> before = here_;
+    const std::ptrdiff_t from = std::exchange(at_, nowhere);
+    const detail::Watch watch;
+    pstRef<psObj> element;
+    const bool isThere = cursor_.toIndex(static_cast<int>(from), element);
+    watch.check(cursor_.collection(), "the list cannot be read");
+    if (!isThere || before.id() != element.oid()) detail::throwChanged(cursor_.collection());
+    at_ = from;
+    seen_ = detail::editStamp();
   }
   // Brings the cursor to the position.
   void move() const {
@@ -98,11 +109,13 @@ class ListIterator {
     if (!isThere) detail::throwNoPosition(cursor_.collection());
     here_ = Ref<T>(element.oid());
     at_ = index_;
+    seen_ = detail::editStamp();
   }
 
   mutable detail::TreeCursor cursor_;
   std::ptrdiff_t index_ = 0;
   mutable std::ptrdiff_t at_ = nowhere;  // where the cursor stands
+  mutable std::uint64_t seen_ = 0;       // when it was known to
   mutable Ref<T> here_;                  // the element there
   mutable Ref<T> elsewhere_;             // what operator[] gave
 };

@@ -169,7 +169,22 @@ class TypedModel {
     model_.values.erase(text);
   }
 
+  // An iterator that stands in the list meanwhile goes on where the same element is at its position.
   void changeList() {
+    auto standing = list().begin() + static_cast<std::ptrdiff_t>(random_() % (model_.list.size() + 1));
+    const auto at = static_cast<std::size_t>(standing.index());
+    if (at == model_.list.size()) return changeListAt();
+    const psId before = (*standing).id();
+    changeListAt();
+    if (at < model_.list.size() && model_.list[at] == before) {
+      EXPECT_EQ((*standing).id(), before);
+      EXPECT_TRUE(at + 1 == model_.list.size() || (*++standing).id() == model_.list[at + 1]);
+    } else {
+      EXPECT_THROW(*standing, ps::Error);
+    }
+  }
+
+  void changeListAt() {
     List all = list();
     const int size = static_cast<int>(model_.list.size());
     const int at = static_cast<int>(random_() % (model_.list.size() + 1));

@@ -86,6 +86,7 @@ struct SessionHead {
   std::uint64_t noteStamp = 0;    // notes of another stamp are forgotten
   std::uint64_t failures = 0;     // the refusals, and opens of what does not exist, which are none
   std::uint64_t changeStamp = 0;  // moves with the other stamps, and when a layer above says so: see noteChange
+  std::uint64_t arrayEdits = 0;   // moves when an array of a collection is opened to be changed
   bool filledRows = false;        // something was noted in rows that is not stored; see mayNoteInRow
   std::uint64_t serial = 0;       // no other session of the process has it; 0 without one
 };
@@ -235,6 +236,9 @@ bool mayNoteInRow(const void* storage);
 // transaction begins or ends, and when all notes are forgotten.
 inline void noteChange() { ++currentSession->changeStamp; }
 inline std::uint64_t changeStamp() { return currentSession->changeStamp; }
+
+// A number that is another one after anything in the session may have changed, elements within their arrays too.
+inline std::uint64_t editStamp() { return currentSession->changeStamp + currentSession->arrayEdits; }
 
 // Whether an object, or the storage of an array, is in memory and its page counts as changed.
 inline bool isResidentForUpdate(const psId& id) {

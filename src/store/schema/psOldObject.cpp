@@ -63,32 +63,34 @@ const FieldShape* psOldObject::find(std::string_view field, unsigned int i, cons
   return found;
 }
 
-std::int64_t psOldObject::signedInteger(const char* field, unsigned int i, std::int64_t least,
-                                        std::int64_t most) const {
+bool psOldObject::findInteger(const char* field, unsigned int i, std::uint64_t& value, bool& isNegative) const {
   const char* place = nullptr;
   const FieldShape* const found = find(field, i, place);
-  if (found == nullptr) return 0;
+  if (found == nullptr) return false;
   if (!isInteger(found->kind)) {
     complain(field, "was no integer");
-    return 0;
+    return false;
   }
-  const auto value = static_cast<std::int64_t>(integerAt(place, found->kind, found->size));
-  const bool isTooLarge = isUnsigned(found->kind) && value < 0;
-  if (!isTooLarge && value >= least && value <= most) return value;
+  value = integerAt(place, found->kind, found->size);
+  isNegative = !isUnsigned(found->kind) && static_cast<std::int64_t>(value) < 0;
+  return true;
+}
+
+std::int64_t psOldObject::signedInteger(const char* field, unsigned int i, std::int64_t least,
+                                        std::int64_t most) const {
+  std::uint64_t bits = 0;
+  bool isNegative = false;
+  if (!findInteger(field, i, bits, isNegative)) return 0;
+  const auto value = static_cast<std::int64_t>(bits);
+  if (isNegative == (value < 0) && value >= least && value <= most) return value;
   complain(field, "does not fit into the type that it is asked as");
   return 0;
 }
 
 std::uint64_t psOldObject::unsignedInteger(const char* field, unsigned int i, std::uint64_t most) const {
-  const char* place = nullptr;
-  const FieldShape* const found = find(field, i, place);
-  if (found == nullptr) return 0;
-  if (!isInteger(found->kind)) {
-    complain(field, "was no integer");
-    return 0;
-  }
-  const std::uint64_t value = integerAt(place, found->kind, found->size);
-  const bool isNegative = !isUnsigned(found->kind) && static_cast<std::int64_t>(value) < 0;
+  std::uint64_t value = 0;
+  bool isNegative = false;
+  if (!findInteger(field, i, value, isNegative)) return 0;
   if (!isNegative && value <= most) return value;
   complain(field, "does not fit into the type that it is asked as");
   return 0;

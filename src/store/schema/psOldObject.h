@@ -60,6 +60,7 @@ class PS_API psOldObject {
 
  private:
   const ps::detail::FieldShape* find(std::string_view field, unsigned int i, const char*& place) const;
+  bool findInteger(const char* field, unsigned int i, std::uint64_t& value, bool& isNegative) const;
   std::int64_t signedInteger(const char* field, unsigned int i, std::int64_t least, std::int64_t most) const;
   std::uint64_t unsignedInteger(const char* field, unsigned int i, std::uint64_t most) const;
   double number(const char* field, unsigned int i) const;
