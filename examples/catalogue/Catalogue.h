@@ -15,7 +15,7 @@ class Term : public psObj {
 
  public:
   explicit Term(std::string_view word) : word_(word) {}
-  std::string_view word() const { return word_.viewIfReadable(); }
+  std::string_view word() const { return word_.view(); }
 
  private:
   ps::String word_;

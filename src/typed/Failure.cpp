@@ -2,6 +2,7 @@
 
 #include "store/base/IdText.h"
 #include "store/pstHandle.h"
+#include "typed/Order.h"
 
 namespace ps::detail {
 
@@ -19,6 +20,11 @@ void throwRefused(const psId& id, const char* sentence) {
 void throwNotOpen(const psId& id) {
   if (id.isNull()) throwError(psErrorKind::absent, id, "a null reference was followed");
   throwRefused(id, "the object cannot be opened");
+}
+
+void noteRefusal(const psException& error) {
+  pehSessionDataGetFunction()->record(pscError, error.number(), error.kind(), error.what());
+  RefusalWatch::tellAll();
 }
 
 void throwWithoutClass(const psId& id) {

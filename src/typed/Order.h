@@ -102,6 +102,9 @@ struct RawKey {
   bool isPrefix = false;                                        // the last of these, a text, is only how it begins
 };
 
+// Counts and signals as a refusal what a key function has thrown.
+PS_API void noteRefusal(const psException& error);
+
 // What PS_ORDER generates. Self has the keys.
 template <class Self>
 class Order : public psCompare {
@@ -110,30 +113,30 @@ class Order : public psCompare {
   explicit Order(psInternalObj tag) : psCompare(tag) {}
 
   int compare(const pstHandle<psObj>& element, const void*& key) const override {
-    const auto* const stored = opened(element);
-    if (stored == nullptr) return 0;
     const RawKey& raw = *static_cast<const RawKey*>(key);
-    const int result = compareWith<0>(*stored, raw);
-    return result != 0 ? result : static_cast<int>(raw.end);
+    return answer(element, [&raw](const auto& stored) {
+      const int result = compareWith<0>(stored, raw);
+      return result != 0 ? result : static_cast<int>(raw.end);
+    });
   }
   int compare(const pstHandle<psObj>& element, const pstHandle<psObj>& other) const override {
-    const auto* const a = opened(element);
-    const auto* const b = opened(other);
-    return a == nullptr || b == nullptr ? 0 : compareObjects<0>(*a, *b);
+    return answer(element, [&other](const auto& a) {
+      const auto* const b = opened(other);
+      return b == nullptr ? 0 : compareObjects<0>(a, *b);
+    });
   }
   int hash(const void*& key) const override { return hashOf(viewsIn<Self>(*static_cast<const RawKey*>(key))); }
   int hash(const pstHandle<psObj>& element) const override {
-    const auto* const stored = opened(element);
-    return stored == nullptr ? 0 : hashOf(viewsOf(*stored));
+    return answer(element, [](const auto& stored) { return hashOf(viewsOf(stored)); });
   }
   std::uint64_t abbreviation(const void*& key) const override {
     const RawKey& raw = *static_cast<const RawKey*>(key);
     return std::max<std::uint64_t>(abbreviate<0>(viewsIn<Self>(raw), raw, 0), 1);
   }
   std::uint64_t abbreviation(const pstHandle<psObj>& element) const override {
-    const auto* const stored = opened(element);
-    if (stored == nullptr) return 1;
-    return std::max<std::uint64_t>(abbreviate<0>(viewsOf(*stored), RawKey{nullptr}, 0), 1);
+    return answer(element, [](const auto& stored) {
+      return std::max<std::uint64_t>(abbreviate<0>(viewsOf(stored), RawKey{nullptr}, 0), 1);
+    });
   }
 
   template <class C>
@@ -167,6 +170,20 @@ class Order : public psCompare {
   }
   static auto opened(const pstHandle<psObj>& element) {
     return static_cast<const typename Self::Element*>(static_cast<const psObj*>(element.operator->()));
+  }
+  // What f makes of an element. 0 when the element cannot be opened, or what a key function reads throws: a comparator
+  // must not throw. The session counts that as a refusal, so nobody uses the answer.
+  template <class F>
+  static auto answer(const pstHandle<psObj>& element, F f) {
+    const auto* const stored = opened(element);
+    using Answer = decltype(f(*stored));
+    if (stored == nullptr) return Answer{0};
+    try {
+      return f(*stored);
+    } catch (const psException& error) {
+      noteRefusal(error);
+      return Answer{0};
+    }
   }
 
   template <std::size_t I, class C>
@@ -246,7 +263,8 @@ constexpr detail::Descending<F> descending(F key) {
 //
 // The number is a class number of its own, as in PS_PERSISTENT_CLASS. A key is a member, a member function or a
 // function of a const reference to the element; the first one says what the elements are. Its values are numbers,
-// enumerations, texts or references; see ps::View. Texts compare by their bytes. The comparator compares, hashes and
+// enumerations, texts or references; see ps::View. Texts compare by their bytes. What
+// a function throws, because it cannot read something, counts as a refusal. The comparator compares, hashes and
 // abbreviates elements and the keys of the typed collections. The raw keys of the collections that are not typed mean
 // nothing to it.
 //

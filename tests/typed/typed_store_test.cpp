@@ -5,6 +5,7 @@
 #include <set>
 #include <sstream>
 #include <unordered_set>
+#include <vector>
 
 #include "pstyped.h"
 #include "support/ScratchFolder.h"
@@ -32,6 +33,11 @@ class Trap : public psObj {
   }
 };
 PS_ORDER(ByName, 20523, &Animal::name)
+bool isUnreadable = false;
+PS_ORDER(ByTrap, 20524, [](const Animal& animal) {
+  if (isUnreadable) throw ps::Error(psErrorKind::damaged, psId(), "a text cannot be read");
+  return animal.name.view();
+})
 
 using Animals = ps::SortedSet<Animal, ByName>;
 
@@ -167,4 +173,24 @@ TEST(TypedStore, TextsChangeAndCompare) {
     text = std::string(70000, 'x');
     EXPECT_EQ(text.size(), 70000U);
   }
+}
+
+TEST(TypedStore, KeysThatThrowAreRefusals) {
+  ps::test::TempStore store(ps::test::TempStore::Place::memory);
+  ASSERT_EQ(store->begin(pscUpdate), 1);
+  const auto in = store.container("animals");
+  auto sorted = ps::SortedSet<Animal, ByTrap>::create(in);
+  auto hashed = ps::HashSet<Animal, ByTrap>::create(in);
+  for (const char* const name : {"Rex", "Tom", "Kitty"}) {
+    const auto animal = ps::make<Animal>(in, name);
+    EXPECT_TRUE(sorted.insert(animal) && hashed.insert(animal));
+  }
+  const auto other = ps::make<Animal>(in, "Rex");
+  isUnreadable = true;
+  for (const auto& action : std::vector<std::function<void()>>{
+           [&] { sorted.contains("Rex"); }, [&] { hashed.contains("Rex"); }, [&] { sorted.insert(other); },
+           [&] { hashed.insert(other); }, [&] { sorted.erase("Tom"); }, [&] { sorted.find(other); }})
+    EXPECT_EQ(kindOf(action), psErrorKind::damaged);
+  isUnreadable = false;
+  EXPECT_TRUE(sorted.size() == 3 && hashed.size() == 3 && sorted.contains("Tom") && hashed.contains("Rex"));
 }

@@ -15,9 +15,9 @@ class Package : public psObj {
           std::string_view)
       : name_(name), section_(section), description_(summary), kilobytes_(static_cast<int>(bytes / 1024)) {}
 
-  std::string_view name() const { return name_.viewIfReadable(); }
-  std::string_view section() const { return section_.viewIfReadable(); }
-  std::string_view summary() const { return description_.viewIfReadable(); }
+  std::string_view name() const { return name_.view(); }
+  std::string_view section() const { return section_.view(); }
+  std::string_view summary() const { return description_.view(); }
   std::string_view priority() const { return "not kept by this version"; }
   std::int64_t bytes() const { return std::int64_t{kilobytes_} * 1024; }
 

@@ -19,9 +19,9 @@ class Package : public psObj {
     priority_[std::min(priority.size(), sizeof priority_ - 1)] = '\0';
   }
 
-  std::string_view name() const { return name_.viewIfReadable(); }
-  std::string_view section() const { return section_.viewIfReadable(); }
-  std::string_view summary() const { return summary_.viewIfReadable(); }
+  std::string_view name() const { return name_.view(); }
+  std::string_view section() const { return section_.view(); }
+  std::string_view summary() const { return summary_.view(); }
   std::string_view priority() const { return priority_; }
   std::int64_t bytes() const { return bytes_; }
 
