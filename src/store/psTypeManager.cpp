@@ -122,7 +122,7 @@ void describeClass(unsigned int typeN, std::uint32_t version, const std::vector<
   TypeRegistry::instance().describe(typeN, std::move(known), std::move(arrays));
 }
 
-void describeElements(const Structure& structure) { TypeRegistry::instance().addElements(structure); }
+void describeElements(const Structure& elements) { TypeRegistry::instance().addElements(elements); }
 
 void addConversion(unsigned int typeN, std::uint32_t from,
                    void (*run)(const psOldObject& old, void* now, void (*function)()), void (*function)()) {

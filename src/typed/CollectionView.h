@@ -45,7 +45,6 @@ pstHandle<psCompare> makeComparator(const pstHandle<psContObj>& in) {
 }
 
 PS_API psId requireFiled(const pstHandle<psObj>& scope, const char* name);
-[[noreturn]] PS_API void throwNoPosition(const psId& collection);
 
 constexpr int usualSlots = 101;  // of a bucket
 

@@ -11,6 +11,7 @@ namespace ps {
 namespace detail {
 
 [[noreturn]] PS_API void throwChanged(const psId& collection);
+[[noreturn]] PS_API void throwNoPosition(const psId& collection);
 
 // What an iterator of a set stands at. MapEntry is that of a map.
 template <class T>

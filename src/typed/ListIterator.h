@@ -10,12 +10,6 @@
 
 namespace ps {
 
-namespace detail {
-
-[[noreturn]] PS_API void throwNoPosition(const psId& collection);
-
-}  // namespace detail
-
 // Stands at a position of a list, or behind the last. Random access, in C++17 and by the concepts of C++20: *it is a
 // const Ref<T>&, null where the list has a null element, and stays valid while this iterator stands there. Two
 // iterators of one list are compared by their positions.

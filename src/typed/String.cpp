@@ -1,5 +1,6 @@
 #include "typed/String.h"
 
+#include <algorithm>
 #include <cstring>
 #include <limits>
 
@@ -31,7 +32,7 @@ String& String::assign(std::string_view text) {
 String& String::append(std::string_view text) {
   const std::string copy(text);
   const std::size_t before = size();
-  if (!copy.empty()) std::memcpy(resized(characters_, before + copy.size()) + before, copy.data(), copy.size());
+  if (!copy.empty()) std::copy_n(copy.data(), copy.size(), resized(characters_, before + copy.size()) + before);
   return *this;
 }
 

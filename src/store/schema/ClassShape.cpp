@@ -214,7 +214,8 @@ bool ClassShape::decode(std::string_view bytes, unsigned int number) {
   own.version = reader.number<std::uint32_t>();
   base = reader.number<std::uint32_t>();
   readFields(reader, own.fields, 0);
-  levels.assign(1, std::move(own));
+  levels.clear();
+  levels.push_back(std::move(own));
   if (!reader.isAtEnd()) {
     for (std::uint32_t n = reader.number<std::uint16_t>(); n > 0 && reader.isSound(); --n) {
       ClassLevel level;

@@ -27,7 +27,7 @@ struct FieldShape {
   FieldShape() = default;
   explicit FieldShape(const Field& field);
   // A structure that is not a member.
-  explicit FieldShape(const Structure& structure);
+  explicit FieldShape(const Structure& described);
 
   std::uint32_t bytes() const { return size * count; }
 };

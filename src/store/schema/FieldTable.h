@@ -130,6 +130,15 @@ constexpr void requireStorable() {
       "fixed arrays of these, or structs that have PS_FIELDS themselves; a std::vector becomes a pstVArray");
 }
 
+// 1, or the elements of a fixed array.
+template <class T>
+constexpr std::uint32_t countOf() {
+  if constexpr (std::is_array_v<T>)
+    return static_cast<std::uint32_t>(std::extent_v<T>) * countOf<std::remove_extent_t<T>>();
+  else
+    return 1;
+}
+
 template <class Self, class Pointer>
 struct Member;
 template <class Self, class Owner, class T>
@@ -149,7 +158,7 @@ constexpr Field field(std::size_t offset, std::string_view name, Names... former
   field.offset = static_cast<std::uint32_t>(offset);
   field.size = sizeof(One);
   field.alignment = alignof(One);
-  field.count = sizeof(T) / sizeof(One);
+  field.count = countOf<T>();
   if constexpr (isStorable<One>()) {
     field.kind = kindOf<One>();
     using Element = typename ElementOf<One>::type;
