@@ -17,8 +17,8 @@ class Indexing {
   ~Indexing();
 
   // Adds what a file holds beyond what the book already has of it. "-" is standard input, taken as one long text.
-  // False, with errno set, when the file cannot be read to its end; what was read is added all the same. Throws a
-  // WordBookError when the store fails.
+  // False, with errno set, when the file cannot be read to its end; what was read is added all the same. Throws when
+  // the store fails, as WordBook does.
   bool addFile(const std::string& name);
   void commit() { book_.commit(); }
 

@@ -7,11 +7,12 @@
 // A text, and how much of it was read.
 class Text : public psObj {
   PS_PERSISTENT_CLASS(Text, psObj, 20003)
+  PS_FIELDS(name_, bytes_, lines_)
 
  public:
-  explicit Text(const pstHandle<Word>& name) : name_(name) {}
+  explicit Text(const ps::Ref<Word>& name) : name_(name) {}
 
-  const pstRef<Word>& name() const { return name_; }
+  ps::Ref<Word> name() const { return name_; }
   // How much of the text is in the book: this many bytes, and this many lines that end within them.
   std::uint64_t bytes() const { return bytes_; }
   std::uint64_t lines() const { return lines_; }

@@ -1,21 +1,23 @@
 #pragma once
 
-#include <pscollections.h>
+#include <pstyped.h>
 
-#include <string>
+#include <string_view>
 
-// A word of the book, or the name of a text. It is an object of the store, with its letters in an array of the store,
-// and other objects of the store can refer to it.
+// A word of the book, or the name of a text. Other objects of the store can refer to it.
 class Word : public psObj {
   PS_PERSISTENT_CLASS(Word, psObj, 20001)
+  PS_FIELDS(text_)
 
  public:
-  // When the store has no room for the text, the word is empty.
-  explicit Word(const std::string& text);
+  explicit Word(std::string_view text) : text_(text) {}
 
-  // Ends with a null character; valid while the word is open.
-  const char* text() const;
+  // Valid while the word is open.
+  std::string_view text() const { return text_.view(); }
 
  private:
-  pstVArray<char> letters_;
+  ps::String text_;
 };
+
+// Words by the bytes of their texts; for UTF-8 that is the order of the characters.
+PS_ORDER(ByText, 20002, &Word::text)

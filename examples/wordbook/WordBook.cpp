@@ -1,19 +1,14 @@
 #include "WordBook.h"
 
 #include <algorithm>
-#include <cstring>
 #include <filesystem>
-#include <memory>
-
-#include "Line.h"
-#include "WordCompare.h"
+#include <stdexcept>
 
 namespace {
 
 constexpr const char* databaseName = "wordbook";
 constexpr const char* wordsName = "words and lines";
 constexpr const char* textsName = "texts";
-constexpr int entriesInNode = 200;
 constexpr int slotsInBucket = 101;  // a prime, so that none are added
 constexpr std::uint64_t wordsInCommit = 10000;
 
@@ -39,70 +34,50 @@ std::string shown(const std::string& line) {
   return letters;
 }
 
-}  // namespace
-
-WordBook::WordBook(const std::string& path, psMode mode) : path_(path) {
+// The path of a store, which must be there when it is only read.
+const std::string& required(const std::string& path, psMode mode) {
   std::error_code ignored;
   if (mode == pscRead && !std::filesystem::exists(path, ignored) && !ignored) {
-    throw WordBookError("there is no store '" + path + "'" + howToMake(path));
+    throw std::runtime_error("there is no store '" + path + "'" + howToMake(path));
   }
+  return path;
+}
+
+psSessionOptions optionsFor(psMode mode) {
   psSessionOptions options;
   options.readOnly = mode == pscRead;
-  if (session_.open(path, options) != 1 || session_.begin(mode) != 1) fail();
-  find(mode);
+  return options;
 }
 
-void WordBook::find(psMode mode) {
-  database_ = session_.database(databaseName);
-  if (!database_.isNull()) {
-    words_ = lookUp<psTreeMap>(wordsName, mode);
-    texts_ = lookUp<psHashMap>(textsName, mode);
+}  // namespace
+
+WordBook::WordBook(const std::string& path, psMode mode)
+    : path_(path), session_(required(path, mode), optionsFor(mode)) {
+  require(session_.begin(mode) == 1);
+  try {
+    database_ = session_.database(databaseName);
+    if (mode == pscUpdate) create();
+    words_.emplace(database_, wordsName);
+    texts_.emplace(database_, textsName);
+  } catch (const ps::Error& error) {
+    if (error.kind() != psErrorKind::absent) throw;
+    throw std::runtime_error("the store '" + path_ + "' holds no word book" + howToMake(path_));
   }
-  requireNothingRefused();
-  if (!words_.isNull() && !texts_.isNull()) return;
-  if (mode != pscUpdate) throw WordBookError("the store '" + path_ + "' holds no word book" + howToMake(path_));
-  create();
 }
 
-// The object that is filed under the name; null when there is none.
-template <class Map>
-pstHandle<Map> WordBook::lookUp(const char* name, psMode mode) {
-  pstHandle<psObj> found;
-  if (found.lookupObj(database_, name, mode) == 1 && !found->psIsKindOf(Map::pstTypeN)) {
-    throw WordBookError("the store '" + path_ + "' keeps its " + name + " in a " + found->psGetTypeName() +
-                        ", which another version of wordbook did; index the texts into a new store");
-  }
-  return pstHandle<Map>(found);
-}
-
+// Creates what is not there.
 void WordBook::create() {
-  const pstHandle<psContObj> place = session_.container(database_, "index");
-  pstHandle<psCompare> order(new (place) WordCompare);
-  words_ = new (place) psTreeMap(order, entriesInNode);
-  file(words_, wordsName);
-  pstHandle<psContObj> bucketPlace = session_.container(database_, "texts");
-  texts_ = new (bucketPlace) psHashMap(order, slotsInBucket, 1, bucketPlace, bucketPlace);
-  file(texts_, textsName);
-  const pstHandle<psHashAdmin> admin(texts_->admin());
-  if (admin.open(pscUpdate) != 1) fail();
-  admin->setMaxBucketsPerContainer(partsInContainer);
-}
-
-void WordBook::file(const pstHandle<psCollection>& map, const char* name) {
-  if (map.isNull() || map->admin().isNull() || session_.name(map, database_, name) != 1) fail();
+  Words::open_or_create(database_, wordsName, session_.container(database_, "index"));
+  const Texts texts = Texts::open_or_create(database_, textsName, session_.container(database_, "texts"));
+  const ps::Ref<psHashAdmin> admin = texts.ref()->admin();
+  if (admin->maxBucketsPerContainer() == partsInContainer) return;
+  ps::edit(admin)->setMaxBucketsPerContainer(partsInContainer);
 }
 
 WordBook::Extent WordBook::beginText(const std::string& name) {
   takePlaces();
-  text_ = pstHandle<Text>(texts_->get(name.c_str()));
-  if (text_.isNull()) {
-    requireNothingRefused();
-    const pstHandle<Word> key(new (wordPlace_) Word(name));
-    if (key.isNull() || *key->text() == '\0') fail();
-    text_ = new (linePlace_) Text(key);
-    if (text_.isNull() || !texts_->put(key, text_)) fail();
-  }
-  if (text_.open(pscUpdate) != 1) fail();
+  const std::optional<ps::Ref<Text>> known = texts_->get(name);
+  text_ = known ? *known : addText(name);
   return {text_->bytes(), text_->lines()};
 }
 
@@ -111,111 +86,76 @@ void WordBook::takePlaces() {
   wordPlace_ = session_.container(database_, ("words" + group).c_str());
   linePlace_ = session_.container(database_, ("lines" + group).c_str());
   listPlace_ = session_.container(database_, ("lists" + group).c_str());
-  if (wordPlace_.isNull() || linePlace_.isNull() || listPlace_.isNull()) fail();
+}
+
+ps::Ref<Text> WordBook::addText(const std::string& name) {
+  const auto key = ps::make<Word>(wordPlace_, name);
+  auto text = ps::make<Text>(linePlace_, key);
+  texts_->put(key, text);
+  return text;
 }
 
 void WordBook::add(const std::string& piece, const std::vector<std::string>& words) {
-  if (text_.open(pscUpdate) != 1) fail();
   if (!words.empty()) {
-    const pstHandle<Line> line(new (linePlace_) Line(text_, text_->lines() + 1, shown(piece)));
-    if (line.isNull() || !line->isWhole()) fail();
-    for (const std::string& word : words) {
-      if (occurrencesOf(word)->addLast(line) != 1) fail();
-    }
+    const auto line = ps::make<Line>(linePlace_, text_, text_->lines() + 1, shown(piece));
+    for (const std::string& word : words) occurrencesOf(word).push_back(line);
   }
-  text_->advance(piece.size(), !piece.empty() && piece.back() == '\n' ? 1 : 0);
+  ps::edit(text_)->advance(piece.size(), !piece.empty() && piece.back() == '\n' ? 1 : 0);
   addedWords_ += words.size();
   if (addedWords_ - committedWords_ < wordsInCommit) return;
   const std::uint64_t bytes = text_->bytes();
   commit();
-  if (session_.begin(pscUpdate) != 1) fail();
-  if (words_.open(pscUpdate) != 1 || texts_.open(pscUpdate) != 1 || text_.open(pscUpdate) != 1) fail();
+  require(session_.begin(pscUpdate) == 1);
   if (text_->bytes() != bytes) {
-    throw WordBookError("another process has added to the same text; let one of them do it");
+    throw std::runtime_error("another process has added to the same text; let one of them do it");
   }
 }
 
-pstHandle<psTreeList> WordBook::occurrencesOf(const std::string& word) {
-  pstHandle<psTreeList> occurrences(words_->get(word.c_str()));
-  requireNothingRefused();
-  if (occurrences.isNull()) return addWord(word);
-  if (occurrences.open(pscRead) != 1) fail();
-  return occurrences;
+ps::List<Line> WordBook::occurrencesOf(const std::string& word) {
+  const std::optional<ps::Ref<psTreeList>> known = words_->get(word);
+  return known ? ps::List<Line>(*known) : addWord(word);
 }
 
-pstHandle<psTreeList> WordBook::addWord(const std::string& word) {
-  const pstHandle<Word> key(new (wordPlace_) Word(word));
-  // The text is empty when there was no room for it.
-  if (key.isNull() || *key->text() == '\0') fail();
-  pstHandle<psTreeList> list(new (listPlace_) psTreeList(occurrencesInNode, listPlace_, listPlace_));
-  if (list.isNull()) fail();
-  const pstHandle<psTreeAdmin> admin(list->admin());
-  if (admin.open(pscUpdate) != 1) fail();
+ps::List<Line> WordBook::addWord(const std::string& word) {
+  auto list = ps::List<Line>::create(listPlace_, occurrencesInNode);
+  const auto admin = ps::edit(list.ref()->admin());
   admin->setMaxNodesPerContainer(partsInContainer);
   admin->setMaxVArraysPerContainer(partsInContainer);
-  if (words_->put(key, list) != 1) fail();
+  words_->put(ps::make<Word>(wordPlace_, word), list.ref());
   ++newWords_;
   return list;
 }
 
 void WordBook::commit() {
-  if (session_.commit() != 1) fail();
+  require(session_.commit() == 1);
   committedWords_ = addedWords_;
 }
 
-bool WordBook::forEachLine(const std::string& word, const std::function<bool(const Occurrence&)>& visit) {
-  const pstHandle<psTreeList> occurrences(words_->get(word.c_str()));
-  requireNothingRefused();
-  if (occurrences.isNull()) return false;
-  if (occurrences.open(pscRead) != 1) fail();
-  const std::unique_ptr<psCollectionIterator> position(occurrences->iterator());
-  pstHandle<Line> line;
-  while (position->hasNext()) {
-    const pstHandle<Line> next(position->next(pscNoLock));
+bool WordBook::forEachLine(std::string_view word, const std::function<bool(const Occurrence&)>& visit) const {
+  const std::optional<ps::Ref<psTreeList>> occurrences = words_->get(word);
+  if (!occurrences) return false;
+  ps::Ref<Line> line;
+  for (const ps::Ref<Line>& next : ps::List<Line>(*occurrences)) {
     if (next == line) continue;  // the word is in it twice
     line = next;
-    const pstHandle<Text> text(line.open(pscRead) == 1 ? line->text() : pstRef<Text>());
-    const pstHandle<Word> name(text.open(pscRead) == 1 ? text->name() : pstRef<Word>());
-    if (name.open(pscRead) != 1) fail();
+    const ps::Ref<Text> text = line->text();
+    const ps::Ref<Word> name = text->name();
     if (!visit({name->text(), line->number(), line->letters()})) break;
   }
-  requireNothingRefused();
   return true;
 }
 
-void WordBook::forEach(const std::string& prefix, const Visit& visit) {
-  const std::unique_ptr<psCollectionIterator> position(words_->iterator());
-  const bool onFirst = position->goTo(prefix.c_str());
-  pstHandle<Word> word(onFirst ? position->current(pscNoLock) : position->next(pscNoLock));
-  while (word.open(pscRead) == 1 && std::strncmp(word->text(), prefix.c_str(), prefix.size()) == 0 &&
-         visit(word->text(), pstHandle<psTreeList>(position->currentValue()))) {
-    word = pstHandle<Word>(position->next(pscNoLock));
-  }
-  requireNothingRefused();
-}
-
-std::map<std::string, WordBook::Extent> WordBook::texts() {
+std::map<std::string, WordBook::Extent> WordBook::texts() const {
   std::map<std::string, Extent> result;
-  const std::unique_ptr<psCollectionIterator> position(texts_->keyIterator());
-  while (position->hasNext()) {
-    const pstHandle<Word> name(position->next(pscNoLock));
-    const pstHandle<Text> text(position->currentValue());
-    if (name.open(pscRead) != 1 || text.open(pscRead) != 1) fail();
-    result[name->text()] = {text->bytes(), text->lines()};
-  }
-  requireNothingRefused();
+  for (const auto& [name, text] : *texts_) result[std::string(name.text())] = {text->bytes(), text->lines()};
   return result;
 }
 
-WordBook::Statistics WordBook::statistics() {
+WordBook::Statistics WordBook::statistics() const {
   Statistics result{};
-  result.words = footprintOf(*words_);
-  forEach("", [&result](const char*, const pstHandle<psTreeList>& occurrences) {
-    if (occurrences.open(pscRead) != 1) return false;  // forEach reports why
-    result.lines += footprintOf(*occurrences);
-    return true;
-  });
-  result.texts = footprintOf(*texts_, slotsInBucket);
+  result.words = footprintOf(*words_->ref());
+  for (const auto& [word, occurrences] : *words_) result.lines += footprintOf(*occurrences);
+  result.texts = footprintOf(*texts_->ref(), slotsInBucket);
   requireNothingRefused();
   std::error_code ignored;
   result.storeBytes = std::filesystem::file_size(path_, ignored);
@@ -223,17 +163,17 @@ WordBook::Statistics WordBook::statistics() {
   return result;
 }
 
-void WordBook::printHashStatistics() {
-  texts_->statistics();
+void WordBook::printHashStatistics() const {
+  texts_->plain()->statistics();
   requireNothingRefused();
 }
 
-// What cannot be read must not be taken for absent.
-void WordBook::requireNothingRefused() const {
-  if (session_.counters().refusals != 0) fail();
+void WordBook::require(bool isDone) const {
+  if (isDone) return;
+  const std::string reason = session_.lastError();
+  throw std::runtime_error(reason.empty() ? "the store '" + path_ + "' refused an operation without saying why"
+                                          : reason);
 }
 
-void WordBook::fail() const {
-  const std::string reason = session_.lastError();
-  throw WordBookError(reason.empty() ? "the store '" + path_ + "' refused an operation without saying why" : reason);
-}
+// The calls that count nodes and buckets stop at what cannot be read.
+void WordBook::requireNothingRefused() const { require(session_.counters().refusals == 0); }

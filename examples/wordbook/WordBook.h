@@ -1,29 +1,27 @@
 #pragma once
 
-#include <pscollections.h>
+#include <pstyped.h>
 
 #include <cstdint>
 #include <functional>
 #include <map>
-#include <stdexcept>
+#include <optional>
 #include <string>
+#include <string_view>
 #include <vector>
 
 #include "Footprint.h"
-#include "Text.h"
-
-// An error of a store, or of an attempt to open one.
-class WordBookError : public std::runtime_error {
- public:
-  using std::runtime_error::runtime_error;
-};
+#include "Line.h"
 
 // A concordance in a store: every word of some texts, and where it occurs. The words are the keys of a sorted map. The
 // value of each is a list of its occurrences, which are references to the lines that hold it. A hash map, by the names
 // of the texts, keeps how much of each text is in the book. The maps are filed in the database "wordbook". Every
-// operation that fails throws a WordBookError that says what failed, where, and what to do.
+// operation that fails throws a std::exception that says what failed, where, and what to do.
 class WordBook {
  public:
+  using Words = ps::SortedMap<Word, psTreeList, ByText>;  // the values are lists of Line
+  using Texts = ps::HashMap<Word, Text, ByText>;
+
   // Opens the book at path. For reading, it is the book as it is now. For update, what is missing is created, and the
   // call waits for other updates.
   WordBook(const std::string& path, psMode mode);
@@ -44,20 +42,19 @@ class WordBook {
   std::uint64_t committedWords() const { return committedWords_; }
 
   struct Occurrence {
-    const char* text;  // its name
+    std::string_view text;  // its name
     std::uint64_t line;
-    const char* letters;
+    std::string_view letters;
   };
   // Calls visit for the lines with the word, in the order in which they were added, until it returns false. Returns
   // false when the word is not there.
-  bool forEachLine(const std::string& word, const std::function<bool(const Occurrence&)>& visit);
+  bool forEachLine(std::string_view word, const std::function<bool(const Occurrence&)>& visit) const;
 
-  // Calls visit for the words that begin with prefix, in order, with their occurrences, until it returns false.
-  using Visit = std::function<bool(const char* word, const pstHandle<psTreeList>& occurrences)>;
-  void forEach(const std::string& prefix, const Visit& visit);
+  // The words, in order, with their occurrences.
+  const Words& words() const { return *words_; }
 
   // The texts by their names, in order.
-  std::map<std::string, Extent> texts();
+  std::map<std::string, Extent> texts() const;
 
   struct Statistics {
     Footprint words;
@@ -66,28 +63,25 @@ class WordBook {
     std::uint64_t storeBytes;
     psSessionCounters counters;
   };
-  Statistics statistics();
+  Statistics statistics() const;
   // Prints the hash statistics of the map of texts to standard output.
-  void printHashStatistics();
+  void printHashStatistics() const;
 
  private:
-  void find(psMode mode);
-  template <class Map>
-  pstHandle<Map> lookUp(const char* name, psMode mode);
   void create();
-  void file(const pstHandle<psCollection>& map, const char* name);
   void takePlaces();
-  pstHandle<psTreeList> occurrencesOf(const std::string& word);
-  pstHandle<psTreeList> addWord(const std::string& word);
+  ps::Ref<Text> addText(const std::string& name);
+  ps::List<Line> occurrencesOf(const std::string& word);
+  ps::List<Line> addWord(const std::string& word);
+  void require(bool isDone) const;
   void requireNothingRefused() const;
-  [[noreturn]] void fail() const;
 
   std::string path_;
-  psSession session_;
+  ps::Session session_;
   pstHandle<psDBObj> database_;
-  pstHandle<psTreeMap> words_;  // from Word to psTreeList of Line
-  pstHandle<psHashMap> texts_;  // from Word, the name, to Text
-  pstHandle<Text> text_;        // the one that is being added
+  std::optional<Words> words_;
+  std::optional<Texts> texts_;
+  ps::Ref<Text> text_;  // the one that is being added
 
   // Where new objects go.
   pstHandle<psContObj> wordPlace_;

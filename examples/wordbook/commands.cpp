@@ -3,6 +3,7 @@
 #include <cerrno>
 #include <cstdio>
 #include <cstring>
+#include <exception>
 #include <queue>
 #include <utility>
 
@@ -38,7 +39,7 @@ int indexFiles(const std::string& store, const std::vector<std::string>& files) 
   try {
     for (const std::string& file : files) filesRead += addOrComplain(indexing, file) ? 1 : 0;
     indexing.commit();
-  } catch (const WordBookError& error) {
+  } catch (const std::exception& error) {
     complain(error.what());
     complain("stopped at " + indexing.place() + "; " + std::to_string(indexing.committedWords()) +
              " words are committed, and the store is sound. Remove the cause and run the same command again: it "
@@ -51,9 +52,11 @@ int indexFiles(const std::string& store, const std::vector<std::string>& files) 
 }
 
 int findWords(const std::string& store, const std::vector<std::string>& words) {
-  WordBook book(store, pscRead);
+  const WordBook book(store, pscRead);
   const auto print = [](const WordBook::Occurrence& at) {
-    return std::printf("%s:%llu: %s\n", at.text, static_cast<unsigned long long>(at.line), at.letters) >= 0;
+    return std::printf("%.*s:%llu: %.*s\n", static_cast<int>(at.text.size()), at.text.data(),
+                       static_cast<unsigned long long>(at.line), static_cast<int>(at.letters.size()),
+                       at.letters.data()) >= 0;
   };
   int status = exitSuccess;
   for (const std::string& given : words) {
@@ -66,12 +69,12 @@ int findWords(const std::string& store, const std::vector<std::string>& words) {
 }
 
 int listWords(const std::string& store, const std::string& prefix) {
-  WordBook book(store, pscRead);
+  const WordBook book(store, pscRead);
   int status = exitNotFound;
-  book.forEach(foldedPrefix(prefix), [&status](const char* word, const pstHandle<psTreeList>&) {
+  for (const auto& [word, occurrences] : book.words().prefix(foldedPrefix(prefix))) {
     status = exitSuccess;
-    return std::puts(word) >= 0;
-  });
+    if (std::printf("%.*s\n", static_cast<int>(word.text().size()), word.text().data()) < 0) break;
+  }
   return status;
 }
 
@@ -82,13 +85,12 @@ int topWords(const std::string& store, std::size_t count) {
   };
   // The most frequent so far, the least frequent of them first.
   std::priority_queue<Counted, std::vector<Counted>, decltype(isMoreFrequent)> top(isMoreFrequent);
-  WordBook(store, pscRead).forEach("", [&](const char* word, const pstHandle<psTreeList>& occurrences) {
-    if (occurrences.open(pscRead) != 1) return false;  // forEach reports why
-    const Counted counted(occurrences->size(), word);
+  const WordBook book(store, pscRead);
+  for (const auto& [word, occurrences] : book.words()) {
+    const Counted counted(ps::List<Line>(occurrences).size(), word.text());
     if (top.size() == count && isMoreFrequent(counted, top.top())) top.pop();
     if (top.size() < count) top.push(counted);
-    return true;
-  });
+  }
   std::vector<Counted> sorted;
   for (; !top.empty(); top.pop()) sorted.push_back(top.top());
   for (auto counted = sorted.rbegin(); counted != sorted.rend(); ++counted) {
@@ -109,7 +111,7 @@ int listFiles(const std::string& store) {
 }
 
 int showStatistics(const std::string& store) {
-  WordBook book(store, pscRead);
+  const WordBook book(store, pscRead);
   const WordBook::Statistics statistics = book.statistics();
   std::printf("%-6s %-24s %9s %6s %14s %12s\n", "", "kind", "elements", "depth", "nodes, buckets", "bytes");
   printRow("words", "psTreeMap", statistics.words);
