@@ -159,7 +159,7 @@ TEST(StoreSessions, OfOneStoreReadTogetherAndUpdateInTurn) {
   EXPECT_EQ(World::found(first.in), 10);
 }
 
-TEST(StoreSessions, EndWithTheirThreadAndAreForeignInAChild) {
+TEST(StoreSessions, EndWithTheirThread) {
   const ScratchFolder folder;
   psSession outlives;
   psSession other;
@@ -193,6 +193,32 @@ TEST(StoreSessions, EndWithTheirThreadAndAreForeignInAChild) {
   EXPECT_NE(again.lastError().find("destroyed on another thread"), std::string::npos) << again.lastError();
   EXPECT_TRUE(again.database("world").isNull() || !pstHandle<psObj>(current.object.oid()).isNull());
   EXPECT_EQ(World::found(current.in), 2) << "the current one is so still";
+}
+
+TEST(StoreSessions, AreAllForeignInAForkedChild) {
+  const ScratchFolder folder;
+  World first(1, folder / "first.ps");
+  World second(2, folder / "second.ps");
+  EXPECT_EQ(inProcess([&] {
+              std::string faults;
+              for (World* const world : {&second, &first}) {
+                const CurrentSession here(world->session);
+                if (world->object.open(pscRead) != 0) faults += "opened ";
+                if (world->session.commit() != 0 || world->session.begin(pscRead) != 0) faults += "went on ";
+                const std::string message = world->session.lastError();
+                if (message.find("session of the child's own") == std::string::npos) faults += message;
+              }
+              World own(3, folder / "own.ps");
+              if (World::found(own.in) != 3 || own.session.commit() != 1) faults += own.session.lastError();
+              for (World* const world : {&first, &second}) faults += world->session.close() == 1 ? "" : "not closed ";
+              return faults;
+            }),
+            "");
+  for (World* const world : {&first, &second}) {
+    const CurrentSession here(world->session);
+    EXPECT_EQ(World::found(world->in), world->number);
+    EXPECT_EQ(world->session.commit(), 1) << world->session.lastError();
+  }
 }
 
 TEST(StoreSessions, OfAnotherSessionAreReported) {
