@@ -122,7 +122,7 @@ Ref<T> try_cast(const Ref<U>& ref) {
 // The same, but throws for an object of another class. A null reference stays one.
 template <class T, class U>
 Ref<T> cast(const Ref<U>& ref) {
-  const Ref<T> result = try_cast<T>(ref);
+  Ref<T> result = try_cast<T>(ref);
   if (ref && !result) detail::throwOtherClass(ref.id(), T::pstTypeN);
   return result;
 }

@@ -1,7 +1,6 @@
 #include "typed/String.h"
 
 #include <algorithm>
-#include <cstring>
 #include <limits>
 
 namespace ps {
@@ -22,9 +21,9 @@ char* resized(pstVArray<char>& characters, std::size_t size) {
 String& String::assign(std::string_view text) {
   if (text.data() != nullptr && (pstIsStorePers(text.data()) != 0 || pstIsStorePers(this) == 0)) {
     const std::string copy(text);
-    if (char* const to = resized(characters_, copy.size())) std::memcpy(to, copy.data(), copy.size());
-  } else if (char* const to = resized(characters_, text.size())) {
-    std::memcpy(to, text.data(), text.size());
+    std::copy_n(copy.data(), copy.size(), resized(characters_, copy.size()));
+  } else {
+    std::copy_n(text.data(), text.size(), resized(characters_, text.size()));
   }
   return *this;
 }
