@@ -36,6 +36,12 @@ std::string containersOf(const pstHandle<psDBObj>& database) {
   return ids;
 }
 
+std::string containersOf(const Place& place) {
+  std::string ids;
+  for (const pstHandle<psContObj>& part : place.containers()) ids += std::to_string(part.oid().get_OC()) + " ";
+  return ids;
+}
+
 // Random creations and deletions through a place, and near its objects, in transactions of this session and of others.
 TEST(Places, GrowAndHoldWhatTheModelHolds) {
   const std::uint64_t seed = seedOr(20261127);
@@ -121,9 +127,7 @@ TEST(Places, HoldCollectionsWhole) {
     ASSERT_TRUE(tree->put(item, item)) << store->lastError();
     ASSERT_TRUE(hash->put(item, item)) << store->lastError();
   }
-  std::string own;
-  for (const pstHandle<psContObj>& part : place.containers()) own += std::to_string(part.oid().get_OC()) + " ";
-  EXPECT_EQ(containersOf(database), own) << "all parts are in the place";
+  EXPECT_EQ(containersOf(database), containersOf(place)) << "all parts are in the place";
   EXPECT_GT(place.containers().size(), 8U);
   for (std::int64_t i = 0; i < 4000; i += 2) {
     const void* key = &i;
@@ -143,6 +147,59 @@ TEST(Places, HoldCollectionsWhole) {
     return map->size() == 2000 ? faults : faults + "elements are missing";
   }),
             "");
+}
+
+// Creates objects through the place until one is refused; how many there are.
+int fill(psSession& session, int n) {
+  limitPages(3);
+  const Place place(session.database("test"), "place");
+  for (int i = 0; i < n; ++i) {
+    const pstHandle<Blob> made(new (place) Blob(i, pattern(0, 2000)));
+    if (made.isNull()) return i;
+  }
+  return n;
+}
+
+// Wherever the file is full, a place is what it was at the last commit, and grows on when there is room.
+TEST(Places, AreWholeWhereverTheStoreIsFull) {
+  int refused = 0;
+  bool fits = false;
+  for (std::size_t pages = 16; !fits; ++pages) {
+    SCOPED_TRACE(pages);
+    const ScratchFolder folder;
+    psSessionOptions options = unsynced();
+    options.pageSize = 4096;
+    options.cacheLimit = std::size_t{1} << 16;
+    int expected = 0;
+    {
+      psSession session;
+      options.mapSize = pages * 4096;
+      if (session.open(folder / "store.ps", options) != 1) continue;
+      for (int made = 30; made == 30 && !fits && session.begin(pscUpdate) == 1;) {
+        made = fill(session, 30);
+        if (session.commit() != 1) break;
+        expected += made;
+        fits = expected == 90;
+      }
+      refused += fits ? 0 : 1;
+      EXPECT_TRUE(fits || session.lastErrorKind() == psErrorKind::full) << session.lastError();
+      if (session.inTransaction()) session.abort();
+    }
+    options.mapSize = 0;
+    psSession session;
+    ASSERT_EQ(session.open(folder / "store.ps", options), 1) << session.lastError();
+    ASSERT_EQ(session.begin(pscUpdate), 1);
+    EXPECT_EQ(fill(session, 10), 10) << session.lastError();
+    ASSERT_EQ(session.commit(), 1) << session.lastError();
+    ASSERT_EQ(session.begin(pscRead), 1);
+    const Place place(session.database("test"), "place");
+    EXPECT_EQ(place.count(), expected + 10);
+    EXPECT_EQ(allOf(place).size(), static_cast<std::size_t>(expected + 10));
+    EXPECT_EQ(containersOf(session.database("test")), containersOf(place))
+        << "a container that is not of the place was left";
+    if (HasFailure()) return;
+  }
+  EXPECT_GT(refused, 20);
 }
 
 // With the real numbers: objects move on when half the pages are taken; arrays that grow later when all are.
