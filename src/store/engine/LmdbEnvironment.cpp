@@ -423,8 +423,8 @@ int LmdbEnvironment::openOrCreate(File& file, const psSessionOptions& options, s
   return code;
 }
 
-// The map is sparse, so it is made as large as the process's limits allow. An existing file is mapped as a whole,
-// whatever mapSize is.
+// The map is sparse, so it is made as large as the process's limits allow: Valgrind says EINVAL where the system says
+// ENOMEM. An existing file is mapped as a whole, whatever mapSize is.
 int LmdbEnvironment::openMapped(const File& file, unsigned int flags, std::size_t mapSize, Pointer& environment) {
   constexpr mdb_mode_t mode = 0664;
   for (;; mapSize /= 2) {
@@ -434,7 +434,7 @@ int LmdbEnvironment::openMapped(const File& file, unsigned int flags, std::size_
     if (code == 0) code = mdb_env_set_maxreaders(created, maxReaders);
     if (code == 0) code = mdb_env_set_mapsize(created, roundToSystemPages(mapSize));
     if (code == 0) code = mdb_env_open(created, file.path.c_str(), flags, mode);
-    if (code != ENOMEM || mapSize <= smallestHalvedMapSize) return code;
+    if ((code != ENOMEM && code != EINVAL) || mapSize <= smallestHalvedMapSize) return code;
   }
 }
 
