@@ -124,7 +124,8 @@ class PS_API psSession {
   // Writes every object in the layout that its class has in this program, container by container, a commit each.
   // Without it, an object gets its present layout when something in its page is changed. After it, the functions that
   // convert objects of older versions are not needed any more. Objects of classes that this program does not know, and
-  // comparators of older versions, stay as they are.
+  // comparators of older versions, stay as they are. Programs with older versions of the classes that it converts are
+  // refused from its first commit on, which comes before the first container.
   //
   // Called outside a transaction; other sessions may work meanwhile. progress is called after each container, and stops
   // the upgrade by returning false. 1 when all is converted. When it returns 0, what was committed stays; call it again

@@ -141,6 +141,7 @@ constexpr int base = 20411;
   };
 THING(Int, psObj, PS_FIELDS(a, b), int a = 5; unsigned b = 6;)
 THING(Undescribed, psObj, , int a = 5; unsigned b = 6;)
+THING(Grown, psObj, , long a = 5; long b = 6;)
 THING(Swapped, psObj, PS_FIELDS(b, a), unsigned b = 6; int a = 5;)
 THING(Narrow, psObj, PS_FIELDS(a, b), short a = 5; unsigned b = 6;)
 THING(Unsigned, psObj, PS_FIELDS(a, b), unsigned a = 5; unsigned b = 6;)
@@ -413,6 +414,7 @@ const Change changes[] = {
      nullptr,
      {"20410", "Thing", "Other"}},
     {"changed before described", version<Undescribed, 0>, version<Longs, 1>, &open, {"without a description"}},
+    {"grown without a description", version<Undescribed, 0>, version<Grown, 0>, &open, {"without a description"}},
     {"asks in vain", version<Int, 1>, converting<asksInVain>, &open, {"the field \"c\", which was not there"}},
     {"asks for less", version<Longs, 1>, converting<asksForLess>, &open, {"\"a\"", "does not fit"}},
     {"throws", version<Int, 1>, converting<throws>, &open, {"(1,1,1,1)", "Thing", "no idea"}},
@@ -479,7 +481,10 @@ TEST_F(Schema, EachRuleHoldsAndWhatNoRuleCoversIsRefused) {
       const std::string found = change.check != nullptr ? change.check(object) : "the store was opened";
       // What cannot be read is written back as it was.
       const bool isKept = new (s.container(s.database("d"), "c")) Other != nullptr&& s.commit() == 1;
-      return isKept ? found : s.lastError();
+      if (!isKept) return s.lastError();
+      // Nor is its layout forgotten. Where a function fails, the older program is refused from then on.
+      if (change.after.make != nullptr) static_cast<void>(s.upgrade());
+      return found;
     });
     EXPECT_EQ(complaint.empty(), change.parts.empty()) << complaint;
     for (const char* const part : change.parts) EXPECT_NE(complaint.find(part), std::string::npos) << complaint;
@@ -508,6 +513,34 @@ TEST_F(Schema, AProgramThatIsOlderThanTheStoreIsRefusedWhenItNextBegins) {
   };
   EXPECT_EQ(run(version<Longs, 2>.introduce, pscUpdate, write), "");
   old.channel().send();
+  EXPECT_EQ(old.wait(), 0);
+}
+
+// Also one that could add to a container that an upgrade is done with.
+TEST_F(Schema, AProgramThatIsOlderIsRefusedOnceAnUpgradeHasBegun) {
+  Process old([this](const Process::Channel& channel) {
+    version<Int, 1>.introduce();
+    psSession session;
+    if (session.open(path_, ps::test::unsynced()) != 1 || session.begin(pscUpdate) != 1) return 1;
+    const pstHandle<psContObj> first = session.container(session.database("d"), "first");
+    if (new (session.container(session.database("d"), "second")) Int == nullptr || session.commit() != 1) return 2;
+    channel.send();
+    if (!channel.receive()) return 3;
+    const bool isAdded = session.begin(pscUpdate) == 1 && new (first) Int != nullptr&& session.commit() == 1;
+    channel.send(isAdded ? 1 : 0);
+    return isAdded ? 4 : 0;
+  });
+  ASSERT_TRUE(old.channel().receive());
+  EXPECT_EQ(run(version<Longs, 2>.introduce, pscNoOpen,
+                [&old](psSession& s) {
+                  const auto tell = [&old](const psUpgradeProgress& progress) {
+                    if (progress.done != 1) return true;
+                    old.channel().send();
+                    return old.channel().receive();
+                  };
+                  return s.upgrade(tell) == 1 ? "" : s.lastError();
+                }),
+            "");
   EXPECT_EQ(old.wait(), 0);
 }
 

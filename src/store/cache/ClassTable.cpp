@@ -119,19 +119,24 @@ bool ClassTable::write(unsigned int number, const Record& record) {
   return write(generationRecord, generation);
 }
 
+bool ClassTable::list(std::vector<unsigned int>& numbers) {
+  const bool isRead = engine_->scan(StoreKey::classes(), [&numbers](std::string_view key, std::string_view) {
+    const unsigned int number =
+        static_cast<unsigned int>(StoreKey::numberAt(key, 1)) << 16 | StoreKey::numberAt(key, 3);
+    if (number != generationRecord) numbers.push_back(number);
+    return true;
+  });
+  return isRead || fail(engine_->error());
+}
+
 bool ClassTable::check() {
   Record generation;
   if (read(generationRecord, generation) == Found::failed) return false;
   if (isChecked_ && generation.name == generation_) return true;
   std::vector<unsigned int> numbers;
-  const bool isRead = engine_->scan(StoreKey::classes(), [&numbers](std::string_view key, std::string_view) {
-    numbers.push_back(static_cast<unsigned int>(StoreKey::numberAt(key, 1)) << 16 | StoreKey::numberAt(key, 3));
-    return true;
-  });
-  if (!isRead) return fail(engine_->error());
+  if (!list(numbers)) return false;
   for (const unsigned int number : numbers) {
     Record record;
-    if (number == generationRecord) continue;
     if (read(number, record) == Found::failed || !checkRecord(number, record)) return false;
   }
   generation_ = generation.name;
@@ -290,6 +295,7 @@ ObjectForm ClassTable::formBetween(const std::string& what, const ClassShape& st
   ObjectForm form;
   const ShapeRelation relation = relate(stored, now.shape);
   const bool areDescribed = stored.isDescribed() && now.shape.isDescribed();
+  form.isOfOlderVersion = relation.isOlder;
   if (relation.isNewer) {
     form.refusal.text = "of " + what + ", which is newer in the store than in this program: " + relation.newer +
                         "; use a program of that version";
@@ -319,36 +325,45 @@ ObjectForm ClassTable::formBetween(const std::string& what, const ClassShape& st
   return form;
 }
 
-bool ClassTable::retireOlder() {
-  for (const ClassInfo* const info : TypeRegistry::instance().all()) {
-    if (!isComparator(*info) && !retireOlder(info->number, {present(*info).shape.encode()})) return false;
-  }
-  Record elements;
-  const Found found = read(storageType, elements);
-  std::vector<std::string> kept;
-  for (const std::string& layout : elements.layouts) {
+std::vector<ClassTable::Replaced> ClassTable::replacedIn(unsigned int number, const Record& record) {
+  std::vector<Replaced> replaced;
+  for (std::size_t i = 0; i < record.layouts.size(); ++i) {
+    const auto layout = static_cast<std::uint16_t>(i + 1);
     ClassShape shape;
-    if (!shape.decode(layout, storageType) || !describesElements(shape)) continue;
-    const std::vector<const Structure*> known = TypeRegistry::instance().elementsNamed(structureIn(shape));
-    const bool isPresent = std::any_of(known.begin(), known.end(), [&layout](const Structure* structure) {
-      return layoutOfElements(*structure).shape.encode() == layout;
-    });
-    if (isPresent || known.empty()) kept.push_back(layout);
+    if (!record.shapeOf(layout, number, shape)) continue;
+    const ObjectForm& form = formOf(number, layout, shape.size);
+    if (form.isUsable() && form.isOfOlderVersion) replaced.push_back({layout, &form});
   }
-  return found != Found::failed && retireOlder(storageType, kept);
+  return replaced;
 }
 
-bool ClassTable::retireOlder(unsigned int number, const std::vector<std::string>& present) {
-  Record record;
-  const Found found = read(number, record);
-  if (found != Found::yes) return found == Found::no;
-  bool retired = false;
-  for (std::string& layout : record.layouts) {
-    if (layout.empty() || std::find(present.begin(), present.end(), layout) != present.end()) continue;
-    layout.clear();
-    retired = true;
-  }
-  return !retired || write(number, record);
+// Calls visit for each record with layouts that are replaced, with its number and these.
+template <class Visit>
+bool ClassTable::visitReplaced(Visit visit) {
+  std::vector<unsigned int> numbers;
+  if (!list(numbers)) return false;
+  return std::all_of(numbers.begin(), numbers.end(), [&](unsigned int number) {
+    Record record;
+    if (read(number, record) == Found::failed) return false;
+    const std::vector<Replaced> replaced = replacedIn(number, record);
+    return replaced.empty() || visit(number, record, replaced);
+  });
+}
+
+bool ClassTable::addPresent() {
+  return visitReplaced([this](unsigned int, const Record&, const std::vector<Replaced>& replaced) {
+    return std::all_of(replaced.begin(), replaced.end(), [this](const Replaced& older) {
+      const ObjectForm& form = *older.form;
+      return (form.info != nullptr ? layoutOf(*form.info) : layoutOf(*form.elements)) != 0;
+    });
+  });
+}
+
+bool ClassTable::forgetOlder() {
+  return visitReplaced([this](unsigned int number, Record& record, const std::vector<Replaced>& replaced) {
+    for (const Replaced& older : replaced) record.layouts[older.layout - 1U].clear();
+    return write(number, record);
+  });
 }
 
 }  // namespace ps::detail

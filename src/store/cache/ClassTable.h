@@ -43,8 +43,11 @@ class ClassTable {
     return last_ != nullptr && key == lastKey_ ? *last_ : findForm(key);
   }
 
-  // Forgets the layouts of which no object is left: all but the present ones of the classes that this process knows.
-  bool retireOlder();
+  // For an upgrade. Layouts of an older version that this process converts are replaced: first the present ones are
+  // added, so that programs that write the older ones are refused from then on. When no object of an older one is left,
+  // these are forgotten. All other layouts stay: whoever writes them may still do so.
+  bool addPresent();
+  bool forgetOlder();
 
   const StoreError& error() const { return error_; }
 
@@ -74,7 +77,14 @@ class ClassTable {
   const ObjectForm& findForm(const Key& key);
   ObjectForm formOfObjects(const ClassInfo& info, const Key& key);
   ObjectForm formOfElements(const Key& key);
-  bool retireOlder(unsigned int number, const std::vector<std::string>& present);
+  struct Replaced {
+    std::uint16_t layout;
+    const ObjectForm* form;
+  };
+  bool list(std::vector<unsigned int>& numbers);
+  std::vector<Replaced> replacedIn(unsigned int number, const Record& record);
+  template <class Visit>
+  bool visitReplaced(Visit visit);
   ObjectForm formBetween(const std::string& what, const ClassShape& stored, const NewLayout& now);
   const NewLayout& present(const ClassInfo& info);
 

@@ -15,7 +15,7 @@ class Upgrade {
 
   bool run(const std::function<bool(const psUpgradeProgress&)>& progress) {
     std::vector<psId> containers;
-    if (!session_.begin(pscRead)) return false;
+    if (!changeClasses(&ClassTable::addPresent) || !session_.begin(pscRead)) return false;
     const bool listed = list(containers);
     session_.abort();
     progress_.containers = containers.size();
@@ -25,7 +25,7 @@ class Upgrade {
       if (progress != nullptr && !progress(progress_))
         return session_.fail(psErrorKind::usage, "the upgrade was stopped; call it again to go on");
     }
-    return listed && retire();
+    return listed && changeClasses(&ClassTable::forgetOlder);
   }
 
  private:
@@ -66,12 +66,12 @@ class Upgrade {
     return true;
   }
 
-  // All objects that this program knows are converted: their older layouts need no rules any more.
-  bool retire() {
+  bool changeClasses(bool (ClassTable::*change)()) {
     if (!session_.begin(pscUpdate)) return false;
-    if (session_.cache().classes().retireOlder()) return session_.commit();
+    ClassTable& classes = session_.cache().classes();
+    if ((classes.*change)()) return session_.commit();
     session_.abort();
-    return session_.fail(session_.cache().classes().error());
+    return session_.fail(classes.error());
   }
 
   SessionCore& session_;
