@@ -496,6 +496,25 @@ TEST_F(Schema, EachRuleHoldsAndWhatNoRuleCoversIsRefused) {
   }
 }
 
+TEST_F(Schema, FieldsOfASizeThatTheirKindCannotHaveAreNoDescription) {
+  ps::detail::ClassShape shape;
+  shape.size = 64;
+  shape.levels.push_back({thing, 1, {}});
+  ps::detail::FieldShape& field = shape.levels[0].fields.emplace_back();
+  const auto sizes = [&](ps::FieldKind kind) {
+    std::string sound;
+    field.kind = kind;
+    for (field.size = 1; field.size <= 64; ++field.size) {
+      if (ps::detail::ClassShape().decode(shape.encode(), thing)) sound += std::to_string(field.size) + " ";
+    }
+    return sound;
+  };
+  EXPECT_EQ(sizes(ps::FieldKind::boolean), "1 ");
+  EXPECT_EQ(sizes(ps::FieldKind::signedInteger), "1 2 4 8 ");
+  EXPECT_EQ(sizes(ps::FieldKind::floating), "4 8 ");
+  EXPECT_EQ(sizes(ps::FieldKind::reference), "8 ");
+}
+
 TEST_F(Schema, AProgramThatIsOlderThanTheStoreIsRefusedWhenItNextBegins) {
   Process old([this](const Process::Channel& channel) {
     version<Int, 1>.introduce();

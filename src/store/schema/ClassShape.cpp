@@ -5,6 +5,7 @@
 
 #include "store/base/ClassNumbers.h"
 #include "store/base/RecordBytes.h"
+#include "store/base/psId.h"
 
 namespace ps::detail {
 
@@ -54,11 +55,33 @@ void readFields(RecordReader& reader, std::vector<FieldShape>& fields, int depth
   }
 }
 
+// Whether a value of the kind can have so many bytes: it is read as that many.
+bool isSizeOf(FieldKind kind, std::uint32_t size) {
+  switch (kind) {
+    case FieldKind::boolean:
+    case FieldKind::character:
+      return size == 1;
+    case FieldKind::signedInteger:
+    case FieldKind::unsignedInteger:
+      return size == 1 || size == 2 || size == 4 || size == 8;
+    case FieldKind::floating:
+      return size == sizeof(float) || size == sizeof(double);
+    case FieldKind::identifier:
+    case FieldKind::reference:
+    case FieldKind::array:
+      return size == sizeof(psId);
+    case FieldKind::structure:
+    case FieldKind::opaque:
+      break;
+  }
+  return true;
+}
+
 // Whether every field lies in so many bytes. What is not in them is never read.
 bool areWithin(const std::vector<FieldShape>& fields, std::uint64_t size) {
   return std::all_of(fields.begin(), fields.end(), [size](const FieldShape& field) {
     const std::uint64_t end = field.offset + std::uint64_t{field.size} * field.count;
-    return field.size <= size && field.count <= size && end <= size &&
+    return field.size <= size && field.count <= size && end <= size && isSizeOf(field.kind, field.size) &&
            (field.kind != FieldKind::structure || areWithin(field.parts, field.size));
   });
 }
