@@ -1,5 +1,9 @@
 #include "typed/Failure.h"
 
+#include <exception>
+#include <new>
+#include <string>
+
 #include "store/base/IdText.h"
 #include "store/pstHandle.h"
 #include "typed/Order.h"
@@ -22,8 +26,21 @@ void throwNotOpen(const psId& id) {
   throwRefused(id, "the object cannot be opened");
 }
 
-void noteRefusal(const psException& error) {
-  pehSessionDataGetFunction()->record(pscError, error.number(), error.kind(), error.what());
+void noteRefusal() {
+  pehSessionData& context = *pehSessionDataGetFunction();
+  try {
+    throw;
+  } catch (const psException& error) {
+    context.record(pscError, error.number(), error.kind(), error.what());
+  } catch (const std::bad_alloc&) {
+    context.record(pscError, psteStore.number, psErrorKind::memory, "there is no memory for a key of an order");
+  } catch (const std::exception& error) {
+    context.record(pscError, psteStore.number, psErrorKind::usage,
+                   std::string("a key of an order threw: ") + error.what());
+  } catch (...) {
+    context.record(pscError, psteStore.number, psErrorKind::usage,
+                   "a key of an order threw something that is no std::exception");
+  }
   RefusalWatch::tellAll();
 }
 

@@ -102,8 +102,8 @@ struct RawKey {
   bool isPrefix = false;                                        // the last of these, a text, is only how it begins
 };
 
-// Counts and signals as a refusal what a key function has thrown.
-PS_API void noteRefusal(const psException& error);
+// For a handler of any exception: counts and signals as a refusal what a key function has thrown.
+PS_API void noteRefusal();
 
 // What PS_ORDER generates. Self has the keys.
 template <class Self>
@@ -180,8 +180,8 @@ class Order : public psCompare {
     if (stored == nullptr) return Answer{0};
     try {
       return f(*stored);
-    } catch (const psException& error) {
-      noteRefusal(error);
+    } catch (...) {
+      noteRefusal();
       return Answer{0};
     }
   }

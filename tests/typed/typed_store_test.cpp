@@ -33,9 +33,9 @@ class Trap : public psObj {
   }
 };
 PS_ORDER(ByName, 20523, &Animal::name)
-bool isUnreadable = false;
+void (*trap)() = nullptr;
 PS_ORDER(ByTrap, 20524, [](const Animal& animal) {
-  if (isUnreadable) throw ps::Error(psErrorKind::damaged, psId(), "a text cannot be read");
+  if (trap != nullptr) trap();
   return animal.name.view();
 })
 
@@ -186,11 +186,18 @@ TEST(TypedStore, KeysThatThrowAreRefusals) {
     EXPECT_TRUE(sorted.insert(animal) && hashed.insert(animal));
   }
   const auto other = ps::make<Animal>(in, "Rex");
-  isUnreadable = true;
-  for (const auto& action : std::vector<std::function<void()>>{
-           [&] { sorted.contains("Rex"); }, [&] { hashed.contains("Rex"); }, [&] { sorted.insert(other); },
-           [&] { hashed.insert(other); }, [&] { sorted.erase("Tom"); }, [&] { sorted.find(other); }})
-    EXPECT_EQ(kindOf(action), psErrorKind::damaged);
-  isUnreadable = false;
+  const std::pair<void (*)(), psErrorKind> traps[] = {
+      {[] { throw ps::Error(psErrorKind::damaged, psId(), "a text cannot be read"); }, psErrorKind::damaged},
+      {[] { throw std::bad_alloc(); }, psErrorKind::memory},
+      {[] { throw std::runtime_error("trap"); }, psErrorKind::usage},
+      {[] { throw 1; }, psErrorKind::usage}};
+  for (const auto& [thrower, kind] : traps) {
+    trap = thrower;
+    for (const auto& action : std::vector<std::function<void()>>{
+             [&] { sorted.contains("Rex"); }, [&] { hashed.contains("Rex"); }, [&] { sorted.insert(other); },
+             [&] { hashed.insert(other); }, [&] { sorted.erase("Tom"); }, [&] { sorted.find(other); }})
+      EXPECT_EQ(kindOf(action), kind);
+  }
+  trap = nullptr;
   EXPECT_TRUE(sorted.size() == 3 && hashed.size() == 3 && sorted.contains("Tom") && hashed.contains("Rex"));
 }
