@@ -39,25 +39,19 @@ class HashWalk {
   // probe.
   template <class MakeProbe>
   bool goTo(MakeProbe makeProbe) {
-    Search<HashWalk> search(*this);
-    check_.forget();
-    const psHashSet* const set = openSet();
-    if (set == nullptr) return false;
-    auto probe = makeProbe(*set);
-    return !probe.failed() && scanFor(*set, probe, search);
+    return searchBy(makeProbe, [this](const psHashSet& set, auto& probe, Search<HashWalk>& search) {
+      return !probe.failed() && scanFor(set, probe, search);
+    });
   }
   // The same by hash, where keys are delivered or stored.
   template <class MakeProbe>
   bool goToKey(MakeProbe makeProbe) {
-    Search<HashWalk> search(*this);
-    check_.forget();
-    const psHashSet* const set = openSet();
-    if (set == nullptr) return false;
-    auto probe = makeProbe(*set);
-    const std::optional<HashPosition> position = locate(*set, probe);
-    if (!position) return false;
-    search.end(true);
-    return standOn(*position);
+    return searchBy(makeProbe, [this](const psHashSet& set, auto& probe, Search<HashWalk>& search) {
+      const std::optional<HashPosition> position = locate(set, probe);
+      if (!position) return false;
+      search.end(true);
+      return standOn(*position);
+    });
   }
   // Goes before the first element, or after the last. False when it could not.
   bool goBeforeFirst();
@@ -108,6 +102,15 @@ class HashWalk {
   template <class Matches>
   bool goToMatch(const psHashSet& set, Matches matches, Search<HashWalk>& search);
   bool scanFor(const psHashSet& set, KeyProbe& probe, Search<HashWalk>& search);
+  template <class MakeProbe, class Find>
+  bool searchBy(MakeProbe makeProbe, Find find) {
+    Search<HashWalk> search(*this);
+    check_.forget();
+    const psHashSet* const set = openSet();
+    if (set == nullptr) return false;
+    auto probe = makeProbe(*set);
+    return find(*set, probe, search);
+  }
 
   // The steps of moveCurrentTo, while both the old and the moved object exist.
   bool follow(psHashSet& set, const TablePlace& here, const pstHandle<psObj>& old, const pstHandle<psObj>& moved);

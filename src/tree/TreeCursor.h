@@ -34,11 +34,11 @@ class PS_API TreeCursor {
   // To the first element that is not less than the key. seekForward may be told a key that is not before the place.
   bool seek(const void* key, pstRef<psObj>& element);
   bool seek(const pstHandle<psObj>& key, pstRef<psObj>& element);
+  bool seekForward(const void* key, pstRef<psObj>& element);
+  bool seekForward(const pstHandle<psObj>& key, pstRef<psObj>& element);
   // To the element that matches. False also when there is none; the cursor then stands before the next.
   bool find(const void* key, pstRef<psObj>& element);
   bool find(const pstHandle<psObj>& key, pstRef<psObj>& element);
-  bool seekForward(const void* key, pstRef<psObj>& element);
-  bool seekForward(const pstHandle<psObj>& key, pstRef<psObj>& element);
 
   // Whether the cursor still stands on an element that it has given. Costs a comparison while nothing has changed.
   bool standsOn(const pstRef<psObj>& element) const;
@@ -52,7 +52,6 @@ class PS_API TreeCursor {
   PS_HIDDEN TreeWalk& walk();
   template <class Key>
   PS_HIDDEN bool seekFrom(const Key& key, bool isForward, pstRef<psObj>& element);
-
   template <class Key>
   PS_HIDDEN bool findBy(const Key& key, pstRef<psObj>& element);
 
