@@ -62,14 +62,21 @@ psId createTable(const pstHandle<psContObj>& in, int slots) {
   requireComplete(made, in);
   return made.oid();
 }
+// What each class of views has by its create.
 template <class View>
-View openOrCreate(const pstHandle<psObj>& scope, const char* name, const pstHandle<psContObj>& in) {
-  const psId there = filedUnder(scope, name);
-  if (!there.isNull()) return View(there);
-  View made = View::create(in);
-  file(made.plain(), scope, name);
-  return made;
-}
+class Opened {
+ public:
+  // The collection of that name in the container or database that is the scope, created in `in` and filed there when
+  // there is none.
+  static View open_or_create(const pstHandle<psObj>& scope, const char* name, const pstHandle<psContObj>& in) {
+    const psId there = filedUnder(scope, name);
+    if (!there.isNull()) return View(there);
+    View made = View::create(in);
+    file(made.plain(), scope, name);
+    return made;
+  }
+  static View open_or_create(const pstHandle<psContObj>& in, const char* name) { return open_or_create(in, name, in); }
+};
 
 // The key of a look-up: a view of the order's only key, or a tuple of views.
 template <class Order>

@@ -11,24 +11,15 @@ namespace ps {
 // and MapView for the operations.
 template <class K, class V, class Order = ById>
 class HashMap
-    : public MapView<KeyedView<psHashMap, K, Order, CursorIterator<detail::HashCursor, MapEntry<K, V>>>, K, V> {
+    : public MapView<KeyedView<psHashMap, K, Order, CursorIterator<detail::HashCursor, MapEntry<K, V>>>, K, V>,
+      public detail::Opened<HashMap<K, V, Order>> {
   using Base = MapView<KeyedView<psHashMap, K, Order, CursorIterator<detail::HashCursor, MapEntry<K, V>>>, K, V>;
 
  public:
-  // As those of SortedSet.
-  explicit HashMap(const psId& id) : Base(id, detail::comparatorTypeOf<Order>()) {}
-  HashMap(const pstRef<psHashMap>& map) : HashMap(map.oid()) {}
-  HashMap(const Ref<psHashMap>& map) : HashMap(map.id()) {}
-  HashMap(const pstHandle<psObj>& scope, const char* name) : HashMap(detail::requireFiled(scope, name)) {}
+  using Base::Base;
 
   static HashMap create(const pstHandle<psContObj>& in, int slots = detail::usualSlots) {
     return HashMap(detail::createTable<psHashMap, Order>(in, slots));
-  }
-  static HashMap open_or_create(const pstHandle<psContObj>& in, const char* name) {
-    return open_or_create(in, name, in);
-  }
-  static HashMap open_or_create(const pstHandle<psObj>& scope, const char* name, const pstHandle<psContObj>& in) {
-    return detail::openOrCreate<HashMap>(scope, name, in);
   }
 };
 

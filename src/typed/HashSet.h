@@ -10,25 +10,16 @@ namespace ps {
 // are in no order. It is a view of a psHashSet. See CollectionView, KeyedView and SetView for the operations.
 template <class T, class Order = ById>
 class HashSet
-    : public SetView<KeyedView<psHashSet, T, Order, CursorIterator<detail::HashCursor, detail::SetElement<T>>>, T> {
+    : public SetView<KeyedView<psHashSet, T, Order, CursorIterator<detail::HashCursor, detail::SetElement<T>>>, T>,
+      public detail::Opened<HashSet<T, Order>> {
   using Base = SetView<KeyedView<psHashSet, T, Order, CursorIterator<detail::HashCursor, detail::SetElement<T>>>, T>;
 
  public:
-  // As those of SortedSet.
-  explicit HashSet(const psId& id) : Base(id, detail::comparatorTypeOf<Order>()) {}
-  HashSet(const pstRef<psHashSet>& set) : HashSet(set.oid()) {}
-  HashSet(const Ref<psHashSet>& set) : HashSet(set.id()) {}
-  HashSet(const pstHandle<psObj>& scope, const char* name) : HashSet(detail::requireFiled(scope, name)) {}
+  using Base::Base;
 
   // slots is the number of slots of a bucket.
   static HashSet create(const pstHandle<psContObj>& in, int slots = detail::usualSlots) {
     return HashSet(detail::createTable<psHashSet, Order>(in, slots));
-  }
-  static HashSet open_or_create(const pstHandle<psContObj>& in, const char* name) {
-    return open_or_create(in, name, in);
-  }
-  static HashSet open_or_create(const pstHandle<psObj>& scope, const char* name, const pstHandle<psContObj>& in) {
-    return detail::openOrCreate<HashSet>(scope, name, in);
   }
 };
 

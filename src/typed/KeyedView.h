@@ -30,6 +30,13 @@ class KeyedView : public CollectionView<Collection> {
 
   static constexpr bool isById = std::is_same_v<Order, ById>;
 
+  // A view of the collection that an identifier, a reference or a name leads to. Throws ps::Error when there is none,
+  // when the object is of another class, or when it has another comparator.
+  explicit KeyedView(const psId& id) : CollectionView<Collection>(id, detail::comparatorTypeOf<Order>()) {}
+  KeyedView(const pstRef<Collection>& collection) : KeyedView(collection.oid()) {}
+  KeyedView(const Ref<Collection>& collection) : KeyedView(collection.id()) {}
+  KeyedView(const pstHandle<psObj>& scope, const char* name) : KeyedView(detail::requireFiled(scope, name)) {}
+
   iterator begin() const {
     return at([](auto& cursor, pstRef<psObj>& element) { return cursor.toFirst(element); });
   }
@@ -86,7 +93,6 @@ class KeyedView : public CollectionView<Collection> {
   }
 
  protected:
-  using CollectionView<Collection>::CollectionView;
   using Cursor = std::remove_cv_t<std::remove_reference_t<decltype(std::declval<Iterator&>().cursor())>>;
 
   Cursor cursor() const {

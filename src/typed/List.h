@@ -21,7 +21,7 @@ namespace ps {
 // Positions are from 0. One that does not exist throws ps::Error of kind usage. It is a view of a psTreeList, which
 // tells the costs. See CollectionView for the other operations.
 template <class T>
-class List : public CollectionView<psTreeList> {
+class List : public CollectionView<psTreeList>, public detail::Opened<List<T>> {
   using Base = CollectionView<psTreeList>;
 
  public:
@@ -44,10 +44,6 @@ class List : public CollectionView<psTreeList> {
     const pstHandle<psTreeList> made(new (in) psTreeList(capacity, in, in));
     detail::requireComplete(made, in);
     return List(made.oid());
-  }
-  static List open_or_create(const pstHandle<psContObj>& in, const char* name) { return open_or_create(in, name, in); }
-  static List open_or_create(const pstHandle<psObj>& scope, const char* name, const pstHandle<psContObj>& in) {
-    return detail::openOrCreate<List>(scope, name, in);
   }
 
   iterator begin() const { return iterator(id(), 0); }

@@ -14,6 +14,7 @@ namespace ps {
 template <class Base, class K, class V>
 class MapView : public Base {
  public:
+  using Base::Base;
   using typename Base::Key;
   using key_type = K;
   using mapped_type = Ref<V>;
@@ -47,9 +48,6 @@ class MapView : public Base {
   // The value of the key that matches, which may be null.
   std::optional<Ref<V>> get(const Key& key) const { return valueAt(this->find(key)); }
   std::optional<Ref<V>> get(const Ref<K>& key) const { return valueAt(this->find(key)); }
-
- protected:
-  using Base::Base;
 
  private:
   std::optional<Ref<V>> valueAt(const typename Base::iterator& at) const {

@@ -12,6 +12,7 @@ namespace ps {
 template <class Base, class T>
 class SetView : public Base {
  public:
+  using Base::Base;
   using typename Base::Key;
   using Element = T;
 
@@ -39,9 +40,6 @@ class SetView : public Base {
         this->done([&key](auto& all) { return Base::byKey(key, [&all](auto k) { return all.get(k).oid(); }); });
     return id.isNull() ? std::nullopt : std::optional<Ref<T>>(Ref<T>(id));
   }
-
- protected:
-  using Base::Base;
 
  private:
   template <class Elements>

@@ -17,28 +17,16 @@ namespace ps {
 // It is a view of a psTreeSet, which says what may not be changed while an element is stored. See CollectionView,
 // KeyedView, SortedView and SetView for the operations.
 template <class T, class Order = ById>
-class SortedSet : public SetView<SortedView<psTreeSet, T, Order, detail::SetElement<T>>, T> {
+class SortedSet : public SetView<SortedView<psTreeSet, T, Order, detail::SetElement<T>>, T>,
+                  public detail::Opened<SortedSet<T, Order>> {
   using Base = SetView<SortedView<psTreeSet, T, Order, detail::SetElement<T>>, T>;
 
  public:
-  // A view of the set that a reference, an identifier or a name leads to. Throws ps::Error when there is none, when the
-  // object is no sorted set, or when it has another comparator.
-  explicit SortedSet(const psId& id) : Base(id, detail::comparatorTypeOf<Order>()) {}
-  SortedSet(const pstRef<psTreeSet>& set) : SortedSet(set.oid()) {}
-  SortedSet(const Ref<psTreeSet>& set) : SortedSet(set.id()) {}
-  SortedSet(const pstHandle<psObj>& scope, const char* name) : SortedSet(detail::requireFiled(scope, name)) {}
+  using Base::Base;
 
   // A new set in a container, with its comparator and its parts, and with so many entries to a node.
   static SortedSet create(const pstHandle<psContObj>& in, int capacity = Base::usualCapacity) {
     return SortedSet(detail::createTree<psTreeSet, Order>(in, capacity));
-  }
-  // The set of that name in the container or database that is the scope, created in `in` and filed there when there is
-  // none.
-  static SortedSet open_or_create(const pstHandle<psContObj>& in, const char* name) {
-    return open_or_create(in, name, in);
-  }
-  static SortedSet open_or_create(const pstHandle<psObj>& scope, const char* name, const pstHandle<psContObj>& in) {
-    return detail::openOrCreate<SortedSet>(scope, name, in);
   }
 
   Ref<T> operator[](int index) const { return at(index); }

@@ -15,6 +15,7 @@ class SortedView : public KeyedView<Collection, T, OrderType, CursorIterator<det
   using End = detail::RawKey::End;
 
  public:
+  using Base::Base;
   static constexpr bool isSorted = true;
   using typename Base::iterator;
   using typename Base::Key;
@@ -60,9 +61,6 @@ class SortedView : public KeyedView<Collection, T, OrderType, CursorIterator<det
       return true;
     });
   }
-
- protected:
-  using Base::Base;
 
  private:
   iterator bound(const Key& key, End end) const {
