@@ -46,12 +46,18 @@ class MapView : public Base {
   }
 
   // The value of the key that matches, which may be null.
-  std::optional<Ref<V>> get(const Key& key) const { return valueAt(this->find(key)); }
-  std::optional<Ref<V>> get(const Ref<K>& key) const { return valueAt(this->find(key)); }
+  std::optional<Ref<V>> get(const Key& key) const {
+    return Base::byKey(key, [this](auto k) { return this->valueFor(k); });
+  }
+  std::optional<Ref<V>> get(const Ref<K>& key) const { return valueFor(Base::asHandle(key)); }
 
  private:
-  std::optional<Ref<V>> valueAt(const typename Base::iterator& at) const {
-    return at == this->end() ? std::nullopt : std::optional<Ref<V>>(at->value());
+  template <class Wanted>
+  std::optional<Ref<V>> valueFor(const Wanted& key) const {
+    const auto isThere = [&key](auto& all) { return all.contains(key); };
+    const psId value = this->done([&key](auto& all) { return all.get(key).oid(); });
+    if (!value.isNull()) return Ref<V>(value);
+    return this->done(isThere) ? std::optional<Ref<V>>(Ref<V>()) : std::nullopt;
   }
   static pstHandle<psObj> valueHandle(const Ref<V>& value) { return pstHandle<psObj>(value.id()); }
   static const Ref<K>& keyOf(const MapEntry<K, V>& pair) { return pair.key_ref(); }
