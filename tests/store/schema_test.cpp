@@ -429,8 +429,7 @@ TEST_F(Schema, ArraysOfObjectsThatGetADescriptionGetOneToo) {
   const auto isDescribed = [](const psId& storage) {
     ps::detail::Page* page = nullptr;
     ps::detail::SessionCore::current()->cache().fetch(storage, page);
-    const auto isOfSlot = [&](const ps::detail::DescribedStorage& d) { return d.slot == storage.get_slot(); };
-    return std::any_of(page->describedStorage.begin(), page->describedStorage.end(), isOfSlot);
+    return page->describedStorage.count(storage.get_slot()) != 0;
   };
   const auto storageOf = [](const Holder& holder) {
     psId storage;

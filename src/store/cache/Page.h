@@ -2,6 +2,7 @@
 
 #include <cstdint>
 #include <forward_list>
+#include <map>
 #include <string>
 #include <utility>
 #include <vector>
@@ -32,7 +33,6 @@ struct ForeignObject {
 
 // The storage of an array whose elements are described structures.
 struct DescribedStorage {
-  std::uint16_t slot;
   std::uint16_t layout;       // in which it is stored
   const Structure* elements;  // what it has in memory; null when this process does not know the structure
 };
@@ -73,7 +73,7 @@ struct Page {
   std::vector<std::pair<std::uint16_t, std::uint64_t>> objectChecksums;
 
   std::vector<ForeignObject> foreign;
-  std::vector<DescribedStorage> describedStorage;
+  std::map<std::uint16_t, DescribedStorage> describedStorage;  // by slot
   // What is to be done elsewhere when the page is written: conversions have left storage without an owner; objects that
   // get a description have arrays that need one too.
   std::vector<psId> droppedStorage;

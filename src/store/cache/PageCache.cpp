@@ -1,9 +1,6 @@
 #include "store/cache/PageCache.h"
 
-#include <xxhash.h>
-
 #include <algorithm>
-#include <chrono>
 #include <cstdlib>
 #include <cstring>
 #include <new>
@@ -25,21 +22,8 @@ namespace {
 
 // A slot for every 48 bytes: the smallest object that is worth a reference takes that much with its header.
 constexpr std::size_t bytesPerSlot = 48;
-// Longer than any chunk takes from memory, shorter than a disk answers.
-constexpr std::chrono::microseconds leastDiskAccess{20};
-// After a value that came from the disk, this many more are assumed to come from there too.
-constexpr unsigned announcementsPerDiskAccess = 32;
-
 // Stands for a database of which nothing is in memory.
 DatabaseTable emptyTable;
-
-std::string pageText(const psId& id) {
-  return "page " + std::to_string(id.get_page()) + " of " + textOf(containerOf(id));
-}
-
-std::string damageText(const psId& id) {
-  return pageText(id) + " is damaged: what is stored does not match its checksum; ";
-}
 
 std::size_t pageCount(const PageLink* pages) { return pages == nullptr ? 0 : pages[0].frame; }
 
@@ -56,11 +40,6 @@ bool isAddressable(const PageContents& contents) {
   if (contents.objects.empty()) return true;
   const std::size_t before = bytesInMemory(contents) - bytesInImage(contents.objects.back());
   return objectsBegin(contents.nextSlot) + before + sizeof(ObjectHeader) <= 0xFFFFU * alignment;
-}
-
-std::uint64_t tailHash(const std::vector<std::uint64_t>& checksums) {
-  if (checksums.size() < 2) return 0;
-  return XXH3_64bits(checksums.data() + 1, (checksums.size() - 1) * sizeof(std::uint64_t));
 }
 
 }  // namespace
@@ -88,6 +67,7 @@ PageCache::~PageCache() {
 
 void PageCache::attach(Engine& engine, std::uint32_t pageSize) {
   engine_ = &engine;
+  chunks_.attach(engine);
   classes_.attach(engine);
   pageSize_ = pageSize;
 }
@@ -165,10 +145,7 @@ PageCache::Fetch PageCache::hold(const psId& id, Page*& page) {
 PageCache::Fetch PageCache::revalidate(const psId& id, Page& page) {
   std::string_view value;
   const Engine::Lookup found = engine_->get(StoreKey::chunk(id, 0), value);
-  if (found == Engine::Lookup::failed) {
-    error_ = engine_->error();
-    return Fetch::unreadable;
-  }
+  if (found == Engine::Lookup::failed) return failWith(engine_->error());
   if (found == Engine::Lookup::found && !page.filled && value.size() >= sizeof(std::uint64_t) &&
       std::memcmp(value.data(), page.checksums.data(), sizeof(std::uint64_t)) == 0) {
     page.frame->readStamp = readStamp_;
@@ -180,58 +157,17 @@ PageCache::Fetch PageCache::revalidate(const psId& id, Page& page) {
 
 // Reads the record of a page into record_, and what it says into contents_.
 PageCache::Fetch PageCache::readContents(const psId& id, std::vector<std::uint64_t>& checksums) {
-  const Fetch found = readRecord(id, checksums);
-  if (found != Fetch::present) return found;
-  if (!ps::detail::readContents(record_, contents_)) return failAsDamaged(pageText(id) + " contradicts itself; ");
+  const Engine::Lookup found = chunks_.read(id, record_, checksums);
+  if (found == Engine::Lookup::absent) return Fetch::absent;
+  if (found == Engine::Lookup::failed) return failWith(chunks_.error());
+  if (!ps::detail::readContents(record_, contents_)) return failWith(damageOf(id, "contradicts itself"));
   resolve(classes_, contents_);
-  return found;
+  return Fetch::present;
 }
 
-PageCache::Fetch PageCache::failAsDamaged(std::string text) {
-  text += "restore the store from a backup, or delete the container to go on without it";
-  error_ = {psErrorKind::damaged, std::move(text)};
+PageCache::Fetch PageCache::failWith(StoreError error) {
+  error_ = std::move(error);
   return Fetch::unreadable;
-}
-
-// Reads a value and returns its payload. While values come from the disk, the engine is told before they are read;
-// otherwise not, since for one in the system's cache that is a fifth of the whole cost of a load.
-template <class Read>
-std::string_view PageCache::noticingDisk(std::string_view value, Read read) {
-  using Clock = std::chrono::steady_clock;
-  if (announcements_ > 0) {
-    --announcements_;
-    engine_->announceReading(value);
-  }
-  const Clock::time_point start = Clock::now();
-  const std::string_view payload = read();
-  if (Clock::now() - start > leastDiskAccess) announcements_ = announcementsPerDiskAccess;
-  return payload;
-}
-
-PageCache::Fetch PageCache::readRecord(const psId& id, std::vector<std::uint64_t>& checksums) {
-  record_.clear();
-  checksums.clear();
-  RecordSize size{};
-  do {
-    const StoreKey key = StoreKey::chunk(id, static_cast<std::uint32_t>(checksums.size()));
-    std::string_view value;
-    const Engine::Lookup found = engine_->get(key, value);
-    if (found == Engine::Lookup::absent && checksums.empty()) return Fetch::absent;
-    if (found == Engine::Lookup::failed) {
-      error_ = engine_->error();
-      return Fetch::unreadable;
-    }
-    std::uint64_t checksum = 0;
-    const std::string_view payload = found == Engine::Lookup::found
-                                         ? noticingDisk(value, [&] { return verifiedPayload(key, value, checksum); })
-                                         : std::string_view{};
-    if (payload.empty()) break;
-    if (checksums.empty()) size = sizeOfRecord(payload);
-    record_.append(payload);
-    checksums.push_back(checksum);
-  } while (record_.size() < size.bytes);
-  if (record_.size() == size.bytes && !checksums.empty() && size.tailHash == tailHash(checksums)) return Fetch::present;
-  return failAsDamaged(damageText(id));
 }
 
 PageCache::Fetch PageCache::load(const psId& id, Page*& page) {
@@ -241,10 +177,9 @@ PageCache::Fetch PageCache::load(const psId& id, Page*& page) {
   if (found != Fetch::present) return found;
   std::size_t slots = 0;
   if (!isAddressable(contents_)) {
-    error_ = {psErrorKind::schema, pageText(id) +
-                                       " would take more than 1 MiB, since its classes have grown so much; " +
-                                       "convert it with a program whose classes grow in smaller steps"};
-    return Fetch::unreadable;
+    return failWith({psErrorKind::schema, pageText(id) +
+                                              " would take more than 1 MiB, since its classes have grown so much; " +
+                                              "convert it with a program whose classes grow in smaller steps"});
   }
   page = imageFor(id, contents_.nextSlot, contents_.objects.size(), bytesInMemory(contents_), slots);
   if (page == nullptr) return Fetch::unreadable;
@@ -278,7 +213,7 @@ bool PageCache::readPart(const psId& id) {
   const StoreKey key = StoreKey::chunk(id, 0);
   std::string_view value;
   if (engine_->get(key, value) != Engine::Lookup::found) return false;
-  const std::string_view payload = noticingDisk(value, [&] {
+  const std::string_view payload = chunks_.noticingDisk(value, [&] {
     prefetchPart(value, id.get_slot());
     return partlyVerified(key, value);
   });
@@ -312,7 +247,7 @@ PageCache::Fetch PageCache::complete(Page& page) {
   const psId id = pageOf(page.frame->pageId);
   const Fetch found = readContents(id, checksums);
   if (found == Fetch::unreadable) return found;
-  if (found == Fetch::absent || checksums != page.checksums) return failAsDamaged(damageText(id));
+  if (found == Fetch::absent || checksums != page.checksums) return failWith(damageOf(id, mismatch));
   decodePage(contents_, page.frame->slotLimit, page);
   page.isPartial = false;
   link(page);
@@ -483,77 +418,22 @@ void PageCache::dropContainer(std::uint16_t db, std::uint16_t oc) {
 }
 
 void PageCache::describeElements(void* storage, const Structure& elements) {
-  const std::uint16_t slot = headerOf(storage)->slot;
-  std::vector<DescribedStorage>& described = frameOfObject(storage)->page->describedStorage;
-  const bool isKnown = std::any_of(described.begin(), described.end(),
-                                   [slot](const DescribedStorage& known) { return known.slot == slot; });
-  if (!isKnown) described.push_back({slot, 0, &elements});
+  frameOfObject(storage)->page->describedStorage.try_emplace(headerOf(storage)->slot, DescribedStorage{0, &elements});
 }
 
 void PageCache::describeLike(const void* from, void* to) {
-  const std::uint16_t slot = headerOf(from)->slot;
-  const std::vector<DescribedStorage>& described = frameOfObject(from)->page->describedStorage;
-  const auto found = std::find_if(described.begin(), described.end(),
-                                  [slot](const DescribedStorage& known) { return known.slot == slot; });
+  const std::map<std::uint16_t, DescribedStorage>& described = frameOfObject(from)->page->describedStorage;
+  const auto found = described.find(headerOf(from)->slot);
   if (found == described.end()) return;
-  DescribedStorage copy = *found;
-  copy.slot = headerOf(to)->slot;
-  frameOfObject(to)->page->describedStorage.push_back(copy);
-}
-
-bool PageCache::upgrade(Page& page, std::uint64_t& pages) {
-  if (page.hasOlder) {
-    change(page);
-    ++pages;
-  }
-  for (const ForeignObject& foreign : page.foreign) {
-    const ObjectHeader& header = *headerAt(page.frame, foreign.offset);
-    const ObjectForm& form = classes_.formOf(header.type & ~namedFlag, foreign.layout, header.size);
-    if (form.keepsVersion || form.refusal.kind == psErrorKind::unknownClass) continue;
-    psId id = page.frame->pageId;
-    id.set_slot(foreign.slot);
-    error_ = form.refusal;
-    if (form.isUsable()) error_ = {psErrorKind::schema, "cannot be converted: " + foreign.complaint};
-    error_.text = textOf(id) + " is " + error_.text;
-    return false;
-  }
-  return true;
-}
-
-// Takes from a page, which is about to be written, what is to be done elsewhere then.
-void PageCache::takeOrders(Page& page) {
-  droppedStorage_.insert(droppedStorage_.end(), page.droppedStorage.begin(), page.droppedStorage.end());
-  unnamedArrays_.insert(unnamedArrays_.end(), page.unnamedArrays.begin(), page.unnamedArrays.end());
-  page.droppedStorage.clear();
-  page.unnamedArrays.clear();
-}
-
-// The storage in memory that has an identifier, open for update. Null when it cannot be read: a page that is damaged is
-// no reason to refuse changes of others.
-char* PageCache::changeStorage(const psId& id) {
-  Page* page = nullptr;
-  char* const found = fetch(id, page) == Fetch::present ? liveObject(page->frame, id.get_slot()) : nullptr;
-  if (found == nullptr || !isStorage(headerOf(found)->type)) return nullptr;
-  change(*page);
-  return found;
-}
-
-void PageCache::carryOutOrders() {
-  // What is done may change further pages, which have orders of their own.
-  for (;;) {
-    for (Page* const page : changed_) takeOrders(*page);
-    if (droppedStorage_.empty() && unnamedArrays_.empty()) return;
-    for (const psId& id : std::exchange(droppedStorage_, {})) {
-      if (const char* const storage = changeStorage(id)) free(*frameOfObject(storage)->page, id.get_slot());
-    }
-    for (const UnnamedArray& array : std::exchange(unnamedArrays_, {})) {
-      if (char* const storage = changeStorage(array.storage)) describeElements(storage, *array.elements);
-    }
-  }
+  const DescribedStorage copy = found->second;
+  frameOfObject(to)->page->describedStorage[headerOf(to)->slot] = copy;
 }
 
 bool PageCache::writeChanges() {
-  carryOutOrders();
+  // What is done may change further pages, which have orders of their own.
+  do {
+    for (Page* const page : changed_) orders_.take(*page);
+  } while (orders_.carryOut(*this));
   std::sort(changed_.begin(), changed_.end(), precedes);
   for (std::size_t i = 0; i < changed_.size(); ++i) changed_[i]->changedIndex = i;
   return std::all_of(changed_.begin(), changed_.end(), [this](Page* page) { return write(*page); });
@@ -571,42 +451,11 @@ bool PageCache::write(Page& page) {
       return false;
     }
   }
-  const bool done = page.objects == 0 ? eraseChunks(id, page, 0) : writeChunks(id, page);
-  if (!done) error_ = engine_->error();
+  bool isWritten = false;
+  const bool done = page.objects == 0 ? chunks_.erase(id, page) : chunks_.write(id, written_, page, isWritten);
+  if (isWritten) ++counters_.pageWrites;
+  if (!done) error_ = chunks_.error();
   return done;
-}
-
-// Writes what encodePage has made of the page.
-bool PageCache::writeChunks(const psId& id, Page& page) {
-  const std::size_t count = (written_.size() + chunkPayload - 1) / chunkPayload;
-  std::vector<std::uint64_t> checksums(count);
-  bool wrote = false;
-  // Backwards, since the first chunk holds the hash of the others' checksums.
-  for (std::size_t i = count; i-- > 0;) {
-    const StoreKey key = StoreKey::chunk(id, static_cast<std::uint32_t>(i));
-    if (i == 0) sealRecord(key, tailHash(checksums), written_);
-    const std::string_view payload = std::string_view(written_).substr(i * chunkPayload, chunkPayload);
-    checksums[i] = chunkChecksum(key, payload);
-    if (page.stored && i < page.checksums.size() && page.checksums[i] == checksums[i]) continue;
-    chunk_.assign(reinterpret_cast<const char*>(&checksums[i]), sizeof(std::uint64_t));
-    chunk_.append(payload);
-    if (!engine_->put(key, chunk_)) return false;
-    wrote = true;
-  }
-  if (page.checksums.size() > count && !eraseChunks(id, page, count)) return false;
-  page.checksums = std::move(checksums);
-  page.stored = true;
-  if (wrote) ++counters_.pageWrites;
-  return true;
-}
-
-bool PageCache::eraseChunks(const psId& id, Page& page, std::size_t from) {
-  for (std::size_t i = from; i < page.checksums.size(); ++i) {
-    if (!engine_->erase(StoreKey::chunk(id, static_cast<std::uint32_t>(i)))) return false;
-  }
-  page.checksums.resize(from);
-  if (from == 0) page.stored = false;
-  return true;
 }
 
 // Prefetches what the clock hand will look at soon.
@@ -639,7 +488,7 @@ void PageCache::makeRoom(std::size_t bytes) {
 
 bool PageCache::evict(Page& page) {
   if (page.changed) {
-    takeOrders(page);
+    orders_.take(page);
     if (updateStamp_ == SessionHead::noStamp || !write(page)) {
       // It stays, and the commit says why. The hand goes on to the others.
       page.frame->touched = head_.loads;
@@ -723,8 +572,7 @@ void PageCache::afterCommit() {
 
 void PageCache::afterAbort(bool engineReads) {
   spilled_.clear();
-  droppedStorage_.clear();
-  unnamedArrays_.clear();
+  orders_.forget();
   classes_.afterAbort();
   while (!changed_.empty()) {
     Page& page = *changed_.back();

@@ -9,8 +9,10 @@
 #include "store/base/psSessionCounters.h"
 #include "store/cache/ClassTable.h"
 #include "store/cache/Page.h"
+#include "store/cache/PageChunks.h"
 #include "store/cache/PageContents.h"
 #include "store/cache/PartialRecord.h"
+#include "store/cache/StorageOrders.h"
 #include "store/cache/TypeRegistry.h"
 #include "store/engine/Engine.h"
 
@@ -80,10 +82,6 @@ class PageCache {
 
   // What the store says of classes.
   ClassTable& classes() { return classes_; }
-  // Sees to it that the objects of a page, which is in memory, are written in their present layouts. Counts it in pages
-  // when it has others. False, with the reason, when it has objects that cannot be converted.
-  bool upgrade(Page& page, std::uint64_t& pages);
-
   // Drops all images of a container that is being deleted.
   void dropContainer(std::uint16_t db, std::uint16_t oc);
 
@@ -104,24 +102,16 @@ class PageCache {
   Fetch layOut(Page& page, std::uint16_t slot);
   Page* imageFor(const psId& id, std::uint16_t nextSlot, std::size_t objects, std::size_t bytes, std::size_t& slots);
   Fetch readContents(const psId& id, std::vector<std::uint64_t>& checksums);
-  Fetch readRecord(const psId& id, std::vector<std::uint64_t>& checksums);
-  Fetch failAsDamaged(std::string text);
-  template <class Read>
-  std::string_view noticingDisk(std::string_view value, Read read);
+  Fetch failWith(StoreError error);
   Page* newImage(const psId& id, std::size_t bytes);
   Page* newPage(PageSequence pages, std::size_t capacity);
   std::uint32_t freshPageNumber(PageSequence pages);
   Fetch revalidate(const psId& id, Page& page);
   bool restore(Page& page);
   bool write(Page& page);
-  bool writeChunks(const psId& id, Page& page);
-  bool eraseChunks(const psId& id, Page& page, std::size_t from);
   void makeRoom(std::size_t bytes);
   void prefetchAhead(std::size_t hand) const;
   bool evict(Page& page);
-  void takeOrders(Page& page);
-  char* changeStorage(const psId& id);
-  void carryOutOrders();
   void unlist(Page& page);
   void settle(Page& page);
   void noteContents(Page& page) const;
@@ -136,15 +126,13 @@ class PageCache {
   std::uint64_t readStamp_ = 0;
   std::uint64_t updateStamp_ = SessionHead::noStamp;
 
+  PageChunks chunks_;
   ClassTable classes_;
   std::vector<DatabaseTable*> databases_;
   std::vector<Page*> resident_;
   std::size_t hand_ = 0;
   std::vector<Page*> changed_;
-  unsigned announcements_ = 0;  // values still to be announced before they are read
-  // See Page: of pages that were written, to be done before the commit.
-  std::vector<psId> droppedStorage_;
-  std::vector<UnnamedArray> unnamedArrays_;
+  StorageOrders orders_;                       // of pages that were written, to be carried out before the commit
   std::unordered_set<std::uint64_t> spilled_;  // changed pages that are in the engine's transaction but not in memory
 
   // Kept for their memory. There are 2 records, since making room for the one that is being read may write another.
@@ -153,7 +141,6 @@ class PageCache {
   PartialRecord part_;            // the record that was last read in part
   const Page* partOf_ = nullptr;  // whose it is; null when the engine may not keep it any more
   std::string written_;
-  std::string chunk_;
   StoreError error_;
 };
 

@@ -5,6 +5,7 @@
 #include <algorithm>
 #include <cstring>
 
+#include "store/base/IdText.h"
 #include "store/base/RecordBytes.h"
 #include "store/cache/PackedStorage.h"
 #include "store/cache/PageFill.h"
@@ -136,9 +137,10 @@ void PageEncoder::add(const ObjectHeader& object, std::uint16_t layout) {
 // False when the layout of its elements cannot be told.
 bool PageEncoder::addStorage(const ObjectHeader& object) {
   std::uint16_t layout = 0;
-  for (const DescribedStorage& described : page_.describedStorage) {
-    if (described.slot != object.slot) continue;
-    layout = described.elements != nullptr ? classes_.layoutOf(*described.elements) : described.layout;
+  const auto described = page_.describedStorage.find(object.slot);
+  if (described != page_.describedStorage.end()) {
+    const auto& [stored, elements] = described->second;
+    layout = elements != nullptr ? classes_.layoutOf(*elements) : stored;
     if (layout == 0) return false;
   }
   add(object, layout);
@@ -392,7 +394,7 @@ void noteForm(const RecordedObject& stored, Page& page) {
   const ObjectForm& form = *stored.form;
   page.hasOlder |= form.isOlder;
   if (isStorage(stored.type & ~namedFlag)) {
-    if (stored.layout != 0) page.describedStorage.push_back({stored.slot, stored.layout, form.elements});
+    if (stored.layout != 0) page.describedStorage[stored.slot] = {stored.layout, form.elements};
     return;
   }
   const auto storageAt = [](const char* array) { return numberIn<psId>(array); };
@@ -444,6 +446,19 @@ void decodePage(const PageContents& contents, std::size_t slots, Page& page) {
     else
       noteForm(stored, page);
   }
+}
+
+const ObjectForm& formOf(ClassTable& classes, const Page& page, const ForeignObject& object) {
+  const ObjectHeader& header = *headerAt(page.frame, object.offset);
+  return classes.formOf(header.type & ~namedFlag, object.layout, header.size);
+}
+
+StoreError refusalOf(const ObjectForm& form, const Page& page, const ForeignObject& object) {
+  psId id = page.frame->pageId;
+  id.set_slot(object.slot);
+  if (!form.isUsable()) return {form.refusal.kind, textOf(id) + " is " + form.refusal.text};
+  return {psErrorKind::schema, textOf(id) + " cannot be converted for the present version of class " + form.info->name +
+                                   ": " + object.complaint};
 }
 
 bool restorePage(const PageContents& contents, Page& page) {

@@ -101,6 +101,10 @@ inline std::size_t bytesInImage(const RecordedObject& object) {
 // Objects that cannot be opened in this process are noted as foreign.
 void decodePage(const PageContents& contents, std::size_t slots, Page& page);
 
+// What becomes of objects like one that cannot be opened, and why it cannot.
+const ObjectForm& formOf(ClassTable& classes, const Page& page, const ForeignObject& object);
+StoreError refusalOf(const ObjectForm& form, const Page& page, const ForeignObject& object);
+
 // Puts the objects into an image that had other content of the same objects, without moving any object. False when an
 // object has no place; the content of the image is then undefined.
 bool restorePage(const PageContents& contents, Page& page);

@@ -6,6 +6,7 @@
 #include "store/base/IdParts.h"
 #include "store/base/IdText.h"
 #include "store/base/NothingThrown.h"
+#include "store/cache/PageRecord.h"
 #include "store/session/Opening.h"
 #include "store/session/SessionCore.h"
 
@@ -92,14 +93,8 @@ psObj* ObjectSpace::openInPage(const psId& id, psMode mode) {
 
 // Says why an object that exists cannot be opened in this process.
 psObj* ObjectSpace::refuseForeign(const Page& page, const ForeignObject& object) {
-  psId id = page.frame->pageId;
-  id.set_slot(object.slot);
-  const ObjectHeader& header = *headerAt(page.frame, object.offset);
-  const std::uint32_t type = header.type & ~namedFlag;
-  const ObjectForm& form = session_.cache().classes().formOf(type, object.layout, header.size);
-  if (!form.isUsable()) return session_.refuse(form.refusal.kind, textOf(id) + " is " + form.refusal.text);
-  return session_.refuse(psErrorKind::schema, textOf(id) + " cannot be converted for the present version of class " +
-                                                  form.info->name + ": " + object.complaint);
+  const StoreError error = refusalOf(formOf(session_.cache().classes(), page, object), page, object);
+  return session_.refuse(error.kind, error.text);
 }
 
 bool ObjectSpace::exists(const psId& id) {

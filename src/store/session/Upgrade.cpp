@@ -2,6 +2,7 @@
 
 #include <vector>
 
+#include "store/cache/PageRecord.h"
 #include "store/engine/StoreKey.h"
 #include "store/session/SessionCore.h"
 
@@ -60,8 +61,22 @@ class Upgrade {
       const PageCache::Fetch found = cache.fetch(id, page);
       if (found == PageCache::Fetch::absent) continue;
       ++progress_.pagesRead;
-      if (found != PageCache::Fetch::present || !cache.upgrade(*page, progress_.pagesWritten))
-        return session_.fail(cache.error());
+      if (found != PageCache::Fetch::present) return session_.fail(cache.error());
+      if (!convert(*page)) return false;
+    }
+    return true;
+  }
+
+  // Has the objects of a page written in their present layouts.
+  bool convert(Page& page) {
+    if (page.hasOlder) {
+      session_.cache().change(page);
+      ++progress_.pagesWritten;
+    }
+    for (const ForeignObject& foreign : page.foreign) {
+      const ObjectForm& form = formOf(session_.cache().classes(), page, foreign);
+      if (form.keepsVersion || form.refusal.kind == psErrorKind::unknownClass) continue;
+      return session_.fail(refusalOf(form, page, foreign));
     }
     return true;
   }

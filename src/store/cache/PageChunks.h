@@ -1,0 +1,68 @@
+#pragma once
+
+#include <chrono>
+#include <cstddef>
+#include <cstdint>
+#include <string>
+#include <string_view>
+#include <vector>
+
+#include "store/base/psId.h"
+#include "store/cache/Page.h"
+#include "store/engine/Engine.h"
+
+namespace ps::detail {
+
+std::string pageText(const psId& id);
+
+// The error of a page of which the store has something wrong: how is the rest of a sentence.
+StoreError damageOf(const psId& id, const char* how);
+constexpr const char* mismatch = "is damaged: what is stored does not match its checksum";
+
+// The records of pages in the engine, where each chunk of a record is a value; see PageRecord.h.
+class PageChunks {
+ public:
+  void attach(Engine& engine) { engine_ = &engine; }
+
+  // Reads the record of a page, and the checksums of its chunks.
+  Engine::Lookup read(const psId& id, std::string& record, std::vector<std::uint64_t>& checksums);
+
+  // Writes what encodePage has made of a page, which is given what is stored of it then. Chunks that are stored already
+  // are not written; when any was, isWritten is set.
+  bool write(const psId& id, std::string& record, Page& page, bool& isWritten);
+  // Erases a page's chunks from one on.
+  bool erase(const psId& id, Page& page, std::size_t from = 0);
+
+  // Reads a value by a function that returns its payload. While values come from the disk, the engine is told before
+  // they are read; otherwise not, since for one in the system's cache that is a fifth of the whole cost of a load.
+  template <class Read>
+  std::string_view noticingDisk(std::string_view value, Read read) {
+    using Clock = std::chrono::steady_clock;
+    if (announcements_ > 0) {
+      --announcements_;
+      engine_->announceReading(value);
+    }
+    const Clock::time_point start = Clock::now();
+    const std::string_view payload = read();
+    if (Clock::now() - start > leastDiskAccess) announcements_ = announcementsPerDiskAccess;
+    return payload;
+  }
+
+  // Why the last call failed.
+  const StoreError& error() const { return error_; }
+
+ private:
+  // Longer than any chunk takes from memory, shorter than a disk answers.
+  static constexpr std::chrono::microseconds leastDiskAccess{20};
+  // After a value that came from the disk, this many more are assumed to come from there too.
+  static constexpr unsigned announcementsPerDiskAccess = 32;
+
+  Engine::Lookup fail(StoreError error);
+
+  Engine* engine_ = nullptr;
+  unsigned announcements_ = 0;  // values still to be announced before they are read
+  std::string chunk_;           // kept for its memory
+  StoreError error_;
+};
+
+}  // namespace ps::detail
