@@ -91,8 +91,9 @@ void measureLayer() {
   const auto parts = session.container("bench", "parts");
   std::vector<ps::Ref<StoredItem>> items;
   std::vector<std::uint64_t> keys;
-  for (std::uint64_t i = 0; i < static_cast<std::uint64_t>(count); ++i) {
-    keys.push_back(i * 0x9E3779B97F4A7C15U);
+  std::mt19937_64 random;
+  for (int i = 0; i < count; ++i) {
+    keys.push_back(random());
     items.push_back(ps::make<StoredItem>(objects, payloadOf(keys.back())));
   }
   std::vector<psId> ids;
@@ -198,7 +199,7 @@ void measureAlgebra() {
     }
     auto part = TypedSet::create(parts);
     part.insert_all(some);
-    const std::string what = "intersection with every " + std::to_string(step) + "th";
+    const std::string what = "intersection with 1 element in " + std::to_string(step);
     const auto lazy = [&] { sums[0] = walkTyped(ps::intersection(whole, part)); };
     row(what.c_str(), "lazy", "merged plainly", n, lazy, [&] { sums[1] = mergePlain(whole.plain(), part.plain()); });
     require(sums[0] == sums[1], "the intersections differ");

@@ -88,8 +88,10 @@ class CursorIterator {
     pstRef<psObj> element;
     if (goTo(cursor_, element)) {
       here_.take(cursor_, element);
+      seen_ = detail::editStamp();
     } else {
       here_ = Here();
+      seen_ = never;
     }
     watch.check(cursor_.collection(), "the collection cannot be read");
     return *this;
@@ -97,7 +99,7 @@ class CursorIterator {
   // The same from the element at which the iterator stands.
   template <class Go>
   CursorIterator& step(Go goTo) {
-    if (PS_UNLIKELY(!cursor_.standsOn(ref().id()))) findAgain();
+    if (PS_UNLIKELY(seen_ != detail::editStamp()) && !cursor_.standsOn(ref().id())) findAgain();
     return go(goTo);
   }
   CursorIterator& stepBack() {
@@ -115,8 +117,11 @@ class CursorIterator {
     if (!isThere) detail::throwChanged(cursor_.collection());
   }
 
+  static constexpr std::uint64_t never = ~std::uint64_t{0};
+
   Cursor cursor_;
-  Here here_;  // of a null reference behind the last element, and before the first
+  Here here_;                   // of a null reference behind the last element, and before the first
+  std::uint64_t seen_ = never;  // when the cursor was known to stand there
 };
 
 // Walks back over a collection. Unlike std::reverse_iterator it stands at the element that *it is, so that it keeps it

@@ -100,11 +100,13 @@ class MergeWalk {
   void intersect() {
     std::size_t agreed = 1;
     std::size_t greatest = 0;
+    std::size_t passed = at_.size();  // the set that had been the greatest, which another one has passed
     for (std::size_t i = 1 % at_.size(); agreed < at_.size(); i = (i + 1) % at_.size()) {
       isDone_ = isAtEnd(at_[greatest]);
       if (isDone_) return;
-      const int order = bringTo(at_[i], at_[greatest]);
+      const int order = bringTo(at_[i], at_[greatest], i == passed);
       if (order != 0) {
+        passed = greatest;
         greatest = i;
         agreed = 0;
       }
@@ -121,11 +123,11 @@ class MergeWalk {
   }
 
   // Brings a set to the first element that is not less than another set's. How that compares then: 0 or 1. A few steps
-  // cost less than a search, where elements are near.
-  static int bringTo(Iterator& it, const Iterator& wanted) {
+  // cost less than a search, where elements are near. isLess: the set is known to stand at a lesser element.
+  static int bringTo(Iterator& it, const Iterator& wanted, bool isLess = false) {
     constexpr int fewSteps = 2;
     for (int steps = 0; !isAtEnd(it); ++steps) {
-      const int order = compare(it, wanted);
+      const int order = isLess && steps == 0 ? -1 : compare(it, wanted);
       if (order >= 0) return order;
       if (steps < fewSteps) {
         ++it;

@@ -4,6 +4,7 @@
 
 #include <algorithm>
 #include <cstring>
+#include <filesystem>
 #include <fstream>
 #include <functional>
 #include <stdexcept>
@@ -325,6 +326,17 @@ TEST_F(Schema, ObjectsOfAnOlderVersionAreReadChangedAndUpgraded) {
             "");
   // The functions of the older version are not needed any more.
   EXPECT_EQ(run(&introduceClasses, pscRead, [](psSession& s) { return readNew(s, ageChanged); }), "");
+}
+
+TEST_F(Schema, AStoreThatIsKeptIsReadAndUpgraded) {
+  std::filesystem::copy_file(PS_TEST_DATA "/described.ps", path_);
+  EXPECT_EQ(run(&introduceAll, pscRead, [](psSession& s) { return readNew(s, ageAsIs); }), "");
+  EXPECT_EQ(run(&introduceAll, pscNoOpen,
+                [](psSession& s) {
+                  if (s.upgrade() != 1 || s.begin(pscRead) != 1) return s.lastError();
+                  return readNew(s, ageAsIs);
+                }),
+            "");
 }
 
 namespace {
