@@ -38,7 +38,8 @@ class SetElement {
 //
 // An iterator does not depend on the view that made it. When anything has changed, a step looks whether the iterator
 // still stands on its element, and if not, searches the element. When that is no longer in the collection, it throws
-// ps::Error of kind usage; position the iterator anew then. That costs a comparison as long as nothing has changed.
+// ps::Error of kind usage; position the iterator anew then. That costs a comparison as long as nothing has changed. A
+// step beyond an end throws it too.
 //
 // Adaptors that give what *it of a temporary iterator is, such as std::reverse_iterator and std::views::reverse, give
 // references that nobody keeps in memory. Use rbegin and rend.
@@ -99,7 +100,7 @@ class CursorIterator {
   // The same from the element at which the iterator stands.
   template <class Go>
   CursorIterator& step(Go goTo) {
-    if (PS_UNLIKELY(seen_ != detail::editStamp()) && !cursor_.standsOn(ref().id())) findAgain();
+    if (PS_UNLIKELY(seen_ != detail::editStamp())) verify();
     return go(goTo);
   }
   CursorIterator& stepBack() {
@@ -108,11 +109,13 @@ class CursorIterator {
   const Cursor& cursor() const { return cursor_; }
 
  private:
-  // Goes to where the element is now.
-  void findAgain() {
+  // Something has changed, or the iterator stands at no element: goes to where the element is now.
+  void verify() {
+    if (!ref()) detail::throwNoPosition(cursor_.collection());
+    if (cursor_.standsOn(ref().id())) return;
     const detail::Watch watch;
     pstRef<psObj> found;
-    const bool isThere = ref() && cursor_.find(ref().handle(), found) && found == ref().id();
+    const bool isThere = cursor_.find(ref().handle(), found) && found == ref().id();
     watch.check(cursor_.collection(), "the collection cannot be read");
     if (!isThere) detail::throwChanged(cursor_.collection());
   }

@@ -297,6 +297,8 @@ class TypedModel {
     }
     for (auto it = hashSet().rbegin(); it != hashSet().rend(); ++it) ++met;
     EXPECT_EQ(met, 2 * model_.elements.size());
+    EXPECT_THROW(static_cast<void>(std::next(set().begin(), set().size() + 1)), ps::Error);
+    EXPECT_THROW(static_cast<void>(std::next(hashSet().begin(), hashSet().size() + 1)), ps::Error);
     std::size_t i = 0;
     for (const Ref& element : list()) EXPECT_EQ(element.id(), model_.list.at(i++));
     for (auto it = list().rbegin(); it != list().rend(); ++it) EXPECT_EQ(it->id(), model_.list.at(--i));
