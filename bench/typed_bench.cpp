@@ -89,16 +89,15 @@ void measureLayer() {
   require(session.begin(pscUpdate) == 1, "begin");
   const auto objects = session.container("bench", "objects");
   const auto parts = session.container("bench", "parts");
-  std::vector<ps::Ref<StoredItem>> items;
   std::vector<std::uint64_t> keys;
+  std::vector<psId> ids;
   std::mt19937_64 random;
+  keys.reserve(static_cast<std::size_t>(count));
+  ids.reserve(static_cast<std::size_t>(count));
   for (int i = 0; i < count; ++i) {
     keys.push_back(random());
-    items.push_back(ps::make<StoredItem>(objects, payloadOf(keys.back())));
+    ids.push_back(ps::make<StoredItem>(objects, payloadOf(keys.back())).id());
   }
-  std::vector<psId> ids;
-  for (auto& item : items) ids.push_back(item.id());
-  items.clear();
   const pstHandle<psCompare> order(new (parts) ItemCompare);
   const pstHandle<psTreeSet> tree(new (parts) psTreeSet(order, 200, parts, parts));
   const pstHandle<psHashSet> hash(new (parts) psHashSet(order, 101, 1, parts));
@@ -123,16 +122,17 @@ void measureLayer() {
   const auto each = [&keys](auto use) {
     for (const std::uint64_t& key : keys) use(key);
   };
-  row(
-      "walk that reads, sorted set", "typed", "plain", count, [&] { sums[0] = walkTyped(typedTree); },
-      [&] { sums[1] = walkPlain(tree); });
-  require(sums[0] == sums[1], "the walks differ");
-  row(
-      "get and read, sorted set", "typed", "plain", n,
-      [&] { each([&](auto& key) { sums[0] += (*typedTree.get(key))->key(); }); },
-      [&] {
-        each([&](auto& key) { sums[1] += pstHandle<StoredItem>(tree->get(static_cast<const void*>(&key)))->key(); });
-      });
+  const auto measureSet = [&](const std::string& name, const auto& typed, const auto& plain) {
+    row(("walk that reads, " + name).c_str(), "typed", "plain", count, [&] { sums[0] = walkTyped(typed); },
+        [&] { sums[1] = walkPlain(plain); });
+    require(sums[0] == sums[1], "the walks differ");
+    row(("get and read, " + name).c_str(), "typed", "plain", n,
+        [&] { each([&](auto& key) { sums[0] += (*typed.get(key))->key(); }); },
+        [&] {
+          each([&](auto& key) { sums[1] += pstHandle<StoredItem>(plain->get(static_cast<const void*>(&key)))->key(); });
+        });
+  };
+  measureSet("sorted set", typedTree, tree);
   row(
       "contains, sorted set", "typed", "plain", n,
       [&] { each([&](auto& key) { sums[0] += typedTree.contains(key); }); },
@@ -147,15 +147,7 @@ void measureLayer() {
           sums[1] += pstHandle<StoredItem>(isFound ? it->current(pscNoLock) : it->next(pscNoLock))->key();
         });
       });
-  row(
-      "get and read, hash set", "typed", "plain", n,
-      [&] { each([&](auto& key) { sums[0] += (*typedHash.get(key))->key(); }); },
-      [&] {
-        each([&](auto& key) { sums[1] += pstHandle<StoredItem>(hash->get(static_cast<const void*>(&key)))->key(); });
-      });
-  row(
-      "walk that reads, hash set", "typed", "plain", count, [&] { sums[0] = walkTyped(typedHash); },
-      [&] { sums[1] = walkPlain(hash); });
+  measureSet("hash set", typedHash, hash);
 }
 
 // Elements that two sets share, by merging plain iterators.
