@@ -262,6 +262,16 @@ int psSession::upgrade(const UpgradeProgress& progress) {
   return result(session && ps::detail::upgrade(*core_, progress));
 }
 
+int psSession::readers(std::vector<psReader>& found) const {
+  const Called session(core_.get());
+  return result(session && (session->engine().readers(found) || session->fail(session->engine().error())));
+}
+
+void psSession::watchReaders(double seconds, std::uint64_t pinnedBytes, ReaderCallback callback) {
+  const Called session(core_.get());
+  if (session) session->longReaders().watch(seconds, pinnedBytes, std::move(callback));
+}
+
 std::string psSession::lastError() const { return pehSessionDataGetFunction()->text(); }
 
 psErrorKind psSession::lastErrorKind() const { return pehSessionDataGetFunction()->kind(); }

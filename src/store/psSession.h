@@ -5,9 +5,11 @@
 #include <functional>
 #include <memory>
 #include <string>
+#include <vector>
 
 #include "store/base/psErrorKind.h"
 #include "store/base/psExport.h"
+#include "store/base/psReader.h"
 #include "store/base/psSessionCounters.h"
 #include "store/base/psSessionOptions.h"
 #include "store/base/psUpgradeProgress.h"
@@ -132,6 +134,16 @@ class PS_API psSession {
   // to go on.
   using UpgradeProgress = std::function<bool(const psUpgradeProgress&)>;
   [[nodiscard]] int upgrade(const UpgradeProgress& progress = nullptr);
+
+  // The read transactions that are open on the store in all processes, the oldest first. A long one keeps the file from
+  // using space again. 0 when they cannot be read.
+  [[nodiscard]] int readers(std::vector<psReader>& found) const;
+
+  // Has an update of this session that is committed look for a reader that has lasted longer than the given seconds, or
+  // pins more than the given bytes, at most once a second. callback is called with the oldest one after the commit, on
+  // this thread. A null callback ends that.
+  using ReaderCallback = std::function<void(const psReader&)>;
+  void watchReaders(double seconds, std::uint64_t pinnedBytes, ReaderCallback callback);
 
   // Text of the last signalled error; "" when there was none since the last successful begin.
   std::string lastError() const;

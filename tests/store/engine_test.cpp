@@ -20,6 +20,7 @@
 #include <string_view>
 #include <thread>
 #include <utility>
+#include <vector>
 
 #include "store/base/psSessionOptions.h"
 #include "support/Process.h"
@@ -223,6 +224,96 @@ TEST(LmdbEngineTest, aKilledReaderDoesNotPinOldPagesForEver) {
   EXPECT_LE(refused, 1);
 }
 
+TEST(LmdbEngineTest, aLongReaderIsSeenWithWhatItPins) {
+  const ScratchFolder folder;
+  const std::string path = folder / "store";
+  const auto writer = openStore(path);
+  ASSERT_TRUE(store(*writer, lettered('a')));
+  std::uint64_t id = 0;
+  Process reader([&](const Process::Channel& channel) {
+    const auto engine = openStore(path);
+    engine->begin(false);
+    channel.send(static_cast<std::uint64_t>(::getpid()));
+    channel.receive();
+    engine->abort();
+    channel.send();
+    channel.receive();
+    return 0;
+  });
+  ASSERT_TRUE(reader.channel().receive(&id));
+  std::vector<psReader> readers;
+  ASSERT_TRUE(writer->readers(readers));
+  ASSERT_EQ(readers.size(), 1U);
+  EXPECT_EQ(readers[0].pinnedBytes, 0U);
+  const std::uint64_t commit = readers[0].commit;
+  std::uint64_t size = std::filesystem::file_size(path);
+  for (int i = 0; i < 20; ++i) ASSERT_TRUE(store(*writer, lettered(static_cast<char>('b' + i))));
+  size = std::filesystem::file_size(path) - size;
+  ASSERT_TRUE(writer->readers(readers));
+  ASSERT_EQ(readers.size(), 1U);
+  EXPECT_EQ(static_cast<std::uint64_t>(readers[0].process), id);
+  EXPECT_EQ(readers[0].commit, commit);
+  EXPECT_GT(readers[0].seconds, 0);
+  EXPECT_NEAR(static_cast<double>(readers[0].pinnedBytes), static_cast<double>(size), static_cast<double>(size) / 4);
+  reader.channel().send();
+  ASSERT_TRUE(reader.channel().receive());
+  ASSERT_TRUE(writer->readers(readers));
+  EXPECT_TRUE(readers.empty());
+}
+
+TEST(LmdbEngineTest, anUpdateWaitsForAStoppedProcessAsLongAsItIsTold) {
+  const ScratchFolder folder;
+  const std::string path = folder / "store";
+  psSessionOptions options = unsynced();
+  options.busyTimeout = 50;
+  const auto hurried = openStore(path, options);
+  std::uint64_t id = 0;
+  {
+    Process stopped([&](const Process::Channel& channel) {
+      const auto engine = openStore(path);
+      engine->begin(true);
+      channel.send(static_cast<std::uint64_t>(::getpid()));
+      ::raise(SIGSTOP);
+      return 0;
+    });
+    ASSERT_TRUE(stopped.channel().receive(&id));
+    EXPECT_FALSE(hurried->begin(true));
+    EXPECT_EQ(hurried->error().kind, psErrorKind::busy);
+    EXPECT_NE(hurried->error().text.find("process " + std::to_string(id)), std::string::npos) << hurried->error().text;
+    EXPECT_TRUE(contentOf(*hurried).empty()) << "reading waits for nobody";
+    stopped.kill();
+  }
+  const auto patient = openStore(path);
+  ASSERT_TRUE(patient->begin(true)) << patient->error().text;
+  std::thread([&] {
+    EXPECT_FALSE(hurried->begin(true));
+    EXPECT_NE(hurried->error().text.find("thread of this process"), std::string::npos) << hurried->error().text;
+  }).join();
+  patient->abort();
+  EXPECT_TRUE(store(*hurried, lettered('a'))) << hurried->error().text;
+
+  // Those who wait get their turn, with a limit or without one, in one process or in several.
+  options.busyTimeout = 60000;
+  const auto count = [&](int rounds) {
+    const auto limited = openStore(path, rounds % 2 == 0 ? options : unsynced());
+    for (int i = 0; i < rounds; ++i) {
+      std::string_view value;
+      if (!limited->begin(true)) return 1;
+      const bool known = limited->get("count", value) == Engine::Lookup::found;
+      const int next = known ? std::stoi(std::string(value)) + 1 : 1;
+      if (!limited->put("count", std::to_string(next)) || limited->commit() != Engine::Commit::committed) return 1;
+    }
+    return 0;
+  };
+  hurried->abort();
+  Process other([&](const Process::Channel&) { return count(100) + count(101); });
+  std::thread third([&] { EXPECT_EQ(count(100), 0); });
+  EXPECT_EQ(count(101), 0);
+  third.join();
+  EXPECT_EQ(other.wait(), 0);
+  EXPECT_EQ(contentOf(*hurried).at("count"), "402");
+}
+
 TEST(LmdbEngineTest, aFullStoreSaysHowToGrowItAndStaysUsable) {
   const ScratchFolder folder;
   const std::string path = folder / "store";
@@ -409,13 +500,21 @@ TEST(LmdbEngineTest, pathsThatHoldNoStoreAreRefusedAndLeftAlone) {
     psSessionOptions options;
     const char* reason;
   } cases[] = {
-      {folder / "text", {}, "not a store"},     {folder / "directory", {}, "directory"},
-      {folder / "directory/", {}, "directory"}, {folder / "missing/store", {}, "directory"},
-      {folder / "missing/", {}, "directory"},   {folder / "text/store", {}, "Not a directory"},
-      {folder / "fifo", {}, "regular file"},    {folder / "dangling", {}, "symbolic link"},
-      {folder / "twin", {}, "hard link"},       {folder / "store-lock", {}, "lock file"},
-      {folder / "replaced", {}, "replaced"},    {folder / "nothing", readOnly(), "no such file"},
-      {folder / "empty", readOnly(), "empty"},  {"", {}, "empty"},
+      {folder / "text", {}, "not a store"},
+      {folder / "directory", {}, "directory"},
+      {folder / "directory/", {}, "directory"},
+      {folder / "missing/store", {}, "directory"},
+      {folder / "missing/", {}, "directory"},
+      {folder / "text/store", {}, "Not a directory"},
+      {folder / "fifo", {}, "regular file"},
+      {folder / "dangling", {}, "symbolic link"},
+      {folder / "twin", {}, "hard link"},
+      {folder / "store-lock", {}, "lock file"},
+      {folder / "replaced", {}, "replaced"},
+      {folder / "nothing", readOnly(), "no such file"},
+      {folder / "empty", readOnly(), "empty"},
+      {"", {}, "empty"},
+      {folder / std::string("a\0b", 3), {}, "zero byte"},
   };
   for (const auto& [path, options, reason] : cases) {
     ps::detail::StoreError error;
@@ -425,7 +524,7 @@ TEST(LmdbEngineTest, pathsThatHoldNoStoreAreRefusedAndLeftAlone) {
   }
   std::ifstream file(folder / "text");
   EXPECT_EQ(std::string(std::istreambuf_iterator<char>(file), {}), text);
-  for (const char* name : {"text-lock", "nothing", "missing", "replaced"}) {
+  for (const char* name : {"text-lock", "nothing", "missing", "replaced", "a"}) {
     EXPECT_FALSE(std::filesystem::exists(folder / name)) << name;
   }
   EXPECT_NE(openStore(folder / "empty"), nullptr) << "as left by a process that was killed while creating it";

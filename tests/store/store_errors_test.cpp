@@ -241,6 +241,11 @@ TEST_F(StoreErrors, TransactionsAreAskedForInOrder) {
   begin();
   EXPECT_EQ(session_.begin(pscRead), 0);
   complains({"inside an update"});
+  const std::string tooLong(401, 'n');
+  EXPECT_TRUE(session_.database(tooLong.c_str()).isNull());
+  complains(psErrorKind::usage, {"a database", "400 bytes", "401"});
+  EXPECT_TRUE(session_.container(database(), tooLong.c_str()).isNull());
+  complains(psErrorKind::usage, {"a container", "400 bytes"});
   isIntact();
 }
 

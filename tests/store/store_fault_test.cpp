@@ -56,6 +56,7 @@ class FaultyEngine final : public ps::detail::Engine {
   }
   void abort() override { sound_->abort(); }
   void invalidate() noexcept override { sound_->invalidate(); }
+  bool readers(std::vector<psReader>& found) override { return sound_->readers(found); }
   std::uint64_t version() const override { return sound_->version(); }
   std::size_t maxKeySize() const override { return sound_->maxKeySize(); }
   std::size_t maxValueSize() const override { return sound_->maxValueSize(); }

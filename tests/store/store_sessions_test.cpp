@@ -1,7 +1,9 @@
 #include <gtest/gtest.h>
+#include <unistd.h>
 
 #include <memory>
 #include <thread>
+#include <vector>
 
 #include "store/CurrentSession.h"
 #include "store/StoreObjects.h"
@@ -157,6 +159,31 @@ TEST(StoreSessions, OfOneStoreReadTogetherAndUpdateInTurn) {
   ASSERT_EQ(first.session.commit(), 1);
   ASSERT_EQ(second.begin(pscUpdate), 1) << second.lastError();
   EXPECT_EQ(World::found(first.in), 10);
+}
+
+TEST(StoreSessions, AreToldOfALongReader) {
+  const ScratchFolder folder;
+  World writer(1, folder / "store.ps");
+  ASSERT_EQ(writer.session.commit(), 1);
+  psSession reader;
+  ASSERT_EQ(reader.open(folder / "store.ps"), 1);
+  ASSERT_EQ(reader.begin(pscRead), 1);
+  std::vector<psReader> told;
+  for (int i = 0; i < 4; ++i) {
+    writer.session.watchReaders(1e9, 0, [&told](const psReader& oldest) { told.push_back(oldest); });
+    const CurrentSession here(writer.session);
+    ASSERT_EQ(writer.session.begin(pscUpdate), 1);
+    ASSERT_EQ(writer.object.update(), 1);
+    ++writer.object->number;
+    ASSERT_EQ(writer.session.commit(), 1);
+  }
+  ASSERT_FALSE(told.empty());
+  EXPECT_EQ(told.back().process, ::getpid());
+  EXPECT_GT(told.back().pinnedBytes, told.front().pinnedBytes);
+  EXPECT_EQ(writer.session.counters().oldestReader.pinnedBytes, told.back().pinnedBytes);
+  ASSERT_EQ(reader.commit(), 1);
+  EXPECT_EQ(writer.session.readers(told), 1);
+  EXPECT_TRUE(told.empty());
 }
 
 TEST(StoreSessions, EndWithTheirThread) {

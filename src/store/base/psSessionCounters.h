@@ -2,6 +2,8 @@
 
 #include <cstdint>
 
+#include "store/base/psReader.h"
+
 // What a session has done since it was opened.
 struct psSessionCounters {
   std::uint64_t opens = 0;          // objects opened, explicitly or through ->
@@ -11,4 +13,7 @@ struct psSessionCounters {
   std::uint64_t pageWrites = 0;     // page images written to it
   std::uint64_t residentBytes = 0;  // page images in memory now
   std::uint64_t peakResidentBytes = 0;
+  // The oldest read transaction on the store, as a commit of this session has seen it. Commits look at most once a
+  // second.
+  psReader oldestReader;
 };

@@ -23,6 +23,11 @@ struct psSessionOptions {
   // then lose or damage the last commits.
   bool sync = true;
 
+  // Milliseconds that begin(pscUpdate) waits for the update of another session or process. Then it fails with
+  // psErrorKind::busy and says which process has it. Negative: it waits for ever. While others wait for ever, a session
+  // with a limit gets its turn later than they do.
+  int busyTimeout = -1;
+
   // Locks do not work reliably on network file systems, so a store on one is refused unless this is set.
   bool allowNetworkFileSystem = false;
 };

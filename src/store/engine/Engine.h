@@ -6,8 +6,10 @@
 #include <memory>
 #include <string>
 #include <string_view>
+#include <vector>
 
 #include "store/base/StoreError.h"
+#include "store/base/psReader.h"
 #include "store/base/psSessionOptions.h"
 
 namespace ps::detail {
@@ -57,6 +59,10 @@ class Engine {
 
   // Makes an open update transaction void, as a failed put does.
   virtual void invalidate() noexcept = 0;
+
+  // The read transactions that are open on the store in all processes, the oldest first. False when they cannot be
+  // read.
+  [[nodiscard]] virtual bool readers(std::vector<psReader>& found) = 0;
 
   // Number of the last commit that the open transaction sees, or that an update transaction builds upon. Right after a
   // successful commit, the number of that commit. Two transactions with the same number see the same content.

@@ -5,8 +5,9 @@
 
 #include <algorithm>
 #include <cstdlib>
-#include <memory>
 #include <utility>
+
+#include "store/engine/LmdbCursor.h"
 
 namespace ps::detail {
 
@@ -32,16 +33,13 @@ void keepFreedMemory(std::size_t cacheLimit) {
   std::free(block);
 }
 
-struct CloseCursor {
-  void operator()(MDB_cursor* cursor) const noexcept { mdb_cursor_close(cursor); }
-};
-
 }  // namespace
 
 LmdbEngine::LmdbEngine(LmdbEnvironment::Handle environment, const psSessionOptions& options)
     : environment_(std::move(environment)),
       readOnly_(options.readOnly),
       sync_(options.sync),
+      busyTimeout_(options.busyTimeout),
       maxKeySize_(environment_->maxKeySize()) {
   if (!readOnly_) keepFreedMemory(options.cacheLimit);
 }
@@ -62,7 +60,7 @@ bool LmdbEngine::begin(bool update) {
                                 "it was opened for reading only. Open it without the option readOnly to change it"});
   }
   MDB_txn*& begun = update ? transaction_ : reader_;
-  const int code = update ? environment_->beginUpdate(sync_, begun) : environment_->beginRead(begun);
+  const int code = update ? environment_->beginUpdate(sync_, busyTimeout_, begun) : environment_->beginRead(begun);
   if (code != 0) return refuse(beginAction, environment_->describe(code));
   transaction_ = begun;
   state_ = update ? State::updating : State::reading;
@@ -132,13 +130,12 @@ bool LmdbEngine::erase(std::string_view key) {
 bool LmdbEngine::scan(std::string_view prefix, const Visitor& visitor) {
   if (!isReadable(readAction)) return false;
   if (prefix.size() > maxKeySize_) return true;
-  MDB_cursor* opened = nullptr;
-  int code = mdb_cursor_open(transaction_, environment_->database(), &opened);
-  const std::unique_ptr<MDB_cursor, CloseCursor> cursor(opened);
+  int code = 0;
+  const LmdbCursor cursor = openCursor(transaction_, environment_->database(), code);
   MDB_val key = toValue(prefix);
   MDB_val value{};
-  if (code == 0) code = mdb_cursor_get(opened, &key, &value, prefix.empty() ? MDB_FIRST : MDB_SET_RANGE);
-  for (; code == 0; code = mdb_cursor_get(opened, &key, &value, MDB_NEXT)) {
+  if (code == 0) code = mdb_cursor_get(cursor.get(), &key, &value, prefix.empty() ? MDB_FIRST : MDB_SET_RANGE);
+  for (; code == 0; code = mdb_cursor_get(cursor.get(), &key, &value, MDB_NEXT)) {
     const std::string_view found = toView(key);
     if (found.substr(0, prefix.size()) != prefix || !visitor(found, toView(value))) return true;
   }
@@ -191,6 +188,12 @@ void LmdbEngine::invalidate() noexcept {
   if (state_ != State::updating) return;
   state_ = State::voided;
   voidReason_ = {psErrorKind::conflict, "an earlier change of several steps failed"};
+}
+
+bool LmdbEngine::readers(std::vector<psReader>& found) {
+  if (!isUsable(readAction)) return false;
+  const int code = environment_->readers(found);
+  return code == 0 || refuse(readAction, environment_->describe(code));
 }
 
 std::size_t LmdbEngine::maxValueSize() const { return 0xffffffff; }

@@ -36,6 +36,8 @@ class LmdbEngine final : public Engine {
   void abort() override;
   void invalidate() noexcept override;
 
+  bool readers(std::vector<psReader>& found) override;
+
   std::uint64_t version() const override { return version_; }
   std::size_t maxKeySize() const override { return maxKeySize_; }
   std::size_t maxValueSize() const override;
@@ -55,6 +57,7 @@ class LmdbEngine final : public Engine {
   LmdbEnvironment::Handle environment_;
   const bool readOnly_;
   const bool sync_;
+  const int busyTimeout_;
   const std::size_t maxKeySize_;
 
   State state_ = State::idle;

@@ -3,7 +3,6 @@
 #include <fcntl.h>
 #include <linux/magic.h>
 #include <sys/stat.h>
-#include <sys/statvfs.h>
 #include <sys/vfs.h>
 #include <unistd.h>
 
@@ -18,6 +17,7 @@
 #include <system_error>
 #include <vector>
 
+#include "store/engine/LmdbErrors.h"
 #include "store/engine/NewFile.h"
 
 namespace ps::detail {
@@ -34,7 +34,6 @@ struct LmdbEnvironment::File {
 
 namespace {
 
-constexpr unsigned int maxReaders = 1024;
 constexpr unsigned int commitsBetweenReaps = 64;
 constexpr std::size_t defaultMapSize = std::size_t{1} << 40;
 constexpr std::size_t largestMapSize = std::size_t{1} << 47;
@@ -81,107 +80,6 @@ class LowDescriptors {
   int taken_[firstUsable] = {};
   int count_ = 0;
 };
-
-std::string freeSpaceOf(const std::string& path) {
-  struct statvfs status {};
-  if (::statvfs(path.c_str(), &status) != 0) return "unknown";
-  return std::to_string(std::uint64_t{status.f_bavail} * status.f_frsize);
-}
-
-std::string explain(int code, const std::string& path) {
-  switch (code) {
-    case MDB_INVALID:
-      return "the file is not a store. Check the path; the file was left as it is";
-    case MDB_VERSION_MISMATCH:
-      return "the file was written by an incompatible version of LMDB. Open it with the program that wrote it";
-    case MDB_CORRUPTED:
-    case MDB_PAGE_NOTFOUND:
-    case MDB_CURSOR_FULL:
-      return std::string("the file is damaged (") + mdb_strerror(code) + "). Restore it from a backup";
-    case MDB_PANIC:
-      return "writing to the file has failed before, or a thread ended within an update, so this process can no longer "
-             "trust its view of it. Close every session that it has on the store, then open the store again";
-    case MDB_READERS_FULL:
-      return "all " + std::to_string(maxReaders) +
-             " reader slots are taken. Close sessions that are not needed, in this process or in others";
-    case MDB_MAP_RESIZED:
-      return "another process has let the file grow beyond the address space reserved here, and more cannot be "
-             "reserved "
-             "while other transactions of this process are open. End them and try again, or give all processes the "
-             "same "
-             "mapSize (or PSCOLLECTIONS_MAP_SIZE)";
-    case MDB_TXN_FULL:
-      return "the transaction has changed too much. Commit more often";
-    case MDB_BAD_TXN:
-      return "the transaction is void because of an earlier failure. Abort it";
-    case EDEADLK:
-      return "this thread already has an update transaction open on the store and would wait for itself for ever. "
-             "Commit "
-             "or abort that one first";
-    case EACCES:
-    case EPERM:
-      return "permission denied. Check the permissions of the file, of the lock file beside it (the name with -lock) "
-             "and "
-             "of their directory";
-    case EROFS:
-      return "the file system is read-only. Open the store with the option readOnly";
-    case ENOMEM:
-      return "there is no memory or address space left. Lower the option mapSize (or PSCOLLECTIONS_MAP_SIZE), or raise "
-             "the process's limit";
-    case ENOSPC:
-    case EDQUOT:
-      return std::string(std::strerror(code)) + " (" + freeSpaceOf(path) +
-             " bytes free). Make room and repeat the transaction";
-    case EFBIG:
-      return "the file may not grow further by the process's limit (ulimit -f) or the file system's. Raise it";
-    case EIO:
-      // LMDB gives this code for an incomplete write, too.
-      return "a read or write failed, or the disk is full (" + freeSpaceOf(path) +
-             " bytes free). Make room, check the device, then repeat the transaction";
-    case ENOLCK:
-    case ENOSYS:
-      return "the file system does not provide the locks that a store needs. Put it on a local file system";
-    default:
-      return mdb_strerror(code);
-  }
-}
-
-psErrorKind kindOf(int code) {
-  switch (code) {
-    case MDB_INVALID:
-    case MDB_VERSION_MISMATCH:
-    case MDB_BAD_TXN:
-    case EDEADLK:
-      return psErrorKind::usage;
-    case MDB_CORRUPTED:
-    case MDB_PAGE_NOTFOUND:
-    case MDB_CURSOR_FULL:
-      return psErrorKind::damaged;
-    case MDB_PANIC:
-      return psErrorKind::outcomeUnknown;
-    case MDB_READERS_FULL:
-    case MDB_MAP_RESIZED:
-      return psErrorKind::busy;
-    case MDB_TXN_FULL:
-    case MDB_MAP_FULL:
-      return psErrorKind::full;
-    case EACCES:
-    case EPERM:
-    case EROFS:
-      return psErrorKind::denied;
-    case ENOENT:
-    case ENOTDIR:
-      return psErrorKind::absent;
-    case ENOMEM:
-      return psErrorKind::memory;
-    default:
-      return psErrorKind::disk;
-  }
-}
-
-StoreError cannotOpen(const std::string& path, const StoreError& reason) {
-  return {reason.kind, "Cannot open the store '" + path + "': " + reason.text + "."};
-}
 
 // Only file systems that are shared between machines by their nature; a FUSE mount may be local.
 bool isNetworkFileSystem(const std::string& path) {
@@ -244,6 +142,8 @@ void coverAllPages(MDB_env* environment, int descriptor, off_t size) {
   if (end > size) static_cast<void>(::fallocate(descriptor, 0, end - 1, 1));
 }
 
+bool isForbidden(int code) { return code == EACCES || code == EPERM || code == EROFS; }
+
 }  // namespace
 
 LmdbEnvironment::Handle LmdbEnvironment::acquire(const std::string& path, const psSessionOptions& options,
@@ -288,7 +188,9 @@ void LmdbEnvironment::Release::operator()(LmdbEnvironment* environment) const no
 bool LmdbEnvironment::locate(const std::string& path, const psSessionOptions& options, File& file, StoreError& error) {
   struct stat status {};
   file.exists = ::stat(path.c_str(), &status) == 0;
-  if (!file.exists && errno != ENOENT) {
+  if (path.find('\0') != std::string::npos) {
+    error = {psErrorKind::usage, "the path has a zero byte in it. Remove it"};
+  } else if (!file.exists && errno != ENOENT) {
     error = {kindOf(errno), std::string(std::strerror(errno)) + ". Check the path and its permissions"};
   } else if (!file.exists && options.readOnly) {
     error = {psErrorKind::absent,
@@ -375,8 +277,11 @@ LmdbEnvironment* LmdbEnvironment::open(File& file, const psSessionOptions& optio
   const bool hadLockFile = ::access(file.lockPath().c_str(), F_OK) == 0;
 
   const LowDescriptors low;
+  auto updateLock = std::make_unique<UpdateLock>();
   Pointer environment;
-  int code = openOrCreate(file, options, mapSize, environment);
+  int code = updateLock->open(file.lockPath(), maxReaders);
+  if (options.readOnly && isForbidden(code)) code = 0;
+  if (code == 0) code = openOrCreate(file, options, mapSize, environment);
   MDB_dbi database = 0;
   if (code == 0) code = openDatabase(environment.get(), database);
   if (code != 0) {
@@ -399,7 +304,7 @@ LmdbEnvironment* LmdbEnvironment::open(File& file, const psSessionOptions& optio
   file.device = status.st_dev;
   file.inode = status.st_ino;
   coverAllPages(environment.get(), descriptor, status.st_size);
-  auto* opened = new LmdbEnvironment(std::move(environment), file);
+  auto* opened = new LmdbEnvironment(std::move(updateLock), std::move(environment), file);
   opened->database_ = database;
   opened->reapReaders();
   return opened;
@@ -411,7 +316,7 @@ int LmdbEnvironment::openOrCreate(File& file, const psSessionOptions& options, s
   // still update it.
   constexpr unsigned int flags = MDB_NOSUBDIR | MDB_NOTLS | MDB_NORDAHEAD;
   int code = openMapped(file, flags, mapSize, environment);
-  if (options.readOnly && (code == EACCES || code == EPERM || code == EROFS)) {
+  if (options.readOnly && isForbidden(code)) {
     code = openMapped(file, flags | MDB_RDONLY, mapSize, environment);
   }
   const bool anew = code == MDB_INVALID && !options.readOnly;
@@ -451,8 +356,9 @@ int LmdbEnvironment::openDatabase(MDB_env* environment, MDB_dbi& database) {
   return code;
 }
 
-LmdbEnvironment::LmdbEnvironment(Pointer environment, const File& file)
-    : environment_(std::move(environment)),
+LmdbEnvironment::LmdbEnvironment(std::unique_ptr<UpdateLock> updateLock, Pointer environment, const File& file)
+    : updateLock_(std::move(updateLock)),
+      environment_(std::move(environment)),
       path_(file.path),
       device_(file.device),
       inode_(file.inode),
@@ -478,11 +384,16 @@ void LmdbEnvironment::endRead(MDB_txn* transaction) noexcept {
   leave();
 }
 
-int LmdbEnvironment::beginUpdate(bool sync, MDB_txn*& transaction) {
+int LmdbEnvironment::beginUpdate(bool sync, int busyTimeout, MDB_txn*& transaction) {
   transaction = nullptr;
   if (updater_.load(std::memory_order_relaxed) == threadNumber()) return EDEADLK;
-  const int code = begin(0, transaction);
+  int code = updateLock_->lock(busyTimeout);
   if (code != 0) return code;
+  code = begin(0, transaction);
+  if (code != 0) {
+    updateLock_->unlock();
+    return code;
+  }
   updater_.store(threadNumber(), std::memory_order_relaxed);
   // Only the holder of the update transaction reads or changes this flag.
   if (sync != syncing_) mdb_env_set_flags(environment_.get(), MDB_NOSYNC, sync ? 0 : 1);
@@ -493,6 +404,7 @@ int LmdbEnvironment::beginUpdate(bool sync, MDB_txn*& transaction) {
 Engine::Commit LmdbEnvironment::commit(MDB_txn* transaction, int& code) {
   updater_.store(0, std::memory_order_relaxed);
   code = mdb_txn_commit(transaction);
+  updateLock_->unlock();
   leave();
   if (code == 0) {
     if (commits_.fetch_add(1, std::memory_order_relaxed) % commitsBetweenReaps == commitsBetweenReaps - 1)
@@ -503,20 +415,35 @@ Engine::Commit LmdbEnvironment::commit(MDB_txn* transaction, int& code) {
   // have reached the file, and LMDB refuses every later transaction.
   MDB_txn* probe = nullptr;
   if (beginRead(probe) != 0) return Engine::Commit::unknown;
-  mdb_txn_abort(probe);
-  leave();
+  dropRead(probe);
   return Engine::Commit::conflict;
 }
 
 void LmdbEnvironment::abort(MDB_txn* transaction) noexcept {
   updater_.store(0, std::memory_order_relaxed);
   mdb_txn_abort(transaction);
+  updateLock_->unlock();
   leave();
+}
+
+int LmdbEnvironment::readers(std::vector<psReader>& found) {
+  found = readerWatch_.look(environment_.get());
+  MDB_txn* snapshot = nullptr;
+  int code = beginRead(snapshot);
+  if (code != 0) return code;
+  code = ReaderWatch::measure(snapshot, found);
+  dropRead(snapshot);
+  return code;
 }
 
 void LmdbEnvironment::reapReaders() noexcept { mdb_reader_check(environment_.get(), nullptr); }
 
 StoreError LmdbEnvironment::describe(int code) const {
+  if (code == ETIMEDOUT) {
+    return {psErrorKind::busy,
+            updateLock_->holder() + " has been updating it for longer than the option busyTimeout " +
+                "lets this session wait. End that update, or its process if it hangs, or wait longer"};
+  }
   if (code != MDB_MAP_FULL) return {kindOf(code), explain(code, path_)};
   MDB_envinfo info{};
   MDB_stat status{};
@@ -563,6 +490,11 @@ int LmdbEnvironment::enter() {
 void LmdbEnvironment::leave() noexcept {
   const std::lock_guard<std::mutex> lock(mutex_);
   --activeTransactions_;
+}
+
+void LmdbEnvironment::dropRead(MDB_txn* transaction) noexcept {
+  mdb_txn_abort(transaction);
+  leave();
 }
 
 // Maps as much as the process that let the file grow has mapped. Without effect while a transaction uses the old map:

@@ -9,9 +9,12 @@
 #include <memory>
 #include <mutex>
 #include <string>
+#include <vector>
 
 #include "store/base/psSessionOptions.h"
 #include "store/engine/Engine.h"
+#include "store/engine/ReaderWatch.h"
+#include "store/engine/UpdateLock.h"
 
 namespace ps::detail {
 
@@ -63,14 +66,17 @@ class LmdbEnvironment {
   int beginRead(MDB_txn*& transaction);
   void endRead(MDB_txn* transaction) noexcept;
 
-  // Waits for the update transaction of another thread or process. With one of the same thread, returns EDEADLK. A
-  // thread must not end before its update transaction: LMDB would then refuse everything until the file is opened
-  // again.
-  int beginUpdate(bool sync, MDB_txn*& transaction);
+  // Waits for the update transaction of another thread or process, for at most busyTimeout milliseconds unless that is
+  // negative; then returns ETIMEDOUT. With one of the same thread, returns EDEADLK. A thread must not end before its
+  // update transaction: LMDB would then refuse everything until the file is opened again.
+  int beginUpdate(bool sync, int busyTimeout, MDB_txn*& transaction);
 
   // Ends an update transaction. The code is 0 exactly when the transaction is committed.
   Engine::Commit commit(MDB_txn* transaction, int& code);
   void abort(MDB_txn* transaction) noexcept;
+
+  // The read transactions that are open in all processes, the oldest first.
+  int readers(std::vector<psReader>& found);
 
   // Frees what killed processes hold: their snapshots keep old pages from being reused.
   void reapReaders() noexcept;
@@ -85,7 +91,7 @@ class LmdbEnvironment {
   };
   using Pointer = std::unique_ptr<MDB_env, Close>;
 
-  LmdbEnvironment(Pointer environment, const File& file);
+  LmdbEnvironment(std::unique_ptr<UpdateLock> updateLock, Pointer environment, const File& file);
   ~LmdbEnvironment();
 
   static bool locate(const std::string& path, const psSessionOptions& options, File& file, StoreError& error);
@@ -100,8 +106,10 @@ class LmdbEnvironment {
   int tryBegin(unsigned int flags, MDB_txn*& transaction);
   int enter();
   void leave() noexcept;
+  void dropRead(MDB_txn* transaction) noexcept;
   void adoptGrownMap();
 
+  const std::unique_ptr<UpdateLock> updateLock_;
   Pointer environment_;
   const std::string path_;
   const dev_t device_;
@@ -110,6 +118,8 @@ class LmdbEnvironment {
   MDB_dbi database_ = 0;
 
   std::size_t users_ = 1;  // guarded by the registry
+
+  ReaderWatch readerWatch_;
 
   std::mutex mutex_;                    // guards the next two
   std::size_t activeTransactions_ = 0;  // begun or about to begin; the map may be replaced only when there is none

@@ -88,6 +88,12 @@ void MemoryEngine::invalidate() noexcept {
   if (state_ == State::updating) state_ = State::voided;
 }
 
+// One transaction at a time has nobody to pin anything for.
+bool MemoryEngine::readers(std::vector<psReader>& found) {
+  found.clear();
+  return true;
+}
+
 void MemoryEngine::end() noexcept {
   undo_.clear();
   state_ = State::idle;

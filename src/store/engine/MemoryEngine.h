@@ -27,6 +27,7 @@ class MemoryEngine final : public Engine {
   Commit commit() override;  // never unknown
   void abort() override;
   void invalidate() noexcept override;
+  bool readers(std::vector<psReader>& found) override;
 
   std::uint64_t version() const override { return version_; }
   std::size_t maxKeySize() const override { return 511; }

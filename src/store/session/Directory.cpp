@@ -35,12 +35,14 @@ Engine::Lookup Directory::findContainerOf(const psId& object, CatalogEntry*& ent
 CatalogEntry* Directory::containerOf(const psId& object) { return entry(ps::detail::containerOf(object)); }
 
 Engine::Lookup Directory::findDatabase(std::string_view name, CatalogEntry*& entry) {
-  return answer(session_.catalog().databaseNamed(name, entry));
+  entry = nullptr;
+  return isName(name, "a database") ? answer(session_.catalog().databaseNamed(name, entry)) : Engine::Lookup::failed;
 }
 
 Engine::Lookup Directory::findContainer(const psId& database, std::string_view name, CatalogEntry*& entry) {
   CatalogEntry* in = nullptr;
   entry = nullptr;
+  if (!isName(name, "a container")) return Engine::Lookup::failed;
   if (database.get_DB() == 0) return Engine::Lookup::absent;
   const Engine::Lookup found = find(databaseOf(database), in);
   return found == Engine::Lookup::found ? answer(session_.catalog().containerNamed(*in, name, entry)) : found;
@@ -48,6 +50,12 @@ Engine::Lookup Directory::findContainer(const psId& database, std::string_view n
 
 bool Directory::membersOf(const CatalogEntry& scope, std::vector<psId>& members) {
   return session_.catalog().membersOf(scope, members) || failAsCatalog();
+}
+
+bool Directory::isName(std::string_view name, const char* whose) {
+  return name.size() <= longestName ||
+         session_.fail(psErrorKind::usage, std::string("the name of ") + whose + " has at most 400 bytes, not " +
+                                               std::to_string(name.size()));
 }
 
 CatalogEntry* Directory::createContainer(const psId& database, const char* name, std::uint32_t type,
@@ -59,10 +67,7 @@ CatalogEntry* Directory::createContainer(const psId& database, const char* name,
     return nullptr;
   }
   const std::string_view text = name != nullptr ? name : "";
-  if (text.size() > longestName) {
-    session_.fail(psErrorKind::usage, "a container's name has at most 400 bytes");
-    return nullptr;
-  }
+  if (!isName(text, "a container")) return nullptr;
   CatalogEntry* const made = session_.catalog().createContainer(*in, text, type, number);
   if (made == nullptr) failAsCatalog();
   return made;
@@ -75,7 +80,7 @@ CatalogEntry* Directory::createDatabase() {
 }
 
 bool Directory::nameDatabase(CatalogEntry& database, std::string_view name) {
-  return session_.catalog().nameDatabase(database, name) || failAsCatalog();
+  return isName(name, "a database") && (session_.catalog().nameDatabase(database, name) || failAsCatalog());
 }
 
 CatalogEntry* Directory::databaseNamed(const char* name) {

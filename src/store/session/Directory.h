@@ -59,6 +59,7 @@ class Directory {
   bool dropContainer(CatalogEntry& entry);
   bool isFileable(std::string_view filed);
   bool isScope(const psId& scope);
+  bool isName(std::string_view name, const char* whose);
   bool markNamed(const psId& id);
   bool result(NameIndex::Bound bound, const NameIndex& names, const psId& scope, std::string_view filed);
   bool failNotFiled(const psId& scope, std::string_view filed);

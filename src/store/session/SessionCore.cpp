@@ -386,6 +386,7 @@ bool SessionCore::commit() {
       catalog_.afterCommit();
       version_ = engine_->version();
       endTransaction();
+      longReaders_.look(*engine_, counters.oldestReader);
       return true;
     }
     error = engine_->error();

@@ -14,6 +14,7 @@
 #include "store/catalog/Catalog.h"
 #include "store/engine/Engine.h"
 #include "store/session/Directory.h"
+#include "store/session/LongReaders.h"
 #include "store/session/ObjectSpace.h"
 #include "store/session/Places.h"
 
@@ -112,6 +113,8 @@ class SessionCore : public SessionHead, public std::enable_shared_from_this<Sess
   psObj* endRefused();
   psObj* reportAbsent(const psId& id);
 
+  LongReaders& longReaders() { return longReaders_; }
+
   // Called before every open; false refuses it. Without a guard every open is admitted.
   using Guard = std::function<bool(const psId&, psMode)>;
   void guard(Guard guard);
@@ -158,6 +161,7 @@ class SessionCore : public SessionHead, public std::enable_shared_from_this<Sess
   Directory directory_{*this};
   Places places_{*this};
   ObjectSpace objects_{*this};
+  LongReaders longReaders_;
   Guard guard_;
   bool isOfOlderFormat_ = false;
   bool forked_ = false;  // this process is a child of the one that opened the session
