@@ -602,18 +602,42 @@ TEST(LmdbEngineTest, aThreadThatEndsWithinAnUpdateIsNotTakenForALaterOne) {
   EXPECT_EQ(contentOf(*openStore(path)), lettered('a'));
 }
 
-TEST(LmdbEngineTest, aFileCutShortIsReportedAsDamaged) {
+TEST(LmdbEngineTest, aFileCutShortIsRefusedAndLeftAlone) {
   const ScratchFolder folder;
   const std::string path = folder / "store";
   ASSERT_TRUE(store(*openStore(path), lettered('a', 500)));
   std::filesystem::resize_file(path, 3 * 4096);
+  for (const psSessionOptions& options : {unsynced(), readOnly()}) {
+    ps::detail::StoreError error;
+    EXPECT_EQ(openEngine(path, options, error), nullptr);
+    EXPECT_EQ(error.kind, psErrorKind::damaged);
+    EXPECT_NE(error.text.find("beyond the end"), std::string::npos) << error.text;
+    EXPECT_EQ(std::filesystem::file_size(path), 3 * 4096U);
+  }
+}
+
+// A reference to a page from elsewhere, which LMDB would follow.
+TEST(LmdbEngineTest, aFileOfAWrongStructureIsRefusedIfThatIsAsked) {
+  const ScratchFolder folder;
+  const std::string path = folder / "store";
+  const auto sound = openStore(path);
+  ASSERT_TRUE(store(*sound, lettered('a', 500)));
+  psSessionOptions options = unsynced();
+  options.verify = psVerify::structure;
+  EXPECT_EQ(contentOf(*openStore(path, options)), lettered('a', 500)) << "while others have it open";
+  {
+    std::fstream file(path, std::ios::in | std::ios::out | std::ios::binary);
+    file.seekp(5 * 4096);
+    file.put(77);
+  }
+  EXPECT_NE(openStore(path), nullptr);
   ps::detail::StoreError error;
-  const auto engine = openEngine(path, unsynced(), error);
-  ASSERT_NE(engine, nullptr) << error.text;
-  ASSERT_TRUE(engine->begin(false));
-  std::string_view value;
-  EXPECT_EQ(engine->get("key0", value), Engine::Lookup::failed);
-  EXPECT_NE(engine->error().text.find("damaged"), std::string::npos) << engine->error().text;
+  EXPECT_EQ(openEngine(path, options, error), nullptr);
+  EXPECT_EQ(error.kind, psErrorKind::damaged);
+  EXPECT_NE(error.text.find("page 5 has the number"), std::string::npos) << error.text;
+  ASSERT_TRUE(sound->begin(true));
+  EXPECT_EQ(openEngine(path, options, error), nullptr) << "an update is not waited for by its own thread";
+  sound->abort();
 }
 
 }  // namespace

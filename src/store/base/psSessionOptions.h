@@ -2,6 +2,8 @@
 
 #include <cstddef>
 
+#include "store/base/psVerify.h"
+
 // How a session opens a store. Every field has a default that suits most programs.
 struct psSessionOptions {
   // Bytes of a page image: a power of two from 4096 to 32768. Fixed when the store is created; ignored afterwards.
@@ -22,6 +24,10 @@ struct psSessionOptions {
   // When false, a commit returns before the file has reached the disk: a crash of the machine (not of the process) may
   // then lose or damage the last commits.
   bool sync = true;
+
+  // What is verified before open returns; a fault refuses the store as damaged. For files that come from elsewhere or
+  // were restored. Updates wait meanwhile.
+  psVerify verify = psVerify::none;
 
   // Milliseconds that begin(pscUpdate) waits for the update of another session or process. Then it fails with
   // psErrorKind::busy and says which process has it. Negative: it waits for ever. While others wait for ever, a session

@@ -17,6 +17,7 @@
 #include <system_error>
 #include <vector>
 
+#include "store/engine/Descriptor.h"
 #include "store/engine/LmdbErrors.h"
 #include "store/engine/NewFile.h"
 
@@ -129,17 +130,9 @@ std::size_t roundToSystemPages(std::size_t size) {
   return (size + page - 1) / page * page;
 }
 
-// Reading a mapped page beyond the end of the file kills the process. When a file has been cut short, its missing pages
-// become zeros, which LMDB and the store's checksums report as damage. fallocate never shrinks nor overwrites, so
-// another process may be writing; where it is not supported, the file stays as it is. (A sound file may lack free pages
-// at its end.)
-void coverAllPages(MDB_env* environment, int descriptor, off_t size) {
-  MDB_envinfo info{};
-  MDB_stat status{};
-  mdb_env_info(environment, &info);
-  mdb_env_stat(environment, &status);
-  const auto end = static_cast<off_t>((info.me_last_pgno + 1) * status.ms_psize);
-  if (end > size) static_cast<void>(::fallocate(descriptor, 0, end - 1, 1));
+StoreError busyError(const UpdateLock& lock) {
+  return {psErrorKind::busy, lock.holder() + " has been updating it for longer than the option busyTimeout lets this " +
+                                 "session wait. End that update, or its process if it hangs, or wait longer"};
 }
 
 bool isForbidden(int code) { return code == EACCES || code == EPERM || code == EROFS; }
@@ -148,21 +141,27 @@ bool isForbidden(int code) { return code == EACCES || code == EPERM || code == E
 
 LmdbEnvironment::Handle LmdbEnvironment::acquire(const std::string& path, const psSessionOptions& options,
                                                  StoreError& error) {
-  const std::lock_guard<std::mutex> lock(registry().mutex);
+  std::unique_lock<std::mutex> lock(registry().mutex);
   StoreError reason;
   File file;
-  LmdbEnvironment* environment = nullptr;
+  Handle environment;
   if (locate(path, options, file, reason)) {
-    environment = findOpen(file, reason);
-    if (environment != nullptr) {
-      ++environment->users_;
+    LmdbEnvironment* const open = findOpen(file, reason);
+    if (open != nullptr) {
+      ++open->users_;
+      environment.reset(open);
+      // Outside the lock: it waits for the update of another thread, which may have to open something first.
+      lock.unlock();
+      reason = faultOf(file, *open->updateLock_, options);
     } else if (reason.empty()) {
-      environment = open(file, options, reason);
-      if (environment != nullptr) registry().environments.push_back(environment);
+      registry().environments.reserve(registry().environments.size() + 1);
+      environment.reset(openAnew(file, options, reason));
+      if (environment != nullptr) registry().environments.push_back(environment.get());
     }
   }
-  if (environment == nullptr) error = cannotOpen(path, reason);
-  return Handle(environment);
+  if (reason.empty()) return environment;
+  error = cannotOpen(path, reason);
+  return nullptr;
 }
 
 void LmdbEnvironment::lockForFork() { registry().mutex.lock(); }
@@ -271,7 +270,7 @@ LmdbEnvironment* LmdbEnvironment::findOpen(const File& file, StoreError& error) 
   return nullptr;
 }
 
-LmdbEnvironment* LmdbEnvironment::open(File& file, const psSessionOptions& options, StoreError& error) {
+LmdbEnvironment* LmdbEnvironment::openAnew(File& file, const psSessionOptions& options, StoreError& error) {
   std::size_t mapSize = 0;
   if (!chooseMapSize(options, mapSize, error)) return nullptr;
   const bool hadLockFile = ::access(file.lockPath().c_str(), F_OK) == 0;
@@ -281,6 +280,8 @@ LmdbEnvironment* LmdbEnvironment::open(File& file, const psSessionOptions& optio
   Pointer environment;
   int code = updateLock->open(file.lockPath(), maxReaders);
   if (options.readOnly && isForbidden(code)) code = 0;
+  if (code == 0) error = faultOf(file, *updateLock, options);
+  if (!error.empty()) return nullptr;
   if (code == 0) code = openOrCreate(file, options, mapSize, environment);
   MDB_dbi database = 0;
   if (code == 0) code = openDatabase(environment.get(), database);
@@ -303,11 +304,44 @@ LmdbEnvironment* LmdbEnvironment::open(File& file, const psSessionOptions& optio
   }
   file.device = status.st_dev;
   file.inode = status.st_ino;
-  coverAllPages(environment.get(), descriptor, status.st_size);
   auto* opened = new LmdbEnvironment(std::move(updateLock), std::move(environment), file);
   opened->database_ = database;
   opened->reapReaders();
   return opened;
+}
+
+// What is wrong with a file, before anything of it is mapped: a mapped page beyond the end of the file kills the
+// process that reads it. A file that LMDB would not take for a store is left to LMDB.
+StoreError LmdbEnvironment::faultOf(const File& file, UpdateLock& updateLock, const psSessionOptions& options) {
+  if (!file.exists) return {};
+  const Descriptor descriptor(file.path, O_RDONLY);
+  const bool whole = options.verify != psVerify::none;
+  if (!whole && !FileStructure::isShort(descriptor)) return {};
+  StructureReport report;
+  const int code = checkFile(file.path, whole, updateLock, options.busyTimeout, nullptr, report);
+  if (code == ETIMEDOUT) return busyError(updateLock);
+  if (code != 0) return {kindOf(code), explain(code, file.path)};
+  if (report.pages == 0 || report.faultCount == 0) return {};
+  return {psErrorKind::damaged, "the file is damaged: " + textOf(report) + ". Restore it from a backup"};
+}
+
+int LmdbEnvironment::checkFile(const std::string& path, bool whole, UpdateLock& updateLock, int busyTimeout,
+                               const FileStructure::Progress& progress, StructureReport& report) {
+  const int code = updateLock.lock(busyTimeout);
+  if (code != 0) return code;
+  const Descriptor descriptor(path, O_RDONLY);
+  FileStructure structure(descriptor);
+  structure.onProgress(progress);
+  if (whole)
+    structure.walk(report);
+  else
+    structure.walkEnd(report);
+  updateLock.unlock();
+  return 0;
+}
+
+int LmdbEnvironment::checkStructure(int busyTimeout, const FileStructure::Progress& progress, StructureReport& report) {
+  return checkFile(path_, true, *updateLock_, busyTimeout, progress, report);
 }
 
 int LmdbEnvironment::openOrCreate(File& file, const psSessionOptions& options, std::size_t mapSize,

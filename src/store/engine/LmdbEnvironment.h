@@ -13,6 +13,7 @@
 
 #include "store/base/psSessionOptions.h"
 #include "store/engine/Engine.h"
+#include "store/engine/FileStructure.h"
 #include "store/engine/ReaderWatch.h"
 #include "store/engine/UpdateLock.h"
 
@@ -78,6 +79,9 @@ class LmdbEnvironment {
   // The read transactions that are open in all processes, the oldest first.
   int readers(std::vector<psReader>& found);
 
+  // Walks over the file's pages, while updates wait.
+  int checkStructure(int busyTimeout, const FileStructure::Progress& progress, StructureReport& report);
+
   // Frees what killed processes hold: their snapshots keep old pages from being reused.
   void reapReaders() noexcept;
 
@@ -97,9 +101,12 @@ class LmdbEnvironment {
   static bool locate(const std::string& path, const psSessionOptions& options, File& file, StoreError& error);
   static bool locateMissing(const std::string& path, File& file, StoreError& error);
   static LmdbEnvironment* findOpen(const File& file, StoreError& error);
-  static LmdbEnvironment* open(File& file, const psSessionOptions& options, StoreError& error);
+  static LmdbEnvironment* openAnew(File& file, const psSessionOptions& options, StoreError& error);
   static int openOrCreate(File& file, const psSessionOptions& options, std::size_t mapSize, Pointer& environment);
   static int openMapped(const File& file, unsigned int flags, std::size_t mapSize, Pointer& environment);
+  static int checkFile(const std::string& path, bool whole, UpdateLock& updateLock, int busyTimeout,
+                       const FileStructure::Progress& progress, StructureReport& report);
+  static StoreError faultOf(const File& file, UpdateLock& updateLock, const psSessionOptions& options);
   static int openDatabase(MDB_env* environment, MDB_dbi& database);
 
   int begin(unsigned int flags, MDB_txn*& transaction);

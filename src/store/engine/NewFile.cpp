@@ -9,45 +9,12 @@
 #include <cstring>
 #include <filesystem>
 
+#include "store/engine/Descriptor.h"
+#include "store/engine/LmdbPage.h"
+
 namespace ps::detail {
 
 namespace {
-
-class Descriptor {
- public:
-  Descriptor(const std::string& path, int flags) : number_(::open(path.c_str(), flags | O_CLOEXEC, 0664)) {}
-  Descriptor(const Descriptor&) = delete;
-  Descriptor& operator=(const Descriptor&) = delete;
-  ~Descriptor() {
-    if (number_ >= 0) ::close(number_);
-  }
-  operator int() const { return number_; }
-
- private:
-  int number_;
-};
-
-// What LMDB writes at the head of each of the two pages of a new file; the rest of them is zero.
-struct NewMeta {
-  std::uint64_t number;
-  std::uint16_t unused = 0;
-  std::uint16_t flags = 0x08;
-  std::uint32_t bounds = 0;
-  std::uint32_t magic = 0xBEEFC0DE;
-  std::uint32_t version = 1;
-  std::uint64_t address = 0;
-  std::uint64_t mapSize = 0;
-  struct Tree {
-    std::uint32_t pageSize;
-    std::uint16_t flags;
-    std::uint16_t depth = 0;
-    std::uint64_t pagesAndEntries[4] = {};
-    std::uint64_t root = ~std::uint64_t{0};
-  } free{0, 0x4008}, main{0, 0};
-  std::uint64_t lastPage = 1;
-  std::uint64_t transaction = 0;
-};
-static_assert(sizeof(NewMeta) == 152);
 
 constexpr std::size_t sectorSize = 512;
 
@@ -61,9 +28,9 @@ bool isUnfinished(const std::string& content) {
     std::string expected(sector.size(), '\0');
     if (sector == expected) continue;
     if (at % pageSize != 0) return false;
-    NewMeta meta{at / pageSize};
+    LmdbMeta meta{at / pageSize};
     meta.free.pageSize = static_cast<std::uint32_t>(pageSize);
-    constexpr std::size_t mapSizeAt = offsetof(NewMeta, mapSize);
+    constexpr std::size_t mapSizeAt = offsetof(LmdbMeta, mapSize);
     if (sector.size() > mapSizeAt)
       std::memcpy(&meta.mapSize, sector.data() + mapSizeAt, std::min(sizeof meta.mapSize, sector.size() - mapSizeAt));
     std::memcpy(expected.data(), &meta, std::min(sizeof meta, expected.size()));
