@@ -11,6 +11,7 @@
 #include "store/base/StoreError.h"
 #include "store/base/psError.h"
 #include "store/catalog/Catalog.h"
+#include "store/session/Backup.h"
 #include "store/session/SessionCore.h"
 #include "store/session/Upgrade.h"
 
@@ -260,6 +261,16 @@ int psSession::names(const pstHandle<psObj>& scope, const FilingVisitor& visit, 
 int psSession::upgrade(const UpgradeProgress& progress) {
   const Called session(core_.get());
   return result(session && ps::detail::upgrade(*core_, progress));
+}
+
+int psSession::backup(const std::string& path, const BackupProgress& progress) {
+  const Called session(core_.get());
+  return result(session && ps::detail::backup(*core_, path, progress));
+}
+
+int psSession::salvage(const std::string& from, const std::string& path, psSalvageReport& report,
+                       const BackupProgress& progress) {
+  return result(ps::detail::salvage(from, path, report, progress));
 }
 
 int psSession::readers(std::vector<psReader>& found) const {

@@ -7,6 +7,7 @@
 #include <string>
 #include <vector>
 
+#include "store/base/psBackup.h"
 #include "store/base/psErrorKind.h"
 #include "store/base/psExport.h"
 #include "store/base/psReader.h"
@@ -134,6 +135,22 @@ class PS_API psSession {
   // to go on.
   using UpgradeProgress = std::function<bool(const psUpgradeProgress&)>;
   [[nodiscard]] int upgrade(const UpgradeProgress& progress = nullptr);
+
+  // Copies the store as this transaction sees it, or as it is now outside one, into a new file at path. Others may read
+  // and update meanwhile; what they commit is not in the copy, and the file does not reuse space until it is done. The
+  // copy is compact. Each record is compared with its checksum, and the copy has its name only when it is whole and on
+  // the disk. Refuses to overwrite. progress is called after every 1,024 records, and stops the backup by returning
+  // false. 1 when the copy is there; otherwise there is none.
+  using BackupProgress = std::function<bool(const psBackupProgress&)>;
+  [[nodiscard]] int backup(const std::string& path, const BackupProgress& progress = nullptr);
+
+  // Copies what can be read of a damaged store, which need not be open and is not changed, into a new file at path.
+  // Records that do not match their checksums are left out, and objects that lay in them do not exist in the copy;
+  // report says what they are. Below a page of the file that cannot be read, what remains of older commits is taken;
+  // it may be out of date. Updates of the damaged store wait meanwhile. 1 when the copy is there; then verify it. 0
+  // when nothing can be read, or the copy cannot be written.
+  [[nodiscard]] static int salvage(const std::string& from, const std::string& path, psSalvageReport& report,
+                                   const BackupProgress& progress = nullptr);
 
   // The read transactions that are open on the store in all processes, the oldest first. A long one keeps the file from
   // using space again. 0 when they cannot be read.

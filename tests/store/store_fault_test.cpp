@@ -56,6 +56,7 @@ class FaultyEngine final : public ps::detail::Engine {
   }
   void abort() override { sound_->abort(); }
   void invalidate() noexcept override { sound_->invalidate(); }
+  std::uint64_t entries() const override { return sound_->entries(); }
   bool readers(std::vector<psReader>& found) override { return sound_->readers(found); }
   std::uint64_t version() const override { return sound_->version(); }
   std::size_t maxKeySize() const override { return sound_->maxKeySize(); }

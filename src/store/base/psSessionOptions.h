@@ -22,7 +22,7 @@ struct psSessionOptions {
   bool readOnly = false;
 
   // When false, a commit returns before the file has reached the disk: a crash of the machine (not of the process) may
-  // then lose or damage the last commits.
+  // then cost the whole store.
   bool sync = true;
 
   // What is verified before open returns; a fault refuses the store as damaged. For files that come from elsewhere or

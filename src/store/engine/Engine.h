@@ -60,6 +60,9 @@ class Engine {
   // Makes an open update transaction void, as a failed put does.
   virtual void invalidate() noexcept = 0;
 
+  // The pairs that the open transaction sees; 0 without one.
+  virtual std::uint64_t entries() const = 0;
+
   // The read transactions that are open on the store in all processes, the oldest first. False when they cannot be
   // read.
   [[nodiscard]] virtual bool readers(std::vector<psReader>& found) = 0;

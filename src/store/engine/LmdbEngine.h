@@ -36,6 +36,7 @@ class LmdbEngine final : public Engine {
   void abort() override;
   void invalidate() noexcept override;
 
+  std::uint64_t entries() const override;
   bool readers(std::vector<psReader>& found) override;
 
   std::uint64_t version() const override { return version_; }

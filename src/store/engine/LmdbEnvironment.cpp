@@ -36,9 +36,7 @@ struct LmdbEnvironment::File {
 namespace {
 
 constexpr unsigned int commitsBetweenReaps = 64;
-constexpr std::size_t defaultMapSize = std::size_t{1} << 40;
 constexpr std::size_t largestMapSize = std::size_t{1} << 47;
-constexpr std::size_t smallestHalvedMapSize = std::size_t{64} << 20;
 
 struct Registry {
   std::mutex mutex;
@@ -123,11 +121,6 @@ bool chooseMapSize(const psSessionOptions& options, std::size_t& size, StoreErro
   if (size == 0) size = defaultMapSize;
   size = std::min(size, largestMapSize);
   return true;
-}
-
-std::size_t roundToSystemPages(std::size_t size) {
-  const auto page = static_cast<std::size_t>(::sysconf(_SC_PAGESIZE));
-  return (size + page - 1) / page * page;
 }
 
 StoreError busyError(const UpdateLock& lock) {
@@ -277,7 +270,7 @@ LmdbEnvironment* LmdbEnvironment::openAnew(File& file, const psSessionOptions& o
 
   const LowDescriptors low;
   auto updateLock = std::make_unique<UpdateLock>();
-  Pointer environment;
+  LmdbPointer environment;
   int code = updateLock->open(file.lockPath(), maxReaders);
   if (options.readOnly && isForbidden(code)) code = 0;
   if (code == 0) error = faultOf(file, *updateLock, options);
@@ -318,63 +311,81 @@ StoreError LmdbEnvironment::faultOf(const File& file, UpdateLock& updateLock, co
   const bool whole = options.verify != psVerify::none;
   if (!whole && !FileStructure::isShort(descriptor)) return {};
   StructureReport report;
-  const int code = checkFile(file.path, whole, updateLock, options.busyTimeout, nullptr, report);
+  const int code = readFile(file.path, updateLock, options.busyTimeout, [&](int read) {
+    FileStructure structure(read);
+    if (whole)
+      structure.walk(report);
+    else
+      structure.walkEnd(report);
+  });
   if (code == ETIMEDOUT) return busyError(updateLock);
   if (code != 0) return {kindOf(code), explain(code, file.path)};
   if (report.pages == 0 || report.faultCount == 0) return {};
   return {psErrorKind::damaged, "the file is damaged: " + textOf(report) + ". Restore it from a backup"};
 }
 
-int LmdbEnvironment::checkFile(const std::string& path, bool whole, UpdateLock& updateLock, int busyTimeout,
-                               const FileStructure::Progress& progress, StructureReport& report) {
+int LmdbEnvironment::readFile(const std::string& path, UpdateLock& updateLock, int busyTimeout,
+                              const std::function<void(int descriptor)>& use) {
+  const Descriptor descriptor(path, O_RDONLY);
+  if (descriptor < 0) return errno;
   const int code = updateLock.lock(busyTimeout);
   if (code != 0) return code;
-  const Descriptor descriptor(path, O_RDONLY);
-  FileStructure structure(descriptor);
-  structure.onProgress(progress);
-  if (whole)
-    structure.walk(report);
-  else
-    structure.walkEnd(report);
+  use(descriptor);
   updateLock.unlock();
   return 0;
 }
 
+bool LmdbEnvironment::withFile(const std::string& path, const std::function<void(int descriptor)>& use,
+                               StoreError& error) {
+  std::unique_lock<std::mutex> lock(registry().mutex);
+  psSessionOptions options;
+  options.readOnly = true;
+  options.allowNetworkFileSystem = true;
+  StoreError reason;
+  File file;
+  if (locate(path, options, file, reason)) {
+    LmdbEnvironment* const open = findOpen(file, reason);
+    int code = 0;
+    if (open != nullptr) {
+      ++open->users_;
+      const Handle environment(open);
+      lock.unlock();
+      code = readFile(file.path, *open->updateLock_, options.busyTimeout, use);
+    } else if (reason.empty()) {
+      UpdateLock own;
+      code = own.open(file.lockPath(), maxReaders);
+      if (code == 0 || isForbidden(code)) code = readFile(file.path, own, options.busyTimeout, use);
+    }
+    if (code != 0) reason = {kindOf(code), explain(code, file.path)};
+  }
+  if (!reason.empty()) error = cannotOpen(path, reason);
+  return reason.empty();
+}
+
 int LmdbEnvironment::checkStructure(int busyTimeout, const FileStructure::Progress& progress, StructureReport& report) {
-  return checkFile(path_, true, *updateLock_, busyTimeout, progress, report);
+  return readFile(path_, *updateLock_, busyTimeout, [&](int descriptor) {
+    FileStructure structure(descriptor);
+    structure.onProgress(progress);
+    structure.walk(report);
+  });
 }
 
 int LmdbEnvironment::openOrCreate(File& file, const psSessionOptions& options, std::size_t mapSize,
-                                  Pointer& environment) {
+                                  LmdbPointer& environment) {
   // A store to be read only is opened for writing where that is permitted, so that another session of this process may
   // still update it.
   constexpr unsigned int flags = MDB_NOSUBDIR | MDB_NOTLS | MDB_NORDAHEAD;
-  int code = openMapped(file, flags, mapSize, environment);
+  int code = openMapped(file.path, flags, mapSize, environment);
   if (options.readOnly && isForbidden(code)) {
-    code = openMapped(file, flags | MDB_RDONLY, mapSize, environment);
+    code = openMapped(file.path, flags | MDB_RDONLY, mapSize, environment);
   }
   const bool anew = code == MDB_INVALID && !options.readOnly;
   if (anew) {
     environment.reset();
-    if (emptyUnfinishedFile(file.path, file.lockPath())) code = openMapped(file, flags, mapSize, environment);
+    if (emptyUnfinishedFile(file.path, file.lockPath())) code = openMapped(file.path, flags, mapSize, environment);
   }
   if (code == 0 && options.sync && (!file.exists || anew)) syncDirectoryOf(file.path);
   return code;
-}
-
-// The map is sparse, so it is made as large as the process's limits allow: Valgrind says EINVAL where the system says
-// ENOMEM. An existing file is mapped as a whole, whatever mapSize is.
-int LmdbEnvironment::openMapped(const File& file, unsigned int flags, std::size_t mapSize, Pointer& environment) {
-  constexpr mdb_mode_t mode = 0664;
-  for (;; mapSize /= 2) {
-    MDB_env* created = nullptr;
-    int code = mdb_env_create(&created);
-    environment.reset(created);
-    if (code == 0) code = mdb_env_set_maxreaders(created, maxReaders);
-    if (code == 0) code = mdb_env_set_mapsize(created, roundToSystemPages(mapSize));
-    if (code == 0) code = mdb_env_open(created, file.path.c_str(), flags, mode);
-    if ((code != ENOMEM && code != EINVAL) || mapSize <= smallestHalvedMapSize) return code;
-  }
 }
 
 int LmdbEnvironment::openDatabase(MDB_env* environment, MDB_dbi& database) {
@@ -390,7 +401,7 @@ int LmdbEnvironment::openDatabase(MDB_env* environment, MDB_dbi& database) {
   return code;
 }
 
-LmdbEnvironment::LmdbEnvironment(std::unique_ptr<UpdateLock> updateLock, Pointer environment, const File& file)
+LmdbEnvironment::LmdbEnvironment(std::unique_ptr<UpdateLock> updateLock, LmdbPointer environment, const File& file)
     : updateLock_(std::move(updateLock)),
       environment_(std::move(environment)),
       path_(file.path),

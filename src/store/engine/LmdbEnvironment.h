@@ -6,6 +6,7 @@
 #include <atomic>
 #include <cstddef>
 #include <cstdint>
+#include <functional>
 #include <memory>
 #include <mutex>
 #include <string>
@@ -14,6 +15,7 @@
 #include "store/base/psSessionOptions.h"
 #include "store/engine/Engine.h"
 #include "store/engine/FileStructure.h"
+#include "store/engine/LmdbOpen.h"
 #include "store/engine/ReaderWatch.h"
 #include "store/engine/UpdateLock.h"
 
@@ -45,6 +47,10 @@ class LmdbEnvironment {
   // Opens the file at path, or shares the environment of those that have it open. Creates the file unless
   // options.readOnly. Null on failure, with the reason in error.
   static Handle acquire(const std::string& path, const psSessionOptions& options, StoreError& error);
+
+  // Calls use with a descriptor for reading of the file at path, while updates of it wait. The file need not be one
+  // that can be opened. False, with the reason in error, when it cannot be read or is not there.
+  static bool withFile(const std::string& path, const std::function<void(int descriptor)>& use, StoreError& error);
 
   // Hold the registry across a fork; see ForkLocks. What the parent has open is not open in the child.
   static void lockForFork();
@@ -90,22 +96,17 @@ class LmdbEnvironment {
 
  private:
   struct File;
-  struct Close {
-    void operator()(MDB_env* environment) const noexcept { mdb_env_close(environment); }
-  };
-  using Pointer = std::unique_ptr<MDB_env, Close>;
 
-  LmdbEnvironment(std::unique_ptr<UpdateLock> updateLock, Pointer environment, const File& file);
+  LmdbEnvironment(std::unique_ptr<UpdateLock> updateLock, LmdbPointer environment, const File& file);
   ~LmdbEnvironment();
 
   static bool locate(const std::string& path, const psSessionOptions& options, File& file, StoreError& error);
   static bool locateMissing(const std::string& path, File& file, StoreError& error);
   static LmdbEnvironment* findOpen(const File& file, StoreError& error);
   static LmdbEnvironment* openAnew(File& file, const psSessionOptions& options, StoreError& error);
-  static int openOrCreate(File& file, const psSessionOptions& options, std::size_t mapSize, Pointer& environment);
-  static int openMapped(const File& file, unsigned int flags, std::size_t mapSize, Pointer& environment);
-  static int checkFile(const std::string& path, bool whole, UpdateLock& updateLock, int busyTimeout,
-                       const FileStructure::Progress& progress, StructureReport& report);
+  static int openOrCreate(File& file, const psSessionOptions& options, std::size_t mapSize, LmdbPointer& environment);
+  static int readFile(const std::string& path, UpdateLock& updateLock, int busyTimeout,
+                      const std::function<void(int descriptor)>& use);
   static StoreError faultOf(const File& file, UpdateLock& updateLock, const psSessionOptions& options);
   static int openDatabase(MDB_env* environment, MDB_dbi& database);
 
@@ -117,7 +118,7 @@ class LmdbEnvironment {
   void adoptGrownMap();
 
   const std::unique_ptr<UpdateLock> updateLock_;
-  Pointer environment_;
+  LmdbPointer environment_;
   const std::string path_;
   const dev_t device_;
   const ino_t inode_;

@@ -1,0 +1,47 @@
+#pragma once
+
+#include <cstddef>
+#include <string>
+#include <string_view>
+
+#include "store/base/StoreError.h"
+#include "store/engine/LmdbOpen.h"
+
+namespace ps::detail {
+
+// A new store's file that is filled with entries. It has its name only when it is whole and on the disk: until then it
+// has one that ends in -partial and 6 letters, and it is removed when it is not finished.
+//
+// Functions that return false leave the reason in error().
+class StoreCopy {
+ public:
+  StoreCopy() = default;
+  StoreCopy(const StoreCopy&) = delete;
+  StoreCopy& operator=(const StoreCopy&) = delete;
+  ~StoreCopy();
+
+  // Refuses a path at which something is.
+  bool begin(const std::string& path);
+  // Keys that ascend fill the pages. A key that is there keeps its value, and isNew is false.
+  bool put(std::string_view key, std::string_view value, bool& isNew);
+  bool finish();
+
+  const StoreError& error() const { return error_; }
+
+ private:
+  bool fail(int code);
+  int beginTransaction();
+  int commit();
+  int giveName();
+
+  std::string path_;
+  std::string partial_;  // empty when there is no such file
+  LmdbPointer environment_;
+  MDB_txn* transaction_ = nullptr;
+  MDB_dbi database_ = 0;
+  std::string lastKey_;
+  std::size_t uncommitted_ = 0;  // bytes
+  StoreError error_;
+};
+
+}  // namespace ps::detail
