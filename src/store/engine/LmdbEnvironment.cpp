@@ -128,6 +128,15 @@ StoreError busyError(const UpdateLock& lock) {
                                  "session wait. End that update, or its process if it hangs, or wait longer"};
 }
 
+// The head of a file to which nothing was committed reaches the disk before the first commit is written. A power
+// failure in that commit could otherwise leave pages without a head, which nobody could tell from a file that is no
+// store.
+int syncIfFresh(MDB_env* environment) {
+  MDB_envinfo info{};
+  mdb_env_info(environment, &info);
+  return info.me_last_txnid == 0 ? mdb_env_sync(environment, 1) : 0;
+}
+
 bool isForbidden(int code) { return code == EACCES || code == EPERM || code == EROFS; }
 
 }  // namespace
@@ -384,8 +393,9 @@ int LmdbEnvironment::openOrCreate(File& file, const psSessionOptions& options, s
     environment.reset();
     if (emptyUnfinishedFile(file.path, file.lockPath())) code = openMapped(file.path, flags, mapSize, environment);
   }
-  if (code == 0 && options.sync && (!file.exists || anew)) syncDirectoryOf(file.path);
-  return code;
+  if (code != 0 || !options.sync || options.readOnly) return code;
+  if (!file.exists || anew) syncDirectoryOf(file.path);
+  return syncIfFresh(environment.get());
 }
 
 int LmdbEnvironment::openDatabase(MDB_env* environment, MDB_dbi& database) {
