@@ -11,22 +11,24 @@ JAVA ?= yes
 JOBS ?= $(shell nproc)
 FILES ?=
 ANALYZE ?= yes
+MINUTES ?= 1
+SEED ?= $(shell od -An -N3 -tu4 /dev/urandom)
 
-SOURCE_FOLDERS := $(wildcard src tests bench examples tools)
+SOURCE_FOLDERS := $(wildcard src tests trials bench examples tools)
 FORMATTED = find $(SOURCE_FOLDERS) \( -name '*.h' -o -name '*.cpp' \) -print0 | xargs -0 clang-format
 
 # The JDK, unless JAVA=no.
 JDK := $(if $(filter-out no,$(JAVA)),java)
 
 # $(call configure,preset,folder,parts to build,further options); a folder keeps the generator that it began with.
-PARTS := EXAMPLES TESTS BENCH
+PARTS := EXAMPLES TESTS TRIALS BENCH
 configure = cmake --preset $(1) -B $(2) --log-level=WARNING \
 	$$(test -e $(2)/CMakeCache.txt || ! command -v ninja >/dev/null || echo -G Ninja) \
 	$(foreach part,$(PARTS),-DPSCOLLECTIONS_$(part)=$(if $(filter $(part),$(3)),ON,OFF)) \
 	-DPSCOLLECTIONS_JAVA=$(if $(JDK),ON,OFF) $(4)
 run_tests = ctest --test-dir $(1) --output-on-failure --no-label-summary --no-tests=error -j $(JOBS)
 
-.PHONY: build demo demo-java check bench bench-quick install asan tsan clang exports format format-check tidy clean help
+.PHONY: build demo demo-java check trials bench bench-quick install asan tsan clang exports format format-check tidy clean help
 
 build:
 	@tools/install-dependencies build $(JDK)
@@ -65,10 +67,19 @@ tsan:
 	@cmake --build build/tsan -j $(JOBS) --target threaded_tests
 	@$(call run_tests,build/tsan) -L threads
 
+# Each program goes on to the end when another has failed, or has crashed and could not say its seed.
+trials:
+	@tools/install-dependencies build test
+	@$(call configure,$(PRESET),$(BUILD),EXAMPLES TESTS TRIALS)
+	@cmake --build $(BUILD) -j $(JOBS) --target trials
+	@status=0; seed=$$(echo $(SEED)); for trial in $(BUILD)/trials/*_trial; do \
+	  $$trial $(MINUTES) $$seed || { status=1; echo "$$trial $(MINUTES) $$seed: exit status $$?" >&2; }; \
+	done; exit $$status
+
 # Only compiles: everything, the benchmarks too.
 clang:
 	@tools/install-dependencies build $(JDK) test bench clang
-	@$(call configure,clang,build/clang,EXAMPLES TESTS BENCH)
+	@$(call configure,clang,build/clang,EXAMPLES TESTS TRIALS BENCH)
 	@cmake --build build/clang -j $(JOBS)
 
 exports:
@@ -100,10 +111,10 @@ format-check:
 
 tidy:
 	@tools/install-dependencies build $(JDK) test lint
-	@$(call configure,$(PRESET),$(BUILD),EXAMPLES TESTS)
+	@$(call configure,$(PRESET),$(BUILD),EXAMPLES TESTS TRIALS)
 	@$(if $(JDK),cmake --build $(BUILD) --target glossary_jar)
 	@run-clang-tidy -quiet -p $(BUILD) -j $(JOBS) $(if $(filter no,$(ANALYZE)),-checks='-clang-analyzer-*') \
-		'$(CURDIR)/(src|examples|tools)/'
+		'$(CURDIR)/(src|examples|tools|trials)/'
 
 clean:
 	rm -rf build
@@ -115,6 +126,7 @@ help:
 	@echo 'make check        build and run all tests'
 	@echo 'make asan         the same under address and undefined-behaviour sanitizers'
 	@echo 'make tsan         run the tests that start threads under the thread sanitizer'
+	@echo 'make trials       kills, power failures, damage and the like for MINUTES=1 each; SEED=n repeats one'
 	@echo 'make clang        compile everything with clang, the benchmarks too; runs nothing'
 	@echo 'make bench        build and run the benchmarks; bench-quick is a short run that only shows that they work'
 	@echo 'make install      install below PREFIX ($(PREFIX)), staged below DESTDIR if that is set'

@@ -40,9 +40,9 @@ Process::~Process() {
   ::close(descriptor_);
 }
 
-void Process::kill() {
+int Process::kill() {
   if (id_ > 0) ::kill(id_, SIGKILL);
-  wait();
+  return wait();
 }
 
 int Process::wait() {

@@ -26,7 +26,7 @@ class Process {
   ~Process();
 
   Channel channel() const { return Channel(descriptor_); }
-  void kill();
+  int kill();  // as wait; -1 unless it had exited by itself
   int wait();  // the exit code, -1 after a signal
 
  private:
