@@ -268,16 +268,26 @@ class Comparison {
   Comparison(const Content& content, psSession& session) : content_(content), session_(session), roots_(session) {}
 
   std::string run(bool isThorough) {
-    compareItems();
-    compareList(isThorough);
-    for (int which = 1; which < StoreModel::collections; ++which) compareKeyed(which, isThorough);
-    for (int k = 0; k < arrayNumbers; ++k) compareArray(k);
-    compareSides();
-    if (isThorough) complaint_ += orphansOf(session_);
+    part([&] { compareItems(); });
+    part([&] { compareList(isThorough); });
+    for (int which = 1; which < StoreModel::collections; ++which) part([&] { compareKeyed(which, isThorough); });
+    for (int k = 0; k < arrayNumbers; ++k) part([&] { compareArray(k); });
+    part([&] { compareSides(); });
+    if (isThorough) part([&] { complaint_ += orphansOf(session_); });
     return complaint_;
   }
 
  private:
+  // Part of the comparison: the store reports what it cannot read, or else the part is right.
+  template <class Compare>
+  void part(const Compare& compare) {
+    const std::uint64_t refusals = session_.counters().refusals;
+    std::string earlier;
+    earlier.swap(complaint_);
+    compare();
+    if (!complaint_.empty() && session_.counters().refusals == refusals) complaint_ += StoreModel::unreported;
+    complaint_.insert(0, earlier);
+  }
   void expect(bool isRight, const std::string& what) {
     if (!isRight && complaint_.size() < 300) complaint_ += what + "; ";
   }
@@ -380,7 +390,8 @@ std::int64_t StoreModel::numberIn(psSession& session) {
 std::string StoreModel::verify(psSession& session, bool isThorough) const {
   const std::int64_t found = numberIn(session);
   if (found != static_cast<std::int64_t>(n()))
-    return "the store is after transaction " + std::to_string(found) + ", not " + std::to_string(n());
+    return "the store is after transaction " + std::to_string(found) + ", not " + std::to_string(n()) +
+           (found < 0 ? "" : unreported);
   return found == 0 ? "" : Comparison(content_, session).run(isThorough);
 }
 

@@ -31,6 +31,8 @@ class StoreModel {
   // What differs between the model and what the session's open transaction sees, "" when nothing does. The thorough
   // check also has the library's checkers look at all structures.
   std::string verify(psSession& session, bool isThorough) const;
+  // Is in the complaint when the session has not refused what is wrong.
+  static constexpr const char* unreported = " (not reported) ";
 
   // The n of what the session's open transaction sees: 0 for a store without content; -1 when it cannot be read.
   static std::int64_t numberIn(psSession& session);

@@ -3,7 +3,9 @@
 #include <unistd.h>
 
 #include <cstdlib>
+#include <fstream>
 #include <iostream>
+#include <iterator>
 #include <utility>
 
 namespace ps::test {
@@ -45,6 +47,11 @@ int Trial::finish() const {
   }
   std::cout << failures_ << " FAILED" << std::endl;
   return 1;
+}
+
+std::string bytesOf(const std::string& path) {
+  std::ifstream file(path, std::ios::binary);
+  return std::string(std::istreambuf_iterator<char>(file), std::istreambuf_iterator<char>());
 }
 
 }  // namespace ps::test

@@ -41,4 +41,7 @@ class Trial {
   std::uint64_t failures_ = 0;
 };
 
+// What a file holds; "" when there is none.
+std::string bytesOf(const std::string& path);
+
 }  // namespace ps::test

@@ -10,7 +10,6 @@
 #include <cstdio>
 #include <filesystem>
 #include <fstream>
-#include <iterator>
 #include <vector>
 
 #include "Calls.h"
@@ -118,11 +117,6 @@ class Disk {
   std::vector<const Event*> pending_;
 };
 
-std::string contentOfFile(const std::string& path) {
-  std::ifstream file(path, std::ios::binary);
-  return std::string(std::istreambuf_iterator<char>(file), std::istreambuf_iterator<char>());
-}
-
 // Some transactions, in some sessions.
 std::vector<Event> work(Trial& trial, const std::string& path, StoreModel& model, bool isSynced) {
   Log log(path);
@@ -168,7 +162,7 @@ std::string fateOf(const std::string& path, StoreModel first, bool isUnderWay, s
 void makeImages(Trial& trial, const std::string& path, const std::string& image, StoreModel& model, bool isSynced) {
   const StoreModel before = model;
   StoreModel now = model;
-  Disk disk(contentOfFile(path));
+  Disk disk(bytesOf(path));
   const std::vector<Event> events = work(trial, path, model, isSynced);
   const std::uint64_t imagesPerLog = 60;
   bool isUnderWay = false;
