@@ -2,13 +2,14 @@
 // another run all from the k-th on, for each k to the script's end. What fails is reported by a result. After a commit
 // that failed the store is as before, unless the outcome is called unknown, and it can be used again.
 
+#include "Calls.h"
+
 #include <unistd.h>
 
 #include <cerrno>
 #include <filesystem>
 #include <iostream>
 
-#include "Calls.h"
 #include "StoreModel.h"
 #include "Trial.h"
 #include "support/Process.h"
@@ -129,7 +130,8 @@ bool runOnce(Trial& trial, const ScratchFolder& folder, StoreModel model, const 
   }
   const int status = process.wait();
   model.advanceTo(state / 2);
-  if (status < 0 || status > 1) trial.check(model.n(), failure.text() + "the script ends with " + std::to_string(status));
+  if (status < 0 || status > 1)
+    trial.check(model.n(), failure.text() + "the script ends with " + std::to_string(status));
   const std::string complaint = std::filesystem::exists(path) ? verifyFile(path, model, state % 2 == 1, true) : "";
   if (!complaint.empty()) trial.check(model.n(), failure.text() + "afterwards: " + complaint);
   return status != 1;

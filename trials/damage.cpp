@@ -1,5 +1,5 @@
-// Files are damaged: bits and bytes, sectors and pages, the end. A store in such a file is refused when it is opened, or
-// what is damaged is refused when it is read, or everything that is read is right; also after an update.
+// Files are damaged: bits and bytes, sectors and pages, the end. A store in such a file is refused when it is opened,
+// or what is damaged is refused when it is read, or everything that is read is right; also after an update.
 
 #include <sys/resource.h>
 #include <unistd.h>

@@ -7,6 +7,7 @@
 #include <memory>
 #include <random>
 #include <string>
+#include <vector>
 
 #include "store/engine/Engine.h"
 #include "store/engine/FileStructure.h"
@@ -164,6 +165,26 @@ TEST(Structure, FlippedBytesAreFoundOrHarmless) {
   }
   EXPECT_EQ(file.walk().faultCount, 0U);
   EXPECT_GT(silent, 0U);
+}
+
+// LMDB would take such a file, and an older commit in it for the last one.
+TEST(Structure, ADamagedHeadIsRefused) {
+  const ScratchFolder folder;
+  const std::string path = folder / "store";
+  Workload(path, seedOr(7), 25).run(5);
+  const File file(path);
+  psSessionOptions options;
+  options.verify = psVerify::structure;
+  constexpr std::size_t second = 4096;
+  constexpr std::size_t commit = 144;
+  const std::vector<std::vector<std::size_t>> cases = {{0}, {second}, {0, second}, {commit}, {second + commit}};
+  for (const auto& places : cases) {
+    for (const std::size_t at : places) file.flip(at, 4);
+    ps::detail::StoreError error;
+    EXPECT_EQ(ps::detail::openEngine(path, options, error), nullptr) << places.back();
+    EXPECT_EQ(error.kind, psErrorKind::damaged) << error.text;
+    for (const std::size_t at : places) file.flip(at, 4);
+  }
 }
 
 TEST(Structure, OfAFileCutShortIsNotSound) {

@@ -5,6 +5,7 @@
 
 #include <algorithm>
 #include <cstring>
+#include <iterator>
 
 namespace ps::detail {
 
@@ -55,7 +56,9 @@ bool FileStructure::walkEnd(StructureReport& report) {
 bool FileStructure::begin(StructureReport& report) {
   report = {};
   report_ = &report;
-  if (!readMetas() || (report.faultCount > 0 && visitor_ == nullptr)) return false;
+  const bool hasMeta = readMetas();
+  report.isStore = isStore();
+  if (!hasMeta || (report.faultCount > 0 && visitor_ == nullptr)) return false;
   report.pageSize = pageSize_;
   report.commit = meta_->commit;
   report.pages = meta_->lastPage + 1;
@@ -84,6 +87,13 @@ bool FileStructure::readMetas() {
     if (meta_ == nullptr || meta_->commit < meta.commit) meta_ = &meta;
   }
   return meta_ != nullptr;
+}
+
+// A file that holds no more than its heads may be one whose creation was interrupted.
+bool FileStructure::isStore() const {
+  return std::any_of(std::begin(metas_), std::end(metas_), [this](const LmdbMeta& meta) {
+    return meta.magic == LmdbMeta::rightMagic && (meta.commit > 0 || fileSize_ > std::size(metas_) * pageSize_);
+  });
 }
 
 bool FileStructure::readMeta(std::uint64_t number) {

@@ -70,6 +70,7 @@ class FileStructure {
 
   bool begin(StructureReport& report);
   bool readMetas();
+  bool isStore() const;
   bool readMeta(std::uint64_t number);
   const char* faultOf(const LmdbMeta& meta, std::uint64_t number) const;
   void walkTree(const LmdbTree& expected, bool isFree);

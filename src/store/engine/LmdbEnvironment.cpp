@@ -329,7 +329,7 @@ StoreError LmdbEnvironment::faultOf(const File& file, UpdateLock& updateLock, co
   });
   if (code == ETIMEDOUT) return busyError(updateLock);
   if (code != 0) return {kindOf(code), explain(code, file.path)};
-  if (report.pages == 0 || report.faultCount == 0) return {};
+  if (!report.isStore || report.faultCount == 0) return {};
   return {psErrorKind::damaged, "the file is damaged: " + textOf(report) + ". Restore it from a backup"};
 }
 

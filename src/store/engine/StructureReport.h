@@ -16,6 +16,7 @@ struct StructureFault {
 struct StructureReport {
   static constexpr std::size_t mostFaults = 100;
 
+  bool isStore = false;  // something was committed to the file, as far as its heads can be trusted
   std::uint32_t pageSize = 0;
   std::uint64_t commit = 0;  // the one whose pages were walked over
   std::uint64_t pages = 0;
