@@ -72,7 +72,10 @@ void PageCache::attach(Engine& engine, std::uint32_t pageSize) {
   pageSize_ = pageSize;
 }
 
-void PageCache::limit(std::size_t bytes) { limit_ = std::max(bytes, leastLimit); }
+void PageCache::limit(std::size_t bytes) {
+  limit_ = std::max(bytes, leastLimit);
+  evictFor(0, 2 * resident_.size());
+}
 
 void PageCache::begin(std::uint64_t readStamp, std::uint64_t updateStamp) {
   readStamp_ = readStamp;
@@ -466,21 +469,34 @@ void PageCache::prefetchAhead(std::size_t hand) const {
   __builtin_prefetch(resident_[hand + pagesAhead]->frame);
 }
 
-// Evicts until there is room for an image, as far as images can be evicted. The clock hand takes those that were not
-// opened since it last passed.
+// Evicts until there is room for an image. Where hardly any image can be evicted, because most are pinned, the clock
+// hand gives up early and goes on from there at the next load. So a load costs the same however many images are pinned,
+// and the limit is exceeded only by what is loaded while the hand goes round.
 void PageCache::makeRoom(std::size_t bytes) {
-  std::size_t steps = 2 * resident_.size();
-  while (counters_.residentBytes + bytes > limit_ && steps-- > 0 && !resident_.empty()) {
+  constexpr std::size_t fewSteps = 64;
+  constexpr std::size_t smallestImage = 1024;
+  evictFor(bytes, std::min(fewSteps + 2 * bytes / smallestImage, 2 * resident_.size()));
+}
+
+// Evicts images until another one has room. The clock hand takes those that were not opened since it last passed. It
+// makes 2 steps for each image that it evicts, and so many others.
+void PageCache::evictFor(std::size_t bytes, std::size_t steps) {
+  while (counters_.residentBytes + bytes > limit_ && steps > 0 && !resident_.empty()) {
+    ++handSteps_;
     if (hand_ >= resident_.size()) hand_ = 0;
     prefetchAhead(hand_);
     Page& page = *resident_[hand_];
     const std::uint32_t touched = page.frame->touched;
     if (page.frame->pins != 0 || head_.loads - touched <= protectedLoads) {
       ++hand_;
+      --steps;
     } else if (touched != page.lastTouched) {
       page.lastTouched = touched;
       ++hand_;
-    } else if (!evict(page)) {
+      --steps;
+    } else if (evict(page)) {
+      ++steps;
+    } else {
       return;
     }
   }

@@ -46,6 +46,7 @@ class PageCache {
   ~PageCache();
 
   void attach(Engine& engine, std::uint32_t pageSize);
+  // Evicts what is beyond the limit, as far as that can be evicted.
   void limit(std::size_t bytes);
 
   // Starts a transaction. Images that were read under another stamp are compared with the engine at their first use.
@@ -89,6 +90,9 @@ class PageCache {
   // ends.
   void checkContents() const;
 
+  // How many steps the clock hand has made, which is what making room has cost.
+  std::uint64_t handSteps() const { return handSteps_; }
+
   // Why the last call failed.
   const StoreError& error() const { return error_; }
 
@@ -110,6 +114,7 @@ class PageCache {
   bool restore(Page& page);
   bool write(Page& page);
   void makeRoom(std::size_t bytes);
+  void evictFor(std::size_t bytes, std::size_t steps);
   void prefetchAhead(std::size_t hand) const;
   bool evict(Page& page);
   void unlist(Page& page);
@@ -131,6 +136,7 @@ class PageCache {
   std::vector<DatabaseTable*> databases_;
   std::vector<Page*> resident_;
   std::size_t hand_ = 0;
+  std::uint64_t handSteps_ = 0;
   std::vector<Page*> changed_;
   StorageOrders orders_;                       // of pages that were written, to be carried out before the commit
   std::unordered_set<std::uint64_t> spilled_;  // changed pages that are in the engine's transaction but not in memory
