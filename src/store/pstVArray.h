@@ -77,7 +77,7 @@ PS_API void* cleanDummyElement();
 // which is deleted with the object.
 //
 // An array can be read while its object is open. Before you write elements, update() must have returned 1; resize and
-// extend call it themselves. The address of an element is valid until the array is resized, and at least until 256
+// extend call it themselves. The address of an element is valid until the array is resized, and at least until 16
 // further pages have been loaded. A handle to the array's object does not pin the storage.
 template <class T>
 class pstVArray {

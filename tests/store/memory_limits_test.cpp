@@ -12,6 +12,8 @@ namespace {
 
 constexpr std::size_t mebibyte = std::size_t{1} << 20;
 constexpr std::size_t least = 4 * mebibyte;
+// For tables and the like: they take huge pages of the system, where it has them.
+constexpr std::size_t beside = 8 * mebibyte;
 
 void require(bool holds, const std::string& complaint) {
   if (!holds) throw std::runtime_error(complaint);
@@ -68,6 +70,44 @@ class MemoryLimits : public ::testing::Test {
 };
 
 std::string inKibibytes(std::size_t bytes) { return std::to_string(bytes >> 10) + " KiB"; }
+
+// In stores with pages or arrays of a size.
+class ReadingWithLittleMemory : public MemoryLimits, public ::testing::WithParamInterface<unsigned int> {};
+
+TEST_P(ReadingWithLittleMemory, StaysNearTheLimit) {
+  constexpr std::size_t total = 96 * mebibyte;
+  const unsigned int size = GetParam();
+  const bool isArray = size > 32768;
+  psSessionOptions options = unsynced(least);
+  if (!isArray) options.pageSize = size;
+  run(options, [&](MeasuredSession& session) {
+    session.begin(pscUpdate);
+    const pstHandle<psContObj> wall = session.container();
+    for (std::size_t laid = 0; laid < total; laid += isArray ? size : sizeof(Brick)) {
+      const psObj* const made = isArray ? static_cast<psObj*>(new (wall) Blob(0, std::string(size, 'x')))
+                                        : static_cast<psObj*>(new (wall) Brick(laid));
+      require(made != nullptr, session->lastError());
+    }
+    session.commit();
+  });
+  run(options, [&](MeasuredSession& session) {
+    std::size_t peak = 0;
+    for (const psMode mode : {pscRead, pscUpdate}) {
+      session.begin(mode);
+      pstItr<psObj> object;
+      object.scan(session.container(), pscRead);
+      for (std::size_t n = 0; object.next(); ++n) {
+        if (isArray) require(static_cast<const Blob&>(*object).bytes[size - 1] == 'x', "an array is another");
+        if (isArray || n % 100 == 0) peak = std::max(peak, session.memory());
+      }
+      session.commit();
+    }
+    require(session->counters().pageReads > total / size, "all was read");
+    require(peak < least + beside, "memory rose to " + inKibibytes(peak));
+  });
+}
+
+INSTANTIATE_TEST_SUITE_P(Sizes, ReadingWithLittleMemory, ::testing::Values(4096U, 32768U, 100000U, 200000U));
 
 // A load costs the same however many handles are open, and what they leave room for is used.
 TEST_F(MemoryLimits, OpenHandlesDoNotSlowLoadsDown) {

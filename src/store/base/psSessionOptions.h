@@ -10,7 +10,7 @@ struct psSessionOptions {
   unsigned int pageSize = 8192;
 
   // Bytes of page images that the session keeps in memory; values below 4 MiB count as 4 MiB. Images that are pinned,
-  // or were used within the last 256 page loads, stay in memory beyond the limit.
+  // or were used within the last 16 page loads, stay in memory beyond the limit.
   std::size_t cacheLimit = std::size_t{64} << 20;
 
   // Address space reserved for the store's file, and so the largest size of the file. It is sparse: nothing is used

@@ -27,7 +27,7 @@ struct alignas(cacheLine) Frame {
   std::uint64_t readStamp;    // equals the session's while the image is known to be current
   std::uint64_t updateStamp;  // equals the session's while the page counts as changed
   std::uint32_t pins;
-  std::uint32_t touched;  // the session's count of page loads at the last open
+  std::uint32_t touched;  // the session's clock of page loads at the last open
   // Begins with the slot table. Element n is the distance of object n from the image's start, in units of 16 bytes; 0
   // when there is no object that can be opened.
   char* image;
@@ -80,7 +80,7 @@ struct SessionHead {
   std::uint64_t updateStamp = noStamp;
   DatabaseTable* const* databases = nullptr;
   std::uint32_t databaseLimit = 0;  // number of elements of databases
-  std::uint32_t loads = 0;          // pages loaded so far, the cache's clock
+  std::uint32_t loads = 0;          // the cache's clock: each page load moves it, that of a large page by more
   std::uint64_t opens = 0;
   std::uint64_t refusals = 0;
   std::uint64_t noteStamp = 0;    // notes of another stamp are forgotten

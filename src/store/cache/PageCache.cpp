@@ -280,6 +280,14 @@ Page* PageCache::imageFor(const psId& id, std::uint16_t nextSlot, std::size_t ob
   return page;
 }
 
+// How far the load of an image moves the clock: so that the images that are protected because they were opened lately
+// take no more than half of the limit, unless that would be less than protectedLoads images.
+std::uint32_t PageCache::ticksFor(std::size_t bytes) const {
+  constexpr std::size_t most = protectedTicks / protectedLoads;
+  const std::size_t tick = limit_ / (2 * std::size_t{protectedTicks});
+  return static_cast<std::uint32_t>(std::min((bytes + tick - 1) / tick, most));
+}
+
 // An image without content, in the tables; null when there is no memory for it.
 Page* PageCache::newImage(const psId& id, std::size_t bytes) {
   makeRoom(bytes);
@@ -298,7 +306,8 @@ Page* PageCache::newImage(const psId& id, std::size_t bytes) {
   frame->pageId = id;
   frame->session = head_.serial;
   frame->readStamp = readStamp_;
-  frame->touched = ++head_.loads;
+  head_.loads += ticksFor(granted);
+  frame->touched = head_.loads;
   page->lastTouched = frame->touched;
   resident_.push_back(page);
   link(*page);
@@ -487,7 +496,7 @@ void PageCache::evictFor(std::size_t bytes, std::size_t steps) {
     prefetchAhead(hand_);
     Page& page = *resident_[hand_];
     const std::uint32_t touched = page.frame->touched;
-    if (page.frame->pins != 0 || head_.loads - touched <= protectedLoads) {
+    if (page.frame->pins != 0 || head_.loads - touched <= protectedTicks) {
       ++hand_;
       --steps;
     } else if (touched != page.lastTouched) {

@@ -27,9 +27,10 @@ struct PageSequence {
 // The page images that one session has in memory, and the translation from identifiers to addresses.
 //
 // An image keeps its address from its first use until it is evicted. An image is not evicted while it is pinned, or
-// when it was opened within the last 256 page loads, so a reference into a page outlives the calls around it. A changed
-// image leaves memory only by being written into the engine's transaction. When it comes back it counts as changed
-// again, so a write after an update open is never lost.
+// when it was opened within the last 16 page loads, so a reference into a page outlives the calls around it. With
+// images of at most 1/512 of the limit, as most are, it is not evicted within the last 256. A changed image leaves
+// memory only by being written into the engine's transaction. When it comes back it counts as changed again, so a write
+// after an update open is never lost.
 class PageCache {
  public:
   static constexpr std::uint32_t highestPage = 65535;
@@ -37,7 +38,7 @@ class PageCache {
   enum class Fetch { present, absent, unreadable };
 
   static constexpr std::size_t leastLimit = std::size_t{4} << 20;
-  static constexpr std::uint32_t protectedLoads = 256;
+  static constexpr std::uint32_t protectedLoads = 16;  // at least; see ticksFor
 
   PageCache(SessionHead& head, psSessionCounters& counters) : head_(head), counters_(counters) {}
   PageCache(const PageCache&) = delete;
@@ -97,6 +98,8 @@ class PageCache {
   const StoreError& error() const { return error_; }
 
  private:
+  static constexpr std::uint32_t protectedTicks = 256;  // of the clock, SessionHead::loads
+
   PageLink* linkFor(const psId& id);
   void link(const Page& page);
   Fetch hold(const psId& id, Page*& page);
@@ -113,6 +116,7 @@ class PageCache {
   Fetch revalidate(const psId& id, Page& page);
   bool restore(Page& page);
   bool write(Page& page);
+  std::uint32_t ticksFor(std::size_t bytes) const;
   void makeRoom(std::size_t bytes);
   void evictFor(std::size_t bytes, std::size_t steps);
   void prefetchAhead(std::size_t hand) const;
