@@ -109,6 +109,24 @@ TEST_P(ReadingWithLittleMemory, StaysNearTheLimit) {
 
 INSTANTIATE_TEST_SUITE_P(Sizes, ReadingWithLittleMemory, ::testing::Values(4096U, 32768U, 100000U, 200000U));
 
+// Objects are created, and between any two of them many others are used.
+TEST_F(MemoryLimits, WhatIsUsedAllTheTimeDoesNotStayBeyondTheLimit) {
+  run(unsynced(least), [&](MeasuredSession& session) {
+    session.begin(pscUpdate);
+    const pstHandle<psContObj> wall = session.container();
+    std::vector<psId> ids;
+    for (std::uint64_t n = 0; n < 3000; ++n) {  // 12 MiB
+      ids.push_back(pstHandle<Brick>(new (wall) Brick(n)).oid());
+      for (std::uint64_t i = 0; i < 20; ++i) {
+        const std::uint64_t other = (n * 20 + i) * 7919 % ids.size();
+        require(pstHandle<Brick>(ids[other])->is(other), "a brick is another");
+      }
+    }
+    const std::uint64_t peak = session->counters().peakResidentBytes;
+    require(peak <= least * 11 / 10, "images took " + inKibibytes(peak));
+  });
+}
+
 // A load costs the same however many handles are open, and what they leave room for is used.
 TEST_F(MemoryLimits, OpenHandlesDoNotSlowLoadsDown) {
   constexpr std::uint64_t pages = 20000;

@@ -281,10 +281,12 @@ Page* PageCache::imageFor(const psId& id, std::uint16_t nextSlot, std::size_t ob
 }
 
 // How far the load of an image moves the clock: so that the images that are protected because they were opened lately
-// take no more than half of the limit, unless that would be less than protectedLoads images.
+// take no more than half of the limit, unless that would be less than protectedLoads images. As far as it may where the
+// limit is exceeded, as when objects are created and all others are used again and again.
 std::uint32_t PageCache::ticksFor(std::size_t bytes) const {
   constexpr std::size_t most = protectedTicks / protectedLoads;
   const std::size_t tick = limit_ / (2 * std::size_t{protectedTicks});
+  if (counters_.residentBytes > limit_) return most;
   return static_cast<std::uint32_t>(std::min((bytes + tick - 1) / tick, most));
 }
 
@@ -478,13 +480,15 @@ void PageCache::prefetchAhead(std::size_t hand) const {
   __builtin_prefetch(resident_[hand + pagesAhead]->frame);
 }
 
-// Evicts until there is room for an image. Where hardly any image can be evicted, because most are pinned, the clock
-// hand gives up early and goes on from there at the next load. So a load costs the same however many images are pinned,
-// and the limit is exceeded only by what is loaded while the hand goes round.
+// Evicts until there is room for an image. Where hardly any image can be evicted, because most are pinned or in use,
+// the clock hand gives up early and goes on from there at the next load. It makes so many steps in vain as objects were
+// opened since the last load, and few more. So the cost of a load does not grow with the number of images that are
+// pinned, and the hand keeps up with what is used.
 void PageCache::makeRoom(std::size_t bytes) {
   constexpr std::size_t fewSteps = 64;
   constexpr std::size_t smallestImage = 1024;
-  evictFor(bytes, std::min(fewSteps + 2 * bytes / smallestImage, 2 * resident_.size()));
+  const std::uint64_t opens = head_.opens - std::exchange(opensBefore_, head_.opens);
+  evictFor(bytes, std::min(fewSteps + opens + 2 * bytes / smallestImage, 2 * resident_.size()));
 }
 
 // Evicts images until another one has room. The clock hand takes those that were not opened since it last passed. It

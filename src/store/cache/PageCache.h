@@ -141,6 +141,7 @@ class PageCache {
   std::vector<Page*> resident_;
   std::size_t hand_ = 0;
   std::uint64_t handSteps_ = 0;
+  std::uint64_t opensBefore_ = 0;  // the last load
   std::vector<Page*> changed_;
   StorageOrders orders_;                       // of pages that were written, to be carried out before the commit
   std::unordered_set<std::uint64_t> spilled_;  // changed pages that are in the engine's transaction but not in memory
