@@ -3,9 +3,21 @@
 #include "store/psPersistentClass.h"
 #include "store/pstVArray.h"
 
+class psUnsortedArray;
+
 namespace ps::detail {
+
 class ArrayView;
 class ArrayEdit;
+
+// The 2 classes of arrays.
+template <>
+struct UsualClasses<psUnsortedArray> {
+  static constexpr std::uint32_t unsorted = 4022;
+  static constexpr std::uint32_t sorted = 4026;
+  static constexpr bool include(std::uint32_t type) { return type == sorted || type == unsorted; }
+};
+
 }  // namespace ps::detail
 
 // The null reference that operations return when there is no element. Never written.

@@ -20,8 +20,8 @@ void prefetchLink(const psId& id) { __builtin_prefetch(&linkOf(*currentSession, 
 
 // The references in an array's storage, and their number.
 struct Elements {
-  explicit Elements(const char* storage)
-      : first(reinterpret_cast<const pstRef<psObj>*>(storage)),
+  explicit Elements(const void* storage)
+      : first(static_cast<const pstRef<psObj>*>(storage)),
         count(storage != nullptr ? headerOf(storage)->size / sizeof(psId) : 0) {}
 
   const pstRef<psObj>* first;
@@ -30,18 +30,17 @@ struct Elements {
 
 // The storage of an array in the store; null when it is not in memory.
 template <class T>
-const char* residentStorageOf(const pstVArray<T>& array) {
+const void* residentStorageOf(const pstVArray<T>& array) {
   if (!isInArena(&array)) return nullptr;
   psId id;
   static_assert(sizeof id == sizeof array);
   std::memcpy(static_cast<void*>(&id), static_cast<const void*>(&array), sizeof id);
-  Frame* frame = nullptr;
-  return residentObject(*currentSession, id, frame);
+  return storageInMemory(id);
 }
 
 // That of an object of the class Part.
 template <class Part>
-const char* storageOf(const psId& id) {
+const void* storageOf(const psId& id) {
   Frame* frame = nullptr;
   const char* const object = residentObject(*currentSession, id, frame);
   if (object == nullptr || (headerOf(object)->type & ~namedFlag) != Part::pstTypeN) return nullptr;
@@ -116,7 +115,7 @@ class Batch {
   int n_;
   std::array<psId, LookAhead::most> buckets_;
   std::array<psId, LookAhead::most> found_;
-  std::array<const char*, LookAhead::most> chains_{};
+  std::array<const void*, LookAhead::most> chains_{};
 };
 
 }  // namespace

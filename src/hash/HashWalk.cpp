@@ -1,10 +1,11 @@
 #include "hash/HashWalk.h"
 
+#include <utility>
+
 #include "core/RefusalWatch.h"
 #include "hash/HashGrowth.h"
 #include "hash/HashTable.h"
 #include "hash/StoredMove.h"
-#include "hash/psHashMapEntry.h"
 #include "store/base/NothingThrown.h"
 #include "store/session/Relocation.h"
 
@@ -25,7 +26,7 @@ HashWalk& HashWalk::operator=(const HashWalk& other) {
   depth_ = other.depth_;
   seen_ = other.seen_;
   ahead_.reset();
-  holder_ = pstHandle<psObj>();
+  holder_ = pstHandle<psHashMapEntry>();
   pin_.reset();
   isChecking_ = other.isChecking_;
   check_ = other.check_;
@@ -155,7 +156,7 @@ pstRef<psObj>* HashWalk::addressAt(const TablePlace& place, psLockMode mode) {
   }
   holder_ = place.stored;
   if (holder_.open(mode == pscNoLock ? pscRead : pscUpdate) != 1) return nullptr;
-  const auto& entry = static_cast<const psHashMapEntry&>(*holder_);
+  const auto& entry = std::as_const(*holder_);
   return const_cast<pstRef<psObj>*>(delivery_ == Delivery::keys ? &entry.key() : &entry.value());
 }
 

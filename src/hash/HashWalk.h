@@ -6,6 +6,7 @@
 #include "core/Search.h"
 #include "core/psCollectionIterator.h"
 #include "hash/TablePlaces.h"
+#include "hash/psHashMapEntry.h"
 
 namespace ps::detail {
 
@@ -120,12 +121,12 @@ class HashWalk {
   Delivery delivery_;
   TablePlaces places_;
   TablePlace place_;
-  int index_ = -1;                   // of the current place; below -1 when it is not known
-  int depth_ = 0;                    // of the directory that the place is of
-  std::uint64_t seen_ = 0;           // the session's count of changes when the walk last stepped
-  std::optional<TablePlace> ahead_;  // what hasNext found, for the next that follows it
-  pstHandle<psObj> holder_;          // of what addressAt returned
-  std::optional<PagePin> pin_;       // the same
+  int index_ = -1;                    // of the current place; below -1 when it is not known
+  int depth_ = 0;                     // of the directory that the place is of
+  std::uint64_t seen_ = 0;            // the session's count of changes when the walk last stepped
+  std::optional<TablePlace> ahead_;   // what hasNext found, for the next that follows it
+  pstHandle<psHashMapEntry> holder_;  // of what addressAt returned
+  std::optional<PagePin> pin_;        // the same
   bool isChecking_ = isChecked;
   PlaceCheck check_;
 };

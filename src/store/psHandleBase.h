@@ -71,13 +71,7 @@ class PS_API psHandleBase {
 
   // Opens the object in the mode; 1 on success. On failure returns 0, and the handle is not open. pscNoOpen does
   // nothing and returns 1.
-  [[nodiscard]] int open(psMode mode) const {
-    if (mode == pscNoOpen) return 1;
-    psObj* const opened = mode == pscRead ? ps::detail::openForReading(id_) : ps::detail::openForUpdate(id_);
-    close();
-    object_ = opened;
-    return opened != nullptr ? 1 : 0;
-  }
+  [[nodiscard]] int open(psMode mode) const { return openAs<psObj>(mode); }
   [[nodiscard]] int update() const { return open(pscUpdate); }
 
   // Unpins the object; the handle still names it.
@@ -99,15 +93,29 @@ class PS_API psHandleBase {
   // handle. So does that of an object whose class has no number of its own; an error is then signalled.
   explicit psHandleBase(const psObj* object);
 
-  // The object's address. Opens the object for reading when the handle is not open; null when that is refused.
-  psObj* access() const {
+  // Opens the object as one of class T.
+  template <class T>
+  int openAs(psMode mode) const {
+    if (mode == pscNoOpen) return 1;
+    psObj* const opened = mode == pscRead ? ps::detail::openForReading<T>(id_) : ps::detail::openForUpdate<T>(id_);
+    close();
+    object_ = opened;
+    return opened != nullptr ? 1 : 0;
+  }
+
+  // The address of the object as one of class T. Opens the object for reading when the handle is not open; null when
+  // that is refused. The handle may have been opened as a handle to another class.
+  template <class T>
+  psObj* accessAs() const {
     if (PS_LIKELY(object_ != nullptr)) {
       if (ps::detail::isChecked) ps::detail::checkHandleInUse(object_);
-      if (PS_LIKELY(ps::detail::isCurrent(object_, id_))) return object_;
-      object_ = ps::detail::reopenOutOfLine(id_, object_);
+      bool isUsable = ps::detail::isCurrent(object_, id_);
+      if constexpr (ps::detail::isOwnClass<T>()) isUsable = isUsable && ps::detail::isOpenableAs<T>(object_);
+      if (PS_LIKELY(isUsable)) return object_;
+      object_ = ps::detail::reopenOutOfLine(id_, object_, ps::detail::wantedTypeN<T>());
       return object_;
     }
-    object_ = ps::detail::openForReading(id_);
+    object_ = ps::detail::openForReading<T>(id_);
     return object_;
   }
 

@@ -2,7 +2,7 @@
 
 psObj* pstRefPin(const psId* id, psMode mode) {
   if (mode == pscNoOpen) return nullptr;
-  return mode == pscRead ? ps::detail::openForReading(*id) : ps::detail::openForUpdate(*id);
+  return mode == pscRead ? ps::detail::openForReading<psObj>(*id) : ps::detail::openForUpdate<psObj>(*id);
 }
 
 void pstRefUnpin(psObj* object) {

@@ -95,7 +95,7 @@ psObj* psHandleBase::openForUpdate() const {
 }
 
 pstHandle<psContObj>::pstHandle(const psContObj* container) : pstHandle<psObj>(container) {}
-psContObj* pstHandle<psContObj>::operator->() const { return static_cast<psContObj*>(access()); }
+psContObj* pstHandle<psContObj>::operator->() const { return static_cast<psContObj*>(accessAs<psContObj>()); }
 
 const char* pstHandle<psContObj>::name() const {
   SessionCore* const session = SessionCore::current();
@@ -120,7 +120,7 @@ void pstHandle<psContObj>::containedIn(pstHandle<psDBObj>& database) const {
 }
 
 pstHandle<psDBObj>::pstHandle(const psDBObj* database) : pstHandle<psObj>(database) {}
-psDBObj* pstHandle<psDBObj>::operator->() const { return static_cast<psDBObj*>(access()); }
+psDBObj* pstHandle<psDBObj>::operator->() const { return static_cast<psDBObj*>(accessAs<psDBObj>()); }
 
 const char* pstHandle<psDBObj>::name() const {
   SessionCore* const session = SessionCore::current();

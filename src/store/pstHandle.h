@@ -29,8 +29,8 @@ class PS_API pstHandle<psObj> : public psHandleBase {
   pstHandle(const psObj* object) : psHandleBase(object) {}
   pstHandle(const d_Ref_Any& any) : psHandleBase(any.oid()) {}
 
-  psObj* operator->() const { return access(); }
-  psObj& operator*() const { return *access(); }
+  psObj* operator->() const { return accessAs<psObj>(); }
+  psObj& operator*() const { return *accessAs<psObj>(); }
 
   pstHandle<psContObj> containedIn() const;
 
@@ -68,11 +68,16 @@ class pstHandle : public pstHandle<typename pstHandleBaseOf<T>::type> {
   pstHandle(const psRefBase& reference) : Base(reference) {}
   pstHandle(const T* object) : Base(object) {}
   pstHandle(const d_Ref_Any& any) : Base(any) {}
-  // Takes the object to be a T, without a check.
+  // Takes the object to be a T. Where T is a class of the library, using or opening this handle is refused when the
+  // object is none; where it is an application's, nothing is checked.
   pstHandle(const pstHandle<psObj>& object) : Base(object) {}
 
-  T* operator->() const { return static_cast<T*>(this->access()); }
-  T& operator*() const { return *static_cast<T*>(this->access()); }
+  T* operator->() const { return static_cast<T*>(this->template accessAs<T>()); }
+  T& operator*() const { return *operator->(); }
+
+  // As in psHandleBase.
+  [[nodiscard]] int open(psMode mode) const { return this->template openAs<T>(mode); }
+  [[nodiscard]] int update() const { return open(pscUpdate); }
 
   using Base::copy;
   pstHandle<T>& copy(const pstHandle<psObj>& near, pstHandle<T>& result) const {

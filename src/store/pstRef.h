@@ -33,7 +33,7 @@ class pstRef : public pstRefBaseOf<T>::type {
   // expect that, test an open first.
   pstDeref<T> operator->() const {
     if (ps::detail::isChecked) ps::detail::checkMemoryInUse(this);
-    return pstDeref<T>(ps::detail::openForReading(this->oid()));
+    return pstDeref<T>(ps::detail::openForReading<T>(this->oid()));
   }
 
   // The container that holds the object; null for a null reference. Does not open the object.

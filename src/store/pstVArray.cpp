@@ -15,9 +15,6 @@ using ps::detail::SessionCore;
 
 namespace {
 
-// Storage is addressed with 32 bits, its header included.
-constexpr std::uint64_t mostBytes = 0xFFFFFF00U;
-
 psId storageOf(const void* array) {
   psId id;
   std::memcpy(static_cast<void*>(&id), array, sizeof id);
@@ -28,7 +25,7 @@ psId storageOf(const void* array) {
 // so that appending element by element moves the array only rarely.
 std::uint32_t capacityFor(std::uint64_t oldBytes, std::uint64_t bytes) {
   if (oldBytes == 0 || bytes <= oldBytes) return static_cast<std::uint32_t>(bytes);
-  return static_cast<std::uint32_t>(std::min(mostBytes, std::max(bytes, oldBytes + oldBytes / 2)));
+  return static_cast<std::uint32_t>(std::min(ps::detail::largestStorage, std::max(bytes, oldBytes + oldBytes / 2)));
 }
 
 // Gives an array of the store new storage with the given content in front, and with rows.
@@ -51,12 +48,12 @@ int replaceStorage(SessionCore& session, void* array, std::uint64_t bytes, const
   const psId id = ps::detail::idAt(made);
   const psId old = storageOf(array);
   std::memcpy(array, &id, sizeof id);
-  if (!old.isNull()) session.objects().free(old);
+  session.objects().freeStorage(old);
   return 1;
 }
 
 bool isAddressable(std::uint64_t bytes) {
-  if (bytes <= mostBytes) return true;
+  if (bytes <= ps::detail::largestStorage) return true;
   ps::detail::signalStoreError({psErrorKind::full, "an array holds at most 4 GiB"});
   return false;
 }
@@ -138,7 +135,7 @@ void pstDeleteVArray(void* array) {
   SessionCore* const session = SessionCore::current();
   // An image that is not current says nothing of what is to be freed.
   if (id.isNull() || session == nullptr || !session->objects().changePageOf(array)) return;
-  session->objects().free(id);
+  session->objects().freeStorage(id);
   std::memset(array, 0, sizeof id);
 }
 

@@ -4,8 +4,20 @@
 #include "core/psCollection.h"
 #include "tree/psTreeAdmin.h"
 
+class psBTree;
+
 namespace ps::detail {
+
 class NodeAccess;
+
+// The classes of nodes and of the library's collections that are trees.
+template <>
+struct UsualClasses<psBTree> {
+  static constexpr std::uint32_t lowest = 4016;
+  static constexpr std::uint32_t highest = 4021;
+  static constexpr bool include(std::uint32_t type) { return type - lowest <= highest - lowest; }
+};
+
 }  // namespace ps::detail
 
 // The base of the tree collections (list, set, map) and of their nodes: a B-tree whose nodes are objects of the store.

@@ -14,6 +14,9 @@
 // A row is a cache: an entry of 0 says that nothing is known. Whoever changes an element changes its entries too.
 namespace ps::detail {
 
+// Storage is addressed with 32 bits, its header included.
+constexpr std::uint64_t largestStorage = 0xFFFFFF00U;
+
 enum class Rows : std::uint32_t {
   none = 0,
   abbreviations = 1,  // 8 bytes an element, after a tag of 8 bytes that says what made them

@@ -52,7 +52,7 @@ PageCache::Fetch ObjectSpace::fetchObject(const psId& id, Page*& page) {
   return found;
 }
 
-psObj* ObjectSpace::open(const psId& id, psMode mode) {
+psObj* ObjectSpace::open(const psId& id, psMode mode, unsigned int wanted) {
   if (id.isNull()) return nullptr;
   if (!session_.isReadyFor("an open")) return session_.endRefused();
   if (mode == pscUpdate && session_.mode() != pscUpdate) {
@@ -61,22 +61,23 @@ psObj* ObjectSpace::open(const psId& id, psMode mode) {
         textOf(id) + " cannot be opened for update in a read transaction; begin one with psSession::begin(pscUpdate)");
   }
   if (!session_.admits(id, mode)) return nullptr;
-  psObj* const object = id.get_page() == 0 ? openEntry(id, mode) : openInPage(id, mode);
+  psObj* const object = id.get_page() == 0 ? openEntry(id, mode, wanted) : openInPage(id, mode, wanted);
   if (object != nullptr) ++session_.opens;
   return object;
 }
 
-psObj* ObjectSpace::openEntry(const psId& id, psMode mode) {
+psObj* ObjectSpace::openEntry(const psId& id, psMode mode, unsigned int wanted) {
   CatalogEntry* entry = nullptr;
   const Engine::Lookup found = session_.directory().find(id, entry);
   if (found == Engine::Lookup::absent) return session_.reportAbsent(id);
   if (found != Engine::Lookup::found) return nullptr;
+  if (!isOfWanted(id, entry->header, wanted)) return nullptr;
   if (mode == pscUpdate) session_.catalog().change(*entry);
   pin(entry->frame);
   return entry->asObject();
 }
 
-psObj* ObjectSpace::openInPage(const psId& id, psMode mode) {
+psObj* ObjectSpace::openInPage(const psId& id, psMode mode, unsigned int wanted) {
   Page* page = nullptr;
   const PageCache::Fetch found = fetchObject(id, page);
   if (found == PageCache::Fetch::unreadable) return nullptr;
@@ -86,9 +87,27 @@ psObj* ObjectSpace::openInPage(const psId& id, psMode mode) {
     const ForeignObject* const foreign = foreignIn(*page, id.get_slot());
     return foreign != nullptr ? refuseForeign(*page, *foreign) : session_.reportAbsent(id);
   }
+  if (!isOfWanted(id, *headerOf(object), wanted)) return nullptr;
   if (mode == pscUpdate) session_.cache().change(*page);
   pin(page->frame);
   return reinterpret_cast<psObj*>(object);
+}
+
+// Whether an object may be opened as one of the wanted class. If not, that is a refusal.
+bool ObjectSpace::isOfWanted(const psId& id, const ObjectHeader& object, unsigned int wanted) {
+  const std::uint32_t type = object.type & ~namedFlag;
+  const TypeRegistry& classes = TypeRegistry::instance();
+  if (wanted == objectTypeN ? !isStorage(type) : classes.isKindOf(type, wanted)) return true;
+  const auto text = [&classes](unsigned int number) {
+    const ClassInfo* const info = classes.find(number);
+    return (info != nullptr ? "class " + info->name + ", number " : "class number ") + std::to_string(number);
+  };
+  session_.refuse(psErrorKind::damaged, textOf(id) + " is " +
+                                            (isStorage(type) ? "the storage of an array" : "of " + text(type)) +
+                                            ", but something refers to it as to an object" +
+                                            (wanted == objectTypeN ? "" : " of " + text(wanted)) +
+                                            "; restore the store from a backup, or delete what refers to it");
+  return false;
 }
 
 // Says why an object that exists cannot be opened in this process.
@@ -125,7 +144,11 @@ void* ObjectSpace::storage(const psId& id) {
   const PageCache::Fetch found = fetchObject(id, page);
   if (found == PageCache::Fetch::unreadable) return nullptr;
   char* const storage = found == PageCache::Fetch::present ? liveObject(page->frame, id.get_slot()) : nullptr;
-  if (storage != nullptr) return storage;
+  if (storage != nullptr && isStorage(headerOf(storage)->type)) return storage;
+  if (storage != nullptr) {
+    return session_.refuse(psErrorKind::damaged, textOf(id) + " is an object, but an array names it as its storage; " +
+                                                     "restore the store from a backup, or delete the array's object");
+  }
   const ForeignObject* const foreign = found == PageCache::Fetch::present ? foreignIn(*page, id.get_slot()) : nullptr;
   if (foreign != nullptr) return refuseForeign(*page, *foreign);
   return session_.refuse(psErrorKind::damaged,
@@ -240,6 +263,13 @@ bool ObjectSpace::free(const psId& id) {
     session_.catalog().change(*in);
   }
   return whole.done();
+}
+
+void ObjectSpace::freeStorage(const psId& id) {
+  Page* page = nullptr;
+  if (id.isNull() || fetch(id, page) != PageCache::Fetch::present) return;
+  const char* const storage = liveObject(page->frame, id.get_slot());
+  if (storage != nullptr && isStorage(headerOf(storage)->type)) session_.cache().free(*page, id.get_slot());
 }
 
 bool ObjectSpace::discard(const psObj* object) {

@@ -21,13 +21,14 @@ class ObjectSpace {
  public:
   explicit ObjectSpace(SessionCore& session) : session_(session) {}
 
-  // Opens an object, container, database or the federation; null when refused or absent. The result is pinned.
-  psObj* open(const psId& id, psMode mode);
+  // Opens an object, container, database or the federation; null when refused or absent. The result is pinned. What is
+  // not of the wanted class, and the storage of an array, are refused.
+  psObj* open(const psId& id, psMode mode, unsigned int wanted = objectTypeN);
   // Also true for what is there but cannot be read. Nothing is refused.
   bool exists(const psId& id);
   // 0 when there is no such object, and when it cannot be read, which counts as a refusal.
   std::uint32_t typeOf(const psId& id);
-  // The storage that an array names. Null, with a refusal, when it cannot be read or does not exist.
+  // The storage that an array names. Null, with a refusal, when it cannot be read, does not exist or is no storage.
   void* storage(const psId& id);
   // The next object of the class after a position, in the order of identifiers; null when there is none.
   psId next(const psId& container, const psId& after, unsigned int typeN);
@@ -47,6 +48,8 @@ class ObjectSpace {
   bool isDeletable(const psId& id, const psObj* object);
   // Frees an object or storage without running a destructor.
   bool free(const psId& id);
+  // Frees the storage that an array names. What does not exist or is no storage stays as it is.
+  void freeStorage(const psId& id);
   // Frees an object, or deletes a container or database with all that it holds, without running a destructor.
   bool discard(const psObj* object);
   // Restores the class of an object that stays in the store although its destructor has run.
@@ -57,8 +60,9 @@ class ObjectSpace {
  private:
   PageCache::Fetch fetch(const psId& id, Page*& page);
   PageCache::Fetch fetchObject(const psId& id, Page*& page);
-  psObj* openEntry(const psId& id, psMode mode);
-  psObj* openInPage(const psId& id, psMode mode);
+  psObj* openEntry(const psId& id, psMode mode, unsigned int wanted);
+  psObj* openInPage(const psId& id, psMode mode, unsigned int wanted);
+  bool isOfWanted(const psId& id, const ObjectHeader& object, unsigned int wanted);
   psObj* refuseForeign(const Page& page, const ForeignObject& object);
 
   SessionCore& session_;

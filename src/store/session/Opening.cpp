@@ -5,16 +5,21 @@
 
 namespace ps::detail {
 
-psObj* openOutOfLine(const psId& id, psMode mode) {
-  SessionCore* const session = id.isNull() ? nullptr : SessionCore::required();
-  return session != nullptr ? session->objects().open(id, mode) : nullptr;
+bool isOrDerivesFrom(std::uint32_t type, std::uint32_t wanted) {
+  return TypeRegistry::instance().isKindOf(type, wanted);
 }
 
-psObj* reopenOutOfLine(const psId& id, psObj* held) {
+psObj* openOutOfLine(const psId& id, psMode mode, unsigned int wanted) {
+  SessionCore* const session = id.isNull() ? nullptr : SessionCore::required();
+  return session != nullptr ? session->objects().open(id, mode, wanted) : nullptr;
+}
+
+psObj* reopenOutOfLine(const psId& id, psObj* held, unsigned int wanted) {
   const SessionCore* const session = SessionCore::current();
-  if (session != nullptr && session->isCurrent(held) && idAt(held) == id) return held;
+  const bool isIt = session != nullptr && session->isCurrent(held) && idAt(held) == id;
+  if (isIt && (wanted == objectTypeN || isOrDerivesFrom(headerOf(held)->type & ~namedFlag, wanted))) return held;
   unpin(frameOfObject(held));
-  return openOutOfLine(id, pscRead);
+  return openOutOfLine(id, pscRead, wanted);
 }
 
 void* storageOutOfLine(const psId& id) {

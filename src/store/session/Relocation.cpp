@@ -26,7 +26,7 @@ void setWord(char* object, std::uint32_t offset, const psId& id) { std::memcpy(o
 void discardCopy(SessionCore& session, const ClassInfo& info, psObj* copy) {
   for (const std::uint32_t offset : info.arrayOffsets) {
     const psId storage = wordAt(reinterpret_cast<const char*>(copy), offset);
-    if (!storage.isNull()) session.objects().free(storage);
+    session.objects().freeStorage(storage);
   }
   session.objects().free(idAt(copy));
 }
@@ -107,7 +107,7 @@ psObj* copyObject(const psId& object, const psId& near) {
   const ClassInfo* const info = relocatable(*session, object, "copied");
   const SessionCore::Working working(*session);
   if (info == nullptr) return nullptr;
-  const PinnedObject original(openForReading(object));
+  const PinnedObject original(openForReading<psObj>(object));
   if (original.get() == nullptr) return nullptr;
   psObj* const copy = duplicate(*session, *info, *original.get(), near, nullptr);
   if (copy == nullptr) return nullptr;
@@ -122,7 +122,7 @@ psId moveObject(const psId& object, const psId& near, const std::function<bool(c
   const ClassInfo* const info = relocatable(*session, object, "moved");
   const SessionCore::Working working(*session);
   if (info == nullptr) return psId();
-  const PinnedObject pinned(openForUpdate(object));
+  const PinnedObject pinned(openForUpdate<psObj>(object));
   psObj* const original = pinned.get();
   if (original == nullptr || !session->objects().isDeletable(object, original)) return psId();
   psObj* const moved = duplicate(*session, *info, *original, near, &psObj::psPreMoveInit);

@@ -9,7 +9,7 @@ bool psId::isValid() const {
 }
 
 int psId::update() const {
-  psObj* const object = ps::detail::openForUpdate(*this);
+  psObj* const object = ps::detail::openForUpdate<psObj>(*this);
   if (object == nullptr) return 0;
   ps::detail::unpin(ps::detail::frameOfObject(object));
   return 1;
