@@ -120,13 +120,17 @@ bool ClassTable::write(unsigned int number, const Record& record) {
 }
 
 bool ClassTable::list(std::vector<unsigned int>& numbers) {
-  const bool isRead = engine_->scan(StoreKey::classes(), [&numbers](std::string_view key, std::string_view) {
+  bool areNumbers = true;
+  const bool isRead = engine_->scan(StoreKey::classes(), [&](std::string_view key, std::string_view) {
+    areNumbers = key.size() == std::string_view(StoreKey::classRecord(0)).size();
+    if (!areNumbers) return false;
     const unsigned int number =
         static_cast<unsigned int>(StoreKey::numberAt(key, 1)) << 16 | StoreKey::numberAt(key, 3);
     if (number != generationRecord) numbers.push_back(number);
     return true;
   });
-  return isRead || fail(engine_->error());
+  if (!isRead) return fail(engine_->error());
+  return areNumbers || fail({psErrorKind::damaged, "the list of classes is damaged; restore the store from a backup"});
 }
 
 bool ClassTable::check() {

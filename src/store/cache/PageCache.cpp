@@ -42,6 +42,11 @@ bool isAddressable(const PageContents& contents) {
   return objectsBegin(contents.nextSlot) + before + sizeof(ObjectHeader) <= 0xFFFFU * alignment;
 }
 
+// The same, but false also when that takes a list of the objects to tell.
+bool isAddressable(const PartialRecord& part) {
+  return objectsBegin(part.nextSlot()) + part.bytesInMemory() <= 0xFFFFU * alignment;
+}
+
 }  // namespace
 
 void releaseDetached(Frame* frame) {
@@ -197,7 +202,8 @@ PageCache::Fetch PageCache::load(const psId& id, Page*& page) {
 // In a read transaction the directory of a page's record is enough to begin with. Objects are laid out, and the blocks
 // verified in which they lie, when they are opened: of a page of a collection larger than memory mostly one or two.
 PageCache::Fetch PageCache::loadPartly(const psId& id, Page*& page) {
-  if (id.get_page() == 0 || id.get_OC() == 0 || !readPart(id)) return load(pageOf(id), page);
+  const bool isPage = id.get_page() != 0 && id.get_OC() != 0;
+  if (!isPage || !readPart(id) || !isAddressable(part_)) return load(pageOf(id), page);
   std::size_t slots = 0;
   page = imageFor(pageOf(id), part_.nextSlot(), part_.objects(), part_.bytesInMemory(), slots);
   if (page == nullptr) return Fetch::unreadable;

@@ -32,9 +32,22 @@ static_assert(sizeof(Format1Object) == 12);
 // Whether a record that has room for a header is in format 1.
 bool isFormat1(std::string_view record) { return numberIn<RecordHeader>(record.data()).form() == 0; }
 
+// Whether a page can hold an object that a record describes so. Everything behind takes this for granted.
+bool isPossible(const RecordedObject& object) {
+  const std::uint32_t type = object.type & ~namedFlag;
+  if (!isStorage(type)) {
+    const bool isClassOfObjects = type == objectTypeN || type > storageWith(Rows::both);
+    return isClassOfObjects && object.size >= sizeof(void*) && !object.isPacked;
+  }
+  if (type != object.type) return false;
+  const bool holdsReferences = object.size % sizeof(psId) == 0 && object.size <= largestWithRows && object.layout == 0;
+  return rowsOf(type) == Rows::none || holdsReferences;
+}
+
 bool readFormat1(std::string_view record, PageContents& contents) {
   const auto header = numberIn<Format1Header>(record.data());
   contents.nextSlot = header.nextSlot;
+  if (header.nextSlot == 0) return false;
   std::size_t position = sizeof header;
   for (std::uint32_t i = 0; i < header.objects; ++i) {
     if (position + sizeof(Format1Object) > record.size()) return false;
@@ -43,6 +56,7 @@ bool readFormat1(std::string_view record, PageContents& contents) {
     const std::size_t size = storedSize(stored.type, stored.size);
     if (padded(size) > record.size() - position) return false;
     contents.objects.push_back({stored.type, stored.size, stored.slot, 0, false, record.substr(position, size)});
+    if (!isPossible(contents.objects.back())) return false;
     position += padded(size);
   }
   return header.length == record.size();
@@ -56,7 +70,9 @@ struct GroupHead {
     isConsecutive = (form & consecutiveGroup) != 0;
     type = reader.varint() | ((form & namedGroup) != 0 ? namedFlag : 0);
     size = reader.varint();
-    layout = static_cast<std::uint16_t>(reader.varint());
+    const std::uint32_t layoutNumber = reader.varint();
+    layout = static_cast<std::uint16_t>(layoutNumber);
+    isKnown = form <= (packedGroup | consecutiveGroup | namedGroup | elementClassGroup) && layout == layoutNumber;
     if ((form & elementClassGroup) != 0) reader.varint();
     count = reader.varint();
   }
@@ -66,6 +82,7 @@ struct GroupHead {
   std::uint16_t layout;
   bool isPacked;
   bool isConsecutive;
+  bool isKnown;  // false when no release writes such a group
   std::uint32_t count;
 };
 
@@ -78,7 +95,8 @@ class Directory {
   bool readGroup(RecordReader& reader, PageContents& contents) {
     const GroupHead head(reader);
     const std::size_t first = contents.objects.size();
-    if (!reader.isSound() || head.count > contents.nextSlot) return false;
+    // Objects without bytes could otherwise be any number.
+    if (!reader.isSound() || !head.isKnown || head.count > contents.nextSlot - first) return false;
     std::uint32_t slot = 0;
     for (std::uint32_t i = 0; i < head.count; ++i) {
       slot += i == 0 || !head.isConsecutive ? reader.varint() : 1;
@@ -91,6 +109,7 @@ class Directory {
       const std::size_t size = head.isPacked ? std::size_t{reader.varint()} * 8 : storedSize(object.type, object.size);
       if (!reader.isSound() || padded(size) > record_.size() - position_) return false;
       object.bytes = record_.substr(position_, size);
+      if (!isPossible(object)) return false;
       if (head.isPacked && !isPackedForm(object.bytes, object.type, object.size)) return false;
       position_ += padded(size);
     }
@@ -108,6 +127,7 @@ std::size_t directoryBegin(std::string_view record, const RecordHeader& header) 
 }
 
 bool hasSoundHead(std::string_view record, const RecordHeader& header) {
+  if (header.form() > RecordHeader::severalChunks || header.nextSlot == 0) return false;
   if (header.length() != record.size() || header.headLength > record.size()) return false;
   return header.headLength >= directoryBegin(record, header);
 }
@@ -153,10 +173,16 @@ bool orderBySlot(PageContents& contents) {
 
 }  // namespace
 
-std::uint32_t RecordedObject::sizeLaidOut() const {
-  if (form == nullptr || form->change == nullptr) return size;
+bool RecordedObject::outgrows() const {
+  if (form == nullptr || form->change == nullptr || !isStorage(type)) return false;
   const LayoutChange& change = *form->change;
-  return isStorage(type & ~namedFlag) ? size / change.sizeBefore() * change.sizeAfter() : change.sizeAfter();
+  return std::uint64_t{size / change.sizeBefore()} * change.sizeAfter() > largestStorage;
+}
+
+std::uint32_t RecordedObject::sizeLaidOut() const {
+  if (form == nullptr || form->change == nullptr || outgrows()) return size;
+  const LayoutChange& change = *form->change;
+  return isStorage(type) ? size / change.sizeBefore() * change.sizeAfter() : change.sizeAfter();
 }
 
 std::size_t RecordedObject::sizeInMemory() const {
@@ -176,7 +202,11 @@ void RecordedObject::layOutAsStored(char* body) const {
 
 bool RecordedObject::convert(char* body, std::string& complaint) const {
   const LayoutChange& change = *form->change;
-  if (!isStorage(type & ~namedFlag)) {
+  if (outgrows()) {
+    complaint = "it would take more than 4 GiB";
+    return false;
+  }
+  if (!isStorage(type)) {
     if (!change.runsFunctions()) return change.apply(bytes.data(), omitted(type), body, complaint);
     const NothingOpened here;
     if (!change.apply(bytes.data(), omitted(type), body, complaint)) return false;
@@ -237,7 +267,7 @@ bool readUniform(std::string_view record, UniformContents& contents) {
   contents.count = head.count;
   contents.first = {head.type,   head.size, static_cast<std::uint16_t>(slot),
                     head.layout, false,     record.substr(header.headLength, size)};
-  return true;
+  return head.isKnown && isPossible(contents.first);
 }
 
 bool readContents(std::string_view record, PageContents& contents) {

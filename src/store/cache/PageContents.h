@@ -22,6 +22,8 @@ struct RecordedObject {
   std::string_view bytes;
   const ObjectForm* form = nullptr;  // see resolve
 
+  // Whether it is storage that would be too large once it is converted. It is laid out as it is stored then.
+  bool outgrows() const;
   // Bytes of an object as it is laid out, without rows.
   std::uint32_t sizeLaidOut() const;
   // Bytes of the place that it takes.

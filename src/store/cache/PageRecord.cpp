@@ -457,8 +457,9 @@ StoreError refusalOf(const ObjectForm& form, const Page& page, const ForeignObje
   psId id = page.frame->pageId;
   id.set_slot(object.slot);
   if (!form.isUsable()) return {form.refusal.kind, textOf(id) + " is " + form.refusal.text};
-  return {psErrorKind::schema, textOf(id) + " cannot be converted for the present version of class " + form.info->name +
-                                   ": " + object.complaint};
+  const std::string what = form.info != nullptr ? "class " + form.info->name : "the structure of its elements";
+  return {psErrorKind::schema,
+          textOf(id) + " cannot be converted for the present version of " + what + ": " + object.complaint};
 }
 
 bool restorePage(const PageContents& contents, Page& page) {

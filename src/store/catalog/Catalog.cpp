@@ -40,6 +40,15 @@ std::uint32_t classOf(const psId& id) {
   return id.get_OC() == 0 ? databaseTypeN : containerTypeN;
 }
 
+// Whether a record is that of the entry, and says what an entry of its kind can have.
+bool decode(const psId& id, std::string_view key, std::string_view record, CatalogEntry& entry) {
+  constexpr std::uint32_t highestNumber = 65535;
+  if (!entry.decode(key, record)) return false;
+  const bool isOfItsClass =
+      entry.header.type == classOf(id) || (id.get_OC() != 0 && entry.header.type == collectedContainerTypeN);
+  return isOfItsClass && entry.nextNumber >= 1 && entry.nextNumber <= highestNumber + 1;
+}
+
 }  // namespace
 
 Catalog::~Catalog() {
@@ -85,7 +94,7 @@ Catalog::Lookup Catalog::find(const psId& id, CatalogEntry*& entry, bool* change
       // A container of this number may have been deleted and another made: only what is still the same keeps its
       // address.
       const std::uint32_t type = held.header.type;
-      if (!held.decode(key, record) || held.header.type != type) {
+      if (!decode(id, key, record, held) || held.header.type != type) {
         retire(held);
         return read(id, entry);
       }
@@ -103,9 +112,9 @@ Catalog::Lookup Catalog::read(const psId& id, CatalogEntry*& entry) {
   if (found == Lookup::failed) return failReading(engine_->error());
   if (found == Lookup::absent) return found;
   CatalogEntry probe{};
-  if (!probe.decode(key, record)) {
+  if (!decode(id, key, record, probe)) {
     return failReading({psErrorKind::damaged, "the record of " + textOf(id) + " is damaged: it does not match its " +
-                                                  "checksum; restore the store from a backup"});
+                                                  "checksum, or contradicts itself; restore the store from a backup"});
   }
   CatalogEntry* const made = CatalogEntry::create(probe.header.type, id);
   if (made == nullptr) return failReading({psErrorKind::memory, "there is no memory for " + textOf(id)});

@@ -11,8 +11,13 @@ namespace ps::detail {
 
 namespace {
 
-// A structure in a structure in a structure: no program has more levels, but a damaged record may.
+// No program has more than this, but a damaged record may: levels of structures in structures, bytes of a member's name
+// and of a type's, members, and what the members come to when each element of a fixed array of structures counts.
 constexpr int deepest = 32;
+constexpr std::size_t longestMember = 1000;
+constexpr std::size_t longestType = 4000;
+constexpr int mostMembers = 4096;
+constexpr std::uint64_t mostParts = std::uint64_t{1} << 20;
 
 void appendText(std::string& bytes, const std::string& text) {
   appendNumber(bytes, static_cast<std::uint16_t>(text.size()));
@@ -35,25 +40,44 @@ void appendFields(std::string& bytes, const std::vector<FieldShape>& fields) {
   }
 }
 
-std::string takeText(RecordReader& reader) { return std::string(reader.take(reader.number<std::uint16_t>())); }
+// Reads the fields of a class and its bases.
+class FieldsReader {
+ public:
+  explicit FieldsReader(RecordReader& reader) : reader_(reader) {}
 
-void readFields(RecordReader& reader, std::vector<FieldShape>& fields, int depth) {
-  for (std::uint32_t n = depth < deepest ? reader.number<std::uint16_t>() : 0; n > 0 && reader.isSound(); --n) {
-    FieldShape field;
-    field.kind = reader.number<FieldKind>();
-    field.name = takeText(reader);
-    field.offset = reader.number<std::uint32_t>();
-    field.size = reader.number<std::uint32_t>();
-    field.count = reader.number<std::uint32_t>();
-    if (field.kind == FieldKind::structure) {
-      field.structure = takeText(reader);
-      field.version = reader.number<std::uint32_t>();
+  // False when they are malformed, or more than a class can have.
+  bool read(std::vector<FieldShape>& fields, int depth = 0) {
+    if (depth >= deepest) return false;
+    for (std::uint32_t n = reader_.number<std::uint16_t>(); n > 0; --n) {
+      FieldShape& field = fields.emplace_back();
+      if (++members_ > mostMembers || !readOne(field, depth)) return false;
     }
-    if (field.kind == FieldKind::structure || field.kind == FieldKind::array)
-      readFields(reader, field.parts, depth + 1);
-    fields.push_back(std::move(field));
+    return reader_.isSound();
   }
-}
+
+ private:
+  bool readOne(FieldShape& field, int depth) {
+    field.kind = reader_.number<FieldKind>();
+    if (!takeText(longestMember, field.name)) return false;
+    field.offset = reader_.number<std::uint32_t>();
+    field.size = reader_.number<std::uint32_t>();
+    field.count = reader_.number<std::uint32_t>();
+    if (field.kind == FieldKind::structure) {
+      if (!takeText(longestType, field.structure)) return false;
+      field.version = reader_.number<std::uint32_t>();
+    }
+    const bool hasParts = field.kind == FieldKind::structure || field.kind == FieldKind::array;
+    return reader_.isSound() && (!hasParts || read(field.parts, depth + 1));
+  }
+
+  bool takeText(std::size_t longest, std::string& text) {
+    text = reader_.take(reader_.number<std::uint16_t>());
+    return text.size() <= longest;
+  }
+
+  RecordReader& reader_;
+  int members_ = 0;
+};
 
 // Whether a value of the kind can have so many bytes: it is read as that many.
 bool isSizeOf(FieldKind kind, std::uint32_t size) {
@@ -77,13 +101,25 @@ bool isSizeOf(FieldKind kind, std::uint32_t size) {
   return true;
 }
 
-// Whether every field lies in so many bytes. What is not in them is never read.
-bool areWithin(const std::vector<FieldShape>& fields, std::uint64_t size) {
-  return std::all_of(fields.begin(), fields.end(), [size](const FieldShape& field) {
+// Whether every field lies between these bytes. What is not in them is never read.
+bool areWithin(const std::vector<FieldShape>& fields, std::uint64_t begin, std::uint64_t size) {
+  return std::all_of(fields.begin(), fields.end(), [begin, size](const FieldShape& field) {
     const std::uint64_t end = field.offset + std::uint64_t{field.size} * field.count;
-    return field.size <= size && field.count <= size && end <= size && isSizeOf(field.kind, field.size) &&
-           (field.kind != FieldKind::structure || areWithin(field.parts, field.size));
+    return field.size > 0 && field.size <= size && field.count <= size && field.offset >= begin && end <= size &&
+           isSizeOf(field.kind, field.size) &&
+           (field.kind != FieldKind::structure || areWithin(field.parts, 0, field.size));
   });
+}
+
+// How many steps it takes at most to go through the fields with every element of fixed arrays of structures.
+std::uint64_t partsOf(const std::vector<FieldShape>& fields) {
+  std::uint64_t sum = 0;
+  for (const FieldShape& field : fields) {
+    const std::uint64_t inOne = field.kind == FieldKind::structure ? partsOf(field.parts) : 0;
+    sum += 1 + (inOne <= mostParts ? inOne : mostParts) * field.count;
+    if (sum > mostParts) return mostParts + 1;
+  }
+  return sum;
 }
 
 std::string text(const FieldShape& field);
@@ -230,27 +266,31 @@ std::string ClassShape::encode() const {
 
 bool ClassShape::decode(std::string_view bytes, unsigned int number) {
   RecordReader reader(bytes);
+  FieldsReader fields(reader);
   size = reader.number<std::uint32_t>();
   alignment = reader.number<std::uint32_t>();
   ClassLevel own;
   own.number = number;
   own.version = reader.number<std::uint32_t>();
   base = reader.number<std::uint32_t>();
-  readFields(reader, own.fields, 0);
+  bool isSound = fields.read(own.fields);
   levels.clear();
   levels.push_back(std::move(own));
-  if (!reader.isAtEnd()) {
-    for (std::uint32_t n = reader.number<std::uint16_t>(); n > 0 && reader.isSound(); --n) {
+  if (isSound && !reader.isAtEnd()) {
+    for (std::uint32_t n = reader.number<std::uint16_t>(); n > 0 && isSound; --n) {
       ClassLevel level;
       level.number = reader.number<std::uint32_t>();
       level.version = reader.number<std::uint32_t>();
-      readFields(reader, level.fields, 0);
+      isSound = fields.read(level.fields);
       levels.push_back(std::move(level));
     }
   }
-  return reader.isSound() && reader.isAtEnd() &&
-         std::all_of(levels.begin(), levels.end(),
-                     [this](const ClassLevel& level) { return areWithin(level.fields, size); });
+  // The virtual table pointer of an object is no field.
+  const std::uint64_t begin = number == storageType ? 0 : sizeof(void*);
+  return isSound && reader.isSound() && reader.isAtEnd() && size >= std::max<std::uint64_t>(begin, 1) &&
+         std::all_of(levels.begin(), levels.end(), [this, begin](const ClassLevel& level) {
+           return areWithin(level.fields, begin, size) && partsOf(level.fields) <= mostParts;
+         });
 }
 
 std::string ClassShape::text() const {

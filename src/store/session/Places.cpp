@@ -8,6 +8,7 @@
 
 #include "store/base/FiledName.h"
 #include "store/base/IdParts.h"
+#include "store/base/IdText.h"
 #include "store/session/SessionCore.h"
 
 namespace ps::detail {
@@ -52,8 +53,15 @@ bool Places::partsOf(const psId& first, std::vector<psId>& parts) {
 }
 
 CatalogEntry* Places::nextOfPlace(CatalogEntry& container) {
+  // A place leads to its last container in one step, and to a new one in the next.
+  constexpr int mostSteps = 8;
   CatalogEntry* in = &container;
-  while (in != nullptr && in->nextNumber > mostPages_) {
+  for (int steps = 0; in != nullptr && in->nextNumber > mostPages_; ++steps) {
+    if (steps == mostSteps) {
+      session_.fail(psErrorKind::damaged, "the containers of the place of " + textOf(container.id()) +
+                                              " lead to each other in a circle; restore the store from a backup");
+      return nullptr;
+    }
     CatalogEntry* const after = successorOf(*in);
     if (after == in) break;
     in = after;

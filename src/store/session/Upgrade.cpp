@@ -32,6 +32,8 @@ class Upgrade {
  private:
   bool list(std::vector<psId>& containers) {
     const bool done = session_.engine().scan(StoreKey::containers(), [&containers](std::string_view key, auto) {
+      // What else there is is no container.
+      if (key.size() != std::string_view(StoreKey::container(0, 0)).size()) return true;
       containers.emplace_back(StoreKey::numberAt(key, 1), StoreKey::numberAt(key, 3), std::uint16_t{0},
                               std::uint16_t{0});
       return true;
