@@ -8,6 +8,7 @@
 #include <unistd.h>
 
 #include <algorithm>
+#include <atomic>
 #include <csignal>
 #include <cstdint>
 #include <filesystem>
@@ -222,6 +223,30 @@ TEST(LmdbEngineTest, aKilledReaderDoesNotPinOldPagesForEver) {
   int refused = 0;
   for (int i = 0; i < 300; ++i) refused += store(*writer, lettered(static_cast<char>('a' + i % 26))) ? 0 : 1;
   EXPECT_LE(refused, 1);
+}
+
+// However long a reader is held up while it begins, and however many commits there are meanwhile.
+TEST(LmdbEngineTest, aSnapshotIsThatOfItsNumber) {
+  const ScratchFolder folder;
+  const std::string path = folder / "store.ps";
+  ASSERT_TRUE(store(*openStore(path), {{"n", "1"}}));
+  std::atomic<bool> isOver{false};
+  std::vector<std::thread> readers;
+  for (int i = 0; i < 3; ++i) {
+    readers.emplace_back([&] {
+      const auto engine = openStore(path);
+      while (!isOver && !::testing::Test::HasFailure()) {
+        std::string_view n;
+        ASSERT_TRUE(engine->begin(false) && engine->get("n", n) == Engine::Lookup::found);
+        EXPECT_EQ(n, std::to_string(engine->version()));
+        engine->abort();
+      }
+    });
+  }
+  const auto writer = openStore(path);
+  for (int n = 2; n < 20000; ++n) ASSERT_TRUE(store(*writer, {{"n", std::to_string(n)}}));
+  isOver = true;
+  for (std::thread& reader : readers) reader.join();
 }
 
 TEST(LmdbEngineTest, aLongReaderIsSeenWithWhatItPins) {

@@ -432,7 +432,35 @@ std::size_t LmdbEnvironment::maxKeySize() const noexcept {
   return static_cast<std::size_t>(mdb_env_get_maxkeysize(environment_.get()));
 }
 
-int LmdbEnvironment::beginRead(MDB_txn*& transaction) { return begin(MDB_RDONLY, transaction); }
+int LmdbEnvironment::beginRead(MDB_txn*& transaction) {
+  int code = begin(MDB_RDONLY, transaction);
+  while (code == 0 && !isOfItsCommit(transaction, code)) {
+    endRead(transaction);
+    code = begin(MDB_RDONLY, transaction);
+  }
+  if (code != 0 && transaction != nullptr) {
+    dropRead(transaction);
+    transaction = nullptr;
+  }
+  return code;
+}
+
+// LMDB notes the number of the last commit and then copies the head that belongs to it. When two more commits come in
+// between, that head is overwritten: the snapshot is of a later commit than its number says, or half of one. So nobody
+// may have begun to write a second commit by the time that the head was copied. That is certain when there is not even
+// a first one. A killed process may have written that one and not its number, which then stays behind until the next
+// update. If another reader still gets the same number, no such update had begun. False as well with an error in code.
+bool LmdbEnvironment::isOfItsCommit(MDB_txn* transaction, int& code) {
+  MDB_envinfo info{};
+  mdb_env_info(environment_.get(), &info);
+  if (info.me_last_txnid == mdb_txn_id(transaction)) return true;
+  MDB_txn* later = nullptr;
+  code = begin(MDB_RDONLY, later);
+  if (code != 0) return false;
+  const bool isSame = mdb_txn_id(later) == mdb_txn_id(transaction);
+  dropRead(later);
+  return isSame;
+}
 
 void LmdbEnvironment::endRead(MDB_txn* transaction) noexcept {
   mdb_txn_reset(transaction);

@@ -110,6 +110,7 @@ class LmdbEnvironment {
   static StoreError faultOf(const File& file, UpdateLock& updateLock, const psSessionOptions& options);
   static int openDatabase(MDB_env* environment, MDB_dbi& database);
 
+  bool isOfItsCommit(MDB_txn* transaction, int& code);
   int begin(unsigned int flags, MDB_txn*& transaction);
   int tryBegin(unsigned int flags, MDB_txn*& transaction);
   int enter();
