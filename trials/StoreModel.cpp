@@ -381,10 +381,11 @@ void StoreModel::advanceTo(std::uint64_t n) {
 
 std::int64_t StoreModel::numberIn(psSession& session) {
   const std::uint64_t refusals = session.counters().refusals;
-  const pstHandle<psDBObj> database = session.database("model");
+  pstHandle<psDBObj> database;
+  const bool isThere = database.exist(session.federation(), "model", pscNoOpen);
   pstHandle<Flat> flat;
-  if (!database.isNull() && flat.lookupObj(database, "n", pscRead) == 1) return flat->number;
-  return database.isNull() && session.counters().refusals == refusals ? 0 : -1;
+  if (isThere && flat.lookupObj(database, "n", pscRead) == 1) return flat->number;
+  return !isThere && session.counters().refusals == refusals ? 0 : -1;
 }
 
 std::string StoreModel::verify(psSession& session, bool isThorough) const {
