@@ -41,7 +41,7 @@ std::string inChild(psSession& parents, const pstHandle<Flat>& open, const std::
   psSessionOptions options = unsynced();
   options.busyTimeout = state == updating ? 0 : -1;
   if (session.open(path, options) != 1) return "the child cannot open the store: " + session.lastError();
-  const std::string complaint = verifyEither(session, model, false, false);
+  std::string complaint = verifyEither(session, model, false, false);
   if (!complaint.empty()) return complaint;
   const bool isDone = commitNext(session, model);
   if (state == updating && (isDone || session.lastErrorKind() != psErrorKind::busy)) return "two updates at a time";

@@ -64,7 +64,7 @@ class Worker {
   std::string write(psSession& session) {
     if (session.begin(pscUpdate) != 1)
       return session.lastErrorKind() == psErrorKind::busy ? "" : "begin: " + session.lastError();
-    const std::string complaint = follow(session, shared_.acknowledged);
+    std::string complaint = follow(session, shared_.acknowledged);
     if (!complaint.empty()) return complaint;
     StoreModel next = model_;
     if (!next.advance(session)) return "a change: " + session.lastError();
@@ -99,12 +99,12 @@ class Worker {
 };
 
 // Threads that go on until all is over; 0, or 1 when one complains.
-int work(const std::string& path, Shared& shared, const StoreModel& model, std::uint64_t seed, int threads) {
+int work(const std::string& path, Shared& shared, const StoreModel& model, std::uint64_t seed, std::size_t threads) {
   std::atomic<int> status{0};
-  std::vector<std::thread> running;
-  for (int i = 0; i < threads; ++i) {
-    running.emplace_back([&, i] {
-      const std::string complaint = Worker(path, shared, model, seed + static_cast<std::uint64_t>(i)).run();
+  std::vector<std::thread> running(threads);
+  for (std::thread& thread : running) {
+    thread = std::thread([&, own = ++seed] {
+      const std::string complaint = Worker(path, shared, model, own).run();
       if (complaint.empty()) return;
       std::cerr << complaint << '\n';
       status = 1;
