@@ -37,11 +37,18 @@ class File {
   ~File() { ::close(descriptor_); }
 
   std::size_t size() const { return static_cast<std::size_t>(::lseek(descriptor_, 0, SEEK_END)); }
+  template <class T>
+  T get(std::size_t at) const {
+    T value{};
+    EXPECT_EQ(::pread(descriptor_, &value, sizeof value, static_cast<off_t>(at)), ssize_t{sizeof value});
+    return value;
+  }
+  template <class T>
+  void put(std::size_t at, T value) const {
+    EXPECT_EQ(::pwrite(descriptor_, &value, sizeof value, static_cast<off_t>(at)), ssize_t{sizeof value});
+  }
   void flip(std::size_t at, unsigned char bits) const {
-    unsigned char byte = 0;
-    ASSERT_EQ(::pread(descriptor_, &byte, 1, static_cast<off_t>(at)), 1);
-    byte ^= bits;
-    ASSERT_EQ(::pwrite(descriptor_, &byte, 1, static_cast<off_t>(at)), 1);
+    put(at, static_cast<unsigned char>(get<unsigned char>(at) ^ bits));
   }
   void cut(std::size_t size) const { ASSERT_EQ(::ftruncate(descriptor_, static_cast<off_t>(size)), 0); }
 
@@ -62,6 +69,25 @@ class File {
     into = remains;
     if (remains != nullptr) structure.visitRemains();
     return report;
+  }
+  // All that can be read; what the walk reaches comes first.
+  Content salvage(std::uint64_t* faults = nullptr) const {
+    Content found;
+    Content remains;
+    const StructureReport report = walk(&found, &remains);
+    if (faults != nullptr) *faults += report.faultCount;
+    found.merge(remains);
+    return found;
+  }
+  // How often the progress is told when it ends the walk at the given time.
+  int toldUntil(int end) const {
+    int told = 0;
+    FileStructure structure(descriptor_);
+    structure.onProgress([&](std::uint64_t, std::uint64_t) { return ++told != end; });
+    StructureReport report;
+    const bool isSound = structure.walk(report);
+    EXPECT_EQ(isSound, told != end);
+    return told;
   }
 
  private:
@@ -228,6 +254,49 @@ TEST(Structure, AroundADamagedPageEntriesAreFound) {
   }
   EXPECT_GT(damaged, pages / 4);
   EXPECT_GT(whole, 1U);
+}
+
+// A damaged branch hides leaves, has them looked for in the wrong place, or another page taken for one of them. All of
+// them can still be read.
+TEST(Structure, OfADamagedBranchLosesNothing) {
+  const ScratchFolder folder;
+  const std::string path = folder / "store";
+  const Content expected = Workload(path, seedOr(7), 500).run(12);
+  const File file(path);
+  std::uint64_t faults = 0;
+  for (std::size_t page = 2 * 4096; page < file.size(); page += 4096) {
+    if (file.get<std::uint16_t>(page + 10) != 1) continue;
+    for (std::size_t at = page; at < page + 4096 && !::testing::Test::HasFailure(); at += 5) {
+      const auto bits = static_cast<unsigned char>(1U << at % 8);
+      file.flip(at, bits);
+      const Content found = file.salvage(&faults);
+      file.flip(at, bits);
+      for (const auto& entry : expected) {
+        const auto is = found.find(entry.first);
+        ASSERT_TRUE(is != found.end() && is->second == entry.second) << at << " " << entry.first;
+      }
+    }
+  }
+  EXPECT_GT(faults, 100U);
+}
+
+// The heads say how many pages there are, and where the trees begin.
+TEST(Structure, OfForgedOrLostHeadsIsReadAllTheSame) {
+  const ScratchFolder folder;
+  const std::string path = folder / "store";
+  const Content expected = Workload(path, seedOr(7), 100).run(8);
+  const File file(path);
+  EXPECT_EQ(file.toldUntil(1), 1);
+  EXPECT_EQ(file.toldUntil(0), 1);
+  constexpr std::size_t lastPageAt = 136;
+  for (const std::size_t head : {0, 4096}) file.put(head + lastPageAt, std::uint64_t{1} << 34);
+  for (const std::size_t head : {0, 4096}) file.put(head + 32, std::uint64_t{1} << 47);  // so much may be mapped
+  EXPECT_GT(file.walk().faultCount, 0U);
+  EXPECT_EQ(file.salvage(), expected);
+  for (const std::size_t head : {0, 4096}) file.put(head, ~std::uint64_t{0});
+  EXPECT_EQ(file.walk().pages, 0U);
+  const Content found = file.salvage();
+  for (const auto& entry : expected) EXPECT_EQ(found.count(entry.first), 1U) << entry.first;
 }
 
 }  // namespace

@@ -1,9 +1,12 @@
 #include "store/engine/FileStructure.h"
 
+#include <fcntl.h>
 #include <sys/stat.h>
 #include <unistd.h>
 
 #include <algorithm>
+#include <cerrno>
+#include <chrono>
 #include <cstring>
 #include <iterator>
 
@@ -15,6 +18,8 @@ constexpr std::size_t longestKey = 511;
 constexpr std::uint64_t firstPage = 2;
 constexpr std::uint64_t mostBytes = std::uint64_t{1} << 47;
 constexpr std::uint64_t pagesBetweenProgress = 4096;
+// Longer than any page takes from memory, shorter than a disk answers.
+constexpr std::chrono::microseconds leastDiskAccess{50};
 
 constexpr const char* beyondTheEnd = "lies beyond the end of the file, which was cut short";
 
@@ -38,8 +43,10 @@ bool FileStructure::walk(StructureReport& report) {
   const std::uint64_t commits[2] = {metas_[0].commit, metas_[1].commit};
   if (report.faultCount == 0 && std::max(commits[0], commits[1]) - std::min(commits[0], commits[1]) > 1)
     report.add(0, "and page 1 are not of 2 commits in a row");
-  walkTree(meta_->main, false);
+  const std::uint64_t faults = report.faultCount;
   walkTree(meta_->free, true);
+  isFreeKnown_ = report.faultCount == faults;
+  walkTree(meta_->main, false);
   if (!isStopped_) count();
   return !isStopped_ && report.faultCount == 0;
 }
@@ -47,7 +54,7 @@ bool FileStructure::walk(StructureReport& report) {
 bool FileStructure::walkEnd(StructureReport& report) {
   if (!begin(report)) return false;
   walkTree(meta_->free, true);
-  for (std::uint64_t page = std::max(firstPage, fileSize_ / pageSize_); page <= meta_->lastPage; ++page) {
+  for (std::uint64_t page = std::max(firstPage, fileSize_ / pageSize_); page < free_.size(); ++page) {
     if (!free_[page]) report.add(page, beyondTheEnd);
   }
   return report.faultCount == 0;
@@ -62,9 +69,20 @@ bool FileStructure::begin(StructureReport& report) {
   report.pageSize = pageSize_;
   report.commit = meta_->commit;
   report.pages = meta_->lastPage + 1;
-  used_.assign(report.pages, false);
-  free_.assign(report.pages, false);
+  beginPages();
+  if (free_.size() < report.pages) report.add(free_.size(), beyondTheEnd);
   return true;
+}
+
+// The pages beyond the end of a sound file are free, and their numbers take 8 bytes each in the file. So a head cannot
+// make us take more memory than the file's size allows for.
+void FileStructure::beginPages() {
+  const std::uint64_t most = fileSize_ / pageSize_ + fileSize_ / sizeof(std::uint64_t);
+  const std::uint64_t pages = std::min(meta_->lastPage + 1, most);
+  used_.assign(pages, false);
+  free_.assign(pages, false);
+  usedPages_ = 0;
+  nextProgress_ = 0;
 }
 
 // Those who write the file write the pages of a commit before its head. So the head is read before the size.
@@ -76,13 +94,19 @@ bool FileStructure::isShort(int descriptor) {
   return sizeOf(descriptor) / structure.pageSize_ <= structure.meta_->lastPage;
 }
 
-// Finds the last commit. Where the head of one is damaged, only the other can be walked over.
+// Finds the last commit. Where the head of one is damaged, only the other can be walked over. Without the first one,
+// the page size is not known, but nearly always the system's.
 bool FileStructure::readMetas() {
+  meta_ = nullptr;
   fileSize_ = sizeOf(descriptor_);
   pageSize_ = static_cast<std::uint32_t>(::sysconf(_SC_PAGESIZE));
   for (const std::uint64_t number : {0, 1}) {
-    if (!readMeta(number)) continue;
-    const LmdbMeta& meta = metas_[number];
+    LmdbMeta& meta = metas_[number];
+    const bool isRead = read(number * pageSize_, sizeof meta, reinterpret_cast<char*>(&meta));
+    if (const char* const fault = isRead ? faultOf(meta, number) : "cannot be read"; fault != nullptr) {
+      report_->add(number, fault);
+      continue;
+    }
     pageSize_ = meta.free.pageSize;
     if (meta_ == nullptr || meta_->commit < meta.commit) meta_ = &meta;
   }
@@ -94,18 +118,6 @@ bool FileStructure::isStore() const {
   return std::any_of(std::begin(metas_), std::end(metas_), [this](const LmdbMeta& meta) {
     return meta.magic == LmdbMeta::rightMagic && (meta.commit > 0 || fileSize_ > std::size(metas_) * pageSize_);
   });
-}
-
-bool FileStructure::readMeta(std::uint64_t number) {
-  LmdbMeta& meta = metas_[number];
-  std::string bytes;
-  const char* fault = "cannot be read";
-  if (read(number * pageSize_, sizeof meta, bytes)) {
-    std::memcpy(&meta, bytes.data(), sizeof meta);
-    fault = faultOf(meta, number);
-  }
-  if (fault != nullptr) report_->add(number, fault);
-  return fault == nullptr;
 }
 
 const char* FileStructure::faultOf(const LmdbMeta& meta, std::uint64_t number) const {
@@ -141,52 +153,104 @@ void FileStructure::walkTree(const LmdbTree& expected, bool isFree) {
 void FileStructure::visit(Tree& tree, std::uint64_t number, unsigned int level, const Bounds& bounds) {
   if (isStopped_) return;
   if (!readNode(tree, number, level, bounds)) return lose(tree, bounds);
-  if (progress_ != nullptr && usedPages_ % pagesBetweenProgress == 0)
-    isStopped_ = !progress_(usedPages_, meta_->lastPage + 1);
+  tellProgress(usedPages_);
   if (level + 1 < tree.expected.depth)
     visitBranch(tree, level, bounds);
   else
     visitLeaf(tree, LmdbPage(pages_[level]), number);
 }
 
-bool FileStructure::readNode(Tree& tree, std::uint64_t number, unsigned int level, const Bounds& bounds) {
+bool FileStructure::readNode(const Tree& tree, std::uint64_t number, unsigned int level, const Bounds& bounds) {
   const bool isLeaf = level + 1 == tree.expected.depth;
-  std::string& bytes = pages_[level];
-  const char* fault = use(number, 1);
-  if (fault == nullptr && !read(number * pageSize_, pageSize_, bytes)) fault = "cannot be read";
-  const LmdbPage page(bytes);
-  if (fault == nullptr) fault = page.faultOf(number, isLeaf, places_);
-  if (fault == nullptr && !isLeaf && !tree.isFree && page.entries() < 2) fault = "is a branch with a single child";
-  if (fault == nullptr) fault = faultOfKeys(tree, page, bounds, isLeaf);
-  if (fault != nullptr) report_->add(number, fault);
+  if (const char* const fault = use(number, 1); fault != nullptr) {
+    report_->add(number, fault);
+    return false;
+  }
+  const char* fault = "cannot be read";
+  if (readPage(number, pages_[level])) {
+    const LmdbPage page(pages_[level]);
+    fault = page.faultOf(number, isLeaf, places_);
+    if (fault == nullptr && !isLeaf && page.entries() < 2) fault = "is a branch with a single child";
+    if (fault == nullptr) fault = faultOfKeySizes(tree, page, isLeaf);
+    if (fault == nullptr) fault = faultOfOrder(tree, page, bounds, isLeaf);
+  }
+  if (fault != nullptr) giveBack(number, fault);
   return fault == nullptr;
 }
 
-// The keys of a page ascend within its bounds. The first key of a branch counts as its lower bound.
-const char* FileStructure::faultOfKeys(const Tree& tree, const LmdbPage& page, const Bounds& bounds,
-                                       bool isLeaf) const {
+// A page that does not fit may belong to another place, from which its entries can be visited.
+void FileStructure::giveBack(std::uint64_t number, const char* fault) {
+  report_->add(number, fault);
+  if (!mayContest(1)) return;
+  used_[number] = false;
+  --usedPages_;
+}
+
+// Whether pages may be read once more. Without a limit a forged file could have them read for ever.
+bool FileStructure::mayContest(std::uint64_t pages) {
+  if (visitor_ == nullptr || contestedPages_ + pages > fileSize_ / pageSize_) return false;
+  contestedPages_ += pages;
+  return true;
+}
+
+void FileStructure::tellProgress(std::uint64_t pages) {
+  if (progress_ == nullptr || pages < nextProgress_) return;
+  nextProgress_ = pages + pagesBetweenProgress;
+  isStopped_ = isStopped_ || !progress_(pages, meta_->lastPage + 1);
+}
+
+// Pages that come from the disk are slow one by one. So after one of them, the children of a branch are announced.
+bool FileStructure::readPage(std::uint64_t number, std::string& bytes) {
+  using Clock = std::chrono::steady_clock;
+  bytes.resize(pageSize_);
+  const Clock::time_point start = Clock::now();
+  const bool done = read(number * pageSize_, pageSize_, bytes.data());
+  isOnDisk_ = isOnDisk_ || Clock::now() - start > leastDiskAccess;
+  return done;
+}
+
+void FileStructure::announceChildren(const LmdbPage& page) {
+  if (!isOnDisk_) return;
+  isOnDisk_ = false;
+  children_.clear();
+  for (std::size_t i = 0; i < page.entries(); ++i) children_.push_back(page.entry(i).child);
+  std::sort(children_.begin(), children_.end());
+  for (const std::uint64_t child : children_) {
+    if (child > meta_->lastPage) return;
+    ::posix_fadvise(descriptor_, static_cast<off_t>(child * pageSize_), pageSize_, POSIX_FADV_WILLNEED);
+  }
+}
+
+// The first key of a branch has no meaning.
+const char* FileStructure::faultOfKeySizes(const Tree& tree, const LmdbPage& page, bool isLeaf) {
+  for (std::size_t i = isLeaf ? 0 : 1; i < page.entries(); ++i) {
+    const std::size_t size = page.entry(i).key.size();
+    if (size == 0 || size > longestKey || (tree.isFree && size != sizeof(std::uint64_t)))
+      return "has a key of a wrong size";
+  }
+  return nullptr;
+}
+
+// The keys of a page ascend within its bounds, of which the lower one counts as the first key of a branch.
+const char* FileStructure::faultOfOrder(const Tree& tree, const LmdbPage& page, const Bounds& bounds, bool isLeaf) {
   const auto precedes = [&tree](std::string_view a, std::string_view b) {
     return tree.isFree ? numberIn(a) < numberIn(b) : a < b;
   };
   std::string_view last = bounds.low;
-  bool hasLast = !bounds.low.empty();
   for (std::size_t i = isLeaf ? 0 : 1; i < page.entries(); ++i) {
     const std::string_view key = page.entry(i).key;
-    if (key.empty() || key.size() > longestKey || (tree.isFree && key.size() != sizeof(std::uint64_t)))
-      return "has a key of a wrong size";
     // A leaf may begin with the lower bound itself.
     const bool mayEqual = isLeaf && i == 0;
-    if (hasLast && (mayEqual ? precedes(key, last) : !precedes(last, key))) return "has keys out of order";
+    if (!last.empty() && (mayEqual ? precedes(key, last) : !precedes(last, key))) return "has keys out of order";
     last = key;
-    hasLast = true;
   }
-  if (bounds.hasHigh && hasLast && !precedes(last, bounds.high)) return "has keys that belong into the next page";
-  return nullptr;
+  return bounds.hasHigh && !precedes(last, bounds.high) ? "has keys that belong into the next page" : nullptr;
 }
 
 void FileStructure::visitBranch(Tree& tree, unsigned int level, const Bounds& bounds) {
   ++tree.found.branchPages;
   const LmdbPage page(pages_[level]);
+  announceChildren(page);
   for (std::size_t i = 0; i < page.entries() && !isStopped_; ++i) {
     Bounds child = bounds;
     if (i > 0) child.low = page.entry(i).key;
@@ -222,7 +286,7 @@ bool FileStructure::visitEntry(Tree& tree, const LmdbPage::Entry& entry, std::ui
   if (entry.overflow != LmdbPage::none && !readValue(entry, value)) return false;
   if (tree.isFree)
     noteFree(entry.key, value, number);
-  else if (!visitsRemains_ || isLost(entry.key))
+  else if (!visitsRemains_ || visitsAllRemains_ || isLost(entry.key))
     visitor_(entry.key, value);
   return true;
 }
@@ -231,21 +295,25 @@ bool FileStructure::visitEntry(Tree& tree, const LmdbPage::Entry& entry, std::ui
 bool FileStructure::findValue(const LmdbPage::Entry& entry, std::uint64_t& pages) {
   const std::uint64_t first = entry.overflow;
   const std::uint64_t needed = (LmdbPage::headSize - 1 + entry.overflowSize) / pageSize_ + 1;
-  const char* fault = use(first, 1);
-  std::string head;
-  if (fault == nullptr && !read(first * pageSize_, LmdbPage::headSize, head)) fault = "cannot be read";
+  const char* fault = faultOfPages(first, needed);
+  const bool isInFile = fault == nullptr;
+  char head[LmdbPage::headSize];
+  if (fault == nullptr && !read(first * pageSize_, sizeof head, head)) fault = "cannot be read";
   if (fault == nullptr) {
-    const LmdbPage page(head);
+    const LmdbPage page(std::string_view(head, sizeof head));
     pages = page.overflowPages();
     if (!page.beginsOverflow(first) || pages < needed) fault = "is not the beginning of a value";
   }
-  if (fault == nullptr && pages > 1) fault = use(first + 1, pages - 1);
-  if (fault != nullptr) report_->add(first, fault);
-  return fault == nullptr;
+  if (fault == nullptr) fault = use(first, pages);
+  if (fault == nullptr) return true;
+  report_->add(first, fault);
+  // Its bytes may be right all the same.
+  return isInFile && mayContest(needed);
 }
 
 bool FileStructure::readValue(const LmdbPage::Entry& entry, std::string_view& value) {
-  const bool done = read(entry.overflow * pageSize_ + LmdbPage::headSize, entry.overflowSize, value_);
+  value_.resize(entry.overflowSize);
+  const bool done = read(entry.overflow * pageSize_ + LmdbPage::headSize, value_.size(), value_.data());
   if (!done) report_->add(entry.overflow, "cannot be read");
   value = value_;
   return done;
@@ -259,11 +327,11 @@ void FileStructure::noteFree(std::string_view key, std::string_view value, std::
   if (commit == 0 || commit > meta_->commit) return report_->add(number, "has free pages of a commit that never was");
   if (value.size() % width != 0 || count > value.size() / width - 1)
     return report_->add(number, "has a list of free pages of a wrong length");
-  std::uint64_t last = meta_->lastPage + 1;
+  std::uint64_t last = free_.size();
   for (std::size_t i = 1; i <= count; ++i) {
     const std::uint64_t page = numberIn(value, i);
     if (page < firstPage || page >= last) return report_->add(number, "has a list of free pages out of order");
-    if (used_[page] || free_[page]) return report_->add(page, "is free, but is used or is free twice");
+    if (used_[page] || free_[page]) report_->add(page, "is free, but is used or is free twice");
     free_[page] = true;
     last = page;
   }
@@ -289,26 +357,39 @@ void FileStructure::count() {
       ++report_->freePages;
     else
       ++report_->lostPages;
-    if (used_[page] && free_[page]) report_->add(page, "is free, but is used");
   }
+}
+
+// Null when pages are those of the file.
+const char* FileStructure::faultOfPages(std::uint64_t first, std::uint64_t pages) const {
+  if (first < firstPage || first > meta_->lastPage || pages > meta_->lastPage + 1 - first)
+    return "is not among the pages of the file";
+  return (first + pages) * pageSize_ > fileSize_ ? beyondTheEnd : nullptr;
 }
 
 // Null when the pages could be used, and are so from now on.
 const char* FileStructure::use(std::uint64_t first, std::uint64_t pages) {
-  if (first < firstPage || first > meta_->lastPage || pages > meta_->lastPage + 1 - first)
-    return "is not among the pages of the file";
-  if ((first + pages) * pageSize_ > fileSize_) return beyondTheEnd;
+  if (const char* const fault = faultOfPages(first, pages); fault != nullptr) return fault;
   for (std::uint64_t page = first; page < first + pages; ++page) {
     if (used_[page]) return "is used twice";
-    used_[page] = true;
+    if (free_[page]) {
+      if (mayContest(1)) disputed_.push_back(page);
+      return "is used, but is free";
+    }
   }
+  for (std::uint64_t page = first; page < first + pages; ++page) used_[page] = true;
   usedPages_ += pages;
   return nullptr;
 }
 
 void FileStructure::lose(const Tree& tree, const Bounds& bounds) {
   if (tree.isFree || visitor_ == nullptr || visitsRemains_) return;
-  lost_.push_back({std::string(bounds.low), std::string(bounds.high), bounds.hasHigh});
+  if (!lost_.empty() && lost_.back().hasHigh && lost_.back().high == bounds.low) {
+    lost_.back().high = bounds.high;
+    lost_.back().hasHigh = bounds.hasHigh;
+  } else {
+    lost_.push_back({std::string(bounds.low), std::string(bounds.high), bounds.hasHigh});
+  }
 }
 
 // What is lost was noted in the order of the keys.
@@ -321,35 +402,60 @@ bool FileStructure::isLost(std::string_view key) const {
 }
 
 void FileStructure::visitRemains() {
-  if (lost_.empty()) return;
   StructureReport ignored;
   report_ = &ignored;
+  const bool hasHead = meta_ != nullptr;
+  if (!hasHead) supposeHead();
+  if (visitor_ == nullptr || isStopped_ || lost_.empty()) return;
   visitsRemains_ = true;
-  Tree tree{meta_->main, false};
-  for (std::uint64_t page = firstPage; page < used_.size(); ++page) {
-    if (!used_[page] && !free_[page]) visitLostLeaf(tree, page);
-  }
+  // When all free pages are known, the others are of the last commit.
+  visitsAllRemains_ = isFreeKnown_;
+  visitLostLeaves();
+  visitsAllRemains_ = false;
+  const std::vector<std::uint64_t> disputed = std::move(disputed_);
+  for (const std::uint64_t page : disputed) visitLostLeaf(page);
   const LmdbMeta& other = metas_[meta_ == &metas_[0] ? 1 : 0];
-  if (faultOf(other, other.number) != nullptr) return;
+  if (!hasHead || faultOf(other, static_cast<std::uint64_t>(&other - metas_)) != nullptr) return;
   meta_ = &other;
-  used_.assign(meta_->lastPage + 1, false);
+  beginPages();
   walkTree(meta_->main, false);
 }
 
-void FileStructure::visitLostLeaf(Tree& tree, std::uint64_t number) {
-  std::string bytes;
-  if (!read(number * pageSize_, pageSize_, bytes)) return;
+// Of a file that has lost both heads, all leaves are looked at.
+void FileStructure::supposeHead() {
+  if (fileSize_ / pageSize_ <= firstPage) return;
+  metas_[0] = LmdbMeta{0};
+  metas_[0].lastPage = fileSize_ / pageSize_ - 1;
+  meta_ = &metas_[0];
+  beginPages();
+  lost_.push_back({"", "", false});
+}
+
+void FileStructure::visitLostLeaves() {
+  const std::uint64_t end = std::min<std::uint64_t>(used_.size(), fileSize_ / pageSize_);
+  nextProgress_ = 0;
+  for (std::uint64_t page = firstPage; page < end && !isStopped_; ++page) {
+    if (!used_[page] && !free_[page]) visitLostLeaf(page);
+    tellProgress(page);
+  }
+}
+
+// Its keys need not be in order: where one was changed, the others are still right.
+void FileStructure::visitLostLeaf(std::uint64_t number) {
+  Tree tree{meta_->main, false};
+  std::string& bytes = pages_[0];
+  if (!readPage(number, bytes)) return;
   const LmdbPage page(bytes);
-  if (page.faultOf(number, true, places_) != nullptr || faultOfKeys(tree, page, {}, true) != nullptr) return;
+  if (page.faultOf(number, true, places_) != nullptr || faultOfKeySizes(tree, page, true) != nullptr) return;
   used_[number] = true;
   visitLeaf(tree, page, number);
 }
 
-bool FileStructure::read(std::uint64_t offset, std::size_t size, std::string& bytes) const {
+bool FileStructure::read(std::uint64_t offset, std::size_t size, char* bytes) const {
   if (offset > fileSize_ || size > fileSize_ - offset) return false;
-  bytes.resize(size);
   for (std::size_t done = 0; done < size;) {
-    const ssize_t got = ::pread(descriptor_, bytes.data() + done, size - done, static_cast<off_t>(offset + done));
+    const ssize_t got = ::pread(descriptor_, bytes + done, size - done, static_cast<off_t>(offset + done));
+    if (got < 0 && errno == EINTR) continue;
     if (got <= 0) return false;
     done += static_cast<std::size_t>(got);
   }

@@ -19,7 +19,7 @@ namespace ps::detail {
 // The walk sees the last commit. Nobody may commit meanwhile; see UpdateLock.
 //
 // Cost: each page of a tree is read once, and of a value that has pages of its own the first 16 bytes, unless entries
-// are visited. 2 bits of memory for each page of the file.
+// are visited. 2 bits of memory for each page of the file, which its size bounds.
 class FileStructure {
  public:
   // False ends the walk.
@@ -34,7 +34,8 @@ class FileStructure {
   explicit FileStructure(int descriptor) : descriptor_(descriptor) {}
 
   void onProgress(Progress progress) { progress_ = std::move(progress); }
-  // Has the entries visited that can be read, in their order.
+  // Has the entries visited that can be read, in their order. The value of an entry whose pages have a fault may be
+  // right or that of another: a visitor that goes on in spite of faults verifies it.
   void onEntry(Visitor visitor) { visitor_ = std::move(visitor); }
 
   // Whether all pages are free that lie beyond the end of a short file, without a walk over the others.
@@ -44,8 +45,10 @@ class FileStructure {
   // over; LMDB would refuse it. When the progress has ended the walk, the report is of a part of the file.
   bool walk(StructureReport& report);
 
-  // After a walk with faults: visits entries for what the walk could not reach, from pages that no longer belong to
-  // anything and from the commit before the last one. Any of it may be out of date.
+  // After a walk with faults: visits entries for what the walk could not reach, from leaves that nothing leads to, then
+  // from those that should be free, and from the commit before the last one. Where both heads are lost, from all
+  // leaves. Any of it may be out of date, and a key may come several times: what the walk has visited is right, then
+  // what comes first.
   void visitRemains();
 
  private:
@@ -69,26 +72,35 @@ class FileStructure {
   };
 
   bool begin(StructureReport& report);
+  void beginPages();
   bool readMetas();
   bool isStore() const;
-  bool readMeta(std::uint64_t number);
   const char* faultOf(const LmdbMeta& meta, std::uint64_t number) const;
   void walkTree(const LmdbTree& expected, bool isFree);
   void visit(Tree& tree, std::uint64_t number, unsigned int level, const Bounds& bounds);
-  bool readNode(Tree& tree, std::uint64_t number, unsigned int level, const Bounds& bounds);
+  bool readNode(const Tree& tree, std::uint64_t number, unsigned int level, const Bounds& bounds);
+  void giveBack(std::uint64_t number, const char* fault);
+  bool mayContest(std::uint64_t pages);
+  void tellProgress(std::uint64_t pages);
+  bool readPage(std::uint64_t number, std::string& bytes);
+  void announceChildren(const LmdbPage& page);
   void visitBranch(Tree& tree, unsigned int level, const Bounds& bounds);
   void visitLeaf(Tree& tree, const LmdbPage& page, std::uint64_t number);
   bool visitEntry(Tree& tree, const LmdbPage::Entry& entry, std::uint64_t number);
-  const char* faultOfKeys(const Tree& tree, const LmdbPage& page, const Bounds& bounds, bool isLeaf) const;
+  static const char* faultOfKeySizes(const Tree& tree, const LmdbPage& page, bool isLeaf);
+  static const char* faultOfOrder(const Tree& tree, const LmdbPage& page, const Bounds& bounds, bool isLeaf);
   bool findValue(const LmdbPage::Entry& entry, std::uint64_t& pages);
   bool readValue(const LmdbPage::Entry& entry, std::string_view& value);
   void noteFree(std::string_view key, std::string_view value, std::uint64_t number);
   void compare(const Tree& tree, std::uint64_t number);
   void count();
-  void visitLostLeaf(Tree& tree, std::uint64_t number);
+  void supposeHead();
+  void visitLostLeaves();
+  void visitLostLeaf(std::uint64_t number);
 
+  const char* faultOfPages(std::uint64_t first, std::uint64_t pages) const;
   const char* use(std::uint64_t first, std::uint64_t pages);
-  bool read(std::uint64_t offset, std::size_t size, std::string& bytes) const;
+  bool read(std::uint64_t offset, std::size_t size, char* bytes) const;
   void lose(const Tree& tree, const Bounds& bounds);
   bool isLost(std::string_view key) const;
 
@@ -103,13 +115,21 @@ class FileStructure {
   std::vector<bool> used_;
   std::vector<bool> free_;
   std::uint64_t usedPages_ = 0;
+  std::uint64_t nextProgress_ = 0;
   bool isStopped_ = false;
+  bool isOnDisk_ = false;  // the page that was read last, or one since leaves were announced
+
+  bool isFreeKnown_ = false;
+  std::uint64_t contestedPages_ = 0;     // that were read for two, or more
+  std::vector<std::uint64_t> disputed_;  // used, but free
   std::vector<LostRange> lost_;
   bool visitsRemains_ = false;
+  bool visitsAllRemains_ = false;  // not only for lost keys
 
   std::string pages_[mostLevels];  // the page of each level at which the walk is
   std::string value_;
   std::vector<std::uint32_t> places_;
+  std::vector<std::uint64_t> children_;
   StructureReport* report_ = nullptr;
 };
 
