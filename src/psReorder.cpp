@@ -10,6 +10,7 @@
 #include "sorted/psTreeMap.h"
 #include "store/VoidTransaction.h"
 #include "store/base/IdText.h"
+#include "store/base/MemoryGuard.h"
 
 namespace ps {
 
@@ -35,19 +36,44 @@ class Reordering {
     if (!isSorted_ && !isHash_) return refuse("has no comparator");
     if (collection_.open(pscUpdate) != 1) return refuse("cannot be opened for update");
     if (comparator.isNull() && !make(comparator)) return refuse("needs a comparator: one cannot be made for it");
-    if (!visitPairs(collection_, [this](const pstHandle<psObj>& key, const pstHandle<psObj>& value) {
-          pairs_.push_back({key, value});
-          return true;
-        }))
+    if (!visitPairs(collection_,
+                    [this](const pstHandle<psObj>& key, const pstHandle<psObj>& value) { return note(key, value); }))
       return refuse("cannot be read");
     if (isSorted_ && !sort(comparator)) return 0;
-    return placeAnew(comparator);
+    return divide() ? placeAnew(comparator) : 0;
   }
 
  private:
-  int refuse(const std::string& why) const {
-    return refuseOperation(psErrorKind::schema,
-                           "collection " + textOf(collection_.oid()) + " " + why + "; it was not ordered anew");
+  int refuse(const char* why) const {
+    return guardMemory(0, [&] {
+      return refuseOperation(psErrorKind::schema,
+                             "collection " + textOf(collection_.oid()) + " " + why + "; it was not ordered anew");
+    });
+  }
+
+  int refuseEqual(const pstRef<psObj>& a, const pstRef<psObj>& b) const {
+    return guardMemory(0, [&] {
+      const std::string both = textOf(a.oid()) + " and " + textOf(b.oid());
+      return refuse(("has two elements that are equal in the new order, " + both).c_str());
+    });
+  }
+
+  bool note(const pstRef<psObj>& key, const pstRef<psObj>& value) {
+    return guardMemory(false, [&] {
+      pairs_.push_back({key, value});
+      return true;
+    });
+  }
+
+  // Divides the pairs, before anything is changed.
+  bool divide() {
+    return guardMemory(false, [&] {
+      keys_.resize(pairs_.size());
+      values_.resize(pairs_.size());
+      std::transform(pairs_.begin(), pairs_.end(), keys_.begin(), [](const Pair& pair) { return pair.key; });
+      std::transform(pairs_.begin(), pairs_.end(), values_.begin(), [](const Pair& pair) { return pair.value; });
+      return true;
+    });
   }
 
   // A comparator of the class of the present one, if that has no fields.
@@ -71,8 +97,7 @@ class Reordering {
     });
     if (watch.refused()) return refuse("has elements that cannot be compared") != 0;
     if (equal == pairs_.end()) return true;
-    return refuse("has two elements that are equal in the new order, " + textOf(equal->key.oid()) + " and " +
-                  textOf((equal + 1)->key.oid())) != 0;
+    return refuseEqual(equal->key, (equal + 1)->key) != 0;
   }
 
   int placeAnew(const pstHandle<psCompare>& comparator) {
@@ -87,27 +112,25 @@ class Reordering {
       // A map that meets an equal key replaces the value.
       if (collection_->size() == static_cast<int>(pairs_.size())) return 1;
     }
-    return voidTransaction(psErrorKind::schema,
-                           "collection " + textOf(collection_.oid()) +
-                               " could not be ordered anew: something was refused, or two elements "
-                               "are equal in the new order; abort the transaction");
+    return guardMemory(0, [&] {
+      return voidTransaction(psErrorKind::schema,
+                             "collection " + textOf(collection_.oid()) +
+                                 " could not be ordered anew: something was refused, or two elements "
+                                 "are equal in the new order; abort the transaction");
+    });
   }
 
   void append() {
-    std::vector<pstRef<psObj>> keys(pairs_.size());
-    std::vector<pstRef<psObj>> values(pairs_.size());
-    std::transform(pairs_.begin(), pairs_.end(), keys.begin(), [](const Pair& pair) { return pair.key; });
     const auto n = static_cast<int>(pairs_.size());
     psCollection& to = *collection_;
-    std::transform(pairs_.begin(), pairs_.end(), values.begin(), [](const Pair& pair) { return pair.value; });
     if (isSorted_ && isMap_)
-      static_cast<psTreeMap&>(to).append(keys.data(), values.data(), n);
+      static_cast<psTreeMap&>(to).append(keys_.data(), values_.data(), n);
     else if (isSorted_)
-      static_cast<psTreeSet&>(to).append(keys.data(), n);
+      static_cast<psTreeSet&>(to).append(keys_.data(), n);
     else if (isMap_)
-      static_cast<psHashMap&>(to).append(keys.data(), values.data(), n);
+      static_cast<psHashMap&>(to).append(keys_.data(), values_.data(), n);
     else
-      static_cast<psHashSet&>(to).append(keys.data(), n);
+      static_cast<psHashSet&>(to).append(keys_.data(), n);
   }
 
   pstHandle<psCollection> collection_;
@@ -115,6 +138,8 @@ class Reordering {
   bool isSorted_;
   bool isHash_;
   std::vector<Pair> pairs_;
+  std::vector<pstRef<psObj>> keys_;
+  std::vector<pstRef<psObj>> values_;
 };
 
 }  // namespace

@@ -3,6 +3,7 @@
 #include <algorithm>
 
 #include "store/Place.h"
+#include "store/base/MemoryGuard.h"
 #include "store/base/NothingThrown.h"
 #include "store/pstItr.h"
 
@@ -36,8 +37,10 @@ bool ContainerRelease::secure(const pstHandle<psContObj>& container) {
   if (!container.isValid() || isGarbageCollectable(container) || container.name() != nullptr) return true;
   if (std::find(containers_.begin(), containers_.end(), container) != containers_.end()) return true;
   if (container.open(pscUpdate) != 1) return false;
-  containers_.push_back(container);
-  return true;
+  return guardMemory(false, [&] {
+    containers_.push_back(container);
+    return true;
+  });
 }
 
 void ContainerRelease::release() {

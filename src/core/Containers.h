@@ -1,6 +1,6 @@
 #pragma once
 
-#include <deque>
+#include <vector>
 
 #include "store/psContObj.h"
 
@@ -28,7 +28,7 @@ class ContainerRelease {
   void release();
 
  private:
-  std::deque<pstHandle<psContObj>> containers_;
+  std::vector<pstHandle<psContObj>> containers_;
 };
 
 // Opens the containers of a collection's parts again. A run of parts in the same container opens it once.

@@ -5,6 +5,7 @@
 #include <array>
 #include <atomic>
 #include <memory>
+#include <new>
 #include <utility>
 
 #include "core/psJavaId.h"
@@ -63,7 +64,12 @@ class ClassLookUp {
   const Class* lookUp(JNIEnv* env) {
     const jclass local = env->FindClass(name_);
     if (local == nullptr) return nullptr;
-    auto found = std::make_unique<Class>();
+    std::unique_ptr<Class> found(new (std::nothrow) Class);
+    if (found == nullptr) {
+      env->DeleteLocalRef(local);
+      throwJava(env, "java/lang/OutOfMemoryError", "no memory for what is known of a class");
+      return nullptr;
+    }
     const bool isWhole = findMembers(env, local, *found);
     if (isWhole) found->reference = globalReference(env, local);
     env->DeleteLocalRef(local);

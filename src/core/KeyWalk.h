@@ -16,6 +16,7 @@ bool walkKeys(pstHandle<psCollection>& collection, bool withValues, Visit visit)
   if (collection.open(pscRead) != 1) return false;
   const RefusalWatch watch;
   const std::unique_ptr<psCollectionIterator> it(collection->keyIterator());
+  if (it == nullptr) return false;
   while (it->hasNext()) {
     const pstHandle<psObj> key(it->next(pscNoLock));
     const pstHandle<psObj> value(withValues ? it->currentValue() : pstRef<psObj>());

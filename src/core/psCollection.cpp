@@ -5,7 +5,9 @@
 #include <vector>
 
 #include "core/LookAhead.h"
+#include "store/base/MemoryGuard.h"
 
+using ps::detail::guardMemory;
 using ps::detail::RefusalWatch;
 using ps::detail::visitKeysOf;
 
@@ -48,6 +50,7 @@ bool psCollection::addAll(pstHandle<psCollection>& other) {
 void psCollection::clear() {
   const int n = size();
   const IteratorOwner it(keyIterator());
+  if (it == nullptr) return;
   it->goToIndex(n - 1, pscNoLock);
   for (int i = 0; i < n && it->remove() == 1; ++i) {
   }
@@ -87,7 +90,7 @@ bool psCollection::removeAll(pstHandle<psCollection>& other) {
 
 void psCollection::removeAllDeleted() {
   const IteratorOwner it(iterator());
-  removeDeleted(*it);
+  if (it != nullptr) removeDeleted(*it);
 }
 
 void psCollection::removeDeleted(psCollectionIterator& it) {
@@ -106,13 +109,16 @@ bool psCollection::retainAll(pstHandle<psCollection>& other) {
   std::vector<psId> gone;
   pstHandle<psCollection> self(psThis(pscNoOpen));
   const bool isWhole = visitKeysOf(self, *other, [&](const pstHandle<psObj>& element) {
-    if (!other->contains(element)) gone.push_back(element.oid());
-    return true;
+    return other->contains(element) || guardMemory(false, [&] {
+             gone.push_back(element.oid());
+             return true;
+           });
   });
   if (!isWhole || gone.empty()) return false;
   bool changed = false;
   const int n = size();
   const IteratorOwner it(keyIterator());
+  if (it == nullptr) return false;
   pstRef<psObj> current = it->goToIndex(n - 1, pscNoLock);
   for (int i = 0; i < n && !gone.empty() && !watch.refused(); ++i) {
     if (current.oid() != gone.back()) {

@@ -49,8 +49,8 @@ class PS_API psCollection : public psObj {
   // The stored element that matches the key; in a map, its value. Null when there is none.
   virtual pstRef<psObj> get(const void* key) const = 0;
 
-  // New iterators, which the caller deletes. iterator and keyIterator of a map deliver keys (iterator of a hash map
-  // delivers entries), and valueIterator delivers values.
+  // New iterators, which the caller deletes; null when there is no memory. iterator and keyIterator of a map deliver
+  // keys (iterator of a hash map delivers entries), and valueIterator delivers values.
   virtual psCollectionIterator* iterator() const = 0;
   virtual psCollectionIterator* keyIterator() const;
 

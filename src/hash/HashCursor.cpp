@@ -1,6 +1,7 @@
 #include "hash/HashCursor.h"
 
 #include "hash/HashWalk.h"
+#include "store/base/MemoryGuard.h"
 
 namespace ps::detail {
 
@@ -19,32 +20,33 @@ HashCursor& HashCursor::operator=(const HashCursor& other) {
   return *this;
 }
 
-HashWalk& HashCursor::walk() {
-  const HashWalk::Delivery delivery = isMap_ ? HashWalk::Delivery::keys : HashWalk::Delivery::stored;
-  if (walk_ == nullptr) {
-    walk_ = std::make_unique<HashWalk>(pstHandle<psHashSet>(table_), delivery);
-    walk_->tolerateChanges();
-  }
-  return *walk_;
+// False when there is no memory for a walk.
+bool HashCursor::canWalk() {
+  return walk_ != nullptr || guardMemory(false, [&] {
+           const HashWalk::Delivery delivery = isMap_ ? HashWalk::Delivery::keys : HashWalk::Delivery::stored;
+           walk_ = std::make_unique<HashWalk>(pstHandle<psHashSet>(table_), delivery);
+           walk_->tolerateChanges();
+           return true;
+         });
 }
 
-bool HashCursor::toFirst(pstRef<psObj>& element) { return walk().goBeforeFirst() && forward(element); }
-bool HashCursor::toLast(pstRef<psObj>& element) { return walk().goBehindLast() && back(element); }
+bool HashCursor::toFirst(pstRef<psObj>& element) { return canWalk() && walk_->goBeforeFirst() && forward(element); }
+bool HashCursor::toLast(pstRef<psObj>& element) { return canWalk() && walk_->goBehindLast() && back(element); }
 
 // Tables hold no null elements.
 bool HashCursor::forward(pstRef<psObj>& element) {
-  element = walk().next(pscNoLock);
+  element = canWalk() ? walk_->next(pscNoLock) : pstRef<psObj>();
   return !element.isNull();
 }
 
 bool HashCursor::back(pstRef<psObj>& element) {
-  element = walk().previous(pscNoLock);
+  element = canWalk() ? walk_->previous(pscNoLock) : pstRef<psObj>();
   return !element.isNull();
 }
 
 template <class MakeProbe>
 bool HashCursor::findBy(MakeProbe makeProbe, pstRef<psObj>& element) {
-  if (!walk().goToKey(makeProbe)) return false;
+  if (!canWalk() || !walk_->goToKey(makeProbe)) return false;
   element = walk_->current(pscNoLock);
   return !element.isNull();
 }

@@ -34,7 +34,7 @@ class PS_API HashCursor {
   bool remove();
 
  private:
-  PS_HIDDEN HashWalk& walk();
+  PS_HIDDEN bool canWalk();
   template <class MakeProbe>
   PS_HIDDEN bool findBy(MakeProbe makeProbe, pstRef<psObj>& element);
 

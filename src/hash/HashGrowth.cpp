@@ -6,6 +6,7 @@
 
 #include "hash/SlotChange.h"
 #include "hash/psHashMapEntry.h"
+#include "store/base/MemoryGuard.h"
 
 namespace ps::detail {
 
@@ -55,6 +56,7 @@ class BucketSplit {
   bool split();
 
  private:
+  bool readSlots();
   bool openWhatChanges();
   bool createBucket();
   void giveContainerBack();
@@ -82,7 +84,7 @@ class BucketSplit {
 };
 
 // The elements are prefetched while the slots are read: a table that grows has not used most of them for long.
-bool BucketSplit::read(KeyProbe& probe) {
+bool BucketSplit::readSlots() {
   for (int i = 0; i < bucket_.slots(); ++i) {
     const SlotView slot(bucket_, i);
     if (!slot.isOpen()) return false;
@@ -95,6 +97,11 @@ bool BucketSplit::read(KeyProbe& probe) {
       prefetchObject(slot[k].oid());
     }
   }
+  return true;
+}
+
+bool BucketSplit::read(KeyProbe& probe) {
+  if (!guardMemory(false, [&] { return readSlots(); })) return false;
   const bool isEntry = holdsEntries(table_);
   for (UsedSlot& used : used_) {
     for (Stored& stored : used.stored) {
@@ -120,7 +127,8 @@ int BucketSplit::bitsToDivide(const Additions& added) const {
 
 // Of all that can be refused, the container for the new bucket is asked for last.
 bool BucketSplit::split() {
-  const bool isReady = openWhatChanges() && createBucket() && moveEntries() && fillSlots();
+  const bool isReady =
+      openWhatChanges() && createBucket() && guardMemory(false, [&] { return moveEntries() && fillSlots(); });
   isReady ? carryOut() : giveContainerBack();
   return isReady;
 }
@@ -200,7 +208,7 @@ bool BucketSplit::fillSlot(const pstHandle<psHashBucket>& bucket, int slot, cons
     return true;
   }
   contents.chained += static_cast<int>(held.size());
-  filled = chain.isNull() ? created_.addChain(bucket, held) : chain;
+  filled = chain.isNull() ? created_.addChain(bucket, held.data(), static_cast<int>(held.size())) : chain;
   return !filled.isNull();
 }
 

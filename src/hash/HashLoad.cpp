@@ -4,6 +4,7 @@
 #include <utility>
 
 #include "hash/HashTable.h"
+#include "store/base/MemoryGuard.h"
 
 namespace ps::detail {
 
@@ -22,7 +23,11 @@ void prefetchAhead(Iterator at, Iterator end, KeyOf keyOf) {
 }  // namespace
 
 bool HashLoad::add(const pstRef<psObj>* keys, const pstRef<psObj>* values, int n) {
-  additions_.reserve(std::min(static_cast<std::size_t>(std::max(n, 0)), mostAtOnce));
+  const bool hasRoom = guardMemory(false, [&] {
+    additions_.reserve(std::min(static_cast<std::size_t>(std::max(n, 0)), mostAtOnce));
+    return true;
+  });
+  if (!hasRoom) return false;
   for (int i = 0; i < n; ++i) {
     prefetchAhead(keys + i, keys + n, [](const pstRef<psObj>& key) { return key; });
     if (!add(pstHandle<psObj>(keys[i]), values != nullptr ? values[i] : pstRef<psObj>())) return false;
@@ -33,7 +38,11 @@ bool HashLoad::add(const pstRef<psObj>* keys, const pstRef<psObj>* values, int n
 bool HashLoad::add(const pstHandle<psObj>& key, const pstRef<psObj>& value) {
   HandleProbe probe(key, table_);
   const std::uint32_t hash = probe.failed() ? 0 : probe.hash();
-  if (!probe.failed()) additions_.push_back({hash, key, value});
+  const bool isNoted = probe.failed() || guardMemory(false, [&] {
+                         additions_.push_back({hash, key, value});
+                         return true;
+                       });
+  if (!isNoted) return false;
   if (additions_.size() == mostAtOnce) finish();
   return !watch_.refused();
 }

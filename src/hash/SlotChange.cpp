@@ -2,6 +2,7 @@
 
 #include <algorithm>
 
+#include "store/base/MemoryGuard.h"
 #include "store/base/NothingThrown.h"
 
 namespace ps::detail {
@@ -20,13 +21,20 @@ bool openForUpdate(const pstHandle<psHashChain>& chain) {
   return chain.open(pscUpdate) == 1 && HashAccess::entries(*chain).updateWithin() == 1;
 }
 
-pstHandle<psHashChain> Provisional::addChain(const pstHandle<psHashBucket>& near,
-                                             const std::vector<pstRef<psObj>>& entries) {
+// False when there is no memory to note it: the update is void then, and the object goes with it.
+bool Provisional::note(const pstHandle<psObj>& object) {
+  return guardMemory(false, [&] {
+    objects_.push_back(object);
+    return true;
+  });
+}
+
+pstHandle<psHashChain> Provisional::addChain(const pstHandle<psHashBucket>& near, const pstRef<psObj>* entries, int n) {
   pstHandle<psHashChain> chain =
       add(new (near) psHashChain(pstHandle<psObj>(entries[0]), pstHandle<psObj>(entries[1])));
   if (chain.isNull() || chain->size() != 2) return pstHandle<psHashChain>();
-  if (!resize(*chain, static_cast<int>(entries.size()))) return pstHandle<psHashChain>();
-  std::copy(entries.begin(), entries.end(), HashAccess::entries(*chain).head());
+  if (!resize(*chain, n)) return pstHandle<psHashChain>();
+  std::copy_n(entries, n, HashAccess::entries(*chain).head());
   return chain;
 }
 
@@ -45,7 +53,8 @@ bool SlotInsertion::plan(const pstHandle<psHashBucket>& bucket, int slot, const 
   if (!present.isOpen() || !bucket_.emplace(bucket).isOpen()) return false;
   if (present.count() == 0) return true;
   isNewChain_ = present.chain().isNull();
-  chain_ = isNewChain_ ? created_.addChain(bucket, {stored, present[0]}) : present.chain();
+  const pstRef<psObj> both[] = {stored, present[0]};
+  chain_ = isNewChain_ ? created_.addChain(bucket, both, 2) : present.chain();
   return !chain_.isNull() && (isNewChain_ || openForUpdate(chain_));
 }
 
@@ -98,22 +107,24 @@ void SlotRemoval::carryOut() {
 }
 
 bool BucketRemoval::plan(const pstHandle<psHashBucket>& bucket, bool holdsEntries) {
-  const BucketView view(bucket);
-  slots_ = view.slots();
-  for (int i = 0; i < slots_; ++i) {
-    const SlotView slot(view, i);
-    if (!slot.isOpen()) return false;
-    for (int k = 0; holdsEntries && k < slot.count(); ++k) {
-      const pstHandle<psObj> entry(slot[k]);
-      if (!entry.isValid()) continue;
-      if (entry.open(pscUpdate) != 1) return false;
-      parts_.push_back(entry);
+  return guardMemory(false, [&] {
+    const BucketView view(bucket);
+    slots_ = view.slots();
+    for (int i = 0; i < slots_; ++i) {
+      const SlotView slot(view, i);
+      if (!slot.isOpen()) return false;
+      for (int k = 0; holdsEntries && k < slot.count(); ++k) {
+        const pstHandle<psObj> entry(slot[k]);
+        if (!entry.isValid()) continue;
+        if (entry.open(pscUpdate) != 1) return false;
+        parts_.push_back(entry);
+      }
+      if (slot.chain().isNull()) continue;
+      if (!openForUpdate(slot.chain())) return false;
+      parts_.emplace_back(slot.chain());
     }
-    if (slot.chain().isNull()) continue;
-    if (!openForUpdate(slot.chain())) return false;
-    parts_.emplace_back(slot.chain());
-  }
-  return view.isOpen() && bucket_.emplace(bucket).isOpen();
+    return view.isOpen() && bucket_.emplace(bucket).isOpen();
+  });
 }
 
 void BucketRemoval::carryOut() {

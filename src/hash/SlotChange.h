@@ -21,20 +21,19 @@ class Provisional {
   // A handle to a new object; null when the store did not create it.
   template <class T>
   pstHandle<T> add(T* created) {
-    pstHandle<T> object(created);
-    if (!object.isNull()) objects_.push_back(object);
-    return object;
+    const pstHandle<T> object(created);
+    return !object.isNull() && note(object) ? object : pstHandle<T>();
   }
   pstHandle<psContObj> add(const pstHandle<psContObj>& created) {
-    if (!created.isNull()) objects_.push_back(created);
-    return created;
+    return !created.isNull() && note(created) ? created : pstHandle<psContObj>();
   }
-  // A new chain of at least 2 entries, near the bucket. Null when the store does not create it.
-  pstHandle<psHashChain> addChain(const pstHandle<psHashBucket>& near, const std::vector<pstRef<psObj>>& entries);
+  // A new chain of n entries, at least 2, near the bucket. Null when the store does not create it.
+  pstHandle<psHashChain> addChain(const pstHandle<psHashBucket>& near, const pstRef<psObj>* entries, int n);
 
   void keep() { objects_.clear(); }
 
  private:
+  bool note(const pstHandle<psObj>& object);
   void discard();
 
   std::vector<pstHandle<psObj>> objects_;

@@ -10,6 +10,7 @@
 #include "hash/SlotChange.h"
 #include "hash/psHashMapKeyIterator.h"
 #include "hash/psHashMapValueIterator.h"
+#include "store/base/MemoryGuard.h"
 
 using ps::detail::CallbackProbe;
 using ps::detail::HandleProbe;
@@ -143,7 +144,7 @@ bool psHashMap::containsKey(const void* key) const { return !entry(key).isNull()
 
 bool psHashMap::containsValue(const pstHandle<psObj>& value) const {
   const std::unique_ptr<psCollectionIterator> it(valueIterator());
-  return it->goTo(value);
+  return it != nullptr && it->goTo(value);
 }
 
 pstRef<psObj> psHashMap::unbind(const pstHandle<psObj>& key) { return removedValue(*this, HandleProbe(key, *this)); }
@@ -161,17 +162,25 @@ bool psHashMap::remove(_jobject*& key, _jobject*& callee, JNIEnv_* env) { return
 void psHashMap::removeAllDeleted() {
   psHashSet::removeAllDeleted();
   const std::unique_ptr<psCollectionIterator> keys(keyIterator());
+  if (keys == nullptr) return;
   removeDeleted(*keys);
   const std::unique_ptr<psCollectionIterator> values(valueIterator());
-  removeDeleted(*values);
+  if (values != nullptr) removeDeleted(*values);
 }
 
-psCollectionIterator* psHashMap::iterator() const { return new psHashMapIterator(pstHandle<psHashMap>(this)); }
+psCollectionIterator* psHashMap::iterator() const {
+  return ps::detail::guardMemory<psCollectionIterator*>(
+      nullptr, [&] { return new psHashMapIterator(pstHandle<psHashMap>(this)); });
+}
 
-psCollectionIterator* psHashMap::keyIterator() const { return new psHashMapKeyIterator(pstHandle<psHashMap>(this)); }
+psCollectionIterator* psHashMap::keyIterator() const {
+  return ps::detail::guardMemory<psCollectionIterator*>(
+      nullptr, [&] { return new psHashMapKeyIterator(pstHandle<psHashMap>(this)); });
+}
 
 psCollectionIterator* psHashMap::valueIterator() const {
-  return new psHashMapValueIterator(pstHandle<psHashMap>(this));
+  return ps::detail::guardMemory<psCollectionIterator*>(
+      nullptr, [&] { return new psHashMapValueIterator(pstHandle<psHashMap>(this)); });
 }
 
 bool psHashMap::rehash(const pstHandle<psObj>& entry, unsigned int hash) {

@@ -14,6 +14,7 @@
 #include "hash/SlotChange.h"
 #include "hash/psHashIterator.h"
 #include "hash/psHashMap.h"
+#include "store/base/MemoryGuard.h"
 
 using ps::detail::BucketRange;
 using ps::detail::BucketRemoval;
@@ -159,7 +160,10 @@ bool psHashSet::remove(_jobject*& key, _jobject*& callee, JNIEnv_* env) {
   return ps::detail::removeMatch(*this, JavaProbe(key, callee, env));
 }
 
-psCollectionIterator* psHashSet::iterator() const { return new psHashIterator(pstHandle<psHashSet>(this)); }
+psCollectionIterator* psHashSet::iterator() const {
+  return ps::detail::guardMemory<psCollectionIterator*>(nullptr,
+                                                        [&] { return new psHashIterator(pstHandle<psHashSet>(this)); });
+}
 
 bool psHashSet::isEmpty() const {
   bool isEmpty = true;

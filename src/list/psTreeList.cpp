@@ -1,12 +1,14 @@
 #include "list/psTreeList.h"
 
 #include <algorithm>
+#include <memory>
 #include <optional>
 #include <utility>
 
 #include "core/KeyWalk.h"
 #include "core/RawKey.h"
 #include "list/psTreeListIterator.h"
+#include "store/base/MemoryGuard.h"
 #include "tree/ElementChange.h"
 #include "tree/ElementCounts.h"
 #include "tree/NodeLinks.h"
@@ -152,8 +154,10 @@ bool psTreeList::contains(const pstHandle<psObj>& element) const {
 pstRef<psObj> psTreeList::get(const void*) const { return pstRef<psObj>(); }
 
 psCollectionIterator* psTreeList::iterator() const {
-  pstHandle<psTreeList> self(this);
-  return new psTreeListIterator(self);
+  return ps::detail::guardMemory<psCollectionIterator*>(nullptr, [&] {
+    pstHandle<psTreeList> self(this);
+    return new psTreeListIterator(self);
+  });
 }
 
 bool psTreeList::remove(const pstHandle<psObj>& element) {
@@ -187,18 +191,18 @@ int psTreeList::addLast(const pstHandle<psObj>& element) {
 
 int psTreeList::removeRange(int from, int to) {
   if (from < 0 || to < from) return 0;
-  pstHandle<psTreeList> self(this);
-  psTreeListIterator it(self);
-  it.goToIndex(to, pscNoLock);
+  const std::unique_ptr<psCollectionIterator> it(iterator());
+  if (it == nullptr) return 0;
+  it->goToIndex(to, pscNoLock);
   for (int i = to; i >= from; --i) {
-    if (it.remove() != 1) return 0;
+    if (it->remove() != 1) return 0;
   }
   return 1;
 }
 
 int psTreeList::set(int index, const pstHandle<psObj>& element) {
-  pstHandle<psTreeList> self(this);
-  psTreeListIterator it(self);
-  it.goToIndex(index, pscNoLock);
-  return it.set(element);
+  const std::unique_ptr<psCollectionIterator> it(iterator());
+  if (it == nullptr) return 0;
+  it->goToIndex(index, pscNoLock);
+  return it->set(element);
 }

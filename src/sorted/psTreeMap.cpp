@@ -7,6 +7,7 @@
 #include "core/KeyWalk.h"
 #include "sorted/psTreeMapKeyIterator.h"
 #include "sorted/psTreeMapValueIterator.h"
+#include "store/base/MemoryGuard.h"
 #include "tree/ElementChange.h"
 #include "tree/InsertionSearch.h"
 #include "tree/NodeAccess.h"
@@ -104,11 +105,12 @@ pstRef<psObj> psTreeMap::get(const pstHandle<psObj>& key) const {
 
 bool psTreeMap::containsValue(const pstHandle<psObj>& value) const {
   const std::unique_ptr<psCollectionIterator> it(valueIterator());
-  for (;;) {
+  while (it != nullptr) {
     const pstRef<psObj> stored = it->next(pscNoLock);
     if (stored.isNull()) return false;
     if (stored == value) return true;
   }
+  return false;
 }
 
 bool psTreeMap::add(const pstHandle<psObj>& element) {
@@ -132,19 +134,23 @@ int psTreeMap::append(const pstRef<psObj>* keys, const pstRef<psObj>* values, in
 }
 
 psCollectionIterator* psTreeMap::iterator() const {
-  pstHandle<psTreeMap> self(this);
-  return new psTreeMapKeyIterator(self);
+  return ps::detail::guardMemory<psCollectionIterator*>(nullptr, [&] {
+    pstHandle<psTreeMap> self(this);
+    return new psTreeMapKeyIterator(self);
+  });
 }
 
 psCollectionIterator* psTreeMap::valueIterator() const {
-  pstHandle<psTreeMap> self(this);
-  return new psTreeMapValueIterator(self);
+  return ps::detail::guardMemory<psCollectionIterator*>(nullptr, [&] {
+    pstHandle<psTreeMap> self(this);
+    return new psTreeMapValueIterator(self);
+  });
 }
 
 void psTreeMap::removeAllDeleted() {
   psTreeSet::removeAllDeleted();
   const std::unique_ptr<psCollectionIterator> it(valueIterator());
-  removeDeleted(*it);
+  if (it != nullptr) removeDeleted(*it);
 }
 
 int psTreeMap::full(int where) { return psTreeSet::full(where); }

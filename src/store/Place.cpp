@@ -1,6 +1,7 @@
 #include "store/Place.h"
 
 #include "store/base/IdParts.h"
+#include "store/base/MemoryGuard.h"
 #include "store/base/psError.h"
 #include "store/session/SessionCore.h"
 
@@ -52,12 +53,14 @@ Place Place::of(const pstHandle<psObj>& objectOrContainer) {
 }
 
 std::vector<pstHandle<psContObj>> Place::containers() const {
-  SessionCore* const session = isNull() ? nullptr : reading();
-  std::vector<psId> parts;
-  if (session == nullptr || !session->places().partsOf(first_.oid(), parts)) return {};
-  // A container that has not become a place counts as one.
-  if (parts.empty() && first_.isValid()) parts.push_back(first_.oid());
-  return std::vector<pstHandle<psContObj>>(parts.begin(), parts.end());
+  return detail::guardMemory(std::vector<pstHandle<psContObj>>(), [&]() -> std::vector<pstHandle<psContObj>> {
+    SessionCore* const session = isNull() ? nullptr : reading();
+    std::vector<psId> parts;
+    if (session == nullptr || !session->places().partsOf(first_.oid(), parts)) return {};
+    // A container that has not become a place counts as one.
+    if (parts.empty() && first_.isValid()) parts.push_back(first_.oid());
+    return std::vector<pstHandle<psContObj>>(parts.begin(), parts.end());
+  });
 }
 
 std::int64_t Place::count() const {

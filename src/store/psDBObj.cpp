@@ -1,11 +1,13 @@
 #include "store/psDBObj.h"
 
 #include "store/base/IdText.h"
+#include "store/base/MemoryGuard.h"
 #include "store/base/NothingThrown.h"
 #include "store/session/FailedCreation.h"
 #include "store/session/SessionCore.h"
 
 using ps::detail::CatalogEntry;
+using ps::detail::guardMemory;
 using ps::detail::SessionCore;
 
 namespace {
@@ -14,9 +16,11 @@ CatalogEntry* createIn(const psId& federation) {
   SessionCore* const session = SessionCore::updating("creating a database");
   if (session == nullptr) return nullptr;
   if (federation == ps::detail::Catalog::federationId()) return session->directory().createDatabase();
-  session->fail(psErrorKind::usage,
-                "a database is created in the federation, not in " + ps::detail::textOf(federation));
-  return nullptr;
+  return guardMemory<CatalogEntry*>(nullptr, [&] {
+    session->fail(psErrorKind::usage,
+                  "a database is created in the federation, not in " + ps::detail::textOf(federation));
+    return nullptr;
+  });
 }
 
 }  // namespace
@@ -24,7 +28,10 @@ CatalogEntry* createIn(const psId& federation) {
 void* psDBObj::operator new(std::size_t, const pstHandle<psFDObj>& federation) noexcept {
   const ps::detail::NothingThrown here;
   CatalogEntry* const entry = createIn(federation);
-  return ps::detail::noteCreation(entry != nullptr ? entry->object : nullptr);
+  // The address stays readable when the constructor takes the database back, so that the handle that is made from it is
+  // null.
+  const bool isKept = entry != nullptr && SessionCore::current()->keep(entry->object);
+  return ps::detail::noteCreation(isKept ? entry->object : nullptr);
 }
 
 psDBObj::psDBObj(const char* name, unsigned int, unsigned int, const char*, const char*, unsigned int, unsigned short) {
@@ -36,9 +43,7 @@ psDBObj::psDBObj(const char* name, unsigned int, unsigned int, const char*, cons
   if (hasName ? session->directory().nameDatabase(*entry, name)
               : session->fail(psErrorKind::usage, "a database needs a name"))
     return;
-  // The address stays readable, so that the handle that this constructor's caller makes from it is null.
-  session->keep(this);
-  session->catalog().dropDatabase(*entry);
+  if (!guardMemory(false, [&] { return session->catalog().dropDatabase(*entry); })) return;
   entry->frame->pageId = psId();
   ps::detail::noteCreation(nullptr);
 }

@@ -1,6 +1,7 @@
 #include "store/psHandleBase.h"
 
 #include "store/base/IdText.h"
+#include "store/base/MemoryGuard.h"
 #include "store/base/psError.h"
 #include "store/session/FailedCreation.h"
 #include "store/session/SessionCore.h"
@@ -19,8 +20,10 @@ bool isMisfit(const psObj* object) {
   const std::uint32_t type = ps::detail::headerOf(object)->type & ~ps::detail::namedFlag;
   const ps::detail::ClassInfo* const info = session != nullptr ? session->objects().classOf(type) : nullptr;
   if (info == nullptr || PS_LIKELY(ps::detail::isOfClass(*info, object)) || object->psGetTypeN() != type) return false;
-  session->fail(psErrorKind::unknownClass,
-                ps::detail::textOf(object->psOid()) + ": " + ps::detail::complaintAbout(*info, object));
+  ps::detail::guardMemory(false, [&] {
+    return session->fail(psErrorKind::unknownClass,
+                         ps::detail::textOf(object->psOid()) + ": " + ps::detail::complaintAbout(*info, object));
+  });
   psThrowException(pehSessionDataGetFunction());
   return true;
 }

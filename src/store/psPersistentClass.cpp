@@ -1,6 +1,7 @@
 #include "store/psPersistentClass.h"
 
 #include "store/base/NothingThrown.h"
+#include "store/base/PerThread.h"
 #include "store/session/FailedCreation.h"
 #include "store/session/SessionCore.h"
 
@@ -17,7 +18,7 @@ void* pstNewObj(unsigned int typeN, std::size_t size, const psObj* near) noexcep
 }
 
 const pstSessionData* pstSessionDataGetFunction() noexcept {
-  thread_local pstSessionData data;
+  pstSessionData& data = ps::detail::PerThread<pstSessionData>::get();
   const SessionCore* const session = SessionCore::current();
   const psId placement = session != nullptr ? session->defaultPlacement : psId();
   if (data.defaultPlacement != placement) data.defaultPlacement = pstHandle<psObj>(placement);

@@ -2,12 +2,14 @@
 
 #include <algorithm>
 #include <cstdlib>
+#include <new>
 #include <optional>
 #include <tuple>
 #include <utility>
 #include <vector>
 
 #include "store/base/FiledName.h"
+#include "store/base/MemoryGuard.h"
 #include "store/base/StoreError.h"
 #include "store/base/psError.h"
 #include "store/catalog/Catalog.h"
@@ -19,6 +21,8 @@ using ps::detail::Catalog;
 using ps::detail::CatalogEntry;
 using ps::detail::Directory;
 using ps::detail::filedName;
+using ps::detail::guardMemory;
+using ps::detail::guardMemoryQuietly;
 using ps::detail::NameIndex;
 using ps::detail::SessionCore;
 using Lookup = ps::detail::Engine::Lookup;
@@ -32,8 +36,10 @@ int result(bool done) {
 }
 
 bool refuse(const char* message) {
-  ps::detail::signalStoreError({psErrorKind::usage, message});
-  return false;
+  return guardMemoryQuietly(false, [message] {
+    ps::detail::signalStoreError({psErrorKind::usage, message});
+    return false;
+  });
 }
 
 // Whether the session is open, and on this thread.
@@ -56,9 +62,7 @@ class Called {
 
   // The same, if it is in a transaction. what is the name of the refused operation.
   SessionCore* reading(const char* what) const {
-    if (core_ == nullptr || core_->mode() != pscNoOpen) return core_;
-    core_->fail(psErrorKind::usage, std::string(what) + " outside a transaction; call psSession::begin first");
-    return nullptr;
+    return core_ != nullptr && (core_->mode() != pscNoOpen || core_->isReadyFor(what)) ? core_ : nullptr;
   }
   // The same, if it is in an update transaction.
   SessionCore* updating(const char* what) const { return core_ != nullptr ? SessionCore::updating(what) : nullptr; }
@@ -79,8 +83,8 @@ psSession::~psSession() {
 
 int psSession::open(const std::string& path, const psSessionOptions& options) {
   if (core_ != nullptr && !core_->hasEnded()) return result(refuse("the session is already open; close it first"));
-  auto core = std::make_shared<SessionCore>();
-  if (!core->open(path, options)) return result(false);
+  auto core = guardMemoryQuietly(std::shared_ptr<SessionCore>(), [] { return std::make_shared<SessionCore>(); });
+  if (core == nullptr || !core->open(path, options)) return result(false);
   core_ = std::move(core);
   return 1;
 }
@@ -183,7 +187,7 @@ template <class Change>
 int changeNames(SessionCore* core, const char* what, const Change& change) {
   const Called called(core);
   SessionCore* const session = called.updating(what);
-  return result(session != nullptr && change(session->directory()));
+  return result(session != nullptr && guardMemoryQuietly(false, [&] { return change(session->directory()); }));
 }
 
 }  // namespace
@@ -241,19 +245,26 @@ bool precedes(const psFiling& a, const psFiling& b) {
   return std::tie(a.kind, a.number, a.text) < std::tie(b.kind, b.number, b.text);
 }
 
+bool listNames(Directory& directory, const psId& scope, const char* prefix, std::vector<psFiling>& filings) {
+  std::vector<NameIndex::Filed> filed;
+  if (!directory.listFiled(scope, filedName(prefix), filed)) return false;
+  for (const NameIndex::Filed& found : filed) {
+    if (!ps::detail::isFiledInternally(found.name)) filings.push_back(filingOf(found));
+  }
+  std::sort(filings.begin(), filings.end(), &precedes);
+  return true;
+}
+
 }  // namespace
 
 int psSession::names(const pstHandle<psObj>& scope, const FilingVisitor& visit, const char* prefix) {
   const Called called(core_.get());
   SessionCore* const session = called.reading("listing names");
-  std::vector<NameIndex::Filed> filed;
-  if (session == nullptr || !session->directory().listFiled(scope.oid(), filedName(prefix), filed))
-    return result(false);
   std::vector<psFiling> filings;
-  for (const NameIndex::Filed& found : filed) {
-    if (!ps::detail::isFiledInternally(found.name)) filings.push_back(filingOf(found));
-  }
-  std::sort(filings.begin(), filings.end(), &precedes);
+  const bool isRead = session != nullptr && guardMemoryQuietly(false, [&] {
+                        return listNames(session->directory(), scope.oid(), prefix, filings);
+                      });
+  if (!isRead) return result(false);
   static_cast<void>(std::all_of(filings.begin(), filings.end(), visit));
   return 1;
 }
@@ -265,17 +276,19 @@ int psSession::upgrade(const UpgradeProgress& progress) {
 
 int psSession::backup(const std::string& path, const BackupProgress& progress) {
   const Called session(core_.get());
-  return result(session && ps::detail::backup(*core_, path, progress));
+  return result(session && guardMemoryQuietly(false, [&] { return ps::detail::backup(*core_, path, progress); }));
 }
 
 int psSession::salvage(const std::string& from, const std::string& path, psSalvageReport& report,
                        const BackupProgress& progress) {
-  return result(ps::detail::salvage(from, path, report, progress));
+  return result(guardMemoryQuietly(false, [&] { return ps::detail::salvage(from, path, report, progress); }));
 }
 
 int psSession::readers(std::vector<psReader>& found) const {
   const Called session(core_.get());
-  return result(session && (session->engine().readers(found) || session->fail(session->engine().error())));
+  return result(session && guardMemoryQuietly(false, [&] {
+                  return session->engine().readers(found) || session->fail(session->engine().error());
+                }));
 }
 
 void psSession::watchReaders(double seconds, std::uint64_t pinnedBytes, ReaderCallback callback) {
@@ -283,7 +296,13 @@ void psSession::watchReaders(double seconds, std::uint64_t pinnedBytes, ReaderCa
   if (session) session->longReaders().watch(seconds, pinnedBytes, std::move(callback));
 }
 
-std::string psSession::lastError() const { return pehSessionDataGetFunction()->text(); }
+std::string psSession::lastError() const {
+  try {
+    return pehSessionDataGetFunction()->text();
+  } catch (const std::bad_alloc&) {
+    return ps::detail::shortMemoryText;
+  }
+}
 
 psErrorKind psSession::lastErrorKind() const { return pehSessionDataGetFunction()->kind(); }
 

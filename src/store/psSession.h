@@ -46,6 +46,9 @@ class SessionCore;
 // Every operation that returns int returns 1 for success and 0 for failure. lastError() then says what failed, where,
 // and what to do about it. With throwErrors(true) the failure is also thrown as a psException.
 //
+// Lack of memory is such a failure, of kind psErrorKind::memory. It makes an update void: then only abort is of use,
+// which needs no memory.
+//
 //   psSession session;
 //   if (session.open("words.ps") != 1 || session.begin(pscUpdate) != 1) return complain(session.lastError());
 //   pstHandle<psDBObj> words = session.database("words");

@@ -2,10 +2,12 @@
 
 #include <cstdarg>
 #include <cstdio>
+#include <new>
 #include <utility>
 #include <vector>
 
 #include "store/base/IdText.h"
+#include "store/base/StoreError.h"
 
 namespace {
 
@@ -25,10 +27,15 @@ void psSignal(psErrorLevel level, const psError& error, const pstHandle<psObj>* 
   pehSessionData* const context = pehSessionDataGetFunction();
   std::va_list arguments;
   va_start(arguments, object);
-  std::string text = formatted(error.text, arguments);
+  std::string text;
+  try {
+    text = formatted(error.text, arguments);
+    if (error.number != psteStore.number && *context->operation != '\0')
+      text = std::string(context->operation) + ": " + text;
+    if (object != nullptr) text = ps::detail::textOf(object->oid()) + ": " + text;
+  } catch (const std::bad_alloc&) {
+    text = ps::detail::shortMemoryText;
+  }
   va_end(arguments);
-  if (error.number != psteStore.number && *context->operation != '\0')
-    text = std::string(context->operation) + ": " + text;
-  if (object != nullptr) text = ps::detail::textOf(object->oid()) + ": " + text;
   context->record(level, error.number, error.kind, std::move(text));
 }

@@ -2,6 +2,7 @@
 
 #include "store/base/FiledName.h"
 #include "store/base/IdParts.h"
+#include "store/base/MemoryGuard.h"
 #include "store/base/psError.h"
 #include "store/cache/TypeRegistry.h"
 #include "store/psContObj.h"
@@ -60,19 +61,30 @@ int lookUp(unsigned int typeN, pstHandle<psObj>& result, const pstHandle<psObj>&
   return 1;
 }
 
+bool makeFiled(const char* name, std::string& filed) {
+  return ps::detail::guardMemory(false, [&] {
+    filed = ps::detail::filedName(name);
+    return true;
+  });
+}
+
 }  // namespace
 
 int pstNameObj(const pstHandle<psObj>& object, const pstHandle<psObj>& scope, const char* name) {
   SessionCore* const session = SessionCore::updating("naming an object");
+  std::string filed;
   const bool done =
-      session != nullptr && session->directory().file(object.oid(), scope.oid(), ps::detail::filedName(name));
+      session != nullptr && makeFiled(name, filed) && session->directory().file(object.oid(), scope.oid(), filed);
   if (!done) psThrowException(pehSessionDataGetFunction());
   return done ? 1 : 0;
 }
 
 int pstLookupObj(unsigned int typeN, pstHandle<psObj>& result, const pstHandle<psObj>& scope, const char* name,
                  psMode mode) {
-  return lookUp(typeN, result, scope, ps::detail::filedName(name), mode);
+  std::string filed;
+  if (makeFiled(name, filed)) return lookUp(typeN, result, scope, filed, mode);
+  result = pstHandle<psObj>();
+  return 0;
 }
 
 int pstLookupObj(unsigned int typeN, pstHandle<psObj>& result, const pstHandle<psObj>& scope, const psKey& key,

@@ -4,11 +4,13 @@
 #include <cstdlib>
 #include <cstring>
 
+#include "store/base/MemoryGuard.h"
 #include "store/base/StoreError.h"
 #include "store/psSignal.h"
 #include "store/session/SessionCore.h"
 
 using ps::detail::Frame;
+using ps::detail::guardMemory;
 using ps::detail::headerOf;
 using ps::detail::ObjectHeader;
 using ps::detail::SessionCore;
@@ -67,28 +69,32 @@ void* const povDummyArrayPtr = dummyElement;
 int pstIsStorePers(const void* address) { return ps::detail::isInArena(address) ? 1 : 0; }
 
 int pstNewVArray(void* array, unsigned int n, unsigned int elementSize) {
-  const std::uint64_t bytes = std::uint64_t{n} * elementSize;
-  SessionCore* const session = SessionCore::updating("creating an array");
-  if (session == nullptr || !isAddressable(bytes) || !session->objects().changePageOf(array)) return 0;
-  return n == 0 ? 1 : replaceStorage(*session, array, bytes, nullptr, 0);
+  return guardMemory(0, [&] {
+    const std::uint64_t bytes = std::uint64_t{n} * elementSize;
+    SessionCore* const session = SessionCore::updating("creating an array");
+    if (session == nullptr || !isAddressable(bytes) || !session->objects().changePageOf(array)) return 0;
+    return n == 0 ? 1 : replaceStorage(*session, array, bytes, nullptr, 0);
+  });
 }
 
 int pstResizeVArray(void* array, unsigned int n, unsigned int elementSize) {
-  const std::uint64_t bytes = std::uint64_t{n} * elementSize;
-  SessionCore* const session = SessionCore::updating("resizing an array");
-  if (session == nullptr || !isAddressable(bytes) || !session->objects().changePageOf(array)) return 0;
-  if (n == 0) {
-    pstDeleteVArray(array);
-    return 1;
-  }
-  const psId id = storageOf(array);
-  void* const storage = id.isNull() ? nullptr : session->objects().storage(id);
-  if (storage == nullptr) return id.isNull() ? replaceStorage(*session, array, bytes, nullptr, 0) : 0;
-  if (!session->objects().changePageOf(storage)) return 0;
-  ObjectHeader& header = *headerOf(storage);
-  ps::detail::Page& page = *ps::detail::frameOfObject(storage)->page;
-  if (ps::detail::PageCache::resizeInPlace(page, header, static_cast<std::uint32_t>(bytes))) return 1;
-  return replaceStorage(*session, array, bytes, storage, header.size);
+  return guardMemory(0, [&] {
+    const std::uint64_t bytes = std::uint64_t{n} * elementSize;
+    SessionCore* const session = SessionCore::updating("resizing an array");
+    if (session == nullptr || !isAddressable(bytes) || !session->objects().changePageOf(array)) return 0;
+    if (n == 0) {
+      pstDeleteVArray(array);
+      return 1;
+    }
+    const psId id = storageOf(array);
+    void* const storage = id.isNull() ? nullptr : session->objects().storage(id);
+    if (storage == nullptr) return id.isNull() ? replaceStorage(*session, array, bytes, nullptr, 0) : 0;
+    if (!session->objects().changePageOf(storage)) return 0;
+    ObjectHeader& header = *headerOf(storage);
+    ps::detail::Page& page = *ps::detail::frameOfObject(storage)->page;
+    if (ps::detail::PageCache::resizeInPlace(page, header, static_cast<std::uint32_t>(bytes))) return 1;
+    return replaceStorage(*session, array, bytes, storage, header.size);
+  });
 }
 
 int pstResizeHeapVArray(void* array, unsigned int oldN, unsigned int newN, unsigned int elementSize) {
@@ -145,21 +151,26 @@ void pstFree(void* memory) { std::free(memory); }
 namespace ps::detail {
 
 int provideRows(void* array, unsigned int n, Rows rows) {
-  const std::uint64_t bytes = std::uint64_t{n} * sizeof(psId);
-  SessionCore* const session = SessionCore::updating("updating an array");
-  if (session == nullptr || n == 0 || bytes > largestWithRows) return 0;
-  const psId id = storageOf(array);
-  void* const storage = id.isNull() ? nullptr : session->objects().storage(id);
-  if (storage == nullptr && !id.isNull()) return 0;
-  const std::uint32_t kept =
-      storage != nullptr ? std::min(headerOf(storage)->size, static_cast<std::uint32_t>(bytes)) : 0;
-  return replaceStorage(*session, array, bytes, storage, kept, rows);
+  return guardMemory(0, [&] {
+    const std::uint64_t bytes = std::uint64_t{n} * sizeof(psId);
+    SessionCore* const session = SessionCore::updating("updating an array");
+    if (session == nullptr || n == 0 || bytes > largestWithRows) return 0;
+    const psId id = storageOf(array);
+    void* const storage = id.isNull() ? nullptr : session->objects().storage(id);
+    if (storage == nullptr && !id.isNull()) return 0;
+    const std::uint32_t kept =
+        storage != nullptr ? std::min(headerOf(storage)->size, static_cast<std::uint32_t>(bytes)) : 0;
+    return replaceStorage(*session, array, bytes, storage, kept, rows);
+  });
 }
 
 void nameElements(void* array, const Structure& elements) {
   const psId id = storageOf(array);
   if (!isResidentForUpdate(id)) return;
-  PageCache::describeElements(residentStorage(id), elements);
+  guardMemory(false, [&] {
+    PageCache::describeElements(residentStorage(id), elements);
+    return true;
+  });
 }
 
 void signalArrayBound(unsigned int size, unsigned int index) {

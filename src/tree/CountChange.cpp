@@ -1,5 +1,6 @@
 #include "tree/CountChange.h"
 
+#include "store/base/MemoryGuard.h"
 #include "tree/NodeLinks.h"
 
 namespace ps::detail {
@@ -17,24 +18,26 @@ bool keepsNumber(const pstRef<psUnsortedArray>& array, const psId& entry, int ex
 }  // namespace
 
 bool CountChange::plan(const psBTree& node, psId entry, const ElementCount& number, int sign, const TreePath& path) {
-  if (number == 0) return true;
-  std::size_t levels = 0;
-  for (pstHandle<psBTree> above = node.parent(); !above.isNull(); above = above->parent()) {
-    if (!isReadable(above)) return false;
-    const pstRef<psUnsortedArray>& array = NodeAccess::elements(*above);
-    const int expected = path.entryAbove(++levels);
-    if (!keepsNumber(array, entry, expected)) {
-      entry = ArrayView(array)[0].oid();
-      continue;
+  return guardMemory(false, [&] {
+    if (number == 0) return true;
+    std::size_t levels = 0;
+    for (pstHandle<psBTree> above = node.parent(); !above.isNull(); above = above->parent()) {
+      if (!isReadable(above)) return false;
+      const pstRef<psUnsortedArray>& array = NodeAccess::elements(*above);
+      const int expected = path.entryAbove(++levels);
+      if (!keepsNumber(array, entry, expected)) {
+        entry = ArrayView(array)[0].oid();
+        continue;
+      }
+      Ancestor& ancestor = ancestors_.emplace_front(array);
+      if (!ancestor.entries.isOpen()) return false;
+      ancestor.index = ancestor.entries.findNode(entry, expected);
+      if (ancestor.index < 0) return false;
+      ancestor.difference = number ? ElementCount(*number * sign) : std::nullopt;
+      entry = ancestor.entries[0].oid();
     }
-    Ancestor& ancestor = ancestors_.emplace_front(array);
-    if (!ancestor.entries.isOpen()) return false;
-    ancestor.index = ancestor.entries.findNode(entry, expected);
-    if (ancestor.index < 0) return false;
-    ancestor.difference = number ? ElementCount(*number * sign) : std::nullopt;
-    entry = ancestor.entries[0].oid();
-  }
-  return true;
+    return true;
+  });
 }
 
 void CountChange::carryOut() {

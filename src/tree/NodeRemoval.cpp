@@ -1,5 +1,6 @@
 #include "tree/NodeRemoval.h"
 
+#include "store/base/MemoryGuard.h"
 #include "tree/NodeLinks.h"
 
 namespace ps::detail {
@@ -18,21 +19,25 @@ void deleteOpened(pstHandle<psObj>& object) {
 NodeRemoval::Change::Change(const psBTree& node) : entries(NodeAccess::elements(node)) {}
 
 NodeRemoval::Change* NodeRemoval::changeOf(const psBTree& node, const psId& entry) {
-  Change& change = changes_.emplace_back(node);
-  if (!change.entries.isOpen()) return nullptr;
-  change.index = change.entries.find(entry);
-  return change.index >= 0 ? &change : nullptr;
+  return guardMemory<Change*>(nullptr, [&]() -> Change* {
+    Change& change = changes_.emplace_front(node);
+    if (!change.entries.isOpen()) return nullptr;
+    change.index = change.entries.find(entry);
+    return change.index >= 0 ? &change : nullptr;
+  });
 }
 
 bool NodeRemoval::planDeletion(const pstHandle<psBTree>& node) {
-  Doomed& doomed = doomed_.emplace_back();
-  doomed.node = node;
-  if (!openForDeletion(doomed.node)) return false;
-  doomed.elements = NodeAccess::elements(*doomed.node);
-  doomed.values = doomed.node->values();
-  return openForDeletion(doomed.elements) && openForDeletion(doomed.values) &&
-         containers_.secureContainerOf(doomed.node) && containers_.secureContainerOf(doomed.elements) &&
-         containers_.secureContainerOf(doomed.values);
+  return guardMemory(false, [&] {
+    Doomed& doomed = doomed_.emplace_back();
+    doomed.node = node;
+    if (!openForDeletion(doomed.node)) return false;
+    doomed.elements = NodeAccess::elements(*doomed.node);
+    doomed.values = doomed.node->values();
+    return openForDeletion(doomed.elements) && openForDeletion(doomed.values) &&
+           containers_.secureContainerOf(doomed.node) && containers_.secureContainerOf(doomed.elements) &&
+           containers_.secureContainerOf(doomed.values);
+  });
 }
 
 bool NodeRemoval::planRemoval(pstHandle<psBTree> node, const psId& entry) {

@@ -1,7 +1,8 @@
 #pragma once
 
-#include <deque>
+#include <forward_list>
 #include <optional>
+#include <vector>
 
 #include "arrays/ArrayEdit.h"
 #include "core/Containers.h"
@@ -62,9 +63,9 @@ class NodeRemoval {
   // The change of the entry in the node's array; null when it is not there or the array cannot be opened.
   Change* changeOf(const psBTree& node, const psId& entry);
 
-  std::deque<Change> changes_;
+  std::forward_list<Change> changes_;
   CountChange counts_;
-  std::deque<Doomed> doomed_;
+  std::vector<Doomed> doomed_;
   ContainerRelease containers_;
 };
 

@@ -1,17 +1,20 @@
 #include "tree/OpenChildren.h"
 
+#include "store/base/MemoryGuard.h"
 #include "tree/NodeKind.h"
 #include "tree/NodeLinks.h"
 
 namespace ps::detail {
 
 bool OpenChildren::open(const psBTree& node, const NodeEdit& entries, int begin, int end) {
-  begin_ = begin;
-  for (int i = begin; !entries.isLeaf() && i < end; ++i) {
-    const pstHandle<psBTree>& child = children_.emplace_back(childAt(entries[i], node));
-    if (child.isNull() || child.open(pscUpdate) != 1) return false;
-  }
-  return true;
+  return guardMemory(false, [&] {
+    begin_ = begin;
+    for (int i = begin; !entries.isLeaf() && i < end; ++i) {
+      const pstHandle<psBTree>& child = children_.emplace_back(childAt(entries[i], node));
+      if (child.isNull() || child.open(pscUpdate) != 1) return false;
+    }
+    return true;
+  });
 }
 
 void OpenChildren::giveTo(const pstHandle<psBTree>& parent, int begin, int end) const {

@@ -3,6 +3,7 @@
 #include <algorithm>
 #include <memory>
 
+#include "store/base/MemoryGuard.h"
 #include "store/session/SessionCore.h"
 #include "tree/InsertionSearch.h"
 #include "tree/NewNode.h"
@@ -14,7 +15,7 @@ namespace ps::detail {
 bool TreeAppender::open() {
   if (!levels_.empty() && openedAt_ == changeStamp()) return true;
   levels_.clear();
-  if (openAnew()) return true;
+  if (guardMemory(false, [&] { return openAnew(); })) return true;
   levels_.clear();
   return false;
 }
@@ -23,7 +24,7 @@ bool TreeAppender::openAnew() {
   pstHandle<psBTree> node = root_;
   for (;;) {
     if (!isReadable(node)) return false;
-    const NodeEdit& entries = levels_.emplace_back(node).entries;
+    const NodeEdit& entries = levels_.emplace_back(std::make_unique<Level>(node))->entries;
     if (!entries.isOpen() || entries.count() == 0) return false;
     if (entries.isLeaf()) break;
     node = childAt(entries[entries.count() - 1], *node);
@@ -34,7 +35,7 @@ bool TreeAppender::openAnew() {
 
 void TreeAppender::countOneMore(std::size_t levels) {
   for (std::size_t i = 0; i < levels; ++i) {
-    NodeEdit& entries = levels_[i].entries;
+    NodeEdit& entries = levels_[i]->entries;
     entries.changeElementsBelow(entries.count() - 1, 1);
   }
 }
@@ -49,28 +50,31 @@ bool TreeAppender::append(const pstRef<psObj>& element, const pstRef<psObj>& val
 
 bool TreeAppender::appendLeaf(const pstRef<psObj>& element, const pstRef<psObj>& value,
                               const Abbreviation& abbreviation) {
-  std::size_t stays = levels_.size() - 1;  // levels whose last node stays the last one
-  while (stays > 0 && levels_[stays - 1].entries.isFull()) --stays;
-  if (stays == 0) {
-    const int kept = levels_.front().entries.count() - 1;
+  return guardMemory(false, [&] {
+    std::size_t stays = levels_.size() - 1;  // levels whose last node stays the last one
+    while (stays > 0 && levels_[stays - 1]->entries.isFull()) --stays;
+    if (stays == 0) {
+      const int kept = levels_.front()->entries.count() - 1;
+      levels_.clear();
+      return splitRoot(*root_, kept) == 1 && append(element, value, abbreviation);
+    }
+    const pstHandle<psTreeAdmin> admin = administratorOf(*root_);
+    if (admin.isNull()) return false;
+    std::vector<std::unique_ptr<NewNode>> made;
+    for (std::size_t level = stays; level < levels_.size(); ++level) {
+      const pstHandle<psBTree>& parent = level == stays ? levels_[level - 1]->node : made.back()->node();
+      const pstHandle<psBTree> above = parent;
+      made.push_back(std::make_unique<NewNode>(*NodeKind::below(*root_)));
+      if (!made.back()->create(admin, *above, levels_[level]->entries)) return false;
+    }
+    made.back()->take(element, value, abbreviation);
+    for (std::size_t i = made.size() - 1; i > 0; --i) made[i - 1]->take(*made[i]);
+    countOneMore(stays - 1);
+    NodeEdit& siblings = levels_[stays - 1]->entries;
+    made.front()->insertInto(siblings, siblings.count());
     levels_.clear();
-    return splitRoot(*root_, kept) == 1 && append(element, value, abbreviation);
-  }
-  const pstHandle<psTreeAdmin> admin = administratorOf(*root_);
-  if (admin.isNull()) return false;
-  std::deque<NewNode> made;
-  for (std::size_t level = stays; level < levels_.size(); ++level) {
-    const pstHandle<psBTree>& parent = level == stays ? levels_[level - 1].node : made.back().node();
-    const pstHandle<psBTree> above = parent;
-    if (!made.emplace_back(*NodeKind::below(*root_)).create(admin, *above, levels_[level].entries)) return false;
-  }
-  made.back().take(element, value, abbreviation);
-  for (std::size_t i = made.size() - 1; i > 0; --i) made[i - 1].take(made[i]);
-  countOneMore(stays - 1);
-  NodeEdit& siblings = levels_[stays - 1].entries;
-  made.front().insertInto(siblings, siblings.count());
-  levels_.clear();
-  return true;
+    return true;
+  });
 }
 
 bool TreeAppender::appendInOrder(KeyProbe& probe, const pstRef<psObj>& element, const pstRef<psObj>& value) {
@@ -97,7 +101,7 @@ bool TreeAppender::appendBehind(KeyProbe& probe, const pstRef<psObj>& element, c
 }
 
 bool TreeAppender::isCurrent() const {
-  return std::all_of(levels_.begin(), levels_.end(), [](const Level& level) { return level.entries.isCurrent(); });
+  return std::all_of(levels_.begin(), levels_.end(), [](const auto& level) { return level->entries.isCurrent(); });
 }
 
 void TreeAppender::restart(psBTree& root) {
@@ -116,7 +120,10 @@ bool TreeAppender::appendSingly(psBTree& root, KeyProbe& probe, const pstRef<psO
   const auto kept = std::static_pointer_cast<TreeAppender>(session->transient);
   const bool isInUse = kept.use_count() > 2;
   if (kept == nullptr || isInUse) {
-    session->transient = std::make_shared<TreeAppender>(root);
+    guardMemory(false, [&] {
+      session->transient = std::make_shared<TreeAppender>(root);
+      return true;
+    });
     return false;
   }
   if (kept->root_ != root.psOid() || kept->openedAt_ != changeStamp() || !kept->isCurrent()) {

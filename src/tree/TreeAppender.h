@@ -1,6 +1,7 @@
 #pragma once
 
-#include <deque>
+#include <memory>
+#include <vector>
 
 #include "core/KeyProbe.h"
 #include "tree/NodeEdit.h"
@@ -49,11 +50,11 @@ class TreeAppender {
   bool appendLeaf(const pstRef<psObj>& element, const pstRef<psObj>& value, const Abbreviation& abbreviation);
   // For as many levels from the root down as their last nodes stay.
   void countOneMore(std::size_t levels);
-  NodeEdit& leaf() { return levels_.back().entries; }
+  NodeEdit& leaf() { return levels_.back()->entries; }
 
   pstHandle<psBTree> root_;
-  std::deque<Level> levels_;  // the root's first
-  std::uint64_t openedAt_;    // or begun at
+  std::vector<std::unique_ptr<Level>> levels_;  // the root's first
+  std::uint64_t openedAt_;                      // or begun at
 };
 
 }  // namespace ps::detail

@@ -1,5 +1,6 @@
 #include "tree/TreeCursor.h"
 
+#include "store/base/MemoryGuard.h"
 #include "tree/TreeWalk.h"
 
 namespace ps::detail {
@@ -29,26 +30,34 @@ TreeCursor& TreeCursor::operator=(const TreeCursor& other) {
   return *this;
 }
 
-TreeWalk& TreeCursor::walk() {
-  if (walk_ == nullptr) walk_ = std::make_unique<TreeWalk>(tree_);
-  return *walk_;
+// False when there is no memory for a walk.
+bool TreeCursor::canWalk() {
+  return walk_ != nullptr || guardMemory(false, [&] {
+           walk_ = std::make_unique<TreeWalk>(tree_);
+           return true;
+         });
 }
 
-bool TreeCursor::toFirst(pstRef<psObj>& element) { return walk().goBeforeFirst() && walk_->stepForward(element); }
-bool TreeCursor::toLast(pstRef<psObj>& element) { return walk().goBehindLast() && walk_->stepBack(element); }
-bool TreeCursor::toIndex(int i, pstRef<psObj>& element) { return walk().goToPosition(i, element); }
-bool TreeCursor::forward(pstRef<psObj>& element) { return walk().stepForward(element); }
-bool TreeCursor::back(pstRef<psObj>& element) { return walk().stepBack(element); }
+bool TreeCursor::toFirst(pstRef<psObj>& element) {
+  return canWalk() && walk_->goBeforeFirst() && walk_->stepForward(element);
+}
+bool TreeCursor::toLast(pstRef<psObj>& element) {
+  return canWalk() && walk_->goBehindLast() && walk_->stepBack(element);
+}
+bool TreeCursor::toIndex(int i, pstRef<psObj>& element) { return canWalk() && walk_->goToPosition(i, element); }
+bool TreeCursor::forward(pstRef<psObj>& element) { return canWalk() && walk_->stepForward(element); }
+bool TreeCursor::back(pstRef<psObj>& element) { return canWalk() && walk_->stepBack(element); }
 
 template <class Key>
 bool TreeCursor::seekFrom(const Key& key, bool isForward, pstRef<psObj>& element) {
   const auto makeProbe = [&key](const psBTree& node) { return probeFor(key, node); };
-  return isForward ? walk().seekForward(makeProbe, element) : walk().seek(makeProbe, element);
+  if (!canWalk()) return false;
+  return isForward ? walk_->seekForward(makeProbe, element) : walk_->seek(makeProbe, element);
 }
 
 template <class Key>
 bool TreeCursor::findBy(const Key& key, pstRef<psObj>& element) {
-  if (!walk().goTo([&key](const psBTree& node) { return probeFor(key, node); })) return false;
+  if (!canWalk() || !walk_->goTo([&key](const psBTree& node) { return probeFor(key, node); })) return false;
   element = walk_->current(pscNoLock);
   return true;
 }

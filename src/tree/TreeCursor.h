@@ -49,7 +49,7 @@ class PS_API TreeCursor {
   bool remove();
 
  private:
-  PS_HIDDEN TreeWalk& walk();
+  PS_HIDDEN bool canWalk();
   template <class Key>
   PS_HIDDEN bool seekFrom(const Key& key, bool isForward, pstRef<psObj>& element);
   template <class Key>

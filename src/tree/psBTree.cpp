@@ -5,6 +5,7 @@
 
 #include "core/RefusalWatch.h"
 #include "core/psCollectionIterator.h"
+#include "store/base/MemoryGuard.h"
 #include "tree/Compaction.h"
 #include "tree/CountChange.h"
 #include "tree/ElementChange.h"
@@ -78,8 +79,10 @@ bool psBTree::contains(const void*) const { return false; }
 bool psBTree::contains(const pstHandle<psObj>& element) const { return findObject(*this, element).matched; }
 
 psCollectionIterator* psBTree::iterator() const {
-  pstHandle<psBTree> self(this);
-  return new psTreeIterator(self);
+  return ps::detail::guardMemory<psCollectionIterator*>(nullptr, [&] {
+    pstHandle<psBTree> self(this);
+    return new psTreeIterator(self);
+  });
 }
 
 bool psBTree::isEmpty() const {
@@ -170,6 +173,7 @@ pstRef<psObj> psBTree::first() const {
 
 int psBTree::indexOf(const pstHandle<psObj>& element, int from) const {
   const std::unique_ptr<psCollectionIterator> it(keyIterator());
+  if (it == nullptr) return -1;
   if (from > 0) it->goToIndex(from - 1, pscNoLock);
   if (!it->goTo(element)) return -1;
   const int index = it->currentIndex();
@@ -211,7 +215,7 @@ int psBTree::lastIndexOf(const pstHandle<psObj>& element, int to) const {
   const ps::detail::RefusalWatch watch;
   const std::unique_ptr<psCollectionIterator> it(keyIterator());
   int found = -1;
-  while (it->goTo(element)) {
+  while (it != nullptr && it->goTo(element)) {
     const int i = it->currentIndex();
     if (i <= found || i > to) break;
     found = i;

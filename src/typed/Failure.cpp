@@ -5,20 +5,51 @@
 #include <string>
 
 #include "store/base/IdText.h"
+#include "store/base/MemoryGuard.h"
+#include "store/base/StoreError.h"
 #include "store/pstHandle.h"
 #include "typed/Order.h"
 
 namespace ps::detail {
 
-void throwError(psErrorKind kind, const psId& id, const char* sentence) {
-  const std::string about = id.isNull() ? std::string() : textOf(id) + ": ";
-  throw Error(kind, id, about + sentence);
+namespace {
+
+// Its text is short when there is no memory.
+Error errorAbout(psErrorKind kind, const psId& id, const char* sentence) {
+  try {
+    const std::string about = id.isNull() ? std::string() : textOf(id) + ": ";
+    return {kind, id, about + sentence};
+  } catch (const std::bad_alloc&) {
+    return {psteStore.number, kind, id, shortMemoryText};
+  }
 }
+
+// Records what is being handled. Throws std::bad_alloc again, also when there is no memory for the text.
+void recordThrown() {
+  pehSessionData& context = *pehSessionDataGetFunction();
+  try {
+    throw;
+  } catch (const psException& error) {
+    context.record(pscError, error.number(), error.kind(), error.what());
+  } catch (const std::bad_alloc&) {
+    throw;
+  } catch (const std::exception& error) {
+    context.record(pscError, psteStore.number, psErrorKind::usage,
+                   std::string("a key of an order threw: ") + error.what());
+  } catch (...) {
+    context.record(pscError, psteStore.number, psErrorKind::usage,
+                   "a key of an order threw something that is no std::exception");
+  }
+}
+
+}  // namespace
+
+void throwError(psErrorKind kind, const psId& id, const char* sentence) { throw errorAbout(kind, id, sentence); }
 
 void throwRefused(const psId& id, const char* sentence) {
   const pehSessionData& signalled = *pehSessionDataGetFunction();
   if (signalled.kind() == psErrorKind::none) throwError(psErrorKind::denied, id, sentence);
-  throw Error(signalled.number(), signalled.kind(), id, signalled.text());
+  throw signalledError(signalled, id);
 }
 
 void throwNotOpen(const psId& id) {
@@ -27,21 +58,12 @@ void throwNotOpen(const psId& id) {
 }
 
 void noteRefusal() {
-  pehSessionData& context = *pehSessionDataGetFunction();
   try {
-    throw;
-  } catch (const psException& error) {
-    context.record(pscError, error.number(), error.kind(), error.what());
+    recordThrown();
+    RefusalWatch::tellAll();
   } catch (const std::bad_alloc&) {
-    context.record(pscError, psteStore.number, psErrorKind::memory, "there is no memory for a key of an order");
-  } catch (const std::exception& error) {
-    context.record(pscError, psteStore.number, psErrorKind::usage,
-                   std::string("a key of an order threw: ") + error.what());
-  } catch (...) {
-    context.record(pscError, psteStore.number, psErrorKind::usage,
-                   "a key of an order threw something that is no std::exception");
+    noteLackOfMemory();
   }
-  RefusalWatch::tellAll();
 }
 
 void throwWithoutClass(const psId& id) {

@@ -22,7 +22,7 @@ void destroy(pstHandle<psObj> object) {
 
 void discardAndThrow(const pstHandle<psObj>& object) {
   const pehSessionData& signalled = *pehSessionDataGetFunction();
-  const Error error(signalled.number(), signalled.kind(), object.oid(), signalled.text());
+  const Error error = signalledError(signalled, object.oid());
   pstHandle<psObj> made(object);
   {
     const NothingThrown here;

@@ -14,6 +14,9 @@ struct StoreError {
   bool empty() const { return kind == psErrorKind::none; }
 };
 
+// The text of an error for which there is no memory. A std::string holds it without any.
+constexpr const char* shortMemoryText = "no memory left";
+
 // Signals the error in the calling thread's context, under the number of psteStore.
 void signalStoreError(const StoreError& error);
 

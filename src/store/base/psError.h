@@ -31,9 +31,11 @@ class PS_API pehSessionData {
   int number() const { return number_; }
   psErrorKind kind() const { return kind_; }
   psErrorLevel level() const { return level_; }
-  const std::string& text() const { return text_; }
+  const std::string& text() const;
 
   void record(psErrorLevel level, int number, psErrorKind kind, std::string text);
+  // Records an error of kind memory, with a text that needs none.
+  void recordLackOfMemory() noexcept;
   void clear();
 
   bool throws = false;  // whether psThrowException throws
@@ -45,6 +47,7 @@ class PS_API pehSessionData {
   psErrorKind kind_ = psErrorKind::none;
   psErrorLevel level_ = pscInformation;
   std::string text_;
+  bool lacksMemory_ = false;  // then the text is another one
   bool pending_ = false;
 };
 
@@ -78,6 +81,13 @@ class PS_API Error : public psException {
 };
 
 }  // namespace ps
+
+namespace ps::detail {
+
+// The last signalled error as an exception. Its text is short when there is no memory for a copy.
+Error signalledError(const pehSessionData& signalled, const psId& id) noexcept;
+
+}  // namespace ps::detail
 
 // The calling thread's error context; it exists without a session too. Never null.
 PS_API pehSessionData* pehSessionDataGetFunction();

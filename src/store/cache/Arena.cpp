@@ -4,6 +4,7 @@
 
 #include <algorithm>
 #include <new>
+#include <utility>
 
 #include "store/cache/Frame.h"
 
@@ -52,6 +53,7 @@ Arena& Arena::instance() {
 bool Arena::reserve() {
   const std::lock_guard<std::mutex> lock(mutex_);
   if (arenaSize != 0) return true;
+  provideNodes(1);
   for (unsigned order = largestRangeOrder; order >= smallestRangeOrder; --order) {
     const std::size_t bytes = unit << order;
     void* const range = reserveRange(bytes);
@@ -65,7 +67,7 @@ bool Arena::reserve() {
     frameTable = static_cast<Frame*>(tables);
     frameOfUnit = reinterpret_cast<std::uint32_t*>(frameTable + units);
     topOrder_ = order;
-    free_[order].insert(0);
+    insertFree(order, 0);
     arenaBegin = reinterpret_cast<std::uintptr_t>(range);
     arenaSize = bytes;
     return true;
@@ -76,6 +78,7 @@ bool Arena::reserve() {
 Frame* Arena::allocate(std::size_t size, std::size_t& granted) {
   const unsigned order = orderOf(size);
   const std::lock_guard<std::mutex> lock(mutex_);
+  provideFrame();
   char* const block = takeBlock(order);
   if (block == nullptr) return nullptr;
   granted = unit << order;
@@ -88,16 +91,39 @@ char* Arena::takeBlock(unsigned order) {
   unsigned from = order;
   while (from <= topOrder_ && free_[from].empty()) ++from;
   if (from > topOrder_) return nullptr;
+  provideNodes(from - order);
   const std::uint32_t block = *free_[from].begin();
-  free_[from].erase(free_[from].begin());
+  nodes_.push_back(free_[from].extract(free_[from].begin()));
+  ++used_;
   while (from > order) {
     --from;
-    free_[from].insert(block + (1U << from));
+    insertFree(from, block + (1U << from));
   }
   return reinterpret_cast<char*>(arenaBegin + std::uintptr_t{block} * unit);
 }
 
-Frame* Arena::takeFrame(char* image) {
+// Sees to it that so many blocks more than are in use can become free, and that one more can be taken.
+void Arena::provideNodes(std::size_t more) {
+  if (nodes_.capacity() < used_ + more + 1) nodes_.reserve(2 * (used_ + more + 1));
+  while (nodes_.size() < used_ + more) {
+    Blocks made{0};
+    nodes_.push_back(made.extract(made.begin()));
+  }
+}
+
+void Arena::insertFree(unsigned order, std::uint32_t block) noexcept {
+  Blocks::node_type node = std::move(nodes_.back());
+  nodes_.pop_back();
+  node.value() = block;
+  free_[order].insert(std::move(node));
+}
+
+// Sees to it that one more frame can be taken, and all can be released.
+void Arena::provideFrame() {
+  if (freeFrames_.capacity() <= framesUsed_) freeFrames_.reserve(2 * (std::size_t{framesUsed_} + 1));
+}
+
+Frame* Arena::takeFrame(char* image) noexcept {
   std::uint32_t index = 0;
   if (freeFrames_.empty()) {
     index = framesUsed_++;
@@ -112,15 +138,16 @@ Frame* Arena::takeFrame(char* image) {
 
 Frame* Arena::allocateFrame(char* image) {
   const std::lock_guard<std::mutex> lock(mutex_);
+  provideFrame();
   return takeFrame(image);
 }
 
-void Arena::releaseFrame(Frame* frame) {
+void Arena::releaseFrame(Frame* frame) noexcept {
   const std::lock_guard<std::mutex> lock(mutex_);
   freeFrames_.push_back(static_cast<std::uint32_t>(frame - frameTable));
 }
 
-void Arena::release(Frame* frame, std::size_t granted) {
+void Arena::release(Frame* frame, std::size_t granted) noexcept {
   std::uint32_t block = unitOf(frame->image);
   unsigned order = orderOf(granted);
   releaseFrame(frame);
@@ -133,7 +160,8 @@ void Arena::release(Frame* frame, std::size_t granted) {
     free_[order].erase(buddy);
     if (++order == returnOrder) giveBackMemory(block, order);
   }
-  free_[order].insert(block);
+  --used_;
+  insertFree(order, block);
 }
 
 void Arena::giveBackMemory(std::uint32_t block, unsigned order) {

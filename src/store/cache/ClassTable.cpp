@@ -227,12 +227,11 @@ const ObjectForm& ClassTable::findForm(const Key& key) {
     form.info = info;
   } else {
     // Not kept, since the class may still become known.
-    thread_local ObjectForm unknown;
-    unknown.refusal = {psErrorKind::unknownClass,
-                       "of class number " + std::to_string(key.type) +
-                           ", which this program does not register; link the library that defines it "
-                           "(PS_REGISTER_CLASS)"};
-    return unknown;
+    unknown_.refusal = {psErrorKind::unknownClass,
+                        "of class number " + std::to_string(key.type) +
+                            ", which this program does not register; link the library that defines it "
+                            "(PS_REGISTER_CLASS)"};
+    return unknown_;
   }
   last_ = &forms_.emplace(key, std::move(form)).first->second;
   lastKey_ = key;

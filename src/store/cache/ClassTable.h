@@ -97,6 +97,7 @@ class ClassTable {
   std::vector<std::unique_ptr<const NewLayout>> elements_;
   std::vector<std::unique_ptr<const LayoutChange>> changes_;
   std::unordered_map<Key, ObjectForm, KeyHash> forms_;
+  ObjectForm unknown_;  // of the class that was last asked about and is not known
   const ObjectForm* last_ = nullptr;
   Key lastKey_{};
   StoreError error_;

@@ -1,5 +1,7 @@
 #include "store/cache/Frame.h"
 
+#include <new>
+
 #include "store/cache/Page.h"
 
 namespace ps::detail {
@@ -16,20 +18,27 @@ ObjectNotes* findNotes(std::forward_list<ObjectNotes>& all, const psObj* object)
   return nullptr;
 }
 
+psId* provideNotes(const SessionHead& session, const psObj* object, std::size_t size) {
+  std::forward_list<ObjectNotes>& all = frameOfObject(object)->page->notes;
+  ObjectNotes* notes = findNotes(all, object);
+  if (notes == nullptr) notes = &all.emplace_front(ObjectNotes{object, 0, {}});
+  if (notes->stamp != session.noteStamp || notes->references.size() != size) {
+    notes->references.assign(size, psId());
+    notes->stamp = session.noteStamp;
+  }
+  return notes->references.data();
+}
+
 }  // namespace
 
 psId* notesBeside(const psObj* object, int count) {
   const SessionHead& session = *currentSession;
   if (session.readStamp == SessionHead::noStamp || !isInArena(object)) return nullptr;
-  std::forward_list<ObjectNotes>& all = frameOfObject(object)->page->notes;
-  ObjectNotes* notes = findNotes(all, object);
-  if (notes == nullptr) notes = &all.emplace_front(ObjectNotes{object, 0, {}});
-  const auto size = static_cast<std::size_t>(count);
-  if (notes->stamp != session.noteStamp || notes->references.size() != size) {
-    notes->stamp = session.noteStamp;
-    notes->references.assign(size, psId());
+  try {
+    return provideNotes(session, object, static_cast<std::size_t>(count));
+  } catch (const std::bad_alloc&) {
+    return nullptr;
   }
-  return notes->references.data();
 }
 
 bool mayNoteInRow(const void* storage) {

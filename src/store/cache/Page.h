@@ -71,6 +71,7 @@ struct Page {
   std::vector<std::uint64_t> checksums;  // of the stored record's chunks
   // In a checked build, the checksums of the objects when the image was last known to be right: slot, checksum.
   std::vector<std::pair<std::uint16_t, std::uint64_t>> objectChecksums;
+  bool hasObjectChecksums = false;
 
   std::vector<ForeignObject> foreign;
   std::map<std::uint16_t, DescribedStorage> describedStorage;  // by slot

@@ -3,6 +3,7 @@
 #include <algorithm>
 #include <cstdlib>
 #include <cstring>
+#include <memory>
 #include <new>
 #include <utility>
 
@@ -178,6 +179,23 @@ PageCache::Fetch PageCache::failWith(StoreError error) {
   return Fetch::unreadable;
 }
 
+// An image that is being filled, and is taken out of the cache again when that is not done to its end.
+class PageCache::FreshImage {
+ public:
+  FreshImage(PageCache& cache, Page& page) : cache_(cache), page_(&page) {}
+  FreshImage(const FreshImage&) = delete;
+  FreshImage& operator=(const FreshImage&) = delete;
+  ~FreshImage() {
+    if (page_ != nullptr) cache_.discard(*page_);
+  }
+
+  void keep() { page_ = nullptr; }
+
+ private:
+  PageCache& cache_;
+  Page* page_;
+};
+
 PageCache::Fetch PageCache::load(const psId& id, Page*& page) {
   if (id.get_page() == 0 || id.get_OC() == 0) return Fetch::absent;
   std::vector<std::uint64_t> checksums;
@@ -191,10 +209,12 @@ PageCache::Fetch PageCache::load(const psId& id, Page*& page) {
   }
   page = imageFor(id, contents_.nextSlot, contents_.objects.size(), bytesInMemory(contents_), slots);
   if (page == nullptr) return Fetch::unreadable;
+  FreshImage fresh(*this, *page);
   decodePage(contents_, slots, *page);
   link(*page);
   page->checksums = std::move(checksums);
   noteContents(*page);
+  fresh.keep();
   if (!spilled_.empty() && spilled_.count(id.bits()) != 0) change(*page);
   return Fetch::present;
 }
@@ -207,10 +227,12 @@ PageCache::Fetch PageCache::loadPartly(const psId& id, Page*& page) {
   std::size_t slots = 0;
   page = imageFor(pageOf(id), part_.nextSlot(), part_.objects(), part_.bytesInMemory(), slots);
   if (page == nullptr) return Fetch::unreadable;
+  FreshImage fresh(*this, *page);
   beginPage(part_.nextSlot(), slots, *page);
   page->objects = static_cast<std::uint32_t>(part_.objects());
   page->isPartial = true;
   page->checksums = {part_.checksum()};
+  fresh.keep();
   partOf_ = page;
   return Fetch::present;
 }
@@ -299,6 +321,10 @@ std::uint32_t PageCache::ticksFor(std::size_t bytes) const {
 // An image without content, in the tables; null when there is no memory for it.
 Page* PageCache::newImage(const psId& id, std::size_t bytes) {
   makeRoom(bytes);
+  // All that takes memory comes first.
+  auto made = std::make_unique<Page>();
+  if (resident_.capacity() == resident_.size()) resident_.reserve(2 * resident_.size() + 16);
+  changed_.reserve(resident_.capacity());
   std::size_t granted = 0;
   Frame* const frame = linkFor(id) != nullptr ? Arena::instance().allocate(bytes, granted) : nullptr;
   if (frame == nullptr) {
@@ -306,7 +332,7 @@ Page* PageCache::newImage(const psId& id, std::size_t bytes) {
               "there is no memory for " + pageText(id) + "; lower the session's cacheLimit or close handles"};
     return nullptr;
   }
-  auto* const page = new Page;
+  Page* const page = made.release();
   page->frame = frame;
   page->bytes = granted;
   page->residentIndex = resident_.size();
@@ -325,9 +351,9 @@ Page* PageCache::newImage(const psId& id, std::size_t bytes) {
 }
 
 void PageCache::change(Page& page) {
+  if (!page.changed) checkContents(page);
   page.frame->updateStamp = updateStamp_;
   if (page.changed) return;
-  checkContents(page);
   page.changed = true;
   page.changedIndex = changed_.size();
   changed_.push_back(&page);
@@ -567,12 +593,21 @@ void PageCache::discard(Page& page) {
   if (frame->pins == Frame::detached) releaseDetached(frame);
 }
 
+// Without memory for it, nothing is checked.
 void PageCache::noteContents(Page& page) const {
-  if (isChecked) page.objectChecksums = objectChecksums(page);
+  if (!isChecked) return;
+  page.hasObjectChecksums = false;
+  try {
+    page.objectChecksums = objectChecksums(page);
+    page.hasObjectChecksums = true;
+  } catch (const std::bad_alloc&) {
+    page.objectChecksums.clear();
+  }
 }
 
 void PageCache::checkContents(Page& page) const {
   if (!isChecked || page.changed || page.isPartial || page.frame->readStamp != readStamp_) return;
+  if (!page.hasObjectChecksums) return;
   auto now = objectChecksums(page);
   const auto difference =
       std::mismatch(now.begin(), now.end(), page.objectChecksums.begin(), page.objectChecksums.end());
@@ -586,7 +621,11 @@ void PageCache::checkContents(Page& page) const {
 
 void PageCache::checkContents() const {
   if (!isChecked) return;
-  for (Page* const page : resident_) checkContents(*page);
+  try {
+    for (Page* const page : resident_) checkContents(*page);
+  } catch (const std::bad_alloc&) {
+    return;
+  }
 }
 
 void PageCache::afterCommit() {
@@ -616,7 +655,16 @@ void PageCache::afterAbort(bool engineReads) {
   }
 }
 
+// False also when there is no memory for it.
 bool PageCache::restore(Page& page) {
+  try {
+    return readBack(page);
+  } catch (const std::bad_alloc&) {
+    return false;
+  }
+}
+
+bool PageCache::readBack(Page& page) {
   std::vector<std::uint64_t> checksums;
   if (readContents(page.frame->pageId, checksums) != Fetch::present || !restorePage(contents_, page)) return false;
   page.checksums = std::move(checksums);

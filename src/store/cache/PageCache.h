@@ -31,6 +31,9 @@ struct PageSequence {
 // images of at most 1/512 of the limit, as most are, it is not evicted within the last 256. A changed image leaves
 // memory only by being written into the engine's transaction. When it comes back it counts as changed again, so a write
 // after an update open is never lost.
+//
+// What brings something into memory, or writes, throws std::bad_alloc when there is none; the images that are there
+// stay whole. The end of a transaction needs no memory, nor does the destructor.
 class PageCache {
  public:
   static constexpr std::uint32_t highestPage = 65535;
@@ -98,6 +101,8 @@ class PageCache {
   const StoreError& error() const { return error_; }
 
  private:
+  class FreshImage;
+
   static constexpr std::uint32_t protectedTicks = 256;  // of the clock, SessionHead::loads
 
   PageLink* linkFor(const psId& id);
@@ -115,6 +120,7 @@ class PageCache {
   std::uint32_t freshPageNumber(PageSequence pages);
   Fetch revalidate(const psId& id, Page& page);
   bool restore(Page& page);
+  bool readBack(Page& page);
   bool write(Page& page);
   std::uint32_t ticksFor(std::size_t bytes) const;
   void makeRoom(std::size_t bytes);
@@ -141,8 +147,8 @@ class PageCache {
   std::vector<Page*> resident_;
   std::size_t hand_ = 0;
   std::uint64_t handSteps_ = 0;
-  std::uint64_t opensBefore_ = 0;  // the last load
-  std::vector<Page*> changed_;
+  std::uint64_t opensBefore_ = 0;              // the last load
+  std::vector<Page*> changed_;                 // with room for all that are resident
   StorageOrders orders_;                       // of pages that were written, to be carried out before the commit
   std::unordered_set<std::uint64_t> spilled_;  // changed pages that are in the engine's transaction but not in memory
 

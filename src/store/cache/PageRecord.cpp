@@ -432,6 +432,7 @@ bool decodeObject(const RecordedObject& object, std::size_t bytesBefore, Page& p
 void decodePage(const PageContents& contents, std::size_t slots, Page& page) {
   beginPage(contents.nextSlot, slots, page);
   forgetForms(page);
+  page.foreign.clear();
   page.objects = static_cast<std::uint32_t>(contents.objects.size());
   page.recordBytes = 0;
   page.packableBytes = 0;

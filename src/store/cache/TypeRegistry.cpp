@@ -98,8 +98,8 @@ void TypeRegistry::adoptInitial(unsigned int number, const unsigned char* initia
   const std::unique_lock<std::shared_mutex> lock(mutex_);
   ClassInfo* const info = known(number);
   if (info == nullptr || !info->initial.empty()) return;
-  info->initial.assign(reinterpret_cast<const char*>(initial), info->size);
   std::vector<bool> isCovered(info->size, false);
+  info->initial.assign(reinterpret_cast<const char*>(initial), info->size);
   std::fill_n(isCovered.begin(), sizeof(void*), true);
   for (const ClassLevel& level : info->levels) {
     for (const FieldShape& field : level.fields) std::fill_n(isCovered.begin() + field.offset, field.bytes(), true);
@@ -217,13 +217,12 @@ bool TypeRegistry::isKindOf(unsigned int number, unsigned int base) const {
 void TypeRegistry::initialize() {
   // A second caller waits until the classes are ready.
   const std::lock_guard<std::mutex> turn(initializing_);
-  std::vector<void (*)()> functions;
   {
     const std::unique_lock<std::shared_mutex> lock(mutex_);
     initialized_ = true;
-    functions.swap(waiting_);
   }
-  for (void (*const function)() : functions) function();
+  // From now on nothing is added to those that wait. When there is no memory for one, the next call goes on with it.
+  for (; ran_ < waiting_.size(); ++ran_) waiting_[ran_]();
 }
 
 void TypeRegistry::addInitializer(void (*function)()) {

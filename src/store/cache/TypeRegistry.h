@@ -127,6 +127,7 @@ class TypeRegistry {
   std::atomic<const Table*> table_{nullptr};
   std::vector<std::unique_ptr<Table>> tables_;  // the last one is in use; others may still be read
   std::vector<void (*)()> waiting_;
+  std::size_t ran_ = 0;  // of those
   bool initialized_ = false;
   std::string conflict_;
   std::map<unsigned int, std::vector<Conversion>> conversions_;  // by class, each class's by version

@@ -1,6 +1,7 @@
 #include "store/catalog/Catalog.h"
 
 #include <algorithm>
+#include <memory>
 
 #include "store/base/IdParts.h"
 #include "store/base/IdText.h"
@@ -116,19 +117,29 @@ Catalog::Lookup Catalog::read(const psId& id, CatalogEntry*& entry) {
     return failReading({psErrorKind::damaged, "the record of " + textOf(id) + " is damaged: it does not match its " +
                                                   "checksum, or contradicts itself; restore the store from a backup"});
   }
-  CatalogEntry* const made = CatalogEntry::create(probe.header.type, id);
-  if (made == nullptr) return failReading({psErrorKind::memory, "there is no memory for " + textOf(id)});
-  made->decode(key, record);
+  CatalogEntry* const made = create(probe.header.type, id);
+  if (made == nullptr) return failReading(error());
   made->stored = true;
-  entry = add(made);
+  made->decode(key, record);
+  made->frame->readStamp = readStamp_;
+  entry = made;
   return Lookup::found;
 }
 
-CatalogEntry* Catalog::add(CatalogEntry* entry) {
-  entry->frame->session = session_;
-  entry->frame->readStamp = readStamp_;
-  entries_[tableKey(entry->id())] = entry;
-  return entry;
+// A new entry in the tables, which is looked up in the store at its next use unless it becomes current. Null, with the
+// reason, when there is no memory for it.
+CatalogEntry* Catalog::create(std::uint32_t type, const psId& id) {
+  if (changed_.capacity() <= entries_.size()) changed_.reserve(2 * entries_.size() + 16);
+  const auto retireEntry = [](CatalogEntry* entry) { CatalogEntry::retire(entry); };
+  std::unique_ptr<CatalogEntry, decltype(retireEntry)> made(CatalogEntry::create(type, id), retireEntry);
+  if (made == nullptr) {
+    fail(psErrorKind::memory, "there is no memory for " + textOf(id));
+    return nullptr;
+  }
+  made->frame->session = session_;
+  made->frame->readStamp = 1;
+  entries_[tableKey(id)] = made.get();
+  return made.release();
 }
 
 void Catalog::change(CatalogEntry& entry) {
@@ -139,14 +150,20 @@ void Catalog::change(CatalogEntry& entry) {
   changed_.push_back(&entry);
 }
 
+// What the running transaction has created is current.
+void Catalog::changeCreated(CatalogEntry& entry) {
+  entry.created = true;
+  entry.frame->readStamp = readStamp_;
+  change(entry);
+}
+
 CatalogEntry* Catalog::createFederation(std::string_view format, std::uint32_t pageSize) {
-  CatalogEntry* const entry = CatalogEntry::create(classOf(federationId()), federationId());
+  CatalogEntry* const entry = create(classOf(federationId()), federationId());
   if (entry == nullptr) return nullptr;
+  changeCreated(*entry);
   entry->name = format;
   entry->pageSize = pageSize;
-  entry->created = true;
-  change(*entry);
-  return add(entry);
+  return entry;
 }
 
 // Whether a number is taken. A damaged entry takes it too.
@@ -213,18 +230,12 @@ CatalogEntry* Catalog::createDatabase() {
                   "the store already holds 65,534 databases; delete one, or place containers in those that exist");
   if (number == 0) return nullptr;
   const psId id(static_cast<unsigned short>(number), 0, 0, 0);
-  CatalogEntry* const entry = CatalogEntry::create(classOf(id), id);
-  if (entry == nullptr) {
-    fail(psErrorKind::memory, "there is no memory for " + textOf(id));
-    return nullptr;
-  }
-  WholeChange whole(*engine_);
-  entry->created = true;
+  CatalogEntry* const entry = create(classOf(id), id);
+  if (entry == nullptr) return nullptr;
+  changeCreated(*entry);
+  change(*federation);
   federation->nextNumber = std::max(federation->nextNumber, number + 1);
   ++federation->live;
-  change(*federation);
-  add(entry);
-  whole.done();
   return entry;
 }
 
@@ -276,25 +287,19 @@ CatalogEntry* Catalog::createContainer(CatalogEntry& database, std::string_view 
            "database \"" + database.name + "\" already has a container with number " + std::to_string(number));
     return nullptr;
   }
-  CatalogEntry* const entry = CatalogEntry::create(type, id);
-  if (entry == nullptr) {
-    fail(psErrorKind::memory, "there is no memory for " + textOf(id));
-    return nullptr;
-  }
+  CatalogEntry* const entry = create(type, id);
+  if (entry == nullptr) return nullptr;
+  changeCreated(*entry);
   WholeChange whole(*engine_);
   const StoreKey key = StoreKey::containerName(db, name);
   if (!name.empty() && !engine_->put(key, numberValue(key, number))) {
     fail(engine_->error());
-    CatalogEntry::retire(entry);
     return nullptr;
   }
   entry->name = name;
-  entry->created = true;
-  change(*entry);
+  change(database);
   database.nextNumber = std::max(database.nextNumber, number + 1);
   ++database.live;
-  change(database);
-  add(entry);
   whole.done();
   return entry;
 }
@@ -324,8 +329,8 @@ bool Catalog::dropContainer(CatalogEntry& container) {
   if (container.stored && !engine_->erase(recordKey(id))) return fail(engine_->error());
   if (!erasePrefix(StoreKey::pagesOf(id.get_DB(), id.get_OC()))) return false;
   if (database != nullptr) {
-    --database->live;
     change(*database);
+    --database->live;
   }
   retire(container);
   return whole.done();
@@ -340,8 +345,8 @@ bool Catalog::dropDatabase(CatalogEntry& database) {
   if (!database.name.empty() && !engine_->erase(StoreKey::databaseName(database.name))) return fail(engine_->error());
   if (database.stored && !engine_->erase(recordKey(id))) return fail(engine_->error());
   if (federation != nullptr) {
-    --federation->live;
     change(*federation);
+    --federation->live;
   }
   retire(database);
   return whole.done();
@@ -412,16 +417,17 @@ void Catalog::afterCommit() {
 // Changed entries are read again when they are next asked for; those that handles have pinned keep their address.
 void Catalog::afterAbort() {
   takenNumbers_ = 0;
-  for (CatalogEntry* const entry : std::vector<CatalogEntry*>(changed_)) {
-    if (entry->created || entry->frame->pins == 0) {
-      retire(*entry);
+  while (!changed_.empty()) {
+    CatalogEntry& entry = *changed_.back();
+    if (entry.created || entry.frame->pins == 0) {
+      retire(entry);
       continue;
     }
-    entry->changed = false;
-    entry->frame->readStamp = 1;
-    entry->frame->updateStamp = 0;
+    changed_.pop_back();
+    entry.changed = false;
+    entry.frame->readStamp = 1;
+    entry.frame->updateStamp = 0;
   }
-  changed_.clear();
 }
 
 }  // namespace ps::detail

@@ -16,6 +16,9 @@ namespace ps::detail {
 //
 // What cannot be read is never taken for absent: look-ups return which it was, and callers must tell the two apart. A
 // change that has begun in the engine and fails makes the transaction void.
+//
+// What is made or read throws std::bad_alloc when there is no memory; the entries that are there stay whole. The end of
+// a transaction needs none.
 class Catalog {
  public:
   using Lookup = Engine::Lookup;
@@ -77,7 +80,8 @@ class Catalog {
   static std::uint32_t tableKey(const psId& id) { return std::uint32_t{id.get_DB()} << 16 | id.get_OC(); }
 
   Lookup read(const psId& id, CatalogEntry*& entry);
-  CatalogEntry* add(CatalogEntry* entry);
+  CatalogEntry* create(std::uint32_t type, const psId& id);
+  void changeCreated(CatalogEntry& entry);
   Lookup isTaken(const psId& id);
   std::uint32_t freshNumber(const CatalogEntry& scope, std::uint32_t highest, const std::string& whenNone);
   Lookup named(std::string_view key, const psId& scope, std::string_view name, const std::string& what,
@@ -94,9 +98,9 @@ class Catalog {
   std::uint64_t readStamp_ = 0;
   std::uint64_t updateStamp_ = SessionHead::noStamp;
   std::unordered_map<std::uint32_t, CatalogEntry*> entries_;  // by database and container number; 0 is the federation
-  std::vector<CatalogEntry*> changed_;
-  std::string numberedStem_;        // of lowestFreeNumber, at its last call
-  std::uint32_t takenNumbers_ = 0;  // that so many from 0 on are taken is known
+  std::vector<CatalogEntry*> changed_;                        // with room for all entries
+  std::string numberedStem_;                                  // of lowestFreeNumber, at its last call
+  std::uint32_t takenNumbers_ = 0;                            // that so many from 0 on are taken is known
   StoreError error_;
   bool couldNotRead_ = false;
 };

@@ -35,22 +35,27 @@ class EntryPool {
 
   void release(void* entry) {
     const std::lock_guard<std::mutex> lock(mutex_);
-    free_.push_back(entry);
+    free_.push_back(entry);  // for which grow has made room
   }
 
  private:
   bool grow() {
+    constexpr std::size_t blockSize = std::size_t{64} << 10;
+    constexpr std::size_t more = blockSize / sizeof(CatalogEntry);
+    if (free_.capacity() < all_ + more) free_.reserve(2 * (all_ + more));
     std::size_t granted = 0;
-    const Frame* const block = Arena::instance().allocate(std::size_t{64} << 10, granted);
+    const Frame* const block = Arena::instance().allocate(blockSize, granted);
     if (block == nullptr) return false;
-    for (std::size_t i = granted / sizeof(CatalogEntry); i > 0; --i) {
+    all_ += more;
+    for (std::size_t i = more; i > 0; --i) {
       free_.push_back(block->image + (i - 1) * sizeof(CatalogEntry));
     }
     return true;
   }
 
   std::mutex mutex_;
-  std::vector<void*> free_;
+  std::size_t all_ = 0;      // entries
+  std::vector<void*> free_;  // with room for all
 };
 
 struct StoredEntry {
@@ -66,7 +71,12 @@ CatalogEntry* CatalogEntry::create(std::uint32_t type, const psId& id) {
   void* const memory = EntryPool::instance().allocate();
   if (memory == nullptr) return nullptr;
   auto* const entry = ::new (memory) CatalogEntry{};
-  entry->frame = Arena::instance().allocateFrame(reinterpret_cast<char*>(static_cast<PagelessObject*>(entry)));
+  try {
+    entry->frame = Arena::instance().allocateFrame(reinterpret_cast<char*>(static_cast<PagelessObject*>(entry)));
+  } catch (const std::bad_alloc&) {
+    EntryPool::instance().release(memory);
+    return nullptr;
+  }
   entry->frame->pageId = pageOf(id);
   entry->header = {type, sizeof(void*), static_cast<std::uint32_t>(entry->frame - frameTable), id.get_slot(), 1};
   const ClassInfo* const info = TypeRegistry::instance().find(type);
@@ -105,12 +115,12 @@ bool CatalogEntry::decode(std::string_view key, std::string_view record) {
   const std::string_view payload = verifiedPayload(key, record, checksum);
   StoredEntry fields{};
   if (payload.size() < sizeof fields) return false;
+  name = payload.substr(sizeof fields);  // first, since it takes memory
   std::memcpy(&fields, payload.data(), sizeof fields);
   header.type = fields.type;
   nextNumber = fields.nextNumber;
   live = fields.live;
   pageSize = fields.pageSize;
-  name = payload.substr(sizeof fields);
   return true;
 }
 

@@ -30,7 +30,7 @@ struct CatalogEntry final : PagelessObject {
   psId id() const { return idAt(object); }
   psObj* asObject() { return reinterpret_cast<psObj*>(object); }
 
-  // A new entry of the class and identifier; null when the address range is used up.
+  // A new entry of the class and identifier; null when there is no memory or address range for it.
   static CatalogEntry* create(std::uint32_t type, const psId& id);
   // Takes the entry out of use. It is freed with its last pin, or at once when nothing pins it.
   static void retire(CatalogEntry* entry);

@@ -57,8 +57,10 @@ class Engine {
   virtual Commit commit() = 0;
   virtual void abort() = 0;
 
-  // Makes an open update transaction void, as a failed put does.
-  virtual void invalidate() noexcept = 0;
+  // Makes an open update transaction void, as a failed put does. The kind is that of its commit's error: conflict after
+  // a change of several steps that was begun and not ended, or memory, which is the reason also of what failed then.
+  // Needs no memory.
+  virtual void invalidate(psErrorKind kind = psErrorKind::conflict) noexcept = 0;
 
   // The pairs that the open transaction sees; 0 without one.
   virtual std::uint64_t entries() const = 0;
@@ -77,7 +79,10 @@ class Engine {
   const StoreError& error() const { return error_; }
 
  protected:
-  void fail(psErrorKind kind, std::string message) { error_ = {kind, std::move(message)}; }
+  void fail(psErrorKind kind, std::string message) {
+    error_.kind = kind;
+    error_.text = std::move(message);
+  }
 
  private:
   StoreError error_;

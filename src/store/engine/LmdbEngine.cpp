@@ -5,9 +5,11 @@
 
 #include <algorithm>
 #include <cstdlib>
+#include <new>
 #include <utility>
 
 #include "store/engine/LmdbCursor.h"
+#include "store/engine/LmdbErrors.h"
 
 namespace ps::detail {
 
@@ -149,7 +151,7 @@ Engine::Commit LmdbEngine::commit() {
     refuse(commitAction, {psErrorKind::usage, "no transaction is open. Begin one first"});
   }
   if (usable && state_ == State::voided) {
-    refuse(commitAction, {voidReason_.kind, "the transaction was void because " + voidReason_.text});
+    refuse(commitAction, {voidReason_.kind, "the transaction was void because " + voidText()});
   }
   const bool reading = state_ == State::reading;
   abort();
@@ -158,12 +160,24 @@ Engine::Commit LmdbEngine::commit() {
 
 Engine::Commit LmdbEngine::commitUpdate() {
   int code = 0;
-  const Commit outcome = environment_->commit(transaction_, code);
+  const Commit outcome = environment_->commit(transaction_, reader_, code);
   transaction_ = nullptr;
   state_ = State::idle;
   if (outcome == Commit::committed) {
     version_ += changed_ ? 1 : 0;
-  } else if (outcome == Commit::conflict) {
+    return outcome;
+  }
+  try {
+    explainCommit(outcome, code);
+  } catch (const std::bad_alloc&) {
+    // What the kind says must not be lost.
+    fail(outcome == Commit::conflict ? kindOf(code) : psErrorKind::outcomeUnknown, shortMemoryText);
+  }
+  return outcome;
+}
+
+void LmdbEngine::explainCommit(Commit outcome, int code) {
+  if (outcome == Commit::conflict) {
     refuse(commitAction, environment_->describe(code));
   } else {
     refuse(
@@ -172,7 +186,6 @@ Engine::Commit LmdbEngine::commitUpdate() {
          std::string("it is not known whether the transaction is in it, because the last write failed (") +
              mdb_strerror(code) + "). Close every session that this process has on the store, open it again and look"});
   }
-  return outcome;
 }
 
 void LmdbEngine::abort() {
@@ -184,10 +197,18 @@ void LmdbEngine::abort() {
   state_ = State::idle;
 }
 
-void LmdbEngine::invalidate() noexcept {
-  if (state_ != State::updating) return;
+void LmdbEngine::invalidate(psErrorKind kind) noexcept {
+  const bool isKnown = state_ == State::voided && kind != psErrorKind::memory;
+  if (isKnown || (state_ != State::updating && state_ != State::voided)) return;
   state_ = State::voided;
-  voidReason_ = {psErrorKind::conflict, "an earlier change of several steps failed"};
+  voidReason_.kind = kind;
+  voidReason_.text.clear();
+}
+
+std::string LmdbEngine::voidText() const {
+  if (!voidReason_.text.empty()) return voidReason_.text;
+  return voidReason_.kind == psErrorKind::memory ? "there was no memory left"
+                                                 : "an earlier change of several steps failed";
 }
 
 std::uint64_t LmdbEngine::entries() const {
@@ -220,7 +241,7 @@ bool LmdbEngine::isReadable(const char* action) {
   if (!isUsable(action)) return false;
   if (state_ == State::reading || state_ == State::updating) return true;
   if (state_ == State::idle) return refuse(action, {psErrorKind::usage, "no transaction is open. Begin one first"});
-  return refuse(action, {voidReason_.kind, "the transaction is void because " + voidReason_.text});
+  return refuse(action, {voidReason_.kind, "the transaction is void because " + voidText()});
 }
 
 bool LmdbEngine::isWritable(const char* action) {
@@ -236,7 +257,9 @@ StoreError LmdbEngine::describeKeyLimit(std::string_view key) const {
 
 bool LmdbEngine::voidTransaction(const char* action, const StoreError& reason) {
   state_ = State::voided;
-  voidReason_ = reason;
+  voidReason_.kind = reason.kind;
+  voidReason_.text.clear();
+  voidReason_.text = reason.text;
   return refuse(action, reason);
 }
 

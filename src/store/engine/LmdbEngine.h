@@ -34,7 +34,7 @@ class LmdbEngine final : public Engine {
   // usable.
   Commit commit() override;
   void abort() override;
-  void invalidate() noexcept override;
+  void invalidate(psErrorKind kind) noexcept override;
 
   std::uint64_t entries() const override;
   bool readers(std::vector<psReader>& found) override;
@@ -54,6 +54,8 @@ class LmdbEngine final : public Engine {
   StoreError describeKeyLimit(std::string_view key) const;
   bool voidTransaction(const char* action, const StoreError& reason);
   Commit commitUpdate();
+  void explainCommit(Commit outcome, int code);
+  std::string voidText() const;
 
   LmdbEnvironment::Handle environment_;
   const bool readOnly_;
@@ -66,7 +68,7 @@ class LmdbEngine final : public Engine {
   MDB_txn* reader_ = nullptr;       // kept between read transactions
   std::uint64_t version_ = 0;
   bool changed_ = false;   // LMDB counts a commit only when it changed something
-  StoreError voidReason_;  // why the transaction is void
+  StoreError voidReason_;  // why the transaction is void; without a text, the kind says it
 };
 
 }  // namespace ps::detail

@@ -244,8 +244,9 @@ bool LmdbEnvironment::locateMissing(const std::string& path, File& file, StoreEr
   const std::filesystem::path directory =
       std::filesystem::canonical(wanted.has_parent_path() ? wanted.parent_path() : std::filesystem::path("."), code);
   if (code) {
-    error = {psErrorKind::absent, "the directory '" + wanted.parent_path().string() + "' cannot be reached (" +
-                                      code.message() + "). Create it, or correct the path"};
+    error = {code == std::errc::not_enough_memory ? psErrorKind::memory : psErrorKind::absent,
+             "the directory '" + wanted.parent_path().string() + "' cannot be reached (" + code.message() +
+                 "). Create it, or correct the path"};
     return false;
   }
   file.path = (directory / wanted.filename()).string();
@@ -484,7 +485,7 @@ int LmdbEnvironment::beginUpdate(bool sync, int busyTimeout, MDB_txn*& transacti
   return 0;
 }
 
-Engine::Commit LmdbEnvironment::commit(MDB_txn* transaction, int& code) {
+Engine::Commit LmdbEnvironment::commit(MDB_txn* transaction, MDB_txn*& reader, int& code) {
   updater_.store(0, std::memory_order_relaxed);
   code = mdb_txn_commit(transaction);
   updateLock_->unlock();
@@ -496,9 +497,8 @@ Engine::Commit LmdbEnvironment::commit(MDB_txn* transaction, int& code) {
   }
   // LMDB writes the data, then the meta page that makes it valid. When only the latter fails, the page may or may not
   // have reached the file, and LMDB refuses every later transaction.
-  MDB_txn* probe = nullptr;
-  if (beginRead(probe) != 0) return Engine::Commit::unknown;
-  dropRead(probe);
+  if (beginRead(reader) != 0) return Engine::Commit::unknown;
+  endRead(reader);
   return Engine::Commit::conflict;
 }
 

@@ -78,8 +78,9 @@ class LmdbEnvironment {
   // update transaction: LMDB would then refuse everything until the file is opened again.
   int beginUpdate(bool sync, int busyTimeout, MDB_txn*& transaction);
 
-  // Ends an update transaction. The code is 0 exactly when the transaction is committed.
-  Engine::Commit commit(MDB_txn* transaction, int& code);
+  // Ends an update transaction. The code is 0 exactly when the transaction is committed. A kept read transaction, if
+  // there is one, tells without memory what became of a commit that failed.
+  Engine::Commit commit(MDB_txn* transaction, MDB_txn*& reader, int& code);
   void abort(MDB_txn* transaction) noexcept;
 
   // The read transactions that are open in all processes, the oldest first.

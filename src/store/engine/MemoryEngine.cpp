@@ -31,25 +31,27 @@ bool MemoryEngine::put(std::string_view key, std::string_view value) {
     return voidTransaction(psErrorKind::full, "a value of " + std::to_string(value.size()) +
                                                   " bytes exceeds the limit of " + std::to_string(maxValueSize()));
   }
-  std::string stored(value);  // first, since it may be a view of what is about to be replaced
-  const auto found = content_.find(key);
-  if (found == content_.end()) {
-    undo_.try_emplace(std::string(key));
-    content_.emplace(key, std::move(stored));
-  } else {
-    undo_.try_emplace(found->first, std::move(found->second));
-    found->second = std::move(stored);
-  }
+  // All that takes memory comes first. The value may be a view of what is about to be replaced.
+  Content made;
+  made.emplace(key, value);
+  remember(key);
+  content_.insert(made.extract(made.begin()));
   return true;
 }
 
 bool MemoryEngine::erase(std::string_view key) {
   if (!isWritable(key)) return false;
-  const auto found = content_.find(key);
-  if (found == content_.end()) return true;
-  undo_.try_emplace(found->first, std::move(found->second));
-  content_.erase(found);
+  if (content_.find(key) != content_.end()) remember(key);
   return true;
+}
+
+// Takes a pair out of the content, and keeps it if it is from before the transaction.
+void MemoryEngine::remember(std::string_view key) {
+  const auto [undone, isFirst] = undo_.try_emplace(std::string(key));
+  const auto found = content_.find(key);
+  if (found == content_.end()) return;
+  Content::node_type before = content_.extract(found);
+  if (isFirst) undone->second = std::move(before);
 }
 
 bool MemoryEngine::scan(std::string_view prefix, const Visitor& visitor) {
@@ -63,8 +65,11 @@ bool MemoryEngine::scan(std::string_view prefix, const Visitor& visitor) {
 
 Engine::Commit MemoryEngine::commit() {
   if (state_ == State::idle || state_ == State::voided) {
-    refuse(psErrorKind::usage, state_ == State::idle ? "no transaction is open. Begin one first"
-                                                     : "the transaction was void because an earlier change failed");
+    if (state_ == State::idle) {
+      refuse(psErrorKind::usage, "no transaction is open. Begin one first");
+    } else {
+      refuse(voidKind_, std::string("the transaction was void because ") + voidText());
+    }
     abort();
     return Commit::conflict;
   }
@@ -75,17 +80,22 @@ Engine::Commit MemoryEngine::commit() {
 
 void MemoryEngine::abort() {
   for (auto& [key, before] : undo_) {
-    if (before.has_value()) {
-      content_.insert_or_assign(key, std::move(*before));
-    } else {
-      content_.erase(key);
-    }
+    const auto changed = content_.find(key);
+    if (changed != content_.end()) content_.erase(changed);
+    if (!before.empty()) content_.insert(std::move(before));
   }
   end();
 }
 
-void MemoryEngine::invalidate() noexcept {
-  if (state_ == State::updating) state_ = State::voided;
+void MemoryEngine::invalidate(psErrorKind kind) noexcept {
+  const bool isKnown = state_ == State::voided && kind != psErrorKind::memory;
+  if (isKnown || (state_ != State::updating && state_ != State::voided)) return;
+  state_ = State::voided;
+  voidKind_ = kind;
+}
+
+const char* MemoryEngine::voidText() const {
+  return voidKind_ == psErrorKind::memory ? "there was no memory left" : "an earlier change failed";
 }
 
 // One transaction at a time has nobody to pin anything for.
@@ -106,9 +116,8 @@ bool MemoryEngine::refuse(psErrorKind kind, const std::string& reason) {
 
 bool MemoryEngine::isReadable() {
   if (state_ == State::reading || state_ == State::updating) return true;
-  return refuse(psErrorKind::usage, state_ == State::idle
-                                        ? "no transaction is open. Begin one first"
-                                        : "the transaction is void because an earlier change failed. Abort it");
+  if (state_ == State::idle) return refuse(psErrorKind::usage, "no transaction is open. Begin one first");
+  return refuse(voidKind_, std::string("the transaction is void because ") + voidText() + ". Abort it");
 }
 
 bool MemoryEngine::isWritable(std::string_view key) {
@@ -121,6 +130,7 @@ bool MemoryEngine::isWritable(std::string_view key) {
 
 bool MemoryEngine::voidTransaction(psErrorKind kind, const std::string& reason) {
   state_ = State::voided;
+  voidKind_ = psErrorKind::usage;
   return refuse(kind, reason);
 }
 

@@ -4,7 +4,6 @@
 #include <cstdint>
 #include <functional>
 #include <map>
-#include <optional>
 #include <string>
 #include <string_view>
 
@@ -26,7 +25,7 @@ class MemoryEngine final : public Engine {
   bool scan(std::string_view prefix, const Visitor& visitor) override;
   Commit commit() override;  // never unknown
   void abort() override;
-  void invalidate() noexcept override;
+  void invalidate(psErrorKind kind) noexcept override;
   std::uint64_t entries() const override { return content_.size(); }
   bool readers(std::vector<psReader>& found) override;
 
@@ -38,19 +37,25 @@ class MemoryEngine final : public Engine {
   enum class State { idle, reading, updating, voided };
 
   bool refuse(psErrorKind kind, const std::string& reason);
+  void remember(std::string_view key);
   bool isReadable();
   bool isWritable(std::string_view key);
   bool isKey(std::string_view key) const { return !key.empty() && key.size() <= maxKeySize(); }
   bool voidTransaction(psErrorKind kind, const std::string& reason);
   void end() noexcept;
+  const char* voidText() const;
 
   const bool readOnly_;
-  State state_ = State::idle;
-  std::uint64_t version_ = 0;
-  std::map<std::string, std::string, std::less<>> content_;
+  using Content = std::map<std::string, std::string, std::less<>>;
 
-  // The values before this transaction of the keys that it has changed; nullopt for keys that were absent.
-  std::map<std::string, std::optional<std::string>, std::less<>> undo_;
+  State state_ = State::idle;
+  psErrorKind voidKind_ = psErrorKind::usage;
+  std::uint64_t version_ = 0;
+  Content content_;
+
+  // The pairs before this transaction of the keys that it has changed; empty for keys that were absent. As nodes of the
+  // content they go back into it without memory.
+  std::map<std::string, Content::node_type, std::less<>> undo_;
 };
 
 }  // namespace ps::detail

@@ -3,6 +3,7 @@
 #include <algorithm>
 #include <cstring>
 #include <exception>
+#include <new>
 
 #include "store/schema/StoredNumber.h"
 #include "store/schema/psOldObject.h"
@@ -240,6 +241,8 @@ bool LayoutChange::runConversions(const char* old, char* now, std::string& compl
   try {
     for (const Conversion& conversion : conversions_) conversion.run(before, now, conversion.function);
     complaint = before.complaint();
+  } catch (const std::bad_alloc&) {
+    throw;  // not for lack of a rule: another time the object can be converted
   } catch (const std::exception& error) {
     complaint = std::string("its function threw: ") + error.what();
   } catch (...) {

@@ -3,6 +3,7 @@
 #include "store/base/FiledName.h"
 #include "store/base/IdParts.h"
 #include "store/base/IdText.h"
+#include "store/base/MemoryGuard.h"
 #include "store/session/SessionCore.h"
 
 namespace ps::detail {
@@ -20,7 +21,7 @@ bool Directory::failAsCatalog() {
 }
 
 Engine::Lookup Directory::find(const psId& id, CatalogEntry*& entry, bool* changed) {
-  return answer(session_.catalog().find(id, entry, changed));
+  return guardMemory(Engine::Lookup::failed, [&] { return answer(session_.catalog().find(id, entry, changed)); });
 }
 
 CatalogEntry* Directory::entry(const psId& id) {
@@ -35,21 +36,25 @@ Engine::Lookup Directory::findContainerOf(const psId& object, CatalogEntry*& ent
 CatalogEntry* Directory::containerOf(const psId& object) { return entry(ps::detail::containerOf(object)); }
 
 Engine::Lookup Directory::findDatabase(std::string_view name, CatalogEntry*& entry) {
-  entry = nullptr;
-  return isName(name, "a database") ? answer(session_.catalog().databaseNamed(name, entry)) : Engine::Lookup::failed;
+  return guardMemory(Engine::Lookup::failed, [&] {
+    entry = nullptr;
+    return isName(name, "a database") ? answer(session_.catalog().databaseNamed(name, entry)) : Engine::Lookup::failed;
+  });
 }
 
 Engine::Lookup Directory::findContainer(const psId& database, std::string_view name, CatalogEntry*& entry) {
-  CatalogEntry* in = nullptr;
-  entry = nullptr;
-  if (!isName(name, "a container")) return Engine::Lookup::failed;
-  if (database.get_DB() == 0) return Engine::Lookup::absent;
-  const Engine::Lookup found = find(databaseOf(database), in);
-  return found == Engine::Lookup::found ? answer(session_.catalog().containerNamed(*in, name, entry)) : found;
+  return guardMemory(Engine::Lookup::failed, [&] {
+    CatalogEntry* in = nullptr;
+    entry = nullptr;
+    if (!isName(name, "a container")) return Engine::Lookup::failed;
+    if (database.get_DB() == 0) return Engine::Lookup::absent;
+    const Engine::Lookup found = find(databaseOf(database), in);
+    return found == Engine::Lookup::found ? answer(session_.catalog().containerNamed(*in, name, entry)) : found;
+  });
 }
 
 bool Directory::membersOf(const CatalogEntry& scope, std::vector<psId>& members) {
-  return session_.catalog().membersOf(scope, members) || failAsCatalog();
+  return guardMemory(false, [&] { return session_.catalog().membersOf(scope, members) || failAsCatalog(); });
 }
 
 bool Directory::isName(std::string_view name, const char* whose) {
@@ -60,27 +65,33 @@ bool Directory::isName(std::string_view name, const char* whose) {
 
 CatalogEntry* Directory::createContainer(const psId& database, const char* name, std::uint32_t type,
                                          std::uint32_t number) {
-  CatalogEntry* in = nullptr;
-  if (database.get_DB() != 0 && find(databaseOf(database), in) == Engine::Lookup::failed) return nullptr;
-  if (in == nullptr) {
-    session_.fail(psErrorKind::usage, "a container needs a database to lie in, not " + textOf(database));
-    return nullptr;
-  }
-  const std::string_view text = name != nullptr ? name : "";
-  if (!isName(text, "a container")) return nullptr;
-  CatalogEntry* const made = session_.catalog().createContainer(*in, text, type, number);
-  if (made == nullptr) failAsCatalog();
-  return made;
+  return guardMemory<CatalogEntry*>(nullptr, [&]() -> CatalogEntry* {
+    CatalogEntry* in = nullptr;
+    if (database.get_DB() != 0 && find(databaseOf(database), in) == Engine::Lookup::failed) return nullptr;
+    if (in == nullptr) {
+      session_.fail(psErrorKind::usage, "a container needs a database to lie in, not " + textOf(database));
+      return nullptr;
+    }
+    const std::string_view text = name != nullptr ? name : "";
+    if (!isName(text, "a container")) return nullptr;
+    CatalogEntry* const made = session_.catalog().createContainer(*in, text, type, number);
+    if (made == nullptr) failAsCatalog();
+    return made;
+  });
 }
 
 CatalogEntry* Directory::createDatabase() {
-  CatalogEntry* const made = session_.catalog().createDatabase();
-  if (made == nullptr) failAsCatalog();
-  return made;
+  return guardMemory<CatalogEntry*>(nullptr, [&]() -> CatalogEntry* {
+    CatalogEntry* const made = session_.catalog().createDatabase();
+    if (made == nullptr) failAsCatalog();
+    return made;
+  });
 }
 
 bool Directory::nameDatabase(CatalogEntry& database, std::string_view name) {
-  return isName(name, "a database") && (session_.catalog().nameDatabase(database, name) || failAsCatalog());
+  return guardMemory(false, [&] {
+    return isName(name, "a database") && (session_.catalog().nameDatabase(database, name) || failAsCatalog());
+  });
 }
 
 CatalogEntry* Directory::databaseNamed(const char* name) {
@@ -95,12 +106,14 @@ CatalogEntry* Directory::databaseNamed(const char* name) {
 }
 
 bool Directory::remove(const psId& id) {
-  if (id.get_DB() == 0)
-    return session_.fail(psErrorKind::usage,
-                         "the federation cannot be deleted; delete its databases, or the store's file");
-  CatalogEntry* const found = entry(id);
-  if (found == nullptr) return false;
-  return id.get_OC() == 0 ? removeDatabase(*found) : removeContainer(*found);
+  return guardMemory(false, [&] {
+    if (id.get_DB() == 0)
+      return session_.fail(psErrorKind::usage,
+                           "the federation cannot be deleted; delete its databases, or the store's file");
+    CatalogEntry* const found = entry(id);
+    if (found == nullptr) return false;
+    return id.get_OC() == 0 ? removeDatabase(*found) : removeContainer(*found);
+  });
 }
 
 bool Directory::removeContainer(CatalogEntry& entry) { return forgetNames(entry.id()) && dropContainer(entry); }
@@ -133,14 +146,17 @@ bool Directory::removeDatabase(CatalogEntry& database) {
 }
 
 Engine::Lookup Directory::findNamed(const psId& scope, std::string_view filed, psId& object) {
-  NameIndex names(session_.engine());
-  const Engine::Lookup found = names.find(scope, filed, object);
-  if (found == Engine::Lookup::failed) session_.refuse(names.error());
-  // Names go with their objects.
-  if (found != Engine::Lookup::found || session_.objects().exists(object)) return found;
-  session_.refuse(psErrorKind::damaged, "\"" + textOfFiled(filed) + "\" in " + textOf(scope) + " leads to " +
-                                            textOf(object) + ", which does not exist; restore the store from a backup");
-  return Engine::Lookup::failed;
+  return guardMemory(Engine::Lookup::failed, [&] {
+    NameIndex names(session_.engine());
+    const Engine::Lookup found = names.find(scope, filed, object);
+    if (found == Engine::Lookup::failed) session_.refuse(names.error());
+    // Names go with their objects.
+    if (found != Engine::Lookup::found || session_.objects().exists(object)) return found;
+    session_.refuse(psErrorKind::damaged, "\"" + textOfFiled(filed) + "\" in " + textOf(scope) + " leads to " +
+                                              textOf(object) +
+                                              ", which does not exist; restore the store from a backup");
+    return Engine::Lookup::failed;
+  });
 }
 
 bool Directory::isFileable(std::string_view filed) {
@@ -172,41 +188,49 @@ bool Directory::failNotFiled(const psId& scope, std::string_view filed) {
 }
 
 bool Directory::file(const psId& object, const psId& scope, std::string_view filed) {
-  if (!isFileable(filed)) return false;
-  if (!session_.objects().exists(object))
-    return session_.fail(psErrorKind::absent, textOf(object) + " does not exist and so cannot be named");
-  if (!isScope(scope) || !markNamed(object) || !markNamed(scope)) return false;
-  NameIndex names(session_.engine());
-  return result(names.bind(object, scope, filed), names, scope, filed);
+  return guardMemory(false, [&] {
+    if (!isFileable(filed)) return false;
+    if (!session_.objects().exists(object))
+      return session_.fail(psErrorKind::absent, textOf(object) + " does not exist and so cannot be named");
+    if (!isScope(scope) || !markNamed(object) || !markNamed(scope)) return false;
+    NameIndex names(session_.engine());
+    return result(names.bind(object, scope, filed), names, scope, filed);
+  });
 }
 
 bool Directory::unfile(const psId& scope, std::string_view filed) {
-  if (!isFileable(filed)) return false;
-  NameIndex names(session_.engine());
-  switch (names.unbind(scope, filed)) {
-    case Engine::Lookup::found:
-      return true;
-    case Engine::Lookup::absent:
-      return failNotFiled(scope, filed);
-    default:
-      return session_.refuse(names.error()) != nullptr;
-  }
+  return guardMemory(false, [&] {
+    if (!isFileable(filed)) return false;
+    NameIndex names(session_.engine());
+    switch (names.unbind(scope, filed)) {
+      case Engine::Lookup::found:
+        return true;
+      case Engine::Lookup::absent:
+        return failNotFiled(scope, filed);
+      default:
+        return session_.refuse(names.error()) != nullptr;
+    }
+  });
 }
 
 bool Directory::refile(const psId& scope, std::string_view filed, const psId& newScope, std::string_view newlyFiled) {
-  if (!isFileable(filed) || !isFileable(newlyFiled)) return false;
-  psId object;
-  const Engine::Lookup found = findNamed(scope, filed, object);
-  if (found != Engine::Lookup::found) return found == Engine::Lookup::absent && failNotFiled(scope, filed);
-  if (!isScope(newScope) || !markNamed(newScope)) return false;
-  NameIndex names(session_.engine());
-  return result(names.rebind(object, scope, filed, newScope, newlyFiled), names, newScope, newlyFiled);
+  return guardMemory(false, [&] {
+    if (!isFileable(filed) || !isFileable(newlyFiled)) return false;
+    psId object;
+    const Engine::Lookup found = findNamed(scope, filed, object);
+    if (found != Engine::Lookup::found) return found == Engine::Lookup::absent && failNotFiled(scope, filed);
+    if (!isScope(newScope) || !markNamed(newScope)) return false;
+    NameIndex names(session_.engine());
+    return result(names.rebind(object, scope, filed, newScope, newlyFiled), names, newScope, newlyFiled);
+  });
 }
 
 bool Directory::listFiled(const psId& scope, std::string_view prefix, std::vector<NameIndex::Filed>& found) {
-  NameIndex names(session_.engine());
-  if (!isScope(scope)) return false;
-  return names.list(scope, prefix, found) || session_.refuse(names.error()) != nullptr;
+  return guardMemory(false, [&] {
+    NameIndex names(session_.engine());
+    if (!isScope(scope)) return false;
+    return names.list(scope, prefix, found) || session_.refuse(names.error()) != nullptr;
+  });
 }
 
 // Marks an object as one that has names or scopes them, so that its deletion looks for them. Containers and databases
@@ -221,18 +245,24 @@ bool Directory::markNamed(const psId& id) {
 }
 
 bool Directory::rename(const psId& from, const psId& to) {
-  NameIndex names(session_.engine());
-  return names.rename(from, to) || session_.refuse(names.error()) != nullptr;
+  return guardMemory(false, [&] {
+    NameIndex names(session_.engine());
+    return names.rename(from, to) || session_.refuse(names.error()) != nullptr;
+  });
 }
 
 bool Directory::forgetNames(const psId& id) {
-  NameIndex names(session_.engine());
-  return names.forget(id) || session_.refuse(names.error()) != nullptr;
+  return guardMemory(false, [&] {
+    NameIndex names(session_.engine());
+    return names.forget(id) || session_.refuse(names.error()) != nullptr;
+  });
 }
 
 bool Directory::canReadNames(const psId& id) {
-  NameIndex names(session_.engine());
-  return names.isReadable(id) || session_.refuse(names.error()) != nullptr;
+  return guardMemory(false, [&] {
+    NameIndex names(session_.engine());
+    return names.isReadable(id) || session_.refuse(names.error()) != nullptr;
+  });
 }
 
 }  // namespace ps::detail

@@ -16,10 +16,12 @@ class LongReaders {
   using Callback = std::function<void(const psReader&)>;
 
   void watch(double seconds, std::uint64_t pinnedBytes, Callback callback);
-  // The oldest reader is put into oldest. What cannot be read is not told.
+  // The oldest reader is put into oldest. What cannot be read, or lacks memory, is not told.
   void look(Engine& engine, psReader& oldest);
 
  private:
+  bool find(Engine& engine, psReader& oldest);
+
   double seconds_ = 0;
   std::uint64_t pinnedBytes_ = 0;
   Callback callback_;

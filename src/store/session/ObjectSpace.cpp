@@ -5,6 +5,7 @@
 
 #include "store/base/IdParts.h"
 #include "store/base/IdText.h"
+#include "store/base/MemoryGuard.h"
 #include "store/base/NothingThrown.h"
 #include "store/cache/PageRecord.h"
 #include "store/session/Opening.h"
@@ -55,15 +56,20 @@ PageCache::Fetch ObjectSpace::fetchObject(const psId& id, Page*& page) {
 psObj* ObjectSpace::open(const psId& id, psMode mode, unsigned int wanted) {
   if (id.isNull()) return nullptr;
   if (!session_.isReadyFor("an open")) return session_.endRefused();
-  if (mode == pscUpdate && session_.mode() != pscUpdate) {
+  if (mode == pscUpdate && session_.mode() != pscUpdate) return refuseUpdate(id);
+  if (!session_.admits(id, mode)) return nullptr;
+  psObj* const object = guardMemory<psObj*>(
+      nullptr, [&] { return id.get_page() == 0 ? openEntry(id, mode, wanted) : openInPage(id, mode, wanted); });
+  if (object != nullptr) ++session_.opens;
+  return object;
+}
+
+psObj* ObjectSpace::refuseUpdate(const psId& id) {
+  return guardMemory<psObj*>(nullptr, [&] {
     return session_.refuse(
         psErrorKind::usage,
         textOf(id) + " cannot be opened for update in a read transaction; begin one with psSession::begin(pscUpdate)");
-  }
-  if (!session_.admits(id, mode)) return nullptr;
-  psObj* const object = id.get_page() == 0 ? openEntry(id, mode, wanted) : openInPage(id, mode, wanted);
-  if (object != nullptr) ++session_.opens;
-  return object;
+  });
 }
 
 psObj* ObjectSpace::openEntry(const psId& id, psMode mode, unsigned int wanted) {
@@ -117,173 +123,198 @@ psObj* ObjectSpace::refuseForeign(const Page& page, const ForeignObject& object)
 }
 
 bool ObjectSpace::exists(const psId& id) {
-  if (!session_.isReading() || id.isNull()) return false;
-  CatalogEntry* entry = nullptr;
-  if (id.get_page() == 0) return session_.catalog().find(id, entry) != Engine::Lookup::absent;
-  Page* page = nullptr;
-  const PageCache::Fetch found = session_.cache().fetchObject(id, page);
-  if (found != PageCache::Fetch::present) return found == PageCache::Fetch::unreadable;
-  return headerInSlot(*page, id.get_slot()) != nullptr;
+  return guardMemory(true, [&] {
+    if (!session_.isReading() || id.isNull()) return false;
+    CatalogEntry* entry = nullptr;
+    if (id.get_page() == 0) return session_.catalog().find(id, entry) != Engine::Lookup::absent;
+    Page* page = nullptr;
+    const PageCache::Fetch found = session_.cache().fetchObject(id, page);
+    if (found != PageCache::Fetch::present) return found == PageCache::Fetch::unreadable;
+    return headerInSlot(*page, id.get_slot()) != nullptr;
+  });
 }
 
 std::uint32_t ObjectSpace::typeOf(const psId& id) {
-  if (!session_.isReading() || id.isNull()) return 0;
-  if (id.get_page() == 0) {
-    const CatalogEntry* const found = session_.directory().entry(id);
-    return found != nullptr ? found->header.type : 0;
-  }
-  Page* page = nullptr;
-  if (fetchObject(id, page) != PageCache::Fetch::present) return 0;
-  const ObjectHeader* const header = headerInSlot(*page, id.get_slot());
-  return header != nullptr ? header->type & ~namedFlag : 0;
+  return guardMemory(std::uint32_t{0}, [&]() -> std::uint32_t {
+    if (!session_.isReading() || id.isNull()) return 0;
+    if (id.get_page() == 0) {
+      const CatalogEntry* const found = session_.directory().entry(id);
+      return found != nullptr ? found->header.type : 0;
+    }
+    Page* page = nullptr;
+    if (fetchObject(id, page) != PageCache::Fetch::present) return 0;
+    const ObjectHeader* const header = headerInSlot(*page, id.get_slot());
+    return header != nullptr ? header->type & ~namedFlag : 0;
+  });
 }
 
 void* ObjectSpace::storage(const psId& id) {
-  if (!session_.isReadyFor("reading an array")) return session_.endRefused();
-  Page* page = nullptr;
-  const PageCache::Fetch found = fetchObject(id, page);
-  if (found == PageCache::Fetch::unreadable) return nullptr;
-  char* const storage = found == PageCache::Fetch::present ? liveObject(page->frame, id.get_slot()) : nullptr;
-  if (storage != nullptr && isStorage(headerOf(storage)->type)) return storage;
-  if (storage != nullptr) {
-    return session_.refuse(psErrorKind::damaged, textOf(id) + " is an object, but an array names it as its storage; " +
-                                                     "restore the store from a backup, or delete the array's object");
-  }
-  const ForeignObject* const foreign = found == PageCache::Fetch::present ? foreignIn(*page, id.get_slot()) : nullptr;
-  if (foreign != nullptr) return refuseForeign(*page, *foreign);
-  return session_.refuse(psErrorKind::damaged,
-                         "the storage of an array, " + textOf(id) +
-                             ", does not exist; restore the store from a backup, or the array's object was deleted");
+  return guardMemory<void*>(nullptr, [&]() -> void* {
+    if (!session_.isReadyFor("reading an array")) return session_.endRefused();
+    Page* page = nullptr;
+    const PageCache::Fetch found = fetchObject(id, page);
+    if (found == PageCache::Fetch::unreadable) return nullptr;
+    char* const storage = found == PageCache::Fetch::present ? liveObject(page->frame, id.get_slot()) : nullptr;
+    if (storage != nullptr && isStorage(headerOf(storage)->type)) return storage;
+    if (storage != nullptr) {
+      return session_.refuse(psErrorKind::damaged, textOf(id) +
+                                                       " is an object, but an array names it as its storage; " +
+                                                       "restore the store from a backup, or delete the array's object");
+    }
+    const ForeignObject* const foreign = found == PageCache::Fetch::present ? foreignIn(*page, id.get_slot()) : nullptr;
+    if (foreign != nullptr) return refuseForeign(*page, *foreign);
+    return session_.refuse(psErrorKind::damaged,
+                           "the storage of an array, " + textOf(id) +
+                               ", does not exist; restore the store from a backup, or the array's object was deleted");
+  });
 }
 
 psId ObjectSpace::next(const psId& container, const psId& after, unsigned int typeN) {
-  const CatalogEntry* const entry = session_.directory().entry(container);
-  // Storage is not counted: a container that holds storage alone counts as empty.
-  if (entry == nullptr || entry->live == 0) return psId();
-  psId object = container;
-  std::uint32_t slot = after.get_slot() + 1U;
-  for (std::uint32_t number = std::max<std::uint32_t>(after.get_page(), 1); number < entry->nextNumber;
-       ++number, slot = 1) {
-    object.set_page(static_cast<unsigned short>(number));
-    Page* page = nullptr;
-    if (fetch(object, page) != PageCache::Fetch::present) continue;
-    for (; slot < page->nextSlot; ++slot) {
-      object.set_slot(static_cast<unsigned short>(slot));
-      const std::uint32_t type = typeOf(object);
-      if (type == 0 || isStorage(type)) continue;
-      if (typeN == psObj::pstTypeN || TypeRegistry::instance().isKindOf(type, typeN)) return object;
+  return guardMemory(psId(), [&] {
+    const CatalogEntry* const entry = session_.directory().entry(container);
+    // Storage is not counted: a container that holds storage alone counts as empty.
+    if (entry == nullptr || entry->live == 0) return psId();
+    psId object = container;
+    std::uint32_t slot = after.get_slot() + 1U;
+    for (std::uint32_t number = std::max<std::uint32_t>(after.get_page(), 1); number < entry->nextNumber;
+         ++number, slot = 1) {
+      object.set_page(static_cast<unsigned short>(number));
+      Page* page = nullptr;
+      if (fetch(object, page) != PageCache::Fetch::present) continue;
+      for (; slot < page->nextSlot; ++slot) {
+        object.set_slot(static_cast<unsigned short>(slot));
+        const std::uint32_t type = typeOf(object);
+        if (type == 0 || isStorage(type)) continue;
+        if (typeN == psObj::pstTypeN || TypeRegistry::instance().isKindOf(type, typeN)) return object;
+      }
     }
-  }
-  return psId();
+    return psId();
+  });
 }
 
 bool ObjectSpace::changePageOf(const void* address) {
-  Frame* const frame = frameOfAddress(address);
-  if (session_.mode() != pscUpdate || !session_.isCurrent(*frame)) return false;
-  if (session_.cache().complete(*frame->page) != PageCache::Fetch::present) {
-    session_.refuse(session_.cache().error());
-    return false;
-  }
-  session_.cache().change(*frame->page);
-  return true;
+  return guardMemory(false, [&] {
+    Frame* const frame = frameOfAddress(address);
+    if (session_.mode() != pscUpdate || !session_.isCurrent(*frame)) return false;
+    if (session_.cache().complete(*frame->page) != PageCache::Fetch::present) {
+      session_.refuse(session_.cache().error());
+      return false;
+    }
+    session_.cache().change(*frame->page);
+    return true;
+  });
 }
 
 void* ObjectSpace::create(std::uint32_t type, std::size_t size, const psId& near) {
-  const ClassInfo* const info = classOf_(type);
-  if (info == nullptr || info->virtualTable == 0) {
-    session_.fail(psErrorKind::unknownClass, "class number " + std::to_string(type) +
-                                                 " is not registered; put PS_REGISTER_CLASS into one source file");
-    return nullptr;
-  }
-  if (info->size != size) {
-    session_.fail(psErrorKind::unknownClass, "an object of " + std::to_string(size) + " bytes was asked for class " +
-                                                 info->name + " of " + std::to_string(info->size) +
-                                                 "; a class derived from it needs its own PS_PERSISTENT_CLASS");
-    return nullptr;
-  }
-  CatalogEntry* in = nullptr;
-  if (near.get_OC() != 0 && session_.directory().findContainerOf(near, in) == Engine::Lookup::failed) return nullptr;
-  if (in == nullptr) {
-    session_.fail(psErrorKind::usage,
-                  "there is no container to place an object of class " + info->name + " in: near " + textOf(near));
-    return nullptr;
-  }
-  // The library's own objects stay beside what they are parts of; see docs/format.md on chains and entries.
-  if (near.get_page() == 0 || type > psHighestLibraryTypeN) in = session_.places().next(*in);
-  if (in == nullptr) return nullptr;
-  char* const object = session_.cache().allocate(pagesOf(*in), nearIn(*in, near), type,
-                                                 static_cast<std::uint32_t>(size), static_cast<std::uint32_t>(size));
-  if (object == nullptr) {
-    session_.fail(session_.cache().error());
-    return nullptr;
-  }
-  ++in->live;
-  session_.catalog().change(*in);
-  // So that the object is one of its class even before its constructor runs.
-  std::memcpy(object, &info->virtualTable, sizeof info->virtualTable);
-  return object;
+  return guardMemory<void*>(nullptr, [&]() -> void* {
+    const ClassInfo* const info = classOf_(type);
+    if (info == nullptr || info->virtualTable == 0) {
+      session_.fail(psErrorKind::unknownClass, "class number " + std::to_string(type) +
+                                                   " is not registered; put PS_REGISTER_CLASS into one source file");
+      return nullptr;
+    }
+    if (info->size != size) {
+      session_.fail(psErrorKind::unknownClass, "an object of " + std::to_string(size) + " bytes was asked for class " +
+                                                   info->name + " of " + std::to_string(info->size) +
+                                                   "; a class derived from it needs its own PS_PERSISTENT_CLASS");
+      return nullptr;
+    }
+    CatalogEntry* in = nullptr;
+    if (near.get_OC() != 0 && session_.directory().findContainerOf(near, in) == Engine::Lookup::failed) return nullptr;
+    if (in == nullptr) {
+      session_.fail(psErrorKind::usage,
+                    "there is no container to place an object of class " + info->name + " in: near " + textOf(near));
+      return nullptr;
+    }
+    // The library's own objects stay beside what they are parts of; see docs/format.md on chains and entries.
+    if (near.get_page() == 0 || type > psHighestLibraryTypeN) in = session_.places().next(*in);
+    if (in == nullptr) return nullptr;
+    char* const object = session_.cache().allocate(pagesOf(*in), nearIn(*in, near), type,
+                                                   static_cast<std::uint32_t>(size), static_cast<std::uint32_t>(size));
+    if (object == nullptr) {
+      session_.fail(session_.cache().error());
+      return nullptr;
+    }
+    session_.catalog().change(*in);
+    ++in->live;
+    // So that the object is one of its class even before its constructor runs.
+    std::memcpy(object, &info->virtualTable, sizeof info->virtualTable);
+    return object;
+  });
 }
 
 void* ObjectSpace::createStorage(const psId& near, std::uint32_t size, std::uint32_t capacity, Rows rows) {
-  CatalogEntry* in = nullptr;
-  if (session_.directory().findContainerOf(near, in) == Engine::Lookup::failed) return nullptr;
-  if (in == nullptr) {
-    session_.fail(psErrorKind::absent, "the container of " + textOf(near) + " does not exist");
-    return nullptr;
-  }
-  if (in->nextNumber > PageCache::highestPage) in = session_.places().afterFull(*in);
-  if (in == nullptr) return nullptr;
-  char* const storage = session_.cache().allocate(pagesOf(*in), nearIn(*in, near), storageWith(rows), size, capacity);
-  if (storage == nullptr) {
-    session_.fail(session_.cache().error());
-    return nullptr;
-  }
-  session_.catalog().change(*in);
-  return storage;
+  return guardMemory<void*>(nullptr, [&]() -> void* {
+    CatalogEntry* in = nullptr;
+    if (session_.directory().findContainerOf(near, in) == Engine::Lookup::failed) return nullptr;
+    if (in == nullptr) {
+      session_.fail(psErrorKind::absent, "the container of " + textOf(near) + " does not exist");
+      return nullptr;
+    }
+    if (in->nextNumber > PageCache::highestPage) in = session_.places().afterFull(*in);
+    if (in == nullptr) return nullptr;
+    char* const storage = session_.cache().allocate(pagesOf(*in), nearIn(*in, near), storageWith(rows), size, capacity);
+    if (storage == nullptr) {
+      session_.fail(session_.cache().error());
+      return nullptr;
+    }
+    session_.catalog().change(*in);
+    return storage;
+  });
 }
 
 bool ObjectSpace::free(const psId& id) {
-  Page* page = nullptr;
-  const char* const object =
-      fetch(id, page) == PageCache::Fetch::present ? liveObject(page->frame, id.get_slot()) : nullptr;
-  if (object == nullptr) return false;
-  const std::uint32_t type = headerOf(object)->type;
-  if (isStorage(type)) {
+  return guardMemory(false, [&] {
+    Page* page = nullptr;
+    const char* const object =
+        fetch(id, page) == PageCache::Fetch::present ? liveObject(page->frame, id.get_slot()) : nullptr;
+    if (object == nullptr) return false;
+    const std::uint32_t type = headerOf(object)->type;
+    if (isStorage(type)) {
+      session_.cache().free(*page, id.get_slot());
+      return true;
+    }
+    // By now the object's destructor has run.
+    WholeChange whole(session_.engine());
+    CatalogEntry* in = nullptr;
+    if (session_.directory().findContainerOf(id, in) == Engine::Lookup::failed) return false;
+    if ((type & namedFlag) != 0 && !session_.directory().forgetNames(id)) return false;
     session_.cache().free(*page, id.get_slot());
-    return true;
-  }
-  // By now the object's destructor has run.
-  WholeChange whole(session_.engine());
-  CatalogEntry* in = nullptr;
-  if (session_.directory().findContainerOf(id, in) == Engine::Lookup::failed) return false;
-  if ((type & namedFlag) != 0 && !session_.directory().forgetNames(id)) return false;
-  session_.cache().free(*page, id.get_slot());
-  if (in != nullptr) {
-    --in->live;
-    session_.catalog().change(*in);
-  }
-  return whole.done();
+    if (in != nullptr) {
+      session_.catalog().change(*in);
+      --in->live;
+    }
+    return whole.done();
+  });
 }
 
 void ObjectSpace::freeStorage(const psId& id) {
-  Page* page = nullptr;
-  if (id.isNull() || fetch(id, page) != PageCache::Fetch::present) return;
-  const char* const storage = liveObject(page->frame, id.get_slot());
-  if (storage != nullptr && isStorage(headerOf(storage)->type)) session_.cache().free(*page, id.get_slot());
+  guardMemory(false, [&] {
+    Page* page = nullptr;
+    if (id.isNull() || fetch(id, page) != PageCache::Fetch::present) return false;
+    const char* const storage = liveObject(page->frame, id.get_slot());
+    const bool isThere = storage != nullptr && isStorage(headerOf(storage)->type);
+    if (isThere) session_.cache().free(*page, id.get_slot());
+    return isThere;
+  });
 }
 
 bool ObjectSpace::discard(const psObj* object) {
-  const psId id = idAt(object);
-  if (!session_.isCurrent(object))
-    return session_.fail(psErrorKind::usage, textOf(id) + " cannot be deleted: it was not opened in this transaction");
-  return id.get_page() == 0 ? session_.directory().remove(id) : free(id);
+  return guardMemory(false, [&] {
+    const psId id = idAt(object);
+    if (!session_.isCurrent(object))
+      return session_.fail(psErrorKind::usage,
+                           textOf(id) + " cannot be deleted: it was not opened in this transaction");
+    return id.get_page() == 0 ? session_.directory().remove(id) : free(id);
+  });
 }
 
 bool ObjectSpace::destroy(const psId& id, psObj* openForUpdate) {
   if (std::find(beingDeleted_.begin(), beingDeleted_.end(), id) != beingDeleted_.end()) return false;
   // A handle may have kept the memory of an object that is deleted already.
-  if (openForUpdate != nullptr && !exists(id))
-    return session_.fail(psErrorKind::absent, textOf(id) + " does not exist");
+  if (openForUpdate != nullptr && !exists(id)) {
+    return guardMemory(false, [&] { return session_.fail(psErrorKind::absent, textOf(id) + " does not exist"); });
+  }
   const SessionCore::Working working(session_);
   psObj* const object = openForUpdate != nullptr ? openForUpdate : open(id, pscUpdate);
   if (object == nullptr) return false;
@@ -292,15 +323,21 @@ bool ObjectSpace::destroy(const psId& id, psObj* openForUpdate) {
   bool done = false;
   if (id.get_page() == 0) {
     done = session_.directory().remove(id);
-  } else if (isDeletable(id, object)) {
+  } else if (isDeletable(id, object) && noteDeletion(id)) {
     const NothingThrown here;
-    beingDeleted_.push_back(id);
     object->~psObj();
     beingDeleted_.erase(std::find(beingDeleted_.begin(), beingDeleted_.end(), id));
     done = free(id);
     if (!done) revive(object);
   }
   return done;
+}
+
+bool ObjectSpace::noteDeletion(const psId& id) {
+  return guardMemory(false, [&] {
+    beingDeleted_.push_back(id);
+    return true;
+  });
 }
 
 void ObjectSpace::revive(void* object) {

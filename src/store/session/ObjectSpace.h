@@ -16,7 +16,8 @@ class SessionCore;
 // The objects of one session's store and the storage of their arrays: opened, created and freed by identifier, in the
 // session's transaction.
 //
-// Operations that fail signal an error, unless the failure simply means "there is no such object".
+// Operations that fail signal an error, unless the failure simply means "there is no such object". One that lacks
+// memory fails too; it makes an update void.
 class ObjectSpace {
  public:
   explicit ObjectSpace(SessionCore& session) : session_(session) {}
@@ -63,6 +64,8 @@ class ObjectSpace {
   psObj* openEntry(const psId& id, psMode mode, unsigned int wanted);
   psObj* openInPage(const psId& id, psMode mode, unsigned int wanted);
   bool isOfWanted(const psId& id, const ObjectHeader& object, unsigned int wanted);
+  psObj* refuseUpdate(const psId& id);
+  bool noteDeletion(const psId& id);
   psObj* refuseForeign(const Page& page, const ForeignObject& object);
 
   SessionCore& session_;

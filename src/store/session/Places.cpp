@@ -9,6 +9,7 @@
 #include "store/base/FiledName.h"
 #include "store/base/IdParts.h"
 #include "store/base/IdText.h"
+#include "store/base/MemoryGuard.h"
 #include "store/session/SessionCore.h"
 
 namespace ps::detail {
@@ -40,16 +41,20 @@ bool Places::enter(const psId& first, const psId& part, std::uint32_t number) {
 }
 
 bool Places::make(const psId& container) {
-  WholeChange whole(session_.engine());
-  return enter(container, container, 0) && whole.done();
+  return guardMemory(false, [&] {
+    WholeChange whole(session_.engine());
+    return enter(container, container, 0) && whole.done();
+  });
 }
 
 bool Places::partsOf(const psId& first, std::vector<psId>& parts) {
-  std::vector<NameIndex::Filed> filed;
-  if (!session_.directory().listFiled(first, partPrefix, filed)) return false;
-  std::transform(filed.begin(), filed.end(), std::back_inserter(parts),
-                 [](const NameIndex::Filed& part) { return part.object; });
-  return true;
+  return guardMemory(false, [&] {
+    std::vector<NameIndex::Filed> filed;
+    if (!session_.directory().listFiled(first, partPrefix, filed)) return false;
+    std::transform(filed.begin(), filed.end(), std::back_inserter(parts),
+                   [](const NameIndex::Filed& part) { return part.object; });
+    return true;
+  });
 }
 
 CatalogEntry* Places::nextOfPlace(CatalogEntry& container) {

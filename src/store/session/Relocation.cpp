@@ -5,6 +5,7 @@
 #include <vector>
 
 #include "store/base/IdText.h"
+#include "store/base/MemoryGuard.h"
 #include "store/base/NothingThrown.h"
 #include "store/cache/TypeRegistry.h"
 #include "store/session/Opening.h"
@@ -54,37 +55,42 @@ class ProvisionalCopy {
 
 // Gives a copy that still names the original's storage storage of its own.
 bool copyStorage(SessionCore& session, const ClassInfo& info, const char* original, psObj* copy) {
-  char* const bytes = reinterpret_cast<char*>(copy);
-  for (const std::uint32_t offset : info.arrayOffsets) setWord(bytes, offset, psId());
-  for (const std::uint32_t offset : info.arrayOffsets) {
-    const psId from = wordAt(original, offset);
-    if (from.isNull()) continue;
-    const void* const source = session.objects().storage(from);
-    if (source == nullptr)
-      return session.fail(psErrorKind::damaged, "an array of " + textOf(idAt(copy)) + " cannot be read");
-    const PagePin pinned(source);
-    const std::uint32_t size = headerOf(source)->size;
-    void* const target = session.objects().createStorage(idAt(copy), size, size);
-    if (target == nullptr) return false;
-    std::memcpy(target, source, size);
-    PageCache::describeLike(source, target);
-    setWord(bytes, offset, idAt(target));
-  }
-  return true;
+  return guardMemory(false, [&] {
+    char* const bytes = reinterpret_cast<char*>(copy);
+    for (const std::uint32_t offset : info.arrayOffsets) setWord(bytes, offset, psId());
+    for (const std::uint32_t offset : info.arrayOffsets) {
+      const psId from = wordAt(original, offset);
+      if (from.isNull()) continue;
+      const void* const source = session.objects().storage(from);
+      if (source == nullptr)
+        return session.fail(psErrorKind::damaged, "an array of " + textOf(idAt(copy)) + " cannot be read");
+      const PagePin pinned(source);
+      const std::uint32_t size = headerOf(source)->size;
+      void* const target = session.objects().createStorage(idAt(copy), size, size);
+      if (target == nullptr) return false;
+      std::memcpy(target, source, size);
+      PageCache::describeLike(source, target);
+      setWord(bytes, offset, idAt(target));
+    }
+    return true;
+  });
 }
 
 const ClassInfo* relocatable(SessionCore& session, const psId& id, const char* what) {
-  const std::uint64_t refusals = session.refusals;
-  const ClassInfo* const info = TypeRegistry::instance().find(session.objects().typeOf(id));
-  if (session.refusals != refusals) return nullptr;
-  if (info == nullptr || id.get_page() == 0) {
-    session.fail(psErrorKind::usage, textOf(id) + " cannot be " + what + ": it is not an object of a registered class");
+  return guardMemory<const ClassInfo*>(nullptr, [&]() -> const ClassInfo* {
+    const std::uint64_t refusals = session.refusals;
+    const ClassInfo* const info = TypeRegistry::instance().find(session.objects().typeOf(id));
+    if (session.refusals != refusals) return nullptr;
+    if (info == nullptr || id.get_page() == 0) {
+      session.fail(psErrorKind::usage,
+                   textOf(id) + " cannot be " + what + ": it is not an object of a registered class");
+      return nullptr;
+    }
+    if (info->relocation == psRelocation::allowed) return info;
+    session.fail(psErrorKind::usage, textOf(id) + " cannot be " + what + ": an object of class " + info->name +
+                                         " owns others, which would be shared");
     return nullptr;
-  }
-  if (info->relocation == psRelocation::allowed) return info;
-  session.fail(psErrorKind::usage, textOf(id) + " cannot be " + what + ": an object of class " + info->name +
-                                       " owns others, which would be shared");
-  return nullptr;
+  });
 }
 
 // The bytes of an object in a new place, with storage of its own. The original is told once there is a place.

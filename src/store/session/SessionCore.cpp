@@ -5,9 +5,12 @@
 #include <algorithm>
 #include <atomic>
 #include <cstring>
+#include <new>
 #include <utility>
 
 #include "store/base/IdText.h"
+#include "store/base/MemoryGuard.h"
+#include "store/base/PerThread.h"
 #include "store/base/StoreError.h"
 #include "store/base/psError.h"
 #include "store/cache/Arena.h"
@@ -69,7 +72,9 @@ SessionCore* SessionCore::current() {
   return nullptr;
 }
 
-SessionCore* SessionCore::required() {
+SessionCore* SessionCore::required() { return guardMemory<SessionCore*>(nullptr, &SessionCore::findRequired); }
+
+SessionCore* SessionCore::findRequired() {
   SessionCore* const session = current();
   if (NothingOpened::applies()) {
     countRefusal(*currentSession);
@@ -87,9 +92,11 @@ SessionCore* SessionCore::updating(const char* what) {
   SessionCore* const session = required();
   if (session == nullptr || !session->isReadyFor(what)) return nullptr;
   if (session->mode_ == pscUpdate) return session;
-  session->fail(psErrorKind::usage,
-                std::string(what) + " needs an update transaction; begin one with psSession::begin(pscUpdate)");
-  return nullptr;
+  return guardMemory<SessionCore*>(nullptr, [&] {
+    session->fail(psErrorKind::usage,
+                  std::string(what) + " needs an update transaction; begin one with psSession::begin(pscUpdate)");
+    return nullptr;
+  });
 }
 
 SessionCore* SessionCore::ofThisThread(std::uint64_t serial) {
@@ -146,26 +153,48 @@ bool SessionCore::endAbandoned() {
   return ended;
 }
 
+// A change that lacked memory may have been begun and not ended, whoever noticed the lack.
 bool SessionCore::fail(const StoreError& error) {
+  if (error.kind == psErrorKind::memory) afterLackOfMemory();
+  // What fails afterwards in the same update is a consequence.
+  if (lacksMemory_ && error.kind != psErrorKind::memory) {
+    pehSessionDataGetFunction()->recordLackOfMemory();
+    return false;
+  }
   // The engine's messages name the store themselves.
   const bool named = path_.empty() || error.text.rfind("Cannot ", 0) == 0;
-  signalStoreError({error.kind, named ? error.text : "store " + path_ + ": " + error.text});
+  try {
+    signalStoreError({error.kind, named ? error.text : "store " + path_ + ": " + error.text});
+  } catch (const std::bad_alloc&) {
+    pehSessionDataGetFunction()->record(pscError, psteStore.number, error.kind, shortMemoryText);
+  }
   return false;
+}
+
+bool SessionCore::fail(psErrorKind kind, const char* message) {
+  return guardMemoryQuietly(false, [&] { return fail(kind, std::string(message)); });
 }
 
 // Whether the session can be used at all by this process, and is in a transaction.
 bool SessionCore::isReadyFor(const char* what) {
-  if (forked_) {
+  if (!forked_ && mode_ != pscNoOpen) return true;
+  return guardMemory(false, [&] {
     return fail(psErrorKind::usage,
-                std::string(what) +
-                    " in a forked child: the session belongs to the parent process; open a session of the child's own");
-  }
-  if (mode_ == pscNoOpen)
-    return fail(psErrorKind::usage, std::string(what) + " outside a transaction; call psSession::begin first");
-  return true;
+                forked_ ? std::string(what) + " in a forked child: the session belongs to the parent process; open a " +
+                              "session of the child's own"
+                        : std::string(what) + " outside a transaction; call psSession::begin first");
+  });
 }
 
 bool SessionCore::open(const std::string& path, const psSessionOptions& options) {
+  const bool done = guardMemoryQuietly(false, [&] { return openStore(path, options); });
+  if (done) return true;
+  engine_.reset();
+  path_.clear();
+  return false;
+}
+
+bool SessionCore::openStore(const std::string& path, const psSessionOptions& options) {
   if (endAbandoned()) signalStoreError({psErrorKind::usage, abandonedText});
   if (!isPageSize(options.pageSize)) {
     return fail(psErrorKind::usage,
@@ -187,22 +216,14 @@ bool SessionCore::open(const std::string& path, const psSessionOptions& options)
   changeStamp = serial << 32;
   catalog_.attach(*engine_, serial);
   cache_.limit(options.cacheLimit);
-  if (!openFederation(options)) {
-    engine_.reset();
-    path_.clear();
-    return false;
-  }
+  if (!openFederation(options)) return false;
   cache_.attach(*engine_, pageSize);
-  if (!agreesOnClasses()) {
-    engine_.reset();
-    path_.clear();
-    return false;
-  }
-  if (held == nullptr) held = new Sessions;
-  held->push_back(shared_from_this());
+  if (!agreesOnClasses()) return false;
+  auto sessions = held == nullptr ? std::make_unique<Sessions>() : nullptr;
+  (sessions != nullptr ? *sessions : *held).push_back(shared_from_this());
+  if (sessions != nullptr) held = sessions.release();
   currentSession = this;
-  thread_local const ThreadEnd threadEnd;
-  static_cast<void>(threadEnd);
+  PerThread<ThreadEnd>::get();
   return true;
 }
 
@@ -310,6 +331,7 @@ void SessionCore::startTransaction(psMode mode) {
 void SessionCore::endTransaction() {
   for (Frame* const frame : kept_) unpin(frame);
   kept_.clear();
+  lacksMemory_ = false;
   mode_ = pscNoOpen;
   update_ = noStamp;
   updateStamps();
@@ -337,6 +359,13 @@ void SessionCore::updateStamps() {
 }
 
 bool SessionCore::begin(psMode mode) {
+  const bool isOpenAlready = mode_ != pscNoOpen;
+  const bool done = guardMemoryQuietly(false, [&] { return beginTransaction(mode); });
+  if (!done && !isOpenAlready && mode_ != pscNoOpen) abort();
+  return done;
+}
+
+bool SessionCore::beginTransaction(psMode mode) {
   if (forked_) return isReadyFor("begin");
   if (mode_ != pscNoOpen) {
     return fail(psErrorKind::usage, std::string("begin inside ") + (mode_ == pscUpdate ? "an update" : "a read") +
@@ -347,11 +376,7 @@ bool SessionCore::begin(psMode mode) {
   const bool wasAbandoned = endAbandoned();
   if (!engine_->begin(mode == pscUpdate)) return fail(engine_->error());
   startTransaction(mode);
-  if (!isStillFit(mode)) {
-    engine_->abort();
-    endTransaction();
-    return false;
-  }
+  if (!isStillFit(mode)) return false;
   pehSessionDataGetFunction()->clear();
   if (wasAbandoned) signalStoreError({psErrorKind::usage, abandonedText});
   forgetFailedCreation();
@@ -376,28 +401,49 @@ bool SessionCore::commit() {
     endTransaction();
     return true;
   }
-  StoreError error;
-  if (!cache_.writeChanges()) error = cache_.error();
-  if (error.empty() && !catalog_.writeChanges()) error = catalog_.error();
-  if (error.empty()) {
-    const Engine::Commit outcome = engine_->commit();
-    if (outcome == Engine::Commit::committed) {
-      cache_.afterCommit();
-      catalog_.afterCommit();
-      version_ = engine_->version();
-      endTransaction();
-      longReaders_.look(*engine_, counters.oldestReader);
-      return true;
-    }
-    error = engine_->error();
-    // Nobody knows which of the two states the store is in: everything in memory is checked again.
-    if (outcome == Engine::Commit::unknown) {
-      epoch_ = 0;
-      version_ = ~std::uint64_t{0};
-    }
+  const Engine::Commit outcome = commitUpdate();
+  if (outcome == Engine::Commit::committed) {
+    cache_.afterCommit();
+    catalog_.afterCommit();
+    version_ = engine_->version();
+    endTransaction();
+    longReaders_.look(*engine_, counters.oldestReader);
+    return true;
+  }
+  // Nobody knows which of the two states the store is in: everything in memory is checked again.
+  if (outcome == Engine::Commit::unknown) {
+    epoch_ = 0;
+    version_ = ~std::uint64_t{0};
   }
   abort();
-  return fail(error);
+  return false;
+}
+
+// Signals why it fails.
+Engine::Commit SessionCore::commitUpdate() {
+  Engine::Commit outcome = Engine::Commit::conflict;
+  guardMemoryQuietly(false, [&] {
+    if (!cache_.writeChanges()) return fail(cache_.error());
+    if (!catalog_.writeChanges()) return fail(catalog_.error());
+    outcome = engine_->commit();
+    return outcome == Engine::Commit::committed || fail(engine_->error());
+  });
+  return outcome;
+}
+
+// Whether the engine reads the store, and finds it as this transaction found it.
+bool SessionCore::canRestore() noexcept {
+  try {
+    return engine_->begin(false) && engine_->version() == version_;
+  } catch (const std::bad_alloc&) {
+    return false;
+  }
+}
+
+void SessionCore::afterLackOfMemory() noexcept {
+  if (engine_ == nullptr || mode_ != pscUpdate) return;
+  engine_->invalidate(psErrorKind::memory);
+  lacksMemory_ = true;
 }
 
 bool SessionCore::abort() {
@@ -407,9 +453,8 @@ bool SessionCore::abort() {
   engine_->abort();
   if (mode_ == pscUpdate) {
     catalog_.afterAbort();
-    // Images that are in use get their old content in place, when the store is still as this transaction found it.
-    const bool reads = engine_->begin(false) && engine_->version() == version_;
-    cache_.afterAbort(reads);
+    // Images that are in use get their old content in place.
+    cache_.afterAbort(canRestore());
     engine_->abort();
     objects_.afterAbort();
     ++noteStamp;
@@ -432,24 +477,31 @@ psObj* SessionCore::endRefused() {
 
 psObj* SessionCore::reportAbsent(const psId& id) {
   countAbsence(*this);
-  fail(psErrorKind::absent, textOf(id) + " does not exist");
-  return nullptr;
+  return guardMemory<psObj*>(nullptr, [&] {
+    fail(psErrorKind::absent, textOf(id) + " does not exist");
+    return nullptr;
+  });
 }
 
 bool SessionCore::admits(const psId& id, psMode mode) {
   const Working working(*this);
   if (guard_ == nullptr || guard_(id, mode)) return true;
-  refuse(psErrorKind::denied, "the session's open guard refused " + textOf(id));
-  return false;
+  return guardMemory(false, [&] {
+    refuse(psErrorKind::denied, "the session's open guard refused " + textOf(id));
+    return false;
+  });
 }
 
 bool SessionCore::isUpdatable(const psObj* object) const {
   return mode_ == pscUpdate && isCurrent(object) && frameOfObject(object)->updateStamp == update_;
 }
 
-void SessionCore::keep(const void* object) {
-  kept_.push_back(frameOfObject(object));
-  pin(kept_.back());
+bool SessionCore::keep(const void* object) {
+  return guardMemory(false, [&] {
+    kept_.push_back(frameOfObject(object));
+    pin(kept_.back());
+    return true;
+  });
 }
 
 }  // namespace ps::detail

@@ -99,12 +99,14 @@ class SessionCore : public SessionHead, public std::enable_shared_from_this<Sess
   PageCache& cache() { return cache_; }
   Engine& engine() { return *engine_; }
 
-  // Keeps an object's memory readable until the transaction ends.
-  void keep(const void* object);
+  // Keeps an object's memory readable until the transaction ends. False when there is no memory to note it.
+  bool keep(const void* object);
 
-  // Signals a failure of the store. Returns false, so that callers can return it.
+  // Signals a failure of the store. Returns false, so that callers can return it. Needs no memory, but the text is
+  // short when there is none.
   bool fail(const StoreError& error);
   bool fail(psErrorKind kind, const std::string& message) { return fail(StoreError{kind, message}); }
+  bool fail(psErrorKind kind, const char* message);
   // The same for something that is there but cannot be opened or read. It counts as a refusal, and is thrown if the
   // session throws errors. Returns null, so that callers can return it.
   psObj* refuse(const StoreError& error);
@@ -120,6 +122,9 @@ class SessionCore : public SessionHead, public std::enable_shared_from_this<Sess
   void guard(Guard guard);
   // Says, in a child of the process that opened the calling thread's sessions, that they are the parent's.
   static void markForked();
+
+  // Called when an operation lacked memory: a running update is void then.
+  void afterLackOfMemory() noexcept;
 
   // What a layer above keeps until the transaction ends, or another object takes its place.
   std::shared_ptr<void> transient;
@@ -146,6 +151,11 @@ class SessionCore : public SessionHead, public std::enable_shared_from_this<Sess
   bool createFederation(const psSessionOptions& options);
   bool readFederation();
   bool agreesOnClasses();
+  static SessionCore* findRequired();
+  bool openStore(const std::string& path, const psSessionOptions& options);
+  bool beginTransaction(psMode mode);
+  Engine::Commit commitUpdate();
+  bool canRestore() noexcept;
   bool isStillFit(psMode mode);
   bool renewFormat();
   void startTransaction(psMode mode);
@@ -164,7 +174,8 @@ class SessionCore : public SessionHead, public std::enable_shared_from_this<Sess
   LongReaders longReaders_;
   Guard guard_;
   bool isOfOlderFormat_ = false;
-  bool forked_ = false;  // this process is a child of the one that opened the session
+  bool lacksMemory_ = false;  // the running update is void since there was no memory
+  bool forked_ = false;       // this process is a child of the one that opened the session
   psMode mode_ = pscNoOpen;
   std::uint64_t epoch_ = 0;    // stamp of images known to be current; changes when another session has committed
   std::uint64_t version_ = 0;  // of the engine, that epoch_ stands for

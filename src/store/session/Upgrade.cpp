@@ -2,6 +2,7 @@
 
 #include <vector>
 
+#include "store/base/MemoryGuard.h"
 #include "store/cache/PageRecord.h"
 #include "store/engine/StoreKey.h"
 #include "store/session/SessionCore.h"
@@ -17,7 +18,7 @@ class Upgrade {
   bool run(const std::function<bool(const psUpgradeProgress&)>& progress) {
     std::vector<psId> containers;
     if (!changeClasses(&ClassTable::addPresent) || !session_.begin(pscRead)) return false;
-    const bool listed = list(containers);
+    const bool listed = guardMemoryQuietly(false, [&] { return list(containers); });
     session_.abort();
     progress_.containers = containers.size();
     for (const psId& container : containers) {
@@ -44,7 +45,7 @@ class Upgrade {
   bool convert(const psId& container) {
     if (!session_.begin(pscUpdate)) return false;
     const std::uint64_t before = progress_.pagesWritten;
-    if (!convertPages(container)) {
+    if (!guardMemoryQuietly(false, [&] { return convertPages(container); })) {
       session_.abort();
       return false;
     }
@@ -86,9 +87,11 @@ class Upgrade {
   bool changeClasses(bool (ClassTable::*change)()) {
     if (!session_.begin(pscUpdate)) return false;
     ClassTable& classes = session_.cache().classes();
-    if ((classes.*change)()) return session_.commit();
+    const bool isChanged =
+        guardMemoryQuietly(false, [&] { return (classes.*change)() || session_.fail(classes.error()); });
+    if (isChanged) return session_.commit();
     session_.abort();
-    return session_.fail(classes.error());
+    return false;
   }
 
   SessionCore& session_;
