@@ -4,6 +4,7 @@
 
 #include "arrays/psSortedArray.h"
 #include "arrays/psUnsortedArray.h"
+#include "check/CollectionChecker.h"
 #include "core/psAdmin.h"
 #include "core/psCollection.h"
 #include "core/psCompare.h"
@@ -72,6 +73,7 @@ constexpr LibraryClass classes[] = {
 
 int introduceAll() {
   for (const LibraryClass& known : classes) known.introduce(known.name, known.relocation);
+  ps::detail::ContentChecker::use(ps::detail::CollectionChecker::instance());
   return ptmAddToVTableInitList(&psInitVTables);
 }
 

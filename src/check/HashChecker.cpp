@@ -1,7 +1,10 @@
 #include "check/HashChecker.h"
 
+#include <algorithm>
 #include <utility>
 
+#include "check/CheckedOpen.h"
+#include "core/RefusalWatch.h"
 #include "hash/HashAccess.h"
 #include "hash/psHashMap.h"
 #include "store/base/IdText.h"
@@ -30,11 +33,14 @@ void HashChecker::run() {
   depth_ = HashAccess::depth(table);
   if (depth_ < 0 || depth_ >= bitsOfHash || HashAccess::directory(table).size() != 1U << depth_)
     return complain(table_, "the size of the directory does not match its depth");
+  const std::string complaint = complaintAbout(pstHandle<psCompare>(table.comparator()), canHash_);
+  if (!complaint.empty()) return complain(table_, complaint);
+  if (!canHash_) result_.unchecked = "has a comparator that this program cannot open; its hashes were not checked";
   visitDirectory(depth_);
-  const pstHandle<psObj> admin(table.admin());
-  if (admin.open(pscRead) != 1 || !admin->psIsKindOf(psHashAdmin::pstTypeN))
-    return complain(table_, textOf(admin) + " is not an administrator");
-  result_.owned.insert(admin.oid().bits());
+  checkNoted();
+  const pstHandle<psHashAdmin> admin(table.admin().oid());
+  if (!opensAs(admin)) return complain(table_, textOf(admin) + " is not an administrator");
+  result_.owned.insert(admin.oid());
 }
 
 // Each bucket stands in a range of the directory. The range doubles for each bit of the depth that the bucket does not
@@ -61,7 +67,7 @@ void HashChecker::visitDirectory(int depth) {
 void HashChecker::visitBucket(const pstHandle<psHashBucket>& bucket, std::uint32_t first) {
   first_ = first;
   container_ = bucket.containedIn();
-  own(bucket);
+  if (!own(bucket)) return;
   chained_ = unchained_ = 0;
   const psHashBucket& content = *bucket;
   const HashAccess::Entries& entries = HashAccess::entries(content);
@@ -69,6 +75,7 @@ void HashChecker::visitBucket(const pstHandle<psHashBucket>& bucket, std::uint32
   for (std::uint32_t slot = 0; slot < entries.size(); ++slot) visitSlot(entries[slot], slot);
   if (chained_ != HashAccess::chained(content)) complain(bucket, "it miscounts what is chained");
   if (unchained_ != HashAccess::unchained(content)) complain(bucket, "it miscounts what is not chained");
+  result_.elements += static_cast<unsigned>(chained_) + static_cast<unsigned>(unchained_);
 }
 
 void HashChecker::visitSlot(const pstRef<psObj>& held, std::uint32_t slot) {
@@ -80,7 +87,7 @@ void HashChecker::visitSlot(const pstRef<psObj>& held, std::uint32_t slot) {
 }
 
 void HashChecker::visitChain(const pstHandle<psHashChain>& chain, std::uint32_t slot) {
-  own(chain);
+  if (!own(chain)) return;
   if (chain.open(pscRead) != 1) return complain(chain, "the chain cannot be opened");
   const HashAccess::Entries& entries = HashAccess::entries(static_cast<const psHashChain&>(*chain));
   if (entries.size() < 2) complain(chain, "a chain of less than two");
@@ -88,29 +95,54 @@ void HashChecker::visitChain(const pstHandle<psHashChain>& chain, std::uint32_t 
 }
 
 void HashChecker::visitStored(const pstRef<psObj>& stored, std::uint32_t slot) {
-  if (!isMap_) return checkHash(pstHandle<psObj>(stored), slot);
+  if (!isMap_) return checkLater(stored, slot);
   const pstHandle<psHashMapEntry> entry(stored);
   if (entry.typeN() != psHashMapEntry::pstTypeN || entry.open(pscRead) != 1) return complain(entry, "is not an entry");
   own(entry);
-  checkHash(pstHandle<psObj>(entry->key()), slot);
+  checkLater(entry->key(), slot);
+}
+
+void HashChecker::checkLater(const pstRef<psObj>& key, std::uint32_t slot) {
+  noted_.push_back({key.oid(), slot, bucketDepth_ > 0 ? first_ >> (depth_ - bucketDepth_) : 0, bucketDepth_});
+  if (noted_.size() == mostNoted) checkNoted();
+}
+
+void HashChecker::checkNoted() {
+  std::sort(noted_.begin(), noted_.end(),
+            [](const NotedKey& a, const NotedKey& b) { return orderOf(a.key) < orderOf(b.key); });
+  for (const NotedKey& noted : noted_) checkHash(noted);
+  noted_.clear();
 }
 
 // The first bits of a hash give the bucket, its remainder modulo the number of slots gives the slot.
-void HashChecker::checkHash(const pstHandle<psObj>& key, std::uint32_t slot) {
-  if (!key.isValid()) return;  // it was deleted without the table
+void HashChecker::checkHash(const NotedKey& noted) {
+  const pstHandle<psObj> key(noted.key);
+  if (!key.isValid()) {  // it was deleted without the table
+    ++result_.deleted;
+    return;
+  }
+  if (isNoObject(key)) return complain(key, "is no object, but a key");
+  if (!canHash_) return;
+  const RefusalWatch watch;
   const std::uint32_t hash = table_->hashOf(key);
-  if (hash % slots_ != slot) complain(key, "is in a wrong slot");
-  if (bucketDepth_ > 0 && hash >> (bitsOfHash - bucketDepth_) != first_ >> (depth_ - bucketDepth_))
+  if (watch.metAny()) {
+    result_.unchecked = "has keys that cannot be opened; their places were not checked";
+    return;
+  }
+  if (hash % slots_ != noted.slot) complain(key, "is in a wrong slot");
+  if (noted.bucketDepth > 0 && hash >> (bitsOfHash - noted.bucketDepth) != noted.bucketBits)
     complain(key, "is in a wrong bucket");
 }
 
 void HashChecker::complain(const psId& id, const std::string& what) {
-  result_.faults.push_back(textOf(id) + ": " + what);
+  result_.faults.push_back({id, textOf(id) + ": " + what});
 }
 
-void HashChecker::own(const psId& id) {
-  if (!result_.owned.insert(id.bits()).second) complain(id, "is owned twice");
+bool HashChecker::own(const psId& id) {
+  const bool isFirst = result_.owned.insert(id);
+  if (!isFirst) complain(id, "is owned twice");
   if (pstHandle<psObj>(id).containedIn() != container_) complain(id, "does not lie in its bucket's container");
+  return isFirst;
 }
 
 }  // namespace ps::detail

@@ -2,6 +2,7 @@
 
 #include <cstdint>
 #include <string>
+#include <vector>
 
 #include "check/CheckResult.h"
 #include "hash/psHashChain.h"
@@ -25,15 +26,31 @@ class HashChecker {
   void visitSlot(const pstRef<psObj>& held, std::uint32_t slot);
   void visitChain(const pstHandle<psHashChain>& chain, std::uint32_t slot);
   void visitStored(const pstRef<psObj>& stored, std::uint32_t slot);
-  void checkHash(const pstHandle<psObj>& key, std::uint32_t slot);
+  // Has the place of a key checked that is in a slot of the current bucket.
+  void checkLater(const pstRef<psObj>& key, std::uint32_t slot);
+  void checkNoted();
 
   void complain(const psId& id, const std::string& what);
-  // Notes an object that lies in the container of the current bucket and belongs to no other part.
-  void own(const psId& id);
+  // Notes an object that lies in the container of the current bucket and belongs to no other part. False when something
+  // owns it already.
+  bool own(const psId& id);
+
+  // A key, and where it is. Keys lie in the table in an order that has nothing to do with that in the store. So many
+  // are noted, and then checked in the order in which they are stored, by which a page is read once for all its keys.
+  struct NotedKey {
+    psId key;
+    std::uint32_t slot;
+    std::uint32_t bucketBits;  // the first bits of its hash, as many as the bucket uses
+    int bucketDepth;
+  };
+  static constexpr std::size_t mostNoted = std::size_t{1} << 20;
+  void checkHash(const NotedKey& noted);
 
   CheckResult result_;
+  std::vector<NotedKey> noted_;
   pstHandle<psHashSet> table_;
   bool isMap_ = false;
+  bool canHash_ = false;
   std::uint32_t slots_ = 0;  // in a bucket
   int depth_ = 0;
   // Of the current bucket.

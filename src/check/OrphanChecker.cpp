@@ -2,22 +2,14 @@
 
 #include <utility>
 
-#include "check/HashChecker.h"
-#include "check/TreeChecker.h"
-#include "hash/psHashAdmin.h"
-#include "list/psTreeList.h"
-#include "sorted/psTreeSet.h"
+#include "check/CollectionChecker.h"
+#include "core/psCollection.h"
 #include "store/base/IdText.h"
 #include "store/pstItr.h"
-#include "tree/psTreeAdmin.h"
 
 namespace ps::detail {
 
 namespace {
-
-// The classes of the collections and their parts have these numbers.
-constexpr unsigned int lowestTypeN = 4010;
-constexpr unsigned int highestTypeN = 4029;
 
 template <class Visit>
 void forEachContainer(const pstHandle<psFDObj>& federation, Visit visit) {
@@ -38,27 +30,14 @@ std::vector<std::string> OrphanChecker::check(const pstHandle<psFDObj>& federati
 }
 
 void OrphanChecker::noteOwned(const psId& container) {
-  const pstHandle<psObj> scope(container);
-  pstItr<psBTree> root;
-  for (root.scan(scope, pscRead); root.next();) {
-    if (!root->psIsKindOf(psTreeSet::pstTypeN) && !root->psIsKindOf(psTreeList::pstTypeN)) continue;
-    note(TreeChecker::check(root), root);
-    const pstHandle<psTreeAdmin> admin(root->admin());
-    if (admin.open(pscRead) != 1) continue;
-    current_.insert(admin->nodeContainer().oid().bits());
-    current_.insert(admin->vArrayContainer().oid().bits());
+  const CollectionChecker& checker = CollectionChecker::instance();
+  pstItr<psCollection> found;
+  for (found.scan(pstHandle<psObj>(container), pscNoOpen); found.next();) {
+    if (!checker.isWhole(found.typeN())) continue;
+    const CheckResult result = checker.check(found.oid());
+    owned_.insertAll(result.owned);
+    current_.insert(result.containers.begin(), result.containers.end());
   }
-  pstItr<psHashSet> table;
-  for (table.scan(scope, pscRead); table.next();) {
-    note(HashChecker::check(table), table);
-    const pstHandle<psHashAdmin> admin(table->admin());
-    if (admin.open(pscRead) == 1) current_.insert(admin->bucketContainer().oid().bits());
-  }
-}
-
-void OrphanChecker::note(CheckResult found, const psId& collection) {
-  owned_.merge(found.owned);
-  owned_.insert(collection.bits());
 }
 
 void OrphanChecker::complainOfOrphans(const psId& container) {
@@ -67,13 +46,12 @@ void OrphanChecker::complainOfOrphans(const psId& container) {
   for (object.scan(pstHandle<psObj>(container), pscNoOpen); object.next();) {
     empty = false;
     const unsigned int type = object.typeN();
-    const bool isOurs = type >= lowestTypeN && type <= highestTypeN && type != psCompare::pstTypeN;
-    if (isOurs && owned_.count(object.oid().bits()) == 0)
+    if (CollectionChecker::instance().isPart(type) && !owned_.contains(object.oid()))
       faults_.push_back(textOf(object) + ": nobody owns this object of class " + std::to_string(type));
   }
   const pstHandle<psContObj> handle(container);
   if (empty && handle.name() == nullptr && ptmIsKindOf(handle.typeN(), psGCContObj::pstTypeN) == 0 &&
-      current_.count(container.bits()) == 0)
+      current_.count(container) == 0)
     faults_.push_back(textOf(container) + ": an empty container without a name");
 }
 

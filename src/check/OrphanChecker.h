@@ -1,12 +1,11 @@
 #pragma once
 
-#include <cstdint>
 #include <string>
 #include <unordered_set>
 #include <vector>
 
-#include "check/CheckResult.h"
 #include "store/psSession.h"
+#include "store/verify/ObjectSet.h"
 
 namespace ps::detail {
 
@@ -19,12 +18,11 @@ class OrphanChecker {
 
  private:
   void noteOwned(const psId& container);
-  void note(CheckResult found, const psId& collection);
   void complainOfOrphans(const psId& container);
 
   std::vector<std::string> faults_;
-  std::unordered_set<std::uint64_t> owned_;
-  std::unordered_set<std::uint64_t> current_;  // containers that administrators will fill next
+  ObjectSet owned_;
+  std::unordered_set<psId> current_;  // containers that administrators will fill next
 };
 
 }  // namespace ps::detail

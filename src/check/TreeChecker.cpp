@@ -4,6 +4,7 @@
 #include <utility>
 
 #include "arrays/ArrayView.h"
+#include "check/CheckedOpen.h"
 #include "list/psTreeList.h"
 #include "sorted/psTreeMap.h"
 #include "store/base/IdText.h"
@@ -14,12 +15,13 @@ namespace ps::detail {
 
 namespace {
 
+constexpr int mostLevels = 64;
+
 // The child of node that the leaf lies below; null when the parents do not lead there.
 pstHandle<psBTree> childAbove(const psId& leaf, const pstHandle<psBTree>& node) {
-  constexpr int mostLevels = 64;
   pstHandle<psBTree> child(leaf);
   for (int steps = 0; steps < mostLevels; ++steps) {
-    if (child.open(pscRead) != 1 || !child->psIsKindOf(psBTree::pstTypeN)) break;
+    if (!opensAs(child)) break;
     const pstHandle<psBTree> above = child->parent();
     if (above == node) return child;
     child = above;
@@ -39,11 +41,9 @@ void TreeChecker::run() {
   if (root_.open(pscRead) != 1) return complain(root_, "", "the root cannot be opened");
   sorted_ = !root_->psIsKindOf(psTreeList::pstTypeN);
   isMap_ = root_->psIsKindOf(psTreeMap::pstTypeN);
-  comparator_ = root_->comparator();
-  OpenComparator opened(comparator_);
-  if (!opened.isNull() && opened.open()) tag_ = opened.tag();
+  if (!openComparator()) return;
   const pstHandle<psUnsortedArray> entries(NodeAccess::elements(*root_));
-  if (entries.open(pscRead) != 1) return complain(root_, "", "the root has no entries");
+  if (!opensAs(entries)) return complain(root_, "", "the root has no entries");
   capacity_ = entries->size();
   visit(root_, "", 1);
   if (result_.faults.empty()) checkChain();
@@ -51,10 +51,20 @@ void TreeChecker::run() {
   checkAdmin();
 }
 
+bool TreeChecker::openComparator() {
+  comparator_ = root_->comparator();
+  const std::string complaint = complaintAbout(comparator_, canCompare_);
+  if (!complaint.empty()) complain(root_, "", complaint);
+  if (!canCompare_) result_.unchecked = "has a comparator that this program cannot open; its order was not checked";
+  OpenComparator opened(comparator_);
+  if (canCompare_ && !opened.isNull() && opened.open()) tag_ = opened.tag();
+  return complaint.empty();
+}
+
 psId TreeChecker::visit(const Node& node, const std::string& path, int level) {
-  if (level > 1) own(node, path);
-  if (node.open(pscRead) != 1 || !node->psIsKindOf(psBTree::pstTypeN)) {
-    complain(node, path, "is not a node");
+  if (level > 1 && !own(node, path)) return psId();
+  if (level > mostLevels || !opensAs(node)) {
+    complain(node, path, level > mostLevels ? "has too many levels above it" : "is not a node");
     return psId();
   }
   const pstHandle<psUnsortedArray> entries(NodeAccess::elements(*node));
@@ -83,11 +93,11 @@ void TreeChecker::checkValues(const Node& node, psUnsortedArray& entries, const 
 }
 
 bool TreeChecker::checkArray(const pstHandle<psUnsortedArray>& entries, const std::string& path, bool mayHoldNull) {
-  if (ptmIsKindOf(entries.typeN(), psUnsortedArray::pstTypeN) == 0 || entries.open(pscRead) != 1) {
+  if (!opensAs(entries)) {
     complain(entries, path, "is not an array");
     return false;
   }
-  own(entries, path);
+  if (!own(entries, path)) return false;
   if (entries->size() != capacity_) complain(entries, path, "its capacity is " + std::to_string(entries->size()));
   const int last = entries->lastIndex();
   if (last < -1 || last >= entries->size()) {
@@ -110,23 +120,35 @@ void TreeChecker::visitLeaf(const Node& leaf, psUnsortedArray& entries, const st
   leaves_.push_back(leaf.oid());
   size_ += entries.usedSize();
   if (entries.isEmpty()) return;
+  const ArrayView view(entries);
+  countElements(view, path);
   if (!sorted_) {
     if (NodeAccess::first(*leaf) != leaf) complain(leaf, path, "it does not mark itself");
     return;
   }
   if (NodeAccess::first(*leaf) != entries.first()) complain(leaf, path, "its first is not its entry 0");
-  const ArrayView view(entries);
   for (int i = 0; i < view.count(); ++i) {
+    if (!comparator_.isNull() && (!view[i].isValid() || isNoObject(view[i]))) continue;
     const std::string at = path + '/' + std::to_string(i);
     checkAscending(view[i], at);
     checkAbbreviation(view[i], view.abbreviationAt(i), at);
   }
 }
 
+void TreeChecker::countElements(const ArrayView& elements, const std::string& path) {
+  result_.elements += static_cast<unsigned>(elements.count());
+  for (int i = 0; i < elements.count(); ++i) {
+    if (!elements[i].isNull() && !elements[i].isValid()) ++result_.deleted;
+    if (isNoObject(elements[i])) complain(elements[i], path, "is no object, but an element");
+  }
+}
+
 // An element that was changed in place has another abbreviation than when it was added.
 void TreeChecker::checkAbbreviation(const pstRef<psObj>& element, const Abbreviation& noted, const std::string& path) {
-  if (tag_ == 0 || !element.isValid()) return;
+  if (tag_ == 0) return;
+  const RefusalWatch watch;
   const std::uint64_t made = comparator_->abbreviation(pstHandle<psObj>(element));
+  if (watch.metAny()) return;
   if (isOfComparator(noted) && noted.value != made)
     complain(element, path,
              "its abbreviation is " + std::to_string(made) + ", but " + std::to_string(noted.value) + " is kept");
@@ -141,12 +163,16 @@ void TreeChecker::checkSeparator(const Node& node, const Abbreviation& noted, co
 }
 
 void TreeChecker::checkAscending(const pstRef<psObj>& element, const std::string& path) {
-  if (!comparator_.isNull() && !element.isValid()) return;
+  if (!canCompare_) return;
   if (!previous_.isNull()) {
     const pstHandle<psObj> before(previous_);
     const pstHandle<psObj> here(element);
+    const RefusalWatch watch;
     const int order = comparator_.isNull() ? psCompare::comparePsId(before, here) : comparator_->compare(before, here);
-    if (order >= 0) complain(element, path, "does not come after " + textOf(previous_));
+    if (watch.metAny())
+      result_.unchecked = "has elements that cannot be opened; their order was not checked";
+    else if (order >= 0)
+      complain(element, path, "does not come after " + textOf(previous_));
   }
   previous_ = element;
 }
@@ -192,18 +218,19 @@ void TreeChecker::checkWhole() {
 }
 
 void TreeChecker::checkAdmin() {
-  const pstHandle<psObj> admin(root_->admin());
-  if (admin.open(pscRead) != 1 || !admin->psIsKindOf(psTreeAdmin::pstTypeN))
-    return complain(root_, "", textOf(admin) + " is not an administrator");
+  const pstHandle<psTreeAdmin> admin(root_->admin().oid());
+  if (!opensAs(admin)) return complain(root_, "", textOf(admin) + " is not an administrator");
   own(admin, "");
 }
 
 void TreeChecker::complain(const psId& id, const std::string& path, const std::string& what) {
-  result_.faults.push_back(textOf(id) + (path.empty() ? "" : " at " + path) + ": " + what);
+  result_.faults.push_back({id, textOf(id) + (path.empty() ? "" : " at " + path) + ": " + what});
 }
 
-void TreeChecker::own(const psId& id, const std::string& path) {
-  if (!result_.owned.insert(id.bits()).second) complain(id, path, "is owned twice");
+bool TreeChecker::own(const psId& id, const std::string& path) {
+  const bool isFirst = result_.owned.insert(id);
+  if (!isFirst) complain(id, path, "is owned twice");
+  return isFirst;
 }
 
 }  // namespace ps::detail

@@ -10,6 +10,8 @@
 
 namespace ps::detail {
 
+class ArrayView;
+
 // Walks over a tree (a list, sorted set or sorted map) and collects every fault of its structure. It uses none of the
 // code with which the tree's own operations walk. It compares neighbours with the tree's comparator and skips deleted
 // elements. It opens every node and array and, where there is a comparator, every element.
@@ -23,12 +25,15 @@ class TreeChecker {
   explicit TreeChecker(const Node& root) : root_(root) {}
 
   void run();
+  // False when there is one that makes all elements meaningless.
+  bool openComparator();
   // Checks the subtree of a node and returns its leftmost leaf. A path is the node's positions from the root: "/1/0".
   psId visit(const Node& node, const std::string& path, int level);
   void visitLeaf(const Node& leaf, psUnsortedArray& entries, const std::string& path, int level);
   psId visitChildren(const Node& node, psUnsortedArray& array, const std::string& path, int level);
   bool checkArray(const pstHandle<psUnsortedArray>& entries, const std::string& path, bool mayHoldNull);
   void checkValues(const Node& node, psUnsortedArray& entries, const std::string& path, bool isLeaf);
+  void countElements(const ArrayView& elements, const std::string& path);
   void checkAscending(const pstRef<psObj>& element, const std::string& path);
   // The abbreviations beside the elements and the nodes, if the comparator has made them.
   void checkAbbreviation(const pstRef<psObj>& element, const Abbreviation& noted, const std::string& path);
@@ -39,11 +44,13 @@ class TreeChecker {
   void checkAdmin();
 
   void complain(const psId& id, const std::string& path, const std::string& what);
-  void own(const psId& id, const std::string& path);
+  // False when something owns it already.
+  bool own(const psId& id, const std::string& path);
 
   CheckResult result_;
   Node root_;
   pstHandle<psCompare> comparator_;
+  bool canCompare_ = false;
   bool sorted_ = false;
   bool isMap_ = false;
   int capacity_ = 0;

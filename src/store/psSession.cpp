@@ -16,6 +16,7 @@
 #include "store/session/Backup.h"
 #include "store/session/SessionCore.h"
 #include "store/session/Upgrade.h"
+#include "store/verify/StoreVerifier.h"
 
 using ps::detail::Catalog;
 using ps::detail::CatalogEntry;
@@ -74,6 +75,23 @@ class Called {
 
 }  // namespace
 
+namespace {
+
+// Closes a session that is found unsound, also when something is thrown by a comparator.
+struct ClosedUnlessSound {
+  explicit ClosedUnlessSound(psSession& opened) : session(opened) {}
+  ClosedUnlessSound(const ClosedUnlessSound&) = delete;
+  ClosedUnlessSound& operator=(const ClosedUnlessSound&) = delete;
+  ~ClosedUnlessSound() {
+    if (!isSound) session.close();
+  }
+
+  psSession& session;
+  bool isSound = false;
+};
+
+}  // namespace
+
 psSession::psSession() = default;
 
 psSession::~psSession() {
@@ -86,7 +104,11 @@ int psSession::open(const std::string& path, const psSessionOptions& options) {
   auto core = guardMemoryQuietly(std::shared_ptr<SessionCore>(), [] { return std::make_shared<SessionCore>(); });
   if (core == nullptr || !core->open(path, options)) return result(false);
   core_ = std::move(core);
-  return 1;
+  if (options.verify != psVerify::all) return 1;
+  ClosedUnlessSound opened(*this);
+  psVerifyReport report;
+  opened.isSound = ps::detail::verifyStore(*core_, report, nullptr);
+  return result(opened.isSound);
 }
 
 int psSession::close() {
@@ -282,6 +304,11 @@ int psSession::backup(const std::string& path, const BackupProgress& progress) {
 int psSession::salvage(const std::string& from, const std::string& path, psSalvageReport& report,
                        const BackupProgress& progress) {
   return result(guardMemoryQuietly(false, [&] { return ps::detail::salvage(from, path, report, progress); }));
+}
+
+int psSession::verify(psVerifyReport& report, const VerifyProgress& progress) {
+  const Called session(core_.get());
+  return result(session && ps::detail::verifyStore(*core_, report, progress));
 }
 
 int psSession::readers(std::vector<psReader>& found) const {

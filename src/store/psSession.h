@@ -14,6 +14,7 @@
 #include "store/base/psSessionCounters.h"
 #include "store/base/psSessionOptions.h"
 #include "store/base/psUpgradeProgress.h"
+#include "store/base/psVerifyReport.h"
 #include "store/psContObj.h"
 #include "store/psDBObj.h"
 #include "store/psFDObj.h"
@@ -138,6 +139,23 @@ class PS_API psSession {
   // to go on.
   using UpgradeProgress = std::function<bool(const psUpgradeProgress&)>;
   [[nodiscard]] int upgrade(const UpgradeProgress& progress = nullptr);
+
+  // Verifies all content of the store: every record of the engine, whether or not anything reads it, and every
+  // collection. report says what was found; docs/store.md lists what is verified. 1 when it ran to its end and found no
+  // fault. 0 with the kind psErrorKind::damaged when there are faults, and with another kind when it could not run to
+  // its end.
+  //
+  // Outside a transaction it reads in one of its own, so that others may write meanwhile. Inside a read transaction it
+  // verifies what that sees. Inside an update it is refused. It calls the comparators of collections, with this session
+  // current. The open guard is not asked, and nothing is thrown before the end.
+  //
+  // Cost: it reads all records once, then each collection and, where there is a comparator, its elements. Beside the
+  // cache it takes memory: 24 bytes for each container, 8 for each collection, 12 for each array of one container at a
+  // time, 2 to 4 bits for each part of a collection or 60 bytes where that is alone in its page, at most 24 MiB for the
+  // keys of a hash table, and the largest array. progress is told now and then how far it is, and ends the verification
+  // by returning false; it must not use the session.
+  using VerifyProgress = std::function<bool(const psVerifyProgress&)>;
+  [[nodiscard]] int verify(psVerifyReport& report, const VerifyProgress& progress = nullptr);
 
   // Copies the store as this transaction sees it, or as it is now outside one, into a new file at path. Others may read
   // and update meanwhile; what they commit is not in the copy, and the file does not reuse space until it is done. The

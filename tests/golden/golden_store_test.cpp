@@ -160,6 +160,7 @@ void check(psSession& session, std::size_t added = count) {
     }
   }
   EXPECT_EQ(orphansOf(session), ps::detail::textOf(array) + ": nobody owns this object of class 4022\n");
+  EXPECT_EQ(findingsIn(session), ps::detail::textOf(array) + " is part of no collection\n");
 }
 
 std::string formatOf(const std::string& path) { return RawFile(path).content()["F"].substr(24); }

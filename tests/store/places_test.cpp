@@ -138,10 +138,10 @@ TEST(Places, HoldCollectionsWhole) {
   ASSERT_EQ(store->commit(), 1) << store->lastError();
   EXPECT_EQ(store.inChild([&](psSession& session) {
     std::string faults;
-    for (const std::string& fault : ps::detail::TreeChecker::check(pstHandle<psBTree>(tree.oid())).faults)
-      faults += fault + "\n";
-    for (const std::string& fault : ps::detail::HashChecker::check(pstHandle<psHashSet>(hash.oid())).faults)
-      faults += fault + "\n";
+    for (const auto& fault : ps::detail::TreeChecker::check(pstHandle<psBTree>(tree.oid())).faults)
+      faults += fault.text + "\n";
+    for (const auto& fault : ps::detail::HashChecker::check(pstHandle<psHashSet>(hash.oid())).faults)
+      faults += fault.text + "\n";
     for (const std::string& fault : ps::detail::OrphanChecker::check(session.federation())) faults += fault + "\n";
     const pstHandle<psTreeMap> map(tree.oid());
     return map->size() == 2000 ? faults : faults + "elements are missing";

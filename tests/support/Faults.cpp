@@ -19,12 +19,29 @@ std::string joined(const std::vector<std::string>& lines) {
   return text;
 }
 
+std::string joined(const ps::detail::CheckResult& result) {
+  std::vector<std::string> lines;
+  for (const auto& fault : result.faults) lines.push_back(fault.text);
+  return joined(lines);
+}
+
 }  // namespace
 
-std::string faultsOf(const pstHandle<psBTree>& root) { return joined(ps::detail::TreeChecker::check(root).faults); }
-std::string faultsOf(const pstHandle<psHashSet>& table) { return joined(ps::detail::HashChecker::check(table).faults); }
+std::string faultsOf(const pstHandle<psBTree>& root) { return joined(ps::detail::TreeChecker::check(root)); }
+std::string faultsOf(const pstHandle<psHashSet>& table) { return joined(ps::detail::HashChecker::check(table)); }
 std::string orphansOf(const psSession& session) {
   return joined(ps::detail::OrphanChecker::check(session.federation()));
+}
+
+std::string findingsIn(psSession& session) {
+  psVerifyReport report;
+  const int isWhole = session.verify(report);
+  std::string text = isWhole == 1 ? "" : session.lastError() + '\n';
+  for (const psFinding& fault : report.faults) text += fault.text + '\n';
+  for (const psFinding& note : report.notes) {
+    if (note.kind == psFindingKind::unowned) text += note.text + '\n';
+  }
+  return text;
 }
 
 std::string slackOf(const pstHandle<psBTree>& root) {

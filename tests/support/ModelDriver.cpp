@@ -75,6 +75,7 @@ void ModelDriver::endTransaction() {
   if (plan_.abortEvery > 0 && transactions_++ % plan_.abortEvery == plan_.abortEvery - 1) return abort();
   ASSERT_EQ(orphansOf(store().session()), "");
   ASSERT_EQ(store()->commit(), 1) << store()->lastError();
+  ASSERT_EQ(findingsIn(store().session()), "");
   keepModel();
   begin();
 }
@@ -94,7 +95,7 @@ void ModelDriver::begin() {
 // Another process finds all that was committed, and so does this one.
 void ModelDriver::reopen() {
   restoreModel();
-  ASSERT_EQ(store().inChild([this](psSession& session) { return complaintsIn(session) + orphansOf(session); }), "");
+  ASSERT_EQ(store().inChild([this](psSession& session) { return complaintsIn(session) + findingsIn(session); }), "");
   ASSERT_EQ(store()->begin(pscUpdate), 1) << store()->lastError();
   find();
   verify();

@@ -119,6 +119,20 @@ bool ClassTable::write(unsigned int number, const Record& record) {
   return write(generationRecord, generation);
 }
 
+StoredClass ClassTable::stored(unsigned int number) {
+  StoredClass result;
+  Record record;
+  result.isSound = read(number, record) != Found::failed;
+  if (!result.isSound) return result;
+  result.name = record.name;
+  for (const std::string& layout : record.layouts) {
+    StoredClass::Layout& described = result.layouts.emplace_back();
+    described.isSound = layout.empty() || described.shape.decode(layout, number);
+    if (layout.empty()) described.shape.levels.push_back({number, 0, {}});
+  }
+  return result;
+}
+
 bool ClassTable::list(std::vector<unsigned int>& numbers) {
   bool areNumbers = true;
   const bool isRead = engine_->scan(StoreKey::classes(), [&](std::string_view key, std::string_view) {

@@ -11,8 +11,20 @@
 #include "store/cache/StorageRows.h"
 #include "store/cache/TypeRegistry.h"
 #include "store/engine/Engine.h"
+#include "store/schema/ClassShape.h"
 
 namespace ps::detail {
+
+// What the record of a class says. A class without a record has no layouts.
+struct StoredClass {
+  struct Layout {
+    bool isSound = true;
+    ClassShape shape;  // without a size when no object of the layout is left
+  };
+  bool isSound = true;  // otherwise the record is damaged
+  std::string name;
+  std::vector<Layout> layouts;  // numbered from 1
+};
 
 // What the store says of the classes of its objects: a record for each, with the layouts that its objects have had.
 // Every stored object names its layout, so that a program can tell what it reads when it does not know the class, or
@@ -42,6 +54,8 @@ class ClassTable {
     const Key key{type, layout, isStorage(type) ? 0 : size};
     return last_ != nullptr && key == lastKey_ ? *last_ : findForm(key);
   }
+
+  StoredClass stored(unsigned int number);
 
   // For an upgrade. Layouts of an older version that this process converts are replaced: first the present ones are
   // added, so that programs that write the older ones are refused from then on. When no object of an older one is left,

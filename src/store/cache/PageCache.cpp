@@ -36,14 +36,7 @@ bool precedes(const Page* a, const Page* b) {
   return left.get_page() < right.get_page();
 }
 
-// Whether each object begins where the slot table can say.
-bool isAddressable(const PageContents& contents) {
-  if (contents.objects.empty()) return true;
-  const std::size_t before = bytesInMemory(contents) - bytesInImage(contents.objects.back());
-  return objectsBegin(contents.nextSlot) + before + sizeof(ObjectHeader) <= 0xFFFFU * alignment;
-}
-
-// The same, but false also when that takes a list of the objects to tell.
+// Whether each object begins where the slot table can say. False also when that takes a list of the objects to tell.
 bool isAddressable(const PartialRecord& part) {
   return objectsBegin(part.nextSlot()) + part.bytesInMemory() <= 0xFFFFU * alignment;
 }

@@ -12,14 +12,10 @@
 
 namespace ps::detail {
 
-namespace {
-
 std::uint64_t tailHash(const std::vector<std::uint64_t>& checksums) {
   if (checksums.size() < 2) return 0;
   return XXH3_64bits(checksums.data() + 1, (checksums.size() - 1) * sizeof(std::uint64_t));
 }
-
-}  // namespace
 
 std::string pageText(const psId& id) {
   return "page " + std::to_string(id.get_page()) + " of " + textOf(containerOf(id));

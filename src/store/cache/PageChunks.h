@@ -19,6 +19,9 @@ std::string pageText(const psId& id);
 StoreError damageOf(const psId& id, const char* how);
 constexpr const char* mismatch = "is damaged: what is stored does not match its checksum";
 
+// The hash of the checksums of all chunks but the first; 0 when there are no others.
+std::uint64_t tailHash(const std::vector<std::uint64_t>& checksums);
+
 // The records of pages in the engine, where each chunk of a record is a value; see PageRecord.h.
 class PageChunks {
  public:

@@ -29,9 +29,6 @@ struct Format1Object {
 };
 static_assert(sizeof(Format1Object) == 12);
 
-// Whether a record that has room for a header is in format 1.
-bool isFormat1(std::string_view record) { return numberIn<RecordHeader>(record.data()).form() == 0; }
-
 // Whether a page can hold an object that a record describes so. Everything behind takes this for granted.
 bool isPossible(const RecordedObject& object) {
   const std::uint32_t type = object.type & ~namedFlag;
@@ -172,6 +169,8 @@ bool orderBySlot(PageContents& contents) {
 }
 
 }  // namespace
+
+bool isFormat1(std::string_view record) { return numberIn<RecordHeader>(record.data()).form() == 0; }
 
 bool RecordedObject::outgrows() const {
   if (form == nullptr || form->change == nullptr || !isStorage(type)) return false;

@@ -70,6 +70,9 @@ RecordSize sizeOfRecord(std::string_view firstChunk);
 void resolve(ClassTable& classes, RecordedObject& object);
 void resolve(ClassTable& classes, PageContents& contents);
 
+// Whether a record that has room for a header is in format 1.
+bool isFormat1(std::string_view record);
+
 // False when the record contradicts itself.
 bool readContents(std::string_view record, PageContents& contents);
 

@@ -338,6 +338,17 @@ void sealRecord(std::string_view key, std::uint64_t tailHash, std::string& recor
   std::memcpy(record.data(), &checksum, sizeof checksum);
 }
 
+bool isSealed(std::string_view key, std::string_view record) {
+  const auto header = numberIn<RecordHeader>(record.data());
+  const std::string_view objects = record.substr(header.headLength);
+  const std::uint64_t seed = seedOf(key);
+  for (std::size_t i = 0; i < blocksOf(objects.size()); ++i) {
+    const char* const sum = record.data() + header.size() + i * sizeof(std::uint32_t);
+    if (blockChecksum(objects, i, seed) != numberIn<std::uint32_t>(sum)) return false;
+  }
+  return headChecksum(record.substr(0, header.headLength), seed) == header.headChecksum;
+}
+
 std::vector<std::pair<std::uint16_t, std::uint64_t>> objectChecksums(const Page& page) {
   std::vector<std::pair<std::uint16_t, std::uint64_t>> checksums;
   const std::uint16_t* const slots = slotsOf(page.frame);
@@ -356,6 +367,12 @@ std::size_t bytesInMemory(const PageContents& contents) {
   std::size_t bytes = 0;
   for (const RecordedObject& object : contents.objects) bytes += bytesInImage(object);
   return bytes;
+}
+
+bool isAddressable(const PageContents& contents) {
+  if (contents.objects.empty()) return true;
+  const std::size_t before = bytesInMemory(contents) - bytesInImage(contents.objects.back());
+  return objectsBegin(contents.nextSlot) + before + sizeof(ObjectHeader) <= 0xFFFFU * alignment;
 }
 
 void beginPage(std::uint16_t nextSlot, std::size_t slots, Page& page) {

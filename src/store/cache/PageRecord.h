@@ -80,11 +80,18 @@ const ObjectHeader* encodePage(const Page& page, ClassTable& classes, std::strin
 // chunk, and the hash of the checksums of the others.
 void sealRecord(std::string_view key, std::uint64_t tailHash, std::string& record);
 
+// Whether the checksums of its head and of its blocks are right, in a record that readContents takes for one of the
+// present format.
+bool isSealed(std::string_view key, std::string_view record);
+
 // The checksums of the objects that can be opened, by slot.
 std::vector<std::pair<std::uint16_t, std::uint64_t>> objectChecksums(const Page& page);
 
 // Bytes that the objects take in memory, with their headers.
 std::size_t bytesInMemory(const PageContents& contents);
+
+// Whether each object begins where the slot table can say.
+bool isAddressable(const PageContents& contents);
 
 // Makes an empty slot table of the given length in the page.
 void beginPage(std::uint16_t nextSlot, std::size_t slots, Page& page);

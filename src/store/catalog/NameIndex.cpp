@@ -135,7 +135,6 @@ Engine::Lookup NameIndex::find(const psId& scope, std::string_view name, psId& o
   return Engine::Lookup::found;
 }
 
-// Whether the other direction says the same as a record.
 bool NameIndex::isAnswered(std::string_view key, std::string_view value) {
   Filing filing;
   if (filing.read(key, value)) {

@@ -47,6 +47,9 @@ class NameIndex {
   // Gives the names of one object, and what is filed in it, to another.
   [[nodiscard]] bool rename(const psId& from, const psId& to);
 
+  // Whether a record of a name is sound, and the other direction says the same.
+  bool isAnswered(std::string_view key, std::string_view value);
+
   // Text of the last failure.
   const StoreError& error() const { return error_; }
 
@@ -57,7 +60,6 @@ class NameIndex {
   bool pairsOf(std::string_view prefix, Pairs& pairs);
   bool collect(const psId& id, Pairs& names, Pairs& namesOfObjects);
   bool erase(const Filing& filing);
-  bool isAnswered(std::string_view key, std::string_view value);
   bool fail(StoreError error);
   bool fail(psErrorKind kind, std::string message) { return fail(StoreError{kind, std::move(message)}); }
 

@@ -54,6 +54,9 @@ class Engine {
   // not be read to the end, so that not all were visited.
   [[nodiscard]] virtual bool scan(std::string_view prefix, const Visitor& visitor) = 0;
 
+  // How many pairs there are, as the open transaction sees it; 0 when that is not known.
+  virtual std::uint64_t records() const { return 0; }
+
   virtual Commit commit() = 0;
   virtual void abort() = 0;
 

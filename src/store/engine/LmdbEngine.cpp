@@ -144,6 +144,12 @@ bool LmdbEngine::scan(std::string_view prefix, const Visitor& visitor) {
   return code == MDB_NOTFOUND || refuse(readAction, environment_->describe(code));
 }
 
+std::uint64_t LmdbEngine::records() const {
+  MDB_stat status{};
+  const bool isReadable = state_ == State::reading || state_ == State::updating;
+  return isReadable && mdb_stat(transaction_, environment_->database(), &status) == 0 ? status.ms_entries : 0;
+}
+
 Engine::Commit LmdbEngine::commit() {
   const bool usable = isUsable(commitAction);
   if (usable && state_ == State::updating) return commitUpdate();

@@ -29,6 +29,7 @@ class LmdbEngine final : public Engine {
   bool put(std::string_view key, std::string_view value) override;
   bool erase(std::string_view key) override;
   bool scan(std::string_view prefix, const Visitor& visitor) override;
+  std::uint64_t records() const override;
 
   // unknown when the last step of the commit failed. The file's other sessions in this process are then no longer
   // usable.

@@ -23,6 +23,7 @@ class MemoryEngine final : public Engine {
   bool put(std::string_view key, std::string_view value) override;
   bool erase(std::string_view key) override;
   bool scan(std::string_view prefix, const Visitor& visitor) override;
+  std::uint64_t records() const override { return content_.size(); }
   Commit commit() override;  // never unknown
   void abort() override;
   void invalidate(psErrorKind kind) noexcept override;

@@ -337,9 +337,10 @@ void SessionCore::endTransaction() {
   updateStamps();
 }
 
-void SessionCore::guard(Guard guard) {
-  guard_ = std::move(guard);
+SessionCore::Guard SessionCore::guard(Guard guard) {
+  guard_.swap(guard);
   updateStamps();
+  return guard;
 }
 
 void SessionCore::markForked() {

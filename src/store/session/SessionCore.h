@@ -119,7 +119,8 @@ class SessionCore : public SessionHead, public std::enable_shared_from_this<Sess
 
   // Called before every open; false refuses it. Without a guard every open is admitted.
   using Guard = std::function<bool(const psId&, psMode)>;
-  void guard(Guard guard);
+  // Returns the one that was there before.
+  Guard guard(Guard guard);
   // Says, in a child of the process that opened the calling thread's sessions, that they are the parent's.
   static void markForked();
 
