@@ -1,5 +1,6 @@
 #include "hash/HashWalk.h"
 
+#include <functional>
 #include <utility>
 
 #include "core/RefusalWatch.h"
@@ -296,7 +297,7 @@ int HashWalk::moveCurrentTo(const pstHandle<psObj>& near) {
   if (!element) return 0;
   const pstHandle<psObj> old(*element);
   const auto followed = [&](const psId& moved) { return follow(*set, here, old, pstHandle<psObj>(moved)); };
-  return moveObject(old.oid(), near.oid(), followed).isNull() ? 0 : 1;
+  return moveObject(old.oid(), near.oid(), std::cref(followed)).isNull() ? 0 : 1;
 }
 
 bool HashWalk::follow(psHashSet& set, const TablePlace& here, const pstHandle<psObj>& old,

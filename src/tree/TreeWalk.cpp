@@ -1,6 +1,7 @@
 #include "tree/TreeWalk.h"
 
 #include <algorithm>
+#include <functional>
 #include <utility>
 
 #include "arrays/ArrayEdit.h"
@@ -435,7 +436,7 @@ int TreeWalk::moveCurrentTo(const pstHandle<psObj>& near) {
     if (!fits) return false;
     return *fits ? replaceHere(moved) : reinsert(root, element, order, probe, moved);
   };
-  return moveObject(element.oid(), near.oid(), follow).isNull() ? 0 : 1;
+  return moveObject(element.oid(), near.oid(), std::cref(follow)).isNull() ? 0 : 1;
 }
 
 std::optional<bool> TreeWalk::fitsHere(KeyProbe& probe) const {

@@ -41,8 +41,8 @@ class String {
   }
   operator std::string_view() const { return view(); }
   std::string str() const { return std::string(view()); }
-  // For comparators, which must not throw: the text is empty when it cannot be read.
-  std::string_view viewIfReadable() const noexcept {
+  // The same for comparators: the text is empty when it cannot be read, unless the session throws errors.
+  std::string_view viewIfReadable() const {
     const unsigned int n = characters_.size();
     return n == 0 ? std::string_view() : std::string_view(characters_.head(), n);
   }

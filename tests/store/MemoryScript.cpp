@@ -283,8 +283,9 @@ void MemoryScript::rename() {
     if (i % 2 == 0) {
       require(call([&] { return session_.unname(in_, name.c_str()); }) == 1);
     } else {
-      require(call([&] { return session_.rename(in_, name.c_str(), in_, (name + "!").c_str()); }) == 1);
-      model_.names[name + "!"] = numberOf(i);
+      const std::string now = name + "!";
+      require(call([&] { return session_.rename(in_, name.c_str(), in_, now.c_str()); }) == 1);
+      model_.names[now] = numberOf(i);
     }
   }
 }
@@ -292,17 +293,19 @@ void MemoryScript::rename() {
 // Into a container that the model counts.
 void MemoryScript::moveAndCopy() {
   const auto other = container("other");
-  const pstHandle<psObj> moved = makeItem(500);
-  require(call([&] { return keyed_[hashSet]->add(moved); }));
-  model_.keyed[hashSet][numberOf(500)] = 0;
-  const std::unique_ptr<psCollectionIterator> it(call([&] { return keyed_[hashSet]->iterator(); }));
-  require(it != nullptr && call([&] { return it->goTo(moved); }) &&
-          call([&] { return it->moveCurrentTo(other); }) == 1);
+  for (const int kind : {sortedSet, hashSet}) {
+    const pstHandle<psObj> moved = makeItem(500 + kind);
+    require(call([&] { return keyed_[kind]->add(moved); }));
+    model_.keyed[kind][numberOf(500 + kind)] = 0;
+    const std::unique_ptr<psCollectionIterator> it(call([&] { return keyed_[kind]->iterator(); }));
+    require(it != nullptr && call([&] { return it->goTo(moved); }));
+    require(call([&] { return it->moveCurrentTo(other); }) == 1);
+  }
   for (int i = 100; i < 110; ++i) {
     pstHandle<psObj> copy;
     require(!call([&] { return item(numberOf(i)).copy(other, copy); }).isNull());
   }
-  model_.others = 11;
+  model_.others = 12;
 }
 
 void MemoryScript::noteAll(int n) {
@@ -312,8 +315,9 @@ void MemoryScript::noteAll(int n) {
     call([&] { return notes.insert(ps::make<Note>(in_, text)); });
     model_.notes.insert(text);
   }
-  call([&] { return notes.erase(noteText(7)); });
-  model_.notes.erase(noteText(7));
+  const std::string gone = noteText(7);
+  call([&] { return notes.erase(gone); });
+  model_.notes.erase(gone);
 }
 
 // Whatever is read is what is there, or a failure.

@@ -509,9 +509,10 @@ TEST_F(Schema, EachRuleHoldsAndWhatNoRuleCoversIsRefused) {
 
 TEST_F(Schema, FieldsOfASizeThatTheirKindCannotHaveAreNoDescription) {
   ps::detail::ClassShape shape;
-  shape.size = 64;
+  shape.size = 72;
   shape.levels.push_back({thing, 1, {}});
   ps::detail::FieldShape& field = shape.levels[0].fields.emplace_back();
+  field.offset = sizeof(void*);
   const auto sizes = [&](ps::FieldKind kind) {
     std::string sound;
     field.kind = kind;

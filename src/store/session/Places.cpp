@@ -58,8 +58,8 @@ bool Places::partsOf(const psId& first, std::vector<psId>& parts) {
 }
 
 CatalogEntry* Places::nextOfPlace(CatalogEntry& container) {
-  // A place leads to its last container in one step, and to a new one in the next.
-  constexpr int mostSteps = 8;
+  // More than the containers that a place may fill in one transaction.
+  constexpr int mostSteps = 1 << 20;
   CatalogEntry* in = &container;
   for (int steps = 0; in != nullptr && in->nextNumber > mostPages_; ++steps) {
     if (steps == mostSteps) {
