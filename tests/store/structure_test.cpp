@@ -2,7 +2,9 @@
 #include <gtest/gtest.h>
 #include <unistd.h>
 
+#include <cstddef>
 #include <filesystem>
+#include <fstream>
 #include <map>
 #include <memory>
 #include <random>
@@ -100,6 +102,18 @@ std::string allOf(const StructureReport& report) {
   return text;
 }
 
+// What LMDB writes when it creates a file where the system's pages are of this size.
+void createWithPages(const std::string& path, std::uint32_t size) {
+  std::string heads;
+  for (const std::uint64_t number : {0, 1}) {
+    ps::detail::LmdbMeta head{number};
+    head.free.pageSize = size;
+    head.mapSize = std::uint64_t{1} << 20;
+    heads.append(reinterpret_cast<const char*>(&head), sizeof head).resize((number + 1) * size);
+  }
+  std::ofstream(path, std::ios::binary) << heads;
+}
+
 // Random changes of a store by transactions, some of them aborted, some while another session reads.
 class Workload {
  public:
@@ -153,6 +167,7 @@ TEST(Structure, OfWhatTransactionsLeaveIsSound) {
   SCOPED_TRACE("seed " + std::to_string(seed));
   for (int round = 0; round < 6; ++round) {
     const std::string path = folder / ("store" + std::to_string(round));
+    if (round % 2 == 1) createWithPages(path, 512U << 3 * (round / 2));
     const Content expected =
         Workload(path, seed + static_cast<unsigned int>(round), round == 0 ? 1 : 200 << round).run(60);
     Content found;
@@ -288,11 +303,14 @@ TEST(Structure, OfForgedOrLostHeadsIsReadAllTheSame) {
   const File file(path);
   EXPECT_EQ(file.toldUntil(1), 1);
   EXPECT_EQ(file.toldUntil(0), 1);
-  constexpr std::size_t lastPageAt = 136;
-  for (const std::size_t head : {0, 4096}) file.put(head + lastPageAt, std::uint64_t{1} << 34);
-  for (const std::size_t head : {0, 4096}) file.put(head + 32, std::uint64_t{1} << 47);  // so much may be mapped
-  EXPECT_GT(file.walk().faultCount, 0U);
-  EXPECT_EQ(file.salvage(), expected);
+  using Head = ps::detail::LmdbMeta;
+  for (const std::size_t head : {0, 4096}) file.put(head + offsetof(Head, mapSize), std::uint64_t{1} << 47);
+  for (const std::uint64_t pages : {file.size() / 4096 + 9, std::uint64_t{1} << 34}) {
+    for (const std::size_t head : {0, 4096}) file.put(head + offsetof(Head, lastPage), pages);
+    EXPECT_GT(file.walk().faultCount, 0U);
+    EXPECT_FALSE(file.isWhole());
+    EXPECT_EQ(file.salvage(), expected);
+  }
   for (const std::size_t head : {0, 4096}) file.put(head, ~std::uint64_t{0});
   EXPECT_EQ(file.walk().pages, 0U);
   const Content found = file.salvage();

@@ -48,16 +48,22 @@ bool FileStructure::walk(StructureReport& report) {
   isFreeKnown_ = report.faultCount == faults;
   walkTree(meta_->main, false);
   if (!isStopped_) count();
+  if (!isStopped_ && report.faultCount == 0) findCut();
   return !isStopped_ && report.faultCount == 0;
 }
 
 bool FileStructure::walkEnd(StructureReport& report) {
   if (!begin(report)) return false;
   walkTree(meta_->free, true);
-  for (std::uint64_t page = std::max(firstPage, fileSize_ / pageSize_); page < free_.size(); ++page) {
-    if (!free_[page]) report.add(page, beyondTheEnd);
-  }
+  findCut();
   return report.faultCount == 0;
+}
+
+// Pages beyond the end are free: the transaction that took them has freed them, and never wrote them.
+void FileStructure::findCut() {
+  for (std::uint64_t page = std::max(firstPage, fileSize_ / pageSize_); page < free_.size(); ++page) {
+    if (!free_[page]) report_->add(page, beyondTheEnd);
+  }
 }
 
 bool FileStructure::begin(StructureReport& report) {

@@ -94,6 +94,7 @@ class FileStructure {
   void noteFree(std::string_view key, std::string_view value, std::uint64_t number);
   void compare(const Tree& tree, std::uint64_t number);
   void count();
+  void findCut();
   void supposeHead();
   void visitLostLeaves();
   void visitLostLeaf(std::uint64_t number);
@@ -117,7 +118,7 @@ class FileStructure {
   std::uint64_t usedPages_ = 0;
   std::uint64_t nextProgress_ = 0;
   bool isStopped_ = false;
-  bool isOnDisk_ = false;  // the page that was read last, or one since leaves were announced
+  bool isOnDisk_ = false;  // a page was, since children were last announced
 
   bool isFreeKnown_ = false;
   std::uint64_t contestedPages_ = 0;     // that were read for two, or more
