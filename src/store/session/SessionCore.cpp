@@ -442,6 +442,7 @@ bool SessionCore::canRestore() noexcept {
 }
 
 void SessionCore::afterLackOfMemory() noexcept {
+  ++shortages_;
   if (engine_ == nullptr || mode_ != pscUpdate) return;
   engine_->invalidate(psErrorKind::memory);
   lacksMemory_ = true;

@@ -126,6 +126,8 @@ class SessionCore : public SessionHead, public std::enable_shared_from_this<Sess
 
   // Called when an operation lacked memory: a running update is void then.
   void afterLackOfMemory() noexcept;
+  // How often that was.
+  std::uint64_t shortages() const { return shortages_; }
 
   // What a layer above keeps until the transaction ends, or another object takes its place.
   std::shared_ptr<void> transient;
@@ -176,7 +178,8 @@ class SessionCore : public SessionHead, public std::enable_shared_from_this<Sess
   Guard guard_;
   bool isOfOlderFormat_ = false;
   bool lacksMemory_ = false;  // the running update is void since there was no memory
-  bool forked_ = false;       // this process is a child of the one that opened the session
+  std::uint64_t shortages_ = 0;
+  bool forked_ = false;  // this process is a child of the one that opened the session
   psMode mode_ = pscNoOpen;
   std::uint64_t epoch_ = 0;    // stamp of images known to be current; changes when another session has committed
   std::uint64_t version_ = 0;  // of the engine, that epoch_ stands for

@@ -120,9 +120,6 @@ VerifiedForm ClassVerifier::makeForm(const FormKey& key) {
 }
 
 void ClassVerifier::describeStorage(const FormKey& key, VerifiedForm& form) {
-  const Rows rows = rowsOf(key.type);
-  if (rows != Rows::none && (key.size % sizeof(psId) != 0 || key.size > largestWithRows))
-    form.fault = "has rows, but a size that arrays with rows do not have";
   if (key.layout == 0) return;
   const ClassShape* const elements = layoutOf(storageType, key.layout);
   const ObjectForm& inProgram = classes_.formOf(key.type, key.layout, key.size);
@@ -137,11 +134,6 @@ void ClassVerifier::describeStorage(const FormKey& key, VerifiedForm& form) {
 void ClassVerifier::describeObject(const FormKey& key, VerifiedForm& form) {
   const ClassInfo* info = TypeRegistry::instance().find(key.type);
   if (info != nullptr && info->virtualTable == 0) info = nullptr;
-  const bool isOfStore = key.type >= containerTypeN && key.type <= federationTypeN;
-  if (isOfStore || key.size < sizeof(void*)) {
-    form.fault = "is of " + classText(key.type) + " and " + std::to_string(key.size) + " bytes, as no object is";
-    return;
-  }
   const ClassShape* const shape = layoutOf(key.type, key.layout);
   if (key.layout != 0 && (shape == nullptr || shape->size != key.size)) {
     form.fault = "is of " + classText(key.type) + ", in a layout that the store does not describe";

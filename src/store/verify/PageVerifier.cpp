@@ -105,13 +105,11 @@ void PageVerifier::verifyObject(const RecordedObject& object) {
   if (isStorage(type)) {
     ++findings_.report().arrays;
     owners_.addStorage(id);
-    if (type != object.type) findings_.faultOf(psFindingKind::object, id, "is an array, but marked as one with names");
     return;
   }
   ++findings_.report().objects;
   ++objects_;
-  if (object.isPacked) findings_.faultOf(psFindingKind::object, id, "is packed, as only arrays are");
-  if (object.isPacked || !form.fault.empty())
+  if (!form.fault.empty())
     owners_.addHidingObject();
   else
     verifyHeld(object, id, form);

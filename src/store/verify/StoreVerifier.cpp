@@ -1,9 +1,9 @@
 #include "store/verify/StoreVerifier.h"
 
 #include <algorithm>
-#include <new>
 #include <utility>
 
+#include "store/base/MemoryGuard.h"
 #include "store/base/NothingThrown.h"
 #include "store/base/psError.h"
 #include "store/catalog/Catalog.h"
@@ -152,12 +152,16 @@ bool verifyStore(SessionCore& session, psVerifyReport& report, const StoreVerifi
   const WithoutGuard unguarded(session);
   const Reading reading(session);
   if (!reading) return false;
-  try {
-    if (!StoreVerifier(session, report, progress).run()) return false;
-    if (report.faultCount != 0) return session.fail(psErrorKind::damaged, complaintOf(report));
-  } catch (const std::bad_alloc&) {
-    return session.fail(psErrorKind::memory, "there is no memory for the verification; close handles and sessions");
+  const std::uint64_t shortages = session.shortages();
+  const bool isDone = guardMemoryQuietly(false, [&] { return StoreVerifier(session, report, progress).run(); });
+  // What could not be opened for lack of memory looks like a fault.
+  if (session.shortages() != shortages) {
+    report.isComplete = false;
+    return session.fail(psErrorKind::memory,
+                        "there is no memory for the verification; lower the cacheLimit, or close handles and sessions");
   }
+  if (!isDone) return false;
+  if (report.faultCount != 0) return session.fail(psErrorKind::damaged, complaintOf(report));
   // What was signalled on the way was no failure of the call.
   pehSessionDataGetFunction()->clear();
   return true;
