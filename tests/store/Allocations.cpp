@@ -62,19 +62,21 @@ void operator delete(void* memory, const std::nothrow_t&) noexcept { std::free(m
 extern "C" {
 
 void* __libc_malloc(std::size_t size);
-void* __libc_calloc(std::size_t n, std::size_t size);
-void* __libc_realloc(void* memory, std::size_t size);
+void* __libc_calloc(std::size_t nmemb, std::size_t size);
+void* __libc_realloc(void* ptr, std::size_t size);
 void* __libc_memalign(std::size_t alignment, std::size_t size);
 
 void* malloc(std::size_t size) { return ps::test::failsNow() ? nullptr : __libc_malloc(size); }
-void* calloc(std::size_t n, std::size_t size) { return ps::test::failsNow() ? nullptr : __libc_calloc(n, size); }
-void* realloc(void* memory, std::size_t size) { return ps::test::failsNow() ? nullptr : __libc_realloc(memory, size); }
+void* calloc(std::size_t nmemb, std::size_t size) {
+  return ps::test::failsNow() ? nullptr : __libc_calloc(nmemb, size);
+}
+void* realloc(void* ptr, std::size_t size) { return ps::test::failsNow() ? nullptr : __libc_realloc(ptr, size); }
 void* aligned_alloc(std::size_t alignment, std::size_t size) {
   return ps::test::failsNow() ? nullptr : __libc_memalign(alignment, size);
 }
-int posix_memalign(void** memory, std::size_t alignment, std::size_t size) {
-  *memory = aligned_alloc(alignment, size);
-  return *memory != nullptr ? 0 : ENOMEM;
+int posix_memalign(void** memptr, std::size_t alignment, std::size_t size) {
+  *memptr = aligned_alloc(alignment, size);
+  return *memptr != nullptr ? 0 : ENOMEM;
 }
 
 }  // extern "C"

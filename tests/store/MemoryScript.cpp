@@ -38,7 +38,7 @@ constexpr const char* names[] = {"sorted set", "sorted map", "hash set", "hash m
 constexpr bool isMap(int kind) { return kind % 2 == 1; }
 
 // Different in all bits, as good hashes are.
-std::int64_t numberOf(int i) { return static_cast<std::int64_t>(static_cast<std::uint32_t>(i) * 0x9E3779B1U); }
+std::int64_t numberOf(int i) { return std::uint32_t{0x9E3779B1U} * static_cast<std::uint32_t>(i); }
 
 // Takes storage of its own, of a size beyond a page.
 std::string noteText(int i) { return std::to_string(i) + std::string(20000, '.'); }
@@ -163,7 +163,7 @@ pstHandle<psObj> MemoryScript::makeItem(int i) {
 pstHandle<psContObj> MemoryScript::container(const char* name) {
   const auto database = call([&] { return session_.database("test"); });
   require(!database.isNull());
-  const auto found = call([&] { return session_.container(database, name); });
+  auto found = call([&] { return session_.container(database, name); });
   require(!found.isNull());
   return found;
 }
@@ -368,8 +368,9 @@ std::string MemoryScript::complaintsAbout(psSession& session) {
   pstHandle<psCollection> all;
   std::string complaint;
   if (all.lookupObj(in, "list", pscRead) != 1) return "no list: " + session.lastError();
-  std::vector<std::int64_t> list;
-  for (int i = 0; i < all->size(); ++i) list.push_back(numberIn(static_cast<psTreeList&>(*all).get(i).oid()));
+  std::vector<std::int64_t> list(static_cast<std::size_t>(std::max(all->size(), 0)));
+  for (std::size_t i = 0; i < list.size(); ++i)
+    list[i] = numberIn(static_cast<psTreeList&>(*all).get(static_cast<int>(i)).oid());
   if (list != model_.list) complaint += "another list; ";
   complaint += faultsOf(pstHandle<psBTree>(all));
   for (int kind = 0; kind < 4; ++kind) {

@@ -104,8 +104,9 @@ char* Arena::takeBlock(unsigned order) {
 
 // Sees to it that so many blocks more than are in use can become free, and that one more can be taken.
 void Arena::provideNodes(std::size_t more) {
-  if (nodes_.capacity() < used_ + more + 1) nodes_.reserve(2 * (used_ + more + 1));
-  while (nodes_.size() < used_ + more) {
+  const std::size_t wanted = std::max(nodes_.size(), used_ + more);
+  if (nodes_.capacity() <= wanted) nodes_.reserve(2 * wanted + 2);
+  while (nodes_.size() < wanted) {
     Blocks made{0};
     nodes_.push_back(made.extract(made.begin()));
   }
