@@ -16,15 +16,17 @@ std::string strangeUse(const Frame& frame) {
              : " is used on a thread that did not open it, or after its session was closed";
 }
 
-void checkFrame(const Frame& frame, const std::string& name) {
+// The name is made only for what is misused: a sound program checks all the time, and may lack the memory for it.
+template <class Name>
+void checkFrame(const Frame& frame, const Name& name) {
   if (frame.pageId.isNull()) return;  // of a database that did not come into being
   if (!isOfThisSession(frame)) {
-    reportMisuse(name + strangeUse(frame));
+    reportMisuse(name() + strangeUse(frame));
     return;
   }
   const SessionCore* const session = SessionCore::current();
   if (session == nullptr || !session->isCurrent(frame)) {
-    reportMisuse(name + " is used after the transaction in which it was opened; keep a handle or a reference, and " +
+    reportMisuse(name() + " is used after the transaction in which it was opened; keep a handle or a reference, and " +
                  "open the object again");
   }
 }
@@ -32,14 +34,16 @@ void checkFrame(const Frame& frame, const std::string& name) {
 }  // namespace
 
 void checkObjectInUse(const void* object) {
-  if (isInArena(object)) checkFrame(*frameOfObject(object), textOf(idAt(object)));
+  if (isInArena(object)) checkFrame(*frameOfObject(object), [object] { return textOf(idAt(object)); });
 }
 
 void checkMemoryInUse(const void* address) {
   if (!isInArena(address)) return;
   const Frame& frame = *frameOfAddress(address);
-  checkFrame(frame, "an object in page " + std::to_string(frame.pageId.get_page()) + " of " +
-                        textOf(psId(frame.pageId.get_DB(), frame.pageId.get_OC(), 0, 0)));
+  checkFrame(frame, [&frame] {
+    return "an object in page " + std::to_string(frame.pageId.get_page()) + " of " +
+           textOf(psId(frame.pageId.get_DB(), frame.pageId.get_OC(), 0, 0));
+  });
 }
 
 void checkHandleInUse(const void* object) {
