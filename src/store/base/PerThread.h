@@ -10,7 +10,8 @@ namespace ps::detail {
 
 // An object of each thread, made at its first use and destroyed with the thread. Unlike a thread_local with a
 // destructor it needs no memory beside its own: the C library ends the process when it cannot note a destructor down.
-// The main thread's object stays. There is one for each T.
+// The one of the thread that ends the process is destroyed among the objects of static lifetime. There is one for
+// each T.
 template <class T>
 class PerThread {
  public:
@@ -21,15 +22,24 @@ class PerThread {
 
  private:
   static void make() {
-    static const pthread_key_t key = [] {
-      pthread_key_t made{};
-      pthread_key_create(&made, &destroy);
-      return made;
-    }();
+    static const Ends ends;
     ::new (static_cast<void*>(space)) T;
     isMade = true;
-    pthread_setspecific(key, space);
+    pthread_setspecific(ends.key, space);
   }
+
+  // What calls destroy at the end of a thread, and of the process, where no thread ends.
+  struct Ends {
+    Ends() { pthread_key_create(&key, &destroy); }
+    Ends(const Ends&) = delete;
+    Ends& operator=(const Ends&) = delete;
+    ~Ends() {
+      pthread_key_delete(key);
+      if (isMade) destroy(space);
+    }
+
+    pthread_key_t key{};
+  };
 
   static void destroy(void*) {
     isMade = false;
