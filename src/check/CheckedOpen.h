@@ -15,10 +15,15 @@ bool opensAs(const pstHandle<T>& object) {
   return ptmIsKindOf(object.typeN(), T::pstTypeN) != 0 && object.open(pscRead) == 1;
 }
 
-// Whether there is something that is neither an object nor of a class that this program may lack.
-inline bool isNoObject(const psId& id) {
+// Why there cannot be an element there of a collection whose comparator orders objects of the class expected, as the
+// rest of a sentence; "" when there can, and when there is nothing. An element may be of a class that this program
+// lacks.
+inline std::string complaintAboutElement(const psId& id, unsigned int expected) {
   const unsigned int type = pstHandle<psObj>(id).typeN();
-  return type != 0 && type <= psHighestLibraryTypeN && ptmIsKindOf(type, psObj::pstTypeN) == 0;
+  if (type == 0) return "";
+  if (ptmIsKindOf(type, psObj::pstTypeN) == 0) return type <= psHighestLibraryTypeN ? "is no object" : "";
+  return ptmIsKindOf(type, expected) != 0 ? ""
+                                          : "is of class " + std::to_string(type) + ", not " + std::to_string(expected);
 }
 
 // Why a collection cannot have the comparator, as the rest of a sentence; "" when it can, or has none. isOpen says

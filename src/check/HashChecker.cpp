@@ -33,8 +33,10 @@ void HashChecker::run() {
   depth_ = HashAccess::depth(table);
   if (depth_ < 0 || depth_ >= bitsOfHash || HashAccess::directory(table).size() != 1U << depth_)
     return complain(table_, "the size of the directory does not match its depth");
-  const std::string complaint = complaintAbout(pstHandle<psCompare>(table.comparator()), canHash_);
+  const pstHandle<psCompare> comparator(table.comparator());
+  const std::string complaint = complaintAbout(comparator, canHash_);
   if (!complaint.empty()) return complain(table_, complaint);
+  if (canHash_ && !comparator.isNull()) elementTypeN_ = comparator->elementTypeN();
   if (!canHash_) result_.unchecked = "has a comparator that this program cannot open; its hashes were not checked";
   visitDirectory(depth_);
   checkNoted();
@@ -121,7 +123,8 @@ void HashChecker::checkHash(const NotedKey& noted) {
     ++result_.deleted;
     return;
   }
-  if (isNoObject(key)) return complain(key, "is no object, but a key");
+  const std::string complaint = complaintAboutElement(key, elementTypeN_);
+  if (!complaint.empty()) return complain(key, complaint + ", but a key");
   if (!canHash_) return;
   const RefusalWatch watch;
   const std::uint32_t hash = table_->hashOf(key);

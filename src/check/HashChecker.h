@@ -51,7 +51,8 @@ class HashChecker {
   pstHandle<psHashSet> table_;
   bool isMap_ = false;
   bool canHash_ = false;
-  std::uint32_t slots_ = 0;  // in a bucket
+  unsigned int elementTypeN_ = psObj::pstTypeN;  // of its keys
+  std::uint32_t slots_ = 0;                      // in a bucket
   int depth_ = 0;
   // Of the current bucket.
   std::uint32_t first_ = 0;

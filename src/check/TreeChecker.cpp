@@ -57,7 +57,10 @@ bool TreeChecker::openComparator() {
   if (!complaint.empty()) complain(root_, "", complaint);
   if (!canCompare_) result_.unchecked = "has a comparator that this program cannot open; its order was not checked";
   OpenComparator opened(comparator_);
-  if (canCompare_ && !opened.isNull() && opened.open()) tag_ = opened.tag();
+  if (canCompare_ && !opened.isNull() && opened.open()) {
+    tag_ = opened.tag();
+    elementTypeN_ = opened->elementTypeN();
+  }
   return complaint.empty();
 }
 
@@ -128,7 +131,8 @@ void TreeChecker::visitLeaf(const Node& leaf, psUnsortedArray& entries, const st
   }
   if (NodeAccess::first(*leaf) != entries.first()) complain(leaf, path, "its first is not its entry 0");
   for (int i = 0; i < view.count(); ++i) {
-    if (!comparator_.isNull() && (!view[i].isValid() || isNoObject(view[i]))) continue;
+    if (!comparator_.isNull() && (!view[i].isValid() || !complaintAboutElement(view[i], elementTypeN_).empty()))
+      continue;
     const std::string at = path + '/' + std::to_string(i);
     checkAscending(view[i], at);
     checkAbbreviation(view[i], view.abbreviationAt(i), at);
@@ -139,7 +143,8 @@ void TreeChecker::countElements(const ArrayView& elements, const std::string& pa
   result_.elements += static_cast<unsigned>(elements.count());
   for (int i = 0; i < elements.count(); ++i) {
     if (!elements[i].isNull() && !elements[i].isValid()) ++result_.deleted;
-    if (isNoObject(elements[i])) complain(elements[i], path, "is no object, but an element");
+    const std::string complaint = complaintAboutElement(elements[i], elementTypeN_);
+    if (!complaint.empty()) complain(elements[i], path, complaint + ", but an element");
   }
 }
 

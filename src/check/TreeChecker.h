@@ -51,6 +51,7 @@ class TreeChecker {
   Node root_;
   pstHandle<psCompare> comparator_;
   bool canCompare_ = false;
+  unsigned int elementTypeN_ = psObj::pstTypeN;
   bool sorted_ = false;
   bool isMap_ = false;
   int capacity_ = 0;

@@ -38,6 +38,8 @@ std::uint64_t psCompare::abbreviation(const pstHandle<psObj>&) const { return 0;
 
 std::uint32_t psCompare::abbreviationVersion() const { return 0; }
 
+unsigned int psCompare::elementTypeN() const { return psObj::pstTypeN; }
+
 int psCompare::compare(const pstHandle<psObj>& element, psCompareFunction f) {
   return callWithIdentifier(element.oid(), f);
 }

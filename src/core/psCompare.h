@@ -59,6 +59,11 @@ class PS_API psCompare : public psObj {
   // Give another number here when abbreviation changes: what was kept is then not used any more, but made anew.
   virtual std::uint32_t abbreviationVersion() const;
 
+  // Optional: the class that all elements are of, or of a subclass, since the comparator takes them for it. A
+  // verification finds the elements of other classes, as only a file has that somebody has forged, and does not have
+  // them compared. Here, any.
+  virtual unsigned int elementTypeN() const;
+
   // The results of compare as predicates. In each flavour an override of compare decides them too.
   bool less(const pstHandle<psObj>& element, const void* key) const { return compare(element, key) < 0; }
   bool lessOrEqual(const pstHandle<psObj>& element, const void* key) const { return compare(element, key) <= 0; }

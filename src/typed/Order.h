@@ -138,6 +138,7 @@ class Order : public psCompare {
       return std::max<std::uint64_t>(abbreviate<0>(viewsOf(stored), RawKey{nullptr}, 0), 1);
     });
   }
+  unsigned int elementTypeN() const override { return Self::Element::pstTypeN; }
 
   template <class C>
   static auto viewsOf(const C& element) {

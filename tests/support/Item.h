@@ -49,6 +49,7 @@ class ItemCompare : public psCompare {
   std::uint64_t abbreviation(const void*& key) const override;
   std::uint64_t abbreviation(const pstHandle<psObj>& element) const override;
   std::uint32_t abbreviationVersion() const override;
+  unsigned int elementTypeN() const override { return Item::pstTypeN; }
 
   // How comparators of this thread abbreviate: not at all, so that numbers differ always, sometimes or never, or only
   // some. Each is a version of its own.
