@@ -73,10 +73,6 @@ class Called {
   std::optional<SessionCore::AsCurrent> current_;
 };
 
-}  // namespace
-
-namespace {
-
 // Closes a session that is found unsound, also when something is thrown by a comparator.
 struct ClosedUnlessSound {
   explicit ClosedUnlessSound(psSession& opened) : session(opened) {}

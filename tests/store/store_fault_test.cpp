@@ -56,7 +56,7 @@ class FaultyEngine final : public ps::detail::Engine {
   }
   void abort() override { sound_->abort(); }
   void invalidate(psErrorKind kind) noexcept override { sound_->invalidate(kind); }
-  std::uint64_t entries() const override { return sound_->entries(); }
+  std::uint64_t records() const override { return sound_->records(); }
   bool readers(std::vector<psReader>& found) override { return sound_->readers(found); }
   std::uint64_t version() const override { return sound_->version(); }
   std::size_t maxKeySize() const override { return sound_->maxKeySize(); }

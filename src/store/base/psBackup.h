@@ -15,8 +15,8 @@ struct psBackupProgress {
 // What psSession::salvage could not save.
 struct psSalvageReport {
   std::uint64_t records = 0;  // that the copy has
-  std::uint64_t fromRemains =
-      0;                        // of these, how many may be older than the last commit, since what led to them is lost
-  std::uint64_t lossCount = 0;  // of what could not be read
+  // Of these, how many may be older than the last commit, since what led to them is lost.
+  std::uint64_t fromRemains = 0;
+  std::uint64_t lossCount = 0;      // of what could not be read
   std::vector<std::string> losses;  // a sentence for each of the first 1,000
 };

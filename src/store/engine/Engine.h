@@ -54,8 +54,8 @@ class Engine {
   // not be read to the end, so that not all were visited.
   [[nodiscard]] virtual bool scan(std::string_view prefix, const Visitor& visitor) = 0;
 
-  // How many pairs there are, as the open transaction sees it; 0 when that is not known.
-  virtual std::uint64_t records() const { return 0; }
+  // How many pairs the open transaction sees; 0 without one.
+  virtual std::uint64_t records() const = 0;
 
   virtual Commit commit() = 0;
   virtual void abort() = 0;
@@ -64,9 +64,6 @@ class Engine {
   // a change of several steps that was begun and not ended, or memory, which is the reason also of what failed then.
   // Needs no memory.
   virtual void invalidate(psErrorKind kind = psErrorKind::conflict) noexcept = 0;
-
-  // The pairs that the open transaction sees; 0 without one.
-  virtual std::uint64_t entries() const = 0;
 
   // The read transactions that are open on the store in all processes, the oldest first. False when they cannot be
   // read.

@@ -217,12 +217,6 @@ std::string LmdbEngine::voidText() const {
                                                  : "an earlier change of several steps failed";
 }
 
-std::uint64_t LmdbEngine::entries() const {
-  MDB_stat status{};
-  if (transaction_ != nullptr) mdb_stat(transaction_, environment_->database(), &status);
-  return status.ms_entries;
-}
-
 bool LmdbEngine::readers(std::vector<psReader>& found) {
   if (!isUsable(readAction)) return false;
   const int code = environment_->readers(found);

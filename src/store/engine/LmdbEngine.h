@@ -37,7 +37,6 @@ class LmdbEngine final : public Engine {
   void abort() override;
   void invalidate(psErrorKind kind) noexcept override;
 
-  std::uint64_t entries() const override;
   bool readers(std::vector<psReader>& found) override;
 
   std::uint64_t version() const override { return version_; }

@@ -27,7 +27,6 @@ class MemoryEngine final : public Engine {
   Commit commit() override;  // never unknown
   void abort() override;
   void invalidate(psErrorKind kind) noexcept override;
-  std::uint64_t entries() const override { return content_.size(); }
   bool readers(std::vector<psReader>& found) override;
 
   std::uint64_t version() const override { return version_; }

@@ -82,7 +82,7 @@ class Backup {
   bool run(const std::string& path) {
     if (!copy_.begin(path)) return signalled(copy_.error());
     Engine& engine = session_.engine();
-    progressed_.total = engine.entries();
+    progressed_.total = engine.records();
     const bool read = engine.scan("", [this](std::string_view key, std::string_view value) { return add(key, value); });
     if (!read) return session_.fail(engine.error());
     if (error_.empty() && !tell()) stop();
