@@ -420,7 +420,9 @@ std::string verifyEither(psSession& session, StoreModel& model, bool mayBeNext, 
 
 std::string verifyFile(const std::string& path, StoreModel& model, bool mayBeNext, bool isThorough) {
   psSession session;
-  if (session.open(path, unsynced()) != 1) return session.lastError();
+  psSessionOptions options = unsynced();
+  if (isThorough) options.verify = psVerify::all;
+  if (session.open(path, options) != 1) return session.lastError();
   return verifyEither(session, model, mayBeNext, isThorough);
 }
 

@@ -71,6 +71,18 @@ std::string damage(Trial& trial, std::string& file) {
   }
 }
 
+// The head of the last commit with the number of that before the other head: LMDB leaves the same when a commit's last
+// write fails. The store is then as it was one commit before, and nothing in the file can tell.
+bool isTakenBack(const std::string& file, const std::string& sound) {
+  const auto numberIn = [](const std::string& bytes, std::size_t head) {
+    std::uint64_t number = 0;
+    bytes.copy(reinterpret_cast<char*>(&number), sizeof number, head * pageSize + 144);
+    return number;
+  };
+  const std::size_t last = numberIn(sound, 0) > numberIn(sound, 1) ? 0 : 1;
+  return file.size() == sound.size() && numberIn(file, last) + 2 == numberIn(sound, last);
+}
+
 bool openVerified(psSession& session, const std::string& path) {
   psSessionOptions options = unsynced();
   options.verify = psVerify::all;
@@ -128,7 +140,7 @@ int run(Trial& trial) {
     for (int i = 0; i < 200 && trial.goesOn(); ++i) {
       std::string file = sound;
       const std::string what = damage(trial, file);
-      if (file == sound) continue;
+      if (file == sound || isTakenBack(file, sound)) continue;
       std::ofstream(path, std::ios::binary | std::ios::trunc) << file;
       const Outcome outcome = outcomeOf(path, model, i % 2 == 0);
       ++trial.count(std::string("files ") + outcomeNames[outcome]);

@@ -11,6 +11,7 @@
 
 #include "StoreModel.h"
 #include "Trial.h"
+#include "store/base/psError.h"
 #include "support/TempStore.h"
 
 namespace ps::test {
@@ -51,12 +52,16 @@ std::string step(Trial& trial, const std::string& path, std::unique_ptr<psSessio
   }
   if (kind < 6) {  // a change that the session's guard stops half way
     std::uint64_t opens = trial.random(200);
-    session->openGuard([&opens](const psId&, psMode) { return opens-- > 0; });
+    session->openGuard([&opens](const psId&, psMode) { return opens > 0 && opens-- > 0; });
+    session->throwErrors(true);
     StoreModel vain = model;
-    if (session->begin(pscUpdate) == 1) static_cast<void>(vain.advance(*session));
+    try {
+      if (session->begin(pscUpdate) == 1) static_cast<void>(vain.advance(*session));
+    } catch (const psException&) {
+    }
+    session->throwErrors(false);
     session->openGuard(nullptr);
-    session->abort();
-    return "";
+    return session->abort() == 1 ? "" : session->lastError();
   }
   if (kind < 9) return verifyEither(*session, model, false, kind == 8);
   if (kind == 9) {

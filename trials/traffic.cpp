@@ -42,7 +42,10 @@ class Worker {
       psSession session;
       psSessionOptions options = unsynced(std::size_t{4} << 20);
       if (below(2) == 0) options.busyTimeout = static_cast<int>(below(20));
-      if (session.open(path_, options) != 1) return session.lastError();
+      if (session.open(path_, options) != 1) {  // a new store is begun by an update
+        if (session.lastErrorKind() == psErrorKind::busy) continue;
+        return "open: " + session.lastError();
+      }
       for (std::uint64_t i = below(30); i > 0 && !shared_.isOver && complaint.empty(); --i)
         complaint = isWriter_ ? write(session) : read(session);
     }

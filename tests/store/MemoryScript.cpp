@@ -137,6 +137,10 @@ std::string MemoryScript::run() {
     step("upgrade", [&] { require(call([&] { return session_.upgrade(); }) == 1); });
     update("note", [&] { noteAll(320); });
     step("read", [&] { readAll(); });
+    step("verify", [&] {
+      psVerifyReport report;
+      require(call([&] { return session_.verify(report); }) == 1);
+    });
   } catch (const Finished&) {
   } catch (const Complaint& complaint) {
     return complaint.text;
