@@ -295,6 +295,27 @@ TEST(Structure, OfADamagedBranchLosesNothing) {
   EXPECT_GT(faults, 100U);
 }
 
+// The page number of all ones stands for no page at all where a tree begins, but not where a value does.
+TEST(Structure, OfAValueOnNoPageIsNotSound) {
+  const ScratchFolder folder;
+  const std::string path = folder / "store";
+  {
+    const auto engine = openStore(path);
+    ASSERT_TRUE(engine->begin(true) && engine->put("k", std::string(9000, 'v')));
+    ASSERT_EQ(engine->commit(), Engine::Commit::committed);
+  }
+  const File file(path);
+  using Head = ps::detail::LmdbMeta;
+  auto head = file.get<Head>(4096);
+  ASSERT_EQ(head.main.overflowPages, 3U);
+  head.main.overflowPages = 0;
+  file.put(4096, head);
+  constexpr std::size_t lastPlace = 4096 - 9;  // of a page number, behind a key of one byte
+  file.put(head.main.root * 4096 + lastPlace, ~std::uint64_t{0});
+  const StructureReport report = file.walk();
+  EXPECT_EQ(report.faultCount, 1U) << allOf(report);
+}
+
 // The heads say how many pages there are, and where the trees begin.
 TEST(Structure, OfForgedOrLostHeadsIsReadAllTheSame) {
   const ScratchFolder folder;

@@ -283,13 +283,13 @@ void FileStructure::visitLeaf(Tree& tree, const LmdbPage& page, std::uint64_t nu
 // False when the entry's value has pages of its own that are not right.
 bool FileStructure::visitEntry(Tree& tree, const LmdbPage::Entry& entry, std::uint64_t number) {
   std::string_view value = entry.value;
-  if (entry.overflow != LmdbPage::none) {
+  if (entry.isOverflow) {
     std::uint64_t pages = 0;
     if (!findValue(entry, pages)) return false;
     tree.found.overflowPages += pages;
   }
   if (!tree.isFree && visitor_ == nullptr) return true;
-  if (entry.overflow != LmdbPage::none && !readValue(entry, value)) return false;
+  if (entry.isOverflow && !readValue(entry, value)) return false;
   if (tree.isFree)
     noteFree(entry.key, value, number);
   else if (!visitsRemains_ || visitsAllRemains_ || isLost(entry.key))

@@ -50,6 +50,7 @@ LmdbPage::Entry LmdbPage::entry(std::size_t index) const {
   if (!isLeaf()) {
     entry.child = valueSizeAt(node) | std::uint64_t{flags} << 32;
   } else if (flags == valueInOverflow) {
+    entry.isOverflow = true;
     entry.overflow = load<std::uint64_t>(body + keySize);
     entry.overflowSize = valueSizeAt(node);
   } else {

@@ -50,7 +50,8 @@ class LmdbPage {
     std::string_view key;
     std::uint64_t child = none;     // of a branch page
     std::string_view value;         // of a leaf
-    std::uint64_t overflow = none;  // the first of the pages in which the value lies instead
+    bool isOverflow = false;        // the value lies in pages of its own instead
+    std::uint64_t overflow = none;  // the first of them
     std::uint32_t overflowSize = 0;
   };
 
