@@ -4,12 +4,11 @@
 #include <array>
 #include <atomic>
 #include <iostream>
-#include <map>
 #include <memory>
 #include <random>
-#include <set>
 #include <thread>
 
+#include "StoreModel.h"
 #include "store/StoreObjects.h"
 #include "support/TempStore.h"
 
@@ -134,7 +133,7 @@ TEST(StoreSharing, ASessionThatGoesOnAnotherThreadIsClosedByItsOwn) {
   const auto begun = [&path](psSession& session) {
     EXPECT_EQ(session.open(path, unsynced()), 1) << session.lastError();
     EXPECT_EQ(session.begin(pscUpdate), 1) << session.lastError();
-    const pstHandle<Flat> made(new (session.container(session.database("threads"), "in")) Flat(7));
+    pstHandle<Flat> made(new (session.container(session.database("threads"), "in")) Flat(7));
     EXPECT_FALSE(made.isNull()) << session.lastError();
     return made;
   };
@@ -177,103 +176,32 @@ TEST(StoreSharing, ASessionThatGoesOnAnotherThreadIsClosedByItsOwn) {
   EXPECT_EQ(session->open(path, unsynced()), 1) << session->lastError();
 }
 
-constexpr std::array<const char*, 3> shelves = {"one", "two", "three"};
-constexpr std::int64_t keptBatches = 20;
-
-std::string batchBytes(std::int64_t batch, std::size_t shelf) {
-  const std::uint64_t seed = static_cast<std::uint64_t>(batch) * 3 + shelf;
-  return pattern(seed, seed * 7919 % 30000);
-}
-
-// One transaction: each shelf gets the batch's object, loses that of an old one, and its latest one is changed.
-bool commitBatch(psSession& session, std::int64_t batch) {
-  if (session.begin(pscUpdate) != 1) return false;
-  const pstHandle<psDBObj> database = session.database("crash");
-  for (std::size_t shelf = 0; shelf < shelves.size(); ++shelf) {
-    const pstHandle<psContObj> in = session.container(database, shelves[shelf]);
-    const pstHandle<Linked> made(new (in) Linked(batch, batchBytes(batch, shelf)));
-    pstHandle<Linked> previous;
-    if (made.isNull() || session.key(made, in, psKey(batch)) != 1) return false;
-    if (previous.lookupObj(in, psKey(batch - 1), pscUpdate) == 1)
-      static_cast<void>(previous->links.extend(pstRef<psObj>(made)));
-    pstHandle<psObj> old;
-    if (old.lookupObj(in, psKey(batch - keptBatches), pscNoOpen) == 1) psDelete(old);
-  }
-  // Containers come and go as well.
-  pstHandle<psObj> side = session.container(database, ("side " + std::to_string(batch - 1)).c_str());
-  psDelete(side);
-  const pstHandle<psContObj> next = session.container(database, ("side " + std::to_string(batch)).c_str());
-  return new (next) Flat(batch) != nullptr&& session.commit() == 1;
-}
-
-// The last batch in the store, 0 when there is none; all of it, and nothing but it and its predecessors, must be there.
-std::int64_t checkBatches(psSession& session) {
-  EXPECT_EQ(session.begin(pscRead), 1) << session.lastError();
-  const pstHandle<psDBObj> database = session.database("crash");
-  std::int64_t last = 0;
-  if (!database.isNull()) {
-    pstItr<Flat> flat;
-    pstItr<psContObj> container;
-    container.scan(database, pscRead);
-    std::size_t containers = 0;
-    while (container.next()) ++containers;
-    EXPECT_EQ(containers, shelves.size() + 1);
-    for (std::size_t shelf = 0; shelf < shelves.size(); ++shelf) {
-      const pstHandle<psContObj> in = session.container(database, shelves[shelf]);
-      const std::vector<psId> ids = scanned<psObj>(in);
-      if (shelf == 0) last = contentOf(ids.back()).number;
-      std::int64_t batch = last - static_cast<std::int64_t>(ids.size());
-      EXPECT_EQ(ids.size(), static_cast<std::size_t>(std::min(last, keptBatches)));
-      for (const psId& id : ids) {
-        ++batch;
-        const Content wanted{Linked::pstTypeN, batch, batchBytes(batch, shelf),
-                             batch < last ? std::vector<psId>{ids[ids.size() - static_cast<std::size_t>(last - batch)]}
-                                          : std::vector<psId>{}};
-        EXPECT_TRUE(contentOf(id) == wanted) << "batch " << batch << " of " << last;
-        pstRef<Linked> found;
-        EXPECT_EQ(found.lookupObj(in, psKey(batch), pscRead), 1);
-        EXPECT_EQ(found, id);
-      }
-      EXPECT_EQ(pstRef<Linked>().lookupObj(in, psKey(last - keptBatches), pscRead), 0);
-    }
-    flat.scan(session.container(database, ("side " + std::to_string(last)).c_str()), pscRead);
-    EXPECT_TRUE(flat.next() && flat->number == last);
-  }
-  EXPECT_EQ(session.commit(), 1);
-  return last;
-}
-
-TEST(StoreCrash, CommittedBatchesSurviveAKilledProcess) {
+TEST(StoreCrash, CommittedTransactionsSurviveAKilledProcess) {
   const std::uint64_t seed = seedOr(4711);
   std::cout << "PSCOLLECTIONS_SEED=" << seed << '\n';
   std::mt19937_64 random(seed);
   const ScratchFolder folder;
   const std::string path = folder / "store.ps";
-  std::uint64_t last = 0;
+  StoreModel model(seed);
   for (int round = 0; round < 60 && !::testing::Test::HasFailure(); ++round) {
     psSessionOptions options = unsynced();
     options.sync = round % 3 == 0;
     Process writer([&](const Process::Channel& channel) {
       psSession session;
       if (session.open(path, options) != 1) return 1;
-      for (std::uint64_t batch = last + 1;; ++batch) {
-        if (!commitBatch(session, static_cast<std::int64_t>(batch))) return 2;
-        channel.send(batch);
-      }
+      while (commitNext(session, model)) channel.send(model.n());
+      return 2;
     });
+    std::uint64_t last = 0;
     ASSERT_TRUE(writer.channel().receive(&last));
     ::usleep(static_cast<useconds_t>(random() % 15000));
-    writer.kill();
+    EXPECT_EQ(writer.kill(), -1) << "the writer gave up";
     while (writer.channel().receive(&last)) {
     }
-    psSession session;
-    ASSERT_EQ(session.open(path, unsynced()), 1) << session.lastError();
-    const auto found = static_cast<std::uint64_t>(checkBatches(session));
-    EXPECT_GE(found, last);
-    EXPECT_LE(found, last + 1) << "a batch that nobody asked for";
-    last = found;
+    model.advanceTo(last);
+    EXPECT_EQ(verifyFile(path, model, true, round % 4 == 0), "");
   }
-  EXPECT_GT(last, 60U);
+  EXPECT_GT(model.n(), 60U);
 }
 
 // The writer lives in another process and does the next step whenever it is told to.
