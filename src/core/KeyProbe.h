@@ -27,7 +27,7 @@ class OpenComparator {
 
   bool isNull() const { return handle_.isNull(); }
   bool open() {
-    object_ = handle_.open(pscRead) == 1 ? handle_.operator->() : nullptr;
+    object_ = handle_.operator->();
     return object_ != nullptr;
   }
   const psCompare* operator->() const { return object_; }

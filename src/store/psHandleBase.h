@@ -104,14 +104,12 @@ class PS_API psHandleBase {
   }
 
   // The address of the object as one of class T. Opens the object for reading when the handle is not open; null when
-  // that is refused. The handle may have been opened as a handle to another class.
+  // that is refused.
   template <class T>
   psObj* accessAs() const {
     if (PS_LIKELY(object_ != nullptr)) {
       if (ps::detail::isChecked) ps::detail::checkHandleInUse(object_);
-      bool isUsable = ps::detail::isCurrent(object_, id_);
-      if constexpr (ps::detail::isOwnClass<T>()) isUsable = isUsable && ps::detail::isOpenableAs<T>(object_);
-      if (PS_LIKELY(isUsable)) return object_;
+      if (PS_LIKELY(ps::detail::isCurrent(object_, id_))) return object_;
       object_ = ps::detail::reopenOutOfLine(id_, object_, ps::detail::wantedTypeN<T>());
       return object_;
     }
@@ -121,6 +119,15 @@ class PS_API psHandleBase {
 
   // The object's address when the handle is open and its page counts as changed in the running transaction, else null.
   psObj* openForUpdate() const;
+
+  // Closes a handle that was opened as one to another class, unless the object is of class T.
+  template <class T>
+  void keepIf() const {
+    if constexpr (ps::detail::isOwnClass<T>()) {
+      if (object_ != nullptr && PS_UNLIKELY(!ps::detail::isOpenableAs<T>(object_))) close();
+    }
+  }
+
   unsigned int typeOutOfLine() const;
   friend int psDelete(pstHandle<psObj>& object);
 

@@ -70,7 +70,7 @@ class pstHandle : public pstHandle<typename pstHandleBaseOf<T>::type> {
   pstHandle(const d_Ref_Any& any) : Base(any) {}
   // Takes the object to be a T. Where T is a class of the library, using or opening this handle is refused when the
   // object is none; where it is an application's, nothing is checked.
-  pstHandle(const pstHandle<psObj>& object) : Base(object) {}
+  pstHandle(const pstHandle<psObj>& object) : Base(object) { this->template keepIf<T>(); }
 
   T* operator->() const { return static_cast<T*>(this->template accessAs<T>()); }
   T& operator*() const { return *operator->(); }

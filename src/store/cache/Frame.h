@@ -89,6 +89,14 @@ struct SessionHead {
   std::uint64_t arrayEdits = 0;   // moves when an array of a collection is opened to be changed
   bool filledRows = false;        // something was noted in rows that is not stored; see mayNoteInRow
   std::uint64_t serial = 0;       // no other session of the process has it; 0 without one
+
+  // Classes of which one was found to derive from the other: for each wanted class of a few the one that was asked for
+  // last.
+  static constexpr std::size_t ancestries = 8;
+  std::uint64_t knownAncestries[ancestries] = {};
+
+  static std::uint64_t ancestry(std::uint32_t type, std::uint32_t wanted) { return std::uint64_t{type} << 32 | wanted; }
+  std::uint64_t& knownAncestry(std::uint32_t wanted) { return knownAncestries[wanted % ancestries]; }
 };
 
 // Never null. A thread without a session sees noSession, in which nothing is resident.

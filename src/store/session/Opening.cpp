@@ -6,7 +6,9 @@
 namespace ps::detail {
 
 bool isOrDerivesFrom(std::uint32_t type, std::uint32_t wanted) {
-  return TypeRegistry::instance().isKindOf(type, wanted);
+  if (!TypeRegistry::instance().isKindOf(type, wanted)) return false;
+  if (currentSession->serial != 0) currentSession->knownAncestry(wanted) = SessionHead::ancestry(type, wanted);
+  return true;
 }
 
 psObj* openOutOfLine(const psId& id, psMode mode, unsigned int wanted) {

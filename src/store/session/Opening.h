@@ -32,13 +32,19 @@ struct UsualClasses {
 
 // Whether a class is another, or derives from it.
 PS_API bool isOrDerivesFrom(std::uint32_t type, std::uint32_t wanted);
+// The same with a look at the answer that was found last, which for comparators and the application's own collections
+// is mostly the same.
+inline bool isKnownToDerive(std::uint32_t type, std::uint32_t wanted) {
+  return PS_LIKELY(currentSession->knownAncestry(wanted) == SessionHead::ancestry(type, wanted)) ||
+         isOrDerivesFrom(type, wanted);
+}
 
 // Whether an object, or the storage of an array, may be opened as an object of class T.
 template <class T>
 inline bool isOpenableAs(const void* object) {
   const std::uint32_t type = headerOf(object)->type & ~namedFlag;
   if constexpr (isOwnClass<T>())
-    return PS_LIKELY(UsualClasses<T>::include(type)) || isOrDerivesFrom(type, T::pstTypeN);
+    return PS_LIKELY(UsualClasses<T>::include(type)) || isKnownToDerive(type, T::pstTypeN);
   else
     return PS_LIKELY(!isStorage(type));
 }
