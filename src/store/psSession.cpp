@@ -336,10 +336,16 @@ void psSession::cacheLimit(std::size_t bytes) {
   if (session) session->cache().limit(bytes);
 }
 
+void psSession::updateLimit(std::size_t bytes) {
+  const Called session(core_.get());
+  if (session) session->cache().updateLimit(bytes);
+}
+
 psSessionCounters psSession::counters() const {
   if (core_ == nullptr) return psSessionCounters();
   psSessionCounters counters = core_->counters;
   counters.opens = core_->opens;
+  if (core_->isReading()) counters.uncommittedBytes = core_->cache().uncommittedBytes();
   return counters;
 }
 

@@ -193,7 +193,9 @@ class PS_API psSession {
   // returns null, and the handle that is made of it throws.
   void throwErrors(bool on);
 
+  // Change these options of the open session. Neither is an error where what is held exceeds the new limit already.
   void cacheLimit(std::size_t bytes);
+  void updateLimit(std::size_t bytes);
 
   psSessionCounters counters() const;
 

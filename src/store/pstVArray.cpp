@@ -92,7 +92,7 @@ int pstResizeVArray(void* array, unsigned int n, unsigned int elementSize) {
     if (!session->objects().changePageOf(storage)) return 0;
     ObjectHeader& header = *headerOf(storage);
     ps::detail::Page& page = *ps::detail::frameOfObject(storage)->page;
-    if (ps::detail::PageCache::resizeInPlace(page, header, static_cast<std::uint32_t>(bytes))) return 1;
+    if (session->cache().resizeInPlace(page, header, static_cast<std::uint32_t>(bytes))) return 1;
     return replaceStorage(*session, array, bytes, storage, header.size);
   });
 }

@@ -153,5 +153,132 @@ TEST_F(MemoryLimits, OpenHandlesDoNotSlowLoadsDown) {
   });
 }
 
+// While an update is large, what is told of it is what the process has.
+void compare(MeasuredSession& session) {
+  const psSessionCounters counters = session->counters();
+  const auto real = static_cast<double>(session.memory());
+  const double ratio = static_cast<double>(counters.uncommittedBytes + counters.residentBytes) / real;
+  if (real < 64 * mebibyte) return;
+  require(ratio > 0.8 && ratio < 1.1, std::to_string(ratio) + " of the memory is told");
+}
+
+TEST_F(MemoryLimits, WhatAnUpdateTakesIsTold) {
+  constexpr std::uint64_t bricks = 30000;  // two a page
+  std::vector<psId> ids;
+  const auto isSettled = [](MeasuredSession& session) {
+    require(session->counters().uncommittedBytes == 0, "after the update something is uncommitted");
+  };
+  run(unsynced(least), [&](MeasuredSession& session) {
+    session.begin(pscUpdate);
+    const pstHandle<psContObj> wall = session.container();
+    for (std::uint64_t n = 0; n < bricks; ++n) {
+      require(new (wall) Brick(n) != nullptr, session->lastError());
+      if (n % 3000 == 0) compare(session);
+    }
+    compare(session);
+    session.commit();
+    isSettled(session);
+  });
+  // Pages here and there, each of them 3 times.
+  run(unsynced(least), [&](MeasuredSession& session) {
+    session.begin(pscUpdate);
+    const psId wall = session.container().oid();
+    for (std::uint64_t n = 0; n < bricks; ++n) {
+      const auto page = static_cast<unsigned short>(1 + n * 7919 % (bricks / 3));
+      const pstHandle<Brick> brick(psId(wall.get_DB(), wall.get_OC(), page, 1));
+      require(brick.open(pscUpdate) == 1, session->lastError());
+      brick->set(n + bricks);
+      if (n % 3000 == 0) compare(session);
+    }
+    require(session->abort() == 1, session->lastError());
+    isSettled(session);
+  });
+  // Records that grow while they are written again and again, and what lies in the tree's own pages.
+  run(unsynced(least), [&](MeasuredSession& session) {
+    session.begin(pscUpdate);
+    const pstHandle<psContObj> wall = session.container();
+    for (int n = 0; n < 1000; ++n) ids.push_back(pstHandle<Blob>(new (wall) Blob(n, pattern(1, 20000))).oid());
+    for (unsigned int size = 30000; size <= 80000; size += 10000) {
+      for (const psId& id : ids) {
+        const pstHandle<Blob> blob(id);
+        require(blob.open(pscUpdate) == 1 && blob->bytes.resize(size) == 1, session->lastError());
+      }
+      compare(session);
+    }
+    for (int n = 0; n < 60000; ++n) {
+      const std::string name = std::string(300, 'n') + std::to_string(n);
+      require(session->name(pstHandle<Blob>(ids.front()), wall, name.c_str()) == 1, session->lastError());
+    }
+    compare(session);
+    session.commit();
+    isSettled(session);
+  });
+}
+
+TEST_F(MemoryLimits, AnUpdateIsRefusedBeforeItTakesMoreThanItsLimit) {
+  constexpr std::uint64_t wanted = 50000;  // 195 MiB
+  psSessionOptions options = unsynced(least);
+  options.updateLimit = 32 * mebibyte;
+  run(options, [&](MeasuredSession& session) {
+    std::vector<std::uint64_t> model;
+    std::uint64_t updates = 0;
+    const auto isFull = [&] { return session->lastErrorKind() == psErrorKind::full; };
+    // Makes or changes bricks until that is refused.
+    const auto fill = [&](const std::function<bool()>& change) {
+      session.begin(pscUpdate);
+      while (change()) {
+      }
+      require(isFull() && session->lastError().find("updateLimit") != std::string::npos, session->lastError());
+      require(session.memory() < options.updateLimit * 11 / 10 + 2 * least + beside, inKibibytes(session.memory()));
+      require(!change() && isFull(), "once it is full, an update takes no more");
+      ++updates;
+    };
+    session.begin(pscUpdate);
+    const pstHandle<psContObj> wall = session.container();
+    session.commit();
+    while (model.size() < wanted) {
+      fill([&] {
+        if (model.size() == wanted || new (wall) Brick(model.size()) == nullptr) return false;
+        model.push_back(model.size());
+        return true;
+      });
+      session.commit();
+    }
+    require(updates > 5, std::to_string(updates) + " updates");
+    // Changes of what is there, of which every other update is not kept.
+    for (int round = 0; round < 4; ++round) {
+      std::vector<std::uint64_t> changed = model;
+      std::size_t next = 0;
+      fill([&] {
+        const std::size_t at = next * 7919 % model.size();
+        const psId id(wall.oid().get_DB(), wall.oid().get_OC(), static_cast<unsigned short>(1 + at / 2),
+                      static_cast<unsigned short>(1 + at % 2));
+        const pstHandle<Brick> brick(id);
+        if (brick.open(pscUpdate) != 1) return false;
+        brick->set(changed[at] = wanted * static_cast<std::uint64_t>(round) + next++);
+        return true;
+      });
+      if (round % 2 == 0) {
+        session.commit();
+        model = changed;
+      } else {
+        require(session->abort() == 1, session->lastError());
+      }
+    }
+    session.begin(pscRead);
+    pstItr<Brick> brick;
+    brick.scan(wall, pscRead);
+    for (const std::uint64_t number : model)
+      require(brick.next() && brick->is(number), "the store is not as committed");
+    require(!brick.next(), "there is more in the store than was committed");
+    session.commit();
+    session->updateLimit(0);
+    session.begin(pscUpdate);
+    require(new (wall) Blob(1, std::string(40 * mebibyte, 'x')) != nullptr, session->lastError());
+    require(session->counters().uncommittedBytes > 40 * mebibyte, "an array counts with its elements");
+    session.commit();
+  });
+}
+
 }  // namespace
 }  // namespace ps::test

@@ -59,6 +59,7 @@ class FaultyEngine final : public ps::detail::Engine {
   std::uint64_t records() const override { return sound_->records(); }
   bool readers(std::vector<psReader>& found) override { return sound_->readers(found); }
   std::uint64_t version() const override { return sound_->version(); }
+  std::size_t uncommittedBytes() const override { return sound_->uncommittedBytes(); }
   std::size_t maxKeySize() const override { return sound_->maxKeySize(); }
   std::size_t maxValueSize() const override { return sound_->maxValueSize(); }
 

@@ -17,7 +17,11 @@ std::vector<Trouble> troublesOf(KeyedWorld& world) {
   return troubles;
 }
 
-void sweepKeyed(KeyedWorld& world, const Operation& operation) { sweep(world, operation, troublesOf(world)); }
+void sweepKeyed(KeyedWorld& world, const Operation& operation) {
+  std::vector<Trouble> troubles = troublesOf(world);
+  troubles.push_back(updateLimit(world.store.session()));
+  sweep(world, operation, troubles);
+}
 
 void expectWhole(const KeyedWorld& world, const SetModel& after, bool result, bool refused) {
   ASSERT_TRUE(result || refused);

@@ -35,4 +35,18 @@ std::vector<Trouble> refusals(psSession& session) {
           {"an open refused once, which throws", causeIn(Manner::once, true), false, 1 + sweeps++ % 3, 3}};
 }
 
+Trouble updateLimit(psSession& session) {
+  return {"an update at its limit", [&session](std::uint64_t k) {
+            constexpr std::uint64_t page = 8192;
+            const std::uint64_t limit = session.counters().uncommittedBytes + k * page - 1;
+            session.updateLimit(limit);
+            return [&session, limit] {
+              session.updateLimit(0);
+              const psErrorKind last = session.lastErrorKind();
+              const bool isNear = session.counters().uncommittedBytes + 10 * page > limit;
+              return last == psErrorKind::full || (isNear && last != psErrorKind::none);
+            };
+          }};
+}
+
 }  // namespace ps::test

@@ -32,6 +32,10 @@ struct Trouble {
 // Opens that are refused, in each manner, and refusals that are thrown: these at every third point, others each time.
 std::vector<Trouble> refusals(psSession& session);
 
+// The k-th further page that is changed is too much for the limit for updates. The operation may also fail for another
+// reason near the limit; that too counts as refused.
+Trouble updateLimit(psSession& session);
+
 // The operation's result; it has failed when the store has thrown.
 bool resultOf(const std::function<bool()>& act);
 
@@ -68,7 +72,9 @@ void sweep(World& world, const Operation& operation, const std::vector<Trouble>&
 
 template <class World>
 void sweep(World& world, const Operation& operation) {
-  sweep(world, operation, refusals(world.store.session()));
+  std::vector<Trouble> troubles = refusals(world.store.session());
+  troubles.push_back(updateLimit(world.store.session()));
+  sweep(world, operation, troubles);
 }
 
 }  // namespace ps::test

@@ -16,4 +16,7 @@ struct psSessionCounters {
   // The oldest read transaction on the store, as a commit of this session has seen it. Commits look at most once a
   // second.
   psReader oldestReader;
+  // What the running update takes in memory beside the page images, until it ends: what the engine holds for it, and
+  // will hold for changed images that are still to be written. 0 outside an update.
+  std::uint64_t uncommittedBytes = 0;
 };

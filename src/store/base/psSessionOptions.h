@@ -13,6 +13,13 @@ struct psSessionOptions {
   // or were used within the last 16 page loads, stay in memory beyond the limit.
   std::size_t cacheLimit = std::size_t{64} << 20;
 
+  // Bytes that an update may hold in memory beside the page images, see psSessionCounters::uncommittedBytes; 0 means no
+  // limit. What is changed is kept in memory until the commit: cacheLimit does not bound it. A change that would exceed
+  // the limit is refused with psErrorKind::full before it is made. What was changed before can be committed. An object
+  // counts with its whole page and an array with all its elements, however little of them changes. Deletions, commits
+  // and psSession::upgrade() are not refused.
+  std::size_t updateLimit = 0;
+
   // Address space reserved for the store's file, and so the largest size of the file. It is sparse: nothing is used
   // before it is written. 0 means the value of the environment variable PSCOLLECTIONS_MAP_SIZE (bytes) when that is
   // set, else 1 TiB.

@@ -68,6 +68,7 @@ struct Page {
   std::uint32_t lastTouched = 0;         // the frame's stamp when the clock hand last passed
   std::size_t residentIndex = 0;         // in the cache's list of resident pages
   std::size_t changedIndex = 0;          // in its list of changed pages
+  std::size_t unwrittenBytes = 0;        // counted in PageCache::uncommittedBytes
   std::vector<std::uint64_t> checksums;  // of the stored record's chunks
   // In a checked build, the checksums of the objects when the image was last known to be right: slot, checksum.
   std::vector<std::pair<std::uint16_t, std::uint64_t>> objectChecksums;

@@ -343,6 +343,38 @@ Page* PageCache::newImage(const psId& id, std::size_t bytes) {
   return page;
 }
 
+std::size_t PageCache::uncommittedBytes() const {
+  return (engine_ != nullptr ? engine_->uncommittedBytes() : 0) + unwrittenBytes_;
+}
+
+// What the engine will take for a changed image. One that it has already is written in place.
+std::size_t PageCache::bytesToWrite(const Page& page) const {
+  const bool isThere = !spilled_.empty() && spilled_.count(page.frame->pageId.bits()) != 0;
+  return isThere ? 0 : std::max<std::size_t>(page.used, std::min<std::size_t>(page.bytes, pageSize_));
+}
+
+void PageCache::countUnwritten(Page& page) {
+  const std::size_t bytes = page.changed ? bytesToWrite(page) : 0;
+  unwrittenBytes_ += bytes - page.unwrittenBytes;
+  page.unwrittenBytes = bytes;
+}
+
+bool PageCache::mayTake(std::size_t more, const psId& where) {
+  if (updateLimit_ == 0 || more == 0) return true;
+  const std::size_t held = uncommittedBytes();
+  if (held + more <= updateLimit_) return true;
+  error_ = {psErrorKind::full, (where.get_page() != 0 ? pageText(where) : textOf(where)) +
+                                   " cannot be changed: the update holds " + std::to_string(held) +
+                                   " bytes in memory, and with " + std::to_string(more) +
+                                   " more it would exceed the session's updateLimit of " +
+                                   std::to_string(updateLimit_) + "; commit in smaller steps, or raise updateLimit"};
+  return false;
+}
+
+bool PageCache::mayChange(const Page& page) {
+  return updateLimit_ == 0 || page.changed || mayTake(bytesToWrite(page), page.frame->pageId);
+}
+
 void PageCache::change(Page& page) {
   if (!page.changed) checkContents(page);
   page.frame->updateStamp = updateStamp_;
@@ -350,6 +382,7 @@ void PageCache::change(Page& page) {
   page.changed = true;
   page.changedIndex = changed_.size();
   changed_.push_back(&page);
+  countUnwritten(page);
 }
 
 char* PageCache::allocate(PageSequence pages, const psId& near, std::uint32_t type, std::uint32_t size,
@@ -364,6 +397,7 @@ char* PageCache::allocate(PageSequence pages, const psId& near, std::uint32_t ty
     const psId last(id.get_DB(), id.get_OC(), static_cast<unsigned short>(pages.nextNumber - 1), 0);
     if (fetch(last, page) != Fetch::present || !fits(*page, type, size, capacity)) page = nullptr;
   }
+  if (page != nullptr && !mayChange(*page)) return nullptr;
   if (page == nullptr) page = newPage(pages, capacity);
   if (page == nullptr) return nullptr;
   change(*page);
@@ -379,6 +413,7 @@ char* PageCache::allocate(PageSequence pages, const psId& near, std::uint32_t ty
   page->used += sizeof(ObjectHeader) + room;
   noteRecorded(*page, type, size, recordedSize(type, size));
   ++page->objects;
+  countUnwritten(*page);
   return body;
 }
 
@@ -391,8 +426,11 @@ bool PageCache::resizeInPlace(Page& page, ObjectHeader& header, std::uint32_t si
     const std::size_t end = static_cast<std::size_t>(body - page.frame->image) + capacity;
     const std::size_t more = aligned(size) - capacity;
     if (end != page.used || page.used + more > page.bytes) return false;
+    const std::size_t counted = std::max(page.used, page.unwrittenBytes);
+    if (!mayTake(std::max(page.used + more, counted) - counted, page.frame->pageId)) return false;
     page.used += more;
     header.room = roomFor(capacity + more);
+    countUnwritten(page);
   }
   if (size > header.size) std::memset(body + header.size, 0, size - header.size);
   header.size = size;
@@ -405,10 +443,9 @@ Page* PageCache::newPage(PageSequence pages, std::size_t capacity) {
   const std::size_t slots = alone ? 1 : pageSize_ / bytesPerSlot;
   const std::size_t bytes = alone ? objectsBegin(slots) + sizeof(ObjectHeader) + aligned(capacity) : pageSize_;
   const std::uint32_t number = freshPageNumber(pages);
-  if (number == 0) return nullptr;
   psId id = pages.container;
   id.set_page(static_cast<unsigned short>(number));
-  Page* const page = newImage(id, bytes);
+  Page* const page = number != 0 && mayTake(bytes, id) ? newImage(id, bytes) : nullptr;
   if (page == nullptr) return nullptr;
   std::memset(page->frame->image, 0, objectsBegin(slots));
   page->frame->slotLimit = static_cast<std::uint32_t>(slots);
@@ -571,6 +608,7 @@ void PageCache::settle(Page& page) {
   changed_[page.changedIndex] = changed_.back();
   changed_.pop_back();
   page.changed = false;
+  countUnwritten(page);
   page.frame->updateStamp = 0;
 }
 

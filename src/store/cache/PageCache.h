@@ -52,6 +52,10 @@ class PageCache {
   void attach(Engine& engine, std::uint32_t pageSize);
   // Evicts what is beyond the limit, as far as that can be evicted.
   void limit(std::size_t bytes);
+  // See psSessionOptions::updateLimit.
+  void updateLimit(std::size_t bytes) { updateLimit_ = bytes; }
+  // Memory that the running update takes beside the images, or will when it is committed.
+  std::size_t uncommittedBytes() const;
 
   // Starts a transaction. Images that were read under another stamp are compared with the engine at their first use.
   void begin(std::uint64_t readStamp, std::uint64_t updateStamp);
@@ -69,14 +73,19 @@ class PageCache {
   // Lays out all objects of a current page.
   Fetch complete(Page& page);
 
+  // Whether the update may change a current image, or take so many more bytes, within the limit for updates. It always
+  // may change what it has changed already, and always write that.
+  bool mayChange(const Page& page);
+  bool mayTake(std::size_t more, const psId& where);
   // Marks a current image as changed in this transaction.
   void change(Page& page);
 
-  // A place for a new object: zeroed, with its header. Null when the container is full or memory is short. Tries the
+  // A place for a new object: zeroed, with its header. Null when the container is full, memory is short, or the limit
+  // for updates is reached. Tries the
   // page of near, then the container's last page, then a new page.
   char* allocate(PageSequence pages, const psId& near, std::uint32_t type, std::uint32_t size, std::uint32_t capacity);
   // Grows or shrinks an object within its capacity, or into free memory directly after it. Added bytes are zero.
-  static bool resizeInPlace(Page& page, ObjectHeader& header, std::uint32_t size);
+  bool resizeInPlace(Page& page, ObjectHeader& header, std::uint32_t size);
   // Removes an object from its image; the image counts as changed.
   void free(Page& page, std::uint16_t slot);
 
@@ -118,6 +127,8 @@ class PageCache {
   Page* newImage(const psId& id, std::size_t bytes);
   Page* newPage(PageSequence pages, std::size_t capacity);
   std::uint32_t freshPageNumber(PageSequence pages);
+  std::size_t bytesToWrite(const Page& page) const;
+  void countUnwritten(Page& page);
   Fetch revalidate(const psId& id, Page& page);
   bool restore(Page& page);
   bool readBack(Page& page);
@@ -138,6 +149,8 @@ class PageCache {
   Engine* engine_ = nullptr;
   std::uint32_t pageSize_ = 0;
   std::size_t limit_ = leastLimit;
+  std::size_t updateLimit_ = 0;
+  std::size_t unwrittenBytes_ = 0;  // of changed images; see countUnwritten
   std::uint64_t readStamp_ = 0;
   std::uint64_t updateStamp_ = SessionHead::noStamp;
 

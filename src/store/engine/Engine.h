@@ -73,6 +73,9 @@ class Engine {
   // successful commit, the number of that commit. Two transactions with the same number see the same content.
   virtual std::uint64_t version() const = 0;
 
+  // Bytes of memory that the open transaction's puts and erases take until it ends; 0 without an update transaction.
+  virtual std::size_t uncommittedBytes() const = 0;
+
   virtual std::size_t maxKeySize() const = 0;
   virtual std::size_t maxValueSize() const = 0;
 

@@ -20,9 +20,6 @@ constexpr const char* readAction = "read";
 constexpr const char* changeAction = "change";
 constexpr const char* commitAction = "commit to";
 
-// LMDB does not write through the pointers of what it is given.
-MDB_val toValue(std::string_view bytes) { return {bytes.size(), const_cast<char*>(bytes.data())}; }
-
 std::string_view toView(const MDB_val& value) { return {static_cast<const char*>(value.mv_data), value.mv_size}; }
 
 // LMDB allocates memory for all that a transaction changes, and frees it when the transaction ends. With its defaults
@@ -67,6 +64,7 @@ bool LmdbEngine::begin(bool update) {
   transaction_ = begun;
   state_ = update ? State::updating : State::reading;
   changed_ = false;
+  if (update) changes_ = LmdbChanges(transaction_, environment_->database());
   // LMDB numbers an update transaction by the commit that it is to become.
   version_ = mdb_txn_id(transaction_) - (update ? 1 : 0);
   return true;
@@ -108,9 +106,7 @@ bool LmdbEngine::put(std::string_view key, std::string_view value) {
                            {psErrorKind::full, "a value of " + std::to_string(value.size()) +
                                                    " bytes exceeds the limit of " + std::to_string(maxValueSize())});
   }
-  MDB_val storedKey = toValue(key);
-  MDB_val storedValue = toValue(value);
-  const int code = mdb_put(transaction_, environment_->database(), &storedKey, &storedValue, 0);
+  const int code = changes_.put(key, value);
   if (code == MDB_MAP_FULL) environment_->reapReaders();  // so that the next transaction finds more room
   if (code != 0) return voidTransaction(changeAction, environment_->describe(code));
   changed_ = true;
@@ -120,8 +116,7 @@ bool LmdbEngine::put(std::string_view key, std::string_view value) {
 bool LmdbEngine::erase(std::string_view key) {
   if (!isWritable(changeAction)) return false;
   if (!isKey(key)) return voidTransaction(changeAction, describeKeyLimit(key));
-  MDB_val unwanted = toValue(key);
-  const int code = mdb_del(transaction_, environment_->database(), &unwanted, nullptr);
+  const int code = changes_.erase(key);
   if (code == MDB_NOTFOUND) return true;
   if (code == MDB_MAP_FULL) environment_->reapReaders();
   if (code != 0) return voidTransaction(changeAction, environment_->describe(code));
@@ -168,6 +163,7 @@ Engine::Commit LmdbEngine::commitUpdate() {
   int code = 0;
   const Commit outcome = environment_->commit(transaction_, reader_, code);
   transaction_ = nullptr;
+  changes_ = LmdbChanges();
   state_ = State::idle;
   if (outcome == Commit::committed) {
     version_ += changed_ ? 1 : 0;
@@ -200,6 +196,7 @@ void LmdbEngine::abort() {
     if (state_ == State::updating || state_ == State::voided) environment_->abort(transaction_);
   }
   transaction_ = nullptr;
+  changes_ = LmdbChanges();
   state_ = State::idle;
 }
 

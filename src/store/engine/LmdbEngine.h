@@ -7,6 +7,7 @@
 
 #include "store/base/psSessionOptions.h"
 #include "store/engine/Engine.h"
+#include "store/engine/LmdbChanges.h"
 #include "store/engine/LmdbEnvironment.h"
 
 namespace ps::detail {
@@ -40,6 +41,7 @@ class LmdbEngine final : public Engine {
   bool readers(std::vector<psReader>& found) override;
 
   std::uint64_t version() const override { return version_; }
+  std::size_t uncommittedBytes() const override { return changes_.bytes(); }
   std::size_t maxKeySize() const override { return maxKeySize_; }
   std::size_t maxValueSize() const override;
 
@@ -66,6 +68,7 @@ class LmdbEngine final : public Engine {
   State state_ = State::idle;
   MDB_txn* transaction_ = nullptr;  // the open one; in a read transaction equal to reader_
   MDB_txn* reader_ = nullptr;       // kept between read transactions
+  LmdbChanges changes_;             // of an update transaction
   std::uint64_t version_ = 0;
   bool changed_ = false;   // LMDB counts a commit only when it changed something
   StoreError voidReason_;  // why the transaction is void; without a text, the kind says it

@@ -35,6 +35,7 @@ bool MemoryEngine::put(std::string_view key, std::string_view value) {
   Content made;
   made.emplace(key, value);
   remember(key);
+  uncommittedBytes_ += made.begin()->second.size();
   content_.insert(made.extract(made.begin()));
   return true;
 }
@@ -51,7 +52,11 @@ void MemoryEngine::remember(std::string_view key) {
   const auto found = content_.find(key);
   if (found == content_.end()) return;
   Content::node_type before = content_.extract(found);
-  if (isFirst) undone->second = std::move(before);
+  if (isFirst) {
+    undone->second = std::move(before);
+  } else {
+    uncommittedBytes_ -= before.mapped().size();
+  }
 }
 
 bool MemoryEngine::scan(std::string_view prefix, const Visitor& visitor) {
@@ -106,6 +111,7 @@ bool MemoryEngine::readers(std::vector<psReader>& found) {
 
 void MemoryEngine::end() noexcept {
   undo_.clear();
+  uncommittedBytes_ = 0;
   state_ = State::idle;
 }
 

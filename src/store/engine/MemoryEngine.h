@@ -30,6 +30,7 @@ class MemoryEngine final : public Engine {
   bool readers(std::vector<psReader>& found) override;
 
   std::uint64_t version() const override { return version_; }
+  std::size_t uncommittedBytes() const override { return uncommittedBytes_; }
   std::size_t maxKeySize() const override { return 511; }
   std::size_t maxValueSize() const override { return 0xffffffff; }
 
@@ -51,6 +52,7 @@ class MemoryEngine final : public Engine {
   State state_ = State::idle;
   psErrorKind voidKind_ = psErrorKind::usage;
   std::uint64_t version_ = 0;
+  std::size_t uncommittedBytes_ = 0;  // of the values that were put
   Content content_;
 
   // The pairs before this transaction of the keys that it has changed; empty for keys that were absent. As nodes of the

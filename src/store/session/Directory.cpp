@@ -74,14 +74,25 @@ CatalogEntry* Directory::createContainer(const psId& database, const char* name,
     }
     const std::string_view text = name != nullptr ? name : "";
     if (!isName(text, "a container")) return nullptr;
+    // A container is not begun where it would stay empty, because the first objects in it are refused.
+    constexpr std::size_t firstPages = 8;
+    if (!mayGrow(in->id(), firstPages)) return nullptr;
     CatalogEntry* const made = session_.catalog().createContainer(*in, text, type, number);
     if (made == nullptr) failAsCatalog();
     return made;
   });
 }
 
+// Whether the limit for updates allows an entry of the catalog or a name, and so many pages.
+bool Directory::mayGrow(const psId& where, std::size_t pages) {
+  constexpr std::size_t enginePage = 4096;
+  return session_.cache().mayTake(enginePage + pages * session_.pageSize, where) ||
+         session_.fail(session_.cache().error());
+}
+
 CatalogEntry* Directory::createDatabase() {
   return guardMemory<CatalogEntry*>(nullptr, [&]() -> CatalogEntry* {
+    if (!mayGrow(Catalog::federationId())) return nullptr;
     CatalogEntry* const made = session_.catalog().createDatabase();
     if (made == nullptr) failAsCatalog();
     return made;
@@ -189,7 +200,7 @@ bool Directory::failNotFiled(const psId& scope, std::string_view filed) {
 
 bool Directory::file(const psId& object, const psId& scope, std::string_view filed) {
   return guardMemory(false, [&] {
-    if (!isFileable(filed)) return false;
+    if (!isFileable(filed) || !mayGrow(scope)) return false;
     if (!session_.objects().exists(object))
       return session_.fail(psErrorKind::absent, textOf(object) + " does not exist and so cannot be named");
     if (!isScope(scope) || !markNamed(object) || !markNamed(scope)) return false;
@@ -215,7 +226,7 @@ bool Directory::unfile(const psId& scope, std::string_view filed) {
 
 bool Directory::refile(const psId& scope, std::string_view filed, const psId& newScope, std::string_view newlyFiled) {
   return guardMemory(false, [&] {
-    if (!isFileable(filed) || !isFileable(newlyFiled)) return false;
+    if (!isFileable(filed) || !isFileable(newlyFiled) || !mayGrow(newScope)) return false;
     psId object;
     const Engine::Lookup found = findNamed(scope, filed, object);
     if (found != Engine::Lookup::found) return found == Engine::Lookup::absent && failNotFiled(scope, filed);

@@ -54,6 +54,7 @@ class Directory {
  private:
   Engine::Lookup answer(Engine::Lookup found);
   bool failAsCatalog();
+  bool mayGrow(const psId& where, std::size_t pages = 0);
   bool removeContainer(CatalogEntry& entry);
   bool removeDatabase(CatalogEntry& database);
   bool dropContainer(CatalogEntry& entry);

@@ -94,7 +94,7 @@ psObj* ObjectSpace::openInPage(const psId& id, psMode mode, unsigned int wanted)
     return foreign != nullptr ? refuseForeign(*page, *foreign) : session_.reportAbsent(id);
   }
   if (!isOfWanted(id, *headerOf(object), wanted)) return nullptr;
-  if (mode == pscUpdate) session_.cache().change(*page);
+  if (mode == pscUpdate && !change(*page)) return nullptr;
   pin(page->frame);
   return reinterpret_cast<psObj*>(object);
 }
@@ -200,9 +200,18 @@ bool ObjectSpace::changePageOf(const void* address) {
       session_.refuse(session_.cache().error());
       return false;
     }
-    session_.cache().change(*frame->page);
-    return true;
+    return change(*frame->page);
   });
+}
+
+// Marks a page as changed. That is refused where the update has reached its limit.
+bool ObjectSpace::change(Page& page) {
+  if (!session_.cache().mayChange(page)) {
+    session_.refuse(session_.cache().error());
+    return false;
+  }
+  session_.cache().change(page);
+  return true;
 }
 
 void* ObjectSpace::create(std::uint32_t type, std::size_t size, const psId& near) {

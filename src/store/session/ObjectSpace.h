@@ -61,6 +61,7 @@ class ObjectSpace {
  private:
   PageCache::Fetch fetch(const psId& id, Page*& page);
   PageCache::Fetch fetchObject(const psId& id, Page*& page);
+  bool change(Page& page);
   psObj* openEntry(const psId& id, psMode mode, unsigned int wanted);
   psObj* openInPage(const psId& id, psMode mode, unsigned int wanted);
   bool isOfWanted(const psId& id, const ObjectHeader& object, unsigned int wanted);

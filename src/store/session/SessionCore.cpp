@@ -216,6 +216,7 @@ bool SessionCore::openStore(const std::string& path, const psSessionOptions& opt
   changeStamp = serial << 32;
   catalog_.attach(*engine_, serial);
   cache_.limit(options.cacheLimit);
+  cache_.updateLimit(options.updateLimit);
   if (!openFederation(options)) return false;
   cache_.attach(*engine_, pageSize);
   if (!agreesOnClasses()) return false;
