@@ -1,7 +1,10 @@
 #include <gtest/gtest.h>
+#include <malloc.h>
 
 #include <algorithm>
+#include <cstring>
 #include <fstream>
+#include <random>
 #include <stdexcept>
 
 #include "store/StoreObjects.h"
@@ -277,6 +280,57 @@ TEST_F(MemoryLimits, AnUpdateIsRefusedBeforeItTakesMoreThanItsLimit) {
     require(new (wall) Blob(1, std::string(40 * mebibyte, 'x')) != nullptr, session->lastError());
     require(session->counters().uncommittedBytes > 40 * mebibyte, "an array counts with its elements");
     session.commit();
+  });
+}
+
+// An array that is changed here and there, cut, grown and evicted, in updates that are committed or aborted.
+TEST_F(MemoryLimits, ALargeArrayIsInMemoryOnce) {
+  constexpr unsigned int most = 64 * mebibyte, chunk = 32744;
+  std::string model(most, 'a');
+  std::string committed = model;
+  run(unsynced(least), [&](MeasuredSession& session) {
+    std::mt19937 random(7);
+    const auto takes = [&](std::size_t limit) {
+      malloc_trim(0);  // what was freed is not taken
+      require(session.memory() < limit, inKibibytes(session.memory()) + " rather than " + inKibibytes(limit));
+    };
+    session.begin(pscUpdate);
+    const pstHandle<psContObj> others = session->container(session->database("memory"), "others");
+    const pstHandle<Blob> blob(new (session.container()) Blob(0, model));
+    for (int n = 0; n < 1500; ++n) require(new (others) Brick(0) != nullptr, session->lastError());
+    session.commit();
+    // Of the array, what was written of it stays.
+    const auto evict = [&] {
+      pstItr<Brick> brick;
+      for (brick.scan(others, pscRead); brick.next();) require(brick->is(0), "a brick is another");
+      takes(2 * beside);
+    };
+    for (int round = 0; round < 24; ++round) {
+      const bool isMoved = round % 6 == 5;  // to a place where it can grow
+      session.begin(pscUpdate);
+      model.resize(isMoved ? most : model.size() - random() % chunk);
+      const auto size = static_cast<unsigned int>(model.size());
+      require(blob.open(pscUpdate) == 1 && blob->bytes.resize(size) == 1, session->lastError());
+      for (int n = 0; n < 64; ++n) {
+        const unsigned int at = std::min<unsigned int>(random() % (most / chunk) * chunk + random() % 64, size - 1);
+        model[at] = blob->bytes[at] = static_cast<char>(random());
+      }
+      takes(isMoved ? 3 * most : most + 2 * beside);
+      if (round % 3 == 0) evict();
+      require(blob->bytes.update() == 1, session->lastError());
+      const bool isKept = round % 4 < 2;
+      {
+        const detail::PagePin pin(isKept ? nullptr : blob->bytes.head());
+        require((isKept ? session->commit() : session->abort()) == 1, session->lastError());
+      }
+      isKept ? committed = model : model = committed;
+      session.begin(pscRead);
+      if (round % 2 != 0) evict();
+      require(blob->bytes.size() == model.size(), "the array has another size");
+      require(std::memcmp(blob->bytes.head(), model.data(), model.size()) == 0, "the array has other elements");
+      takes(most + 2 * beside);
+      session.commit();
+    }
   });
 }
 

@@ -157,14 +157,11 @@ PageCache::Fetch PageCache::revalidate(const psId& id, Page& page) {
   return Fetch::absent;
 }
 
-// Reads the record of a page into record_, and what it says into contents_.
-PageCache::Fetch PageCache::readContents(const psId& id, std::vector<std::uint64_t>& checksums) {
-  const Engine::Lookup found = chunks_.read(id, record_, checksums);
-  if (found == Engine::Lookup::absent) return Fetch::absent;
-  if (found == Engine::Lookup::failed) return failWith(chunks_.error());
-  if (!ps::detail::readContents(record_, contents_)) return failWith(damageOf(id, "contradicts itself"));
-  resolve(classes_, contents_);
-  return Fetch::present;
+// Reads a page; readMissing is then to be called with its image.
+PageCache::Fetch PageCache::read(const psId& id, std::vector<std::uint64_t>& checksums) {
+  const Engine::Lookup found = reader_.read(id, checksums);
+  if (found == Engine::Lookup::failed) return failWith(reader_.error());
+  return found == Engine::Lookup::found ? Fetch::present : Fetch::absent;
 }
 
 PageCache::Fetch PageCache::failWith(StoreError error) {
@@ -192,18 +189,20 @@ class PageCache::FreshImage {
 PageCache::Fetch PageCache::load(const psId& id, Page*& page) {
   if (id.get_page() == 0 || id.get_OC() == 0) return Fetch::absent;
   std::vector<std::uint64_t> checksums;
-  const Fetch found = readContents(id, checksums);
+  const Fetch found = read(id, checksums);
   if (found != Fetch::present) return found;
   std::size_t slots = 0;
-  if (!isAddressable(contents_)) {
+  const PageContents& contents = reader_.contents();
+  if (!isAddressable(contents)) {
     return failWith({psErrorKind::schema, pageText(id) +
                                               " would take more than 1 MiB, since its classes have grown so much; " +
                                               "convert it with a program whose classes grow in smaller steps"});
   }
-  page = imageFor(id, contents_.nextSlot, contents_.objects.size(), bytesInMemory(contents_), slots);
+  page = imageFor(id, contents.nextSlot, contents.objects.size(), bytesInMemory(contents), slots);
   if (page == nullptr) return Fetch::unreadable;
   FreshImage fresh(*this, *page);
-  decodePage(contents_, slots, *page);
+  decodePage(contents, slots, *page);
+  if (!reader_.readMissing(*page, checksums)) return failWith(reader_.error());
   link(*page);
   page->checksums = std::move(checksums);
   noteContents(*page);
@@ -269,10 +268,10 @@ PageCache::Fetch PageCache::complete(Page& page) {
   if (!page.isPartial) return Fetch::present;
   std::vector<std::uint64_t> checksums;
   const psId id = pageOf(page.frame->pageId);
-  const Fetch found = readContents(id, checksums);
+  const Fetch found = read(id, checksums);
   if (found == Fetch::unreadable) return found;
   if (found == Fetch::absent || checksums != page.checksums) return failWith(damageOf(id, mismatch));
-  decodePage(contents_, page.frame->slotLimit, page);
+  decodePage(reader_.contents(), page.frame->slotLimit, page);
   page.isPartial = false;
   link(page);
   noteContents(page);
@@ -697,7 +696,8 @@ bool PageCache::restore(Page& page) {
 
 bool PageCache::readBack(Page& page) {
   std::vector<std::uint64_t> checksums;
-  if (readContents(page.frame->pageId, checksums) != Fetch::present || !restorePage(contents_, page)) return false;
+  if (read(page.frame->pageId, checksums) != Fetch::present || !restorePage(reader_.contents(), page)) return false;
+  if (!reader_.readMissing(page, checksums)) return false;
   page.checksums = std::move(checksums);
   page.stored = true;
   page.freed.clear();

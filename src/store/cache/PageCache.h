@@ -10,7 +10,8 @@
 #include "store/cache/ClassTable.h"
 #include "store/cache/Page.h"
 #include "store/cache/PageChunks.h"
-#include "store/cache/PageContents.h"
+#include "store/cache/PageReader.h"
+#include "store/cache/PageRecord.h"
 #include "store/cache/PartialRecord.h"
 #include "store/cache/StorageOrders.h"
 #include "store/cache/TypeRegistry.h"
@@ -122,7 +123,7 @@ class PageCache {
   bool readPart(const psId& id);
   Fetch layOut(Page& page, std::uint16_t slot);
   Page* imageFor(const psId& id, std::uint16_t nextSlot, std::size_t objects, std::size_t bytes, std::size_t& slots);
-  Fetch readContents(const psId& id, std::vector<std::uint64_t>& checksums);
+  Fetch read(const psId& id, std::vector<std::uint64_t>& checksums);
   Fetch failWith(StoreError error);
   Page* newImage(const psId& id, std::size_t bytes);
   Page* newPage(PageSequence pages, std::size_t capacity);
@@ -165,12 +166,11 @@ class PageCache {
   StorageOrders orders_;                       // of pages that were written, to be carried out before the commit
   std::unordered_set<std::uint64_t> spilled_;  // changed pages that are in the engine's transaction but not in memory
 
-  // Kept for their memory. There are 2 records, since making room for the one that is being read may write another.
-  std::string record_;
-  PageContents contents_;
+  // Kept for their memory. Making room for the page that is being read may write another.
+  PageReader reader_{chunks_, classes_};
   PartialRecord part_;            // the record that was last read in part
   const Page* partOf_ = nullptr;  // whose it is; null when the engine may not keep it any more
-  std::string written_;
+  EncodedPage written_;
   StoreError error_;
 };
 

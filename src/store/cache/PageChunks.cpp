@@ -2,6 +2,7 @@
 
 #include <xxhash.h>
 
+#include <algorithm>
 #include <utility>
 
 #include "store/base/IdParts.h"
@@ -32,36 +33,60 @@ Engine::Lookup PageChunks::fail(StoreError error) {
 }
 
 Engine::Lookup PageChunks::read(const psId& id, std::string& record, std::vector<std::uint64_t>& checksums) {
-  record.clear();
-  checksums.clear();
-  RecordSize size{};
-  do {
-    const StoreKey key = StoreKey::chunk(id, static_cast<std::uint32_t>(checksums.size()));
-    std::string_view value;
-    const Engine::Lookup found = engine_->get(key, value);
-    if (found == Engine::Lookup::absent && checksums.empty()) return found;
-    if (found == Engine::Lookup::failed) return fail(engine_->error());
-    std::uint64_t checksum = 0;
-    const std::string_view payload = found == Engine::Lookup::found
-                                         ? noticingDisk(value, [&] { return verifiedPayload(key, value, checksum); })
-                                         : std::string_view{};
-    if (payload.empty()) break;
-    if (checksums.empty()) size = sizeOfRecord(payload);
-    record.append(payload);
-    checksums.push_back(checksum);
-  } while (record.size() < size.bytes);
-  const bool isWhole = record.size() == size.bytes && !checksums.empty() && size.tailHash == tailHash(checksums);
-  return isWhole ? Engine::Lookup::found : fail(damageOf(id, mismatch));
+  const Engine::Lookup found = readFirst(id, record, checksums);
+  if (found != Engine::Lookup::found) return found;
+  const bool isRead = readOthers(id, record, checksums, [&record](std::string_view chunk) { record.append(chunk); });
+  return isRead ? found : Engine::Lookup::failed;
 }
 
-bool PageChunks::write(const psId& id, std::string& record, Page& page, bool& isWritten) {
+Engine::Lookup PageChunks::readFirst(const psId& id, std::string& record, std::vector<std::uint64_t>& checksums) {
+  checksums.clear();
+  std::string_view payload;
+  const Engine::Lookup found = readChunk(id, checksums, payload);
+  if (found == Engine::Lookup::found) record.assign(payload);
+  return found;
+}
+
+bool PageChunks::readOthers(const psId& id, std::string_view first, std::vector<std::uint64_t>& checksums,
+                            const Take& take) {
+  const RecordSize size = sizeOfRecord(first);
+  std::size_t bytes = first.size();
+  while (bytes < size.bytes) {
+    std::string_view payload;
+    const Engine::Lookup found = readChunk(id, checksums, payload);
+    if (found == Engine::Lookup::absent) fail(damageOf(id, mismatch));
+    if (found != Engine::Lookup::found) return false;
+    bytes += payload.size();
+    if (bytes <= size.bytes) take(payload);
+  }
+  if (bytes == size.bytes && size.tailHash == tailHash(checksums)) return true;
+  fail(damageOf(id, mismatch));
+  return false;
+}
+
+// Reads the chunk after those whose checksums are known, and adds its checksum.
+Engine::Lookup PageChunks::readChunk(const psId& id, std::vector<std::uint64_t>& checksums, std::string_view& payload) {
+  const StoreKey key = StoreKey::chunk(id, static_cast<std::uint32_t>(checksums.size()));
+  std::string_view value;
+  const Engine::Lookup found = engine_->get(key, value);
+  if (found == Engine::Lookup::failed) return fail(engine_->error());
+  if (found == Engine::Lookup::absent) return found;
+  std::uint64_t checksum = 0;
+  payload = noticingDisk(value, [&] { return verifiedPayload(key, value, checksum); });
+  if (payload.empty()) return fail(damageOf(id, mismatch));
+  checksums.push_back(checksum);
+  return found;
+}
+
+bool PageChunks::write(const psId& id, EncodedPage& record, Page& page, bool& isWritten) {
   const std::size_t count = (record.size() + chunkPayload - 1) / chunkPayload;
   std::vector<std::uint64_t> checksums(count);
   // Backwards, since the first chunk holds the hash of the others' checksums.
   for (std::size_t i = count; i-- > 0;) {
     const StoreKey key = StoreKey::chunk(id, static_cast<std::uint32_t>(i));
-    if (i == 0) sealRecord(key, tailHash(checksums), record);
-    const std::string_view payload = std::string_view(record).substr(i * chunkPayload, chunkPayload);
+    if (i == 0) sealRecord(key, tailHash(checksums), record.begin);
+    const std::size_t at = i * chunkPayload;
+    const std::string_view payload = record.part(at, std::min(chunkPayload, record.size() - at), part_);
     checksums[i] = chunkChecksum(key, payload);
     if (page.stored && i < page.checksums.size() && page.checksums[i] == checksums[i]) continue;
     chunk_.assign(reinterpret_cast<const char*>(&checksums[i]), sizeof(std::uint64_t));

@@ -3,6 +3,7 @@
 #include <chrono>
 #include <cstddef>
 #include <cstdint>
+#include <functional>
 #include <string>
 #include <string_view>
 #include <vector>
@@ -12,6 +13,8 @@
 #include "store/engine/Engine.h"
 
 namespace ps::detail {
+
+struct EncodedPage;
 
 std::string pageText(const psId& id);
 
@@ -30,9 +33,15 @@ class PageChunks {
   // Reads the record of a page, and the checksums of its chunks.
   Engine::Lookup read(const psId& id, std::string& record, std::vector<std::uint64_t>& checksums);
 
+  // The same in two steps: the first chunk, and then the others, of which take is called with one after the other. What
+  // it has got is right only when the second step returns true. The page may not be written in between.
+  Engine::Lookup readFirst(const psId& id, std::string& record, std::vector<std::uint64_t>& checksums);
+  using Take = std::function<void(std::string_view chunk)>;
+  bool readOthers(const psId& id, std::string_view first, std::vector<std::uint64_t>& checksums, const Take& take);
+
   // Writes what encodePage has made of a page, which is given what is stored of it then. Chunks that are stored already
   // are not written; when any was, isWritten is set.
-  bool write(const psId& id, std::string& record, Page& page, bool& isWritten);
+  bool write(const psId& id, EncodedPage& record, Page& page, bool& isWritten);
   // Erases a page's chunks from one on.
   bool erase(const psId& id, Page& page, std::size_t from = 0);
 
@@ -61,10 +70,12 @@ class PageChunks {
   static constexpr unsigned announcementsPerDiskAccess = 32;
 
   Engine::Lookup fail(StoreError error);
+  Engine::Lookup readChunk(const psId& id, std::vector<std::uint64_t>& checksums, std::string_view& payload);
 
   Engine* engine_ = nullptr;
   unsigned announcements_ = 0;  // values still to be announced before they are read
-  std::string chunk_;           // kept for its memory
+  std::string chunk_;           // kept for its memory, as is the next
+  std::string part_;
   StoreError error_;
 };
 

@@ -269,8 +269,32 @@ bool readUniform(std::string_view record, UniformContents& contents) {
   return head.isKnown && isPossible(contents.first);
 }
 
+bool readLargeObject(std::string_view firstChunk, PageContents& contents) {
+  const auto header = numberIn<RecordHeader>(firstChunk.data());
+  const bool isSplit = header.form() == RecordHeader::severalChunks && header.length() > firstChunk.size();
+  if (!isSplit || header.nextSlot == 0) return false;
+  if (header.headLength < header.size() || header.headLength > firstChunk.size()) return false;
+  const std::size_t objectBytes = header.length() - header.headLength;
+  RecordReader reader(firstChunk.substr(header.size(), header.headLength - header.size()));
+  if (blocksOf(objectBytes) != 0 || reader.varint() != 1) return false;
+  const GroupHead head(reader);
+  const std::uint32_t slot = reader.varint();
+  const std::size_t size = storedSize(head.type, head.size);
+  if (!reader.isSound() || !head.isKnown || head.isPacked || head.count != 1 || padded(size) != objectBytes)
+    return false;
+  if (slot == 0 || slot >= header.nextSlot) return false;
+  const RecordedObject object{head.type,   head.size, static_cast<std::uint16_t>(slot),
+                              head.layout, false,     firstChunk.substr(header.headLength)};
+  if (!isPossible(object) || object.bytes.size() > size) return false;
+  contents.nextSlot = header.nextSlot;
+  contents.objects.assign(1, object);
+  contents.missing = size - object.bytes.size();
+  return true;
+}
+
 bool readContents(std::string_view record, PageContents& contents) {
   contents.objects.clear();
+  contents.missing = 0;
   return (isFormat1(record) ? readFormat1(record, contents) : readFormat2(record, contents)) && orderBySlot(contents);
 }
 

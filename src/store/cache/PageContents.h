@@ -38,6 +38,7 @@ struct RecordedObject {
 struct PageContents {
   std::uint16_t nextSlot = 0;
   std::vector<RecordedObject> objects;  // in the order of their slots
+  std::size_t missing = 0;              // bytes at the end of the only object; see readLargeObject
   // For bringing them into that order; kept for their memory.
   std::vector<std::uint16_t> places;
   std::vector<RecordedObject> ordered;
@@ -75,6 +76,10 @@ bool isFormat1(std::string_view record);
 
 // False when the record contradicts itself.
 bool readContents(std::string_view record, PageContents& contents);
+
+// Reads the first of several chunks, if the page consists of one large object: with its first bytes, and missing says
+// how many more the other chunks have. False for others.
+bool readLargeObject(std::string_view firstChunk, PageContents& contents);
 
 // False also for records of other pages. This costs the same for any number of objects.
 bool readUniform(std::string_view record, UniformContents& contents);

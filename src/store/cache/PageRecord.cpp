@@ -26,7 +26,7 @@ class PageEncoder {
 
   // Null, or the first object that cannot be written.
   const ObjectHeader* collect();
-  void write(std::string& record) const;
+  void write(EncodedPage& encoded) const;
 
  private:
   struct Item {
@@ -56,6 +56,7 @@ class PageEncoder {
   void writeDirectory(std::string& record) const;
   void writeGroup(std::uint32_t index, std::string& directory) const;
   void writeObjects(std::string& record) const;
+  std::string_view largeObject() const;
   static void padForEngine(std::string& objects);
   // The groups in the order of the directory.
   template <class Visit>
@@ -158,11 +159,13 @@ std::uint32_t PageEncoder::groupFor(const ObjectHeader& object, std::uint16_t la
   return i;
 }
 
-void PageEncoder::write(std::string& record) const {
+void PageEncoder::write(EncodedPage& encoded) const {
+  std::string& record = encoded.begin;
   record.clear();
-  writeObjects(record);
+  encoded.large = largeObject();
+  if (encoded.large.empty()) writeObjects(record);
   padForEngine(record);
-  const std::size_t objectBytes = record.size();
+  const std::size_t objectBytes = encoded.size();
   const bool isAligned =
       std::any_of(groups_.begin(), groups_.end(), [](const Group& group) { return group.isAligned(); });
   std::string directory;
@@ -215,6 +218,15 @@ void PageEncoder::writeGroup(std::uint32_t index, std::string& directory) const 
   forEachItem(index, [&](const Item& item) {
     appendVarint(directory, static_cast<std::uint32_t>(item.packedBytes / headAlignment));
   });
+}
+
+// The bytes of an object that takes more than a chunk, and then has a page to itself; empty when there is none.
+std::string_view PageEncoder::largeObject() const {
+  if (items_.size() != 1 || groups_.front().isPacked) return {};
+  const ObjectHeader& object = *items_.front().object;
+  const std::size_t size = storedSize(object.type, object.size);
+  if (size <= chunkPayload) return {};
+  return {reinterpret_cast<const char*>(&object + 1) + omitted(object.type), size};
 }
 
 void PageEncoder::writeObjects(std::string& record) const {
@@ -315,7 +327,17 @@ std::string_view verifiedPayload(std::string_view key, std::string_view value, s
   return chunkChecksum(key, payload) == checksum ? payload : std::string_view{};
 }
 
-const ObjectHeader* encodePage(const Page& page, ClassTable& classes, std::string& record) {
+std::string_view EncodedPage::part(std::size_t at, std::size_t length, std::string& buffer) const {
+  if (at + length <= begin.size()) return std::string_view(begin).substr(at, length);
+  if (at >= begin.size() && at + length <= begin.size() + large.size()) return large.substr(at - begin.size(), length);
+  buffer.assign(begin, std::min(at, begin.size()), length);
+  const std::size_t before = at + buffer.size() - begin.size();
+  buffer.append(large.substr(before, length - buffer.size()));
+  buffer.resize(length);
+  return buffer;
+}
+
+const ObjectHeader* encodePage(const Page& page, ClassTable& classes, EncodedPage& record) {
   PageEncoder encoder(page, classes);
   const ObjectHeader* const refused = encoder.collect();
   if (refused == nullptr) encoder.write(record);
@@ -457,7 +479,8 @@ void decodePage(const PageContents& contents, std::size_t slots, Page& page) {
     const std::uint16_t offset = offsetBehind(page.used);
     page.used += bytesInImage(stored);
     const std::uint32_t size = stored.sizeLaidOut();
-    noteRecorded(page, stored.type, size, size == stored.size ? stored.bytes.size() : recordedSize(stored.type, size));
+    noteRecorded(page, stored.type, size,
+                 size == stored.size ? stored.bytes.size() + contents.missing : recordedSize(stored.type, size));
     std::string complaint;
     if (!layOutAt(stored, offset, complaint, page))
       page.foreign.push_back({stored.slot, offset, stored.layout, std::move(complaint)});

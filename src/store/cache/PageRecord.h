@@ -71,13 +71,23 @@ std::uint64_t chunkChecksum(std::string_view key, std::string_view payload);
 // The payload of a value when its checksum is right; otherwise an empty view.
 std::string_view verifiedPayload(std::string_view key, std::string_view value, std::uint64_t& checksum);
 
+// The record of a page. Of an object that takes more than a chunk, the bytes stay in the image.
+struct EncodedPage {
+  std::string begin;
+  std::string_view large;  // follows, and then zeros up to a multiple of 4; mostly empty
+
+  std::size_t size() const { return begin.size() + padded(large.size()); }
+  // Some bytes of it, which are in the buffer where they are not together.
+  std::string_view part(std::size_t at, std::size_t length, std::string& buffer) const;
+};
+
 // Writes the record of a page, without what sealRecord adds, and returns null. Or returns the first object that cannot
 // be written; then there is no record. That object is of another class than it would be stored as, or classes has
 // failed.
-const ObjectHeader* encodePage(const Page& page, ClassTable& classes, std::string& record);
+const ObjectHeader* encodePage(const Page& page, ClassTable& classes, EncodedPage& record);
 
-// Completes a record of one chunk or more: the checksums of its head and of its blocks, under the key of its first
-// chunk, and the hash of the checksums of the others.
+// Completes a record of one chunk or more, or the beginning of one: the checksums of its head and of its blocks, under
+// the key of its first chunk, and the hash of the checksums of the others.
 void sealRecord(std::string_view key, std::uint64_t tailHash, std::string& record);
 
 // Whether the checksums of its head and of its blocks are right, in a record that readContents takes for one of the
