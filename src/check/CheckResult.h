@@ -7,4 +7,6 @@ namespace ps::detail {
 // What a checker finds in a collection.
 using CheckResult = ContentChecker::Result;
 
+constexpr const char* complaintAboutTaken = "it, or its storage, is part of another collection too";
+
 }  // namespace ps::detail

@@ -2,9 +2,12 @@
 
 #include <string>
 
+#include "arrays/psUnsortedArray.h"
+#include "check/CollectionChecker.h"
 #include "core/psCompare.h"
 #include "store/base/ClassNumbers.h"
 #include "store/base/IdText.h"
+#include "tree/psBTree.h"
 
 // What a collection refers to may be anything in a damaged store, even the storage of an array. So the checkers ask for
 // its class before they open it.
@@ -15,12 +18,21 @@ bool opensAs(const pstHandle<T>& object) {
   return ptmIsKindOf(object.typeN(), T::pstTypeN) != 0 && object.open(pscRead) == 1;
 }
 
+// Whether an array that is open has room for the elements that it says it holds.
+inline bool fits(const psUnsortedArray& array) { return array.lastIndex() >= -1 && array.lastIndex() < array.size(); }
+
+// Whether objects of the class are nodes of trees and no collections.
+inline bool isNode(unsigned int type) {
+  return ptmIsKindOf(type, psBTree::pstTypeN) != 0 && !CollectionChecker::instance().isWhole(type);
+}
+
 // Why there cannot be an element there of a collection whose comparator orders objects of the class expected, as the
 // rest of a sentence; "" when there can, and when there is nothing. An element may be of a class that this program
 // lacks.
 inline std::string complaintAboutElement(const psId& id, unsigned int expected) {
   const unsigned int type = pstHandle<psObj>(id).typeN();
   if (type == 0) return "";
+  if (isNode(type)) return "is a node of a tree";
   if (ptmIsKindOf(type, psObj::pstTypeN) == 0) return type <= psHighestLibraryTypeN ? "is no object" : "";
   return ptmIsKindOf(type, expected) != 0 ? ""
                                           : "is of class " + std::to_string(type) + ", not " + std::to_string(expected);

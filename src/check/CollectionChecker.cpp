@@ -5,6 +5,7 @@
 
 #include "check/CheckedOpen.h"
 #include "check/HashChecker.h"
+#include "check/LoosePart.h"
 #include "check/TreeChecker.h"
 #include "hash/psHashAdmin.h"
 #include "hash/psHashMapEntry.h"
@@ -42,10 +43,10 @@ const CollectionChecker& CollectionChecker::instance() {
 bool CollectionChecker::isWhole(unsigned int typeN) const { return isOneOf(typeN, wholes); }
 bool CollectionChecker::isPart(unsigned int typeN) const { return isOneOf(typeN, parts) && !isWhole(typeN); }
 
-ContentChecker::Result CollectionChecker::check(const psId& collection) const {
+ContentChecker::Result CollectionChecker::check(const psId& collection, const ObjectSet& taken) const {
   if (ptmIsKindOf(pstHandle<psObj>(collection).typeN(), psHashSet::pstTypeN) != 0) {
     const pstHandle<psHashSet> table(collection);
-    Result result = HashChecker::check(table);
+    Result result = HashChecker::check(table, taken);
     if (table.open(pscRead) == 1) {
       noteContainers<psHashAdmin>(table->admin().oid(), [&result](const psHashAdmin& admin) {
         result.containers.push_back(admin.bucketContainer().oid());
@@ -54,7 +55,7 @@ ContentChecker::Result CollectionChecker::check(const psId& collection) const {
     return result;
   }
   const pstHandle<psBTree> root(collection);
-  Result result = TreeChecker::check(root);
+  Result result = TreeChecker::check(root, taken);
   if (root.open(pscRead) == 1) {
     noteContainers<psTreeAdmin>(root->admin().oid(), [&result](const psTreeAdmin& admin) {
       result.containers.push_back(admin.nodeContainer().oid());
@@ -62,6 +63,10 @@ ContentChecker::Result CollectionChecker::check(const psId& collection) const {
     });
   }
   return result;
+}
+
+ContentChecker::Result CollectionChecker::checkUnowned(const psId& part, const ObjectSet& taken) const {
+  return LoosePart::check(part, taken);
 }
 
 }  // namespace ps::detail

@@ -11,7 +11,8 @@ class CollectionChecker final : public ContentChecker {
 
   bool isWhole(unsigned int typeN) const override;
   bool isPart(unsigned int typeN) const override;
-  Result check(const psId& collection) const override;
+  Result check(const psId& collection, const ObjectSet& taken) const override;
+  Result checkUnowned(const psId& part, const ObjectSet& taken) const override;
 };
 
 }  // namespace ps::detail

@@ -1,6 +1,7 @@
 #include "check/HashChecker.h"
 
 #include <algorithm>
+#include <limits>
 #include <utility>
 
 #include "check/CheckedOpen.h"
@@ -17,8 +18,8 @@ constexpr int bitsOfHash = 32;
 
 }  // namespace
 
-CheckResult HashChecker::check(const pstHandle<psHashSet>& table) {
-  HashChecker checker(table);
+CheckResult HashChecker::check(const pstHandle<psHashSet>& table, const ObjectSet& taken) {
+  HashChecker checker(table, taken);
   checker.run();
   return std::move(checker.result_);
 }
@@ -31,7 +32,7 @@ void HashChecker::run() {
   if (slots < 1) return complain(table_, "its buckets have " + std::to_string(slots) + " slots");
   slots_ = static_cast<std::uint32_t>(slots);
   depth_ = HashAccess::depth(table);
-  if (depth_ < 0 || depth_ >= bitsOfHash || HashAccess::directory(table).size() != 1U << depth_)
+  if (depth_ < 0 || depth_ > deepestDirectory || HashAccess::directory(table).size() != 1U << depth_)
     return complain(table_, "the size of the directory does not match its depth");
   const pstHandle<psCompare> comparator(table.comparator());
   const std::string complaint = complaintAbout(comparator, canHash_);
@@ -40,6 +41,7 @@ void HashChecker::run() {
   if (!canHash_) result_.unchecked = "has a comparator that this program cannot open; its hashes were not checked";
   visitDirectory(depth_);
   checkNoted();
+  if (result_.elements > std::numeric_limits<int>::max()) complain(table_, "it has more elements than can be counted");
   const pstHandle<psHashAdmin> admin(table.admin().oid());
   if (!opensAs(admin)) return complain(table_, textOf(admin) + " is not an administrator");
   result_.owned.insert(admin.oid());
@@ -83,9 +85,14 @@ void HashChecker::visitBucket(const pstHandle<psHashBucket>& bucket, std::uint32
 void HashChecker::visitSlot(const pstRef<psObj>& held, std::uint32_t slot) {
   if (held.isNull()) return;
   const pstHandle<psObj> content(held);
-  if (content.typeN() == psHashChain::pstTypeN) return visitChain(pstHandle<psHashChain>(content), slot);
-  ++unchained_;
-  visitStored(held, slot);
+  if (content.typeN() == psHashChain::pstTypeN) {
+    visitChain(pstHandle<psHashChain>(content), slot);
+  } else {
+    ++unchained_;
+    visitStored(held, slot);
+  }
+  // A key that is there twice is twice in a slot.
+  if (noted_.size() >= mostNoted) checkNoted();
 }
 
 void HashChecker::visitChain(const pstHandle<psHashChain>& chain, std::uint32_t slot) {
@@ -100,19 +107,21 @@ void HashChecker::visitStored(const pstRef<psObj>& stored, std::uint32_t slot) {
   if (!isMap_) return checkLater(stored, slot);
   const pstHandle<psHashMapEntry> entry(stored);
   if (entry.typeN() != psHashMapEntry::pstTypeN || entry.open(pscRead) != 1) return complain(entry, "is not an entry");
-  own(entry);
-  checkLater(entry->key(), slot);
+  if (own(entry)) checkLater(entry->key(), slot);
 }
 
 void HashChecker::checkLater(const pstRef<psObj>& key, std::uint32_t slot) {
+  if (key.isNull()) return complain(table_, "a key is null");
   noted_.push_back({key.oid(), slot, bucketDepth_ > 0 ? first_ >> (depth_ - bucketDepth_) : 0, bucketDepth_});
-  if (noted_.size() == mostNoted) checkNoted();
 }
 
 void HashChecker::checkNoted() {
   std::sort(noted_.begin(), noted_.end(),
             [](const NotedKey& a, const NotedKey& b) { return orderOf(a.key) < orderOf(b.key); });
-  for (const NotedKey& noted : noted_) checkHash(noted);
+  for (std::size_t i = 0; i < noted_.size(); ++i) {
+    if (i > 0 && noted_[i].key == noted_[i - 1].key) complain(noted_[i].key, "is there twice");
+    checkHash(noted_[i]);
+  }
   noted_.clear();
 }
 
@@ -138,10 +147,14 @@ void HashChecker::checkHash(const NotedKey& noted) {
 }
 
 void HashChecker::complain(const psId& id, const std::string& what) {
-  result_.faults.push_back({id, textOf(id) + ": " + what});
+  result_.complain({id, textOf(id) + ": " + what});
 }
 
 bool HashChecker::own(const psId& id) {
+  if (taken_.contains(id)) {
+    complain(id, complaintAboutTaken);
+    return false;
+  }
   const bool isFirst = result_.owned.insert(id);
   if (!isFirst) complain(id, "is owned twice");
   if (pstHandle<psObj>(id).containedIn() != container_) complain(id, "does not lie in its bucket's container");

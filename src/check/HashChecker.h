@@ -14,10 +14,10 @@ namespace ps::detail {
 // table's own operations walk. It hashes every key that exists.
 class HashChecker {
  public:
-  static CheckResult check(const pstHandle<psHashSet>& table);
+  static CheckResult check(const pstHandle<psHashSet>& table, const ObjectSet& taken = {});
 
  private:
-  explicit HashChecker(const pstHandle<psHashSet>& table) : table_(table) {}
+  HashChecker(const pstHandle<psHashSet>& table, const ObjectSet& taken) : taken_(taken), table_(table) {}
 
   void run();
   void visitDirectory(int depth);
@@ -32,7 +32,7 @@ class HashChecker {
 
   void complain(const psId& id, const std::string& what);
   // Notes an object that lies in the container of the current bucket and belongs to no other part. False when something
-  // owns it already.
+  // owns it already, or it is taken.
   bool own(const psId& id);
 
   // A key, and where it is. Keys lie in the table in an order that has nothing to do with that in the store. So many
@@ -47,6 +47,7 @@ class HashChecker {
   void checkHash(const NotedKey& noted);
 
   CheckResult result_;
+  const ObjectSet& taken_;
   std::vector<NotedKey> noted_;
   pstHandle<psHashSet> table_;
   bool isMap_ = false;

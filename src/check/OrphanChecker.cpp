@@ -34,7 +34,7 @@ void OrphanChecker::noteOwned(const psId& container) {
   pstItr<psCollection> found;
   for (found.scan(pstHandle<psObj>(container), pscNoOpen); found.next();) {
     if (!checker.isWhole(found.typeN())) continue;
-    const CheckResult result = checker.check(found.oid());
+    const CheckResult result = checker.check(found.oid(), {});
     owned_.insertAll(result.owned);
     current_.insert(result.containers.begin(), result.containers.end());
   }

@@ -1,38 +1,23 @@
 #include "check/TreeChecker.h"
 
 #include <algorithm>
+#include <limits>
 #include <utility>
 
 #include "arrays/ArrayView.h"
 #include "check/CheckedOpen.h"
+#include "check/NodeClimb.h"
 #include "list/psTreeList.h"
 #include "sorted/psTreeMap.h"
 #include "store/base/IdText.h"
 #include "tree/NodeAccess.h"
+#include "tree/NodeKind.h"
 #include "tree/psTreeAdmin.h"
 
 namespace ps::detail {
 
-namespace {
-
-constexpr int mostLevels = 64;
-
-// The child of node that the leaf lies below; null when the parents do not lead there.
-pstHandle<psBTree> childAbove(const psId& leaf, const pstHandle<psBTree>& node) {
-  pstHandle<psBTree> child(leaf);
-  for (int steps = 0; steps < mostLevels; ++steps) {
-    if (!opensAs(child)) break;
-    const pstHandle<psBTree> above = child->parent();
-    if (above == node) return child;
-    child = above;
-  }
-  return {};
-}
-
-}  // namespace
-
-CheckResult TreeChecker::check(const pstHandle<psBTree>& root) {
-  TreeChecker checker(root);
+CheckResult TreeChecker::check(const pstHandle<psBTree>& root, const ObjectSet& taken) {
+  TreeChecker checker(root, taken);
   checker.run();
   return std::move(checker.result_);
 }
@@ -70,6 +55,7 @@ psId TreeChecker::visit(const Node& node, const std::string& path, int level) {
     complain(node, path, level > mostLevels ? "has too many levels above it" : "is not a node");
     return psId();
   }
+  if (level > 1 && NodeKind::of(*node) != NodeKind::below(*root_)) complain(node, path, "is a node of another class");
   const pstHandle<psUnsortedArray> entries(NodeAccess::elements(*node));
   if (!checkArray(entries, path, !sorted_)) return psId();
   if (level > 1 && entries->isEmpty()) complain(node, path, "it is empty");
@@ -103,7 +89,7 @@ bool TreeChecker::checkArray(const pstHandle<psUnsortedArray>& entries, const st
   if (!own(entries, path)) return false;
   if (entries->size() != capacity_) complain(entries, path, "its capacity is " + std::to_string(entries->size()));
   const int last = entries->lastIndex();
-  if (last < -1 || last >= entries->size()) {
+  if (!fits(*entries)) {
     complain(entries, path, "its last index is " + std::to_string(last));
     return false;
   }
@@ -188,15 +174,15 @@ psId TreeChecker::visitChildren(const Node& node, psUnsortedArray& array, const 
     const std::string at = path + '/' + std::to_string(i);
     if (i > 0) checkSeparator(node, entries.abbreviationAt(i), at);
     const Node child = childAbove(entries[i], node);
-    const int before = size_;
+    const std::int64_t before = size_;
     if (child.isNull()) {
       complain(entries[i], at, "no way up");
     } else if (const psId leftmost = visit(child, at, level + 1); leftmost != entries[i]) {
       complain(node, at, "the entry is " + textOf(entries[i]) + ", the leftmost leaf " + textOf(leftmost));
     }
     const std::uint32_t kept = entries.elementsBelow(i);
-    const int below = size_ - before;
-    if (kept != 0 && kept != static_cast<std::uint32_t>(below))
+    const std::int64_t below = size_ - before;
+    if (kept != 0 && kept != below)
       complain(node, at, std::to_string(below) + " elements are below, but " + std::to_string(kept) + " are kept");
   }
   return entries[0];
@@ -215,6 +201,7 @@ void TreeChecker::checkChain() {
 }
 
 void TreeChecker::checkWhole() {
+  if (size_ > std::numeric_limits<int>::max()) return complain(root_, "", "it has more elements than can be counted");
   if (root_->size() != size_)
     complain(root_, "", "size() is " + std::to_string(root_->size()) + ", not " + std::to_string(size_));
   if (root_->depth() != depth_) complain(root_, "", "depth() is " + std::to_string(root_->depth()));
@@ -229,10 +216,14 @@ void TreeChecker::checkAdmin() {
 }
 
 void TreeChecker::complain(const psId& id, const std::string& path, const std::string& what) {
-  result_.faults.push_back({id, textOf(id) + (path.empty() ? "" : " at " + path) + ": " + what});
+  result_.complain({id, textOf(id) + (path.empty() ? "" : " at " + path) + ": " + what});
 }
 
 bool TreeChecker::own(const psId& id, const std::string& path) {
+  if (taken_.contains(id)) {
+    complain(id, path, complaintAboutTaken);
+    return false;
+  }
   const bool isFirst = result_.owned.insert(id);
   if (!isFirst) complain(id, path, "is owned twice");
   return isFirst;

@@ -17,12 +17,12 @@ class ArrayView;
 // elements. It opens every node and array and, where there is a comparator, every element.
 class TreeChecker {
  public:
-  static CheckResult check(const pstHandle<psBTree>& root);
+  static CheckResult check(const pstHandle<psBTree>& root, const ObjectSet& taken = {});
 
  private:
   using Node = pstHandle<psBTree>;
 
-  explicit TreeChecker(const Node& root) : root_(root) {}
+  TreeChecker(const Node& root, const ObjectSet& taken) : taken_(taken), root_(root) {}
 
   void run();
   // False when there is one that makes all elements meaningless.
@@ -44,10 +44,11 @@ class TreeChecker {
   void checkAdmin();
 
   void complain(const psId& id, const std::string& path, const std::string& what);
-  // False when something owns it already.
+  // False when something owns it already, or it is taken.
   bool own(const psId& id, const std::string& path);
 
   CheckResult result_;
+  const ObjectSet& taken_;
   Node root_;
   pstHandle<psCompare> comparator_;
   bool canCompare_ = false;
@@ -56,7 +57,7 @@ class TreeChecker {
   bool isMap_ = false;
   int capacity_ = 0;
   int depth_ = 0;
-  int size_ = 0;
+  std::int64_t size_ = 0;
   pstRef<psObj> previous_;
   std::uint64_t tag_ = 0;        // of the comparator's abbreviations
   std::uint64_t highest_ = 0;    // abbreviation so far

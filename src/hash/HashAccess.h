@@ -9,6 +9,9 @@ namespace ps::detail {
 // The depth of a table that was not completely constructed: its directory is not complete.
 constexpr int incompleteDepth = -1;
 
+// Depths up to this one keep the directory within 128 MiB.
+constexpr int deepestDirectory = 24;
+
 // The fields of a hash table's parts, for its algorithms and its checker. Nothing is opened here: the part must be
 // open, and open for update before a field is changed.
 class HashAccess {

@@ -9,9 +9,6 @@
 // the bucket already uses all its bits.
 namespace ps::detail {
 
-// Depths up to this one keep the directory within 128 MiB.
-constexpr int deepestDirectory = 24;
-
 // What is to be put into a table, with the hash of the key.
 struct Addition {
   std::uint32_t hash = 0;

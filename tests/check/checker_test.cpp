@@ -79,6 +79,7 @@ const Damage<SetWorld, Node> damagesToATree[] = {
        entries.erase(0, entries.count());
      }},
     {"null at 1", [](SetWorld&, const Node& leaf) { entriesOf(leaf).put(1, pstRef<psObj>()); }},
+    {"is a node of a tree", [](SetWorld&, const Node& leaf) { entriesOf(leaf).put(1, pstRef<psObj>(leaf->parent())); }},
     {"a rest at",
      [](SetWorld&, const Node& leaf) {
        const pstHandle<psUnsortedArray> array(NodeAccess::elements(*leaf));
@@ -187,6 +188,17 @@ const Damage<HashWorld, Bucket> damagesToATable[] = {
     {"is owned twice",
      [](HashWorld&, const Bucket& at) {
        static_cast<void>(HashAccess::entries(*at.chain).iset(0, at.entries()[at.alone]));
+     }},
+    {"a key is null",
+     [](HashWorld&, const Bucket& at) {
+       const pstRef<psObj> none(new (at.bucket) psHashMapEntry(pstRef<psObj>(), pstRef<psObj>()));
+       static_cast<void>(at.entries().iset(at.alone, none));
+     }},
+    {"is there twice",
+     [](HashWorld&, const Bucket& at) {
+       const pstHandle<psHashMapEntry> entry(HashAccess::entries(*at.chain)[0]);
+       const pstRef<psObj> twin(new (at.bucket) psHashMapEntry(entry->key(), entry->value()));
+       static_cast<void>(HashAccess::entries(*at.chain).iset(1, twin));
      }},
     {"does not lie in its bucket's container",
      [](HashWorld& world, const Bucket& at) {

@@ -258,10 +258,11 @@ struct Places {
     }
     leafOfList = pstHandle<psTreeList>(list)->atFirst().oid();
     const pstHandle<psBTree> leaf(pstHandle<psTreeMap>(map)->atFirst());
+    leafOfMap = leaf.oid();
     array = ps::detail::NodeAccess::elements(*leaf).oid();
   }
 
-  psId items, blobs, map, list, leafOfList, array, bucket, entry;
+  psId items, blobs, map, list, leafOfList, leafOfMap, array, bucket, entry;
   std::vector<psId> keys;
   std::vector<psId> objects;  // a large Blob, a Linked, 5 Described
 };
@@ -342,6 +343,14 @@ const Case cases[] = {
        const psId storage = store.wordOf(at.array, 2);
        store.changeWord(storage, 2, at.keys[1]);
        store.changeWord(storage, 3, at.keys[0]);
+     }},
+    {"an array that 2 collections have", psFindingKind::collection, [](const Places& at) { return at.array; },
+     [](Forgery& store, const Places& at) { store.changeWord(at.list, 1, at.array); }},
+    {"an array of no collection, without room for its elements", psFindingKind::collection,
+     [](const Places& at) { return at.array; },
+     [](Forgery& store, const Places& at) {
+       store.changeWord(at.leafOfMap, 1, psId());
+       store.changeWord(at.array, 1, psId(77, 77, 77, 77));
      }},
     {"a comparator that is none", psFindingKind::collection, [](const Places& at) { return at.map; },
      [](Forgery& store, const Places& at) { store.changeWord(at.map, 4, at.objects[0]); }},

@@ -25,6 +25,7 @@ void ArrayOwners::complainOfMissing(const psId& object, const psId& storage) {
 }
 
 void ArrayOwners::complainOfShared(const psId& object, const psId& storage) {
+  sharing_.insert(object);
   findings_.faultOf(psFindingKind::array, object,
                     "has an array whose storage, " + textOf(storage) + ", belongs to another array too");
 }

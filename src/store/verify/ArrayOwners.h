@@ -6,6 +6,7 @@
 
 #include "store/engine/Engine.h"
 #include "store/verify/Findings.h"
+#include "store/verify/ObjectSet.h"
 #include "store/verify/RecordedPages.h"
 
 namespace ps::detail {
@@ -28,6 +29,9 @@ class ArrayOwners {
   void endContainer(const psId& container);
   // After the last container.
   void finish();
+
+  // The objects that have an array whose storage belongs to one before.
+  const ObjectSet& sharing() const { return sharing_; }
 
  private:
   struct Array {
@@ -57,6 +61,7 @@ class ArrayOwners {
   std::unordered_set<std::uint16_t> unreadablePages_;
   bool hidesArrays_ = false;
   // Of all.
+  ObjectSet sharing_;
   std::vector<FarArray> farArrays_;
   std::vector<psId> unowned_;                    // in their container, of which all is known
   std::unordered_set<std::uint32_t> uncertain_;  // containers of which something is not known

@@ -159,6 +159,7 @@ void PageVerifier::finish() {
   endContainer();
   verifyContainersBefore(psId(0xFFFF, 0xFFFF, 0xFFFF, 0xFFFF));
   owners_.finish();
+  content_.sharing = owners_.sharing();
   for (const auto& [form, unchecked] : unchecked_) {
     const std::string others =
         unchecked.count > 1 ? ", and so are " + std::to_string(unchecked.count - 1) + " more objects" : "";

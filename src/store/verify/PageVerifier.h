@@ -19,6 +19,7 @@ namespace ps::detail {
 struct FoundContent {
   std::vector<psId> wholes;  // see ContentChecker
   ObjectSet parts;
+  ObjectSet sharing;                  // see ArrayOwners
   std::uint64_t foreignWholes = 0;    // objects that may be wholes, but are of classes that this program lacks
   std::vector<psId> emptyContainers;  // without a name, and not garbage-collectable
 };
