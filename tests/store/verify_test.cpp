@@ -25,6 +25,7 @@
 #include "store/catalog/CatalogEntry.h"
 #include "store/catalog/SealedValue.h"
 #include "store/engine/StoreKey.h"
+#include "store/schema/ClassShape.h"
 #include "support/Faults.h"
 #include "support/Item.h"
 #include "support/RawFile.h"
@@ -279,6 +280,28 @@ struct Case {
   std::function<void(Forgery&, const Places&)> forge;
 };
 
+// 40 layouts with an array of 2^19 structures.
+std::string recordOfLargeClass() {
+  ps::detail::FieldShape one;
+  one.kind = ps::FieldKind::character;
+  one.size = 1;
+  ps::detail::FieldShape many;
+  many.kind = ps::FieldKind::structure;
+  many.offset = 8;
+  many.size = 1;
+  many.count = 1U << 19;
+  many.parts.push_back(one);
+  ps::detail::ClassShape shape;
+  shape.size = 8 + many.count;
+  shape.levels.push_back({20251, 0, {many}});
+  std::string record("\1\0L\50\0", 5);
+  for (int n = 0; n < 40; ++n) {
+    ps::detail::appendNumber(record, static_cast<std::uint32_t>(shape.encode().size()));
+    record += shape.encode();
+  }
+  return record;
+}
+
 const Case cases[] = {
     {"an unknown record", psFindingKind::record, [](const Places&) { return psId(); },
      [](Forgery& store, const Places&) { store["Z"] = "z"; }},
@@ -327,6 +350,11 @@ const Case cases[] = {
      }},
     {"objects of a class without a description", psFindingKind::object, [](const Places& at) { return at.objects[2]; },
      [](Forgery& store, const Places&) { store.erase(keyOf(StoreKey::classRecord(Described::pstTypeN))); }},
+    {"descriptions of few bytes with very many members", psFindingKind::classes, [](const Places&) { return psId(); },
+     [](Forgery& store, const Places&) {
+       const std::string key = keyOf(StoreKey::classRecord(20251));
+       store[key] = ps::detail::sealed(key, recordOfLargeClass());
+     }},
     {"storage that 2 arrays have", psFindingKind::array, [](const Places& at) { return at.objects[3]; },
      [](Forgery& store, const Places& at) {
        const psId storage = store.wordOf(at.objects[2], 2);

@@ -84,6 +84,7 @@ void ClassTable::afterAbort() {
   last_ = nullptr;
   forms_.clear();
   changes_.clear();
+  plannedMembers_ = 0;
   elements_.clear();
 }
 
@@ -326,8 +327,10 @@ ObjectForm ClassTable::formBetween(const std::string& what, const ClassShape& st
     form.refusal.text = "of " + what + ", which has other fields in the store than in this program, under the same " +
                         "version; raise the version (PS_REGISTER_CLASS_VERSION, PS_STRUCT_VERSION)";
   } else if (areDescribed && relation.isOlder) {
-    std::string reason;
-    std::unique_ptr<const LayoutChange> change = LayoutChange::plan(stored, now, reason);
+    std::string reason = "the descriptions in the store have too many members";
+    std::unique_ptr<const LayoutChange> change;
+    plannedMembers_ += stored.members();
+    if (plannedMembers_ <= mostMembersInStore) change = LayoutChange::plan(stored, now, reason);
     if (change == nullptr) {
       form.refusal.text = "of " + what + ", which no rule converts from its version " +
                           std::to_string(stored.version()) + ": " + reason +

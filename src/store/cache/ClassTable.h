@@ -110,6 +110,7 @@ class ClassTable {
   std::unordered_map<unsigned int, std::unique_ptr<const NewLayout>> present_;
   std::vector<std::unique_ptr<const NewLayout>> elements_;
   std::vector<std::unique_ptr<const LayoutChange>> changes_;
+  std::uint64_t plannedMembers_ = 0;  // of the layouts that change
   std::unordered_map<Key, ObjectForm, KeyHash> forms_;
   ObjectForm unknown_;  // of the class that was last asked about and is not known
   const ObjectForm* last_ = nullptr;

@@ -247,6 +247,12 @@ const ClassLevel* ClassShape::level(unsigned int number) const {
   return found != levels.end() ? &*found : nullptr;
 }
 
+std::uint64_t ClassShape::members() const {
+  std::uint64_t sum = 0;
+  for (const ClassLevel& level : levels) sum += partsOf(level.fields);
+  return sum;
+}
+
 std::string ClassShape::encode() const {
   std::string bytes;
   appendNumber(bytes, size);

@@ -39,6 +39,10 @@ struct ClassLevel {
   std::vector<FieldShape> fields;  // none when the class has no description
 };
 
+// The members of all descriptions that a store can have. What is made of a description takes memory for each, and a
+// forged one of few bytes can have very many.
+constexpr std::uint64_t mostMembersInStore = std::uint64_t{1} << 24;
+
 // How a program lays out the objects of a class.
 struct ClassShape {
   std::uint32_t size = 0;  // in memory, in bytes
@@ -50,6 +54,8 @@ struct ClassShape {
   // Whether the fields of the class or of a base are known, or it has a version.
   bool isDescribed() const;
   const ClassLevel* level(unsigned int number) const;
+  // How many members there are when each element of a fixed array of structures counts.
+  std::uint64_t members() const;
 
   std::string encode() const;
   // The layout of a class that has this number. False when the bytes contradict themselves.

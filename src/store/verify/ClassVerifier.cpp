@@ -81,7 +81,11 @@ void ClassVerifier::verifyRecord(std::string_view key) {
   const bool isDecoded = std::all_of(found.layouts.begin(), found.layouts.end(),
                                      [](const StoredClass::Layout& layout) { return layout.isSound; });
   if (!isDecoded)
-    findings_.fault(psFindingKind::classes, psId(), "the description of " + classText(number) + " is damaged");
+    return findings_.fault(psFindingKind::classes, psId(), "the description of " + classText(number) + " is damaged");
+  for (const StoredClass::Layout& layout : found.layouts) members_ += layout.shape.members();
+  if (members_ > mostMembersInStore)
+    findings_.fault(psFindingKind::classes, psId(),
+                    "the descriptions of classes up to " + classText(number) + " have too many members");
 }
 
 const StoredClass& ClassVerifier::stored(unsigned int number) {
@@ -100,6 +104,7 @@ const ClassShape* ClassVerifier::layoutOf(unsigned int number, std::uint16_t lay
 const VerifiedForm& ClassVerifier::formOf(std::uint32_t type, std::uint16_t layout, std::uint32_t size) {
   static const VerifiedForm plainStorage;
   if (type == storageType && layout == 0) return plainStorage;
+  if (members_ > mostMembersInStore) return unread_;
   const FormKey key{type, size, layout};
   const bool isLast = last_ != nullptr && lastKey_.type == type && lastKey_.size == size && lastKey_.layout == layout;
   if (isLast) return *last_;

@@ -27,7 +27,9 @@ struct VerifiedForm {
 // Verifies the records of classes, and tells by them what objects can be.
 class ClassVerifier {
  public:
-  ClassVerifier(ClassTable& classes, Findings& findings) : classes_(classes), findings_(findings) {}
+  ClassVerifier(ClassTable& classes, Findings& findings) : classes_(classes), findings_(findings) {
+    unread_.fault = "was not verified, since the descriptions of classes have too many members";
+  }
 
   void verifyRecord(std::string_view key);
   // type is without namedFlag.
@@ -53,9 +55,11 @@ class ClassVerifier {
   bool isPerhapsWhole(unsigned int number);
 
   ClassTable& classes_;
+  std::uint64_t members_ = 0;  // of all descriptions
   Findings& findings_;
   std::map<unsigned int, StoredClass> stored_;
   std::map<FormKey, VerifiedForm> forms_;
+  VerifiedForm unread_;
   const VerifiedForm* last_ = nullptr;
   FormKey lastKey_{};
 };
