@@ -1,7 +1,6 @@
 #include "store/cache/PageCache.h"
 
 #include <algorithm>
-#include <cstdlib>
 #include <cstring>
 #include <memory>
 #include <new>
@@ -23,10 +22,6 @@ namespace {
 
 // A slot for every 48 bytes: the smallest object that is worth a reference takes that much with its header.
 constexpr std::size_t bytesPerSlot = 48;
-// Stands for a database of which nothing is in memory.
-DatabaseTable emptyTable;
-
-std::size_t pageCount(const PageLink* pages) { return pages == nullptr ? 0 : pages[0].frame; }
 
 bool precedes(const Page* a, const Page* b) {
   const psId& left = a->frame->pageId;
@@ -57,11 +52,6 @@ Frame* frameOfAddress(const void* address) { return Arena::frameOf(address); }
 
 PageCache::~PageCache() {
   while (!resident_.empty()) discard(*resident_.back());
-  for (DatabaseTable* const table : databases_) {
-    if (table == &emptyTable) continue;
-    for (PageLink* const pages : table->pages) std::free(pages);
-    std::free(table);
-  }
 }
 
 void PageCache::attach(Engine& engine, std::uint32_t pageSize) {
@@ -80,41 +70,6 @@ void PageCache::begin(std::uint64_t readStamp, std::uint64_t updateStamp) {
   readStamp_ = readStamp;
   updateStamp_ = updateStamp;
   partOf_ = nullptr;
-}
-
-// The place in the translation tables for a page, which are grown as needed.
-PageLink* PageCache::linkFor(const psId& id) {
-  if (id.get_DB() >= databases_.size()) {
-    databases_.resize(id.get_DB() + 1U, &emptyTable);
-    head_.databases = databases_.data();
-    head_.databaseLimit = static_cast<std::uint32_t>(databases_.size());
-  }
-  DatabaseTable*& table = databases_[id.get_DB()];
-  if (table == &emptyTable) {
-    // Of which only what is used becomes real memory.
-    auto* const made = static_cast<DatabaseTable*>(std::calloc(1, sizeof(DatabaseTable)));
-    if (made == nullptr) return nullptr;
-    table = made;
-  }
-  if (id.get_page() == 1) return &table->firstPages[id.get_OC()];
-  PageLink*& pages = table->pages[id.get_OC()];
-  const std::size_t count = pageCount(pages);
-  if (id.get_page() >= count) {
-    const std::size_t grown = std::max<std::size_t>(id.get_page() + 1U, std::max<std::size_t>(8, 2 * count));
-    auto* const more = static_cast<PageLink*>(std::realloc(pages, grown * sizeof(PageLink)));
-    if (more == nullptr) return nullptr;
-    std::fill(more + count, more + grown, noPage);
-    more[0].frame = static_cast<std::uint32_t>(grown);
-    pages = more;
-  }
-  return &pages[id.get_page()];
-}
-
-// Brings the page's link up to date.
-void PageCache::link(const Page& page) {
-  *linkFor(page.frame->pageId) = {static_cast<std::uint32_t>(page.frame - frameTable),
-                                  page.regularStride * std::uint32_t{alignment},
-                                  reinterpret_cast<std::uintptr_t>(bodyAt(page.frame, page.regularBegin))};
 }
 
 PageCache::Fetch PageCache::fetch(const psId& id, Page*& page) {
@@ -203,7 +158,7 @@ PageCache::Fetch PageCache::load(const psId& id, Page*& page) {
   FreshImage fresh(*this, *page);
   decodePage(contents, slots, *page);
   if (!reader_.readMissing(*page, checksums)) return failWith(reader_.error());
-  link(*page);
+  table_.link(*page);
   page->checksums = std::move(checksums);
   noteContents(*page);
   fresh.keep();
@@ -260,7 +215,7 @@ PageCache::Fetch PageCache::layOut(Page& page, std::uint16_t slot) {
   const bool isRight = part_.hasRight(StoreKey::chunk(id, 0), object);
   if (!isRight || !decodeObject(object, bytesBefore, page)) return complete(page);
   if (page.opened < few) ++page.opened;
-  if (slot <= 2) link(page);
+  if (slot <= 2) table_.link(page);
   return Fetch::present;
 }
 
@@ -273,7 +228,7 @@ PageCache::Fetch PageCache::complete(Page& page) {
   if (found == Fetch::absent || checksums != page.checksums) return failWith(damageOf(id, mismatch));
   decodePage(reader_.contents(), page.frame->slotLimit, page);
   page.isPartial = false;
-  link(page);
+  table_.link(page);
   noteContents(page);
   return Fetch::present;
 }
@@ -318,7 +273,7 @@ Page* PageCache::newImage(const psId& id, std::size_t bytes) {
   if (resident_.capacity() == resident_.size()) resident_.reserve(2 * resident_.size() + 16);
   changed_.reserve(resident_.capacity());
   std::size_t granted = 0;
-  Frame* const frame = linkFor(id) != nullptr ? Arena::instance().allocate(bytes, granted) : nullptr;
+  Frame* const frame = table_.linkFor(id) != nullptr ? Arena::instance().allocate(bytes, granted) : nullptr;
   if (frame == nullptr) {
     error_ = {psErrorKind::memory,
               "there is no memory for " + pageText(id) + "; lower the session's cacheLimit or close handles"};
@@ -336,7 +291,7 @@ Page* PageCache::newImage(const psId& id, std::size_t bytes) {
   frame->touched = head_.loads;
   page->lastTouched = frame->touched;
   resident_.push_back(page);
-  link(*page);
+  table_.link(*page);
   counters_.residentBytes += granted;
   counters_.peakResidentBytes = std::max(counters_.peakResidentBytes, counters_.residentBytes);
   return page;
@@ -408,7 +363,7 @@ char* PageCache::allocate(PageSequence pages, const psId& near, std::uint32_t ty
   *headerAt(page->frame, offset) = {type, size, static_cast<std::uint32_t>(page->frame - frameTable), slot,
                                     roomFor(room)};
   setSlot(*page, slot, offset);
-  if (slot <= 2) link(*page);
+  if (slot <= 2) table_.link(*page);
   page->used += sizeof(ObjectHeader) + room;
   noteRecorded(*page, type, size, recordedSize(type, size));
   ++page->objects;
@@ -483,13 +438,7 @@ void PageCache::free(Page& page, std::uint16_t slot) {
 }
 
 void PageCache::dropContainer(std::uint16_t db, std::uint16_t oc) {
-  if (db >= databases_.size()) return;
-  const DatabaseTable& table = *databases_[db];
-  const auto drop = [this](const PageLink& link) {
-    if (link.frame != 0) discard(*frameTable[link.frame].page);
-  };
-  drop(table.firstPages[oc]);
-  for (std::size_t i = 1; i < pageCount(table.pages[oc]); ++i) drop(table.pages[oc][i]);
+  table_.visitContainer(db, oc, [this](Page& page) { discard(page); });
 }
 
 void PageCache::describeElements(void* storage, const Structure& elements) {
@@ -616,7 +565,7 @@ void PageCache::discard(Page& page) {
   Frame* const frame = page.frame;
   if (partOf_ == &page) partOf_ = nullptr;
   unlist(page);
-  *linkFor(frame->pageId) = noPage;
+  *table_.linkFor(frame->pageId) = noPage;
   counters_.residentBytes -= page.bytes;
   frame->readStamp = 0;
   frame->pins |= Frame::detached;

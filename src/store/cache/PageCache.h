@@ -12,6 +12,7 @@
 #include "store/cache/PageChunks.h"
 #include "store/cache/PageReader.h"
 #include "store/cache/PageRecord.h"
+#include "store/cache/PageTable.h"
 #include "store/cache/PartialRecord.h"
 #include "store/cache/StorageOrders.h"
 #include "store/cache/TypeRegistry.h"
@@ -82,8 +83,7 @@ class PageCache {
   void change(Page& page);
 
   // A place for a new object: zeroed, with its header. Null when the container is full, memory is short, or the limit
-  // for updates is reached. Tries the
-  // page of near, then the container's last page, then a new page.
+  // for updates is reached. Tries the page of near, then the container's last page, then a new page.
   char* allocate(PageSequence pages, const psId& near, std::uint32_t type, std::uint32_t size, std::uint32_t capacity);
   // Grows or shrinks an object within its capacity, or into free memory directly after it. Added bytes are zero.
   bool resizeInPlace(Page& page, ObjectHeader& header, std::uint32_t size);
@@ -115,8 +115,6 @@ class PageCache {
 
   static constexpr std::uint32_t protectedTicks = 256;  // of the clock, SessionHead::loads
 
-  PageLink* linkFor(const psId& id);
-  void link(const Page& page);
   Fetch hold(const psId& id, Page*& page);
   Fetch load(const psId& id, Page*& page);
   Fetch loadPartly(const psId& id, Page*& page);
@@ -157,7 +155,7 @@ class PageCache {
 
   PageChunks chunks_;
   ClassTable classes_;
-  std::vector<DatabaseTable*> databases_;
+  PageTable table_{head_};
   std::vector<Page*> resident_;
   std::size_t hand_ = 0;
   std::uint64_t handSteps_ = 0;
