@@ -26,16 +26,19 @@ inline bool isNode(unsigned int type) {
   return ptmIsKindOf(type, psBTree::pstTypeN) != 0 && !CollectionChecker::instance().isWhole(type);
 }
 
-// Why there cannot be an element there of a collection whose comparator orders objects of the class expected, as the
-// rest of a sentence; "" when there can, and when there is nothing. An element may be of a class that this program
-// lacks.
-inline std::string complaintAboutElement(const psId& id, unsigned int expected) {
+// Why there cannot be a reference there to an object of the class expected, as the rest of a sentence; "" when there
+// can, and when there is nothing. The object may be of a class that this program lacks.
+inline std::string complaintAboutClass(const psId& id, unsigned int expected) {
   const unsigned int type = pstHandle<psObj>(id).typeN();
   if (type == 0) return "";
-  if (isNode(type)) return "is a node of a tree";
   if (ptmIsKindOf(type, psObj::pstTypeN) == 0) return type <= psHighestLibraryTypeN ? "is no object" : "";
   return ptmIsKindOf(type, expected) != 0 ? ""
                                           : "is of class " + std::to_string(type) + ", not " + std::to_string(expected);
+}
+
+// The same of an element of a collection whose comparator orders objects of the class expected.
+inline std::string complaintAboutElement(const psId& id, unsigned int expected) {
+  return isNode(pstHandle<psObj>(id).typeN()) ? "is a node of a tree" : complaintAboutClass(id, expected);
 }
 
 // Why a collection cannot have the comparator, as the rest of a sentence; "" when it can, or has none. isOpen says

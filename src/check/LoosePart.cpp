@@ -35,6 +35,13 @@ bool canCount(const psHashBucket& bucket) {
 
 }  // namespace
 
+template <class T>
+bool LoosePart::leadsTo(const psId& node, const pstHandle<T>& to) {
+  const std::string complaint = complaintAboutClass(to, T::pstTypeN);
+  if (!complaint.empty()) complain(node, "it leads to " + textOf(to) + ", which " + complaint);
+  return opensAs(to);
+}
+
 CheckResult LoosePart::check(const psId& part, const ObjectSet& taken) {
   LoosePart checker(taken);
   const pstHandle<psUnsortedArray> array(part);
@@ -49,10 +56,11 @@ CheckResult LoosePart::check(const psId& part, const ObjectSet& taken) {
 
 void LoosePart::checkNode(const pstHandle<psBTree>& node) {
   if (leadsInCircle(node)) return complain(node, "has too many levels above it");
-  if (!NodeAccess::first(*node).isNull()) return;
+  leadsTo(node, node->parent());
+  leadsTo(node, pstHandle<psUnsortedArray>(node->values()));
   // Whether the array has room for its elements is found where it is a part itself.
   const pstHandle<psUnsortedArray> array(NodeAccess::elements(*node));
-  if (!opensAs(array) || !fits(*array)) return;
+  if (!leadsTo(node, array) || !fits(*array) || !NodeAccess::first(*node).isNull()) return;
   if (taken_.contains(array)) return complain(node, complaintAboutTaken);
   result_.owned.insert(array);
   checkChildren(node, array);
@@ -65,7 +73,7 @@ void LoosePart::checkChildren(const pstHandle<psBTree>& node, const pstHandle<ps
   std::int64_t elements = 0;
   for (int i = 0; i < entries.count(); ++i) {
     elements += entries.elementsBelow(i);
-    if (!opensAs(pstHandle<psBTree>(entries[i]))) continue;
+    if (!leadsTo(node, pstHandle<psBTree>(entries[i]))) continue;
     const pstHandle<psBTree> child = childAbove(entries[i], node);
     if (child.isNull() || !children.insert(child)) complain(entries[i], "no way up, or a second one");
   }

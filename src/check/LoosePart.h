@@ -18,6 +18,9 @@ class LoosePart {
 
   void checkNode(const pstHandle<psBTree>& node);
   void checkChildren(const pstHandle<psBTree>& node, const pstHandle<psUnsortedArray>& array);
+  // Whether a node leads to an object of class T. What was deleted is no fault.
+  template <class T>
+  bool leadsTo(const psId& node, const pstHandle<T>& to);
   void complain(const psId& id, const std::string& what);
 
   CheckResult result_;

@@ -3,6 +3,7 @@
 #include <functional>
 
 #include "arrays/ArrayEdit.h"
+#include "check/LoosePart.h"
 #include "hash/HashPosition.h"
 #include "sorted/psBTreeNode.h"
 #include "support/Faults.h"
@@ -218,6 +219,34 @@ TEST(HashChecker, ComplainsOfEachKindOfDamage) {
   HashWorld world(TempStore::Place::memory, Flavour::handle, Hashing::content, 5, Kind::map);
   for (int number = 0; number < 60; ++number) world.put(number);
   expectComplaints<HashWorld, Bucket>(world, damagesToATable, bucketOf);
+}
+
+// As a part of no collection.
+TEST(LoosePart, IsAtFaultWhereItsOperationsWouldNotEnd) {
+  SetWorld world(TempStore::Place::memory, Flavour::handle, true, 4);
+  for (int number = 0; number < 40; ++number) world.put(number);
+  ASSERT_EQ(world.store->commit(), 1);
+  const std::pair<const char*, std::function<void(const Node& leaf)>> damages[] = {
+      {"", [](const Node&) {}},
+      {"too many levels", [](const Node& leaf) { leaf->parent()->parent(leaf); }},
+      {"which is of class", [](const Node& leaf) { leaf->parent(Node(leaf->parent()->root()->admin().oid())); }},
+      {"a second one", [](const Node& leaf) { entriesOf(leaf->parent()).put(1, pstRef<psObj>(leaf)); }},
+  };
+  for (const auto& [complaint, inflict] : damages) {
+    SCOPED_TRACE(complaint);
+    ASSERT_EQ(world.store->begin(pscUpdate), 1);
+    world.find();
+    const Node leaf(world.set->atFirst());
+    const Node above = leaf->parent();
+    inflict(leaf);
+    std::string faults;
+    for (const Node& node : {leaf, above}) {
+      for (const auto& fault : ps::detail::LoosePart::check(node.oid(), {}).faults) faults += fault.text;
+    }
+    EXPECT_EQ(faults.empty(), *complaint == '\0') << faults;
+    EXPECT_NE(faults.find(complaint), std::string::npos) << faults;
+    ASSERT_EQ(world.store->abort(), 1);
+  }
 }
 
 TEST(OrphanChecker, FindsWhatNobodyOwns) {
