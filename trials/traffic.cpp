@@ -118,7 +118,7 @@ int work(const std::string& path, Shared& shared, const StoreModel& model, std::
   return status;
 }
 
-void runProcesses(Trial& trial, const std::string& path, Shared& shared, StoreModel& model) {
+[[maybe_unused]] void runProcesses(Trial& trial, const std::string& path, Shared& shared, StoreModel& model) {
   std::vector<std::unique_ptr<Process>> processes(5);
   while (trial.goesOn() && !shared.isOver) {
     std::unique_ptr<Process>& process = processes[trial.random(processes.size())];
