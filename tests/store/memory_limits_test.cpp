@@ -34,7 +34,7 @@ class MeasuredSession {
   void begin(psMode mode) { require(session_.begin(mode) == 1, session_.lastError()); }
   void commit() { require(session_.commit() == 1, session_.lastError()); }
 
-  // What no file stands behind.
+  // Anonymous memory that the process has taken since: heap and stacks, without mapped files.
   std::size_t memory() const {
     const std::size_t now = anonymousBytes();
     return now - std::min(now, before_);
