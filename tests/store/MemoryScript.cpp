@@ -41,7 +41,7 @@ constexpr bool isMap(int kind) { return kind % 2 == 1; }
 std::int64_t numberOf(int i) { return std::uint32_t{0x9E3779B1U} * static_cast<std::uint32_t>(i); }
 
 // Takes storage of its own, of a size beyond a page.
-std::string noteText(int i) { return std::to_string(i) + std::string(20000, '.'); }
+std::string noteText(int i) { return std::to_string(i) + std::string(80000, '.'); }
 
 std::int64_t numberIn(const psId& id) {
   const pstHandle<Item> held(id);
@@ -123,7 +123,7 @@ std::string MemoryScript::run() {
     open();
     update("make", [&] { make(); });
     update("fill", [&] { fill(0, 30); });
-    update("load", [&] { load(100, 200); });
+    update("load", [&] { load(100, 140); });
     step("read", [&] { readAll(); });
     update("thin", [&] { thin(); });
     if (path_.front() == '/') {
@@ -135,7 +135,7 @@ std::string MemoryScript::run() {
     update("combine", [&] { combine(); });
     update("move", [&] { moveAndCopy(); });
     step("upgrade", [&] { require(call([&] { return session_.upgrade(); }) == 1); });
-    update("note", [&] { noteAll(320); });
+    update("note", [&] { noteAll(80); });
     step("read", [&] { readAll(); });
     step("verify", [&] {
       psVerifyReport report;

@@ -1,6 +1,6 @@
 // Lack of memory, at every point of a program that uses all of a store: see MemoryScript. The environment variable
-// PSCOLLECTIONS_ALLOCATIONS is all, to try each allocation, which takes an hour, or the number of one; without it, a
-// few are tried.
+// PSCOLLECTIONS_ALLOCATIONS is all, to try each allocation, which takes half an hour, or the number of one. Without it,
+// a few are tried.
 #include <gtest/gtest.h>
 
 #include <cstdlib>
