@@ -16,18 +16,15 @@ class ObjectSet {
   bool insert(const psId& id);
   bool contains(const psId& id) const;
 
-  // Calls visit for each object of this set that is in the other one, or is not.
-  template <class Visit>
-  void visitCommon(const ObjectSet& other, Visit visit) const {
-    forEachBlock(other, [&](std::uint64_t number, std::uint64_t bits, std::uint64_t others) {
-      visitBits(number, bits & others, visit);
-    });
-  }
+  // Calls visit for each object of this set that is not in the other one.
   template <class Visit>
   void visitMissing(const ObjectSet& other, Visit visit) const {
-    forEachBlock(other, [&](std::uint64_t number, std::uint64_t bits, std::uint64_t others) {
-      visitBits(number, bits & ~others, visit);
-    });
+    for (const auto& [block, bits] : blocks_) {
+      const auto found = other.blocks_.find(block);
+      for (unsigned i = 0; i < bits.size(); ++i)
+        visitBits(block * bitsInBlock + i * bitsInWord,
+                  found != other.blocks_.end() ? bits[i] & ~found->second[i] : bits[i], visit);
+    }
   }
   void insertAll(const ObjectSet& other);
 
@@ -42,14 +39,6 @@ class ObjectSet {
     return psId(part(48), part(32), part(16), part(0));
   }
 
-  template <class Visit>
-  void forEachBlock(const ObjectSet& other, Visit visit) const {
-    for (const auto& [block, bits] : blocks_) {
-      const auto found = other.blocks_.find(block);
-      for (unsigned i = 0; i < bits.size(); ++i)
-        visit(block * bitsInBlock + i * bitsInWord, bits[i], found != other.blocks_.end() ? found->second[i] : 0);
-    }
-  }
   template <class Visit>
   static void visitBits(std::uint64_t number, std::uint64_t bits, Visit visit) {
     for (; bits != 0; bits &= bits - 1) visit(idOf(number + static_cast<unsigned>(__builtin_ctzll(bits))));
