@@ -32,15 +32,20 @@ void furnish(psSession& session, int first, int objects) {
   ASSERT_EQ(session.commit(), 1) << session.lastError();
 }
 
+// The records of a new store, which the session has made and closed.
+Records made(psSession& session, const std::string& path, int objects) {
+  EXPECT_EQ(session.open(path, unsynced()), 1) << session.lastError();
+  furnish(session, 0, objects);
+  EXPECT_EQ(session.close(), 1) << session.lastError();
+  return recordsOf(path);
+}
+
 TEST(Backup, IsTheSnapshotAndOverwritesNothing) {
   const ScratchFolder folder;
   const std::string path = folder / "store.ps";
   const std::string copy = folder / "copy.ps";
   psSession session;
-  ASSERT_EQ(session.open(path, unsynced()), 1);
-  furnish(session, 0, 500);
-  ASSERT_EQ(session.close(), 1);
-  const Records expected = recordsOf(path);
+  const Records expected = made(session, path, 500);
 
   psSession writer;
   ASSERT_EQ(writer.open(path, unsynced()), 1);
@@ -84,10 +89,7 @@ TEST(Backup, OfADamagedStoreIsRefusedAndTheRestIsSalvaged) {
   const ScratchFolder folder;
   const std::string path = folder / "store.ps";
   psSession session;
-  ASSERT_EQ(session.open(path, unsynced()), 1);
-  furnish(session, 0, 300);
-  ASSERT_EQ(session.close(), 1);
-  const Records expected = recordsOf(path);
+  const Records expected = made(session, path, 300);
   std::string bytes(std::filesystem::file_size(path), '\0');
   std::ifstream(path, std::ios::binary).read(bytes.data(), static_cast<std::streamsize>(bytes.size()));
 
