@@ -3,27 +3,29 @@
 #include <algorithm>
 #include <cstdlib>
 #include <new>
-#include <optional>
-#include <tuple>
 #include <utility>
 #include <vector>
 
+#include "store/Filings.h"
 #include "store/base/FiledName.h"
 #include "store/base/MemoryGuard.h"
 #include "store/base/StoreError.h"
 #include "store/base/psError.h"
 #include "store/catalog/Catalog.h"
 #include "store/session/Backup.h"
+#include "store/session/Called.h"
 #include "store/session/SessionCore.h"
 #include "store/session/Upgrade.h"
 #include "store/verify/StoreVerifier.h"
 
+using ps::detail::Called;
 using ps::detail::Catalog;
 using ps::detail::CatalogEntry;
 using ps::detail::Directory;
 using ps::detail::filedName;
 using ps::detail::guardMemory;
 using ps::detail::guardMemoryQuietly;
+using ps::detail::isHere;
 using ps::detail::NameIndex;
 using ps::detail::SessionCore;
 using Lookup = ps::detail::Engine::Lookup;
@@ -35,43 +37,6 @@ int result(bool done) {
   if (!done) psThrowException(pehSessionDataGetFunction());
   return done ? 1 : 0;
 }
-
-bool refuse(const char* message) {
-  return guardMemoryQuietly(false, [message] {
-    ps::detail::signalStoreError({psErrorKind::usage, message});
-    return false;
-  });
-}
-
-// Whether the session is open, and on this thread.
-bool isHere(const SessionCore* core) {
-  if (core == nullptr || core->hasEnded()) return refuse("the session is not open; call psSession::open first");
-  if (!core->isOfThisThread())
-    return refuse("the session belongs to the thread that opened it; open another on this thread");
-  return true;
-}
-
-// The session of a call, current until the call returns. Null, with the reason signalled, when it cannot be used here.
-class Called {
- public:
-  explicit Called(SessionCore* core) : core_(isHere(core) ? core : nullptr) {
-    if (core_ != nullptr) current_.emplace(*core_);
-  }
-
-  SessionCore* operator->() const { return core_; }
-  explicit operator bool() const { return core_ != nullptr; }
-
-  // The same, if it is in a transaction. what is the name of the refused operation.
-  SessionCore* reading(const char* what) const {
-    return core_ != nullptr && (core_->mode() != pscNoOpen || core_->isReadyFor(what)) ? core_ : nullptr;
-  }
-  // The same, if it is in an update transaction.
-  SessionCore* updating(const char* what) const { return core_ != nullptr ? SessionCore::updating(what) : nullptr; }
-
- private:
-  SessionCore* core_;
-  std::optional<SessionCore::AsCurrent> current_;
-};
 
 // Closes a session that is found unsound, also when something is thrown by a comparator.
 struct ClosedUnlessSound {
@@ -96,7 +61,8 @@ psSession::~psSession() {
 }
 
 int psSession::open(const std::string& path, const psSessionOptions& options) {
-  if (core_ != nullptr && !core_->hasEnded()) return result(refuse("the session is already open; close it first"));
+  if (core_ != nullptr && !core_->hasEnded())
+    return result(ps::detail::refuseCall("the session is already open; close it first"));
   auto core = guardMemoryQuietly(std::shared_ptr<SessionCore>(), [] { return std::make_shared<SessionCore>(); });
   if (core == nullptr || !core->open(path, options)) return result(false);
   core_ = std::move(core);
@@ -246,30 +212,13 @@ int psSession::rekey(const pstHandle<psObj>& scope, const psKey& key, const pstH
 
 namespace {
 
-psFiling filingOf(const NameIndex::Filed& filed) {
-  psFiling filing;
-  filing.text = ps::detail::textOfFiled(filed.name);
-  filing.object = filed.object;
-  if (ps::detail::isFiledNumber(filed.name)) {
-    filing.kind = psFiling::Kind::number;
-    filing.number = std::strtoll(filing.text.c_str(), nullptr, 10);
-  } else if (!ps::detail::isFiledName(filed.name)) {
-    filing.kind = psFiling::Kind::bytes;
-  }
-  return filing;
-}
-
-bool precedes(const psFiling& a, const psFiling& b) {
-  return std::tie(a.kind, a.number, a.text) < std::tie(b.kind, b.number, b.text);
-}
-
 bool listNames(Directory& directory, const psId& scope, const char* prefix, std::vector<psFiling>& filings) {
   std::vector<NameIndex::Filed> filed;
   if (!directory.listFiled(scope, filedName(prefix), filed)) return false;
   for (const NameIndex::Filed& found : filed) {
-    if (!ps::detail::isFiledInternally(found.name)) filings.push_back(filingOf(found));
+    if (!ps::detail::isFiledInternally(found.name)) filings.push_back(ps::detail::filingOf(found.name, found.object));
   }
-  std::sort(filings.begin(), filings.end(), &precedes);
+  std::sort(filings.begin(), filings.end(), &ps::detail::precedes);
   return true;
 }
 

@@ -25,6 +25,7 @@
 namespace ps::detail {
 class SessionCore;
 }
+class psInspector;
 
 // An application's connection to a store, and its transactions. A session belongs to the thread that opened it. Use
 // handles and objects only on that thread. Sessions of other threads and processes may be open on the same store. Any
@@ -205,6 +206,8 @@ class PS_API psSession {
   void openGuard(OpenGuard guard);
 
  private:
+  friend class psInspector;
+
   std::shared_ptr<ps::detail::SessionCore> core_;
 };
 

@@ -58,6 +58,7 @@ class FaultyEngine final : public ps::detail::Engine {
   void invalidate(psErrorKind kind) noexcept override { sound_->invalidate(kind); }
   std::uint64_t records() const override { return sound_->records(); }
   bool readers(std::vector<psReader>& found) override { return sound_->readers(found); }
+  bool facts(detail::EngineFacts& found) override { return sound_->facts(found); }
   std::uint64_t version() const override { return sound_->version(); }
   std::size_t uncommittedBytes() const override { return sound_->uncommittedBytes(); }
   std::size_t maxKeySize() const override { return sound_->maxKeySize(); }

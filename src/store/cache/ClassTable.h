@@ -56,6 +56,8 @@ class ClassTable {
   }
 
   StoredClass stored(unsigned int number);
+  // The numbers of all classes that have a record. False, with the reason, when they cannot be read.
+  bool list(std::vector<unsigned int>& numbers);
 
   // For an upgrade. Layouts of an older version that this process converts are replaced: first the present ones are
   // added, so that programs that write the older ones are refused from then on. When no object of an older one is left,
@@ -95,7 +97,6 @@ class ClassTable {
     std::uint16_t layout;
     const ObjectForm* form;
   };
-  bool list(std::vector<unsigned int>& numbers);
   std::vector<Replaced> replacedIn(unsigned int number, const Record& record);
   template <class Visit>
   bool visitReplaced(Visit visit);

@@ -14,6 +14,17 @@
 
 namespace ps::detail {
 
+// What an engine knows of the file in which it keeps a store. Numbers that it does not have are 0.
+struct EngineFacts {
+  std::string path;
+  std::uint64_t fileBytes = 0;
+  std::uint32_t pageSize = 0;
+  std::uint64_t pages = 0;
+  std::uint64_t freePages = 0;  // of these
+  std::uint64_t mapSize = 0;
+  std::int64_t lastChange = 0;  // seconds since 1970
+};
+
 // The ordered key/value transactions on which the store keeps its page images. An instance serves one session and is
 // used by one thread at a time. Instances on the same store, in this process or in others, see each other's commits.
 //
@@ -68,6 +79,9 @@ class Engine {
   // The read transactions that are open on the store in all processes, the oldest first. False when they cannot be
   // read.
   [[nodiscard]] virtual bool readers(std::vector<psReader>& found) = 0;
+
+  // What the open transaction sees of the file. False when it cannot be read.
+  [[nodiscard]] virtual bool facts(EngineFacts& found) = 0;
 
   // Number of the last commit that the open transaction sees, or that an update transaction builds upon. Right after a
   // successful commit, the number of that commit. Two transactions with the same number see the same content.

@@ -220,6 +220,12 @@ bool LmdbEngine::readers(std::vector<psReader>& found) {
   return code == 0 || refuse(readAction, environment_->describe(code));
 }
 
+bool LmdbEngine::facts(EngineFacts& found) {
+  if (!isReadable(readAction)) return false;
+  const int code = environment_->facts(transaction_, found);
+  return code == 0 || refuse(readAction, environment_->describe(code));
+}
+
 std::size_t LmdbEngine::maxValueSize() const { return 0xffffffff; }
 
 bool LmdbEngine::refuse(const char* action, const StoreError& reason) {

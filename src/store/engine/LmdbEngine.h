@@ -39,6 +39,7 @@ class LmdbEngine final : public Engine {
   void invalidate(psErrorKind kind) noexcept override;
 
   bool readers(std::vector<psReader>& found) override;
+  bool facts(EngineFacts& found) override;
 
   std::uint64_t version() const override { return version_; }
   std::size_t uncommittedBytes() const override { return changes_.bytes(); }

@@ -519,6 +519,23 @@ int LmdbEnvironment::readers(std::vector<psReader>& found) {
   return code;
 }
 
+int LmdbEnvironment::facts(MDB_txn* transaction, EngineFacts& found) const {
+  MDB_envinfo info{};
+  MDB_stat status{};
+  struct stat file {};
+  found.path = path_;
+  int code = mdb_env_info(environment_.get(), &info);
+  if (code == 0) code = mdb_env_stat(environment_.get(), &status);
+  if (code == 0 && ::stat(path_.c_str(), &file) != 0) code = errno;
+  if (code == 0) code = ReaderWatch::countFree(transaction, found.freePages);
+  found.fileBytes = static_cast<std::uint64_t>(file.st_size);
+  found.lastChange = file.st_mtime;
+  found.pageSize = status.ms_psize;
+  found.pages = info.me_last_pgno + 1;
+  found.mapSize = info.me_mapsize;
+  return code;
+}
+
 void LmdbEnvironment::reapReaders() noexcept { mdb_reader_check(environment_.get(), nullptr); }
 
 StoreError LmdbEnvironment::describe(int code) const {

@@ -86,6 +86,9 @@ class LmdbEnvironment {
   // The read transactions that are open in all processes, the oldest first.
   int readers(std::vector<psReader>& found);
 
+  // What a transaction sees of the file.
+  int facts(MDB_txn* transaction, EngineFacts& found) const;
+
   // Walks over the file's pages, while updates wait.
   int checkStructure(int busyTimeout, const FileStructure::Progress& progress, StructureReport& report);
 

@@ -109,6 +109,12 @@ bool MemoryEngine::readers(std::vector<psReader>& found) {
   return true;
 }
 
+bool MemoryEngine::facts(EngineFacts& found) {
+  found = {};
+  found.path = "memory:";
+  return true;
+}
+
 void MemoryEngine::end() noexcept {
   undo_.clear();
   uncommittedBytes_ = 0;

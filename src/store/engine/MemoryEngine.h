@@ -28,6 +28,7 @@ class MemoryEngine final : public Engine {
   void abort() override;
   void invalidate(psErrorKind kind) noexcept override;
   bool readers(std::vector<psReader>& found) override;
+  bool facts(EngineFacts& found) override;
 
   std::uint64_t version() const override { return version_; }
   std::size_t uncommittedBytes() const override { return uncommittedBytes_; }

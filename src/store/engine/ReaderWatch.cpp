@@ -28,6 +28,20 @@ int takeLine(const char* line, void* readers) {
   return 0;
 }
 
+// Calls visit with the commit and the number of pages of each entry of the list of free pages, from a commit on, until
+// it returns false.
+template <class Visit>
+int visitFree(MDB_txn* transaction, std::size_t first, Visit visit) {
+  int code = 0;
+  const LmdbCursor cursor = openCursor(transaction, freePages, code);
+  MDB_val key{sizeof first, &first};
+  MDB_val pages{};
+  if (code == 0) code = mdb_cursor_get(cursor.get(), &key, &pages, MDB_SET_RANGE);
+  while (code == 0 && visit(numberIn(key), numberIn(pages)))
+    code = mdb_cursor_get(cursor.get(), &key, &pages, MDB_NEXT);
+  return code == MDB_NOTFOUND ? 0 : code;
+}
+
 }  // namespace
 
 std::vector<psReader> ReaderWatch::look(MDB_env* environment) {
@@ -47,25 +61,28 @@ std::vector<psReader> ReaderWatch::look(MDB_env* environment) {
   return readers;
 }
 
+int ReaderWatch::countFree(MDB_txn* transaction, std::uint64_t& pages) {
+  pages = 0;
+  return visitFree(transaction, 0, [&pages](std::size_t, std::size_t count) {
+    pages += count;
+    return true;
+  });
+}
+
 // A reader pins what later commits made free, up to the last one, whose pages nobody could use yet anyway.
 int ReaderWatch::measure(MDB_txn* snapshot, std::vector<psReader>& readers) {
   if (readers.empty()) return 0;
   const std::size_t last = mdb_txn_id(snapshot);
   MDB_stat status{};
   mdb_env_stat(mdb_txn_env(snapshot), &status);
-  int code = 0;
-  const LmdbCursor cursor = openCursor(snapshot, freePages, code);
-  std::size_t first = readers.front().commit;
-  MDB_val key{sizeof first, &first};
-  MDB_val pages{};
-  if (code == 0) code = mdb_cursor_get(cursor.get(), &key, &pages, MDB_SET_RANGE);
-  for (; code == 0 && numberIn(key) < last; code = mdb_cursor_get(cursor.get(), &key, &pages, MDB_NEXT)) {
+  return visitFree(snapshot, readers.front().commit, [&](std::size_t commit, std::size_t pages) {
+    if (commit >= last) return false;
     for (psReader& reader : readers) {
-      if (reader.commit > numberIn(key)) break;
-      reader.pinnedBytes += std::uint64_t{numberIn(pages)} * status.ms_psize;
+      if (reader.commit > commit) break;
+      reader.pinnedBytes += std::uint64_t{pages} * status.ms_psize;
     }
-  }
-  return code == MDB_NOTFOUND ? 0 : code;
+    return true;
+  });
 }
 
 }  // namespace ps::detail

@@ -22,6 +22,9 @@ class ReaderWatch {
   // Says what they pin, by a read transaction that began after look. 0 or LMDB's code. Cost: a step for each commit of
   // which nobody has used the free pages yet.
   static int measure(MDB_txn* snapshot, std::vector<psReader>& readers);
+  // The free pages that a transaction sees, those among them that older readers still read. 0 or LMDB's code. Cost: a
+  // step for each entry of the list.
+  static int countFree(MDB_txn* transaction, std::uint64_t& pages);
 
  private:
   using Clock = std::chrono::steady_clock;

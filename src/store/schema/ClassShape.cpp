@@ -130,33 +130,6 @@ std::string text(const std::vector<FieldShape>& fields) {
   return "{" + result + "}";
 }
 
-std::string kindText(const FieldShape& field) {
-  const std::string bits = std::to_string(8 * field.size);
-  switch (field.kind) {
-    case FieldKind::boolean:
-      return "bool";
-    case FieldKind::character:
-      return "char";
-    case FieldKind::signedInteger:
-      return "int" + bits;
-    case FieldKind::unsignedInteger:
-      return "uint" + bits;
-    case FieldKind::floating:
-      return "float" + bits;
-    case FieldKind::identifier:
-      return "identifier";
-    case FieldKind::reference:
-      return "reference";
-    case FieldKind::array:
-      return "array of " + (field.parts.empty() ? "?" : kindText(field.parts.front()));
-    case FieldKind::structure:
-      return field.structure + " (version " + std::to_string(field.version) + ") " + text(field.parts);
-    case FieldKind::opaque:
-      break;
-  }
-  return std::to_string(field.size) + " bytes";
-}
-
 std::string text(const FieldShape& field) {
   const std::string count = field.count != 1 ? "[" + std::to_string(field.count) + "]" : "";
   return (field.name.empty() ? "" : field.name + ": ") + kindText(field) + count;
@@ -195,6 +168,33 @@ Versions versionsIn(const ClassShape& shape) {
 }
 
 }  // namespace
+
+std::string kindText(const FieldShape& field) {
+  const std::string bits = std::to_string(8 * field.size);
+  switch (field.kind) {
+    case FieldKind::boolean:
+      return "bool";
+    case FieldKind::character:
+      return "char";
+    case FieldKind::signedInteger:
+      return "int" + bits;
+    case FieldKind::unsignedInteger:
+      return "uint" + bits;
+    case FieldKind::floating:
+      return "float" + bits;
+    case FieldKind::identifier:
+      return "identifier";
+    case FieldKind::reference:
+      return "reference";
+    case FieldKind::array:
+      return "array of " + (field.parts.empty() ? "?" : kindText(field.parts.front()));
+    case FieldKind::structure:
+      return field.structure + " (version " + std::to_string(field.version) + ") " + text(field.parts);
+    case FieldKind::opaque:
+      break;
+  }
+  return std::to_string(field.size) + " bytes";
+}
 
 std::vector<std::string> namesIn(const FormerNames& names) {
   std::vector<std::string> found;

@@ -32,6 +32,9 @@ struct FieldShape {
   std::uint32_t bytes() const { return size * count; }
 };
 
+// What a field is, for people: "int32", "array of reference", a structure with its members.
+std::string kindText(const FieldShape& field);
+
 // What one class of a chain of base classes keeps.
 struct ClassLevel {
   unsigned int number = 0;

@@ -15,7 +15,7 @@ RecordedPages::Found RecordedPages::find(const psId& id) {
       std::lower_bound(contents_.objects.begin(), contents_.objects.end(), id.get_slot(),
                        [](const RecordedObject& object, std::uint16_t slot) { return object.slot < slot; });
   if (place == contents_.objects.end() || place->slot != id.get_slot()) return Found::absent;
-  isNamed_ = (place->type & namedFlag) != 0;
+  object_ = &*place;
   return isStorage(place->type & ~namedFlag) ? Found::storage : Found::object;
 }
 

@@ -17,8 +17,12 @@ class RecordedPages {
 
   enum class Found { object, storage, absent, unreadable };
   Found find(const psId& id);
-  // Whether the object that find has found says that it has names, or is a scope of names.
-  bool isNamed() const { return isNamed_; }
+  // What find has found. It is valid until the next call.
+  const RecordedObject& object() const { return *object_; }
+  // Whether it says that it has names, or is a scope of names.
+  bool isNamed() const { return (object_->type & namedFlag) != 0; }
+  // Everything in the page of the last call.
+  const PageContents& contents() const { return contents_; }
 
  private:
   void read(const psId& page);
@@ -26,7 +30,7 @@ class RecordedPages {
   PageChunks chunks_;
   psId page_;
   Found found_ = Found::absent;  // of the page
-  bool isNamed_ = false;
+  const RecordedObject* object_ = nullptr;
   std::string record_;
   std::vector<std::uint64_t> checksums_;
   PageContents contents_;

@@ -8,6 +8,7 @@
 #include "store/base/psError.h"
 #include "store/catalog/Catalog.h"
 #include "store/engine/StoreKey.h"
+#include "store/session/WithoutGuard.h"
 #include "store/verify/ContentChecker.h"
 #include "store/verify/WholeVerifier.h"
 
@@ -37,19 +38,6 @@ class Reading {
   SessionCore& session_;
   const bool isOwn_;
   bool isOpen_ = false;
-};
-
-// The open guard refuses what is sound, and so has no say here.
-class WithoutGuard {
- public:
-  explicit WithoutGuard(SessionCore& session) : session_(session), guard_(session.guard(nullptr)) {}
-  WithoutGuard(const WithoutGuard&) = delete;
-  WithoutGuard& operator=(const WithoutGuard&) = delete;
-  ~WithoutGuard() { session_.guard(std::move(guard_)); }
-
- private:
-  SessionCore& session_;
-  SessionCore::Guard guard_;
 };
 
 void clear(psVerifyReport& report) {

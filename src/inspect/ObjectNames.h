@@ -1,0 +1,37 @@
+#pragma once
+
+#include <string>
+#include <vector>
+
+#include "inspect/psInspector.h"
+#include "store/session/SessionCore.h"
+
+namespace ps::detail {
+
+// Names of objects, containers and databases as paths, in both directions; see psInspector::pathOf.
+class ObjectNames {
+ public:
+  explicit ObjectNames(SessionCore& session) : session_(session) {}
+
+  // Under which names and keys an object is filed, sorted. False when the engine cannot be read.
+  bool namesOf(const psId& object, std::vector<psInspector::Filing>& found);
+  std::string pathOf(const psId& id) { return pathOf(id, 0); }
+  // What a path leads to; the null identifier when there is nothing.
+  psId find(const std::string& path);
+
+ private:
+  std::string pathOf(const psId& id, int depth);
+  std::string nameOf(const psId& id);
+  psId findIn(const psId& scope, std::string_view path, int depth);
+  psId step(const psId& scope, std::string_view name);
+  bool exists(const psId& id);
+
+  SessionCore& session_;
+};
+
+// An identifier as in "1-2-3-4".
+std::string dashed(const psId& id);
+// The identifier that a text of 1 to 4 numbers, as in "1-2-3-4", writes; null for any other text.
+psId fromDashed(std::string_view text);
+
+}  // namespace ps::detail
