@@ -22,7 +22,7 @@ FORMATTED = find $(SOURCE_FOLDERS) \( -name '*.h' -o -name '*.cpp' \) -print0 | 
 JDK := $(if $(filter-out no,$(JAVA)),java)
 
 # $(call configure,preset,folder,parts to build,further options); a folder keeps the generator that it began with.
-PARTS := EXAMPLES TESTS TRIALS BENCH
+PARTS := TOOLS EXAMPLES TESTS TRIALS BENCH
 configure = cmake --preset $(1) -B $(2) --log-level=WARNING \
 	$$(test -e $(2)/CMakeCache.txt || ! command -v ninja >/dev/null || echo -G Ninja) \
 	$(foreach part,$(PARTS),-DPSCOLLECTIONS_$(part)=$(if $(filter $(part),$(3)),ON,OFF)) \
@@ -32,8 +32,8 @@ run_tests = ctest --test-dir $(1) --output-on-failure --no-label-summary --no-te
 .PHONY: build demo demo-java check trials bench bench-quick install asan tsan clang exports format format-check tidy clean help
 
 build:
-	@tools/install-dependencies build $(JDK)
-	@$(call configure,$(PRESET),$(BUILD),EXAMPLES)
+	@tools/install-dependencies build tools $(JDK)
+	@$(call configure,$(PRESET),$(BUILD),TOOLS EXAMPLES)
 	@cmake --build $(BUILD) -j $(JOBS)
 
 demo:
@@ -49,15 +49,15 @@ demo-java:
 	@examples/glossary/demo.sh $(BUILD)/examples/glossary/glossary
 
 check:
-	@tools/install-dependencies build $(JDK) test
-	@$(call configure,$(PRESET),$(BUILD),EXAMPLES TESTS)
+	@tools/install-dependencies build tools $(JDK) test
+	@$(call configure,$(PRESET),$(BUILD),TOOLS EXAMPLES TESTS)
 	@cmake --build $(BUILD) -j $(JOBS)
 	@$(call run_tests,$(BUILD))
 
 # Links everything statically, so that the static library is covered on the way.
 asan:
-	@tools/install-dependencies build $(JDK) test
-	@$(call configure,dev,build/dev,EXAMPLES TESTS,-DPSCOLLECTIONS_STATIC=ON)
+	@tools/install-dependencies build tools $(JDK) test
+	@$(call configure,dev,build/dev,TOOLS EXAMPLES TESTS,-DPSCOLLECTIONS_STATIC=ON)
 	@cmake --build build/dev -j $(JOBS)
 	@$(call run_tests,build/dev)
 
@@ -70,8 +70,8 @@ tsan:
 
 # Each program goes on to the end when another has failed, or has crashed and could not say its seed.
 trials:
-	@tools/install-dependencies build test
-	@$(call configure,$(PRESET),$(BUILD),EXAMPLES TESTS TRIALS)
+	@tools/install-dependencies build tools test
+	@$(call configure,$(PRESET),$(BUILD),TOOLS EXAMPLES TESTS TRIALS)
 	@cmake --build $(BUILD) -j $(JOBS) --target trials
 	@export TSAN_OPTIONS=detect_deadlocks=0:report_mutex_bugs=0; status=0; seed=$$(echo $(SEED)); \
 	for trial in $(BUILD)/trials/$(SUBJECT)_trial; do \
@@ -80,8 +80,8 @@ trials:
 
 # Only compiles: everything, the benchmarks too.
 clang:
-	@tools/install-dependencies build $(JDK) test bench clang
-	@$(call configure,clang,build/clang,EXAMPLES TESTS TRIALS BENCH)
+	@tools/install-dependencies build tools $(JDK) test bench clang
+	@$(call configure,clang,build/clang,TOOLS EXAMPLES TESTS TRIALS BENCH)
 	@cmake --build build/clang -j $(JOBS)
 
 exports:
@@ -97,8 +97,8 @@ bench bench-quick:
 	@cmake --build build/bench --target $@
 
 install:
-	@tools/install-dependencies build $(JDK)
-	@$(call configure,$(PRESET),$(BUILD),EXAMPLES,-DCMAKE_INSTALL_PREFIX="$(PREFIX)")
+	@tools/install-dependencies build tools $(JDK)
+	@$(call configure,$(PRESET),$(BUILD),TOOLS EXAMPLES,-DCMAKE_INSTALL_PREFIX="$(PREFIX)")
 	@cmake --build $(BUILD) -j $(JOBS)
 	@DESTDIR="$(DESTDIR)" cmake --install $(BUILD)
 	@if [ -z "$(DESTDIR)" ] && [ "$$(id -u)" -eq 0 ]; then ldconfig; fi
@@ -112,8 +112,8 @@ format-check:
 	@$(FORMATTED) --dry-run --Werror
 
 tidy:
-	@tools/install-dependencies build $(JDK) test lint
-	@$(call configure,$(PRESET),$(BUILD),EXAMPLES TESTS TRIALS)
+	@tools/install-dependencies build tools $(JDK) test lint
+	@$(call configure,$(PRESET),$(BUILD),TOOLS EXAMPLES TESTS TRIALS)
 	@$(if $(JDK),cmake --build $(BUILD) --target glossary_jar)
 	@run-clang-tidy -quiet -p $(BUILD) -j $(JOBS) $(if $(filter no,$(ANALYZE)),-checks='-clang-analyzer-*') \
 		'$(CURDIR)/(src|examples|tools|trials)/'

@@ -1,0 +1,7 @@
+#include "pscol/Command.h"
+
+namespace pscol {
+
+Command::~Command() = default;
+
+}  // namespace pscol

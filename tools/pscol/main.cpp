@@ -1,0 +1,3 @@
+#include "pscol/CommandLine.h"
+
+int main(int argc, char** argv) { return pscol::runCommandLine(argc, argv); }
