@@ -246,6 +246,10 @@ int psSession::backup(const std::string& path, const BackupProgress& progress) {
   return result(session && guardMemoryQuietly(false, [&] { return ps::detail::backup(*core_, path, progress); }));
 }
 
+int psSession::compact(const std::string& path, const BackupProgress& progress) {
+  return result(guardMemoryQuietly(false, [&] { return ps::detail::compact(path, progress); }));
+}
+
 int psSession::salvage(const std::string& from, const std::string& path, psSalvageReport& report,
                        const BackupProgress& progress) {
   return result(guardMemoryQuietly(false, [&] { return ps::detail::salvage(from, path, report, progress); }));

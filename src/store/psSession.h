@@ -166,6 +166,11 @@ class PS_API psSession {
   using BackupProgress = std::function<bool(const psBackupProgress&)>;
   [[nodiscard]] int backup(const std::string& path, const BackupProgress& progress = nullptr);
 
+  // Gives the free pages of the file at path back to the file system: a compact copy takes its place, whole and on the
+  // disk, or the file stays as it is. Refused while anybody has the store open, and when it is damaged; whoever opens
+  // it meanwhile waits. It takes room for the copy beside the file. progress is called with the pages that are read.
+  [[nodiscard]] static int compact(const std::string& path, const BackupProgress& progress = nullptr);
+
   // Copies what can be read of a damaged store, which need not be open and is not changed, into a new file at path.
   // Records that do not match their checksums are left out, and objects that lay in them do not exist in the copy;
   // report says what they are. Below a page of the file that cannot be read, what remains of older commits is taken;

@@ -18,6 +18,7 @@
 #include <vector>
 
 #include "store/engine/Descriptor.h"
+#include "store/engine/ExclusiveUse.h"
 #include "store/engine/LmdbErrors.h"
 #include "store/engine/NewFile.h"
 
@@ -31,6 +32,13 @@ struct LmdbEnvironment::File {
 
   bool isSameFile(const LmdbEnvironment& open) const { return open.device_ == device && open.inode_ == inode; }
   std::string lockPath() const { return path + "-lock"; }
+  // Notes which file has the path now. It may have been replaced since it was found there.
+  void identify() {
+    struct stat status {};
+    if (::stat(path.c_str(), &status) != 0) return;
+    device = status.st_dev;
+    inode = status.st_ino;
+  }
 };
 
 namespace {
@@ -283,6 +291,8 @@ LmdbEnvironment* LmdbEnvironment::openAnew(File& file, const psSessionOptions& o
   LmdbPointer environment;
   int code = updateLock->open(file.lockPath(), maxReaders);
   if (options.readOnly && isForbidden(code)) code = 0;
+  updateLock->enter();
+  if (file.exists) file.identify();
   if (code == 0) error = faultOf(file, *updateLock, options);
   if (!error.empty()) return nullptr;
   if (code == 0) code = openOrCreate(file, options, mapSize, environment);
@@ -307,6 +317,7 @@ LmdbEnvironment* LmdbEnvironment::openAnew(File& file, const psSessionOptions& o
   }
   file.device = status.st_dev;
   file.inode = status.st_ino;
+  updateLock->leave();
   auto* opened = new LmdbEnvironment(std::move(updateLock), std::move(environment), file);
   opened->database_ = database;
   opened->reapReaders();
@@ -367,6 +378,28 @@ bool LmdbEnvironment::withFile(const std::string& path, const std::function<void
       if (code == 0 || isForbidden(code)) code = readFile(file.path, own, options.busyTimeout, use);
     }
     if (code != 0) reason = {kindOf(code), explain(code, file.path)};
+  }
+  if (!reason.empty()) error = cannotOpen(path, reason);
+  return reason.empty();
+}
+
+bool LmdbEnvironment::withExclusiveFile(const std::string& path,
+                                        const std::function<void(int descriptor, const std::string& real)>& use,
+                                        StoreError& error) {
+  const std::lock_guard<std::mutex> lock(registry().mutex);
+  psSessionOptions options;
+  options.readOnly = true;
+  StoreError reason;
+  File file;
+  if (locate(path, options, file, reason)) {
+    const ExclusiveUse exclusive(file.lockPath());
+    const Descriptor descriptor(file.path, O_RDONLY);
+    if (exclusive.code() == EBUSY)
+      reason = {psErrorKind::busy, "it is open, in this process or in another one. Close it there first"};
+    else if (exclusive.code() != 0 || descriptor < 0)
+      reason = {kindOf(errno), explain(exclusive.code() != 0 ? exclusive.code() : errno, file.path)};
+    else
+      use(descriptor, file.path);
   }
   if (!reason.empty()) error = cannotOpen(path, reason);
   return reason.empty();

@@ -52,6 +52,12 @@ class LmdbEnvironment {
   // that can be opened. False, with the reason in error, when it cannot be read or is not there.
   static bool withFile(const std::string& path, const std::function<void(int descriptor)>& use, StoreError& error);
 
+  // The same for a file that nobody has open, and that nobody can open meanwhile, so that it may be replaced. real is
+  // its path without symbolic links.
+  static bool withExclusiveFile(const std::string& path,
+                                const std::function<void(int descriptor, const std::string& real)>& use,
+                                StoreError& error);
+
   // Hold the registry across a fork; see ForkLocks. What the parent has open is not open in the child.
   static void lockForFork();
   static void unlockAfterFork(bool inChild);

@@ -48,7 +48,23 @@ bool StoreCopy::begin(const std::string& path) {
                                       "another path, or remove it."};
     return false;
   }
-  std::string name = path + "-partialXXXXXX";
+  return beginPartial();
+}
+
+bool StoreCopy::beginReplacement(const std::string& path) {
+  path_ = path;
+  replaces_ = true;
+  struct stat status {};
+  if (::stat(path.c_str(), &status) != 0) return fail(errno);
+  if (!beginPartial()) return false;
+  static_cast<void>(::chmod(partial_.c_str(), status.st_mode));
+  // Only root can give a file away; others own what they replace.
+  static_cast<void>(::chown(partial_.c_str(), status.st_uid, status.st_gid) == 0);
+  return true;
+}
+
+bool StoreCopy::beginPartial() {
+  std::string name = path_ + "-partialXXXXXX";
   const int descriptor = ::mkostemp(name.data(), O_CLOEXEC);
   if (descriptor < 0) return fail(errno);
   partial_ = name;
@@ -98,8 +114,13 @@ bool StoreCopy::finish() {
 
 // A link refuses to replace a file that has appeared meanwhile.
 int StoreCopy::giveName() {
-  if (::link(partial_.c_str(), path_.c_str()) != 0) return errno;
-  ::unlink(partial_.c_str());
+  if (replaces_) {
+    if (::rename(partial_.c_str(), path_.c_str()) != 0) return errno;
+  } else if (::link(partial_.c_str(), path_.c_str()) != 0) {
+    return errno;
+  } else {
+    ::unlink(partial_.c_str());
+  }
   partial_.clear();
   syncDirectoryOf(path_);
   return 0;

@@ -22,6 +22,8 @@ class StoreCopy {
 
   // Refuses a path at which something is.
   bool begin(const std::string& path);
+  // For a copy that takes the place of the file at path when it is finished, with its owner and permissions.
+  bool beginReplacement(const std::string& path);
   // Keys that ascend fill the pages. A key that is there keeps its value, and isNew is false.
   bool put(std::string_view key, std::string_view value, bool& isNew);
   bool finish();
@@ -30,12 +32,14 @@ class StoreCopy {
 
  private:
   bool fail(int code);
+  bool beginPartial();
   int beginTransaction();
   int commit();
   int giveName();
 
   std::string path_;
   std::string partial_;  // empty when there is no such file
+  bool replaces_ = false;
   LmdbPointer environment_;
   MDB_txn* transaction_ = nullptr;
   MDB_dbi database_ = 0;

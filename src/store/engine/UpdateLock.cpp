@@ -18,17 +18,17 @@ namespace {
 using Clock = std::chrono::steady_clock;
 
 // LMDB locks the byte 0 and, for each process that reads, the byte of its number.
-constexpr off_t lockedByte = off_t{1} << 40;
+constexpr off_t lockedByte = UpdateLock::openingByte - 1;
 constexpr std::chrono::milliseconds longestPause{10};
 
 // LMDB's lock file has a line of 64 bytes for each reader, and 2 more.
 constexpr off_t sizeOfLockFile(unsigned int readers) { return off_t{64} * (readers + 2); }
 
-struct flock recordLock(short type) {
+struct flock recordLock(short type, off_t byte = lockedByte) {
   struct flock lock {};
   lock.l_type = type;
   lock.l_whence = SEEK_SET;
-  lock.l_start = lockedByte;
+  lock.l_start = byte;
   lock.l_len = 1;
   return lock;
 }
@@ -60,6 +60,17 @@ int UpdateLock::open(const std::string& lockPath, unsigned int readers) {
   if (descriptor_ < 0) return errno;
   if (::fallocate(descriptor_, 0, 0, sizeOfLockFile(readers)) == 0) return 0;
   return errno == EOPNOTSUPP || errno == ENOSYS ? 0 : errno;
+}
+
+void UpdateLock::enter() const {
+  struct flock wanted = recordLock(F_RDLCK, openingByte);
+  while (descriptor_ >= 0 && ::fcntl(descriptor_, F_SETLKW, &wanted) != 0 && errno == EINTR) {
+  }
+}
+
+void UpdateLock::leave() const {
+  struct flock freed = recordLock(F_UNLCK, openingByte);
+  if (descriptor_ >= 0) static_cast<void>(::fcntl(descriptor_, F_SETLK, &freed));
 }
 
 int UpdateLock::lock(int milliseconds) {

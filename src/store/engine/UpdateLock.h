@@ -1,6 +1,7 @@
 #pragma once
 
 #include <pthread.h>
+#include <sys/types.h>
 
 #include <atomic>
 #include <string>
@@ -26,6 +27,13 @@ class UpdateLock {
   // Opens the lock file, and creates one that does not exist. Allocates as much as LMDB will map of it: on a full disk
   // a write to a hole would kill the process. The descriptor is closed on exec.
   int open(const std::string& lockPath, unsigned int readers);
+
+  // Waits while somebody has the exclusive use of the store, and has whoever wants that wait until leave. To be called
+  // before LMDB opens the file. Without effect when the lock file is not open.
+  void enter() const;
+  void leave() const;
+  // The byte of the lock file by which that is done.
+  static constexpr off_t openingByte = (off_t{1} << 40) + 1;
 
   // Waits for at most the given milliseconds, for ever when they are negative; then ETIMEDOUT. While others wait
   // without limit, one who waits with a limit may find the lock taken each time that it looks, every 10 ms.

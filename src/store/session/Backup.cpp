@@ -181,6 +181,57 @@ class Salvage {
   StoreCopy copy_;
 };
 
+// Puts a compact copy of a whole store in its place.
+class Compacting {
+ public:
+  explicit Compacting(const BackupProgress& progress) : progress_(progress) {}
+
+  bool run(const std::string& path) {
+    const auto replace = [this](int descriptor, const std::string& real) { isDone_ = copy(descriptor, real); };
+    return LmdbEnvironment::withExclusiveFile(path, replace, error_) && isDone_;
+  }
+  const StoreError& error() const { return error_.empty() ? copy_.error() : error_; }
+
+ private:
+  bool copy(int descriptor, const std::string& path) {
+    path_ = path;
+    if (!copy_.beginReplacement(path)) return false;
+    FileStructure structure(descriptor);
+    StructureReport report;
+    structure.onEntry([this](std::string_view key, std::string_view value) { add(key, value); });
+    structure.onProgress([this](std::uint64_t pages, std::uint64_t ofPages) {
+      progressed_.done = pages;
+      progressed_.total = ofPages;
+      if (progress_ != nullptr && !progress_(progressed_)) refuse(psErrorKind::usage, "the work was stopped");
+      return error_.empty() && copy_.error().empty();
+    });
+    const bool isWhole = structure.walk(report);
+    if (error().empty() && !report.isStore) refuse(psErrorKind::usage, "it is no store");
+    if (error().empty() && !isWhole) refuse(psErrorKind::damaged, textOf(report));
+    return error().empty() && copy_.finish();
+  }
+
+  void add(std::string_view key, std::string_view value) {
+    bool isNew = false;
+    if (!error().empty()) return;
+    if (!isRight(key, value)) return refuse(psErrorKind::damaged, textOfRecord(key) + " does not match its checksum");
+    if (!copy_.put(key, value, isNew)) return;
+    ++progressed_.records;
+    progressed_.bytes += key.size() + value.size();
+  }
+
+  void refuse(psErrorKind kind, const std::string& why) {
+    error_ = {kind, "Cannot compact the store '" + path_ + "': " + why + ". The file is as it was."};
+  }
+
+  const BackupProgress& progress_;
+  psBackupProgress progressed_;
+  std::string path_;
+  StoreCopy copy_;
+  StoreError error_;
+  bool isDone_ = false;
+};
+
 }  // namespace
 
 bool backup(SessionCore& session, const std::string& path, const BackupProgress& progress) {
@@ -196,6 +247,11 @@ bool backup(SessionCore& session, const std::string& path, const BackupProgress&
 bool salvage(const std::string& from, const std::string& to, psSalvageReport& report, const BackupProgress& progress) {
   report = {};
   return Salvage(report, progress).run(from, to);
+}
+
+bool compact(const std::string& path, const BackupProgress& progress) {
+  Compacting compacting(progress);
+  return compacting.run(path) || signalled(compacting.error());
 }
 
 }  // namespace ps::detail

@@ -14,4 +14,6 @@ using BackupProgress = std::function<bool(const psBackupProgress&)>;
 bool backup(SessionCore& session, const std::string& path, const BackupProgress& progress);
 bool salvage(const std::string& from, const std::string& to, psSalvageReport& report, const BackupProgress& progress);
 
+bool compact(const std::string& path, const BackupProgress& progress);
+
 }  // namespace ps::detail
