@@ -80,7 +80,9 @@ int runCommandLine(int argc, char** argv) {
   try {
     app.parse(argc, argv);
   } catch (const CLI::ParseError& error) {
-    return app.exit(error) == 0 ? 0 : static_cast<int>(Status::unusable);
+    if (error.get_exit_code() == 0) return app.exit(error);
+    return static_cast<int>(
+        fail("", Status::unusable, error.what() + std::string("; `pscol --help` shows what there is")));
   }
   if (isManual || isCompletion) {
     std::cout << (isManual ? manualPage(commands) : completion(commands));

@@ -9,12 +9,15 @@ void requireFile(const std::string& path) {
     throw Failure(Status::unusable, "a store in memory is in its own process alone; name a file");
 }
 
-OpenStore::OpenStore(const std::string& path) {
+OpenStore::OpenStore(const std::string& path, psVerify verify) {
   requireFile(path);
   psSessionOptions options;
   options.readOnly = true;
-  if (session_.open(path, options) != 1 || session_.begin(pscRead) != 1)
-    throw Failure(Status::unusable, session_.lastError());
+  options.verify = verify;
+  if (session_.open(path, options) == 1 && session_.begin(pscRead) == 1) return;
+  const bool isDamaged = session_.lastErrorKind() == psErrorKind::damaged;
+  throw Failure(isDamaged ? Status::negative : Status::unusable,
+                session_.lastError() + (isDamaged ? " `pscol salvage` copies what can be read." : ""));
 }
 
 psId OpenStore::find(const std::string& path) {

@@ -12,7 +12,7 @@ namespace pscol {
 // throws Failure.
 class OpenStore {
  public:
-  explicit OpenStore(const std::string& path);
+  explicit OpenStore(const std::string& path, psVerify verify = psVerify::none);
 
   psSession& session() { return session_; }
   psInspector& inspector() { return inspector_; }

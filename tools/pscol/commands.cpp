@@ -1,8 +1,12 @@
+#include "pscol/CheckCommand.h"
 #include "pscol/Command.h"
+#include "pscol/CopyCommands.h"
+#include "pscol/DiffCommand.h"
 #include "pscol/InfoCommand.h"
 #include "pscol/ListCommand.h"
 #include "pscol/SchemaCommand.h"
 #include "pscol/ShowCommand.h"
+#include "pscol/TopCommand.h"
 
 namespace pscol {
 
@@ -12,6 +16,12 @@ Commands allCommands() {
   commands.push_back(std::make_unique<ListCommand>());
   commands.push_back(std::make_unique<SchemaCommand>());
   commands.push_back(std::make_unique<ShowCommand>());
+  commands.push_back(std::make_unique<CheckCommand>());
+  commands.push_back(std::make_unique<BackupCommand>());
+  commands.push_back(std::make_unique<CompactCommand>());
+  commands.push_back(std::make_unique<SalvageCommand>());
+  commands.push_back(std::make_unique<DiffCommand>());
+  commands.push_back(std::make_unique<TopCommand>());
   return commands;
 }
 
