@@ -122,6 +122,10 @@ void describeClass(unsigned int typeN, std::uint32_t version, const std::vector<
   TypeRegistry::instance().describe(typeN, std::move(known), std::move(arrays));
 }
 
+void describeOrder(unsigned int typeN, const OrderShape& order) {
+  TypeRegistry::instance().describeOrder(typeN, order);
+}
+
 void describeElements(const Structure& elements) { TypeRegistry::instance().addElements(elements); }
 
 void addConversion(unsigned int typeN, std::uint32_t from,

@@ -12,6 +12,7 @@
 #include "store/base/psObj.h"
 #include "store/base/psRelocation.h"
 #include "store/schema/FieldTable.h"
+#include "store/schema/OrderShape.h"
 
 class psOldObject;
 
@@ -99,6 +100,9 @@ void describe(std::uint32_t version) {
   describeLevels<T>(levels);
   describeClass(T::pstTypeN, version, levels);
 }
+
+// Makes known what a comparator orders by, before objects of its class are read or written.
+PS_API void describeOrder(unsigned int typeN, const OrderShape& order);
 
 template <class T>
 void registerClass(const char* name, psRelocation relocation) {

@@ -1,13 +1,16 @@
 #pragma once
 
 #include <algorithm>
+#include <cstddef>
 #include <cstdint>
+#include <cstring>
 #include <functional>
 #include <limits>
 #include <string_view>
 #include <tuple>
 #include <type_traits>
 #include <utility>
+#include <vector>
 
 #include "core/psAbbreviation.h"
 #include "core/psCompare.h"
@@ -90,6 +93,79 @@ struct OrderTypes<std::tuple<Key<C, F>...>> {
   using Element = C;
   using Views = std::tuple<typename Key<C, F>::V...>;
 };
+
+// Whether members of a type are compared as what is stored in them.
+template <class T, class = void>
+constexpr bool isAsStored = false;
+template <class T>
+constexpr bool isAsStored<T, std::void_t<decltype(View<T>::isAsStored)>> = View<T>::isAsStored;
+
+template <class V>
+constexpr KeyKind keyKindOf() {
+  if constexpr (std::is_same_v<V, std::string_view>) {
+    return KeyKind::text;
+  } else if constexpr (std::is_same_v<V, psId>) {
+    return KeyKind::identifier;
+  } else if constexpr (std::is_enum_v<V>) {
+    return keyKindOf<std::underlying_type_t<V>>();
+  } else {
+    if (std::is_floating_point_v<V>) return KeyKind::floating;
+    return std::is_signed_v<V> ? KeyKind::signedNumber : KeyKind::unsignedNumber;
+  }
+}
+
+// The name of a persistent member of C; empty when nothing describes it.
+template <class C, class T>
+std::string_view nameOf(T C::*member) {
+  std::ptrdiff_t offset = 0;
+  static_assert(sizeof member == sizeof offset, "the Itanium C++ ABI represents a pointer to a member so");
+  std::memcpy(&offset, &member, sizeof offset);
+  std::vector<LevelDescription> levels;
+  describeLevels<C>(levels);
+  for (const LevelDescription& level : levels) {
+    const Field* const end = level.fields + level.count;
+    const Field* const found =
+        std::find_if(level.fields, end, [offset](const Field& field) { return field.offset == offset; });
+    if (found != end) return found->name;
+  }
+  return {};
+}
+
+// The same of a key, which may be a function.
+template <class C, class F>
+std::string_view fieldOf(const F&) {
+  return {};
+}
+template <class C, class Owner, class T>
+std::string_view fieldOf(T Owner::*key) {
+  if constexpr (std::is_object_v<T> && std::is_convertible_v<T Owner::*, T C::*>)
+    return isAsStored<std::remove_cv_t<T>> ? nameOf<C, T>(key) : std::string_view();
+  else
+    return {};
+}
+
+template <class C, class F>
+KeyShape shapeOf(const Key<C, F>& key) {
+  using V = typename Key<C, F>::V;
+  KeyShape shape;
+  shape.field = fieldOf<C>(key.get);
+  shape.kind = keyKindOf<V>();
+  if (shape.kind != KeyKind::text && shape.kind != KeyKind::identifier) shape.size = sizeof(V);
+  shape.descends = key.descends;
+  return shape;
+}
+
+// Registers the class of a comparator, with what it orders by.
+template <class Self>
+void registerOrder(const char* name, psRelocation relocation) {
+  registerClass<Self>(name, relocation);
+  OrderShape order;
+  order.elements = Self::Element::pstTypeN;
+  std::apply([&order](const auto&... key) { (order.keys.push_back(shapeOf(key)), ...); }, Self::psKeys);
+  describeOrder(Self::pstTypeN, order);
+}
+template <class Self>
+using OrderRegistration = ClassRegistration<Self, &registerOrder<Self>>;
 
 // What the typed collections pass to a comparator as its raw key.
 struct RawKey {
@@ -282,4 +358,4 @@ constexpr detail::Descending<F> descending(F key) {
     using Views = typename Types::Views;                                         \
     Name() = default;                                                            \
   };                                                                             \
-  inline const ps::detail::ClassRegistration<Name> psRegistrationOf##Name(#Name, version);
+  inline const ps::detail::OrderRegistration<Name> psRegistrationOf##Name(#Name, version);

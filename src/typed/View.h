@@ -14,22 +14,28 @@ namespace ps {
 
 // What a key of an order is compared, hashed and looked up as: numbers and enumerations as themselves, texts as
 // std::string_view, references as psId. Specialise it for other types.
+//
+// isAsStored says that a member of the type shows what is stored in it, so that programs without the class can order by
+// it too. What a specialisation of yours makes of a value is known to your program alone: leave it out there.
 template <class T, class = void>
 struct View {
   static_assert(std::is_arithmetic_v<T> || std::is_enum_v<T>,
                 "PS_ORDER: values of this type have no order; use a function that returns a number, a std::string_view "
                 "or a psId");
   using type = T;
+  static constexpr bool isAsStored = true;
   static T of(const T& value) { return value; }
 };
 template <>
 struct View<String> {
   using type = std::string_view;
+  static constexpr bool isAsStored = true;
   static std::string_view of(const String& text) { return text.viewIfReadable(); }
 };
 template <>
 struct View<pstVArray<char>> {
   using type = std::string_view;
+  static constexpr bool isAsStored = true;
   static std::string_view of(const pstVArray<char>& text) {
     const unsigned int n = text.size();
     return n == 0 ? std::string_view() : std::string_view(text.head(), n);
@@ -38,6 +44,7 @@ struct View<pstVArray<char>> {
 template <std::size_t N>
 struct View<char[N]> {
   using type = std::string_view;
+  static constexpr bool isAsStored = true;
   static std::string_view of(const char (&text)[N]) { return {text, strnlen(text, N)}; }
 };
 template <>
@@ -48,11 +55,13 @@ struct View<std::string_view> {
 template <>
 struct View<psId> {
   using type = psId;
+  static constexpr bool isAsStored = true;
   static psId of(const psId& id) { return id; }
 };
 template <class T>
 struct View<pstRef<T>> {
   using type = psId;
+  static constexpr bool isAsStored = true;
   static psId of(const pstRef<T>& reference) { return reference.oid(); }
 };
 

@@ -527,6 +527,41 @@ TEST_F(Schema, FieldsOfASizeThatTheirKindCannotHaveAreNoDescription) {
   EXPECT_EQ(sizes(ps::FieldKind::reference), "8 ");
 }
 
+// What is read of a layout, whatever it says, is all that it says.
+TEST_F(Schema, KeysOfAnOrderAreReadAsTheyAreStoredOrNotAtAll) {
+  ps::detail::ClassShape shape;
+  shape.size = 8;
+  shape.alignment = 8;
+  shape.base = 4013;
+  shape.levels = {{thing, 0, {}}, {4013, 0, {}}};
+  const std::size_t withoutKeys = shape.encode().size() + 2 + 10;  // with the base class
+  shape.order = {thing, {{"size", ps::KeyKind::signedNumber, 4, true}, {"", ps::KeyKind::text, 0, false}}};
+  const std::string sound = shape.encode();
+  ps::detail::ClassShape read;
+  ASSERT_TRUE(read.decode(sound, thing));
+  EXPECT_EQ(read.encode(), sound);
+  EXPECT_EQ(read.order.keys.at(0).field, "size");
+  EXPECT_FALSE(ps::detail::relate(read, ps::detail::ClassShape{8, 8, 4013, {{thing, 0, {}}}, {}}).isOlder);
+  EXPECT_FALSE(read.decode(sound, ps::detail::storageType));
+  for (std::size_t length = 0; length < sound.size(); ++length) {
+    // The fields of the class end 12 bytes before the keys.
+    const bool endsBetween = length == withoutKeys || length + 12 == withoutKeys;
+    EXPECT_EQ(read.decode(sound.substr(0, length), thing), endsBetween) << length;
+  }
+  int refused = 0;
+  for (std::size_t at = 0; at < sound.size(); ++at) {
+    for (int value = 0; value < 256; ++value) {
+      std::string forged = sound;
+      forged[at] = static_cast<char>(value);
+      if (read.decode(forged, thing))
+        EXPECT_EQ(read.encode(), forged) << at;
+      else
+        ++refused;
+    }
+  }
+  EXPECT_GT(refused, 1000);
+}
+
 TEST_F(Schema, AProgramThatIsOlderThanTheStoreIsRefusedWhenItNextBegins) {
   Process old([this](const Process::Channel& channel) {
     version<Int, 1>.introduce();

@@ -7,6 +7,7 @@
 #include <vector>
 
 #include "pstyped.h"
+#include "store/session/SessionCore.h"
 #include "support/TempStore.h"
 
 namespace {
@@ -36,9 +37,39 @@ PS_ORDER(ByWeight, 20512, ps::descending(&Thing::weight), [](const Thing& thing)
 PS_ORDER(ByLetters, 20513, &Thing::small, ps::descending(&Thing::letters), &Thing::weight)
 PS_ORDER(ByOther, 20514, &Thing::other, &Thing::number)
 
+// What the application makes of a value, only the application knows.
+enum class Day : signed char { monday };
+class Special : public Thing {
+  PS_PERSISTENT_CLASS(Special, Thing, 20502)
+  PS_FIELDS(day, name)
+ public:
+  Day day = Day::monday;
+  pstVArray<char> name;
+};
+class Plain : public psObj {
+  PS_PERSISTENT_CLASS(Plain, psObj, 20503)
+ public:
+  long number = 0;
+};
+
+}  // namespace
+
+template <>
+struct ps::View<Day> {
+  using type = std::string_view;
+  static std::string_view of(Day) { return "monday"; }
+};
+
+namespace {
+
+PS_ORDER(ByName, 20515, &Special::name, ps::descending(&Thing::number), &Special::day)
+PS_ORDER(ByNumber, 20516, &Plain::number)
+
 }  // namespace
 
 PS_REGISTER_CLASS(Thing)
+PS_REGISTER_CLASS(Special)
+PS_REGISTER_CLASS(Plain)
 
 namespace {
 
@@ -132,4 +163,36 @@ TEST(TypedOrder, ComparisonHashAndAbbreviationAgree) {
       checkPart(byLetters, a, {second->small, letters, 0}, 2, true, first->small == second->small && begins);
     }
   }
+}
+
+namespace {
+
+// What the class table says of a comparator, once the store has one: its keys, and the class of its elements.
+template <class Order>
+std::string storedKeys(ps::test::TempStore& store) {
+  EXPECT_NE(new (store.container("orders")) Order, nullptr);
+  EXPECT_TRUE(store->commit() == 1 && store->begin(pscUpdate) == 1);
+  const ps::detail::StoredClass stored = ps::detail::SessionCore::current()->cache().classes().stored(Order::pstTypeN);
+  EXPECT_EQ(stored.layouts.size(), 1U);
+  const ps::detail::OrderShape& order = stored.layouts.at(0).shape.order;
+  std::string text = std::to_string(order.elements) + ":";
+  for (const ps::detail::KeyShape& key : order.keys) {
+    text += " " + key.field + "/" + "-sufti"[static_cast<int>(key.kind)] + std::to_string(key.size);
+    if (key.descends) text += "d";
+  }
+  return text;
+}
+
+}  // namespace
+
+TEST(TypedOrder, TheStoreSaysWhatAnOrderOrdersBy) {
+  ps::test::TempStore store(ps::test::TempStore::Place::memory);
+  ASSERT_EQ(store->begin(pscUpdate), 1);
+  EXPECT_EQ(storedKeys<ByText>(store), "20501: text/t0");
+  EXPECT_EQ(storedKeys<ByAll>(store), "20501: number/s4d small/u1 /u1 /t0");
+  EXPECT_EQ(storedKeys<ByWeight>(store), "20501: weight/f8d /s2");
+  EXPECT_EQ(storedKeys<ByLetters>(store), "20501: small/u1 letters/t0d weight/f8");
+  EXPECT_EQ(storedKeys<ByOther>(store), "20501: other/i0 number/s4");
+  EXPECT_EQ(storedKeys<ByName>(store), "20502: name/t0 number/s4d /t0");
+  EXPECT_EQ(storedKeys<ByNumber>(store), "20503: /s8");
 }

@@ -94,6 +94,12 @@ void TypeRegistry::describe(unsigned int number, std::vector<ClassLevel> levels,
   info->structureArrays = std::move(structureArrays);
 }
 
+void TypeRegistry::describeOrder(unsigned int number, OrderShape order) {
+  const std::unique_lock<std::shared_mutex> lock(mutex_);
+  ClassInfo* const info = known(number);
+  if (info != nullptr && info->order.keys.empty()) info->order = std::move(order);
+}
+
 void TypeRegistry::adoptInitial(unsigned int number, const unsigned char* initial, const unsigned char* other) {
   const std::unique_lock<std::shared_mutex> lock(mutex_);
   ClassInfo* const info = known(number);
@@ -142,6 +148,7 @@ NewLayout TypeRegistry::layoutOf(const ClassInfo& info) const {
     const ClassInfo* const base = find(level.number);
     if (base != nullptr && !base->levels.empty()) level.version = base->levels.front().version;
   }
+  layout.shape.order = info.order;
   layout.initial = info.initial;
   if (const auto conversions = conversions_.find(info.number); conversions != conversions_.end())
     layout.conversions = conversions->second;

@@ -40,6 +40,7 @@ struct ClassInfo {
   std::vector<StructureArray> structureArrays;
   std::vector<ClassLevel> levels;  // what it and its bases keep; the bases' versions are not set
   std::string initial;             // the bytes of an object of which nothing is set, if it has fields
+  OrderShape order;                // what a comparator orders by, if PS_ORDER made it
 };
 
 // A class's name without namespaces: what the store knows it by.
@@ -74,6 +75,7 @@ class TypeRegistry {
 
   // What describes a class, and what converts its objects. The class must be there.
   void describe(unsigned int number, std::vector<ClassLevel> levels, std::vector<StructureArray> structureArrays);
+  void describeOrder(unsigned int number, OrderShape order);
   void adoptInitial(unsigned int number, const unsigned char* initial, const unsigned char* other);
   void addConversion(unsigned int number, const Conversion& conversion);
   void addElements(const Structure& structure);

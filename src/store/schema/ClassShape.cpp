@@ -40,6 +40,54 @@ void appendFields(std::string& bytes, const std::vector<FieldShape>& fields) {
   }
 }
 
+void appendOrder(std::string& bytes, const OrderShape& order) {
+  appendNumber(bytes, std::uint32_t{order.elements});
+  appendNumber(bytes, static_cast<std::uint16_t>(order.keys.size()));
+  for (const KeyShape& key : order.keys) {
+    appendNumber(bytes, key.kind);
+    appendNumber(bytes, static_cast<std::uint8_t>(key.descends));
+    appendNumber(bytes, key.size);
+    appendText(bytes, key.field);
+  }
+}
+
+// False when the text is longer than any program has.
+bool takeText(RecordReader& reader, std::size_t longest, std::string& text) {
+  text = reader.take(reader.number<std::uint16_t>());
+  return text.size() <= longest;
+}
+
+// Whether there is such a kind, and values of it can have so many bytes. A function may make numbers of any size.
+bool isSizeOf(KeyKind kind, std::uint8_t size) {
+  switch (kind) {
+    case KeyKind::signedNumber:
+    case KeyKind::unsignedNumber:
+    case KeyKind::floating:
+      return size > 0;
+    case KeyKind::text:
+    case KeyKind::identifier:
+      return size == 0;
+  }
+  return false;
+}
+
+// False when the order is malformed, or has no keys or more than one can have.
+bool readOrder(RecordReader& reader, OrderShape& order) {
+  order.elements = reader.number<std::uint32_t>();
+  const std::uint32_t count = reader.number<std::uint16_t>();
+  if (count == 0 || count > mostMembers) return false;
+  for (std::uint32_t i = 0; i < count; ++i) {
+    KeyShape& key = order.keys.emplace_back();
+    key.kind = reader.number<KeyKind>();
+    const auto descends = reader.number<std::uint8_t>();
+    key.descends = descends != 0;
+    key.size = reader.number<std::uint8_t>();
+    const bool isRead = takeText(reader, longestMember, key.field);
+    if (!isRead || !reader.isSound() || descends > 1 || !isSizeOf(key.kind, key.size)) return false;
+  }
+  return true;
+}
+
 // Reads the fields of a class and its bases.
 class FieldsReader {
  public:
@@ -58,21 +106,16 @@ class FieldsReader {
  private:
   bool readOne(FieldShape& field, int depth) {
     field.kind = reader_.number<FieldKind>();
-    if (!takeText(longestMember, field.name)) return false;
+    if (!takeText(reader_, longestMember, field.name)) return false;
     field.offset = reader_.number<std::uint32_t>();
     field.size = reader_.number<std::uint32_t>();
     field.count = reader_.number<std::uint32_t>();
     if (field.kind == FieldKind::structure) {
-      if (!takeText(longestType, field.structure)) return false;
+      if (!takeText(reader_, longestType, field.structure)) return false;
       field.version = reader_.number<std::uint32_t>();
     }
     const bool hasParts = field.kind == FieldKind::structure || field.kind == FieldKind::array;
     return reader_.isSound() && (!hasParts || read(field.parts, depth + 1));
-  }
-
-  bool takeText(std::size_t longest, std::string& text) {
-    text = reader_.take(reader_.number<std::uint16_t>());
-    return text.size() <= longest;
   }
 
   RecordReader& reader_;
@@ -248,7 +291,7 @@ const ClassLevel* ClassShape::level(unsigned int number) const {
 }
 
 std::uint64_t ClassShape::members() const {
-  std::uint64_t sum = 0;
+  std::uint64_t sum = order.keys.size();
   for (const ClassLevel& level : levels) sum += partsOf(level.fields);
   return sum;
 }
@@ -260,13 +303,14 @@ std::string ClassShape::encode() const {
   appendNumber(bytes, version());
   appendNumber(bytes, std::uint32_t{base});
   appendFields(bytes, levels.front().fields);
-  if (!isDescribed()) return bytes;
+  if (!isDescribed() && order.keys.empty()) return bytes;
   appendNumber(bytes, static_cast<std::uint16_t>(levels.size() - 1));
   for (std::size_t i = 1; i < levels.size(); ++i) {
     appendNumber(bytes, std::uint32_t{levels[i].number});
     appendNumber(bytes, levels[i].version);
     appendFields(bytes, levels[i].fields);
   }
+  if (!order.keys.empty()) appendOrder(bytes, order);
   return bytes;
 }
 
@@ -279,21 +323,27 @@ bool ClassShape::decode(std::string_view bytes, unsigned int number) {
   own.number = number;
   own.version = reader.number<std::uint32_t>();
   base = reader.number<std::uint32_t>();
-  bool isSound = fields.read(own.fields);
+  bool isRead = fields.read(own.fields);
   levels.clear();
   levels.push_back(std::move(own));
-  if (isSound && !reader.isAtEnd()) {
-    for (std::uint32_t n = reader.number<std::uint16_t>(); n > 0 && isSound; --n) {
+  if (isRead && !reader.isAtEnd()) {
+    for (std::uint32_t n = reader.number<std::uint16_t>(); n > 0 && isRead; --n) {
       ClassLevel level;
       level.number = reader.number<std::uint32_t>();
       level.version = reader.number<std::uint32_t>();
-      isSound = fields.read(level.fields);
+      isRead = fields.read(level.fields);
       levels.push_back(std::move(level));
     }
   }
+  order = {};
+  if (isRead && !reader.isAtEnd()) isRead = number != storageType && readOrder(reader, order);
+  return isRead && reader.isSound() && reader.isAtEnd() && isSound(number);
+}
+
+bool ClassShape::isSound(unsigned int number) const {
   // The virtual table pointer of an object is no field.
   const std::uint64_t begin = number == storageType ? 0 : sizeof(void*);
-  return isSound && reader.isSound() && reader.isAtEnd() && size >= std::max<std::uint64_t>(begin, 1) &&
+  return size >= std::max<std::uint64_t>(begin, 1) &&
          std::all_of(levels.begin(), levels.end(), [this, begin](const ClassLevel& level) {
            return areWithin(level.fields, begin, size) && partsOf(level.fields) <= mostParts;
          });

@@ -6,6 +6,7 @@
 #include <vector>
 
 #include "store/schema/Field.h"
+#include "store/schema/OrderShape.h"
 
 namespace ps::detail {
 
@@ -52,12 +53,13 @@ struct ClassShape {
   std::uint32_t alignment = 0;
   unsigned int base = 0;
   std::vector<ClassLevel> levels;  // the class itself, then its bases, but for psObj
+  OrderShape order;                // of a comparator; two layouts may differ in it and still go together
 
   std::uint32_t version() const { return levels.front().version; }
   // Whether the fields of the class or of a base are known, or it has a version.
   bool isDescribed() const;
   const ClassLevel* level(unsigned int number) const;
-  // How many members there are when each element of a fixed array of structures counts.
+  // How many members there are when each element of a fixed array of structures counts, and the keys of the order.
   std::uint64_t members() const;
 
   std::string encode() const;
@@ -66,6 +68,9 @@ struct ClassShape {
 
   // For messages: the version and the fields.
   std::string text() const;
+
+ private:
+  bool isSound(unsigned int number) const;
 };
 
 // How a description in the store relates to the program's. Two layouts differ in age when a class, a base or a
