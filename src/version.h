@@ -4,7 +4,7 @@
 
 // The version of these headers. The build takes the library's version from here too.
 #define PSCOLLECTIONS_VERSION_MAJOR 0
-#define PSCOLLECTIONS_VERSION_MINOR 1
+#define PSCOLLECTIONS_VERSION_MINOR 2
 #define PSCOLLECTIONS_VERSION_PATCH 0
 
 // The same as one number, which grows with every release: 10203 is 1.2.3.
