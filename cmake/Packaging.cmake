@@ -1,14 +1,15 @@
 # Installs the library with its two descriptions, one for find_package and one for pkg-config. Both work wherever the
 # installed tree is moved to. The headers are installed where they are listed, by ps_public_headers.
+#
+# The Debian packages are made of the install components runtime, development, tools and documentation.
 include(CMakePackageConfigHelpers)
 
 set(package_dir "${CMAKE_INSTALL_LIBDIR}/cmake/pscollections")
 
 install(TARGETS pscollections EXPORT pscollectionsTargets
-  RUNTIME DESTINATION "${CMAKE_INSTALL_BINDIR}"
-  LIBRARY DESTINATION "${CMAKE_INSTALL_LIBDIR}"
-  ARCHIVE DESTINATION "${CMAKE_INSTALL_LIBDIR}")
-install(EXPORT pscollectionsTargets NAMESPACE pscollections:: DESTINATION "${package_dir}")
+  LIBRARY DESTINATION "${CMAKE_INSTALL_LIBDIR}" COMPONENT runtime NAMELINK_COMPONENT development
+  ARCHIVE DESTINATION "${CMAKE_INSTALL_LIBDIR}" COMPONENT development)
+install(EXPORT pscollectionsTargets NAMESPACE pscollections:: DESTINATION "${package_dir}" COMPONENT development)
 
 # A program that hands in Java keys can ask for it.
 if(PSCOLLECTIONS_NO_JDK)
@@ -26,7 +27,7 @@ install(FILES
     "${PROJECT_BINARY_DIR}/pscollectionsConfig.cmake"
     "${PROJECT_BINARY_DIR}/pscollectionsConfigVersion.cmake"
     cmake/FindLMDB.cmake
-  DESTINATION "${package_dir}")
+  DESTINATION "${package_dir}" COMPONENT development)
 
 if(IS_ABSOLUTE "${CMAKE_INSTALL_LIBDIR}")
   set(pc_prefix "${CMAKE_INSTALL_PREFIX}")
@@ -55,4 +56,11 @@ if(PSCOLLECTIONS_CHECKED)
   string(APPEND pc_cflags " -DPSCOLLECTIONS_CHECKED")
 endif()
 configure_file(cmake/pscollections.pc.in "${PROJECT_BINARY_DIR}/pscollections.pc" @ONLY)
-install(FILES "${PROJECT_BINARY_DIR}/pscollections.pc" DESTINATION "${CMAKE_INSTALL_LIBDIR}/pkgconfig")
+install(FILES "${PROJECT_BINARY_DIR}/pscollections.pc"
+  DESTINATION "${CMAKE_INSTALL_LIBDIR}/pkgconfig" COMPONENT development)
+
+# As in the sources, so that the documents' links lead where they should.
+install(FILES README.md CHANGELOG.md CONTRIBUTING.md SECURITY.md
+  DESTINATION "${CMAKE_INSTALL_DOCDIR}" COMPONENT documentation)
+install(DIRECTORY docs examples
+  DESTINATION "${CMAKE_INSTALL_DOCDIR}" COMPONENT documentation)
