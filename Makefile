@@ -29,7 +29,7 @@ configure = cmake --preset $(1) -B $(2) --log-level=WARNING \
 	-DPSCOLLECTIONS_JAVA=$(if $(JDK),ON,OFF) $(4)
 run_tests = ctest --test-dir $(1) --output-on-failure --no-label-summary --no-tests=error -j $(JOBS)
 
-.PHONY: build demo demo-java check trials bench bench-quick install asan tsan clang exports format format-check tidy clean help
+.PHONY: build demo demo-java check trials bench bench-quick install packages packages-check asan tsan clang exports format format-check tidy clean help
 
 build:
 	@tools/install-dependencies build tools $(JDK)
@@ -103,6 +103,13 @@ install:
 	@DESTDIR="$(DESTDIR)" cmake --install $(BUILD)
 	@if [ -z "$(DESTDIR)" ] && [ "$$(id -u)" -eq 0 ]; then ldconfig; fi
 
+packages:
+	@tools/install-dependencies build $(JDK) packages
+	@JOBS=$(JOBS) tools/make-packages build/packages $(if $(JDK),,pkg.pscollections.nojava)
+
+packages-check: packages
+	@tools/check-packages build/packages
+
 format:
 	@tools/install-dependencies format
 	@$(FORMATTED) -i
@@ -132,6 +139,7 @@ help:
 	@echo 'make clang        compile everything with clang, the benchmarks too; runs nothing'
 	@echo 'make bench        build and run the benchmarks; bench-quick is a short run that only shows that they work'
 	@echo 'make install      install below PREFIX ($(PREFIX)), staged below DESTDIR if that is set'
+	@echo 'make packages     build Debian packages in build/packages; as root, packages-check tries them in a fresh Debian'
 	@echo 'make format       format the sources; format-check only looks'
 	@echo 'make tidy         run clang-tidy over the sources; ANALYZE=no leaves out the static analyzer, which takes nine tenths of the time'
 	@echo 'make exports      renew the list of the symbols that the shared library exports'
