@@ -29,7 +29,7 @@ configure = cmake --preset $(1) -B $(2) --log-level=WARNING \
 	-DPSCOLLECTIONS_JAVA=$(if $(JDK),ON,OFF) $(4)
 run_tests = ctest --test-dir $(1) --output-on-failure --no-label-summary --no-tests=error -j $(JOBS)
 
-.PHONY: build demo demo-java check trials bench bench-quick install packages packages-check asan tsan clang exports format format-check tidy clean help
+.PHONY: build demo demo-java check trials bench bench-quick install packages packages-check abi-check abi-release asan tsan clang exports format format-check tidy clean help
 
 build:
 	@tools/install-dependencies build tools $(JDK)
@@ -90,6 +90,12 @@ exports:
 	@cmake --build $(BUILD) -j $(JOBS) --target pscollections
 	@tools/check-exports $(BUILD)/src/libpscollections.so --renew
 
+abi-check abi-release:
+	@tools/install-dependencies build $(JDK) abi
+	@$(call configure,$(PRESET),$(BUILD),EXAMPLES)
+	@cmake --build $(BUILD) -j $(JOBS) --target pscollections
+	@tools/check-abi $(BUILD) $(if $(filter abi-release,$@),--release)
+
 bench bench-quick:
 	@tools/install-dependencies build $(JDK) bench
 	@$(call configure,bench,build/bench,BENCH)
@@ -143,5 +149,6 @@ help:
 	@echo 'make format       format the sources; format-check only looks'
 	@echo 'make tidy         run clang-tidy over the sources; ANALYZE=no leaves out the static analyzer, which takes nine tenths of the time'
 	@echo 'make exports      renew the list of the symbols that the shared library exports'
+	@echo 'make abi-check    compare the binary interface with that of the last release; abi-release makes it that of a release'
 	@echo 'make clean        remove what was built'
 	@echo 'Variables: BUILD (folder), JOBS (parallel jobs), CI=true (warnings are errors), JAVA=no (no JDK: without keys in Java)'
