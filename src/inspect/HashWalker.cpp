@@ -49,8 +49,7 @@ std::string HashWalker::look(const psHashSet& table) {
 // A bucket stands in a range of the directory.
 void HashWalker::walk(const HashAccess::Directory& directory) {
   const std::uint32_t places = directory.size();
-  bool goes = true;
-  for (std::uint32_t i = 0; i < places && goes;) {
+  for (std::uint32_t i = 0; i < places && goes_;) {
     psBucketInfo info;
     info.id = directory[i].oid();
     info.first = i;
@@ -58,7 +57,7 @@ void HashWalker::walk(const HashAccess::Directory& directory) {
     while (end < places && directory[end].oid() == info.id) ++end;
     info.places = end - i;
     info.complaint = lookAt(pstHandle<psHashBucket>(info.id), info);
-    goes = deliver(info);
+    goes_ = deliver(info) && goes_;
     i = end;
   }
 }
@@ -73,19 +72,19 @@ std::string HashWalker::lookAt(const pstHandle<psHashBucket>& bucket, psBucketIn
   if (slots.size() == 0) return "has slots that cannot be read";
   info.slots = slots.size();
   info.bytes = sizes_.of(bucket.oid());
-  for (std::uint32_t i = 0; i < slots.size(); ++i) countSlot(slots[i].oid(), info);
+  for (std::uint32_t i = 0; i < slots.size(); ++i) countSlot(slots[i].oid(), i, info);
   return info.complaint;
 }
 
-void HashWalker::countSlot(const psId& held, psBucketInfo& info) {
+void HashWalker::countSlot(const psId& held, std::uint32_t slot, psBucketInfo& info) {
   const pstHandle<psHashChain> chain(held);
   if (held.isNull()) return countSharing(info.sharing, 0);
-  if (chain.typeN() == psHashChain::pstTypeN) return countChain(chain, info);
+  if (chain.typeN() == psHashChain::pstTypeN) return countChain(chain, slot, info);
   countSharing(info.sharing, 1);
-  countStored(held, info);
+  countStored(held, slot, info);
 }
 
-void HashWalker::countChain(const pstHandle<psHashChain>& chain, psBucketInfo& info) {
+void HashWalker::countChain(const pstHandle<psHashChain>& chain, std::uint32_t slot, psBucketInfo& info) {
   if (!opensAs(chain) || !parts_.add(chain.oid()) || chain->size() == 0) {
     info.complaint = "has " + textOf(chain.oid()) + ", a chain that cannot be read";
     return;
@@ -94,13 +93,25 @@ void HashWalker::countChain(const pstHandle<psHashChain>& chain, psBucketInfo& i
   ++info.chains;
   info.bytes += sizes_.of(chain.oid());
   countSharing(info.sharing, entries.size());
-  for (std::uint32_t i = 0; i < entries.size(); ++i) countStored(entries[i].oid(), info);
+  for (std::uint32_t i = 0; i < entries.size(); ++i) countStored(entries[i].oid(), slot, info);
 }
 
 // A map's entries are its own.
-void HashWalker::countStored(const psId& stored, psBucketInfo& info) {
+void HashWalker::countStored(const psId& stored, std::uint32_t slot, psBucketInfo& info) {
   ++info.elements;
   if (isMap_) info.bytes += sizes_.of(stored);
+  if (visitElement_ == nullptr || !goes_) return;
+  psElementInfo element{stored, {}, info.id, slot};
+  const pstHandle<psHashMapEntry> entry(isMap_ ? stored : psId());
+  if (isMap_ && (entry.typeN() != psHashMapEntry::pstTypeN || !opensAs(entry))) {
+    info.complaint = "has " + textOf(stored) + ", an entry that cannot be read";
+    return;
+  }
+  if (isMap_) {
+    element.element = entry->key().oid();
+    element.value = entry->value().oid();
+  }
+  goes_ = visitElement_(element);
 }
 
 bool HashWalker::deliver(const psBucketInfo& info) {

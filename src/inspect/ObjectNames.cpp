@@ -10,6 +10,7 @@
 #include "store/base/IdParts.h"
 #include "store/catalog/Catalog.h"
 #include "store/catalog/NameIndex.h"
+#include "store/catalog/SealedValue.h"
 #include "store/engine/StoreKey.h"
 
 namespace ps::detail {
@@ -71,6 +72,17 @@ bool ObjectNames::namesOf(const psId& object, std::vector<psInspector::Filing>& 
     return a.scope == b.scope ? precedes(a.filing, b.filing) : orderOf(a.scope) < orderOf(b.scope);
   });
   return true;
+}
+
+bool ObjectNames::all(const psInspector::NameVisitor& visit) {
+  constexpr std::size_t scopeBegin = 1;
+  constexpr std::size_t filedBegin = scopeBegin + 8;
+  NameIndex index(session_.engine());
+  return session_.engine().scan(StoreKey(StoreKey::byName), [&](std::string_view key, std::string_view value) {
+    const std::string_view object = unsealed(key, value, sizeof(psId));
+    if (key.size() <= filedBegin || object.empty() || !index.isAnswered(key, value)) return true;
+    return visit(StoreKey::idAt(key, scopeBegin), std::string(key.substr(filedBegin)), StoreKey::idAt(object, 0));
+  });
 }
 
 // Of a database or container; "" without one.

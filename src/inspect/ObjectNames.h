@@ -15,6 +15,8 @@ class ObjectNames {
 
   // Under which names and keys an object is filed, sorted. False when the engine cannot be read.
   bool namesOf(const psId& object, std::vector<psInspector::Filing>& found);
+  // All that are sound. False when the engine cannot be read.
+  bool all(const psInspector::NameVisitor& visit);
   std::string pathOf(const psId& id) { return pathOf(id, 0); }
   // What a path leads to; the null identifier when there is nothing.
   psId find(const std::string& path);

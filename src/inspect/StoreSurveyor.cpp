@@ -78,6 +78,7 @@ void StoreSurveyor::addContainer(std::string_view key, std::string_view value) {
   CatalogEntry entry{};
   if (!entry.decode(key, value)) return;
   container.name = entry.name;
+  container.nextPage = entry.nextNumber;
   container.isGarbageCollectable = entry.header.type == collectedContainerTypeN;
 }
 

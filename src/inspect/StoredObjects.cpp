@@ -33,6 +33,7 @@ psStoredLayout layoutFrom(const StoredClass::Layout& layout, std::uint16_t numbe
   result.version = layout.shape.version();
   result.base = layout.shape.base;
   result.isDescribed = layout.shape.isDescribed();
+  if (result.isInUse) result.encoded = layout.shape.encode();
   for (const ClassLevel& level : layout.shape.levels) {
     for (const FieldShape& field : level.fields) {
       const std::string count = field.count != 1 ? "[" + std::to_string(field.count) + "]" : "";

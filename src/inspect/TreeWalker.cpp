@@ -44,8 +44,8 @@ std::string TreeWalker::look(const Node& node, int level, psNodeInfo& info) {
   info.isLeaf = !NodeAccess::first(*node).isNull() || view.count() == 0;
   if (view.count() > 0) info.first = view[0].oid();
   info.bytes = sizes_.of(node.oid()) + sizes_.of(entries.oid());
-  const psId values = node->values().oid();
-  if (!values.isNull()) info.bytes += sizes_.of(values);
+  info.values = node->values().oid();
+  if (!info.values.isNull()) info.bytes += sizes_.of(info.values);
   return {};
 }
 
@@ -62,10 +62,9 @@ void TreeWalker::walk(const Node& node, const psId& entry, int level, std::uint3
   info.elementsBefore = found_.elements;
   deliver(info);
   if (!goes_ || !info.isReadable()) return;
-  if (info.isLeaf)
-    found_.elements += info.used;
-  else
-    walkChildren(node, level);
+  if (!info.isLeaf) return walkChildren(node, level);
+  found_.elements += info.used;
+  if (visitElement_ != nullptr) deliverElements(info);
 }
 
 void TreeWalker::walkChildren(const Node& node, int level) {
@@ -73,6 +72,17 @@ void TreeWalker::walkChildren(const Node& node, int level) {
   const ArrayView view(*entries);
   for (int i = 0; i < view.count() && goes_; ++i)
     walk(childAbove(view[i].oid(), node), view[i].oid(), level + 1, static_cast<std::uint32_t>(i));
+}
+
+void TreeWalker::deliverElements(const psNodeInfo& leaf) {
+  const ArrayView elements(pstHandle<psUnsortedArray>(leaf.entries));
+  const pstHandle<psUnsortedArray> valueArray(leaf.values);
+  const bool hasValues = !leaf.values.isNull() && opensAs(valueArray) && fits(*valueArray);
+  const ArrayView values(hasValues ? valueArray : pstHandle<psUnsortedArray>());
+  for (int i = 0; i < elements.count() && goes_; ++i) {
+    const psId value = i < values.count() ? values[i].oid() : psId();
+    goes_ = visitElement_({elements[i].oid(), value, leaf.id, static_cast<std::uint32_t>(i)});
+  }
 }
 
 void TreeWalker::deliver(const psNodeInfo& info) {

@@ -196,3 +196,13 @@ psStoredValue psStoredValue::element(std::size_t i) const {
   const std::size_t size = elements->shape.size;
   return ps::detail::flatValue(elements->shape, std::string_view(elements->bytes).substr(i * size, size));
 }
+
+psStoredValue psStoredValue::listOf(std::vector<psStoredValue> elements) {
+  psStoredValue list;
+  list.kind = Kind::list;
+  list.count = elements.size();
+  auto made = std::make_shared<Elements>();
+  made->made = std::move(elements);
+  list.elements = std::move(made);
+  return list;
+}

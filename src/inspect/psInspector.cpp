@@ -127,6 +127,11 @@ int psInspector::namesOf(const psId& object, std::vector<Filing>& found) {
   });
 }
 
+int psInspector::names(const NameVisitor& visit) {
+  return run("listing names",
+             [&](SessionCore& session) { return state_->names.all(visit) || session.fail(session.engine().error()); });
+}
+
 std::string psInspector::pathOf(const psId& id) {
   std::string path;
   run("finding names", [&](SessionCore&) {
@@ -166,23 +171,39 @@ psCollectionKind psInspector::kindOf(const psId& id) {
 }
 
 int psInspector::tree(const psId& id, psTreeInfo& found, const NodeVisitor& visit) {
+  return walkTree(id, found, visit, nullptr);
+}
+
+int psInspector::table(const psId& id, psHashInfo& found, const BucketVisitor& visit) {
+  return walkTable(id, found, visit, nullptr);
+}
+
+int psInspector::elements(const psId& id, const ElementVisitor& visit) {
+  psTreeInfo tree;
+  psHashInfo table;
+  return psIsHashTable(kindOf(id)) ? walkTable(id, table, nullptr, visit) : walkTree(id, tree, nullptr, visit);
+}
+
+int psInspector::walkTree(const psId& id, psTreeInfo& found, const NodeVisitor& visit,
+                          const ElementVisitor& visitElement) {
   found = {};
   found.kind = kindOf(id);
   return run("showing a tree", [&](SessionCore& session) {
     if (!psIsTree(found.kind))
       return session.fail(psErrorKind::usage, textOf(id) + " is no list, sorted set or sorted map");
-    ps::detail::TreeWalker walker(session.engine(), found, visit);
+    ps::detail::TreeWalker walker(session.engine(), found, visit, visitElement);
     return walker.run(pstHandle<psBTree>(id)) ||
            session.fail(psErrorKind::damaged, textOf(id) + ' ' + walker.complaint());
   });
 }
 
-int psInspector::table(const psId& id, psHashInfo& found, const BucketVisitor& visit) {
+int psInspector::walkTable(const psId& id, psHashInfo& found, const BucketVisitor& visit,
+                           const ElementVisitor& visitElement) {
   found = {};
   found.kind = kindOf(id);
   return run("showing a hash table", [&](SessionCore& session) {
     if (!psIsHashTable(found.kind)) return session.fail(psErrorKind::usage, textOf(id) + " is no hash set or hash map");
-    ps::detail::HashWalker walker(session.engine(), found, visit);
+    ps::detail::HashWalker walker(session.engine(), found, visit, visitElement);
     return walker.run(pstHandle<psHashSet>(id)) ||
            session.fail(psErrorKind::damaged, textOf(id) + ' ' + walker.complaint());
   });

@@ -7,6 +7,7 @@
 #include <string>
 #include <vector>
 
+#include "inspect/psElementInfo.h"
 #include "inspect/psHashInfo.h"
 #include "inspect/psStoreInfo.h"
 #include "inspect/psStoredClass.h"
@@ -72,6 +73,11 @@ class PS_API psInspector {
   // What a path, or an identifier as in "1-2-3-4", leads to; null when there is nothing. It is not opened.
   psId find(const std::string& path);
 
+  // All names and keys of objects that are sound, by scope. filed is a character and the text: " of a name, # of a key
+  // that is a number, $ of another key, and % of what the library files itself.
+  using NameVisitor = std::function<bool(const psId& scope, const std::string& filed, const psId& object)>;
+  int names(const NameVisitor& visit);
+
   // What kind of collection an object is. none also when it cannot be read, or is of a class that the process lacks.
   psCollectionKind kindOf(const psId& id);
 
@@ -84,10 +90,17 @@ class PS_API psInspector {
   using BucketVisitor = std::function<bool(const psBucketInfo&)>;
   int table(const psId& id, psHashInfo& found, const BucketVisitor& visit = nullptr);
 
+  // The elements of a collection of any kind that can be read: of a list in their order, of a sorted one in its order,
+  // of a hash table bucket by bucket. None is opened.
+  using ElementVisitor = std::function<bool(const psElementInfo&)>;
+  int elements(const psId& id, const ElementVisitor& visit);
+
  private:
   struct State;
   template <class Work>
   int run(const char* what, const Work& work);
+  int walkTree(const psId& id, psTreeInfo& found, const NodeVisitor& visit, const ElementVisitor& visitElement);
+  int walkTable(const psId& id, psHashInfo& found, const BucketVisitor& visit, const ElementVisitor& visitElement);
 
   psSession& session_;
   std::shared_ptr<State> state_;  // what was read in the present transaction

@@ -20,6 +20,7 @@ struct psStoredLayout {
     unsigned int owner = 0;  // number of the class, or base class, that has it
   };
   std::vector<Field> fields;
+  std::string encoded;  // all of it, as bytes, for psStoreBuilder
 };
 
 // A class as the store knows it.

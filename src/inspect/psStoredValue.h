@@ -46,6 +46,8 @@ struct psStoredValue {
   bool isArray = false;
   std::size_t count = 0;
   PS_API psStoredValue element(std::size_t i) const;
+  // A list of these elements.
+  PS_API static psStoredValue listOf(std::vector<psStoredValue> elements);
 
   // How `element` makes elements.
   struct Elements;

@@ -22,6 +22,7 @@ struct psContainerInfo {
   psId id;
   std::string name;  // "" without one
   bool isGarbageCollectable = false;
+  std::uint32_t nextPage = 0;  // number of the next page; 65,536 when there is none left
   std::uint64_t pages = 0;
   std::uint64_t unreadablePages = 0;
   std::uint64_t recordBytes = 0;  // of its pages

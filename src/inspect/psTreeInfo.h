@@ -12,6 +12,7 @@
 struct psNodeInfo {
   psId id;
   psId entries;                      // its array
+  psId values;                       // in a leaf of a map, that of the values; null elsewhere
   int level = 1;                     // of the root; one more for each level below
   std::uint32_t child = 0;           // its place among the children of its parent, from 0
   bool isLeaf = false;               // false also of a node that cannot be read

@@ -17,12 +17,6 @@ std::uint64_t sizeOf(const std::string& path) {
   return error ? 0 : size;
 }
 
-// A failure of a function that belongs to no session: the error context is that of the thread.
-void requireDone(int result) {
-  const psSession none;
-  require(none, result);
-}
-
 auto telling(Progress& progress) {
   return [&progress](const psBackupProgress& now) { return progress.tell(now.done, now.total); };
 }

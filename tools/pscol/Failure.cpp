@@ -14,4 +14,10 @@ void require(const psSession& session, int result) {
   if (result != 1) throw failureOf(session);
 }
 
+// The error context is that of the thread.
+void requireDone(int result) {
+  const psSession none;
+  require(none, result);
+}
+
 }  // namespace pscol

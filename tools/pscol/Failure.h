@@ -30,5 +30,7 @@ Failure failureOf(const psSession& session);
 
 // Throws that unless a call of the session has succeeded.
 void require(const psSession& session, int result);
+// The same of a call that belongs to no session.
+void requireDone(int result);
 
 }  // namespace pscol

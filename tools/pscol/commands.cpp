@@ -2,8 +2,10 @@
 #include "pscol/Command.h"
 #include "pscol/CopyCommands.h"
 #include "pscol/DiffCommand.h"
+#include "pscol/DumpCommand.h"
 #include "pscol/InfoCommand.h"
 #include "pscol/ListCommand.h"
+#include "pscol/LoadCommand.h"
 #include "pscol/SchemaCommand.h"
 #include "pscol/ShowCommand.h"
 #include "pscol/TopCommand.h"
@@ -20,6 +22,8 @@ Commands allCommands() {
   commands.push_back(std::make_unique<BackupCommand>());
   commands.push_back(std::make_unique<CompactCommand>());
   commands.push_back(std::make_unique<SalvageCommand>());
+  commands.push_back(std::make_unique<DumpCommand>());
+  commands.push_back(std::make_unique<LoadCommand>());
   commands.push_back(std::make_unique<DiffCommand>());
   commands.push_back(std::make_unique<TopCommand>());
   return commands;

@@ -134,6 +134,17 @@ StoredClass ClassTable::stored(unsigned int number) {
   return result;
 }
 
+std::string ClassTable::encode(unsigned int number, const std::string& name, const std::vector<std::string>& layouts) {
+  Record record;
+  record.name = name;
+  record.layouts = layouts;
+  return record.encode(StoreKey::classRecord(number));
+}
+
+std::string ClassTable::encodeGeneration(unsigned int changes) {
+  return encode(generationRecord, std::to_string(changes), {});
+}
+
 bool ClassTable::list(std::vector<unsigned int>& numbers) {
   bool areNumbers = true;
   const bool isRead = engine_->scan(StoreKey::classes(), [&](std::string_view key, std::string_view) {

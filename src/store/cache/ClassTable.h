@@ -56,6 +56,10 @@ class ClassTable {
   }
 
   StoredClass stored(unsigned int number);
+  // The record of a class with layouts that ClassShape::encode has made, under its key.
+  static std::string encode(unsigned int number, const std::string& name, const std::vector<std::string>& layouts);
+  // The record that counts the changes of the others, after so many.
+  static std::string encodeGeneration(unsigned int changes);
   // The numbers of all classes that have a record. False, with the reason, when they cannot be read.
   bool list(std::vector<unsigned int>& numbers);
 

@@ -78,25 +78,37 @@ Engine::Lookup PageChunks::readChunk(const psId& id, std::vector<std::uint64_t>&
   return found;
 }
 
-bool PageChunks::write(const psId& id, EncodedPage& record, Page& page, bool& isWritten) {
+bool splitRecord(const psId& id, EncodedPage& record, std::vector<std::uint64_t>& checksums, const TakeChunk& take) {
   const std::size_t count = (record.size() + chunkPayload - 1) / chunkPayload;
-  std::vector<std::uint64_t> checksums(count);
+  checksums.assign(count, 0);
+  std::string part;
   // Backwards, since the first chunk holds the hash of the others' checksums.
   for (std::size_t i = count; i-- > 0;) {
     const StoreKey key = StoreKey::chunk(id, static_cast<std::uint32_t>(i));
     if (i == 0) sealRecord(key, tailHash(checksums), record.begin);
     const std::size_t at = i * chunkPayload;
-    const std::string_view payload = record.part(at, std::min(chunkPayload, record.size() - at), part_);
+    const std::string_view payload = record.part(at, std::min(chunkPayload, record.size() - at), part);
     checksums[i] = chunkChecksum(key, payload);
-    if (page.stored && i < page.checksums.size() && page.checksums[i] == checksums[i]) continue;
-    chunk_.assign(reinterpret_cast<const char*>(&checksums[i]), sizeof(std::uint64_t));
-    chunk_.append(payload);
-    if (!engine_->put(key, chunk_)) {
-      fail(engine_->error());
-      return false;
-    }
-    isWritten = true;
+    if (!take(i, key, payload, checksums[i])) return false;
   }
+  return true;
+}
+
+bool PageChunks::write(const psId& id, EncodedPage& record, Page& page, bool& isWritten) {
+  std::vector<std::uint64_t> checksums;
+  const bool isPut =
+      splitRecord(id, record, checksums,
+                  [&](std::size_t i, std::string_view key, std::string_view payload, std::uint64_t checksum) {
+                    if (page.stored && i < page.checksums.size() && page.checksums[i] == checksum) return true;
+                    chunk_.assign(reinterpret_cast<const char*>(&checksum), sizeof checksum);
+                    chunk_.append(payload);
+                    isWritten = true;
+                    if (engine_->put(key, chunk_)) return true;
+                    fail(engine_->error());
+                    return false;
+                  });
+  if (!isPut) return false;
+  const std::size_t count = checksums.size();
   if (page.checksums.size() > count && !erase(id, page, count)) return false;
   page.checksums = std::move(checksums);
   page.stored = true;

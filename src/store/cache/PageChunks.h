@@ -25,6 +25,12 @@ constexpr const char* mismatch = "is damaged: what is stored does not match its 
 // The hash of the checksums of all chunks but the first; 0 when there are no others.
 std::uint64_t tailHash(const std::vector<std::uint64_t>& checksums);
 
+// Completes a record and calls take with the number, the key, the payload and the checksum of each of its chunks, the
+// last one first, until it returns false. checksums gets those of all.
+using TakeChunk =
+    std::function<bool(std::size_t i, std::string_view key, std::string_view payload, std::uint64_t checksum)>;
+bool splitRecord(const psId& id, EncodedPage& record, std::vector<std::uint64_t>& checksums, const TakeChunk& take);
+
 // The records of pages in the engine, where each chunk of a record is a value; see PageRecord.h.
 class PageChunks {
  public:
@@ -74,8 +80,7 @@ class PageChunks {
 
   Engine* engine_ = nullptr;
   unsigned announcements_ = 0;  // values still to be announced before they are read
-  std::string chunk_;           // kept for its memory, as is the next
-  std::string part_;
+  std::string chunk_;           // kept for its memory
   StoreError error_;
 };
 

@@ -22,10 +22,11 @@ constexpr std::size_t roundUp(std::size_t size, std::size_t to) { return (size +
 // they have in common, and their bytes lie one after another.
 class PageEncoder {
  public:
-  PageEncoder(const Page& page, ClassTable& classes) : page_(page), classes_(classes) {}
+  explicit PageEncoder(std::uint32_t nextSlot) : nextSlot_(nextSlot) {}
 
-  // Null, or the first object that cannot be written.
-  const ObjectHeader* collect();
+  // Takes the objects of a page. Null, or the first one that cannot be written.
+  const ObjectHeader* collect(const Page& page, ClassTable& classes);
+  void collect(const std::vector<LaidOutObject>& objects);
   void write(EncodedPage& encoded) const;
 
  private:
@@ -50,7 +51,8 @@ class PageEncoder {
   };
 
   void add(const ObjectHeader& object, std::uint16_t layout);
-  bool addStorage(const ObjectHeader& object);
+  bool addStorage(const ObjectHeader& object, const Page& page, ClassTable& classes);
+  void completeGroups();
   void sortByGroup();
   std::uint32_t groupFor(const ObjectHeader& object, std::uint16_t layout, bool isPacked);
   void writeDirectory(std::string& record) const;
@@ -73,39 +75,48 @@ class PageEncoder {
     std::for_each(begin, begin + groups_[group].count, visit);
   }
 
-  const Page& page_;
-  ClassTable& classes_;
+  const std::uint32_t nextSlot_;
   std::vector<Item> items_;  // by group, and within a group in the order of slots
   std::vector<Group> groups_;
   std::string packed_;
 };
 
-const ObjectHeader* PageEncoder::collect() {
-  const std::uint16_t* const slots = slotsOf(page_.frame);
-  const std::uint32_t end = std::min<std::uint32_t>(page_.nextSlot, page_.frame->slotLimit + 1U);
-  items_.reserve(page_.objects);
+const ObjectHeader* PageEncoder::collect(const Page& page, ClassTable& classes) {
+  const std::uint16_t* const slots = slotsOf(page.frame);
+  const std::uint32_t end = std::min<std::uint32_t>(page.nextSlot, page.frame->slotLimit + 1U);
+  items_.reserve(page.objects);
   ClassLookup classOf;
   const ClassInfo* before = nullptr;
   std::uint16_t layout = 0;
   for (std::uint32_t slot = 1; slot < end; ++slot) {
     if (slots[slot] == 0) continue;
-    const ObjectHeader& object = *headerAt(page_.frame, slots[slot]);
+    const ObjectHeader& object = *headerAt(page.frame, slots[slot]);
     if (isStorage(object.type)) {
-      if (!addStorage(object)) return &object;
+      if (!addStorage(object, page, classes)) return &object;
       continue;
     }
     const ClassInfo* const info = classOf(object.type & ~namedFlag);
     if (info == nullptr || !isOfClass(*info, &object + 1)) return &object;
-    if (info != before) layout = classes_.layoutOf(*info);
+    if (info != before) layout = classes.layoutOf(*info);
     if (layout == 0) return &object;
     before = info;
     add(object, layout);
   }
-  for (const ForeignObject& foreign : page_.foreign) add(*headerAt(page_.frame, foreign.offset), foreign.layout);
-  if (!page_.foreign.empty()) {
+  for (const ForeignObject& foreign : page.foreign) add(*headerAt(page.frame, foreign.offset), foreign.layout);
+  if (!page.foreign.empty()) {
     std::sort(items_.begin(), items_.end(),
               [](const Item& a, const Item& b) { return a.object->slot < b.object->slot; });
   }
+  completeGroups();
+  return nullptr;
+}
+
+void PageEncoder::collect(const std::vector<LaidOutObject>& objects) {
+  for (const LaidOutObject& laidOut : objects) add(*laidOut.object, laidOut.layout);
+  completeGroups();
+}
+
+void PageEncoder::completeGroups() {
   for (const Item& item : items_) {
     Group& group = groups_[item.group];
     group.isConsecutive &= group.count == 0 || item.object->slot == group.lastSlot + 1;
@@ -113,7 +124,6 @@ const ObjectHeader* PageEncoder::collect() {
     ++group.count;
   }
   if (groups_.size() > 1) sortByGroup();
-  return nullptr;
 }
 
 void PageEncoder::sortByGroup() {
@@ -136,12 +146,12 @@ void PageEncoder::add(const ObjectHeader& object, std::uint16_t layout) {
 }
 
 // False when the layout of its elements cannot be told.
-bool PageEncoder::addStorage(const ObjectHeader& object) {
+bool PageEncoder::addStorage(const ObjectHeader& object, const Page& page, ClassTable& classes) {
   std::uint16_t layout = 0;
-  const auto described = page_.describedStorage.find(object.slot);
-  if (described != page_.describedStorage.end()) {
+  const auto described = page.describedStorage.find(object.slot);
+  if (described != page.describedStorage.end()) {
     const auto& [stored, elements] = described->second;
-    layout = elements != nullptr ? classes_.layoutOf(*elements) : stored;
+    layout = elements != nullptr ? classes.layoutOf(*elements) : stored;
     if (layout == 0) return false;
   }
   add(object, layout);
@@ -172,7 +182,7 @@ void PageEncoder::write(EncodedPage& encoded) const {
   writeDirectory(directory);
   const std::size_t sums = blocksOf(objectBytes) * sizeof(std::uint32_t);
   RecordHeader header{};
-  header.nextSlot = static_cast<std::uint16_t>(page_.nextSlot);
+  header.nextSlot = static_cast<std::uint16_t>(nextSlot_);
   for (const std::uint32_t form : {RecordHeader::singleChunk, RecordHeader::severalChunks}) {
     header.lengthAndForm = form;
     const std::size_t used = header.size() + sums + directory.size();
@@ -338,10 +348,16 @@ std::string_view EncodedPage::part(std::size_t at, std::size_t length, std::stri
 }
 
 const ObjectHeader* encodePage(const Page& page, ClassTable& classes, EncodedPage& record) {
-  PageEncoder encoder(page, classes);
-  const ObjectHeader* const refused = encoder.collect();
+  PageEncoder encoder(page.nextSlot);
+  const ObjectHeader* const refused = encoder.collect(page, classes);
   if (refused == nullptr) encoder.write(record);
   return refused;
+}
+
+void encodeObjects(const std::vector<LaidOutObject>& objects, std::uint16_t nextSlot, EncodedPage& record) {
+  PageEncoder encoder(nextSlot);
+  encoder.collect(objects);
+  encoder.write(record);
 }
 
 void sealRecord(std::string_view key, std::uint64_t tailHash, std::string& record) {

@@ -86,6 +86,15 @@ struct EncodedPage {
 // failed.
 const ObjectHeader* encodePage(const Page& page, ClassTable& classes, EncodedPage& record);
 
+// An object, or the storage of an array, that is laid out in memory behind its header.
+struct LaidOutObject {
+  const ObjectHeader* object;
+  std::uint16_t layout;
+};
+
+// The same of objects that are in no page image, in the order of their slots.
+void encodeObjects(const std::vector<LaidOutObject>& objects, std::uint16_t nextSlot, EncodedPage& record);
+
 // Completes a record of one chunk or more, or the beginning of one: the checksums of its head and of its blocks, under
 // the key of its first chunk, and the hash of the checksums of the others.
 void sealRecord(std::string_view key, std::uint64_t tailHash, std::string& record);
