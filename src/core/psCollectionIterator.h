@@ -29,6 +29,7 @@ class PS_API psCollectionIterator {
 
   virtual ~psCollectionIterator();
 
+  // The collection that it walks.
   virtual pstHandle<psCollection> collection() = 0;
 
   // The current element; null when there is none.
@@ -51,6 +52,7 @@ class PS_API psCollectionIterator {
   // before the first element or after the last.
   virtual pstRef<psObj> goToIndex(int i, psLockMode mode) = 0;
 
+  // Whether next, or previous, will deliver an element.
   virtual bool hasNext() = 0;
   virtual bool hasPrevious();
 
@@ -62,6 +64,8 @@ class PS_API psCollectionIterator {
   // walk that moves such elements may meet them again and need not end, so collect the elements first.
   virtual int moveCurrentTo(const pstHandle<psObj>& near) = 0;
 
+  // Steps to the next or the previous element and returns it; null when there is none. nextIndex and previousIndex do
+  // not step: they are currentIndex() plus and minus 1.
   virtual pstRef<psObj> next(psLockMode mode) = 0;
   virtual int nextIndex();
   virtual pstRef<psObj> previous(psLockMode mode) = 0;

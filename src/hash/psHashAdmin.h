@@ -43,6 +43,7 @@ class PS_API psHashAdmin : public psAdmin {
     bucketContainer(ps::detail::lvalue(pstHandle<psContObj>(container)));
   }
 
+  // How many buckets go into a container before the next one is made.
   int maxBucketsPerContainer() const { return maxBucketsPerContainer_; }
   void setMaxBucketsPerContainer(int maximum);
 

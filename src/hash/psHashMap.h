@@ -82,6 +82,7 @@ class PS_API psHashMap : public psHashSet {
   bool contains(unsigned int hash, psCompareFunction compare) const override;
   using psHashSet::contains;
 
+  // The same as contains.
   bool containsKey(const pstHandle<psObj>& key) const;
   bool containsKey(const void* key) const;
   bool containsKey(const psObj* key) const { return containsKey(pstHandle<psObj>(key)); }

@@ -76,6 +76,7 @@ class PS_API psTreeList : public psBTree {
   int addAll(int index, const pstHandle<psCollection>& other) {
     return addAll(index, ps::detail::lvalue(pstHandle<psCollection>(other)));
   }
+  // Add the element before all others, or after them. 1 or 0.
   int addFirst(const pstHandle<psObj>& element);
   int addLast(const pstHandle<psObj>& element);
 

@@ -54,6 +54,7 @@ class PS_API psTreeMap : public psTreeSet {
   }
   using psTreeSet::get;
 
+  // The same as contains.
   bool containsKey(const void* key) const { return contains(key); }
   bool containsKey(const pstHandle<psObj>& key) const { return contains(key); }
   bool containsKey(const psObj* key) const { return contains(key); }

@@ -11,6 +11,7 @@ class d_Ref_Any {
   d_Ref_Any(const psRefBase& reference) : id_(reference.oid()) {}
 
   bool is_null() const { return id_.isNull(); }
+  // Makes it null.
   void clear() { id_ = psId(); }
   const psId& oid() const { return id_; }
 

@@ -43,6 +43,7 @@
 // version 0.
 #define PS_STRUCT_VERSION(...) static constexpr auto psStructVersion = ps::detail::structureVersion(__VA_ARGS__);
 
+// What PS_FIELDS makes of each member.
 #define PS_FIELD(member) PS_JOINED(PS_FIELD_, PS_IN_PARENTHESES(member))(member)
 #define PS_FIELD_0(member) PS_FIELD_NAMED(member, #member)
 #define PS_FIELD_1(member) PS_FIELD_RENAMED member

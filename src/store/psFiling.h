@@ -5,8 +5,9 @@
 
 #include "store/pstHandle.h"
 
-// An object and what it is filed under in a scope, as psSession::names delivers it.
+// An object, and the kind of name or key that it is filed under in a scope, as psSession::names delivers it.
 struct psFiling {
+  // A name, a key that is a number, or a key that is a string of bytes.
   enum class Kind { name, number, bytes };
 
   Kind kind = Kind::name;

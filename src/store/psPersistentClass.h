@@ -120,7 +120,7 @@ PS_API const pstSessionData* pstSessionDataGetFunction() noexcept;
 #define PS_REGISTER_CLASS(...) PS_REGISTER_CLASS_NUMBERED(__COUNTER__, __VA_ARGS__)
 
 // The same with the class's version, from 0 to 4294967295; PS_REGISTER_CLASS is version 0. Raise it when the fields of
-// the class change, or, in a comparator, the order or the hash. docs/guide.md tells how objects of an older version are
+// the class change, or, in a comparator, the order or the hash. docs/schema.md tells how objects of an older version are
 // read.
 #define PS_REGISTER_CLASS_VERSION(Class, version) PS_REGISTER_CLASS_OF_VERSION(__COUNTER__, Class, version)
 
@@ -133,6 +133,7 @@ PS_API const pstSessionData* pstSessionDataGetFunction() noexcept;
 // any transaction, each time that the object is read, and must give the same result each time.
 #define PS_CLASS_CONVERSION(Class, from, ...) PS_CLASS_CONVERSION_NUMBERED(__COUNTER__, Class, from, __VA_ARGS__)
 
+// What the macros above become, once __COUNTER__ is a number.
 #define PS_REGISTER_CLASS_OF_VERSION(n, Class, version) PS_REGISTER_CLASS_OF_VERSION_AS(n, Class, version)
 #define PS_REGISTER_CLASS_OF_VERSION_AS(n, Class, version)                                                \
   static_assert(ps::detail::isDescribed<Class> || sizeof(Class) == sizeof(typename Class::psBase),        \

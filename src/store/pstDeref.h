@@ -25,6 +25,7 @@ class psDerefBase {
   psObj* object_;
 };
 
+// The same with the class of the object, which -> and * give.
 template <class T>
 class pstDeref : public psDerefBase {
  public:

@@ -44,6 +44,8 @@ class PS_API pstHandle<psObj> : public psHandleBase {
   // does not allow it or the store refuses.
   [[nodiscard]] int move(const pstHandle<psObj>& near);
 
+  // Finds the object that is filed in scope under the name or key, whatever its class, and opens it in the mode. 1 on
+  // success; else 0, and the handle is null.
   [[nodiscard]] int lookupObj(const pstHandle<psObj>& scope, const char* name, psMode mode);
   [[nodiscard]] int lookupObj(const pstHandle<psObj>& scope, const psKey& key, psMode mode);
 };
@@ -58,6 +60,7 @@ class PS_API pstHandle<psObj> : public psHandleBase {
 // Files the object in scope under the name, as psSession::name does, in the calling thread's session. 1 or 0.
 [[nodiscard]] PS_API int pstNameObj(const pstHandle<psObj>& object, const pstHandle<psObj>& scope, const char* name);
 
+// A transient handle to an object of class T, as pstHandle<psObj> is one to an object of any class.
 template <class T>
 class pstHandle : public pstHandle<typename pstHandleBaseOf<T>::type> {
   using Base = pstHandle<typename pstHandleBaseOf<T>::type>;
@@ -79,6 +82,7 @@ class pstHandle : public pstHandle<typename pstHandleBaseOf<T>::type> {
   [[nodiscard]] int open(psMode mode) const { return this->template openAs<T>(mode); }
   [[nodiscard]] int update() const { return open(pscUpdate); }
 
+  // As in pstHandle<psObj>; the second form returns the copy.
   using Base::copy;
   pstHandle<T>& copy(const pstHandle<psObj>& near, pstHandle<T>& result) const {
     pstHandle<psObj>::copy(near, result);
@@ -90,6 +94,8 @@ class pstHandle : public pstHandle<typename pstHandleBaseOf<T>::type> {
     return result;
   }
 
+  // Finds the object that is filed in scope under the name or key, if it is of class T or of a subclass, and opens it
+  // in the mode. 1 on success; else 0, and the handle is null.
   [[nodiscard]] int lookupObj(const pstHandle<psObj>& scope, const char* name, psMode mode) {
     return pstLookupObj(T::pstTypeN, *this, scope, name, mode);
   }

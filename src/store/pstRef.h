@@ -12,7 +12,7 @@ class psDBObj;
 // each other. A few references are results of covariant virtual operations; their classes specialise this.
 template <class T>
 struct pstRefBaseOf {
-  using type = psRefBase;
+  using type = psRefBase;  // pstRef<T> derives from it
 };
 
 // A persistent reference to an object of class T: 8 bytes, the object's identifier. References are the only way in

@@ -39,6 +39,7 @@ class PS_API psTreeAdmin : public psAdmin {
     vArrayContainer(ps::detail::lvalue(pstHandle<psContObj>(container)));
   }
 
+  // How many nodes, or arrays, go into a container before the next one is made.
   int maxNodesPerContainer() const { return maxNodesPerContainer_; }
   int maxVArraysPerContainer() const { return maxVArraysPerContainer_; }
   void setMaxNodesPerContainer(int maximum);

@@ -139,6 +139,7 @@ Ref<T> referenceAt(const Iterator& at) {
 template <class Collection>
 class CollectionView {
  public:
+  // The class of the collection that is viewed.
   using Plain = Collection;
 
   const psId& id() const { return handle_.oid(); }

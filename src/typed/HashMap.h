@@ -18,6 +18,7 @@ class HashMap
  public:
   using Base::Base;
 
+  // A new map in a container, with its comparator and its parts; slots is the number of slots of a bucket.
   static HashMap create(const pstHandle<psContObj>& in, int slots = detail::usualSlots) {
     return HashMap(detail::createTable<psHashMap, Order>(in, slots));
   }

@@ -17,7 +17,7 @@ class HashSet
  public:
   using Base::Base;
 
-  // slots is the number of slots of a bucket.
+  // A new set in a container, with its comparator and its parts; slots is the number of slots of a bucket.
   static HashSet create(const pstHandle<psContObj>& in, int slots = detail::usualSlots) {
     return HashSet(detail::createTable<psHashSet, Order>(in, slots));
   }

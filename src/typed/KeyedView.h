@@ -17,7 +17,7 @@ class KeyedView : public CollectionView<Collection> {
                 "the order is a class that PS_ORDER defines, or ps::ById");
 
  public:
-  static constexpr bool isSorted = false;
+  // The order of the elements, and what they are looked up by.
   using Order = OrderType;
   using Key = typename detail::KeyOf<Order>::type;
   using iterator = Iterator;
@@ -28,6 +28,8 @@ class KeyedView : public CollectionView<Collection> {
   using size_type = int;
   using difference_type = std::ptrdiff_t;
 
+  // Whether the elements are in the order of Order, or in none; and whether identifiers take the place of keys.
+  static constexpr bool isSorted = false;
   static constexpr bool isById = std::is_same_v<Order, ById>;
 
   // A view of the collection that an identifier, a reference or a name leads to. Throws ps::Error when there is none,
@@ -46,6 +48,7 @@ class KeyedView : public CollectionView<Collection> {
   }
   reverse_iterator rend() const { return reverse_iterator(end()); }
 
+  // Whether an element, or pair, matches.
   bool contains(const Key& key) const {
     return this->done([&key](Collection& all) { return byKey(key, [&all](auto k) { return all.contains(k); }); });
   }

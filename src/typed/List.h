@@ -32,6 +32,7 @@ class List : public CollectionView<psTreeList>, public detail::Opened<List<T>> {
   using reverse_iterator = const_reverse_iterator;
   using size_type = int;
   using difference_type = std::ptrdiff_t;
+  // Entries to a node, where none are given.
   static constexpr int usualCapacity = 200;
 
   // A view of the list that a reference, an identifier or a name leads to. Throws ps::Error when there is none.
@@ -40,6 +41,7 @@ class List : public CollectionView<psTreeList>, public detail::Opened<List<T>> {
   List(const Ref<psTreeList>& list) : List(list.id()) {}
   List(const pstHandle<psObj>& scope, const char* name) : List(detail::requireFiled(scope, name)) {}
 
+  // A new list in a container, with its parts, and with so many entries to a node.
   static List create(const pstHandle<psContObj>& in, int capacity = usualCapacity) {
     const pstHandle<psTreeList> made(new (in) psTreeList(capacity, in, in));
     detail::requireComplete(made, in);
@@ -51,6 +53,7 @@ class List : public CollectionView<psTreeList>, public detail::Opened<List<T>> {
   reverse_iterator rbegin() const { return reverse_iterator(id(), size() - 1); }
   reverse_iterator rend() const { return reverse_iterator(id(), -1); }
 
+  // The element at a position.
   Ref<T> operator[](int index) const { return at(index); }
   Ref<T> at(int index) const { return *iterator(id(), index); }
   Ref<T> front() const { return at(0); }
@@ -73,6 +76,7 @@ class List : public CollectionView<psTreeList>, public detail::Opened<List<T>> {
     const int n = static_cast<int>(ids.size());
     require(asked([&](psTreeList& all) { return all.append(ids.data(), n); }) == n);
   }
+  // Makes the list contain exactly the elements of a range, in its order.
   template <class Elements>
   void assign(const Elements& elements) {
     const std::vector<Ref<T>> copy(elements.begin(), elements.end());
@@ -105,6 +109,7 @@ class List : public CollectionView<psTreeList>, public detail::Opened<List<T>> {
     return index < 0 ? std::nullopt : std::optional<int>(index);
   }
 
+  // Packs the nodes of a list that has lost elements, or got some in the middle.
   void compact() {
     asked([](psTreeList& all) {
       all.compact();

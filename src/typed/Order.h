@@ -20,6 +20,7 @@ namespace ps {
 
 // The order of identifiers, for collections without a comparator.
 struct ById {
+  // What elements are found by.
   using Views = std::tuple<psId>;
 };
 

@@ -24,6 +24,7 @@ class Ref {
   using IfDerived = std::enable_if_t<std::is_convertible_v<U*, const T*>>;
 
  public:
+  // The class that is referred to.
   using Object = T;
 
   Ref() = default;

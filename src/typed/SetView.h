@@ -14,6 +14,7 @@ class SetView : public Base {
  public:
   using Base::Base;
   using typename Base::Key;
+  // The class of the elements.
   using Element = T;
 
   // Adds the element. False when an equal one is there.

@@ -21,6 +21,7 @@ class SortedMap : public MapView<SortedView<psTreeMap, K, Order, MapEntry<K, V>>
  public:
   using Base::Base;
 
+  // A new map in a container, with its comparator and its parts, and with so many entries to a node.
   static SortedMap create(const pstHandle<psContObj>& in, int capacity = Base::usualCapacity) {
     return SortedMap(detail::createTree<psTreeMap, Order>(in, capacity));
   }

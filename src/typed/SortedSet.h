@@ -29,6 +29,7 @@ class SortedSet : public SetView<SortedView<psTreeSet, T, Order, detail::SetElem
     return SortedSet(detail::createTree<psTreeSet, Order>(in, capacity));
   }
 
+  // The element at a position, counted from 0 in the order of the set. Throws when there is none.
   Ref<T> operator[](int index) const { return at(index); }
   Ref<T> at(int index) const {
     const auto it = this->nth(index);

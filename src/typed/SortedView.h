@@ -16,6 +16,7 @@ class SortedView : public KeyedView<Collection, T, OrderType, CursorIterator<det
 
  public:
   using Base::Base;
+  // The elements are in the order of Order.
   static constexpr bool isSorted = true;
   using typename Base::iterator;
   using typename Base::Key;

@@ -22,6 +22,7 @@ struct View {
   static_assert(std::is_arithmetic_v<T> || std::is_enum_v<T>,
                 "PS_ORDER: values of this type have no order; use a function that returns a number, a std::string_view "
                 "or a psId");
+  // What a value counts as, and how it becomes that.
   using type = T;
   static constexpr bool isAsStored = true;
   static T of(const T& value) { return value; }

@@ -33,6 +33,7 @@ class PS_API pehSessionData {
   psErrorLevel level() const { return level_; }
   const std::string& text() const;
 
+  // Makes this the last signalled error.
   void record(psErrorLevel level, int number, psErrorKind kind, std::string text);
   // Records an error of kind memory, with a text that needs none.
   void recordLackOfMemory() noexcept;

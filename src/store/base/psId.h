@@ -20,6 +20,7 @@ class alignas(8) PS_API psId {
   constexpr unsigned short get_OC() const { return oc_; }
   constexpr unsigned short get_page() const { return page_; }
   constexpr unsigned short get_slot() const { return slot_; }
+  // Replace a part.
   void set_DB(unsigned short db) { db_ = db; }
   void set_OC(unsigned short oc) { oc_ = oc; }
   void set_page(unsigned short page) { page_ = page; }

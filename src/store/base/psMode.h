@@ -13,6 +13,7 @@ enum psLockMode {
   pscLockUpdate = 1,
 };
 
+// How grave a signalled error is. The library signals its own as pscError.
 enum psErrorLevel {
   pscInformation = 0,
   pscWarning = 1,

@@ -31,6 +31,7 @@ struct psInternalObj {};
 // null, and it can always be updated.
 class PS_API psObj {
  public:
+  // The number of the class; each class of the store has its own, by PS_PERSISTENT_CLASS.
   static constexpr unsigned int pstTypeN = ps::detail::objectTypeN;
 
   psObj() = default;

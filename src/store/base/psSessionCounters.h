@@ -6,13 +6,13 @@
 
 // What a session has done since it was opened.
 struct psSessionCounters {
-  std::uint64_t opens = 0;          // objects opened, explicitly or through ->
-  std::uint64_t refusals = 0;       // opens, look-ups and scans that were refused or met what cannot be read; not
-                                    // those of objects that do not exist
-  std::uint64_t pageReads = 0;      // page images read from the store
-  std::uint64_t pageWrites = 0;     // page images written to it
-  std::uint64_t residentBytes = 0;  // page images in memory now
-  std::uint64_t peakResidentBytes = 0;
+  std::uint64_t opens = 0;              // objects opened, explicitly or through ->
+  std::uint64_t refusals = 0;           // opens, look-ups and scans that were refused or met what cannot be read; not
+                                        // those of objects that do not exist
+  std::uint64_t pageReads = 0;          // page images read from the store
+  std::uint64_t pageWrites = 0;         // page images written to it
+  std::uint64_t residentBytes = 0;      // page images in memory now
+  std::uint64_t peakResidentBytes = 0;  // the most that there were
   // The oldest read transaction on the store, as a commit of this session has seen it. Commits look at most once a
   // second.
   psReader oldestReader;

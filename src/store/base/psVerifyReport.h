@@ -24,7 +24,7 @@ enum class psFindingKind {
   unchecked,  // what this program cannot verify as a whole, since it lacks a class
 };
 
-// One thing that a verification has found.
+// One thing that a verification has found, and its kind.
 struct psFinding {
   psFindingKind kind = psFindingKind::record;
   psId id;           // what it is about: an object, page (slot 0), container or database; null for none of these
@@ -34,7 +34,8 @@ struct psFinding {
   std::string container;
 };
 
-// What psSession::verify has found. The caller may set mostFindings before; the rest is made anew.
+// What psSession::verify has found, and how many databases, containers, pages, classes and collections there are. The
+// caller may set mostFindings before; the rest is made anew.
 struct psVerifyReport {
   std::size_t mostFindings = 1000;  // that each list keeps; the counts go on
 
@@ -61,8 +62,9 @@ struct psVerifyReport {
   std::uint64_t elements = 0;  // of the collections
 };
 
-// How far psSession::verify has come: first it reads all records, then it checks the collections.
+// How far psSession::verify has come: done of the total in each phase.
 struct psVerifyProgress {
+  // First it reads all records, then it checks the collections.
   enum class Phase { records, collections };
   Phase phase = Phase::records;
   std::uint64_t done = 0;

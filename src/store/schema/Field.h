@@ -23,11 +23,12 @@ enum class FieldKind : std::uint8_t {
 
 struct Structure;
 
+// The names that a member, or a struct, had before. The unused ones are empty.
 constexpr std::size_t mostFormerNames = 4;
-// The unused ones are empty.
 using FormerNames = std::array<std::string_view, mostFormerNames>;
 
-// A persistent member of a class or struct, as PS_FIELDS describes it to the compiler.
+// A persistent member of a class or struct, as PS_FIELDS describes it to the compiler: its name, kind, offset, size and
+// alignment.
 struct Field {
   std::string_view name;
   FormerNames formerNames{};  // see PS_RENAMED
@@ -41,13 +42,13 @@ struct Field {
   std::uint32_t elementSize = 0;         // of an array
 };
 
-// See PS_STRUCT_VERSION.
+// The number and the formerNames that a PS_STRUCT_VERSION gives.
 struct StructureVersion {
   std::uint32_t number = 0;
   FormerNames formerNames{};
 };
 
-// A struct whose objects are part of persistent ones.
+// A struct whose objects are part of persistent ones: its name, version, size and alignment, and count fields.
 struct Structure {
   std::string_view name;
   StructureVersion version{};

@@ -3,6 +3,7 @@
 // The parts of PS_FIELDS that only the preprocessor can do: it turns a list of up to 64 members into a list of field
 // descriptions. C++17 has no __VA_OPT__, and -Wpedantic wants an argument for each ellipsis.
 
+// Two names as one, after macros in them have been replaced.
 #define PS_JOINED(a, b) PS_JOINED_AS_IS(a, b)
 #define PS_JOINED_AS_IS(a, b) a##b
 
