@@ -29,7 +29,7 @@ configure = cmake --preset $(1) -B $(2) --log-level=WARNING \
 	-DPSCOLLECTIONS_JAVA=$(if $(JDK),ON,OFF) $(4)
 run_tests = ctest --test-dir $(1) --output-on-failure --no-label-summary --no-tests=error -j $(JOBS)
 
-.PHONY: build demo demo-java check trials bench bench-quick install packages packages-check abi-check abi-release asan tsan clang exports format format-check tidy clean help
+.PHONY: build demo demo-java check trials bench bench-quick install packages packages-check abi-check abi-release asan tsan clang exports format format-check tidy docs clean help
 
 build:
 	@tools/install-dependencies build tools $(JDK)
@@ -131,6 +131,10 @@ tidy:
 	@run-clang-tidy -quiet -p $(BUILD) -j $(JOBS) $(if $(filter no,$(ANALYZE)),-checks='-clang-analyzer-*') \
 		'$(CURDIR)/(src|examples|tools|trials)/'
 
+docs:
+	@tools/install-dependencies docs
+	@tools/make-docs build/docs
+
 clean:
 	rm -rf build
 
@@ -148,6 +152,7 @@ help:
 	@echo 'make packages     build Debian packages in build/packages; as root, packages-check tries them in a fresh Debian'
 	@echo 'make format       format the sources; format-check only looks'
 	@echo 'make tidy         run clang-tidy over the sources; ANALYZE=no leaves out the static analyzer, which takes nine tenths of the time'
+	@echo 'make docs         make the site of the documents and headers in build/docs/html; finds dead links and missing comments'
 	@echo 'make exports      renew the list of the symbols that the shared library exports'
 	@echo 'make abi-check    compare the binary interface with that of the last release; abi-release makes it that of a release'
 	@echo 'make clean        remove what was built'
