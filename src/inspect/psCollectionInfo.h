@@ -7,6 +7,7 @@
 // What kind of collection an object is; none for anything else.
 enum class psCollectionKind { none, list, sortedSet, sortedMap, hashSet, hashMap };
 
+// Whether a collection is a tree or a hash table, and whether it has values.
 constexpr bool psIsTree(psCollectionKind kind) {
   return kind == psCollectionKind::list || kind == psCollectionKind::sortedSet || kind == psCollectionKind::sortedMap;
 }

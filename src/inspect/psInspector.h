@@ -65,6 +65,7 @@ class PS_API psInspector {
     psId scope;
     psFiling filing;
   };
+  // 1, or 0 when that cannot be read.
   int namesOf(const psId& object, std::vector<Filing>& found);
   // The names that lead to an object, container or database, as in "shop/orders/by date". Databases and containers
   // without a name are numbers, as in "shop/#7", objects are identifiers, as in "shop/orders/1-2-3-4", and keys are as

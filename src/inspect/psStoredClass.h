@@ -13,6 +13,7 @@ struct psStoredLayout {
   std::uint32_t version = 0;
   unsigned int base = 0;     // class number
   bool isDescribed = false;  // the class, or a base, tells its fields
+  // A field, and where it is in the object.
   struct Field {
     std::string name;
     std::string type;  // as in "int32", "array of reference"

@@ -15,6 +15,7 @@ struct FieldShape;
 
 // The value of a field, as it is stored.
 struct psStoredValue {
+  // Which of the members has the value.
   enum class Kind {
     boolean,
     signedInteger,

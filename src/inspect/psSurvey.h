@@ -12,12 +12,14 @@ struct psObjectCount {
   std::uint64_t objects = 0;
   std::uint64_t bytes = 0;  // with the storage of their arrays, as far as it is known to whom that belongs
 
+  // Adds those of another.
   void add(const psObjectCount& other) {
     objects += other.objects;
     bytes += other.bytes;
   }
 };
 
+// A container, and what it holds.
 struct psContainerInfo {
   psId id;
   std::string name;  // "" without one
@@ -32,6 +34,7 @@ struct psContainerInfo {
   psObjectCount all;
 };
 
+// A database, and its containers.
 struct psDatabaseInfo {
   psId id;
   std::string name;                 // "" without one
