@@ -48,7 +48,7 @@ bool PageComposer::add(const psId& id, unsigned int type, std::uint16_t layout, 
   }
   pending_.push_back({id, type, layout, size, std::move(write)});
   nextPage_ = std::max<std::uint32_t>(nextPage_, id.get_page() + 1U);
-  ++objects_;
+  if (!isStorage(type & ~namedFlag)) ++objects_;
   return true;
 }
 

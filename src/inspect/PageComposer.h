@@ -20,7 +20,8 @@ class PageComposer {
   // nextPage is the number from which on no page has an object.
   void begin(const psId& container, std::uint32_t nextPage);
 
-  // An object, whose fields write is then called to fill in, with a function that places the storage of an array.
+  // An object, or the storage of an array, which write is then called to fill in, with a function that places the
+  // storage of its own arrays.
   using Write = std::function<bool(std::string& object, const ValueWriter::Store& store)>;
   bool add(const psId& id, unsigned int type, std::uint16_t layout, std::uint32_t size, Write write);
 

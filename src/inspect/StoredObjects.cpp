@@ -51,7 +51,7 @@ RecordedPages::Found StoredObjects::read(const psId& id, psStoredObject& object)
   return found;
 }
 
-bool StoredObjects::scan(const psId& container, const Visitor& visit, std::vector<psId>& unreadable) {
+bool StoredObjects::scan(const psId& container, bool withStorage, const Visitor& visit, std::vector<psId>& unreadable) {
   std::vector<std::uint16_t> numbers;
   const bool isRead =
       engine_.scan(StoreKey::pagesOf(container.get_DB(), container.get_OC()), [&](std::string_view key, auto) {
@@ -68,7 +68,9 @@ bool StoredObjects::scan(const psId& container, const Visitor& visit, std::vecto
     }
     for (const RecordedObject& recorded : pages_.contents().objects) {
       id.set_slot(recorded.slot);
-      if (!isStorage(recorded.type & ~namedFlag) && !visit(describe(id, recorded))) return true;
+      const bool isArray = isStorage(recorded.type & ~namedFlag);
+      if (isArray && !withStorage) continue;
+      if (!visit(isArray ? describeStorage(id, recorded) : describe(id, recorded))) return true;
     }
   }
   return isRead;
@@ -120,6 +122,24 @@ psStoredObject StoredObjects::describe(const psId& id, const RecordedObject& rec
   values_.beginObject();
   describeLevels(recorded, object);
   return object;
+}
+
+psStoredObject StoredObjects::describeStorage(const psId& id, const RecordedObject& recorded) {
+  psStoredObject storage;
+  storage.id = id;
+  storage.typeN = storageType;
+  storage.isStorage = true;
+  storage.layout = recorded.layout;
+  storage.size = recorded.size;
+  storage.bytes = padded(recorded.bytes.size());
+  psStoredLevel& level = storage.levels.emplace_back();
+  level.typeN = storageType;
+  psStoredValue& elements = level.fields.emplace_back();
+  elements.kind = psStoredValue::Kind::bytes;
+  elements.text.resize(recorded.size + rowBytes(rowsOf(recorded.type), recorded.size));
+  recorded.layOutAsStored(elements.text.data());
+  elements.text.resize(recorded.size);
+  return storage;
 }
 
 // What a description says of a base class of the library is less than what is known of it.

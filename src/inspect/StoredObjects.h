@@ -19,9 +19,9 @@ class StoredObjects {
       : engine_(session.engine()), classes_(session.cache().classes()), pages_(engine_), values_(engine_, classes_) {}
 
   RecordedPages::Found read(const psId& id, psStoredObject& object);
-  // All objects of a container. False when the engine cannot be read.
+  // All objects of a container, and the storage of arrays too if that is wanted. False when the engine cannot be read.
   using Visitor = std::function<bool(const psStoredObject&)>;
-  bool scan(const psId& container, const Visitor& visit, std::vector<psId>& unreadable);
+  bool scan(const psId& container, bool withStorage, const Visitor& visit, std::vector<psId>& unreadable);
 
   // The classes that the store knows. False when they cannot be read.
   bool list(std::vector<psStoredClass>& classes);
@@ -31,6 +31,7 @@ class StoredObjects {
 
  private:
   psStoredObject describe(const psId& id, const RecordedObject& recorded);
+  static psStoredObject describeStorage(const psId& id, const RecordedObject& recorded);
   void describeLevels(const RecordedObject& recorded, psStoredObject& object);
   void addLevel(unsigned int number, std::uint32_t version, const std::vector<FieldShape>& fields,
                 const RecordedObject& recorded, psStoredObject& object);

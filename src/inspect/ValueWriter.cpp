@@ -24,6 +24,9 @@ std::uint16_t layoutOf(const FieldShape& element, const StoredClass& elements) {
   return 0;
 }
 
+// Texts that are not UTF-8 are written as bytes.
+bool hasBytes(const psStoredValue& value) { return value.kind == Kind::text || value.kind == Kind::bytes; }
+
 template <class Number>
 void put(Number number, char* at) {
   std::memcpy(at, &number, sizeof number);
@@ -79,8 +82,7 @@ bool ValueWriter::write(const std::vector<FieldShape>& fields, const std::vector
 
 bool ValueWriter::writeField(const FieldShape& field, const psStoredValue& value, char* at) {
   if (field.kind == FieldKind::opaque || (field.kind == FieldKind::character && field.count > 1)) {
-    const bool isText = value.kind == Kind::text || value.kind == Kind::bytes;
-    if (!isText || value.text.size() > field.bytes()) return refuse(field, "has no such bytes");
+    if (!hasBytes(value) || value.text.size() > field.bytes()) return refuse(field, "has no such bytes");
     std::memcpy(at, value.text.data(), value.text.size());
     return true;
   }
@@ -100,7 +102,7 @@ bool ValueWriter::writeOne(const FieldShape& field, const psStoredValue& value, 
       put(value.boolean, at);
       return value.kind == Kind::boolean || refuse(field, "is given no such value");
     case FieldKind::character:
-      if (value.kind != Kind::text || value.text.size() > 1) return refuse(field, "is given no character");
+      if (!hasBytes(value) || value.text.size() > 1) return refuse(field, "is given no character");
       if (!value.text.empty()) *at = value.text[0];
       return true;
     case FieldKind::signedInteger:
@@ -145,7 +147,7 @@ bool ValueWriter::writeInteger(const FieldShape& field, const psStoredValue& val
 
 bool ValueWriter::writeStructure(const FieldShape& field, const psStoredValue& value, char* at) {
   // A structure that has a text is shown as one.
-  if (value.kind == Kind::text && field.parts.size() == 1) return writeField(field.parts.front(), value, at);
+  if (hasBytes(value) && field.parts.size() == 1) return writeField(field.parts.front(), value, at);
   if (value.kind != Kind::structure) return refuse(field, "is given no structure");
   std::string bytes(at, field.size);
   if (!write(field.parts, value.members, bytes)) return false;
@@ -159,7 +161,7 @@ bool ValueWriter::writeArray(const FieldShape& field, const psStoredValue& value
   if (layout != 0) element = elements_.layouts[layout - 1U].shape.levels.front().fields.front();
   std::string bytes;
   if (element.kind == FieldKind::character) {
-    if (value.kind != Kind::text) return refuse(field, "is given no text");
+    if (!hasBytes(value)) return refuse(field, "is given no text");
     bytes = value.text;
   } else if (value.kind == Kind::list) {
     bytes.resize(value.count * element.size);

@@ -110,9 +110,18 @@ int psInspector::object(const psId& id, psStoredObject& found) {
 }
 
 int psInspector::objects(const psId& container, const ObjectVisitor& visit, std::vector<psId>* unreadable) {
+  return scan(container, false, visit, unreadable);
+}
+
+int psInspector::contents(const psId& container, const ObjectVisitor& visit, std::vector<psId>* unreadable) {
+  return scan(container, true, visit, unreadable);
+}
+
+int psInspector::scan(const psId& container, bool withStorage, const ObjectVisitor& visit,
+                      std::vector<psId>* unreadable) {
   return run("listing objects", [&](SessionCore& session) {
     std::vector<psId> lost;
-    if (!state_->objects.scan(container, visit, lost)) return session.fail(session.engine().error());
+    if (!state_->objects.scan(container, withStorage, visit, lost)) return session.fail(session.engine().error());
     if (unreadable != nullptr) unreadable->insert(unreadable->end(), lost.begin(), lost.end());
     return unreadable != nullptr || lost.empty() ||
            session.fail(psErrorKind::damaged,

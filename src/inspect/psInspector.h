@@ -59,6 +59,8 @@ class PS_API psInspector {
   // failure at the end unless unreadable takes them.
   using ObjectVisitor = std::function<bool(const psStoredObject&)>;
   int objects(const psId& container, const ObjectVisitor& visit, std::vector<psId>* unreadable = nullptr);
+  // The same with the storage of arrays, which may be that of objects without a description.
+  int contents(const psId& container, const ObjectVisitor& visit, std::vector<psId>* unreadable = nullptr);
 
   // Under which names and keys an object is filed, and in which scopes.
   struct Filing {
@@ -100,6 +102,7 @@ class PS_API psInspector {
   struct State;
   template <class Work>
   int run(const char* what, const Work& work);
+  int scan(const psId& container, bool withStorage, const ObjectVisitor& visit, std::vector<psId>* unreadable);
   int walkTree(const psId& id, psTreeInfo& found, const NodeVisitor& visit, const ElementVisitor& visitElement);
   int walkTable(const psId& id, psHashInfo& found, const BucketVisitor& visit, const ElementVisitor& visitElement);
 

@@ -73,8 +73,9 @@ class PS_API psStoreBuilder {
   [[nodiscard]] int addDatabase(const psId& id, const std::string& name, std::uint32_t next);
   [[nodiscard]] int addContainer(const psId& id, const std::string& name, bool isGarbageCollectable,
                                  std::uint32_t next);
-  // Of the container that was added last. A value need not have the kind of its field: a reference may be a text, as in
-  // "1-2-3-4". Fields that are not there are zero.
+  // Of the container that was added last. Storage of arrays is needed only where the class of the object that has them
+  // is not described; that of others is made of their values. A value need not have the kind of its field: a reference
+  // may be a text, as in "1-2-3-4". Fields that are not there are zero.
   [[nodiscard]] int addObject(const psStoredObject& object);
   // See psInspector::names for the form of filed.
   [[nodiscard]] int addName(const psId& scope, const std::string& filed, const psId& object);

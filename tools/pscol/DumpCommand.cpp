@@ -24,6 +24,16 @@ bool isClassOfParts(unsigned int typeN) {
   return numbers.count(typeN) != 0;
 }
 
+// Calls visit with the storage of all arrays in a value.
+template <class Visit>
+void visitStorage(const psStoredValue& value, const Visit& visit) {
+  if (value.isArray) visit(value.storage);
+  for (const psStoredValue& member : value.members) visitStorage(member, visit);
+  const bool mayHaveArrays = value.kind == psStoredValue::Kind::list && value.count > 0 &&
+                             value.element(0).kind == psStoredValue::Kind::structure;
+  for (std::size_t i = 0; mayHaveArrays && i < value.count; ++i) visitStorage(value.element(i), visit);
+}
+
 psId containerOf(const psId& id) { return psId(id.get_DB(), id.get_OC(), 0, 0); }
 
 // The value of a field of a library's object; nothing when it cannot be read.
@@ -71,7 +81,9 @@ Status DumpCommand::run(Document& answer) {
   for (const auto& [number, count] : survey.classes) total_ += count.objects;
   write({{dumpHead, dumpVersion}, {"format", info.format}, {"pageSize", info.pageSize}, {"commit", info.commit}});
   lookAtCollections(store, survey);
-  writeClasses(ClassNames(store));
+  const ClassNames classes(store);
+  noteUndescribed(classes);
+  writeClasses(classes);
   writeContainers(store, survey);
   writeNames(store);
   for (const psId& id : survey.collections) {
@@ -146,7 +158,7 @@ void DumpCommand::writeContainers(OpenStore& store, const psSurvey& survey) {
              {"name", textJson(container.name)},
              {"garbageCollectable", container.isGarbageCollectable},
              {"next", container.nextPage}});
-      writeObjects(store, container.id);
+      writeObjects(store, container);
     }
   }
 }
@@ -155,17 +167,51 @@ bool DumpCommand::isPart(const psStoredObject& object) const {
   return isClassOfParts(object.typeN) || arrays_.count(object.id) != 0;
 }
 
-void DumpCommand::writeObjects(OpenStore& store, const psId& container) {
+void DumpCommand::noteUndescribed(const ClassNames& classes) {
+  for (const psStoredClass& known : classes.all()) {
+    bool isDescribed = known.isSound;
+    for (const psStoredLayout& layout : known.layouts)
+      isDescribed = isDescribed && (!layout.isInUse || (layout.isSound && layout.isDescribed));
+    if (isDescribed || known.typeN <= psHighestLibraryTypeN) described_.insert(known.typeN);
+  }
+}
+
+// Whether a container has objects that may have arrays of which nobody knows.
+bool DumpCommand::hidesArrays(const psContainerInfo& container) const {
+  for (const auto& [number, count] : container.classes) {
+    if (count.objects > 0 && number > psHighestLibraryTypeN && described_.count(number) == 0) return true;
+  }
+  return false;
+}
+
+void DumpCommand::claimArrays(OpenStore& store, const psId& container) {
+  std::vector<psId> unreadable;
+  const auto claim = [this](const psStoredObject& object) {
+    visitFields(object, [this](const psStoredLevel&, const psStoredValue& field) {
+      visitStorage(field, [this](const psId& storage) { claimed_.insert(storage); });
+    });
+    return true;
+  };
+  require(store.session(), store.inspector().objects(container, claim, &unreadable));
+}
+
+void DumpCommand::writeObjects(OpenStore& store, const psContainerInfo& container) {
+  claimed_.clear();
+  const bool withStorage = hidesArrays(container);
+  if (withStorage) claimArrays(store, container.id);
   std::vector<psId> unreadable;
   const auto visit = [this](const psStoredObject& object) {
-    progress_.tell(++done_, total_);
+    if (object.isStorage && claimed_.count(object.id) != 0) return true;
+    if (!object.isStorage) progress_.tell(++done_, total_);
     if (isPart(object)) return true;
-    ++objects_;
+    objects_ += object.isStorage ? 0 : 1;
     const bool isCollection = collections_.count(object.id) != 0;
     write(objectLine(object, isCollection));
     return true;
   };
-  require(store.session(), store.inspector().objects(container, visit, &unreadable));
+  psInspector& inspector = store.inspector();
+  require(store.session(), withStorage ? inspector.contents(container.id, visit, &unreadable)
+                                       : inspector.objects(container.id, visit, &unreadable));
 }
 
 void DumpCommand::writeNames(OpenStore& store) {
