@@ -120,8 +120,8 @@ PS_API const pstSessionData* pstSessionDataGetFunction() noexcept;
 #define PS_REGISTER_CLASS(...) PS_REGISTER_CLASS_NUMBERED(__COUNTER__, __VA_ARGS__)
 
 // The same with the class's version, from 0 to 4294967295; PS_REGISTER_CLASS is version 0. Raise it when the fields of
-// the class change, or, in a comparator, the order or the hash. docs/schema.md tells how objects of an older version are
-// read.
+// the class change, or, in a comparator, the order or the hash. docs/schema.md tells how objects of an older version
+// are read.
 #define PS_REGISTER_CLASS_VERSION(Class, version) PS_REGISTER_CLASS_OF_VERSION(__COUNTER__, Class, version)
 
 // Converts objects of one version of a class for the next, where names and types of the fields do not tell how:
