@@ -40,6 +40,7 @@ struct psTableContent {
   struct Bucket {
     std::uint32_t first = 0;  // see psBucketInfo
     int depth = 0;
+    // An element, or a pair of a map.
     struct Element {
       std::uint32_t slot = 0;
       psId element;
@@ -80,9 +81,11 @@ class PS_API psStoreBuilder {
   // See psInspector::names for the form of filed.
   [[nodiscard]] int addName(const psId& scope, const std::string& filed, const psId& object);
 
+  // A collection, whose object has been added.
   [[nodiscard]] int addTree(const psTreeContent& tree);
   [[nodiscard]] int addTable(const psTableContent& table);
 
+  // Writes the rest, and gives the file its name.
   [[nodiscard]] int finish();
 
  private:
