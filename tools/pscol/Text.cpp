@@ -8,6 +8,8 @@
 #include <ctime>
 #include <nlohmann/json.hpp>
 
+#include "pscol/Utf8.h"
+
 namespace pscol {
 
 namespace {
@@ -18,27 +20,6 @@ std::string scaled(double number, const char* unit) {
   const int decimals = number < 9.995 ? 2 : number < 99.95 ? 1 : 0;
   std::snprintf(text.data(), text.size(), "%.*f %s", decimals, number, unit);
   return text.data();
-}
-
-// The bytes of one character at the beginning of a text in UTF-8, and the character; 0 when there is none.
-std::size_t decode(std::string_view text, char32_t& character) {
-  const auto first = static_cast<unsigned char>(text[0]);
-  const std::size_t size = first < 0x80   ? 1
-                           : first < 0xC2 ? 0
-                           : first < 0xE0 ? 2
-                           : first < 0xF0 ? 3
-                           : first < 0xF5 ? 4
-                                          : 0;
-  if (size == 0 || size > text.size()) return 0;
-  character = size == 1 ? first : first & (0xFFU >> (size + 1));
-  for (std::size_t i = 1; i < size; ++i) {
-    const auto next = static_cast<unsigned char>(text[i]);
-    if ((next & 0xC0U) != 0x80) return 0;
-    character = character << 6 | (next & 0x3FU);
-  }
-  constexpr std::array<char32_t, 5> least{0, 0, 0x80, 0x800, 0x10000};
-  const bool isSurrogate = character >= 0xD800 && character < 0xE000;
-  return character < least[size] || character > 0x10FFFF || isSurrogate ? 0 : size;
 }
 
 // What a terminal would obey: the control characters, those of directions of writing among them.
@@ -110,7 +91,7 @@ std::string printable(std::string_view text) {
   std::string result;
   while (!text.empty()) {
     char32_t character = 0;
-    const std::size_t size = decode(text, character);
+    const std::size_t size = decodeUtf8(text, character);
     if (size == 0 || (size == 1 && isControl(character))) {
       appendEscaped(result, static_cast<unsigned char>(text[0]));
     } else if (isControl(character)) {
@@ -127,7 +108,7 @@ std::string inQuotes(std::string_view text) { return '"' + printable(text) + '"'
 
 bool isUtf8(std::string_view text) {
   for (char32_t character = 0; !text.empty();) {
-    const std::size_t size = decode(text, character);
+    const std::size_t size = decodeUtf8(text, character);
     if (size == 0) return false;
     text.remove_prefix(size);
   }
@@ -154,7 +135,7 @@ nlohmann::ordered_json textJson(std::string_view text) {
 std::size_t columnsOf(std::string_view text) {
   std::size_t columns = 0;
   for (char32_t character = 0; !text.empty();) {
-    const std::size_t size = decode(text, character);
+    const std::size_t size = decodeUtf8(text, character);
     const int width = size == 0 ? 1 : ::wcwidth(static_cast<wchar_t>(character));
     columns += width < 0 ? 1 : static_cast<std::size_t>(width);
     text.remove_prefix(size == 0 ? 1 : size);
