@@ -12,6 +12,7 @@ JOBS ?= $(shell nproc)
 FILES ?=
 ANALYZE ?= yes
 MINUTES ?= 1
+SHOTS ?=
 SUBJECT ?= *
 SEED ?= $(shell od -An -N3 -tu4 /dev/urandom)
 
@@ -29,7 +30,7 @@ configure = cmake --preset $(1) -B $(2) --log-level=WARNING \
 	-DPSCOLLECTIONS_JAVA=$(if $(JDK),ON,OFF) $(4)
 run_tests = ctest --test-dir $(1) --output-on-failure --no-label-summary --no-tests=error -j $(JOBS)
 
-.PHONY: build demo demo-java check trials bench bench-quick install packages packages-check abi-check abi-release asan tsan clang exports format format-check tidy docs clean help
+.PHONY: build demo demo-java check pictures-check trials bench bench-quick install packages packages-check abi-check abi-release asan tsan clang exports format format-check tidy docs clean help
 
 build:
 	@tools/install-dependencies build tools $(JDK)
@@ -60,6 +61,16 @@ asan:
 	@$(call configure,dev,build/dev,TOOLS EXAMPLES TESTS,-DPSCOLLECTIONS_STATIC=ON)
 	@cmake --build build/dev -j $(JOBS)
 	@$(call run_tests,build/dev)
+
+# Looks at the pictures of all kinds of stores with headless Chromium. SHOTS=folder keeps what was seen.
+pictures-check:
+	@tools/install-dependencies build tools test pictures
+	@$(call configure,$(PRESET),$(BUILD),TOOLS EXAMPLES TESTS)
+	@cmake --build $(BUILD) -j $(JOBS) --target make_pictures
+	@rm -rf $(BUILD)/pictures
+	@$(BUILD)/tests/tools/make_pictures $(BUILD)/pictures
+	@tools/check-pictures --self-test $(addprefix $(BUILD)/pictures/,tree-emptied-wide.svg map-shop-wide.svg)
+	@tools/check-pictures $(addprefix --shots ,$(SHOTS)) $(BUILD)/pictures
 
 # The tests that start threads.
 tsan:
@@ -144,6 +155,7 @@ help:
 	@echo 'make demo-java    the same for the example in Java'
 	@echo 'make check        build and run all tests'
 	@echo 'make asan         the same under address and undefined-behaviour sanitizers'
+	@echo 'make pictures-check  look at the pictures of stores with headless Chromium; SHOTS=folder keeps the screenshots'
 	@echo 'make tsan         run the tests that start threads under the thread sanitizer'
 	@echo 'make trials       kills, power failures, damage and the like for MINUTES=1 each; SUBJECT=kill SEED=n repeats one'
 	@echo 'make clang        compile everything with clang, the benchmarks too; runs nothing'
