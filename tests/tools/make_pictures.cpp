@@ -52,7 +52,7 @@ class Gallery {
     const pscol::picture::ReportData data = samples::makeStore(shape);
     const pscol::picture::StoreMap map(data.info, data.survey, data.classes, data.owners);
     const pscol::picture::MapPicture picture(map, data.storeName);
-    both("map-" + name, [&](double width) { return picture.draw(width, width > 600 ? 560 : 520, true); });
+    both("map-" + name, [&](double width) { return picture.draw(width, pscol::picture::mapHeight(width), true); });
     write("report-" + name + ".html", pscol::picture::Report(data).html());
   }
 

@@ -204,7 +204,7 @@ TEST(Pictures, ShowTheFillOfEachNodeOfATree) {
 TEST(Pictures, ShowTheWayToAKey) {
   const samples::Tree tree = makeTree({psCollectionKind::sortedSet, 1000000});
   const auto& leaves = tree.sketch.leaves();
-  const KeyInTree key{{leaves[5000].id}, 7, true, samples::oddNames()[0]};
+  const KeyInTree key{leaves[5000].id, 7, true, samples::oddNames()[0]};
   const Subject of = subject();
   const auto elements = elementsOf(TreePicture(tree.info, tree.sketch, of, key).draw(1040, false).element("wide"));
   std::vector<std::pair<double, double>> boxes;
@@ -317,7 +317,7 @@ TEST(Pictures, MapAllBytesOfAStore) {
     const ReportData store = makeStore(shape);
     const StoreMap map(store.info, store.survey, store.classes, store.owners);
     for (const double width : widths) {
-      const auto elements = elementsOf(MapPicture(map, store.storeName).draw(width, 520, true).document());
+      const auto elements = elementsOf(MapPicture(map, store.storeName).draw(width, mapHeight(width), true).document());
       EXPECT_NEAR(bytesOfMap(elements), map.root().bytes, 5);
       if (shape.hasFile) {
         EXPECT_NEAR(map.root().bytes, static_cast<double>(store.info.fileBytes), 1);

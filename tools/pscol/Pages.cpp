@@ -2,6 +2,7 @@
 
 #include <version.h>
 
+#include <algorithm>
 #include <cctype>
 
 namespace pscol {
@@ -56,6 +57,7 @@ std::string optionsOf(const Command& command) {
   for (const Command::Option& option : command.options()) {
     if (isFlagOrOption(option)) words += ' ' + option.name;
   }
+  std::replace(words.begin(), words.end(), ',', ' ');  // a short and a long name
   return words;
 }
 

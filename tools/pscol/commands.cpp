@@ -6,6 +6,7 @@
 #include "pscol/InfoCommand.h"
 #include "pscol/ListCommand.h"
 #include "pscol/LoadCommand.h"
+#include "pscol/PictureCommands.h"
 #include "pscol/SchemaCommand.h"
 #include "pscol/ShowCommand.h"
 #include "pscol/TopCommand.h"
@@ -18,7 +19,11 @@ Commands allCommands() {
   commands.push_back(std::make_unique<ListCommand>());
   commands.push_back(std::make_unique<SchemaCommand>());
   commands.push_back(std::make_unique<ShowCommand>());
+  commands.push_back(std::make_unique<StatCommand>());
   commands.push_back(std::make_unique<CheckCommand>());
+  commands.push_back(std::make_unique<GraphCommand>());
+  commands.push_back(std::make_unique<MapCommand>());
+  commands.push_back(std::make_unique<ReportCommand>());
   commands.push_back(std::make_unique<BackupCommand>());
   commands.push_back(std::make_unique<CompactCommand>());
   commands.push_back(std::make_unique<SalvageCommand>());

@@ -40,7 +40,7 @@ class AdviceList {
 void addDamage(AdviceList& list, const psCollectionInfo& info, const char* part) {
   if (info.unreadable == 0) return;
   list.add(Severity::damage, counted(info.unreadable, part) +
-                                 " cannot be read. Copy what can be read with pscol dump, or restore a backup.");
+                                 " cannot be read. Restore a backup, or copy what can be read with pscol salvage.");
 }
 
 void addContainers(AdviceList& list, const psCollectionInfo& info, const char* setter) {

@@ -3,6 +3,7 @@
 #include <algorithm>
 #include <functional>
 
+#include "pscol/picture/MapPicture.h"
 #include "pscol/picture/Numbers.h"
 #include "pscol/picture/Text.h"
 #include "pscol/picture/Treemap.h"
@@ -58,7 +59,7 @@ double bytesOfLast(const MapField& root, std::size_t most) {
 
 MapDrawing::MapDrawing(const MapField& root, std::size_t mostFields, Svg& svg) : root_(root), svg_(svg) {
   const double least = svg.width() > 600 ? 260 : 420;
-  const double picture = svg.width() * (svg.width() > 600 ? 560 : 520);
+  const double picture = svg.width() * mapHeight(svg.width());
   smallest_ = std::max(least, share(bytesOfLast(root, mostFields) * picture, root.bytes) * 1.001);
 }
 

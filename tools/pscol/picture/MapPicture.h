@@ -8,6 +8,9 @@
 
 namespace pscol::picture {
 
+// Of a map of this width, without its head and legend.
+constexpr double mapHeight(double width) { return width > 600 ? 560 : 520; }
+
 // A treemap of a store: the area of a field is its share of the bytes of the field around it, headers left out. What
 // is too small to be seen is one field together.
 class MapPicture {

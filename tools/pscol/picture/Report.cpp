@@ -142,11 +142,10 @@ std::string Report::check() const {
   if (found.faultCount == 0)
     return title + verdict("half", "<p><b>Not checked to the end.</b> No fault was found in " + seen + ".</p>");
   return title +
-         verdict("low",
-                 "<p><b>Not whole: " + counted(found.faultCount, "fault") +
-                     ".</b> Keep this file as it is. Restore a backup, or take out what can be read:<br><code>pscol "
-                     "dump " +
-                     htmlText(data_.storeName) + "</code></p>") +
+         verdict("low", "<p><b>Not whole: " + counted(found.faultCount, "fault") +
+                            ".</b> Keep this file as it is. Restore a backup, or copy what can be read:<br><code>pscol "
+                            "salvage " +
+                            htmlText(data_.storeName) + "</code></p>") +
          findings(found.faults, found.faultCount, "Faults", 20000) +
          findings(found.notes, found.noteCount, "Notes", 10000);
 }
@@ -154,7 +153,7 @@ std::string Report::check() const {
 std::string Report::findings(const std::vector<psFinding>& list, std::uint64_t count, const std::string& title,
                              std::size_t most) const {
   if (list.empty()) return "";
-  HtmlTable table(title, {{"Identifier"}, {"What is wrong", Align::wrap}, {"Database and container"}});
+  HtmlTable table(title, {{"Identifier"}, {"What was found", Align::wrap}, {"Database and container"}});
   table.setMostBytes(most);
   for (const psFinding& finding : list)
     table.add({finding.id.isNull() ? "" : "<code>" + idText(finding.id) + "</code>", htmlText(finding.text),
@@ -166,8 +165,7 @@ std::string Report::map(const StoreMap& storeMap) const {
   const MapPicture picture(storeMap, data_.storeName, 150);
   return "<h2 id=\"map\">Map</h2><p class=\"q\">Area is bytes: databases, containers (a collection's own containers "
          "together), classes. Point at a field for its exact size.</p>" +
-         bothWidths([&](double width) { return picture.draw(width, width > 600 ? 560 : 520, false); }) +
-         mapTable(storeMap);
+         bothWidths([&](double width) { return picture.draw(width, mapHeight(width), false); }) + mapTable(storeMap);
 }
 
 std::string Report::mapTable(const StoreMap& storeMap) const {

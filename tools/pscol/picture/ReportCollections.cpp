@@ -26,16 +26,6 @@ std::string nameOf(const ReportedCollection& collection) {
   return collection.path.empty() ? idText(collection.id) : collection.path;
 }
 
-std::vector<Advice> adviceFor(const ReportedCollection& collection) {
-  if (!collection.complaint.empty())
-    return {{Advice::Severity::damage,
-             idText(collection.id) + " " + collection.complaint +
-                 ". Copy what can be read with pscol dump, or restore a backup.",
-             nameOf(collection)}};
-  return collection.isTable() ? adviceOn(collection.table, collection.tally, nameOf(collection))
-                              : adviceOn(collection.tree, nameOf(collection));
-}
-
 std::string adviceItem(const Advice& advice) {
   return "<li>" + severityWord(advice.severity) + (advice.subject.empty() ? "" : htmlName(advice.subject) + " ") +
          htmlText(advice.sentence) + "</li>";
@@ -50,9 +40,19 @@ std::string anchorOf(const ReportedCollection& collection) { return "c-" + idTex
 
 }  // namespace
 
+std::vector<Advice> adviceOn(const ReportedCollection& collection) {
+  const std::string name = nameOf(collection);
+  if (!collection.complaint.empty())
+    return {{Advice::Severity::damage,
+             idText(collection.id) + " " + collection.complaint +
+                 ". Restore a backup, or copy what can be read with pscol salvage.",
+             name}};
+  return collection.isTable() ? adviceOn(collection.table, collection.tally, name) : adviceOn(collection.tree, name);
+}
+
 ReportCollections::ReportCollections(const ReportData& data) : data_(data) {
   for (const ReportedCollection& collection : data.collections) {
-    entries_.push_back({&collection, adviceFor(collection)});
+    entries_.push_back({&collection, adviceOn(collection)});
     if (!collection.path.empty()) ++named_;
   }
   // An unnamed collection is one of many, in most stores.

@@ -10,6 +10,7 @@
 #include "inspect/psStoredClass.h"
 #include "inspect/psSurvey.h"
 #include "inspect/psTreeInfo.h"
+#include "pscol/picture/Advice.h"
 #include "pscol/picture/HashSketch.h"
 #include "pscol/picture/HashTally.h"
 #include "pscol/picture/StoreMap.h"
@@ -32,6 +33,8 @@ struct ReportedCollection {
   bool isTable() const { return psIsHashTable(table.kind); }
   const psCollectionInfo& info() const { return isTable() ? static_cast<const psCollectionInfo&>(table) : tree; }
 };
+
+std::vector<Advice> adviceOn(const ReportedCollection& collection);
 
 // All that a report is made of.
 struct ReportData {

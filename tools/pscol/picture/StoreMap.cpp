@@ -9,6 +9,8 @@ namespace pscol::picture {
 
 namespace {
 
+constexpr unsigned int storageOfArrays = 9;  // among the class numbers
+
 void sortBySize(std::vector<MapField>& fields) {
   std::stable_sort(fields.begin(), fields.end(),
                    [](const MapField& a, const MapField& b) { return a.bytes > b.bytes; });
@@ -97,7 +99,7 @@ MapField StoreMap::databaseField(const psDatabaseInfo& database, const Container
 void StoreMap::addClasses(MapField& field, const psContainerInfo& container) const {
   for (const auto& [typeN, count] : container.classes) {
     if (count.bytes == 0) continue;
-    const std::string known = typeN == 0 ? "storage of arrays" : nameOfClass(typeN);
+    const std::string known = typeN == 0 || typeN == storageOfArrays ? "arrays" : nameOfClass(typeN);
     const std::string name = known.empty() ? "class " + std::to_string(typeN) : known;
     auto part =
         std::find_if(field.parts.begin(), field.parts.end(), [&](const MapField& one) { return one.name == name; });

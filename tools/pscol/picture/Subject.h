@@ -23,8 +23,8 @@ struct Subject {
 
 // Where a key is in a tree, or would be.
 struct KeyInTree {
-  std::vector<psId> way;    // the nodes, from the root down
-  std::uint32_t entry = 0;  // in the last of them
+  psId leaf;
+  std::uint32_t entry = 0;  // in the leaf
   bool isPresent = true;
   std::string label;
 };

@@ -21,9 +21,9 @@ std::string fillText(std::uint32_t used, std::uint32_t capacity) {
 }
 
 std::size_t leafOf(const std::optional<KeyInTree>& key, const std::vector<TreeSketch::Leaf>& leaves) {
-  if (!key || key->way.empty()) return leaves.size();
-  const auto found = std::find_if(leaves.begin(), leaves.end(),
-                                  [&](const TreeSketch::Leaf& leaf) { return leaf.id == key->way.back(); });
+  if (!key) return leaves.size();
+  const auto found =
+      std::find_if(leaves.begin(), leaves.end(), [&](const TreeSketch::Leaf& leaf) { return leaf.id == key->leaf; });
   return static_cast<std::size_t>(found - leaves.begin());
 }
 

@@ -36,6 +36,14 @@ std::vector<std::vector<TreeSketch::Inner>> TreeSketch::innerLevels() const {
   return levels;
 }
 
+std::optional<KeyInTree> TreeSketch::keyAt(std::uint64_t position, std::string label) const {
+  const auto found = std::find_if(leaves_.begin(), leaves_.end(), [&](const Leaf& leaf) {
+    return leaf.isReadable && leaf.elementsBefore <= position && position < leaf.elementsBefore + leaf.used;
+  });
+  if (found == leaves_.end()) return std::nullopt;
+  return KeyInTree{{found->id}, static_cast<std::uint32_t>(position - found->elementsBefore), true, std::move(label)};
+}
+
 std::string TreeSketch::complaintOf(std::size_t leaf) const {
   const auto found = complaints_.find(leaf);
   return found == complaints_.end() ? "" : found->second;

@@ -2,10 +2,12 @@
 
 #include <cstdint>
 #include <map>
+#include <optional>
 #include <string>
 #include <vector>
 
 #include "inspect/psTreeInfo.h"
+#include "pscol/picture/Subject.h"
 
 namespace pscol::picture {
 
@@ -39,6 +41,8 @@ class TreeSketch {
   const std::vector<Leaf>& leaves() const { return leaves_; }
   // Inner nodes by their levels, from the root down.
   std::vector<std::vector<Inner>> innerLevels() const;
+  // Where the element at this position is, counted without what cannot be read.
+  std::optional<KeyInTree> keyAt(std::uint64_t position, std::string label) const;
   std::uint64_t leafBytes() const { return leafBytes_; }
   std::uint64_t innerBytes() const { return innerBytes_; }
   // Why a node cannot be read; "" when there were too many of these to keep all.
