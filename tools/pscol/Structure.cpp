@@ -119,6 +119,11 @@ std::string Structure::label(const psId& element) {
   return number;
 }
 
+std::string Structure::nameOf(const psId& element) {
+  const std::string text = label(element);
+  return text.empty() ? idText(element) : text;
+}
+
 std::optional<picture::KeyInTree> Structure::place(const picture::ReportedCollection& one,
                                                    const picture::TreeSketch& sketch, const psId& element) {
   const pstHandle<psCollection> collection(one.id);
@@ -126,7 +131,7 @@ std::optional<picture::KeyInTree> Structure::place(const picture::ReportedCollec
   const std::unique_ptr<psCollectionIterator> at(collection->iterator());
   std::uint64_t position = 0;
   while (at->hasNext()) {
-    if (at->next(pscNoLock).oid() == element) return sketch.keyAt(position, label(element));
+    if (at->next(pscNoLock).oid() == element) return sketch.keyAt(position, nameOf(element));
     ++position;
   }
   return std::nullopt;
@@ -146,7 +151,7 @@ std::optional<picture::KeyInTable> Structure::place(const picture::ReportedColle
   if (after == buckets.begin() || one.table.slots == 0) return std::nullopt;
   const pstHandle<psCollection> collection(one.id);
   return picture::KeyInTable{(after - 1)->id, hash % one.table.slots,
-                             collection.open(pscRead) == 1 && collection->contains(key), label(element)};
+                             collection.open(pscRead) == 1 && collection->contains(key), nameOf(element)};
 }
 
 }  // namespace pscol

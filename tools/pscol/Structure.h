@@ -39,6 +39,7 @@ class Structure {
 
  private:
   psId find(const std::string& path);
+  std::string nameOf(const psId& element);  // its label or identifier
   void note(const psId& part, const std::string& path);
 
   OpenStore& store_;

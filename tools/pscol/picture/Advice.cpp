@@ -67,12 +67,16 @@ void addLeaves(AdviceList& list, const psTreeInfo& tree) {
   if (leaves.nodes < 8 || leaves.fill() >= 0.45 || leaves.capacity == 0) return;
   const double capacity = static_cast<double>(leaves.capacity) / static_cast<double>(leaves.nodes - leaves.unreadable);
   const double needed = std::max(std::ceil(static_cast<double>(leaves.used) / capacity), 1.0);
-  const auto parts = static_cast<double>(std::max(tree.parts, leaves.nodes));
-  const double bytes = static_cast<double>(tree.bytes) * static_cast<double>(leaves.nodes) / parts;
+  const auto count = static_cast<double>(leaves.nodes);
+  const double leafBytes =
+      static_cast<double>(tree.bytes) * count / static_cast<double>(std::max(tree.parts, leaves.nodes));
+  const double headers = leafBytes - entryBytes(tree, leafBytes);
+  const double part = 1 - needed / count;
+  const double containers = static_cast<double>(tree.containers) * part;
   list.add(Severity::advice, "Leaves are " + percentText(leaves.fill()) + " full: compact() would make " +
                                  counted(static_cast<std::uint64_t>(needed)) + " of " + counted(leaves.nodes) +
-                                 " leaves and give back about " +
-                                 bytesText(bytes * (1 - needed / static_cast<double>(leaves.nodes))) + ".");
+                                 " leaves and give back about " + bytesText(headers * part) + " and " +
+                                 counted(static_cast<std::uint64_t>(containers), "container") + ".");
 }
 
 void addCapacity(AdviceList& list, const psTreeInfo& tree) {
@@ -114,6 +118,16 @@ const char* wordFor(Severity severity) {
       return "Damage";
   }
   return "";
+}
+
+// Records have no bytes for entries that are free. An entry is a reference, in a map 2, and in some orders has an
+// abbreviation of its key, of which nothing but the bytes tells.
+double entryBytes(const psTreeInfo& tree, double leafBytes) {
+  const auto elements = static_cast<double>(tree.elements);
+  const double references = (psIsMap(tree.kind) ? 16 : 8) * elements;
+  const double abbreviated = references + 8 * elements;
+  const bool hasAbbreviations = tree.kind != psCollectionKind::list && abbreviated <= leafBytes;
+  return std::min(hasAbbreviations ? abbreviated : references, leafBytes);
 }
 
 std::vector<Advice> adviceOn(const psTreeInfo& tree, const std::string& path) {

@@ -30,6 +30,9 @@ std::vector<Advice> adviceOn(const psHashInfo& table, const HashTally& tally, co
 // On a store there may be none.
 std::vector<Advice> adviceOn(const psStoreInfo& store, const psSurvey& survey);
 
+// What the entries of a tree take of the bytes of its leaves.
+double entryBytes(const psTreeInfo& tree, double leafBytes);
+
 // From this number on, a database gets no more containers for parts of collections: they go into another database.
 constexpr std::uint64_t firstCrowdedContainer = 30000;
 constexpr std::uint64_t mostContainers = 65535;  // of a database

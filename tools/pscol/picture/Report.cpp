@@ -145,7 +145,7 @@ std::string Report::check() const {
          verdict("low", "<p><b>Not whole: " + counted(found.faultCount, "fault") +
                             ".</b> Keep this file as it is. Restore a backup, or copy what can be read:<br><code>pscol "
                             "salvage " +
-                            htmlText(data_.storeName) + "</code></p>") +
+                            htmlText(data_.storeName) + " COPY</code></p>") +
          findings(found.faults, found.faultCount, "Faults", 20000) +
          findings(found.notes, found.noteCount, "Notes", 10000);
 }

@@ -282,30 +282,21 @@ void TreeDrawing::drawLeafOfKey() {
   y_ += 36;
 }
 
-// Free entries take bytes where records store them; so they are told from what the nodes take.
 void TreeDrawing::drawBytes() {
-  double used = 0;
-  double free = 0;
-  const double entry = psIsMap(info_.kind) ? 16 : 8;
-  for (const Leaf& leaf : leaves_) {
-    used += entry * leaf.used;
-    free += entry * (leaf.capacity - std::min(leaf.used, leaf.capacity));
-  }
-  const auto leafBytes = static_cast<double>(sketch_.leafBytes());
-  used = std::min(used, leafBytes);
-  free = std::min(free, leafBytes - used);
+  const auto leaves = static_cast<double>(sketch_.leafBytes());
   const auto inner = static_cast<double>(sketch_.innerBytes());
-  const double other = std::max(static_cast<double>(info_.bytes) - used - free - inner, 0.0);
+  const double entries = entryBytes(info_, leaves);
+  const double other = std::max(static_cast<double>(info_.bytes) - leaves - inner, 0.0);
   y_ += 24;
   chart_.caption(y_, "Bytes",
                  bytesText(static_cast<double>(info_.bytes)) +
                      (info_.elements == 0 ? "" : ", " + perElement(info_) + " an element") +
                      (chart_.isWide() ? "; the elements themselves are not counted" : ""),
                  svg_.width());
-  y_ = chart_.portions(y_ + 9, {{"f-full", "used entries", used},
-                                {"f-empty", "free entries", free},
+  y_ = chart_.portions(y_ + 9, {{"f-full", "entries of leaves", entries},
+                                {"f-full t", "headers of leaves", leaves - entries},
                                 {"f-inner", "inner nodes", inner},
-                                {"f-inner t", "headers of leaves", other}});
+                                {"f-inner t", "administrator", other}});
 }
 
 void TreeDrawing::drawLegend() {
