@@ -139,8 +139,7 @@ tidy:
 	@tools/install-dependencies build tools $(JDK) test lint
 	@$(call configure,$(PRESET),$(BUILD),TOOLS EXAMPLES TESTS TRIALS)
 	@$(if $(JDK),cmake --build $(BUILD) --target glossary_jar)
-	@run-clang-tidy -quiet -p $(BUILD) -j $(JOBS) $(if $(filter no,$(ANALYZE)),-checks='-clang-analyzer-*') \
-		'$(CURDIR)/(src|examples|tools|trials)/'
+	@tools/tidy $(BUILD) $(JOBS) $(if $(filter no,$(ANALYZE)),--checks=-clang-analyzer-*)
 
 docs:
 	@tools/install-dependencies docs
