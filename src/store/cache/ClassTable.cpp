@@ -173,14 +173,26 @@ bool ClassTable::check() {
   return isChecked_ = true;
 }
 
+// Null when objects in this store cannot be of the class.
+const ClassInfo* ClassTable::classOf(unsigned int number) const {
+  const ClassInfo* const info = TypeRegistry::instance().find(number);
+  return info != nullptr && (info->isOfProgram() || usesStoredClasses_) ? info : nullptr;
+}
+
+// Whether the store means the same class. A base class of which no store has objects has no name.
+bool ClassTable::isNamed(const ClassInfo& info, const Record& record) {
+  if (unqualified(info.name) == record.name || info.name.empty()) return true;
+  return fail({psErrorKind::schema,
+               "class number " + std::to_string(info.number) + " is " + record.name + " in the store, but " +
+                   info.name +
+                   (info.isOfProgram() ? " in this program; give one of them another number"
+                                       : " in a store that this process has looked at before; use another process")});
+}
+
 // Objects that nobody has described are refused one by one, where they are met: perhaps there is none any more.
 bool ClassTable::checkRecord(unsigned int number, const Record& record) {
-  const ClassInfo* const info = TypeRegistry::instance().find(number);
-  if (info != nullptr && unqualified(info->name) != record.name) {
-    return fail({psErrorKind::schema, "class number " + std::to_string(number) + " is " + record.name +
-                                          " in the store, but " + info->name +
-                                          " in this program; give one of them another number"});
-  }
+  const ClassInfo* const info = classOf(number);
+  if (info != nullptr && !isNamed(*info, record)) return false;
   if (info == nullptr && number != storageType) return true;
   for (std::size_t i = 0; i < record.layouts.size(); ++i) {
     const auto layout = static_cast<std::uint16_t>(i + 1);
@@ -192,6 +204,11 @@ bool ClassTable::checkRecord(unsigned int number, const Record& record) {
     }
     const ObjectForm& form = formOf(number, layout, shape.size);
     const bool isRefused = form.refusal.kind == psErrorKind::schema && !form.keepsVersion;
+    if (isRefused && shape.isDescribed() && info != nullptr && !info->isOfProgram()) {
+      return fail({psErrorKind::schema, textOf(*info) +
+                                            " has other fields or another version in the store than in one that this " +
+                                            "process has looked at before; use another process"});
+    }
     if (isRefused && shape.isDescribed())
       return fail({psErrorKind::schema, "the store has objects " + form.refusal.text});
   }
@@ -244,7 +261,7 @@ const ObjectForm& ClassTable::findForm(const Key& key) {
     lastKey_ = key;
     return *last_;
   }
-  const ClassInfo* const info = isStorage(key.type) ? nullptr : TypeRegistry::instance().find(key.type);
+  const ClassInfo* const info = isStorage(key.type) ? nullptr : classOf(key.type);
   ObjectForm form;
   if (isStorage(key.type)) {
     if (key.layout != 0) form = formOfElements(key);
@@ -270,6 +287,11 @@ ObjectForm ClassTable::formOfObjects(const ClassInfo& info, const Key& key) {
   Record record;
   ClassShape stored;
   ObjectForm form;
+  if (!info.isOfProgram() && (read(info.number, record) != Found::yes || !isNamed(info, record))) {
+    form.refusal = {psErrorKind::unknownClass, "of " + what + ", which the store does not describe"};
+    return form;
+  }
+  record = {};
   if (key.layout == 0) {
     stored.size = key.size;
     stored.base = info.base;

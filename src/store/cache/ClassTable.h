@@ -35,6 +35,9 @@ struct StoredClass {
 class ClassTable {
  public:
   void attach(Engine& engine) { engine_ = &engine; }
+  // Whether objects may be of classes that only a store describes. Without that they are of no known class.
+  void useStoredClasses(bool uses) { usesStoredClasses_ = uses; }
+  bool usesStoredClasses() const { return usesStoredClasses_; }
   void afterAbort();
 
   // Whether this program can work with the store's classes: none that it knows has another name there, is newer, or has
@@ -93,7 +96,9 @@ class ClassTable {
   bool fail(StoreError error);
 
   std::uint16_t findOrAdd(unsigned int number, std::string_view name, const ClassShape& shape);
+  const ClassInfo* classOf(unsigned int number) const;
   bool checkRecord(unsigned int number, const Record& record);
+  bool isNamed(const ClassInfo& info, const Record& record);
   const ObjectForm& findForm(const Key& key);
   ObjectForm formOfObjects(const ClassInfo& info, const Key& key);
   ObjectForm formOfElements(const Key& key);
@@ -108,6 +113,7 @@ class ClassTable {
   const NewLayout& present(const ClassInfo& info);
 
   Engine* engine_ = nullptr;
+  bool usesStoredClasses_ = false;
   std::string generation_;  // of the table that was checked
   bool isChecked_ = false;
   std::unordered_map<unsigned int, std::uint16_t> layouts_;  // by class number

@@ -50,7 +50,9 @@ void releaseDetached(Frame* frame) {
 
 Frame* frameOfAddress(const void* address) { return Arena::frameOf(address); }
 
-PageCache::~PageCache() {
+PageCache::~PageCache() { dropAll(); }
+
+void PageCache::dropAll() {
   while (!resident_.empty()) discard(*resident_.back());
 }
 

@@ -99,6 +99,8 @@ class PageCache {
   ClassTable& classes() { return classes_; }
   // Drops all images of a container that is being deleted.
   void dropContainer(std::uint16_t db, std::uint16_t oc);
+  // The same for all pages, in a session that only reads: more can be read when they are loaded again.
+  void dropAll();
 
   // In a checked build, reports objects that were written without being open for update. Called before a transaction
   // ends.

@@ -61,6 +61,11 @@ std::string TypeRegistry::refusal(const ClassInfo& info, Owner owner) const {
   const ClassInfo* const found = find(info.number);
   if (found == nullptr) return {};
   const ClassInfo& known = *found;
+  if (known.isOfProgram() != info.isOfProgram()) {
+    return "class number " + number + ", which " + info.name +
+           " has, is known in this process by what a store says of it; look at stores without their classes in " +
+           "another process";
+  }
   if (known.name == info.name && known.size == info.size && known.base == info.base) return {};
   return "class number " + number + " is claimed by both " + known.name + " and " + info.name +
          "; give one of them another number";
@@ -139,6 +144,11 @@ void TypeRegistry::addElements(const Structure& structure) {
 NewLayout TypeRegistry::layoutOf(const ClassInfo& info) const {
   const std::shared_lock<std::shared_mutex> lock(mutex_);
   NewLayout layout;
+  layout.initial = info.initial;
+  if (!info.isOfProgram()) {
+    layout.shape = *info.stored;
+    return layout;
+  }
   layout.shape.size = info.size;
   layout.shape.alignment = info.alignment;
   layout.shape.base = info.base;
@@ -149,7 +159,6 @@ NewLayout TypeRegistry::layoutOf(const ClassInfo& info) const {
     if (base != nullptr && !base->levels.empty()) level.version = base->levels.front().version;
   }
   layout.shape.order = info.order;
-  layout.initial = info.initial;
   if (const auto conversions = conversions_.find(info.number); conversions != conversions_.end())
     layout.conversions = conversions->second;
   return layout;

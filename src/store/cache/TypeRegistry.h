@@ -41,6 +41,13 @@ struct ClassInfo {
   std::vector<ClassLevel> levels;  // what it and its bases keep; the bases' versions are not set
   std::string initial;             // the bytes of an object of which nothing is set, if it has fields
   OrderShape order;                // what a comparator orders by, if PS_ORDER made it
+
+  // Of a class that the program lacks and only a store describes: its layout there. Objects of such a class are for
+  // sessions that only read, and the program's class of that number cannot be added any more.
+  std::shared_ptr<const ClassShape> stored;
+  bool hidesArrays = false;  // perhaps it has further arrays, which the store does not describe
+
+  bool isOfProgram() const { return stored == nullptr; }
 };
 
 // A class's name without namespaces: what the store knows it by.

@@ -217,7 +217,7 @@ bool ObjectSpace::change(Page& page) {
 void* ObjectSpace::create(std::uint32_t type, std::size_t size, const psId& near) {
   return guardMemory<void*>(nullptr, [&]() -> void* {
     const ClassInfo* const info = classOf_(type);
-    if (info == nullptr || info->virtualTable == 0) {
+    if (info == nullptr || info->virtualTable == 0 || !info->isOfProgram()) {
       session_.fail(psErrorKind::unknownClass, "class number " + std::to_string(type) +
                                                    " is not registered; put PS_REGISTER_CLASS into one source file");
       return nullptr;

@@ -219,6 +219,7 @@ bool SessionCore::openStore(const std::string& path, const psSessionOptions& opt
   cache_.updateLimit(options.updateLimit);
   if (!openFederation(options)) return false;
   cache_.attach(*engine_, pageSize);
+  cache_.classes().useStoredClasses(options.readOnly);
   if (!agreesOnClasses()) return false;
   auto sessions = held == nullptr ? std::make_unique<Sessions>() : nullptr;
   (sessions != nullptr ? *sessions : *held).push_back(shared_from_this());

@@ -4,6 +4,7 @@
 
 #include "store/base/ClassNumbers.h"
 #include "store/engine/StoreKey.h"
+#include "store/verify/ArraySearch.h"
 #include "store/verify/ContentChecker.h"
 
 namespace ps::detail {
@@ -16,56 +17,6 @@ constexpr std::size_t keySize = 5;
 constexpr int mostBases = 64;
 
 std::string classText(unsigned int number) { return "class number " + std::to_string(number); }
-
-// Collects where a layout has arrays. There can be more fields in a forged description than any object has bytes, so
-// the search ends after so many steps.
-class ArraySearch {
- public:
-  ArraySearch(std::vector<std::uint32_t>& arrays, bool& mayHide) : arrays_(arrays), mayHide_(mayHide) {}
-
-  void search(const ClassLevel& level) {
-    const ClassInfo* const info = TypeRegistry::instance().find(level.number);
-    // A class that has a version may have neither fields nor bytes of its own, over others that nobody describes.
-    if (level.fields.empty()) searchOpaque(0, info != nullptr ? info->size : 0, info);
-    for (const FieldShape& field : level.fields) {
-      if (field.kind == FieldKind::opaque)
-        searchOpaque(field.offset, field.size, info);
-      else
-        search(field, 0);
-    }
-  }
-
- private:
-  void search(const FieldShape& field, std::uint32_t begin) {
-    if (field.kind != FieldKind::array && field.kind != FieldKind::structure) return;
-    for (std::uint32_t i = 0; i < field.count; ++i) {
-      if (steps_ == 0) {
-        mayHide_ = true;
-        return;
-      }
-      --steps_;
-      const std::uint32_t at = begin + field.offset + i * field.size;
-      if (field.kind == FieldKind::array) arrays_.push_back(at);
-      for (const FieldShape& part : field.parts)
-        if (field.kind == FieldKind::structure) search(part, at);
-    }
-  }
-
-  // A class that is not described has its arrays where this program has them.
-  void searchOpaque(std::uint32_t begin, std::uint32_t size, const ClassInfo* info) {
-    if (info == nullptr || info->virtualTable == 0) {
-      mayHide_ = true;
-      return;
-    }
-    for (const std::uint32_t offset : info->arrayOffsets) {
-      if (offset >= begin && offset - begin + sizeof(psId) <= size) arrays_.push_back(offset);
-    }
-  }
-
-  std::vector<std::uint32_t>& arrays_;
-  bool& mayHide_;
-  std::uint32_t steps_ = 1000000;
-};
 
 }  // namespace
 
@@ -161,12 +112,14 @@ void ClassVerifier::describeObject(const FormKey& key, VerifiedForm& form) {
 
 // info is that of a class whose objects are in memory as they are stored.
 void ClassVerifier::findArrays(const ClassShape* shape, const ClassInfo* info, const FormKey& key, VerifiedForm& form) {
-  if (info != nullptr)
+  if (info != nullptr) {
     form.arrays = info->arrayOffsets;
-  else if (shape != nullptr && shape->isDescribed())
+    form.mayHideArrays = info->hidesArrays;
+  } else if (shape != nullptr && shape->isDescribed()) {
     findArraysIn(*shape, form);
-  else
+  } else {
     form.mayHideArrays = true;
+  }
   std::sort(form.arrays.begin(), form.arrays.end());
   form.arrays.erase(std::unique(form.arrays.begin(), form.arrays.end()), form.arrays.end());
   const bool areWithin = std::all_of(form.arrays.begin(), form.arrays.end(), [&key](std::uint32_t offset) {
