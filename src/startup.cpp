@@ -14,6 +14,7 @@
 #include "hash/psHashMap.h"
 #include "hash/psHashMapEntry.h"
 #include "hash/psHashSet.h"
+#include "inspect/DescribedOrder.h"
 #include "list/psTreeList.h"
 #include "list/psTreeListNode.h"
 #include "sorted/psBTreeNode.h"
@@ -69,6 +70,7 @@ constexpr LibraryClass classes[] = {
     libraryClass<psHashBucket>("psHashBucket", psRelocation::refused),
     libraryClass<psHashSet>("psHashSet", psRelocation::refused),
     libraryClass<psHashMap>("psHashMap", psRelocation::refused),
+    libraryClass<ps::detail::DescribedOrder>("DescribedOrder", psRelocation::refused),
 };
 
 int introduceAll() {
