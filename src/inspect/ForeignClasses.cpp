@@ -6,6 +6,7 @@
 #include <memory>
 #include <utility>
 
+#include "core/psCollection.h"
 #include "inspect/DescribedOrder.h"
 #include "store/cache/Frame.h"
 #include "store/session/SessionCore.h"
@@ -65,10 +66,12 @@ class Adoption {
   explicit Adoption(ClassTable& classes) : classes_(classes) {}
 
   bool run(std::vector<unsigned int>& adopted);
+  bool runForCollections();
   const StoreError& error() const { return error_; }
 
  private:
   bool readAll();
+  bool isCollection(unsigned int number) const;
   const ClassInfo* find(unsigned int number, int depth);
   const ClassInfo* make(unsigned int number, const StoredClass& found, const ClassShape& shape, int depth);
   bool findBase(const ClassShape& shape, std::size_t level, int depth, const ClassInfo*& base);
@@ -101,6 +104,24 @@ bool Adoption::run(std::vector<unsigned int>& adopted) {
   for (const auto& [number, found] : stored_) adoptOrder(number, found);
   adopted = adopted_;
   return true;
+}
+
+bool Adoption::runForCollections() {
+  if (!readAll()) return false;
+  for (const auto& known : stored_) {
+    if (isCollection(known.first)) find(known.first, 0);
+  }
+  return true;
+}
+
+bool Adoption::isCollection(unsigned int number) const {
+  for (int i = 0; i < mostBases && number > psHighestLibraryTypeN; ++i) {
+    const auto found = stored_.find(number);
+    const ClassShape* const newest = found != stored_.end() ? newestLayout(found->second) : nullptr;
+    if (newest == nullptr) return false;
+    number = newest->base;
+  }
+  return TypeRegistry::instance().isKindOf(number, psCollection::pstTypeN);
 }
 
 bool Adoption::readAll() {
@@ -275,6 +296,13 @@ bool adoptForeignClasses(SessionCore& session, std::vector<unsigned int>& adopte
   session.cache().dropAll();
   dropAllNotes();
   return true;
+}
+
+bool adoptForeignCollections(SessionCore& session) {
+  ClassTable& classes = session.cache().classes();
+  classes.useStoredClasses(true);
+  Adoption adoption(classes);
+  return adoption.runForCollections() || session.fail(adoption.error());
 }
 
 }  // namespace ps::detail

@@ -23,4 +23,7 @@ class SessionCore;
 // False, with the reason signalled, when the classes of the store cannot be read.
 bool adoptForeignClasses(SessionCore& session, std::vector<unsigned int>& adopted);
 
+// The same of classes of collections alone, in a session that may change the store: for who makes collections anew.
+bool adoptForeignCollections(SessionCore& session);
+
 }  // namespace ps::detail

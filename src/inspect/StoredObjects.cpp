@@ -85,7 +85,8 @@ bool StoredObjects::list(std::vector<psStoredClass>& classes) {
     found.typeN = number;
     found.name = known.name;
     found.isSound = known.isSound;
-    found.isRegistered = TypeRegistry::instance().find(number) != nullptr;
+    const ClassInfo* const info = TypeRegistry::instance().find(number);
+    found.isRegistered = info != nullptr && info->isOfProgram();
     for (std::size_t i = 0; i < known.layouts.size(); ++i)
       found.layouts.push_back(layoutFrom(known.layouts[i], static_cast<std::uint16_t>(i + 1)));
   }

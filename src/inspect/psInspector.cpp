@@ -6,6 +6,7 @@
 #include <utility>
 
 #include "hash/psHashMap.h"
+#include "inspect/ForeignClasses.h"
 #include "inspect/HashWalker.h"
 #include "inspect/ObjectNames.h"
 #include "inspect/StoreSurveyor.h"
@@ -91,6 +92,14 @@ int psInspector::classes(std::vector<psStoredClass>& found) {
     found.clear();
     return state_->objects.list(found) || session.fail(session.cache().classes().error());
   });
+}
+
+int psInspector::adoptClasses() {
+  std::vector<unsigned int> adopted;
+  const bool isDone = run("adopting classes", [&](SessionCore& session) {
+                        return ps::detail::adoptForeignClasses(session, adopted);
+                      }) == 1;
+  return isDone ? static_cast<int>(adopted.size()) : -1;
 }
 
 int psInspector::object(const psId& id, psStoredObject& found) {

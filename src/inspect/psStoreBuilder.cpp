@@ -7,6 +7,7 @@
 #include <utility>
 
 #include "inspect/CollectionBuilder.h"
+#include "inspect/ForeignClasses.h"
 #include "inspect/LibraryFields.h"
 #include "inspect/ObjectNames.h"
 #include "inspect/PageComposer.h"
@@ -242,7 +243,8 @@ bool psStoreBuilder::Work::beginCollections() {
   isInCollections = true;
   psSessionOptions options;
   options.sync = false;
-  return ofSession(session.open(temporary, options)) && ofSession(session.begin(pscUpdate));
+  return ofSession(session.open(temporary, options)) && ofSession(session.begin(pscUpdate)) &&
+         ps::detail::adoptForeignCollections(*ps::detail::SessionCore::current());
 }
 
 // What an update changes is kept in memory until its commit.

@@ -5,7 +5,6 @@
 #include <utility>
 #include <vector>
 
-#include "pscol/Progress.h"
 #include "pscol/Text.h"
 #include "pscol/ValueText.h"
 
@@ -16,11 +15,7 @@ namespace {
 using Containers = std::map<psId, psContainerInfo>;
 
 Containers containersOf(OpenStore& store) {
-  psSurvey survey;
-  Progress progress("looked at", "records");
-  require(store.session(), store.inspector().survey(survey, [&progress](std::uint64_t done, std::uint64_t total) {
-    return progress.tell(done, total);
-  }));
+  psSurvey survey = store.survey();
   Containers containers;
   for (psDatabaseInfo& database : survey.databases) {
     for (psContainerInfo& container : database.containers) containers.emplace(container.id, std::move(container));
@@ -98,8 +93,8 @@ DiffCommand::DiffCommand() : Command("diff", "Show what differs between two stor
 }
 
 Status DiffCommand::run(Document& answer) {
-  OpenStore before(before_);
-  OpenStore after(after_);
+  OpenStore before(before_, psVerify::none, OpenStore::Classes::asStored);
+  OpenStore after(after_, psVerify::none, OpenStore::Classes::asStored);
   stores_[0] = &before;
   stores_[1] = &after;
   Document::Table& table =

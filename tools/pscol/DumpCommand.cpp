@@ -74,10 +74,9 @@ Status DumpCommand::run(Document& answer) {
     if (!file) throw Failure(Status::unusable, "the file " + inQuotes(output_) + " cannot be written");
   }
   out_ = output_.empty() ? &std::cout : &file;
-  psSurvey survey;
   psStoreInfo info;
   require(store.session(), store.inspector().info(info));
-  require(store.session(), store.inspector().survey(survey));
+  const psSurvey survey = store.survey();
   for (const auto& [number, count] : survey.classes) total_ += count.objects;
   write({{dumpHead, dumpVersion}, {"format", info.format}, {"pageSize", info.pageSize}, {"commit", info.commit}});
   lookAtCollections(store, survey);

@@ -1,7 +1,6 @@
 #include "pscol/ListCommand.h"
 
 #include "pscol/ClassNames.h"
-#include "pscol/Progress.h"
 #include "pscol/Text.h"
 
 namespace pscol {
@@ -73,11 +72,7 @@ Status ListCommand::run(Document& answer) {
     listNames(id, store, answer);
     return Status::fine;
   }
-  psSurvey survey;
-  Progress progress("looked at", "records");
-  require(store.session(), store.inspector().survey(survey, [&progress](std::uint64_t done, std::uint64_t total) {
-    return progress.tell(done, total);
-  }));
+  const psSurvey survey = store.survey();
   if (id.get_DB() == 0) listDatabases(survey, answer);
   for (const psDatabaseInfo& database : survey.databases) {
     if (database.id.get_DB() != id.get_DB()) continue;

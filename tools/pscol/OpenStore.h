@@ -12,17 +12,28 @@ namespace pscol {
 // throws Failure.
 class OpenStore {
  public:
-  explicit OpenStore(const std::string& path, psVerify verify = psVerify::none);
+  // Whether the classes of the store that this program lacks are made known to it, so that collections of them can be
+  // opened, and their orders checked. One process can do so for one store.
+  enum class Classes { adopted, asStored };
+
+  explicit OpenStore(const std::string& path, psVerify verify = psVerify::none, Classes classes = Classes::adopted);
 
   psSession& session() { return session_; }
   psInspector& inspector() { return inspector_; }
 
   // What a path or an identifier on the command line leads to. Throws Failure when there is nothing.
   psId find(const std::string& path);
+  // The same where a collection is wanted: of a container and an object of one name, the object.
+  psId findCollection(const std::string& path);
+  // Everything that is in the store, with progress shown meanwhile.
+  psSurvey survey();
   // Its path, or its identifier when it has none.
   std::string nameOf(const psId& id);
 
  private:
+  bool adopt();
+
+  Classes classes_;
   psSession session_;
   psInspector inspector_{session_};
 };

@@ -5,6 +5,7 @@
 #include <fstream>
 #include <system_error>
 
+#include "pscol/CollectionKeys.h"
 #include "pscol/Progress.h"
 #include "pscol/Text.h"
 #include "pscol/picture/HashPicture.h"
@@ -35,21 +36,12 @@ void requireOutput(const std::string& output) {
   if (output.empty()) throw Failure(Status::unusable, "say with --output which file to write");
 }
 
-psSurvey surveyOf(OpenStore& store) {
-  psSurvey survey;
-  Progress progress("looked at", "records");
-  require(store.session(), store.inspector().survey(survey, [&progress](std::uint64_t done, std::uint64_t total) {
-    return progress.tell(done, total);
-  }));
-  return survey;
-}
-
 // What a map needs; a report begins with it.
 picture::ReportData dataOf(OpenStore& store, Structure& structure, const ClassNames& names, const std::string& path) {
   picture::ReportData data;
   data.storeName = std::filesystem::path(path).filename().string();
   require(store.session(), store.inspector().info(data.info));
-  data.survey = surveyOf(store);
+  data.survey = store.survey();
   data.classes = names.all();
   structure.setOwners(&data.owners);
   Progress progress("walked over", "collections");
@@ -79,6 +71,15 @@ std::optional<Key> requirePlace(std::optional<Key> place, const std::string& key
   return place;
 }
 
+// What a word finds in a collection; where its order is not known, what it leads to.
+psId keyIn(const psId& collection, const std::string& word, OpenStore& store) {
+  CollectionKeys keys(store, collection);
+  if (!keys.canFind() || keys.kind() == psCollectionKind::list) return store.find(word);
+  const std::optional<FoundElement> found = keys.find(word);
+  if (!found) throw Failure(Status::negative, "there is no element " + inQuotes(word) + " in the collection");
+  return found->element;
+}
+
 double widthWithin(std::uint64_t width) { return static_cast<double>(std::clamp(width, narrowest, widest)); }
 
 }  // namespace
@@ -87,7 +88,7 @@ GraphCommand::GraphCommand() : Command("graph", "Draw the structure of a collect
   file("store", "The file of the store", &store_);
   argument("collection", "A path of names, or an identifier as in 1-2-3-4", &collection_);
   option("-o,--output", "FILE", "The SVG picture to write", &output_);
-  option("--key", "ELEMENT", "Show the way to this element: its path or identifier", &key_);
+  option("--key", "KEY", "Show the way to this element: a key, as `pscol get` takes it", &key_);
   option("--width", "N", widthText, &width_);
   details(
       "Of a list, sorted set or sorted map, how full the nodes of each level are; of a hash set or hash map, how even "
@@ -108,7 +109,7 @@ Status GraphCommand::run(Document& answer) {
 std::string GraphCommand::draw(Structure& structure, const picture::ReportedCollection& one, OpenStore& store) const {
   const picture::Subject subject{one.path, one.className, picture::adviceOn(one),
                                  [&structure](const psId& element) { return structure.label(element); }};
-  const psId key = key_.empty() ? psId() : store.find(key_);
+  const psId key = key_.empty() ? psId() : keyIn(one.id, key_, store);
   if (one.isTable()) {
     picture::HashSketch sketch;
     structure.sketch(one, sketch);

@@ -4,7 +4,6 @@
 
 #include <set>
 
-#include "pscol/Progress.h"
 #include "pscol/Text.h"
 
 namespace pscol {
@@ -54,11 +53,7 @@ Status SchemaCommand::run(Document& answer) {
 }
 
 void SchemaCommand::list(OpenStore& store, const ClassNames& classes, Document& answer) {
-  psSurvey survey;
-  Progress progress("looked at", "records");
-  require(store.session(), store.inspector().survey(survey, [&progress](std::uint64_t done, std::uint64_t total) {
-    return progress.tell(done, total);
-  }));
+  psSurvey survey = store.survey();
   Document::Table& table = answer.table("classes", "",
                                         {{"number", "Number"},
                                          {"name", "Class"},

@@ -1,5 +1,6 @@
 #include <cmath>
 
+#include "pscol/CollectionKeys.h"
 #include "pscol/PictureCommands.h"
 #include "pscol/Text.h"
 #include "pscol/picture/HashPicture.h"
@@ -13,7 +14,7 @@ void addInfo(const picture::ReportedCollection& one, OpenStore& store, Document&
   answer.fact("id", "Collection", one.id);
   answer.fact("path", "Path", one.path);
   answer.fact("class", "Class", one.className);
-  answer.fact("comparator", "Ordered by", info.comparator.isNull() ? Cell() : Cell(store.nameOf(info.comparator)));
+  answer.fact("order", "Ordered by", CollectionKeys(store, one.id).order());
   answer.fact("elements", "Elements", Cell::count(info.elements));
   answer.fact("parts", one.isTable() ? "Buckets" : "Nodes", Cell::count(info.parts));
   answer.fact("unreadable", "Unreadable", Cell::count(info.unreadable));

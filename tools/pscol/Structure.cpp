@@ -56,23 +56,9 @@ picture::ReportedCollection Structure::collection(const psId& id) {
 }
 
 // A container and an object of its database may have the same name; then the object is meant.
-psId Structure::find(const std::string& path) {
-  psId id = store_.find(path);
-  if (id.get_slot() != 0 || id.get_OC() == 0) return id;
-  const psId database(id.get_DB(), 0, 0, 0);
-  const std::string scope = store_.inspector().pathOf(database) + "/";
-  const std::string container = store_.inspector().pathOf(id);
-  const auto look = [&](const psFiling& filing) {
-    const bool isMeant = filing.kind == psFiling::Kind::name && scope + filing.text == container;
-    if (isMeant) id = filing.object.oid();
-    return !isMeant;
-  };
-  require(store_.session(), store_.session().names(pstHandle<psObj>(database), look));
-  return id;
-}
 
 picture::ReportedCollection Structure::wanted(const std::string& path) {
-  const psId id = find(path);
+  const psId id = store_.findCollection(path);
   if (id.get_slot() == 0)
     throw Failure(Status::negative, inQuotes(path) + " is no collection; `pscol ls` shows what is in it");
   psStoredObject object;

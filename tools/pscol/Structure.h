@@ -38,7 +38,6 @@ class Structure {
                                            const psId& element);
 
  private:
-  psId find(const std::string& path);
   std::string nameOf(const psId& element);  // its label or identifier
   void note(const psId& part, const std::string& path);
 

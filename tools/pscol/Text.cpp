@@ -1,11 +1,10 @@
 #include "pscol/Text.h"
 
-#include <wchar.h>
-
 #include <array>
 #include <cmath>
 #include <cstdio>
 #include <ctime>
+#include <cwchar>
 #include <nlohmann/json.hpp>
 
 #include "pscol/Utf8.h"

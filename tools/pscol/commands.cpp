@@ -7,6 +7,7 @@
 #include "pscol/ListCommand.h"
 #include "pscol/LoadCommand.h"
 #include "pscol/PictureCommands.h"
+#include "pscol/RangeCommands.h"
 #include "pscol/SchemaCommand.h"
 #include "pscol/ShowCommand.h"
 #include "pscol/TopCommand.h"
@@ -19,6 +20,8 @@ Commands allCommands() {
   commands.push_back(std::make_unique<ListCommand>());
   commands.push_back(std::make_unique<SchemaCommand>());
   commands.push_back(std::make_unique<ShowCommand>());
+  commands.push_back(std::make_unique<RangeCommand>());
+  commands.push_back(std::make_unique<GetCommand>());
   commands.push_back(std::make_unique<StatCommand>());
   commands.push_back(std::make_unique<CheckCommand>());
   commands.push_back(std::make_unique<GraphCommand>());
