@@ -7,16 +7,12 @@
 // A word of the book, or the name of a text. Other objects of the store can refer to it.
 class Word : public psObj {
   PS_PERSISTENT_CLASS(Word, psObj, 20001)
-  PS_FIELDS(text_)
+  PS_FIELDS(text)
 
  public:
-  explicit Word(std::string_view text) : text_(text) {}
+  explicit Word(std::string_view itsText) : text(itsText) {}
 
-  // Valid while the word is open.
-  std::string_view text() const { return text_.view(); }
-
- private:
-  ps::String text_;
+  ps::String text;  // never changes
 };
 
 // Words by the bytes of their texts; for UTF-8 that is the order of the characters.

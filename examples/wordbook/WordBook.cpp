@@ -140,14 +140,14 @@ bool WordBook::forEachLine(std::string_view word, const std::function<bool(const
     line = next;
     const ps::Ref<Text> text = line->text();
     const ps::Ref<Word> name = text->name();
-    if (!visit({name->text(), line->number(), line->letters()})) break;
+    if (!visit({name->text.view(), line->number(), line->letters()})) break;
   }
   return true;
 }
 
 std::map<std::string, WordBook::Extent> WordBook::texts() const {
   std::map<std::string, Extent> result;
-  for (const auto& [name, text] : *texts_) result[std::string(name.text())] = {text->bytes(), text->lines()};
+  for (const auto& [name, text] : *texts_) result[std::string(name.text.view())] = {text->bytes(), text->lines()};
   return result;
 }
 

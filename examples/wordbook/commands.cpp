@@ -73,7 +73,7 @@ int listWords(const std::string& store, const std::string& prefix) {
   int status = exitNotFound;
   for (const auto& [word, occurrences] : book.words().prefix(foldedPrefix(prefix))) {
     status = exitSuccess;
-    if (std::printf("%.*s\n", static_cast<int>(word.text().size()), word.text().data()) < 0) break;
+    if (std::printf("%.*s\n", static_cast<int>(word.text.size()), word.text.view().data()) < 0) break;
   }
   return status;
 }
@@ -87,7 +87,7 @@ int topWords(const std::string& store, std::size_t count) {
   std::priority_queue<Counted, std::vector<Counted>, decltype(isMoreFrequent)> top(isMoreFrequent);
   const WordBook book(store, pscRead);
   for (const auto& [word, occurrences] : book.words()) {
-    const Counted counted(ps::List<Line>(occurrences).size(), word.text());
+    const Counted counted(ps::List<Line>(occurrences).size(), word.text.view());
     if (top.size() == count && isMoreFrequent(counted, top.top())) top.pop();
     if (top.size() < count) top.push(counted);
   }
