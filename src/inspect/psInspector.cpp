@@ -96,9 +96,8 @@ int psInspector::classes(std::vector<psStoredClass>& found) {
 
 int psInspector::adoptClasses() {
   std::vector<unsigned int> adopted;
-  const bool isDone = run("adopting classes", [&](SessionCore& session) {
-                        return ps::detail::adoptForeignClasses(session, adopted);
-                      }) == 1;
+  const bool isDone = run("adopting classes",
+                          [&](SessionCore& session) { return ps::detail::adoptForeignClasses(session, adopted); }) == 1;
   return isDone ? static_cast<int>(adopted.size()) : -1;
 }
 

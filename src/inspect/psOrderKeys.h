@@ -18,6 +18,7 @@
 
 // A value of an element by which it is ordered.
 struct psOrderKey {
+  // What the value is: a number, a text or an identifier.
   using Kind = ps::KeyKind;
 
   std::string field;  // empty when a function of the program makes the value
