@@ -16,6 +16,12 @@ Cell Cell::bytes(std::uint64_t number) {
   return cell;
 }
 
+Cell Cell::exactBytes(std::uint64_t number) {
+  Cell cell{Value(number)};
+  cell.text_ = countText(number) + " bytes";
+  return cell;
+}
+
 Cell Cell::share(double part) {
   Cell cell{Value(part)};
   cell.text_ = shareText(part);

@@ -23,6 +23,7 @@ class Cell {
   static Cell yesNo(bool is) { return Cell(Value(is)); }
   static Cell count(std::uint64_t number) { return Cell(Value(number)); }
   static Cell bytes(std::uint64_t number);
+  static Cell exactBytes(std::uint64_t number);
   static Cell share(double part);  // of 1
   static Cell seconds(double duration);
   static Cell time(std::int64_t secondsSince1970);

@@ -20,8 +20,8 @@ Status InfoCommand::run(Document& answer) {
   answer.fact("fileBytes", "Size", Cell::bytes(info.fileBytes));
   answer.fact("pages", "Pages", Cell::count(info.enginePages));
   answer.fact("freePages", "Free pages", Cell::count(info.freePages));
-  answer.fact("enginePageSize", "Page of the file", Cell::bytes(info.enginePageSize));
-  answer.fact("pageSize", "Page of objects", Cell::bytes(info.pageSize));
+  answer.fact("enginePageSize", "Page of the file", Cell::exactBytes(info.enginePageSize));
+  answer.fact("pageSize", "Page of objects", Cell::exactBytes(info.pageSize));
   answer.fact("records", "Records", Cell::count(info.records));
   answer.fact("commit", "Last commit", Cell::count(info.commit));
   answer.fact("changed", "File changed", Cell::time(info.lastCommitTime));

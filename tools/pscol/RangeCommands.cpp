@@ -1,5 +1,7 @@
 #include "pscol/RangeCommands.h"
 
+#include <pscollections.h>
+
 #include <nlohmann/json.hpp>
 
 #include "pscol/CollectionKeys.h"
@@ -27,6 +29,13 @@ Cell contentOf(const psId& id, OpenStore& store) {
   if (id.isNull()) return {};
   if (store.inspector().object(id, object) != 1) return Cell("(cannot be read)");
   const std::string name = object.className.empty() ? "class " + std::to_string(object.typeN) : object.className;
+  // That of a tree is kept in its root.
+  if (psIsTree(store.inspector().kindOf(id))) {
+    const int size = pstHandle<psCollection>(id)->size();
+    if (size >= 0)
+      return Cell::json(name + " of " + countText(static_cast<std::uint64_t>(size)),
+                        Json{{"class", name}, {"elements", size}});
+  }
   return Cell::json(name + " {" + fieldsText(object) + "}", Json{{"class", name}, {"fields", fieldsJson(object)}});
 }
 
