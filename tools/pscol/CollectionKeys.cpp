@@ -189,18 +189,22 @@ void CollectionKeys::walkSorted(const std::string& from, const std::string& to, 
   bool isThere = false;
   if (!beginWord.empty())
     isThere = isById() ? at->goTo(pstHandle<psObj>(begin.element)) : at->goTo(static_cast<const void*>(&begin.key));
-  else if (isReverse)
+  // The element before which it stands comes first in one direction alone.
+  if (isReverse && !isThere && (beginWord.empty() || at->next(pscNoLock).isNull()))
     at->goToIndex(std::numeric_limits<int>::max(), pscNoLock);
+  const auto sideOf = [&](const pstRef<psObj>& element, const std::string& word, const Bound& bound) {
+    const int side = word.empty() ? 0 : bound.side(pstHandle<psObj>(element), comparator);
+    return isReverse ? -side : side;
+  };
   for (bool isFirst = true;; isFirst = false) {
     const bool stays = isFirst && isThere;
     const pstRef<psObj> element = stays       ? at->current(pscNoLock)
                                   : isReverse ? at->previous(pscNoLock)
                                               : at->next(pscNoLock);
-    if (element.isNull()) return;
-    const int side = endWord.empty() ? 0 : end.side(pstHandle<psObj>(element), comparator);
-    const bool isBeyond = isReverse ? side < 0 : side > 0;
+    if (element.isNull() || sideOf(element, endWord, end) > 0) return;
+    if (sideOf(element, beginWord, begin) < 0) continue;
     const psId value = psIsMap(kind_) ? at->currentValue().oid() : psId();
-    if (isBeyond || !visit({element.oid(), value})) return;
+    if (!visit({element.oid(), value})) return;
   }
 }
 

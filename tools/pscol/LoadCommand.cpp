@@ -12,6 +12,12 @@
 
 namespace pscol {
 
+namespace {
+
+constexpr const char* noDump = "the file is no dump that `pscol dump` has written";
+
+}  // namespace
+
 LoadCommand::LoadCommand() : Command("load", "Make a new store of a dump") {
   file("dump", "The file that `pscol dump` has written; - is standard input", &dump_);
   file("store", "The file to make; it must not exist", &store_);
@@ -32,7 +38,8 @@ Status LoadCommand::run(Document& answer) {
     try {
       take(Json::parse(line));
     } catch (const Json::exception&) {
-      throw Failure(Status::unusable, "line " + std::to_string(number) + " of the dump is malformed");
+      throw Failure(Status::unusable,
+                    hasBegun_ ? "line " + std::to_string(number) + " of the dump is malformed" : noDump);
     } catch (const Failure& failure) {
       throw Failure(failure.status(), "line " + std::to_string(number) + " of the dump: " + failure.what());
     }
@@ -72,7 +79,7 @@ void LoadCommand::take(const Json& line) {
 }
 
 void LoadCommand::begin(const Json& line) {
-  if (!line.contains(dumpHead)) throw Failure(Status::unusable, "it is no dump of `pscol dump`");
+  if (!line.contains(dumpHead)) throw Failure(Status::unusable, noDump);
   if (line[dumpHead].get<int>() > dumpVersion)
     throw Failure(Status::unusable, "the dump is of a newer program; use `pscol` of that release");
   requireDone(builder_.begin(store_, line.at("pageSize").get<std::uint32_t>()));

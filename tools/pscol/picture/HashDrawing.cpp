@@ -90,7 +90,7 @@ void HashDrawing::drawHashes() {
   bars.value = [&](std::size_t i) { return elements[i]; };
   bars.grade = [&](double value) { return value > mean * 1.5 + 20 ? "low" : "full"; };
   bars.title = [&](std::size_t i) {
-    return "part " + counted(i + 1) + " of " + counted(classes) + ": " + rounded(elements[i]) + " elements, " +
+    return "range " + counted(i + 1) + " of " + counted(classes) + ": " + rounded(elements[i]) + " elements, " +
            rounded(mean) + " expected";
   };
   chart_.bars(plot, bars);
