@@ -14,7 +14,7 @@ class CollectionBuilder {
  public:
   // False, with the reason in complaint() or signalled, when something cannot be made.
   bool build(const psTreeContent& tree);
-  bool build(const psTableContent& table);
+  bool build(const psTableContent& content);
   const std::string& complaint() const { return complaint_; }
 
  private:

@@ -44,14 +44,14 @@ std::string dashed(const psId& id) {
   return text;
 }
 
-psId fromDashed(std::string_view text) {
+std::optional<psId> fromDashed(std::string_view text, std::size_t least) {
   std::array<std::uint16_t, 4> parts{};
   const char* at = text.data();
   const char* const end = at + text.size();
   for (std::size_t i = 0; i < parts.size(); ++i) {
     const auto [next, error] = std::from_chars(at, end, parts[i]);
     if (error != std::errc() || next == at) return {};
-    if (next == end) return psId(parts[0], parts[1], parts[2], parts[3]);
+    if (next == end) return i + 1 >= least ? std::optional(psId(parts[0], parts[1], parts[2], parts[3])) : std::nullopt;
     if (*next != '-') return {};
     at = next + 1;
   }
@@ -110,8 +110,8 @@ std::string ObjectNames::pathOf(const psId& id, int depth) {
 }
 
 psId ObjectNames::find(const std::string& path) {
-  const psId id = fromDashed(path);
-  if (!id.isNull() && exists(id)) return id;
+  const std::optional<psId> id = fromDashed(path, 1);
+  if (id && !id->isNull() && exists(*id)) return *id;
   return findIn(Catalog::federationId(), path, 0);
 }
 
@@ -153,8 +153,8 @@ psId ObjectNames::step(const psId& scope, std::string_view name) {
     const psId id = isFederation ? psId(number, 0, 0, 0) : psId(scope.get_DB(), number, 0, 0);
     if (exists(id)) return id;
   }
-  const psId written = fromDashed(name);
-  if (!written.isNull() && written.get_DB() == scope.get_DB() && written.get_slot() != 0) return written;
+  const std::optional<psId> written = fromDashed(name);
+  if (written && !written->isNull() && written->get_DB() == scope.get_DB() && written->get_slot() != 0) return *written;
   const bool isKey = name.size() > 1 && name[0] == '@';
   const std::string key(isKey ? name.substr(1) : name);
   const std::string filed = !isKey ? filedName(key.c_str()) : key[0] == '$' ? filedBytes(key.substr(1)) : "#" + key;

@@ -1,6 +1,9 @@
 #pragma once
 
+#include <cstddef>
+#include <optional>
 #include <string>
+#include <string_view>
 #include <vector>
 
 #include "inspect/psInspector.h"
@@ -33,7 +36,7 @@ class ObjectNames {
 
 // An identifier as in "1-2-3-4".
 std::string dashed(const psId& id);
-// The identifier that a text of 1 to 4 numbers, as in "1-2-3-4", writes; null for any other text.
-psId fromDashed(std::string_view text);
+// The identifier that a text of so many numbers at least, and 4 at most, writes, as in "1-2-3-4".
+std::optional<psId> fromDashed(std::string_view text, std::size_t least = 4);
 
 }  // namespace ps::detail

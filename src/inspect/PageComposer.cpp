@@ -66,7 +66,7 @@ bool PageComposer::flush() {
   std::vector<LaidOut> storages = std::move(current_.objects);
   for (const Pending& object : pending_) {
     std::string body(object.size, '\0');
-    const auto place = [this](std::string bytes, std::uint16_t layout) { return store(std::move(bytes), layout); };
+    const auto place = [this](const std::string& bytes, std::uint16_t layout) { return store(bytes, layout); };
     if (!object.write(body, place)) return false;
     LaidOut& laidOut = storages.emplace_back(object.type, object.size, object.id.get_slot(), object.layout);
     std::memcpy(laidOut.body(), body.data(), body.size());
@@ -77,7 +77,7 @@ bool PageComposer::flush() {
   return put(current_);
 }
 
-psId PageComposer::store(std::string bytes, std::uint16_t layout) {
+psId PageComposer::store(const std::string& bytes, std::uint16_t layout) {
   const bool fits = current_.nextSlot < 0xFFFF && current_.bytesWith(bytes.size()) <= pageSize_;
   if (!fits && (further_.number == 0 || further_.bytesWith(bytes.size()) > pageSize_)) {
     if (!beginFurther()) return {};

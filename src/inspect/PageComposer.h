@@ -60,7 +60,7 @@ class PageComposer {
   };
 
   bool flush();
-  psId store(std::string bytes, std::uint16_t layout);
+  psId store(const std::string& bytes, std::uint16_t layout);
   bool beginFurther();
   bool put(ComposedPage& page);
 

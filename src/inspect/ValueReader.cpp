@@ -5,6 +5,7 @@
 
 #include "store/base/IdText.h"
 #include "store/base/RecordBytes.h"
+#include "store/schema/StoredNumber.h"
 
 namespace ps::detail {
 
@@ -31,20 +32,17 @@ bool reachesArrays(const FieldShape& field) {
   return field.kind == FieldKind::array || std::any_of(field.parts.begin(), field.parts.end(), &reachesArrays);
 }
 
-template <class Wide, class... Narrow>
-Wide widened(std::string_view bytes) {
-  Wide result{};
-  static_cast<void>(
-      ((bytes.size() == sizeof(Narrow) ? (result = static_cast<Wide>(numberIn<Narrow>(bytes.data())), true) : false) ||
-       ...));
-  return result;
-}
-
 // A value that needs nothing but its bytes.
 psStoredValue flatValue(const FieldShape& field, std::string_view bytes) {
   psStoredValue value;
   value.name = field.name;
   value.type = typeOf(field);
+  // What elements of arrays are is not looked at when a description is read.
+  if (!isSizeOf(field.kind, bytes.size())) {
+    value.kind = Kind::bytes;
+    value.text = bytes;
+    return value;
+  }
   switch (field.kind) {
     case FieldKind::boolean:
       value.kind = Kind::boolean;
@@ -56,15 +54,15 @@ psStoredValue flatValue(const FieldShape& field, std::string_view bytes) {
       break;
     case FieldKind::signedInteger:
       value.kind = Kind::signedInteger;
-      value.signedInteger = widened<std::int64_t, std::int8_t, std::int16_t, std::int32_t, std::int64_t>(bytes);
+      value.signedInteger = static_cast<std::int64_t>(integerAt(bytes.data(), field.kind, field.size));
       break;
     case FieldKind::unsignedInteger:
       value.kind = Kind::unsignedInteger;
-      value.unsignedInteger = widened<std::uint64_t, std::uint8_t, std::uint16_t, std::uint32_t, std::uint64_t>(bytes);
+      value.unsignedInteger = integerAt(bytes.data(), field.kind, field.size);
       break;
     case FieldKind::floating:
       value.kind = Kind::floating;
-      value.floating = widened<double, float, double>(bytes);
+      value.floating = floatingAt(bytes.data(), field.size);
       break;
     case FieldKind::identifier:
     case FieldKind::reference:
@@ -93,8 +91,9 @@ std::vector<psStoredValue> ValueReader::read(const std::vector<FieldShape>& fiel
                                              std::size_t begin) {
   std::vector<psStoredValue> values;
   for (const FieldShape& field : fields) {
-    const bool isWithin = field.offset >= begin && field.offset - begin <= bytes.size() &&
-                          field.bytes() <= bytes.size() - (field.offset - begin);
+    const std::uint64_t size = std::uint64_t{field.size} * field.count;
+    const bool isWithin =
+        field.offset >= begin && field.offset - begin <= bytes.size() && size <= bytes.size() - (field.offset - begin);
     values.push_back(isWithin ? readField(field, bytes.substr(field.offset - begin, field.bytes()))
                               : unreadable(field, "lies beyond the object"));
   }
@@ -136,10 +135,10 @@ psStoredValue ValueReader::readArray(const FieldShape& field, std::string_view b
   if (depth_ >= deepest) return unreadable(field, "lies in too many arrays");
   if (!storage.isNull() && !readStorage(storage, content, element, complaint)) return unreadable(field, complaint);
   if (element.size == 0 || content.size() % element.size != 0) return unreadable(field, "ends within an element");
+  const std::size_t count = content.size() / element.size;
   ++depth_;
-  psStoredValue value = element.kind == FieldKind::character
-                            ? textValue(field, content)
-                            : listOf(element, std::move(content), content.size() / element.size);
+  psStoredValue value =
+      element.kind == FieldKind::character ? textValue(field, content) : listOf(element, std::move(content), count);
   --depth_;
   value.name = field.name;
   value.type = typeOf(field);

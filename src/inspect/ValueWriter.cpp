@@ -54,8 +54,9 @@ bool findFloating(const psStoredValue& value, double& number) {
 }
 
 bool findId(const psStoredValue& value, psId& id) {
-  id = value.kind == Kind::text ? fromDashed(value.text) : value.id;
-  return value.kind == Kind::reference || (value.kind == Kind::text && !id.isNull());
+  const std::optional<psId> written = value.kind == Kind::text ? fromDashed(value.text) : std::nullopt;
+  id = written.value_or(value.id);
+  return value.kind == Kind::reference || written;
 }
 
 }  // namespace
@@ -74,7 +75,8 @@ bool ValueWriter::write(const std::vector<FieldShape>& fields, const std::vector
       complaint_ = "the class has no field '" + value.name + "'";
       return false;
     }
-    if (field->offset + std::size_t{field->bytes()} > object.size()) return refuse(*field, "lies beyond the object");
+    if (field->offset + std::uint64_t{field->size} * field->count > object.size())
+      return refuse(*field, "lies beyond the object");
     if (!writeField(*field, value, object.data() + field->offset)) return false;
   }
   return true;
@@ -83,7 +85,7 @@ bool ValueWriter::write(const std::vector<FieldShape>& fields, const std::vector
 bool ValueWriter::writeField(const FieldShape& field, const psStoredValue& value, char* at) {
   if (field.kind == FieldKind::opaque || (field.kind == FieldKind::character && field.count > 1)) {
     if (!hasBytes(value) || value.text.size() > field.bytes()) return refuse(field, "has no such bytes");
-    std::memcpy(at, value.text.data(), value.text.size());
+    value.text.copy(at, value.text.size());
     return true;
   }
   if (field.count == 1) return writeOne(field, value, at);
@@ -97,6 +99,7 @@ bool ValueWriter::writeField(const FieldShape& field, const psStoredValue& value
 bool ValueWriter::writeOne(const FieldShape& field, const psStoredValue& value, char* at) {
   double number = 0;
   psId id;
+  if (!isSizeOf(field.kind, field.size)) return refuse(field, "has a size that no such value has");
   switch (field.kind) {
     case FieldKind::boolean:
       put(value.boolean, at);
@@ -151,7 +154,7 @@ bool ValueWriter::writeStructure(const FieldShape& field, const psStoredValue& v
   if (value.kind != Kind::structure) return refuse(field, "is given no structure");
   std::string bytes(at, field.size);
   if (!write(field.parts, value.members, bytes)) return false;
-  std::memcpy(at, bytes.data(), bytes.size());
+  bytes.copy(at, bytes.size());
   return true;
 }
 
@@ -172,7 +175,7 @@ bool ValueWriter::writeArray(const FieldShape& field, const psStoredValue& value
     return refuse(field, "is given no list");
   }
   if (bytes.empty()) return true;
-  const psId storage = store_(std::move(bytes), layout);
+  const psId storage = store_(bytes, layout);
   put(storage, at);
   return !storage.isNull() || refuse(field, "finds no room in its container");
 }

@@ -15,7 +15,7 @@ namespace ps::detail {
 class ValueWriter {
  public:
   // Stores the elements of an array, which have a layout or 0, and says where. Null when that is not possible.
-  using Store = std::function<psId(std::string bytes, std::uint16_t layout)>;
+  using Store = std::function<psId(const std::string& bytes, std::uint16_t layout)>;
 
   // elements has the layouts of structures in arrays.
   ValueWriter(const StoredClass& elements, Store store) : elements_(elements), store_(std::move(store)) {}

@@ -1,12 +1,12 @@
 #include "inspect/psOrderKeys.h"
 
 #include <algorithm>
-#include <array>
 #include <charconv>
 #include <iterator>
 #include <optional>
 
 #include "inspect/DescribedOrder.h"
+#include "inspect/ObjectNames.h"
 #include "store/session/SessionCore.h"
 
 using ps::KeyKind;
@@ -45,17 +45,8 @@ std::optional<psKeyValue> floatingNumber(const std::string& text, unsigned int b
 }
 
 std::optional<psKeyValue> identifier(const std::string& text) {
-  std::array<unsigned short, 4> parts{};
-  std::size_t begin = 0;
-  for (unsigned short& part : parts) {
-    const bool isLast = &part == &parts.back();
-    const std::size_t end = isLast ? text.size() : std::min(text.find('-', begin), text.size());
-    const std::optional<unsigned short> number = numberOf<unsigned short>(text.substr(begin, end - begin));
-    if (!number || (!isLast && end == text.size())) return {};
-    part = *number;
-    begin = end + 1;
-  }
-  return psId(parts[0], parts[1], parts[2], parts[3]);
+  const std::optional<psId> id = ps::detail::fromDashed(text);
+  return id ? std::optional<psKeyValue>(*id) : std::nullopt;
 }
 
 std::optional<psKeyValue> valueOf(const std::string& text, const psOrderKey& key) {

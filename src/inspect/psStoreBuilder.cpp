@@ -56,7 +56,7 @@ using ps::detail::StoreKey;
 struct psStoreBuilder::Work {
   ~Work();
 
-  bool begin(const std::string& path, std::uint32_t pageSize);
+  bool begin(const std::string& target, std::uint32_t pageSize);
   bool addClass(const psStoredClass& known);
   bool addEntry(const psId& id, const std::string& name, std::uint32_t type, std::uint32_t next);
   bool addObject(const psStoredObject& object);

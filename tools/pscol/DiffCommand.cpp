@@ -48,7 +48,7 @@ std::string changedFields(const psStoredObject& before, const psStoredObject& af
   std::string text;
   for (const auto& [name, value] : b.items()) {
     if (a.contains(name) && a[name] == value) continue;
-    const auto shorten = [](std::string json) {
+    const auto shorten = [](const std::string& json) {
       constexpr std::size_t most = 60;
       return json.size() <= most ? json : json.substr(0, most) + "…";
     };

@@ -1,5 +1,6 @@
 #include "pscol/DumpFormat.h"
 
+#include <inspect/psOrderKeys.h>
 #include <store/base/ClassNumbers.h>
 
 #include <array>
@@ -120,18 +121,14 @@ std::string textFrom(const Json& json) {
 
 psId idFrom(const Json& json) {
   if (json.is_null()) return {};
+  psOrderKey identifier;
+  identifier.kind = psOrderKey::Kind::identifier;
+  psKeyValue value;
+  std::string complaint;
   const auto text = json.get<std::string>();
-  std::array<unsigned short, 4> parts{};
-  const char* at = text.data();
-  const char* const end = at + text.size();
-  for (std::size_t i = 0; i < parts.size(); ++i) {
-    const char* const next = std::from_chars(at, end, parts[i]).ptr;
-    const bool isLast = i + 1 == parts.size();
-    if (next == at || (isLast ? next != end : next == end || *next != '-'))
-      throw malformed(inQuotes(text) + " is no identifier, as 1-2-3-4 is one");
-    at = isLast ? next : next + 1;
-  }
-  return psId(parts[0], parts[1], parts[2], parts[3]);
+  if (!psParseKey(text, identifier, value, complaint))
+    throw malformed(inQuotes(text) + " is no identifier, as 1-2-3-4 is one");
+  return std::get<psId>(value);
 }
 
 }  // namespace pscol

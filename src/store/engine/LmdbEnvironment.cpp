@@ -1,9 +1,7 @@
 #include "store/engine/LmdbEnvironment.h"
 
 #include <fcntl.h>
-#include <linux/magic.h>
 #include <sys/stat.h>
-#include <sys/vfs.h>
 #include <unistd.h>
 
 #include <algorithm>
@@ -12,9 +10,7 @@
 #include <cstdint>
 #include <cstdlib>
 #include <cstring>
-#include <filesystem>
 #include <string_view>
-#include <system_error>
 #include <vector>
 
 #include "store/engine/Descriptor.h"
@@ -23,23 +19,6 @@
 #include "store/engine/NewFile.h"
 
 namespace ps::detail {
-
-struct LmdbEnvironment::File {
-  std::string path;
-  bool exists = false;
-  dev_t device = 0;
-  ino_t inode = 0;
-
-  bool isSameFile(const LmdbEnvironment& open) const { return open.device_ == device && open.inode_ == inode; }
-  std::string lockPath() const { return path + "-lock"; }
-  // Notes which file has the path now. It may have been replaced since it was found there.
-  void identify() {
-    struct stat status {};
-    if (::stat(path.c_str(), &status) != 0) return;
-    device = status.st_dev;
-    inode = status.st_ino;
-  }
-};
 
 namespace {
 
@@ -88,32 +67,6 @@ class LowDescriptors {
   int count_ = 0;
 };
 
-// Only file systems that are shared between machines by their nature; a FUSE mount may be local.
-bool isNetworkFileSystem(const std::string& path) {
-  constexpr std::uint32_t smb2 = 0xFE534D42, cifs = 0xFF534D42, kernelAfs = 0x6B414653, ceph = 0x00C36400,
-                          gfs2 = 0x01161970, ocfs2 = 0x7461636F, lustre = 0x0BD00BD0, gpfs = 0x47504653;
-  struct statfs status {};
-  if (::statfs(path.c_str(), &status) != 0) return false;
-  switch (static_cast<std::uint32_t>(status.f_type)) {
-    case NFS_SUPER_MAGIC:
-    case SMB_SUPER_MAGIC:
-    case AFS_SUPER_MAGIC:
-    case CODA_SUPER_MAGIC:
-    case NCP_SUPER_MAGIC:
-    case smb2:
-    case cifs:
-    case kernelAfs:
-    case ceph:
-    case gfs2:
-    case ocfs2:
-    case lustre:
-    case gpfs:
-      return true;
-    default:
-      return false;
-  }
-}
-
 bool chooseMapSize(const psSessionOptions& options, std::size_t& size, StoreError& reason) {
   size = options.mapSize;
   const char* setting = std::getenv("PSCOLLECTIONS_MAP_SIZE");
@@ -153,9 +106,9 @@ LmdbEnvironment::Handle LmdbEnvironment::acquire(const std::string& path, const 
                                                  StoreError& error) {
   std::unique_lock<std::mutex> lock(registry().mutex);
   StoreError reason;
-  File file;
+  StoreFile file;
   Handle environment;
-  if (locate(path, options, file, reason)) {
+  if (StoreFile::locate(path, options, file, reason)) {
     LmdbEnvironment* const open = findOpen(file, reason);
     if (open != nullptr) {
       ++open->users_;
@@ -193,78 +146,10 @@ void LmdbEnvironment::Release::operator()(LmdbEnvironment* environment) const no
   delete environment;
 }
 
-// Finds the real file. The lock file lies beside it and goes by its name, so all must reach it by one name.
-bool LmdbEnvironment::locate(const std::string& path, const psSessionOptions& options, File& file, StoreError& error) {
-  struct stat status {};
-  file.exists = ::stat(path.c_str(), &status) == 0;
-  if (path.find('\0') != std::string::npos) {
-    error = {psErrorKind::usage, "the path has a zero byte in it. Remove it"};
-  } else if (!file.exists && errno != ENOENT) {
-    error = {kindOf(errno), std::string(std::strerror(errno)) + ". Check the path and its permissions"};
-  } else if (!file.exists && options.readOnly) {
-    error = {psErrorKind::absent,
-             "there is no such file, and one opened for reading only is not created. Check the path"};
-  } else if (!file.exists) {
-    locateMissing(path, file, error);
-  } else if (S_ISDIR(status.st_mode)) {
-    error = {psErrorKind::usage, "it is a directory, but a store is a file. Name a file in it"};
-  } else if (!S_ISREG(status.st_mode)) {
-    error = {psErrorKind::usage, "it is not a regular file. Choose another path"};
-  } else if (status.st_size == 0 && options.readOnly) {
-    error = {psErrorKind::absent,
-             "the file is empty, and one opened for reading only is not made into a store. Check the path"};
-  } else if (status.st_nlink > 1) {
-    error = {
-        psErrorKind::usage,
-        "the file has several names (hard links), and those who use different names would not see each other's locks. "
-        "Remove the other names, or make copies of them"};
-  } else {
-    std::error_code code;
-    file.path = std::filesystem::canonical(path, code).string();
-    file.device = status.st_dev;
-    file.inode = status.st_ino;
-    if (code) error = {kindOf(code.value()), code.message() + ". Check the path and its permissions"};
-  }
-  if (!error.empty()) return false;
-  const std::string place = file.exists ? file.path : std::filesystem::path(file.path).parent_path().string();
-  if (!options.allowNetworkFileSystem && isNetworkFileSystem(place)) {
-    error = {
-        psErrorKind::denied,
-        "it lies on a network file system, where locks do not work reliably. Put it on a local one, or set the option "
-        "allowNetworkFileSystem if no two machines ever use it at the same time"};
-  }
-  return error.empty();
-}
-
-bool LmdbEnvironment::locateMissing(const std::string& path, File& file, StoreError& error) {
-  const std::filesystem::path wanted(path);
-  std::error_code code;
-  if (!wanted.has_filename()) {
-    error = {psErrorKind::usage, path.empty() ? "the path is empty. Name a file"
-                                              : "there is no such directory. Name a file in an existing one"};
-    return false;
-  }
-  if (std::filesystem::is_symlink(wanted, code)) {
-    error = {psErrorKind::absent,
-             "it is a symbolic link to a file that does not exist. Name that file, or remove the link"};
-    return false;
-  }
-  const std::filesystem::path directory =
-      std::filesystem::canonical(wanted.has_parent_path() ? wanted.parent_path() : std::filesystem::path("."), code);
-  if (code) {
-    error = {code == std::errc::not_enough_memory ? psErrorKind::memory : psErrorKind::absent,
-             "the directory '" + wanted.parent_path().string() + "' cannot be reached (" + code.message() +
-                 "). Create it, or correct the path"};
-    return false;
-  }
-  file.path = (directory / wanted.filename()).string();
-  return true;
-}
-
 // Null with a reason in error: opening the file would take the locks from a store that this process has open.
-LmdbEnvironment* LmdbEnvironment::findOpen(const File& file, StoreError& error) {
+LmdbEnvironment* LmdbEnvironment::findOpen(const StoreFile& file, StoreError& error) {
   for (LmdbEnvironment* open : registry().environments) {
-    if (file.exists && file.isSameFile(*open)) return open;
+    if (file.exists && open->device_ == file.device && open->inode_ == file.inode) return open;
     if (open->path_ == file.path) {
       error = {
           psErrorKind::busy,
@@ -281,7 +166,7 @@ LmdbEnvironment* LmdbEnvironment::findOpen(const File& file, StoreError& error) 
   return nullptr;
 }
 
-LmdbEnvironment* LmdbEnvironment::openAnew(File& file, const psSessionOptions& options, StoreError& error) {
+LmdbEnvironment* LmdbEnvironment::openAnew(StoreFile& file, const psSessionOptions& options, StoreError& error) {
   std::size_t mapSize = 0;
   if (!chooseMapSize(options, mapSize, error)) return nullptr;
   const bool hadLockFile = ::access(file.lockPath().c_str(), F_OK) == 0;
@@ -326,7 +211,7 @@ LmdbEnvironment* LmdbEnvironment::openAnew(File& file, const psSessionOptions& o
 
 // What is wrong with a file, before anything of it is mapped: a mapped page beyond the end of the file kills the
 // process that reads it. A file that LMDB would not take for a store is left to LMDB.
-StoreError LmdbEnvironment::faultOf(const File& file, UpdateLock& updateLock, const psSessionOptions& options) {
+StoreError LmdbEnvironment::faultOf(const StoreFile& file, UpdateLock& updateLock, const psSessionOptions& options) {
   if (!file.exists) return {};
   const Descriptor descriptor(file.path, O_RDONLY);
   const bool whole = options.verify != psVerify::none;
@@ -363,8 +248,8 @@ bool LmdbEnvironment::withFile(const std::string& path, const std::function<void
   options.readOnly = true;
   options.allowNetworkFileSystem = true;
   StoreError reason;
-  File file;
-  if (locate(path, options, file, reason)) {
+  StoreFile file;
+  if (StoreFile::locate(path, options, file, reason)) {
     LmdbEnvironment* const open = findOpen(file, reason);
     int code = 0;
     if (open != nullptr) {
@@ -390,8 +275,8 @@ bool LmdbEnvironment::withExclusiveFile(const std::string& path,
   psSessionOptions options;
   options.readOnly = true;
   StoreError reason;
-  File file;
-  if (locate(path, options, file, reason)) {
+  StoreFile file;
+  if (StoreFile::locate(path, options, file, reason)) {
     const ExclusiveUse exclusive(file.lockPath());
     const Descriptor descriptor(file.path, O_RDONLY);
     if (exclusive.code() == EBUSY)
@@ -413,7 +298,7 @@ int LmdbEnvironment::checkStructure(int busyTimeout, const FileStructure::Progre
   });
 }
 
-int LmdbEnvironment::openOrCreate(File& file, const psSessionOptions& options, std::size_t mapSize,
+int LmdbEnvironment::openOrCreate(StoreFile& file, const psSessionOptions& options, std::size_t mapSize,
                                   LmdbPointer& environment) {
   // A store to be read only is opened for writing where that is permitted, so that another session of this process may
   // still update it.
@@ -445,7 +330,7 @@ int LmdbEnvironment::openDatabase(MDB_env* environment, MDB_dbi& database) {
   return code;
 }
 
-LmdbEnvironment::LmdbEnvironment(std::unique_ptr<UpdateLock> updateLock, LmdbPointer environment, const File& file)
+LmdbEnvironment::LmdbEnvironment(std::unique_ptr<UpdateLock> updateLock, LmdbPointer environment, const StoreFile& file)
     : updateLock_(std::move(updateLock)),
       environment_(std::move(environment)),
       path_(file.path),

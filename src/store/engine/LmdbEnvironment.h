@@ -17,6 +17,7 @@
 #include "store/engine/FileStructure.h"
 #include "store/engine/LmdbOpen.h"
 #include "store/engine/ReaderWatch.h"
+#include "store/engine/StoreFile.h"
 #include "store/engine/UpdateLock.h"
 
 namespace ps::detail {
@@ -105,19 +106,16 @@ class LmdbEnvironment {
   StoreError describe(int code) const;
 
  private:
-  struct File;
-
-  LmdbEnvironment(std::unique_ptr<UpdateLock> updateLock, LmdbPointer environment, const File& file);
+  LmdbEnvironment(std::unique_ptr<UpdateLock> updateLock, LmdbPointer environment, const StoreFile& file);
   ~LmdbEnvironment();
 
-  static bool locate(const std::string& path, const psSessionOptions& options, File& file, StoreError& error);
-  static bool locateMissing(const std::string& path, File& file, StoreError& error);
-  static LmdbEnvironment* findOpen(const File& file, StoreError& error);
-  static LmdbEnvironment* openAnew(File& file, const psSessionOptions& options, StoreError& error);
-  static int openOrCreate(File& file, const psSessionOptions& options, std::size_t mapSize, LmdbPointer& environment);
+  static LmdbEnvironment* findOpen(const StoreFile& file, StoreError& error);
+  static LmdbEnvironment* openAnew(StoreFile& file, const psSessionOptions& options, StoreError& error);
+  static int openOrCreate(StoreFile& file, const psSessionOptions& options, std::size_t mapSize,
+                          LmdbPointer& environment);
   static int readFile(const std::string& path, UpdateLock& updateLock, int busyTimeout,
                       const std::function<void(int descriptor)>& use);
-  static StoreError faultOf(const File& file, UpdateLock& updateLock, const psSessionOptions& options);
+  static StoreError faultOf(const StoreFile& file, UpdateLock& updateLock, const psSessionOptions& options);
   static int openDatabase(MDB_env* environment, MDB_dbi& database);
 
   bool isOfItsCommit(MDB_txn* transaction, int& code);

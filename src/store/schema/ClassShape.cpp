@@ -58,7 +58,7 @@ bool takeText(RecordReader& reader, std::size_t longest, std::string& text) {
 }
 
 // Whether there is such a kind, and values of it can have so many bytes. A function may make numbers of any size.
-bool isSizeOf(KeyKind kind, std::uint8_t size) {
+bool isSizeOfKey(KeyKind kind, std::uint8_t size) {
   switch (kind) {
     case KeyKind::signedNumber:
     case KeyKind::unsignedNumber:
@@ -83,7 +83,7 @@ bool readOrder(RecordReader& reader, OrderShape& order) {
     key.descends = descends != 0;
     key.size = reader.number<std::uint8_t>();
     const bool isRead = takeText(reader, longestMember, key.field);
-    if (!isRead || !reader.isSound() || descends > 1 || !isSizeOf(key.kind, key.size)) return false;
+    if (!isRead || !reader.isSound() || descends > 1 || !isSizeOfKey(key.kind, key.size)) return false;
   }
   return true;
 }
@@ -121,28 +121,6 @@ class FieldsReader {
   RecordReader& reader_;
   int members_ = 0;
 };
-
-// Whether a value of the kind can have so many bytes: it is read as that many.
-bool isSizeOf(FieldKind kind, std::uint32_t size) {
-  switch (kind) {
-    case FieldKind::boolean:
-    case FieldKind::character:
-      return size == 1;
-    case FieldKind::signedInteger:
-    case FieldKind::unsignedInteger:
-      return size == 1 || size == 2 || size == 4 || size == 8;
-    case FieldKind::floating:
-      return size == sizeof(float) || size == sizeof(double);
-    case FieldKind::identifier:
-    case FieldKind::reference:
-    case FieldKind::array:
-      return size == sizeof(psId);
-    case FieldKind::structure:
-    case FieldKind::opaque:
-      break;
-  }
-  return true;
-}
 
 // Whether every field lies between these bytes. What is not in them is never read.
 bool areWithin(const std::vector<FieldShape>& fields, std::uint64_t begin, std::uint64_t size) {
@@ -211,6 +189,27 @@ Versions versionsIn(const ClassShape& shape) {
 }
 
 }  // namespace
+
+bool isSizeOf(FieldKind kind, std::uint64_t size) {
+  switch (kind) {
+    case FieldKind::boolean:
+    case FieldKind::character:
+      return size == 1;
+    case FieldKind::signedInteger:
+    case FieldKind::unsignedInteger:
+      return size == 1 || size == 2 || size == 4 || size == 8;
+    case FieldKind::floating:
+      return size == sizeof(float) || size == sizeof(double);
+    case FieldKind::identifier:
+    case FieldKind::reference:
+    case FieldKind::array:
+      return size == sizeof(psId);
+    case FieldKind::structure:
+    case FieldKind::opaque:
+      break;
+  }
+  return true;
+}
 
 std::string kindText(const FieldShape& field) {
   const std::string bits = std::to_string(8 * field.size);

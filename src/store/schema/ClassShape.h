@@ -33,6 +33,9 @@ struct FieldShape {
   std::uint32_t bytes() const { return size * count; }
 };
 
+// Whether a value of the kind can have so many bytes: it is read as that many.
+bool isSizeOf(FieldKind kind, std::uint64_t size);
+
 // What a field is, for people: "int32", "array of reference", a structure with its members.
 std::string kindText(const FieldShape& field);
 
