@@ -54,7 +54,7 @@ psId write(ps::Session& session, const char* place) {
   [[maybe_unused]] const psId id = north.id();
   const pstRef<Station> farther(unread);
   const pstHandle<Station> nothing;
-  const pstRef<Station> dangling(psId(1, 2, 77, 1));
+  [[maybe_unused]] const pstRef<Station> dangling(psId(1, 2, 77, 1));
   const Station transient("Halt", 1);
   if (handle.open(pscRead) == 1) stop(&transient);
   static_cast<void>(byName.size());
