@@ -121,7 +121,7 @@ install:
 	@if [ -z "$(DESTDIR)" ] && [ "$$(id -u)" -eq 0 ]; then ldconfig; fi
 
 packages:
-	@tools/install-dependencies build tools $(JDK) packages
+	@tools/install-dependencies build tools docs $(JDK) packages
 	@JOBS=$(JOBS) tools/make-packages build/packages $(if $(JDK),,pkg.pscollections.nojava)
 
 packages-check: packages
