@@ -121,7 +121,10 @@ psStoredValue ValueReader::readStructure(const FieldShape& field, std::string_vi
   value.kind = Kind::structure;
   value.members = read(field.parts, bytes, 0);
   // It has a text, and is shown as one.
-  if (field.structure == textStructure && value.members.size() == 1) value = std::move(value.members.front());
+  if (field.structure == textStructure && value.members.size() == 1) {
+    psStoredValue text = std::move(value.members.front());
+    value = std::move(text);
+  }
   value.name = field.name;
   value.type = field.structure;
   return value;
