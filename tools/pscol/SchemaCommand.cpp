@@ -1,5 +1,6 @@
 #include "pscol/SchemaCommand.h"
 
+#include <inspect/psOrderKeys.h>
 #include <store/base/ClassNumbers.h>
 
 #include <set>
@@ -15,6 +16,8 @@ std::string knowledge(const psStoredClass& known) {
   if (!known.isSound) return "damaged";
   if (known.typeN == ps::detail::storageType) return "elements of arrays";
   if (known.typeN <= psHighestLibraryTypeN) return "of the library";
+  if (!psOrderKeysOf(known.typeN).empty())
+    return psTakesDescribedKey(known.typeN) ? "by the keys of its order" : "an order by a function";
   for (const psStoredLayout& layout : known.layouts) {
     if (layout.isInUse && !layout.isSound) return "damaged";
     if (layout.isInUse && !layout.isDescribed) return "no description";
