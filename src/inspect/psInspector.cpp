@@ -24,10 +24,12 @@ using ps::detail::RecordedPages;
 using ps::detail::SessionCore;
 using ps::detail::textOf;
 
-// It knows pages and classes as one commit has them.
+// It knows pages and classes as one commit of one store has them.
 struct psInspector::State {
-  State(SessionCore& session, std::uint64_t commit) : version(commit), objects(session), names(session) {}
+  State(SessionCore& session, std::uint64_t commit)
+      : serial(session.serial), version(commit), objects(session), names(session) {}
 
+  std::uint64_t serial;  // of the session
   std::uint64_t version;
   ps::detail::StoredObjects objects;
   ps::detail::ObjectNames names;
@@ -45,7 +47,7 @@ int psInspector::run(const char* what, const Work& work) {
                         const ps::detail::NothingThrown here;
                         const ps::detail::WithoutGuard unguarded(*session);
                         const std::uint64_t version = session->engine().version();
-                        if (state_ == nullptr || state_->version != version)
+                        if (state_ == nullptr || state_->serial != session->serial || state_->version != version)
                           state_ = std::make_shared<State>(*session, version);
                         return work(*session);
                       });

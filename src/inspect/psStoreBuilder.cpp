@@ -11,6 +11,7 @@
 #include "inspect/LibraryFields.h"
 #include "inspect/ObjectNames.h"
 #include "inspect/PageComposer.h"
+#include "store/CurrentSession.h"
 #include "store/base/IdParts.h"
 #include "store/base/IdText.h"
 #include "store/base/MemoryGuard.h"
@@ -252,6 +253,7 @@ template <class Content>
 bool psStoreBuilder::Work::addCollection(const Content& content) {
   constexpr std::uint64_t mostUnwritten = 1000000;
   if (!beginCollections()) return false;
+  const ps::CurrentSession here(session);
   ps::detail::CollectionBuilder builder;
   if (!builder.build(content)) return ps::detail::signalled(psErrorKind::usage, builder.complaint());
   unwritten += 1 + ps::detail::sizeOf(content);
@@ -270,9 +272,14 @@ psStoreBuilder::~psStoreBuilder() = default;
 
 namespace {
 
-template <class Step>
-int result(const Step& step) {
-  const bool isDone = ps::detail::guardMemoryQuietly(false, step);
+// Before a successful begin there is nothing to work on.
+template <class Work, class Step>
+int result(const Work& work, const Step& step) {
+  const bool isDone = ps::detail::guardMemoryQuietly(false, [&] {
+    if (work == nullptr || work->composer == nullptr)
+      return ps::detail::signalled(psErrorKind::usage, "the new store was not begun; call psStoreBuilder::begin first");
+    return step();
+  });
   if (!isDone) psThrowException(pehSessionDataGetFunction());
   return isDone ? 1 : 0;
 }
@@ -280,42 +287,44 @@ int result(const Step& step) {
 }  // namespace
 
 int psStoreBuilder::begin(const std::string& path, std::uint32_t pageSize) {
-  return result([&] {
+  const bool isBegun = ps::detail::guardMemoryQuietly(false, [&] {
     work_ = std::make_unique<Work>();
     return work_->begin(path, pageSize);
   });
+  if (!isBegun) psThrowException(pehSessionDataGetFunction());
+  return isBegun ? 1 : 0;
 }
 
 int psStoreBuilder::addClass(const psStoredClass& known) {
-  return result([&] { return work_->addClass(known); });
+  return result(work_, [&] { return work_->addClass(known); });
 }
 
 int psStoreBuilder::addDatabase(const psId& id, const std::string& name, std::uint32_t next) {
-  return result([&] { return work_->addEntry(id, name, ps::detail::databaseTypeN, next); });
+  return result(work_, [&] { return work_->addEntry(id, name, ps::detail::databaseTypeN, next); });
 }
 
 int psStoreBuilder::addContainer(const psId& id, const std::string& name, bool isGarbageCollectable,
                                  std::uint32_t next) {
   const std::uint32_t type = isGarbageCollectable ? ps::detail::collectedContainerTypeN : ps::detail::containerTypeN;
-  return result([&] { return work_->addEntry(id, name, type, next); });
+  return result(work_, [&] { return work_->addEntry(id, name, type, next); });
 }
 
 int psStoreBuilder::addObject(const psStoredObject& object) {
-  return result([&] { return work_->addObject(object); });
+  return result(work_, [&] { return work_->addObject(object); });
 }
 
 int psStoreBuilder::addName(const psId& scope, const std::string& filed, const psId& object) {
-  return result([&] { return work_->addName(scope, filed, object); });
+  return result(work_, [&] { return work_->addName(scope, filed, object); });
 }
 
 int psStoreBuilder::addTree(const psTreeContent& tree) {
-  return result([&] { return work_->addCollection(tree); });
+  return result(work_, [&] { return work_->addCollection(tree); });
 }
 
 int psStoreBuilder::addTable(const psTableContent& table) {
-  return result([&] { return work_->addCollection(table); });
+  return result(work_, [&] { return work_->addCollection(table); });
 }
 
 int psStoreBuilder::finish() {
-  return result([&] { return work_->finish(); });
+  return result(work_, [&] { return work_->finish(); });
 }

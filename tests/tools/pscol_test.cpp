@@ -1,6 +1,7 @@
 // The tool, run as from the command line, on stores of all kinds of content.
 #include <gtest/gtest.h>
 #include <inspect/psInspector.h>
+#include <inspect/psStoreBuilder.h>
 #include <pstyped.h>
 
 #include <filesystem>
@@ -304,6 +305,18 @@ TEST_F(Pscol, TellsTheStructureAsItIs) {
     }
   }
   EXPECT_EQ(elements, report.elements);
+
+  // What was read of one store is nothing of another, be its last commit of the same number.
+  furnish(at("b.ps"), 40, 20);
+  ASSERT_EQ(session.close(), 1);
+  ASSERT_EQ(session.open(at("b.ps")), 1);
+  ASSERT_EQ(session.begin(pscRead), 1);
+  ASSERT_EQ(inspector.survey(survey), 1);
+  psStoredObject object;
+  EXPECT_EQ(inspector.object(survey.collections.at(0), object), 1) << session.lastError();
+  psStoreBuilder nothing;
+  EXPECT_EQ(nothing.addClass(psStoredClass()), 0);
+  EXPECT_EQ(nothing.finish(), 0);
 }
 
 TEST_F(Pscol, RescuesWhatCanBeReadOfADamagedStore) {

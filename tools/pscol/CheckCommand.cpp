@@ -3,7 +3,6 @@
 #include <limits>
 
 #include "pscol/OpenStore.h"
-#include "pscol/Progress.h"
 #include "pscol/Text.h"
 
 namespace pscol {
@@ -93,15 +92,7 @@ Status CheckCommand::run(Document& answer) {
   const std::size_t most = std::numeric_limits<std::size_t>::max();
   psVerifyReport report;
   if (all_) report.mostFindings = most;
-  require(store.session(), store.session().abort());
-  Progress records("read", "records");
-  Progress collections("checked", "collections");
-  const bool isWhole = store.session().verify(report, [&](const psVerifyProgress& now) {
-    const bool areRecords = now.phase == psVerifyProgress::Phase::records;
-    return (areRecords ? records : collections).tell(now.done, now.total);
-  }) == 1;
-  if (!isWhole && store.session().lastErrorKind() != psErrorKind::damaged) throw failureOf(store.session());
-  require(store.session(), store.session().begin(pscRead));
+  const bool isWhole = store.verify(report);
   answer.fact("whole", "Whole", Cell::yesNo(isWhole));
   addCounts(report, answer);
   answer.fact("faultCount", "Faults", Cell::count(report.faultCount));

@@ -57,6 +57,19 @@ psSurvey OpenStore::survey() {
   return found;
 }
 
+bool OpenStore::verify(psVerifyReport& report) {
+  require(session_, session_.abort());
+  Progress records("read", "records");
+  Progress collections("checked", "collections");
+  const bool isWhole = session_.verify(report, [&](const psVerifyProgress& now) {
+    const bool areRecords = now.phase == psVerifyProgress::Phase::records;
+    return (areRecords ? records : collections).tell(now.done, now.total);
+  }) == 1;
+  if (!isWhole && session_.lastErrorKind() != psErrorKind::damaged) throw failureOf(session_);
+  require(session_, session_.begin(pscRead));
+  return isWhole;
+}
+
 std::string OpenStore::nameOf(const psId& id) {
   const std::string path = inspector_.pathOf(id);
   return path.empty() ? idText(id) : path;

@@ -27,6 +27,8 @@ class OpenStore {
   psId findCollection(const std::string& path);
   // Everything that is in the store, with progress shown meanwhile.
   psSurvey survey();
+  // Verifies everything, with progress shown meanwhile, in a transaction of its own. False when there are faults.
+  bool verify(psVerifyReport& report);
   // Its path, or its identifier when it has none.
   std::string nameOf(const psId& id);
 

@@ -52,19 +52,6 @@ picture::ReportData dataOf(OpenStore& store, Structure& structure, const ClassNa
   return data;
 }
 
-// Outside of a transaction, as a verification must be.
-void verify(OpenStore& store, psVerifyReport& report) {
-  require(store.session(), store.session().abort());
-  Progress records("read", "records");
-  Progress collections("checked", "collections");
-  const int result = store.session().verify(report, [&](const psVerifyProgress& now) {
-    const bool areRecords = now.phase == psVerifyProgress::Phase::records;
-    return (areRecords ? records : collections).tell(now.done, now.total);
-  });
-  if (result != 1 && store.session().lastErrorKind() != psErrorKind::damaged) throw failureOf(store.session());
-  require(store.session(), store.session().begin(pscRead));
-}
-
 template <class Key>
 std::optional<Key> requirePlace(std::optional<Key> place, const std::string& key) {
   if (!place) throw Failure(Status::negative, inQuotes(key) + " cannot be found in the collection");
@@ -160,7 +147,7 @@ Status ReportCommand::run(Document& answer) {
   requireOutput(output_);
   OpenStore store(store_, psVerify::structure);
   psVerifyReport verification;
-  verify(store, verification);
+  store.verify(verification);
   const ClassNames names(store);
   Structure structure(store, names);
   picture::ReportData data = dataOf(store, structure, names, store_);

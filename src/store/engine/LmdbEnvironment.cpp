@@ -279,10 +279,11 @@ bool LmdbEnvironment::withExclusiveFile(const std::string& path,
   if (StoreFile::locate(path, options, file, reason)) {
     const ExclusiveUse exclusive(file.lockPath());
     const Descriptor descriptor(file.path, O_RDONLY);
-    if (exclusive.code() == EBUSY)
+    const int code = exclusive.code() != 0 || descriptor >= 0 ? exclusive.code() : errno;
+    if (code == EBUSY)
       reason = {psErrorKind::busy, "it is open, in this process or in another one. Close it there first"};
-    else if (exclusive.code() != 0 || descriptor < 0)
-      reason = {kindOf(errno), explain(exclusive.code() != 0 ? exclusive.code() : errno, file.path)};
+    else if (code != 0)
+      reason = {kindOf(code), explain(code, file.path)};
     else
       use(descriptor, file.path);
   }
