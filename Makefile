@@ -8,6 +8,7 @@ BUILD ?= build/$(PRESET)
 PREFIX ?= /usr/local
 DESTDIR ?=
 JAVA ?= yes
+NETWORK ?= yes
 JOBS ?= $(shell nproc)
 FILES ?=
 ANALYZE ?= yes
@@ -22,18 +23,22 @@ FORMATTED = find $(SOURCE_FOLDERS) \( -name '*.h' -o -name '*.cpp' \) -print0 | 
 # The JDK, unless JAVA=no.
 JDK := $(if $(filter-out no,$(JAVA)),java)
 
+# PostgreSQL's client library, and for the tests its server, unless NETWORK=no.
+NET := $(if $(filter-out no,$(NETWORK)),network)
+NET_TEST := $(if $(NET),network network-test)
+
 # $(call configure,preset,folder,parts to build,further options); a folder keeps the generator that it began with.
 PARTS := TOOLS EXAMPLES TESTS TRIALS BENCH
 configure = cmake --preset $(1) -B $(2) --log-level=WARNING \
 	$$(test -e $(2)/CMakeCache.txt || ! command -v ninja >/dev/null || echo -G Ninja) \
 	$(foreach part,$(PARTS),-DPSCOLLECTIONS_$(part)=$(if $(filter $(part),$(3)),ON,OFF)) \
-	-DPSCOLLECTIONS_JAVA=$(if $(JDK),ON,OFF) $(4)
+	-DPSCOLLECTIONS_JAVA=$(if $(JDK),ON,OFF) -DPSCOLLECTIONS_POSTGRESQL=$(if $(NET),ON,OFF) $(4)
 run_tests = ctest --test-dir $(1) --output-on-failure --no-label-summary --no-tests=error -j $(JOBS)
 
 .PHONY: build demo demo-java check pictures-check trials bench bench-quick install packages packages-check abi-check abi-release asan tsan clang exports format format-check tidy docs clean help
 
 build:
-	@tools/install-dependencies build tools $(JDK)
+	@tools/install-dependencies build tools $(NET) $(JDK)
 	@$(call configure,$(PRESET),$(BUILD),TOOLS EXAMPLES)
 	@cmake --build $(BUILD) -j $(JOBS)
 
@@ -50,14 +55,14 @@ demo-java:
 	@examples/glossary/demo.sh $(BUILD)/examples/glossary/glossary
 
 check:
-	@tools/install-dependencies build tools $(JDK) test
+	@tools/install-dependencies build tools $(NET_TEST) $(JDK) test
 	@$(call configure,$(PRESET),$(BUILD),TOOLS EXAMPLES TESTS)
 	@cmake --build $(BUILD) -j $(JOBS)
 	@$(call run_tests,$(BUILD))
 
 # Links everything statically, so that the static library is covered on the way.
 asan:
-	@tools/install-dependencies build tools $(JDK) test
+	@tools/install-dependencies build tools $(NET_TEST) $(JDK) test
 	@$(call configure,dev,build/dev,TOOLS EXAMPLES TESTS,-DPSCOLLECTIONS_STATIC=ON)
 	@cmake --build build/dev -j $(JOBS)
 	@$(call run_tests,build/dev)
@@ -91,30 +96,30 @@ trials:
 
 # Only compiles: everything, the benchmarks too.
 clang:
-	@tools/install-dependencies build tools $(JDK) test bench clang
+	@tools/install-dependencies build tools $(NET) $(JDK) test bench clang
 	@$(call configure,clang,build/clang,TOOLS EXAMPLES TESTS TRIALS BENCH)
 	@cmake --build build/clang -j $(JOBS)
 
 exports:
-	@tools/install-dependencies build $(JDK)
+	@tools/install-dependencies build $(NET) $(JDK)
 	@$(call configure,$(PRESET),$(BUILD),EXAMPLES)
 	@cmake --build $(BUILD) -j $(JOBS) --target pscollections
 	@tools/check-exports $(BUILD)/src/libpscollections.so --renew
 
 abi-check abi-release:
-	@tools/install-dependencies build $(JDK) abi
+	@tools/install-dependencies build $(NET) $(JDK) abi
 	@$(call configure,$(PRESET),$(BUILD),EXAMPLES)
 	@cmake --build $(BUILD) -j $(JOBS) --target pscollections
 	@tools/check-abi $(BUILD) $(if $(filter abi-release,$@),--release)
 
 bench bench-quick:
-	@tools/install-dependencies build $(JDK) bench
+	@tools/install-dependencies build $(NET) $(JDK) bench
 	@$(call configure,bench,build/bench,BENCH)
 	@cmake --build build/bench -j $(JOBS)
 	@cmake --build build/bench --target $@
 
 install:
-	@tools/install-dependencies build tools $(JDK)
+	@tools/install-dependencies build tools $(NET) $(JDK)
 	@$(call configure,$(PRESET),$(BUILD),TOOLS EXAMPLES,-DCMAKE_INSTALL_PREFIX="$(PREFIX)")
 	@cmake --build $(BUILD) -j $(JOBS)
 	@DESTDIR="$(DESTDIR)" cmake --install $(BUILD)
@@ -136,7 +141,7 @@ format-check:
 	@$(FORMATTED) --dry-run --Werror
 
 tidy:
-	@tools/install-dependencies build tools $(JDK) test lint
+	@tools/install-dependencies build tools $(NET) $(JDK) test lint
 	@$(call configure,$(PRESET),$(BUILD),TOOLS EXAMPLES TESTS TRIALS)
 	@$(if $(JDK),cmake --build $(BUILD) --target glossary_jar)
 	@tools/tidy $(BUILD) $(JOBS) $(if $(filter no,$(ANALYZE)),--checks=-clang-analyzer-*)

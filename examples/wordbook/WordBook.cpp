@@ -34,10 +34,11 @@ std::string shown(const std::string& line) {
   return letters;
 }
 
-// The path of a store, which must be there when it is only read.
+// The path of a store, which must be there when it is only read. A server says itself that it has none.
 const std::string& required(const std::string& path, psMode mode) {
   std::error_code ignored;
-  if (mode == pscRead && !std::filesystem::exists(path, ignored) && !ignored) {
+  const bool isAddress = path.find("://") != std::string::npos;
+  if (mode == pscRead && !isAddress && !std::filesystem::exists(path, ignored) && !ignored) {
     throw std::runtime_error("there is no store '" + path + "'" + howToMake(path));
   }
   return path;

@@ -111,13 +111,13 @@ class EngineModel {
   void transaction(bool update) {
     ASSERT_TRUE(engine_->begin(update)) << engine_->error().text;
     ASSERT_FALSE(engine_->begin(update)) << "a second transaction in one engine";
-    ASSERT_EQ(engine_->version(), version_);
+    checkVersion();
     working_ = committed_;
     touched_ = voided_ = false;
     for (unsigned int steps = random_() % 40; steps > 0; --steps) step(update);
     end();
     ASSERT_EQ(contentOf(*engine_), committed_);
-    ASSERT_EQ(engine_->version(), version_);
+    checkVersion();
     ASSERT_EQ(engine_->put("k", "v"), false) << "a put outside a transaction";
   }
 
@@ -181,8 +181,11 @@ class EngineModel {
     if (voided_) return;
     committed_ = working_;
     version_ += touched_ ? 1 : 0;
-    ASSERT_EQ(engine_->version(), version_);
+    checkVersion();
   }
+
+  // With several writers, only differences within an instance tell something.
+  void checkVersion() const { ASSERT_TRUE(engine_->hasSeveralWriters() || engine_->version() == version_); }
 
   const std::string path_;
   std::mt19937 random_;
@@ -201,7 +204,7 @@ TEST_P(EngineModelTest, behavesAsAMapWithTransactions) {
   const auto seed = static_cast<unsigned int>(ps::test::seedOr(std::random_device()()));
   SCOPED_TRACE("seed " + std::to_string(seed));
   const std::string path = GetParam();
-  EngineModel(path == "memory:" ? path : folder / path, seed).run(600);
+  EngineModel(path == "memory:" ? path : folder.store(path), seed).run(600);
 }
 
 INSTANTIATE_TEST_SUITE_P(Engines, EngineModelTest, ::testing::Values("memory:", "store"));

@@ -57,7 +57,7 @@ class StoreModel : public ::testing::TestWithParam<Configuration> {
     random_.seed(seed_);
     options_ = unsynced(GetParam().cacheLimit);
     options_.pageSize = GetParam().pageSize;
-    path_ = GetParam().file ? folder_ / "store.ps" : "memory:";
+    path_ = GetParam().file ? folder_.store("store.ps") : folder_.transientStore("store.ps");
     ASSERT_EQ(session_.open(path_, options_), 1) << session_.lastError();
     begin();
     database_ = session_.database("model");

@@ -16,4 +16,11 @@ ScratchFolder::~ScratchFolder() {
   std::filesystem::remove_all(path_, ignored);
 }
 
+bool ScratchFolder::isOnServer() { return std::getenv("PSCOLLECTIONS_TEST_STORE") != nullptr; }
+
+std::string ScratchFolder::store(const std::string& name) const {
+  const char* const server = std::getenv("PSCOLLECTIONS_TEST_STORE");
+  return server == nullptr ? *this / name : server + std::string("#") + path_.substr(path_.rfind('-') + 1) + "-" + name;
+}
+
 }  // namespace ps::test

@@ -12,6 +12,12 @@ class ScratchFolder {
   ScratchFolder& operator=(const ScratchFolder&) = delete;
   ~ScratchFolder();
   std::string operator/(const std::string& name) const { return path_ + "/" + name; }
+  // The path of a store for tests of what any engine does: a file of the folder, or, when PSCOLLECTIONS_TEST_STORE is
+  // an address of a server, a store of its own there, which stays.
+  std::string store(const std::string& name) const;
+  // The same for a store that may be in memory.
+  std::string transientStore(const std::string& name) const { return isOnServer() ? store(name) : "memory:"; }
+  static bool isOnServer();
 
  private:
   std::string path_;

@@ -17,7 +17,7 @@ psSessionOptions unsynced(std::size_t cacheLimit) {
 }
 
 TempStore::TempStore(Place place, const psSessionOptions& options)
-    : path_(place == Place::file ? folder_ / "store.ps" : "memory:"), options_(options) {
+    : path_(place == Place::file ? folder_.store("store.ps") : folder_.transientStore("store.ps")), options_(options) {
   options_.sync = false;  // nobody cuts the power
   EXPECT_EQ(session_.open(path_, options_), 1) << session_.lastError();
 }

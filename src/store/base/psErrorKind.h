@@ -16,4 +16,5 @@ enum class psErrorKind {
   outcomeUnknown,  // nobody can tell whether the transaction is in the store
   memory,          // no memory or address space is left
   disk,            // reading or writing the file failed, or there is no room for it
+  unreachable,     // the store's server cannot be reached, or the connection to it was lost
 };

@@ -62,6 +62,7 @@ struct Page {
   bool filled = false;                   // see noteFilled
   bool created = false;                  // by the running transaction
   bool hasOlder = false;                 // some objects would be written in another layout
+  bool isOutdated = false;               // somebody else has changed it, or may have
   bool isPartial = false;                // objects are laid out when they are opened
   std::uint8_t opened = 0;               // how many of a partial page have been
   bool stored = false;                   // the engine has it, as far as the running transaction can see

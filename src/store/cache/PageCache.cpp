@@ -23,6 +23,8 @@ namespace {
 // A slot for every 48 bytes: the smallest object that is worth a reference takes that much with its header.
 constexpr std::size_t bytesPerSlot = 48;
 
+std::uint32_t tableKey(const psId& container) { return std::uint32_t{container.get_DB()} << 16 | container.get_OC(); }
+
 bool precedes(const Page* a, const Page* b) {
   const psId& left = a->frame->pageId;
   const psId& right = b->frame->pageId;
@@ -58,6 +60,7 @@ void PageCache::dropAll() {
 
 void PageCache::attach(Engine& engine, std::uint32_t pageSize) {
   engine_ = &engine;
+  hasSeveralWriters_ = engine.hasSeveralWriters();
   chunks_.attach(engine);
   classes_.attach(engine);
   pageSize_ = pageSize;
@@ -74,6 +77,18 @@ void PageCache::begin(std::uint64_t readStamp, std::uint64_t updateStamp) {
   partOf_ = nullptr;
 }
 
+void PageCache::noteChanges(const std::vector<std::string>& keys) {
+  for (const std::string& key : keys) {
+    if (!StoreKey::isOfPage(key)) continue;
+    Frame* const frame = residentFrame(head_, StoreKey::pageAt(key));
+    if (frame != nullptr) frame->page->isOutdated = true;
+  }
+}
+
+void PageCache::noteAnyChange() {
+  for (Page* const page : resident_) page->isOutdated = true;
+}
+
 PageCache::Fetch PageCache::fetch(const psId& id, Page*& page) {
   const Fetch held = hold(id, page);
   if (held == Fetch::absent) return load(pageOf(id), page);
@@ -81,7 +96,8 @@ PageCache::Fetch PageCache::fetch(const psId& id, Page*& page) {
 }
 
 PageCache::Fetch PageCache::fetchObject(const psId& id, Page*& page) {
-  if (updateStamp_ != SessionHead::noStamp) return fetch(id, page);
+  // A view of a record does not last where the engine is far away.
+  if (updateStamp_ != SessionHead::noStamp || hasSeveralWriters_) return fetch(id, page);
   Fetch held = hold(id, page);
   if (held == Fetch::absent) held = loadPartly(pageOf(id), page);
   const bool isMissing = held == Fetch::present && page->isPartial && liveObject(page->frame, id.get_slot()) == nullptr;
@@ -102,16 +118,28 @@ PageCache::Fetch PageCache::hold(const psId& id, Page*& page) {
 // Whether an image that was read in an earlier transaction is still what the store holds: when it is not, it is dropped
 // and so absent; when nobody can tell, it stays, to be asked about again.
 PageCache::Fetch PageCache::revalidate(const psId& id, Page& page) {
-  std::string_view value;
-  const Engine::Lookup found = engine_->get(StoreKey::chunk(id, 0), value);
-  if (found == Engine::Lookup::failed) return failWith(engine_->error());
-  if (found == Engine::Lookup::found && !page.filled && value.size() >= sizeof(std::uint64_t) &&
-      std::memcmp(value.data(), page.checksums.data(), sizeof(std::uint64_t)) == 0) {
+  bool isKnown = true;
+  const bool isGood = isAsStored(id, page, isKnown);
+  if (!isKnown) return failWith(engine_->error());
+  if (isGood) {
     page.frame->readStamp = readStamp_;
     return Fetch::present;
   }
   discard(page);
   return Fetch::absent;
+}
+
+bool PageCache::isAsStored(const psId& id, const Page& page, bool& isKnown) {
+  const std::string_view stamp(reinterpret_cast<const char*>(page.checksums.data()), sizeof(std::uint64_t));
+  if (hasSeveralWriters_) {
+    const bool isGood = !page.isOutdated && !page.filled;
+    if (isGood && updateStamp_ != SessionHead::noStamp) engine_->noteRead(StoreKey::chunk(id, 0), stamp);
+    return isGood;
+  }
+  std::string_view value;
+  const Engine::Lookup found = engine_->get(StoreKey::chunk(id, 0), value);
+  isKnown = found != Engine::Lookup::failed;
+  return found == Engine::Lookup::found && !page.filled && value.substr(0, sizeof(std::uint64_t)) == stamp;
 }
 
 // Reads a page; readMissing is then to be called with its image.
@@ -343,15 +371,13 @@ void PageCache::change(Page& page) {
 
 char* PageCache::allocate(PageSequence pages, const psId& near, std::uint32_t type, std::uint32_t size,
                           std::uint32_t capacity) {
-  const psId& id = pages.container;
   Page* page = nullptr;
   Frame* const nearby = near.get_page() != 0 ? residentFrame(head_, near) : nullptr;
   const bool isUsable =
       nearby != nullptr && nearby->readStamp == readStamp_ && complete(*nearby->page) == Fetch::present;
   if (isUsable && fits(*nearby->page, type, size, capacity)) page = nearby->page;
   if (page == nullptr && pages.nextNumber > 1) {
-    const psId last(id.get_DB(), id.get_OC(), static_cast<unsigned short>(pages.nextNumber - 1), 0);
-    if (fetch(last, page) != Fetch::present || !fits(*page, type, size, capacity)) page = nullptr;
+    if (fetch(pageToFill(pages), page) != Fetch::present || !fits(*page, type, size, capacity)) page = nullptr;
   }
   if (page != nullptr && !mayChange(*page)) return nullptr;
   if (page == nullptr) page = newPage(pages, capacity);
@@ -393,6 +419,15 @@ bool PageCache::resizeInPlace(Page& page, ObjectHeader& header, std::uint32_t si
   return true;
 }
 
+// The page that is tried for a new object: the last one; where others fill pages at the same time, the last of our own.
+psId PageCache::pageToFill(const PageSequence& pages) const {
+  psId id = pages.container;
+  const auto own = ownPages_.find(tableKey(id));
+  const bool isOwn = own != ownPages_.end() && own->second < pages.nextNumber;
+  id.set_page(isOwn ? own->second : static_cast<unsigned short>(pages.nextNumber - 1));
+  return id;
+}
+
 Page* PageCache::newPage(PageSequence pages, std::size_t capacity) {
   const std::size_t onPage = pageSize_ - objectsBegin(pageSize_ / bytesPerSlot) - sizeof(ObjectHeader);
   const bool alone = capacity > onPage;
@@ -407,6 +442,10 @@ Page* PageCache::newPage(PageSequence pages, std::size_t capacity) {
   page->frame->slotLimit = static_cast<std::uint32_t>(slots);
   page->used = objectsBegin(slots);
   page->created = true;
+  if (hasSeveralWriters_) {
+    engine_->noteRead(StoreKey::chunk(id, 0), {});
+    ownPages_[tableKey(id)] = id.get_page();
+  }
   pages.nextNumber = std::max(pages.nextNumber, number + 1);
   return page;
 }
@@ -414,8 +453,12 @@ Page* PageCache::newPage(PageSequence pages, std::size_t capacity) {
 // The next page number of a container: one above those in use, or when none is left, one whose page is gone; 0 when
 // there is neither.
 std::uint32_t PageCache::freshPageNumber(PageSequence pages) {
-  if (pages.nextNumber <= highestPage) return pages.nextNumber;
   psId id = pages.container;
+  if (pages.nextNumber <= highestPage) {
+    const std::uint32_t number = engine_->takeNumber(StoreKey::container(id.get_DB(), id.get_OC()), pages.nextNumber);
+    if (number == 0) error_ = engine_->error();
+    if (number <= highestPage) return number;
+  }
   for (std::uint32_t number = 1; number <= highestPage; ++number) {
     id.set_page(static_cast<unsigned short>(number));
     std::string_view value;
@@ -614,6 +657,7 @@ void PageCache::afterCommit() {
     Page& page = *changed_.back();
     settle(page);
     page.created = false;
+    page.isOutdated = false;
     page.hasOlder = false;
     page.freed.clear();
     if (page.objects == 0) {
@@ -623,6 +667,11 @@ void PageCache::afterCommit() {
     }
   }
   spilled_.clear();
+}
+
+bool PageCache::isChangeInUse() const {
+  return std::any_of(changed_.begin(), changed_.end(),
+                     [](const Page* page) { return !page->created && page->frame->pins != 0; });
 }
 
 void PageCache::afterAbort(bool engineReads) {

@@ -3,6 +3,7 @@
 #include <cstdint>
 #include <string>
 #include <string_view>
+#include <unordered_map>
 #include <unordered_set>
 #include <vector>
 
@@ -59,11 +60,18 @@ class PageCache {
   // Memory that the running update takes beside the images, or will when it is committed.
   std::size_t uncommittedBytes() const;
 
-  // Starts a transaction. Images that were read under another stamp are compared with the engine at their first use.
+  // Starts a transaction. Images that were read under another stamp are compared with the engine at their first use;
+  // with an engine that tells what others have changed, they are good unless it has. Each update needs a stamp of its
+  // own then, so that it notes what it relies on.
   void begin(std::uint64_t readStamp, std::uint64_t updateStamp);
+  // What the engine has told: keys of chunks of pages, or that anything may have changed.
+  void noteChanges(const std::vector<std::string>& keys);
+  void noteAnyChange();
   // Writes every changed image into the engine's transaction; false when the engine refuses.
   bool writeChanges();
   void afterCommit();
+  // Whether something refers to an image that the transaction has changed, so that it is to be restored after an abort.
+  bool isChangeInUse() const;
   // Forgets the transaction's changes. With an engine that reads the state before the transaction, pinned images get
   // their old content in place. Without one, or where that is impossible, they are detached.
   void afterAbort(bool engineReads);
@@ -128,9 +136,11 @@ class PageCache {
   Page* newImage(const psId& id, std::size_t bytes);
   Page* newPage(PageSequence pages, std::size_t capacity);
   std::uint32_t freshPageNumber(PageSequence pages);
+  psId pageToFill(const PageSequence& pages) const;
   std::size_t bytesToWrite(const Page& page) const;
   void countUnwritten(Page& page);
   Fetch revalidate(const psId& id, Page& page);
+  bool isAsStored(const psId& id, const Page& page, bool& isKnown);
   bool restore(Page& page);
   bool readBack(Page& page);
   bool write(Page& page);
@@ -148,6 +158,7 @@ class PageCache {
   SessionHead& head_;
   psSessionCounters& counters_;
   Engine* engine_ = nullptr;
+  bool hasSeveralWriters_ = false;
   std::uint32_t pageSize_ = 0;
   std::size_t limit_ = leastLimit;
   std::size_t updateLimit_ = 0;
@@ -161,8 +172,9 @@ class PageCache {
   std::vector<Page*> resident_;
   std::size_t hand_ = 0;
   std::uint64_t handSteps_ = 0;
-  std::uint64_t opensBefore_ = 0;              // the last load
-  std::vector<Page*> changed_;                 // with room for all that are resident
+  std::uint64_t opensBefore_ = 0;                              // the last load
+  std::vector<Page*> changed_;                                 // with room for all that are resident
+  std::unordered_map<std::uint32_t, std::uint16_t> ownPages_;  // by container: the last that this session has made
   StorageOrders orders_;                       // of pages that were written, to be carried out before the commit
   std::unordered_set<std::uint64_t> spilled_;  // changed pages that are in the engine's transaction but not in memory
 

@@ -177,7 +177,11 @@ Catalog::Lookup Catalog::isTaken(const psId& id) {
 
 // The lowest number never given out; when none is left, the lowest free one; 0, with the reason, when there is neither.
 std::uint32_t Catalog::freshNumber(const CatalogEntry& scope, std::uint32_t highest, const std::string& whenNone) {
-  if (scope.nextNumber <= highest) return scope.nextNumber;
+  if (scope.nextNumber <= highest) {
+    const std::uint32_t number = engine_->takeNumber(recordKey(scope.id()), scope.nextNumber);
+    if (number == 0) fail(engine_->error());
+    if (number <= highest) return number;
+  }
   const std::uint16_t db = scope.frame->pageId.get_DB();
   for (std::uint32_t number = 1; number <= highest; ++number) {
     const auto part = static_cast<unsigned short>(number);

@@ -28,11 +28,21 @@ struct EngineFacts {
 // The ordered key/value transactions on which the store keeps its page images. An instance serves one session and is
 // used by one thread at a time. Instances on the same store, in this process or in others, see each other's commits.
 //
-// An instance has at most one open transaction. An update transaction excludes every other update transaction on the
-// same store from begin to commit or abort; a second one waits. Readers keep the snapshot that they began with.
+// An instance has at most one open transaction. Readers keep the snapshot that they began with. There are two kinds of
+// engines:
+//
+// - Most exclude every other update transaction on the same store from begin to commit or abort; a second one waits.
+// - An engine with several writers (hasSeveralWriters) lets updates run side by side. Each works on the snapshot that
+// it
+//   began with. The commit compares all that the transaction has read with what is in the store by then. If anything
+//   differs, it is a conflict, and nothing is written. So committed transactions are as if one had run after the other.
+//   What a caller keeps in memory over transactions the engine does not see being read: it is told by noteRead.
+//
+// A value that is not empty begins with 8 bytes, its stamp, that tell it from any other value under its key.
 //
 // Every call that fails leaves its reason in error(): what failed, where and what to do about it. After a failed put or
-// erase the transaction is void, and only abort makes sense.
+// erase the transaction is void, and only abort makes sense. An engine on a server may make a transaction void in any
+// other call too, when it loses the connection.
 class Engine {
  public:
   enum class Lookup { found, absent, failed };
@@ -50,7 +60,8 @@ class Engine {
 
   virtual bool begin(bool update) = 0;
 
-  // The view is valid until the next put, erase, commit or abort of this instance.
+  // The view is valid until the next put, erase, commit or abort of this instance. That of a page's chunk is valid
+  // until the next get.
   virtual Lookup get(std::string_view key, std::string_view& value) = 0;
 
   // Says that all of a value that get returned is about to be read, which makes reading it from the disk faster.
@@ -83,8 +94,26 @@ class Engine {
   // What the open transaction sees of the file. False when it cannot be read.
   [[nodiscard]] virtual bool facts(EngineFacts& found) = 0;
 
+  // Several writers: see above. The functions that follow are for them; the others have nothing to do there.
+  virtual bool hasSeveralWriters() const { return false; }
+
+  // Adds the keys that others have changed since the transaction before the open one began. False when that is not
+  // known, so that anything may have changed.
+  [[nodiscard]] virtual bool takeChanges(std::vector<std::string>&) { return true; }
+
+  // Says that the open update relies on what is under a key: a value with the stamp, or, without one, none.
+  virtual void noteRead(std::string_view, std::string_view) {}
+
+  // Says that get is about to be called for the keys, which an engine on a server then asks for at once.
+  virtual void prefetch(const std::vector<std::string>&) {}
+
+  // A number for a new member of what the record under the key counts (StoreKey.h), which no other session gets. next
+  // is the lowest one that was never given to a member, as far as the transaction sees. 0 on failure.
+  virtual std::uint32_t takeNumber(std::string_view, std::uint32_t next) { return next; }
+
   // Number of the last commit that the open transaction sees, or that an update transaction builds upon. Right after a
-  // successful commit, the number of that commit. Two transactions with the same number see the same content.
+  // successful commit, the number of that commit. Two transactions with the same number see the same content. Where
+  // there are several writers, the numbers are those of this instance alone.
   virtual std::uint64_t version() const = 0;
 
   // Bytes of memory that the open transaction's puts and erases take until it ends; 0 without an update transaction.
@@ -124,7 +153,8 @@ class WholeChange {
 };
 
 // Opens the store at path, and creates it unless options.readOnly. A path that begins with "memory:" names a store that
-// lives as long as the instance and is private to it. Null on failure, with the reason in error.
+// lives as long as the instance and is private to it, one that is an address (StoreAddress.h) a store on a server. Null
+// on failure, with the reason in error.
 std::unique_ptr<Engine> openEngine(const std::string& path, const psSessionOptions& options, StoreError& error);
 
 }  // namespace ps::detail

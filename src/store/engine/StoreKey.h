@@ -37,6 +37,11 @@ class StoreKey {
     return StoreKey('P').number(page.get_DB()).number(page.get_OC()).number(page.get_page());
   }
   static StoreKey pagesOf(std::uint16_t db, std::uint16_t oc) { return StoreKey('P').number(db).number(oc); }
+  static bool isOfPage(std::string_view key) { return !key.empty() && key[0] == 'P'; }
+  // The page of a chunk's key.
+  static psId pageAt(std::string_view key) {
+    return key.size() < 7 ? psId() : psId(numberAt(key, 1), numberAt(key, 3), numberAt(key, 5), 0);
+  }
   // What is filed in a scope under a name, and the names under which an object is filed. In format 1 the letter of the
   // second was R.
   static constexpr char byName = 'N';

@@ -16,6 +16,7 @@
 #include "store/cache/Arena.h"
 #include "store/cache/NothingOpened.h"
 #include "store/cache/TypeRegistry.h"
+#include "store/engine/StoreAddress.h"
 #include "store/engine/StoreKey.h"
 #include "store/session/FailedCreation.h"
 #include "store/session/ForkLocks.h"
@@ -211,7 +212,7 @@ bool SessionCore::openStore(const std::string& path, const psSessionOptions& opt
   StoreError error;
   engine_ = openEngine(path, options, error);
   if (engine_ == nullptr) return fail(error);
-  path_ = path;
+  path_ = shownStore(path);
   serial = freshStamp();
   changeStamp = serial << 32;
   catalog_.attach(*engine_, serial);
@@ -314,11 +315,22 @@ bool SessionCore::renewFormat() {
   return true;
 }
 
+// Tells the cache what others have changed since the last transaction.
+void SessionCore::learnChanges() {
+  std::vector<std::string> changes;
+  if (engine_->takeChanges(changes))
+    cache_.noteChanges(changes);
+  else
+    cache_.noteAnyChange();
+}
+
 // The engine's transaction has begun.
 void SessionCore::startTransaction(psMode mode) {
   mode_ = mode;
   const bool forgetsRows = mode == pscUpdate && filledRows;
-  if (epoch_ == 0 || engine_->version() != version_ || forgetsRows) {
+  const bool notesReads = mode == pscUpdate && engine_->hasSeveralWriters();
+  learnChanges();
+  if (epoch_ == 0 || engine_->version() != version_ || forgetsRows || notesReads) {
     filledRows = false;
     epoch_ = freshStamp();
     ++noteStamp;
@@ -458,7 +470,7 @@ bool SessionCore::abort() {
   if (mode_ == pscUpdate) {
     catalog_.afterAbort();
     // Images that are in use get their old content in place.
-    cache_.afterAbort(canRestore());
+    cache_.afterAbort(cache_.isChangeInUse() && canRestore());
     engine_->abort();
     objects_.afterAbort();
     ++noteStamp;

@@ -161,6 +161,7 @@ class SessionCore : public SessionHead, public std::enable_shared_from_this<Sess
   bool canRestore() noexcept;
   bool isStillFit(psMode mode);
   bool renewFormat();
+  void learnChanges();
   void startTransaction(psMode mode);
   void endTransaction();
   void updateStamps();
