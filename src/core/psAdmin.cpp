@@ -3,6 +3,7 @@
 #include "core/Containers.h"
 #include "store/NumberedDatabase.h"
 #include "store/Place.h"
+#include "store/session/SeveralWriters.h"
 
 namespace {
 
@@ -44,6 +45,11 @@ int psAdmin::deleteIfEmptyUnnamedNonGC(pstHandle<psContObj>& container) {
 pstRef<psContObj> psAdmin::provide(pstRef<psContObj>& current, int& count, int maximum,
                                    const pstHandle<psObj>& collection) {
   const pstHandle<psAdmin> self(this);
+  // Where many make parts at a time, a container for each need not be noted, and so makes no conflicts.
+  if (maximum <= 1 && ps::detail::hasSeveralWriters()) {
+    pstRef<psContObj> beside = current.isNull() ? pstRef<psContObj>(collection.containedIn()) : current;
+    return newContainer(beside);
+  }
   if (psUpdate() != 1) return pstRef<psContObj>();
   if (maximum <= count || !current.isValid()) {
     if (current.isNull()) current = collection.containedIn();

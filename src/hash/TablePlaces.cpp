@@ -5,12 +5,19 @@
 
 #include "hash/HashGrowth.h"
 #include "hash/SlotChange.h"
+#include "store/session/SeveralWriters.h"
 
 namespace ps::detail {
 
 namespace {
 
 constexpr int noLimit = std::numeric_limits<int>::max();
+
+// Says that the buckets are about to be opened that follow an index.
+void announceBuckets(const psHashSet& set, int directoryIndex) {
+  const pstRef<psHashBucket>* const directory = HashAccess::directory(set).head();
+  if (directory != nullptr) announceOpening(directory + directoryIndex, directorySizeOf(set) - directoryIndex);
+}
 
 }  // namespace
 
@@ -24,6 +31,7 @@ TablePlaces::Bucket TablePlaces::bucketAt(const psHashSet& set, int directoryInd
   }
   const pstRef<psHashBucket> named = bucketNamedAt(set, directoryIndex);
   if (named.isNull()) return Bucket();
+  if (residentType(named.oid()) == 0) announceBuckets(set, directoryIndex);
   if (!bucket_ || bucket_->view().handle() != named || !bucket_->view().isCurrent()) {
     bucket_.emplace(pstHandle<psHashBucket>(named));
     if (!bucket_->view().isOpen()) {

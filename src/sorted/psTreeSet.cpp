@@ -38,6 +38,7 @@ psTreeSet::psTreeSet(pstHandle<psCompare>& comparator, int n, pstHandle<psContOb
                      pstHandle<psContObj> vArrayContainer)
     : psTreeSet(n, std::move(adminContainer), std::move(vArrayContainer)) {
   comparator_ = comparator;
+  ps::detail::provideAbbreviations(*this);
 }
 
 psTreeSet::~psTreeSet() noexcept { ps::detail::destroyRoot(*this); }

@@ -302,6 +302,14 @@ psSessionCounters psSession::counters() const {
   return counters;
 }
 
+bool psSession::hasSeveralWriters() const {
+  return core_ != nullptr && !core_->hasEnded() && core_->engine().hasSeveralWriters();
+}
+
+std::uint64_t psSession::roundTrips() const {
+  return core_ != nullptr && !core_->hasEnded() ? core_->engine().roundTrips() : 0;
+}
+
 void psSession::openGuard(OpenGuard guard) {
   if (isHere(core_.get())) core_->guard(std::move(guard));
 }

@@ -75,9 +75,10 @@ class PS_API psSession {
   // the session's own, returns 0 and the session stays open.
   int close();
 
-  // Starts a transaction. pscRead sees the store as it is now until the transaction ends; pscUpdate waits for other
+  // Starts a transaction. pscRead sees the store as it is now until the transaction ends. pscUpdate waits for other
   // updates to end. It is refused when another session of this thread updates the same store, since it would wait for
-  // ever. Threads that update 2 stores at a time must begin with the same one.
+  // ever. Threads that update 2 stores at a time must begin with the same one. On a server it does not wait: the commit
+  // tells whether others have changed meanwhile what the update has read.
   [[nodiscard]] int begin(psMode mode);
 
   // Ends the transaction. When an update returns 1, all changes are in the store, whole and durable. When it returns 0,
@@ -204,6 +205,11 @@ class PS_API psSession {
   void updateLimit(std::size_t bytes);
 
   psSessionCounters counters() const;
+  // Whether updates of several sessions run side by side, as on a server: then a commit may fail with
+  // psErrorKind::conflict, and what it was about to do may be done again in another transaction.
+  bool hasSeveralWriters() const;
+  // How often the session has waited for an answer of the store's server since it was opened; 0 for a file.
+  std::uint64_t roundTrips() const;
 
   // The guard is called before every open, explicit or through ->, with the identifier and the mode. It returns false
   // to refuse the open. A null function removes the guard. Meant for tests of what happens when the store refuses.

@@ -16,10 +16,10 @@ class ChildKind final : public NodeKind {
   explicit ChildKind(const RootClass& root) : NodeKind(Node::pstTypeN, root) {}
 
   bool isSorted() const override { return std::is_same_v<Array, psSortedArray>; }
-  pstHandle<psUnsortedArray> createElements(const pstRef<psContObj>& near, int capacity, Rows rows) const override {
+  pstHandle<psUnsortedArray> createElements(const pstRef<psObj>& near, int capacity, Rows rows) const override {
     return pstHandle<psUnsortedArray>(new (near) Array(capacity, rows));
   }
-  pstHandle<psBTree> createNode(const pstRef<psContObj>& near, const NodeParts& parts) const override {
+  pstHandle<psBTree> createNode(const pstRef<psObj>& near, const NodeParts& parts) const override {
     auto* const node = new (near) Node();
     pstHandle<psBTree> handle(node);
     if (node == nullptr) return handle;

@@ -1,6 +1,7 @@
 #include "tree/CountChange.h"
 
 #include "store/base/MemoryGuard.h"
+#include "store/session/SeveralWriters.h"
 #include "tree/NodeLinks.h"
 
 namespace ps::detail {
@@ -33,7 +34,8 @@ bool CountChange::plan(const psBTree& node, psId entry, const ElementCount& numb
       if (!ancestor.entries.isOpen()) return false;
       ancestor.index = ancestor.entries.findNode(entry, expected);
       if (ancestor.index < 0) return false;
-      ancestor.difference = number ? ElementCount(*number * sign) : std::nullopt;
+      const bool isKept = number && (!hasSeveralWriters() || !ancestor.entries.isSorted());
+      ancestor.difference = isKept ? ElementCount(*number * sign) : std::nullopt;
       entry = ancestor.entries[0].oid();
     }
     return true;

@@ -1,5 +1,7 @@
 #include "tree/ElementCounts.h"
 
+#include "store/session/SeveralWriters.h"
+
 namespace ps::detail {
 
 namespace {
@@ -8,9 +10,11 @@ namespace {
 std::optional<int> elementsAt(const psBTree& node, const ArrayView& entries, int i) {
   const std::uint32_t* const counts = entries.counts();
   if (counts != nullptr && counts[i] != 0) return static_cast<int>(counts[i]);
+  announceFrom(entries, i);
   const pstHandle<psBTree> child = childAt(entries[i], node);
   const std::optional<int> n = child.isNull() ? std::nullopt : elementsBelow(*child);
-  if (n) entries.noteElementsBelow(i, *n);
+  // In an update it would be stored: see NodeEdit::keepsCounts.
+  if (n && !(hasSeveralWriters() && isResidentForUpdate(entries.array().oid()))) entries.noteElementsBelow(i, *n);
   return n;
 }
 

@@ -1,23 +1,27 @@
 #include "tree/NewNode.h"
 
 #include "store/base/NothingThrown.h"
+#include "store/session/SeveralWriters.h"
 
 namespace ps::detail {
 
 bool NewNode::create(const pstHandle<psTreeAdmin>& admin, const psBTree& parent, const NodeEdit& beside) {
-  const pstRef<psContObj> nodeContainer = admin->provideNodeContainer();
-  if (nodeContainer.isNull() || !containers_.secure(nodeContainer)) return false;
+  // Where each page is a round trip and a change of it a conflict, a node is in the page of its elements.
+  const bool isBesideElements = hasSeveralWriters();
+  const pstRef<psContObj> nodeContainer = isBesideElements ? pstRef<psContObj>() : admin->provideNodeContainer();
+  if (!isBesideElements && (nodeContainer.isNull() || !containers_.secure(nodeContainer))) return false;
   const pstRef<psContObj> arrayContainer = admin->provideVArrayContainer();
   if (arrayContainer.isNull() || !containers_.secure(arrayContainer)) return false;
   const Rows rows =
-      (beside.hasAbbreviations() ? Rows::abbreviations : Rows::none) | (beside.isLeaf() ? Rows::none : Rows::counts);
+      (beside.hasAbbreviations() ? Rows::abbreviations : Rows::none) | (beside.isLeaf() || !beside.keepsCounts() ? Rows::none : Rows::counts);
   elementArray_ = kind_.createElements(arrayContainer, beside.capacity(), rows);
   if (elementArray_.isNull()) return false;
   if (beside.hasValues()) {
     valueArray_ = createValuesBeside(elementArray_, beside.capacity());
     if (valueArray_.isNull()) return false;
   }
-  node_ = kind_.createNode(nodeContainer, {parent.psOid(), elementArray_, valueArray_});
+  const pstRef<psObj> near = isBesideElements ? pstRef<psObj>(elementArray_) : pstRef<psObj>(nodeContainer);
+  node_ = kind_.createNode(near, {parent.psOid(), elementArray_, valueArray_});
   if (node_.isNull()) return false;
   entries_.emplace(*node_);
   return entries_->isOpen() && entries_->capacity() >= beside.capacity();

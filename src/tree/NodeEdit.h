@@ -5,6 +5,7 @@
 #include <optional>
 
 #include "arrays/ArrayEdit.h"
+#include "store/session/SeveralWriters.h"
 #include "tree/NodeAccess.h"
 #include "tree/TreeShape.h"
 
@@ -65,10 +66,15 @@ class NodeEdit {
     }
     return sum;
   }
-  void setElementsBelow(int i, const ElementCount& n) { elements_.setElementsBelow(i, n); }
+  void setElementsBelow(int i, const ElementCount& n) {
+    elements_.setElementsBelow(i, keepsCounts() ? n : std::nullopt);
+  }
+  // Whether ancestors keep how many elements there are below. Where every change of an ancestor is a conflict for all
+  // others, only lists do, whose elements are found by it.
+  bool keepsCounts() const { return !hasSeveralWriters() || !elements_.isSorted(); }
   void changeElementsBelow(int i, const ElementCount& difference) { elements_.changeElementsBelow(i, difference); }
   // Makes room for these numbers in a node that has or is about to have children. Addresses of its entries end.
-  bool provideCounts() { return elements_.provide(Rows::counts); }
+  bool provideCounts() { return !keepsCounts() || elements_.provide(Rows::counts); }
 
   // For a leaf.
   void insert(int i, const pstRef<psObj>& element, const pstRef<psObj>& value, const Abbreviation& abbreviation) {

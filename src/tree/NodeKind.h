@@ -47,9 +47,9 @@ class NodeKind {
   virtual bool isSorted() const = 0;
 
   // An array for the elements of a node; null when the store cannot create it.
-  virtual pstHandle<psUnsortedArray> createElements(const pstRef<psContObj>& near, int capacity, Rows rows) const = 0;
+  virtual pstHandle<psUnsortedArray> createElements(const pstRef<psObj>& near, int capacity, Rows rows) const = 0;
   // A node with the given parts; null when the store cannot create it.
-  virtual pstHandle<psBTree> createNode(const pstRef<psContObj>& near, const NodeParts& parts) const = 0;
+  virtual pstHandle<psBTree> createNode(const pstRef<psObj>& near, const NodeParts& parts) const = 0;
   // Writes the parent of a node that is open for update.
   virtual void setParent(psBTree& node, const pstRef<psBTree>& parent) const = 0;
   // The mark of a leaf of this kind that has this lowest element.

@@ -2,6 +2,8 @@
 
 #include <utility>
 
+#include "store/session/SeveralWriters.h"
+
 namespace ps::detail {
 
 namespace {
@@ -45,6 +47,10 @@ pstHandle<psTreeAdmin> administratorOf(const psBTree& node) {
   return !admin.isNull() && admin.open(pscRead) == 1 ? admin : pstHandle<psTreeAdmin>();
 }
 
+void announceFrom(const ArrayView& entries, int i) {
+  if (residentType(entries[i].oid()) == 0) announceOpening(&entries[i], entries.count() - i);
+}
+
 NodeAnswer leftmostLeaf(const psBTree& node) {
   if (isMarkedLeaf(node)) return opened(handleTo(node));
   const ArrayView entries(NodeAccess::elements(node));
@@ -86,6 +92,7 @@ NodeAnswer nextNode(const psBTree& node) {
     const int i = entries.find(lowest);
     if (i < 0) return unknown;
     if (i + 1 < entries.count()) {
+      announceFrom(entries, i + 1);
       pstHandle<psBTree> next(entries[i + 1]);
       for (; height > 0; --height) {
         if (!isReadable(next)) return unknown;
@@ -140,7 +147,8 @@ void LeafWalk::advance() {
     }
     index_ = -1;
   }
-  leaf_ = opened(pstHandle<psBTree>((*siblings_)[++index_]));
+  announceFrom(*siblings_, ++index_);
+  leaf_ = opened(pstHandle<psBTree>((*siblings_)[index_]));
 }
 
 int heightOf(const psBTree& node) {

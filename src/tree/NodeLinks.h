@@ -36,6 +36,9 @@ pstHandle<psBTree> rootOf(const psBTree& node);
 // The administrator of the node's tree, open for reading; null when something cannot be opened.
 pstHandle<psTreeAdmin> administratorOf(const psBTree& node);
 
+// Says that the nodes are about to be opened which the entries name from one on, unless that one is in memory.
+void announceFrom(const ArrayView& entries, int i);
+
 NodeAnswer leftmostLeaf(const psBTree& node);
 NodeAnswer rightmostLeaf(const psBTree& node);
 

@@ -2,8 +2,10 @@
 
 #include <algorithm>
 
+#include "arrays/ArrayEdit.h"
 #include "core/Containers.h"
 #include "store/base/NothingThrown.h"
+#include "store/session/SeveralWriters.h"
 #include "tree/NodeAccess.h"
 #include "tree/NodeKind.h"
 
@@ -21,9 +23,13 @@ pstRef<psTreeAdmin> constructRoot(psBTree& root, int capacity, pstHandle<psContO
   const NothingThrown here;
   pstHandle<psBTree> self(&root);
   if (adminContainer.isNull()) adminContainer = createContainerFor(self);
-  if (arrayContainer.isNull()) arrayContainer = createContainerFor(self);
-  const pstHandle<psUnsortedArray> elements =
-      NodeKind::below(root)->createElements(arrayContainer, std::max(capacity, smallestCapacity), Rows::none);
+  // Where each page is a round trip, a root's elements are beside it, with room for all that they will need.
+  const bool isBesideRoot = arrayContainer.isNull() && hasSeveralWriters();
+  if (arrayContainer.isNull() && !isBesideRoot) arrayContainer = createContainerFor(self);
+  const pstRef<psObj> near = isBesideRoot ? pstRef<psObj>(self) : pstRef<psObj>(arrayContainer);
+  const NodeKind& kind = *NodeKind::below(root);
+  const Rows rows = isBesideRoot && !kind.isSorted() ? Rows::counts : Rows::none;
+  const pstHandle<psUnsortedArray> elements = kind.createElements(near, std::max(capacity, smallestCapacity), rows);
   if (elements.isNull()) return pstRef<psTreeAdmin>();
   NodeAccess::setElements(root, elements);
   const pstRef<psTreeAdmin> admin(new (adminContainer) psTreeAdmin(self));
@@ -32,6 +38,13 @@ pstRef<psTreeAdmin> constructRoot(psBTree& root, int capacity, pstHandle<psContO
     NodeAccess::setElements(root, pstRef<psUnsortedArray>());
   }
   return admin;
+}
+
+void provideAbbreviations(const psBTree& root) {
+  const NothingThrown here;
+  if (!hasSeveralWriters() || NodeAccess::elements(root).isNull()) return;
+  ArrayEdit elements(NodeAccess::elements(root));
+  if (elements.isOpen()) elements.provide(Rows::abbreviations);
 }
 
 pstRef<psUnsortedArray> constructValues(const psBTree& root, int capacity) {

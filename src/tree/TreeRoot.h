@@ -11,6 +11,10 @@ namespace ps::detail {
 pstRef<psTreeAdmin> constructRoot(psBTree& root, int capacity, pstHandle<psContObj> adminContainer,
                                   pstHandle<psContObj> arrayContainer);
 
+// For a new root whose elements a comparator orders: makes room for their abbreviations while nothing lies behind them.
+// Otherwise the first element does.
+void provideAbbreviations(const psBTree& root);
+
 // Creates the array for the values of a new root that already has its other parts. Null when the store refuses.
 pstRef<psUnsortedArray> constructValues(const psBTree& root, int capacity);
 

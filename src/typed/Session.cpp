@@ -1,5 +1,10 @@
 #include "typed/Session.h"
 
+#include <algorithm>
+#include <chrono>
+#include <random>
+#include <thread>
+
 namespace ps {
 
 namespace {
@@ -33,6 +38,16 @@ pstHandle<psContObj> Session::container(const pstHandle<psDBObj>& database, cons
 
 pstHandle<psContObj> Session::container(const char* database, const char* name) {
   return container(this->database(database), name);
+}
+
+bool Session::pauseAfter(const Error& error, int attempt) {
+  constexpr int mostAttempts = 20;
+  constexpr unsigned int longestPause = 100000;  // microseconds
+  thread_local std::minstd_rand random{std::random_device()()};
+  if (error.kind() != psErrorKind::conflict || !hasSeveralWriters() || attempt + 1 >= mostAttempts) return false;
+  const unsigned int limit = std::min(longestPause, 1000U << std::min(attempt, 7));
+  std::this_thread::sleep_for(std::chrono::microseconds(random() % limit));
+  return true;
 }
 
 Session::Transaction::Transaction(Session& session, psMode mode) : session_(session) { require(session.begin(mode)); }

@@ -21,10 +21,20 @@ class PS_API Session : public psSession {
   // Calls f in an update transaction, and commits it when f returns. When f throws, aborts, and lets the exception
   // pass. When the commit fails, aborts and throws. f may end the transaction itself.
   //
+  // On a server, other sessions update at the same time. When one of them has changed what f had read
+  // (psErrorKind::conflict), all of this is done again, up to 20 times, after pauses that grow to 0.1 s. So f must do
+  // nothing but change the store. Nothing is done again for a file, where no conflict arises.
+  //
   // Returns what f returns: values and references to objects (ps::Ref), but nothing that points into the store.
   template <class F>
   auto update(F&& f) {
-    return run(pscUpdate, f);
+    for (int attempt = 0;; ++attempt) {
+      try {
+        return run(pscUpdate, f);
+      } catch (const Error& error) {
+        if (!pauseAfter(error, attempt)) throw;
+      }
+    }
   }
   // The same in a read transaction, which sees what was committed when it began.
   template <class F>
@@ -51,6 +61,9 @@ class PS_API Session : public psSession {
     Session& session_;
     bool isDone_ = false;
   };
+
+  // Whether what has failed is to be done again; waits before that.
+  bool pauseAfter(const Error& error, int attempt);
 
   template <class F>
   auto run(psMode mode, F& f) {

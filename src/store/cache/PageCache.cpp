@@ -89,6 +89,18 @@ void PageCache::noteAnyChange() {
   for (Page* const page : resident_) page->isOutdated = true;
 }
 
+void PageCache::announce(const psId* ids, std::size_t n) {
+  std::vector<std::string> keys;
+  for (std::size_t i = 0; i < n; ++i) {
+    if (ids[i].get_page() == 0) continue;
+    const Frame* const frame = residentFrame(head_, ids[i]);
+    if (frame != nullptr && (frame->readStamp == readStamp_ || !frame->page->isOutdated)) continue;
+    std::string key{std::string_view(StoreKey::chunk(ids[i], 0))};
+    if (std::find(keys.begin(), keys.end(), key) == keys.end()) keys.push_back(std::move(key));
+  }
+  if (keys.size() > 1) engine_->prefetch(keys);
+}
+
 PageCache::Fetch PageCache::fetch(const psId& id, Page*& page) {
   const Fetch held = hold(id, page);
   if (held == Fetch::absent) return load(pageOf(id), page);
@@ -376,8 +388,9 @@ char* PageCache::allocate(PageSequence pages, const psId& near, std::uint32_t ty
   const bool isUsable =
       nearby != nullptr && nearby->readStamp == readStamp_ && complete(*nearby->page) == Fetch::present;
   if (isUsable && fits(*nearby->page, type, size, capacity)) page = nearby->page;
-  if (page == nullptr && pages.nextNumber > 1) {
-    if (fetch(pageToFill(pages), page) != Fetch::present || !fits(*page, type, size, capacity)) page = nullptr;
+  const psId last = pageToFill(pages);
+  if (page == nullptr && last.get_page() != 0) {
+    if (fetch(last, page) != Fetch::present || !fits(*page, type, size, capacity)) page = nullptr;
   }
   if (page != nullptr && !mayChange(*page)) return nullptr;
   if (page == nullptr) page = newPage(pages, capacity);
@@ -419,12 +432,14 @@ bool PageCache::resizeInPlace(Page& page, ObjectHeader& header, std::uint32_t si
   return true;
 }
 
-// The page that is tried for a new object: the last one; where others fill pages at the same time, the last of our own.
+// The page that is tried for a new object: the last one, or the last that this session has made. After a conflict others
+// are known to fill pages at the same time: then it may be none.
 psId PageCache::pageToFill(const PageSequence& pages) const {
   psId id = pages.container;
   const auto own = ownPages_.find(tableKey(id));
   const bool isOwn = own != ownPages_.end() && own->second < pages.nextNumber;
-  id.set_page(isOwn ? own->second : static_cast<unsigned short>(pages.nextNumber - 1));
+  const std::uint32_t last = hasOthers_ ? 0 : pages.nextNumber - 1;
+  id.set_page(isOwn ? own->second : static_cast<unsigned short>(last));
   return id;
 }
 
@@ -450,6 +465,17 @@ Page* PageCache::newPage(PageSequence pages, std::size_t capacity) {
   return page;
 }
 
+void PageCache::announcePages(psId id) {
+  constexpr std::uint32_t ahead = 64;
+  if (!hasSeveralWriters_ || residentFrame(head_, id) != nullptr) return;
+  std::vector<psId> ids;
+  for (std::uint32_t number = id.get_page(); ids.size() < ahead && number <= highestPage; ++number) {
+    id.set_page(static_cast<unsigned short>(number));
+    ids.push_back(id);
+  }
+  announce(ids.data(), ids.size());
+}
+
 // The next page number of a container: one above those in use, or when none is left, one whose page is gone; 0 when
 // there is neither.
 std::uint32_t PageCache::freshPageNumber(PageSequence pages) {
@@ -463,6 +489,7 @@ std::uint32_t PageCache::freshPageNumber(PageSequence pages) {
     id.set_page(static_cast<unsigned short>(number));
     std::string_view value;
     if (residentFrame(head_, id) != nullptr) continue;
+    announcePages(id);
     const Engine::Lookup found = engine_->get(StoreKey::chunk(id, 0), value);
     if (found == Engine::Lookup::absent) return number;
     if (found == Engine::Lookup::failed) {

@@ -64,6 +64,8 @@ class PageCache {
   // with an engine that tells what others have changed, they are good unless it has. Each update needs a stamp of its
   // own then, so that it notes what it relies on.
   void begin(std::uint64_t readStamp, std::uint64_t updateStamp);
+  // Others have been found to change pages at the same time: new objects get pages of this session's own.
+  void noteOthers() { hasOthers_ = true; }
   // What the engine has told: keys of chunks of pages, or that anything may have changed.
   void noteChanges(const std::vector<std::string>& keys);
   void noteAnyChange();
@@ -80,6 +82,11 @@ class PageCache {
   Fetch fetch(const psId& id, Page*& page);
   // The same for who needs the object of the slot alone: in a read transaction other objects may not be laid out yet.
   Fetch fetchObject(const psId& id, Page*& page);
+  // Asks an engine on a server for the pages that are not in memory, of objects that are about to be fetched.
+  void announce(const psId* ids, std::size_t n);
+  // The same for pages of a container that are fetched one after the other.
+  void announcePages(psId id);
+  bool hasSeveralWriters() const { return hasSeveralWriters_; }
   // Lays out all objects of a current page.
   Fetch complete(Page& page);
 
@@ -159,6 +166,7 @@ class PageCache {
   psSessionCounters& counters_;
   Engine* engine_ = nullptr;
   bool hasSeveralWriters_ = false;
+  bool hasOthers_ = false;  // see noteOthers
   std::uint32_t pageSize_ = 0;
   std::size_t limit_ = leastLimit;
   std::size_t updateLimit_ = 0;

@@ -104,12 +104,16 @@ class Engine {
   // Says that the open update relies on what is under a key: a value with the stamp, or, without one, none.
   virtual void noteRead(std::string_view, std::string_view) {}
 
-  // Says that get is about to be called for the keys, which an engine on a server then asks for at once.
+  // Says that get is about to be called for the keys, in this order. An engine on a server then asks for them at once,
+  // unless it has the first already.
   virtual void prefetch(const std::vector<std::string>&) {}
 
   // A number for a new member of what the record under the key counts (StoreKey.h), which no other session gets. next
   // is the lowest one that was never given to a member, as far as the transaction sees. 0 on failure.
   virtual std::uint32_t takeNumber(std::string_view, std::uint32_t next) { return next; }
+
+  // How often this instance has waited for a server.
+  virtual std::uint64_t roundTrips() const { return 0; }
 
   // Number of the last commit that the open transaction sees, or that an update transaction builds upon. Right after a
   // successful commit, the number of that commit. Two transactions with the same number see the same content. Where

@@ -247,24 +247,24 @@ Engine::Lookup PostgresEngine::get(std::string_view key, std::string_view& value
   return isFound ? Lookup::found : Lookup::absent;
 }
 
-// What is asked for stays until the next call, or the end of the transaction.
+// What is asked for stays until it is too much, or the transaction ends.
 void PostgresEngine::prefetch(const std::vector<std::string>& keys) {
+  constexpr std::size_t most = 512;
   if (state_ != State::reading && state_ != State::updating) return;
-  prefetched_.clear();
+  if (keys.empty() || prefetched_.find(keys.front()) != prefetched_.end()) return;
+  if (prefetched_.size() + keys.size() > most) prefetched_.clear();
   WireArray wanted;
   for (const std::string& key : keys) {
-    if (writes_.find(key) != writes_.end() || !isKey(key)) continue;
-    wanted.add(key);
-    prefetched_[key];
+    if (writes_.find(key) == writes_.end() && prefetched_.find(key) == prefetched_.end() && isKey(key)) wanted.add(key);
   }
   if (wanted.size() == 0) return;
   server_.connection().send("many", {wanted.encoded()});
-  if (!query(readAction)) {
-    prefetched_.clear();
-    return;
-  }
-  const Result& found = results_.back();
-  for (int row = 0; row < found.rows(); ++row) prefetched_[std::string(found.field(row, 0))] = found.field(row, 1);
+  if (!query(readAction)) return;
+  std::unordered_map<std::string, std::optional<std::string>> found;
+  for (int row = 0; row < results_.back().rows(); ++row)
+    found.emplace(results_.back().field(row, 0), std::string(results_.back().field(row, 1)));
+  for (const std::string& key : keys) found.try_emplace(key);
+  prefetched_.merge(found);
 }
 
 bool PostgresEngine::put(std::string_view key, std::string_view value) {
@@ -329,6 +329,8 @@ bool PostgresEngine::scan(std::string_view prefix, const Visitor& visitor) {
       const auto i = static_cast<int>(row);
       const std::string key(part.back().field(i, 0));
       const std::string_view stored = part.back().field(i, 1);
+      if (KnownRecords::covers(key))
+        records_.keep(key, KnownRecord(key, std::string(stored), countsIn(part.back(), i, 2)));
       visitOwn(key);
       if (!goesOn) break;
       note(key, stored);
@@ -398,6 +400,7 @@ Engine::Commit PostgresEngine::commit() {
     for (const std::string& key : batch.uncounted()) numbers_.forget(key);
     numbers_.afterCommit();
     ++version_;
+    prune();
   } else if (outcome == Commit::conflict) {
     numbers_.afterAbort();
   } else {
@@ -405,6 +408,13 @@ Engine::Commit PostgresEngine::commit() {
   }
   end();
   return outcome;
+}
+
+// Now and then removes old rows of commits; nobody waits for that.
+void PostgresEngine::prune() {
+  if (++commits_ % commitsBetweenPruning != 0) return;
+  server_.connection().send("prune");
+  server_.connection().endBatch();
 }
 
 // unknown when the connection was lost.

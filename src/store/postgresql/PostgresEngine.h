@@ -50,6 +50,8 @@ class PostgresEngine final : public Engine {
   void prefetch(const std::vector<std::string>& keys) override;
   std::uint32_t takeNumber(std::string_view key, std::uint32_t next) override;
 
+  std::uint64_t roundTrips() const override { return server_.roundTrips() + numbers_.roundTrips(); }
+
   bool readers(std::vector<psReader>& found) override;
   bool facts(EngineFacts& found) override;
 
@@ -80,6 +82,7 @@ class PostgresEngine final : public Engine {
   bool scanPart(std::string& from, const std::string& end, std::uint32_t limit);
   std::uint64_t put(const std::string& key, std::optional<std::string> value);
   Commit send(const CommitBatch& batch);
+  void prune();
   Commit decide(const std::string& token);
   void end();
   std::string freshToken();
@@ -94,6 +97,7 @@ class PostgresEngine final : public Engine {
   State state_ = State::idle;
   StoreError voidReason_;
   std::uint64_t version_ = 0;
+  std::uint64_t commits_ = 0;
   std::size_t uncommittedBytes_ = 0;
 
   std::string snapshot_;              // of the last transaction; empty when nothing is known

@@ -100,6 +100,9 @@ bool ServerConnection::prepare(StoreError& error) {
   connection_.sendText(statements::readFormat);
   for (const statements::Prepared& statement : statements::prepared)
     connection_.prepare(statement.name, statement.text);
+  if (!place_.isReadOnly) {
+    for (const char* const statement : statements::forgetFuture) connection_.sendText(statement);
+  }
   const bool isDone = connection_.receive(results);
   const bool isRead = !results.empty() && results.front().rows() == 1;
   const auto format = isRead ? static_cast<int>(numberIn(results.front().field(0, 0))) : statements::format;

@@ -5,6 +5,7 @@
 #include <initializer_list>
 #include <iterator>
 
+#include "store/engine/StoreKey.h"
 #include "store/postgresql/ServerTexts.h"
 
 namespace ps::detail {
@@ -19,6 +20,17 @@ bool hasOneOf(const std::string& text, const Parts& parts) {
 
 bool isOneOf(const std::string& state, std::initializer_list<const char*> states) {
   return std::find(states.begin(), states.end(), state) != states.end();
+}
+
+// What a key is of, for people.
+std::string textOfKey(const std::string& key) {
+  const auto number = [&key](std::size_t i) { return std::to_string(StoreKey::numberAt(key, 1 + 2 * i)); };
+  const std::size_t numbers = key.empty() ? 0 : (key.size() - 1) / 2;
+  if (numbers >= 3 && StoreKey::isOfPage(key))
+    return "page " + number(2) + " of container (" + number(0) + "," + number(1) + ")";
+  if (numbers >= 2 && key[0] == 'C') return "container (" + number(0) + "," + number(1) + ")";
+  if (!key.empty() && key[0] == 'D') return "a database";
+  return "what this transaction has read";
 }
 
 bool isHex(char c) { return std::isxdigit(static_cast<unsigned char>(c)) != 0; }
@@ -53,7 +65,8 @@ StoreError explain(const ServerError& error) {
                                           ". Abort the transaction and begin another one: that connects again"};
   }
   if (isContention(error) || isChange(error))
-    return {psErrorKind::conflict, "another session has changed what this transaction has read. Repeat it"};
+    return {psErrorKind::conflict,
+            "another session has changed " + textOfKey(changedKey(error)) + " meanwhile. Repeat the transaction"};
   if (state == "53100" || state == "53400")
     return {psErrorKind::disk, "the server has no room left" + said + ". Make room on its disk"};
   if (state.rfind("53", 0) == 0) return {psErrorKind::busy, "the server lacks resources" + said + ". Raise its limits"};

@@ -53,6 +53,11 @@ constexpr const char* setPath = "set search_path = %s";
 constexpr const char* unsynced = "set synchronous_commit = off";
 
 constexpr const char* look = "select to_regclass($1::text || '.store') is not null";
+// After a restore into another cluster, whose transactions have other numbers, commits of the old one are in the way.
+constexpr const char* forgetFuture[] = {
+    "delete from commits where xid >= pg_snapshot_xmax(pg_current_snapshot())::text::bigint",
+    "update store set horizon = 0 where horizon > pg_snapshot_xmax(pg_current_snapshot())::text::bigint",
+};
 constexpr const char* readFormat = "select format from store";
 
 constexpr const char* beginSnapshot = "begin isolation level repeatable read, read only";

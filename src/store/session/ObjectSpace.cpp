@@ -180,6 +180,7 @@ psId ObjectSpace::next(const psId& container, const psId& after, unsigned int ty
          ++number, slot = 1) {
       object.set_page(static_cast<unsigned short>(number));
       Page* page = nullptr;
+      session_.cache().announcePages(object);
       if (fetch(object, page) != PageCache::Fetch::present) continue;
       for (; slot < page->nextSlot; ++slot) {
         object.set_slot(static_cast<unsigned short>(slot));

@@ -425,6 +425,7 @@ bool SessionCore::commit() {
     longReaders_.look(*engine_, counters.oldestReader);
     return true;
   }
+  if (engine_->hasSeveralWriters()) cache_.noteOthers();
   // Nobody knows which of the two states the store is in: everything in memory is checked again.
   if (outcome == Engine::Commit::unknown) {
     epoch_ = 0;

@@ -1,0 +1,28 @@
+#pragma once
+
+#include <cstddef>
+
+#include "store/base/psId.h"
+
+// What layers above do otherwise where the current session's store is on a server. There updates of several sessions
+// run side by side, and whatever many of them change makes conflicts; and each page that is not in memory is a round
+// trip.
+namespace ps::detail {
+
+bool hasSeveralWriters();
+
+// Says that objects are about to be opened. On a server, the pages of the first of them that are not in memory are
+// asked for in one round trip. Nothing is done for a file.
+void announceOpening(const psId* ids, std::size_t n);
+
+// The same for n of the references from one on.
+template <class Reference>
+void announceOpening(const Reference* references, int n) {
+  constexpr int most = 64;
+  psId ids[most];
+  int count = 0;
+  for (; count < n && count < most; ++count) ids[count] = references[count].oid();
+  announceOpening(static_cast<const psId*>(ids), static_cast<std::size_t>(count));
+}
+
+}  // namespace ps::detail
