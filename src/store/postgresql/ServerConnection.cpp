@@ -17,6 +17,8 @@ using Clock = std::chrono::steady_clock;
 
 constexpr std::chrono::seconds longestStart{30};
 constexpr int oldestServer = 130000;
+// The server cuts off the rest of a longer name, so that 2 stores would be one.
+constexpr std::size_t longestName = 63;
 
 std::string withSchema(std::string statement, const std::string& schema) {
   for (std::size_t at = statement.find("%s"); at != std::string::npos; at = statement.find("%s", at + schema.size()))
@@ -44,6 +46,11 @@ bool ServerConnection::open(const ServerPlace& place, StoreError& error) {
   place_ = place;
   if (place_.schema.empty()) {
     error = {psErrorKind::usage, "the address names no store behind the \"#\". Name one, or leave the \"#\" out"};
+    return false;
+  }
+  if (place_.schema.size() > longestName) {
+    error = {psErrorKind::usage,
+             "the name of the store has more than " + std::to_string(longestName) + " bytes. Give it a shorter one"};
     return false;
   }
   bool has = false;
