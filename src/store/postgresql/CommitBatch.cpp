@@ -109,11 +109,7 @@ void CommitBatch::planRanges() {
   for (const auto& [key, stamp] : reads_.stamps) {
     if (!stamp.has_value() && !isChanged(key)) ranges_.push_back({key, key + '\0', 0});
   }
-  for (const ReadSet::Range& range : ranges_) {
-    // The prefix that all keys of the range have in common.
-    const auto differ = std::mismatch(range.first.begin(), range.first.end(), range.last.begin(), range.last.end());
-    guards_.guard(std::string(range.first.begin(), differ.first));
-  }
+  for (const ReadSet::Range& range : ranges_) guards_.guard(range.first, range.last);
 }
 
 bool CommitBatch::isChanged(std::string_view key) const {

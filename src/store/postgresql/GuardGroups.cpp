@@ -3,6 +3,7 @@
 #include <xxhash.h>
 
 #include "store/engine/StoreKey.h"
+#include "store/postgresql/TransactionSets.h"
 
 namespace ps::detail {
 
@@ -32,9 +33,10 @@ std::uint32_t GuardGroups::rowOf(std::string_view key) {
   return static_cast<std::uint32_t>(XXH3_64bits(group.data(), group.size()) % rows);
 }
 
-void GuardGroups::guard(std::string_view prefix) {
-  if (!prefix.empty() && prefix.size() >= groupSize(prefix[0])) {
-    guarded_.insert(rowOf(prefix));
+void GuardGroups::guard(std::string_view first, std::string_view last) {
+  const std::size_t size = first.empty() ? 0 : groupSize(first[0]);
+  if (size != 0 && first.size() >= size && last <= behindPrefix(first.substr(0, size))) {
+    guarded_.insert(rowOf(first));
     return;
   }
   for (std::uint32_t row = 0; row < rows; ++row) guarded_.insert(row);

@@ -19,8 +19,8 @@ class GuardGroups {
   static constexpr std::uint32_t rows = 64;
 
   void enter(std::string_view key) { entered_.insert(rowOf(key)); }
-  // All keys with the prefix.
-  void guard(std::string_view prefix);
+  // All keys from the first one on, before the last one.
+  void guard(std::string_view first, std::string_view last);
 
   bool isEmpty() const { return entered_.empty() && guarded_.empty(); }
   // Whether the rows are to be locked against all others. Whoever guards a row locks the entered ones so too: with both
