@@ -3,6 +3,7 @@
 #include "store/base/IdParts.h"
 #include "store/base/MemoryGuard.h"
 #include "store/base/psError.h"
+#include "store/engine/StoreKey.h"
 #include "store/session/SessionCore.h"
 
 namespace ps {
@@ -70,6 +71,7 @@ std::int64_t Place::count() const {
     const CatalogEntry* const entry = SessionCore::current()->directory().entry(part.oid());
     if (entry == nullptr) return -1;
     sum += entry->live;
+    SessionCore::current()->engine().noteCount(detail::StoreKey::container(part.oid().get_DB(), part.oid().get_OC()));
   }
   return parts.empty() ? -1 : sum;
 }

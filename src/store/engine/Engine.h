@@ -104,6 +104,13 @@ class Engine {
   // Says that the open update relies on what is under a key: a value with the stamp, or, without one, none.
   virtual void noteRead(std::string_view, std::string_view) {}
 
+  // Says that the open update relies on that no key with the prefix is at the first key or behind it.
+  virtual void noteEnd(std::string_view, std::string_view) {}
+
+  // Says that the open update relies on how many members the record under the key counts, which it has got: get alone
+  // does not mean that. See CountedRecord.h.
+  virtual void noteCount(std::string_view) {}
+
   // Says that get is about to be called for the keys, in this order. An engine on a server then asks for them at once,
   // unless it has the first already.
   virtual void prefetch(const std::vector<std::string>&) {}

@@ -110,6 +110,8 @@ void CommitBatch::planRanges() {
     if (!stamp.has_value() && !isChanged(key)) ranges_.push_back({key, key + '\0', 0});
   }
   for (const ReadSet::Range& range : ranges_) guards_.guard(range.first, range.last);
+  // Whoever counts with a record enters its group.
+  for (const auto& [key, live] : reads_.counts) guards_.guard(key, key + '\0');
 }
 
 bool CommitBatch::isChanged(std::string_view key) const {
@@ -120,6 +122,7 @@ void CommitBatch::send(Connection& connection) const {
   connection.sendText(statements::beginCommit);
   sendGuards(connection);
   sendRanges(connection);
+  sendReadCounts(connection);
   sendLocks(connection);
   inParts(updates_, [&](const std::string& keys, const std::string& values, const std::string& stamps) {
     connection.send("update", {keys, values, stamps});
@@ -156,6 +159,17 @@ void CommitBatch::sendRanges(Connection& connection) const {
     pairs.add(range.pairs);
   }
   connection.send("ranges", {first.encoded(), last.encoded(), pairs.encoded()});
+}
+
+void CommitBatch::sendReadCounts(Connection& connection) const {
+  if (reads_.counts.empty()) return;
+  WireArray keys;
+  WireArray live(WireArray::Of::numbers);
+  for (const auto& [key, count] : reads_.counts) {
+    keys.add(key);
+    live.add(static_cast<std::uint32_t>(count));
+  }
+  connection.send("counted", {keys.encoded(), live.encoded()});
 }
 
 // Where one statement locks all rows by key, locking them before would only take time.

@@ -54,6 +54,7 @@ class CommitBatch {
 
   void sendGuards(Connection& connection) const;
   void sendRanges(Connection& connection) const;
+  void sendReadCounts(Connection& connection) const;
   void sendLocks(Connection& connection) const;
   void sendReads(Connection& connection) const;
   void sendCounts(Connection& connection) const;

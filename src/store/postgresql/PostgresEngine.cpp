@@ -205,6 +205,16 @@ void PostgresEngine::noteRead(std::string_view key, std::string_view stamp) {
   note(key, stamp.empty() ? std::nullopt : std::make_optional(stamp));
 }
 
+void PostgresEngine::noteEnd(std::string_view first, std::string_view prefix) {
+  if (state_ == State::updating) reads_.ranges.push_back({std::string(first), behindPrefix(prefix), 0});
+}
+
+// A record that the transaction itself has made is not known, and nobody else counts with it.
+void PostgresEngine::noteCount(std::string_view key) {
+  const KnownRecord* const record = state_ == State::updating ? records_.find(std::string(key)) : nullptr;
+  if (record != nullptr) reads_.counts.emplace(key, record->counts.live);
+}
+
 // Asks the server for a record. Null on failure.
 const KnownRecord* PostgresEngine::fetchRecord(const std::string& key) {
   server_.connection().send("get", {key});

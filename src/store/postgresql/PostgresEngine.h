@@ -47,6 +47,8 @@ class PostgresEngine final : public Engine {
   bool hasSeveralWriters() const override { return true; }
   bool takeChanges(std::vector<std::string>& keys) override;
   void noteRead(std::string_view key, std::string_view stamp) override;
+  void noteEnd(std::string_view first, std::string_view prefix) override;
+  void noteCount(std::string_view key) override;
   void prefetch(const std::vector<std::string>& keys) override;
   std::uint32_t takeNumber(std::string_view key, std::uint32_t next) override;
 

@@ -103,6 +103,9 @@ constexpr Prepared prepared[] = {
      PS_FAIL_WITH("r.first") "from unnest($1::bytea[], $2::bytea[], $3::int4[]) r(first, last, pairs) where"
                              " (select count(*) from pairs p where p.key >= r.first and p.key < r.last) <> r.pairs"
                              " having count(*) > 0"},
+    {"counted",
+     PS_FAIL_WITH("e.key") "from unnest($1::bytea[], $2::int4[]) e(key, live) where (select coalesce(sum(c.live), 0)"
+                           " from counts c where c.key = e.key) <> e.live having count(*) > 0"},
     {"lock", "select count(*) from (select from pairs where key = any($1::bytea[]) order by key for update) p"},
     {"update",
      "with written as (update pairs p set value = e.value from unnest($1::bytea[], $2::bytea[], $3::bytea[])"

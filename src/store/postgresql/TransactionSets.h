@@ -10,7 +10,8 @@
 namespace ps::detail {
 
 // What an update transaction relies on: for each key that it has read the stamp of the value, the first 8 bytes, or
-// that there was none; and for each range of keys that it has read how many pairs were there.
+// that there was none; for each range of keys that it has read how many pairs were there; and what others had counted
+// to the records whose counts it has read, see CountedRecord.h.
 struct ReadSet {
   struct Range {
     std::string first;
@@ -20,6 +21,7 @@ struct ReadSet {
 
   std::map<std::string, std::optional<std::string>, std::less<>> stamps;
   std::vector<Range> ranges;
+  std::map<std::string, std::int64_t, std::less<>> counts;
 
   // What was known first counts.
   void note(std::string_view key, std::optional<std::string_view> value) {
@@ -31,6 +33,7 @@ struct ReadSet {
   void clear() {
     stamps.clear();
     ranges.clear();
+    counts.clear();
   }
 };
 

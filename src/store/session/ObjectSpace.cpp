@@ -8,6 +8,7 @@
 #include "store/base/MemoryGuard.h"
 #include "store/base/NothingThrown.h"
 #include "store/cache/PageRecord.h"
+#include "store/engine/StoreKey.h"
 #include "store/session/Opening.h"
 #include "store/session/SessionCore.h"
 
@@ -172,8 +173,12 @@ void* ObjectSpace::storage(const psId& id) {
 psId ObjectSpace::next(const psId& container, const psId& after, unsigned int typeN) {
   return guardMemory(psId(), [&] {
     const CatalogEntry* const entry = session_.directory().entry(container);
+    if (entry == nullptr) return psId();
     // Storage is not counted: a container that holds storage alone counts as empty.
-    if (entry == nullptr || entry->live == 0) return psId();
+    if (entry->live == 0) {
+      session_.engine().noteCount(StoreKey::container(container.get_DB(), container.get_OC()));
+      return psId();
+    }
     psId object = container;
     std::uint32_t slot = after.get_slot() + 1U;
     for (std::uint32_t number = std::max<std::uint32_t>(after.get_page(), 1); number < entry->nextNumber;
@@ -188,6 +193,11 @@ psId ObjectSpace::next(const psId& container, const psId& after, unsigned int ty
         if (type == 0 || isStorage(type)) continue;
         if (typeN == psObj::pstTypeN || TypeRegistry::instance().isKindOf(type, typeN)) return object;
       }
+    }
+    // Where others create at the same time, an update relies on that there are no more pages.
+    if (session_.engine().hasSeveralWriters() && entry->nextNumber <= PageCache::highestPage) {
+      object.set_page(static_cast<unsigned short>(entry->nextNumber));
+      session_.engine().noteEnd(StoreKey::page(object), StoreKey::pagesOf(object.get_DB(), object.get_OC()));
     }
     return psId();
   });
