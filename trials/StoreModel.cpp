@@ -149,7 +149,7 @@ class Change {
     for (auto at = list.begin(); (at = std::find(list.begin(), list.end(), number)) != list.end();) {
       const auto index = static_cast<int>(at - list.begin());
       list.erase(at);
-      if (session_ != nullptr && asList()->removeRange(index, index) != 1) return false;
+      if (!inList([&](psTreeList& stored) { return stored.removeRange(index, index); })) return false;
     }
     for (int which = 1; which < StoreModel::collections; ++which) {
       auto& pairs = content_.keyed[static_cast<std::size_t>(which)];
@@ -171,15 +171,15 @@ class Change {
     const std::int64_t kind = below(list.size() > 200 ? 8 : 4);
     if (isThere && (kind == 0 || kind > 3)) {
       list.erase(list.begin() + index);
-      return session_ == nullptr || asList()->removeRange(index, index) == 1;
+      return inList([&](psTreeList& stored) { return stored.removeRange(index, index); });
     }
     if (!provideItem(number)) return false;
     if (isThere && kind == 1) {
       list[static_cast<std::size_t>(index)] = number;
-      return session_ == nullptr || asList()->set(index, roots_->item(number)) == 1;
+      return inList([&](psTreeList& stored) { return stored.set(index, roots_->item(number)); });
     }
     list.insert(list.begin() + index, number);
-    return session_ == nullptr || asList()->add(index, roots_->item(number)) == 1;
+    return inList([&](psTreeList& stored) { return stored.add(index, roots_->item(number)); });
   }
 
   // Takes out what is there half of the time, and puts it in otherwise.
@@ -251,9 +251,12 @@ class Change {
     return !side.isNull();
   }
 
-  pstHandle<psTreeList> asList() const {
-    pstHandle<psTreeList> found = roots_->collection(StoreModel::list, pscRead);
-    return found;
+  // Whether the change succeeds, if there is a session.
+  template <class ChangeList>
+  bool inList(const ChangeList& change) const {
+    if (session_ == nullptr) return true;
+    const pstHandle<psTreeList> stored = roots_->collection(StoreModel::list, pscRead);
+    return !stored.isNull() && change(*stored) == 1;
   }
 
   Content& content_;
