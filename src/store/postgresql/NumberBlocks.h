@@ -26,6 +26,11 @@ class NumberBlocks {
   void afterAbort();
   // When the record is gone.
   void forget(const std::string& key) { blocks_.erase(key); }
+  // When the server may have been another one meanwhile, which does not know what was handed out last.
+  void forgetAll() {
+    blocks_.clear();
+    own_.close();
+  }
 
   const StoreError& error() const { return error_; }
   std::uint64_t roundTrips() const { return own_.roundTrips(); }

@@ -35,6 +35,12 @@ Counts countsIn(const Result& result, int row, int column) {
           static_cast<std::uint32_t>(numberIn(result.field(row, column + 1)))};
 }
 
+// Whether what keeps us out may be over in a while: a server that is not there yet, or that all its sessions come back
+// to at once.
+bool mayPass(psErrorKind kind) {
+  return kind == psErrorKind::unreachable || kind == psErrorKind::busy || kind == psErrorKind::conflict;
+}
+
 std::string describeKeyLimit(std::size_t most) { return "a key has from 1 to " + std::to_string(most) + " bytes"; }
 
 }  // namespace
@@ -119,6 +125,7 @@ void PostgresEngine::forgetAll() {
   snapshot_.clear();
   ownTokens_.clear();
   records_.clear();
+  numbers_.forgetAll();
   changes_.clear();
   anyChange_ = true;
 }
@@ -144,7 +151,9 @@ bool PostgresEngine::begin(bool update) {
   if (!beginSnapshot()) {
     // That the connection was lost since the last transaction is noticed only now.
     const bool isLost = !server_.isOpen() || server_.connection().error().state.empty();
-    if (!wasOpen || !isLost || !connectAgain() || !beginSnapshot()) return refuseAsServer(beginAction);
+    if (!wasOpen || !isLost) return refuseAsServer(beginAction);
+    if (!connectAgain()) return false;
+    if (!beginSnapshot()) return refuseAsServer(beginAction);
   }
   records_.trim();
   state_ = update ? State::updating : State::reading;
@@ -163,7 +172,10 @@ bool PostgresEngine::beginSnapshot() {
     return false;
   }
   const Result& changes = results_.back();
-  if (!snapshot_.empty()) learnChanges(changes);
+  if (snapshot_.empty())
+    ++version_;  // whatever has happened since
+  else
+    learnChanges(changes);
   snapshot_ = changes.field(0, 0);
   ownTokens_.clear();
   return true;
@@ -403,10 +415,12 @@ Engine::Commit PostgresEngine::commit() {
   const std::string token = freshToken();
   const CommitBatch batch(reads_, writes_, records_, token, owner_);
   Commit outcome = send(batch);
-  if (outcome == Commit::unknown) outcome = decide(token);
   if (outcome == Commit::committed) {
     ownTokens_.push_back(token);
     batch.apply(records_);
+  }
+  if (outcome == Commit::unknown) outcome = decide(token);
+  if (outcome == Commit::committed) {
     for (const std::string& key : batch.uncounted()) numbers_.forget(key);
     numbers_.afterCommit();
     ++version_;
@@ -449,25 +463,28 @@ Engine::Commit PostgresEngine::send(const CommitBatch& batch) {
 }
 
 // Takes the token of a commit whose answer was lost. That waits while the server is still at work on it, and tells for
-// good: when it was carried out, the token is there; else it is now, and the commit can be carried out no more.
+// good: when it was carried out, the token is there, with the keys of the commit. Else it is there now without, also if
+// this answer is lost too, and the commit can be carried out no more.
 Engine::Commit PostgresEngine::decide(const std::string& token) {
   using Clock = std::chrono::steady_clock;
-  const StoreError lost = explain(server_.connection().error());
   const Clock::time_point last = Clock::now() + longestDecision;
-  StoreError reason = lost;
+  StoreError reason = explain(server_.connection().error());
   do {
     forgetAll();
-    if (!server_.open(place_, reason)) continue;
+    if (!server_.open(place_, reason)) {
+      std::this_thread::sleep_for(std::chrono::milliseconds(20 + random_() % 100));
+      continue;
+    }
     server_.connection().send("decide", {token});
     if (!server_.connection().receive(results_)) {
       reason = explain(server_.connection().error());
       continue;
     }
-    if (results_.back().changed() == 0) return Commit::committed;
+    if (numberIn(results_.back().field(0, 0)) != 0) return Commit::committed;
     refuse(commitAction, {psErrorKind::conflict,
                           "the connection to the server was lost, and nothing was written. Repeat the transaction"});
     return Commit::conflict;
-  } while (reason.kind == psErrorKind::unreachable && Clock::now() < last);
+  } while (mayPass(reason.kind) && Clock::now() < last);
   refuse(commitAction, {psErrorKind::outcomeUnknown, "the connection was lost, and the server does not come back (" +
                                                          reason.text + "). Look whether the change is there"});
   return Commit::unknown;

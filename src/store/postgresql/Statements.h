@@ -135,8 +135,10 @@ constexpr Prepared prepared[] = {
     {"note",
      "insert into commits (token, xid, keys, counts) values ($1::bytea, pg_current_xact_id()::text::bigint,"
      " $2::bytea[], $3::bytea[])"},
+    // Writes something in any case: so a synchronous standby has what was found before it is believed.
     {"decide",
-     "insert into commits (token, xid) values ($1::bytea, pg_current_xact_id()::text::bigint) on conflict do nothing"},
+     "insert into commits (token, xid) values ($1::bytea, pg_current_xact_id()::text::bigint) on conflict (token) do"
+     " update set made = commits.made returning keys is not null"},
     {"prune",
      "with old as (delete from commits where made < now() - interval '5 minutes' returning xid) update store set"
      " horizon = greatest(horizon, o.next) from (select max(xid) + 1 as next from old) o where o.next is not null"},
