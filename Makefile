@@ -86,7 +86,7 @@ tsan:
 
 # Each program goes on to the end when another has failed, or has crashed and could not say its seed.
 trials:
-	@tools/install-dependencies build tools test
+	@tools/install-dependencies build tools $(NET_TEST) test
 	@$(call configure,$(PRESET),$(BUILD),TOOLS EXAMPLES TESTS TRIALS)
 	@cmake --build $(BUILD) -j $(JOBS) --target trials
 	@export TSAN_OPTIONS=detect_deadlocks=0:report_mutex_bugs=0; status=0; seed=$$(echo $(SEED)); \

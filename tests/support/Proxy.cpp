@@ -229,15 +229,16 @@ void Proxy::forward(Link& link, Stream& stream, int descriptor, Clock::time_poin
   }
 }
 
-// Abruptly: the client is told that the connection was reset, not that it has ended.
+// Abruptly: the client is told that the connection was reset, not that it has ended. A forked process may have the
+// descriptors too, so closing them alone would not be enough.
 void Proxy::close(Link& link, bool isAbrupt) {
   link.isOver = true;
-  const linger none{1, 0};
-  if (isAbrupt) ::setsockopt(link.client, SOL_SOCKET, SO_LINGER, &none, sizeof none);
-  // A forked process may have the descriptors too.
+  sockaddr nobody{};
+  nobody.sa_family = AF_UNSPEC;
+  if (isAbrupt) ::connect(link.client, &nobody, sizeof nobody);
   for (const int descriptor : {link.server, link.client}) {
     if (descriptor < 0) continue;
-    if (!isAbrupt || descriptor == link.server) ::shutdown(descriptor, SHUT_RDWR);
+    ::shutdown(descriptor, SHUT_RDWR);
     ::close(descriptor);
   }
 }
