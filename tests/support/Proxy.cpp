@@ -235,7 +235,7 @@ void Proxy::close(Link& link, bool isAbrupt) {
   link.isOver = true;
   sockaddr nobody{};
   nobody.sa_family = AF_UNSPEC;
-  if (isAbrupt) ::connect(link.client, &nobody, sizeof nobody);
+  if (isAbrupt) static_cast<void>(::connect(link.client, &nobody, sizeof nobody));
   for (const int descriptor : {link.server, link.client}) {
     if (descriptor < 0) continue;
     ::shutdown(descriptor, SHUT_RDWR);

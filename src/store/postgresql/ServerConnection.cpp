@@ -2,9 +2,13 @@
 
 #include <algorithm>
 #include <chrono>
+#include <cstdlib>
+#include <memory>
+#include <string_view>
 #include <thread>
 #include <vector>
 
+#include "store/engine/StoreAddress.h"
 #include "store/postgresql/ServerErrors.h"
 #include "store/postgresql/Statements.h"
 #include "store/postgresql/WireBytes.h"
@@ -15,7 +19,7 @@ namespace {
 
 using Clock = std::chrono::steady_clock;
 
-constexpr std::chrono::seconds longestStart{30};
+constexpr std::chrono::seconds usualPatience{30};
 constexpr int oldestServer = 130000;
 // The server cuts off the rest of a longer name, so that 2 stores would be one.
 constexpr std::size_t longestName = 63;
@@ -54,7 +58,7 @@ bool ServerConnection::open(const ServerPlace& place, StoreError& error) {
     return false;
   }
   bool has = false;
-  if (!connect(error) || !hasTables(has, error)) return false;
+  if (!readAddress(error) || !connect(error) || !hasTables(has, error)) return false;
   if (!has && place_.isReadOnly) {
     error = {psErrorKind::absent, "there is no such store in the database. Open it once without the option readOnly"};
     return false;
@@ -62,8 +66,35 @@ bool ServerConnection::open(const ServerPlace& place, StoreError& error) {
   return (has || makeTables(error)) && prepare(error);
 }
 
+// The client library's own words may have the password in what they quote.
+bool ServerConnection::readAddress(StoreError& error) {
+  if (!isPlainAddress(place_.address)) {
+    error = {psErrorKind::usage,
+             "its port is not a number, or a password or database in it ends too early. In these, write \"/\" as %2F, "
+             "\"@\" as %40, \"?\" as %3F, \"#\" as %23 and \":\" as %3A"};
+    return false;
+  }
+  char* complaint = nullptr;
+  const std::unique_ptr<PQconninfoOption, decltype(&PQconninfoFree)> options(
+      PQconninfoParse(place_.address.c_str(), &complaint), &PQconninfoFree);
+  std::string said = complaint != nullptr ? complaint : "no memory";
+  PQfreemem(complaint);
+  if (options == nullptr) {
+    said.erase(std::min(said.find(": \""), said.size()));
+    error = {psErrorKind::usage, "the client library cannot read the address (" + said +
+                                     "). Write it as postgresql://user@host:port/database#store"};
+    return false;
+  }
+  patience_ = usualPatience;
+  for (const PQconninfoOption* option = options.get(); option->keyword != nullptr; ++option) {
+    const bool isWish = std::string_view(option->keyword) == "connect_timeout" && option->val != nullptr;
+    if (isWish && std::atoi(option->val) > 0) patience_ = std::chrono::seconds(std::atoi(option->val));
+  }
+  return true;
+}
+
 bool ServerConnection::connect(StoreError& error) {
-  const Clock::time_point end = Clock::now() + longestStart;
+  const Clock::time_point end = Clock::now() + patience_;
   for (std::chrono::milliseconds pause{20}; !connection_.open(place_.address);
        pause = std::min<std::chrono::milliseconds>(2 * pause, std::chrono::milliseconds{500})) {
     error = explainRefusedConnection(connection_.error().text);

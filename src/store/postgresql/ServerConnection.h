@@ -1,5 +1,6 @@
 #pragma once
 
+#include <chrono>
 #include <string>
 
 #include "store/base/StoreError.h"
@@ -20,7 +21,8 @@ struct ServerPlace {
 // A connection on which the statements of a store are prepared.
 class ServerConnection {
  public:
-  // Connects. A server that is just being started is waited for. Unless the place is read-only, a store that is not
+  // Connects. A server that is just being started is waited for, for as long as the address's connect_timeout, or 30
+  // seconds. Unless the place is read-only, a store that is not
   // there is made. False, with the reason, when that is impossible.
   bool open(const ServerPlace& place, StoreError& error);
   void close() { connection_.close(); }
@@ -32,6 +34,7 @@ class ServerConnection {
   std::uint64_t roundTrips() const { return connection_.roundTrips(); }
 
  private:
+  bool readAddress(StoreError& error);
   bool connect(StoreError& error);
   bool hasTables(bool& has, StoreError& error);
   bool makeTables(StoreError& error);
@@ -39,6 +42,7 @@ class ServerConnection {
   std::string quotedSchema() const;
 
   ServerPlace place_;
+  std::chrono::seconds patience_{0};
   Connection connection_;
 };
 
