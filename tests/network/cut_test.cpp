@@ -1,4 +1,5 @@
 #include <gtest/gtest.h>
+#include <unistd.h>
 
 #include <deque>
 #include <iostream>
@@ -126,6 +127,35 @@ TEST_F(CutTest, MessagesOfCommits) {
   }
   EXPECT_GT(refused_["commit"], 0);
   expectWholeAfterwards("commit");
+}
+
+// Nothing that cannot be read is taken for damage, and there is no copy unless it is whole.
+TEST_F(CutTest, MessagesOfVerificationsAndBackups) {
+  const ScratchFolder folder;
+  psSession session;
+  ASSERT_EQ(session.open(path("whole")), 1) << session.lastError();
+  ASSERT_TRUE(commitNext(session, model_)) << session.lastError();
+  for (const From from : {From::client, From::server}) {
+    sweep(session, 79, [&](std::uint64_t k) {
+      proxy_.cut({{from, k}});
+      psVerifyReport report;
+      if (session.verify(report) != 1) expectLost(session, "verify");
+      for (const psFinding& fault : report.faults) ADD_FAILURE() << fault.text;
+    });
+    sweep(session, 29, [&](std::uint64_t k) {
+      const std::string copy = folder / (std::to_string(static_cast<int>(from)) + '-' + std::to_string(k));
+      proxy_.cut({{from, k}});
+      const bool isDone = session.backup(copy) == 1;
+      if (!isDone) expectLost(session, "backup");
+      EXPECT_EQ(::access(copy.c_str(), F_OK) == 0, isDone);
+      if (isDone) {
+        EXPECT_EQ(verifyFile(copy, model_, false, false), "");
+      }
+    });
+  }
+  EXPECT_GT(refused_["verify"], 0);
+  EXPECT_GT(refused_["backup"], 0);
+  expectWholeAfterwards("whole");
 }
 
 // The first session of a store makes it.

@@ -87,6 +87,9 @@ class Engine {
   // Needs no memory.
   virtual void invalidate(psErrorKind kind = psErrorKind::conflict) noexcept = 0;
 
+  // Whether the open transaction has become void, so that what it does not find may be there.
+  virtual bool isVoid() const { return false; }
+
   // The read transactions that are open on the store in all processes, the oldest first. False when they cannot be
   // read.
   [[nodiscard]] virtual bool readers(std::vector<psReader>& found) = 0;

@@ -43,6 +43,7 @@ class PostgresEngine final : public Engine {
   Commit commit() override;
   void abort() override;
   void invalidate(psErrorKind kind) noexcept override;
+  bool isVoid() const override { return state_ == State::voided; }
 
   bool hasSeveralWriters() const override { return true; }
   bool takeChanges(std::vector<std::string>& keys) override;

@@ -26,6 +26,7 @@ void Findings::note(psFindingKind kind, const psId& id, std::string text) {
 
 void Findings::add(std::vector<psFinding>& list, std::uint64_t& count, psFindingKind kind, const psId& id,
                    std::string text) {
+  if (engine_.isVoid()) return;  // the verification is about to end
   if (count++ >= report_.mostFindings) return;
   psFinding& finding = list.emplace_back();
   finding.kind = kind;

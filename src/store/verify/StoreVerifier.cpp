@@ -82,9 +82,9 @@ bool StoreVerifier::verifyRecords() {
     verifyRecord(key, value);
     report.bytes += key.size() + value.size();
     if (++report.records % recordsPerCall == 0) goes = goesOn(psVerifyProgress::Phase::records, report.records, total);
-    return goes;
+    return goes && !session_.engine().isVoid();
   });
-  if (!isRead) return session_.fail(session_.engine().error());
+  if (!isRead || session_.engine().isVoid()) return session_.fail(session_.engine().error());
   if (!goes) return false;
   if (!hasFederation_) findings_.faultOf(psFindingKind::entry, Catalog::federationId(), "has no record");
   pages_.finish();
@@ -126,8 +126,10 @@ bool StoreVerifier::verifyWholes() {
   for (std::size_t i = 0; i < wholes.size(); ++i) {
     if (i % wholesPerCall == 0 && !goesOn(psVerifyProgress::Phase::collections, i, wholes.size())) return false;
     verifier.verify(wholes[i]);
+    if (session_.engine().isVoid()) return session_.fail(session_.engine().error());
   }
   verifier.finish();
+  if (session_.engine().isVoid()) return session_.fail(session_.engine().error());
   return goesOn(psVerifyProgress::Phase::collections, wholes.size(), wholes.size());
 }
 
