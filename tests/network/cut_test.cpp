@@ -102,8 +102,8 @@ TEST_F(CutTest, MessagesOfReadsAndChanges) {
   ASSERT_EQ(session.open(path("work")), 1) << session.lastError();
   ASSERT_TRUE(commitNext(session, model_)) << session.lastError();
   for (const From from : {From::client, From::server}) {
-    sweep(session, 7, [&](std::uint64_t k) { update(session, {{from, k}}, {}); });
-    sweep(session, 331, [&](std::uint64_t k) {
+    sweep(session, 9, [&](std::uint64_t k) { update(session, {{from, k}}, {}); });
+    sweep(session, 499, [&](std::uint64_t k) {
       psSession fresh;
       ASSERT_EQ(fresh.open(path("work")), 1) << fresh.lastError();
       read(fresh, {{from, k}});
@@ -123,7 +123,7 @@ TEST_F(CutTest, MessagesOfCommits) {
     sweep(session, 2, [&](std::uint64_t k) { update(session, {}, {{from, k}}); });
     // Nothing of the commit is sent, or it is carried out and its answer lost.
     for (const From first : {From::client, From::server})
-      sweep(session, 6, [&](std::uint64_t k) { update(session, {}, {{first, 1}, {from, k}}); });
+      sweep(session, 9, [&](std::uint64_t k) { update(session, {}, {{first, 1}, {from, k}}); });
   }
   EXPECT_GT(refused_["commit"], 0);
   expectWholeAfterwards("commit");
@@ -136,13 +136,13 @@ TEST_F(CutTest, MessagesOfVerificationsAndBackups) {
   ASSERT_EQ(session.open(path("whole")), 1) << session.lastError();
   ASSERT_TRUE(commitNext(session, model_)) << session.lastError();
   for (const From from : {From::client, From::server}) {
-    sweep(session, 79, [&](std::uint64_t k) {
+    sweep(session, 151, [&](std::uint64_t k) {
       proxy_.cut({{from, k}});
       psVerifyReport report;
       if (session.verify(report) != 1) expectLost(session, "verify");
       for (const psFinding& fault : report.faults) ADD_FAILURE() << fault.text;
     });
-    sweep(session, 29, [&](std::uint64_t k) {
+    sweep(session, 53, [&](std::uint64_t k) {
       const std::string copy = folder / (std::to_string(static_cast<int>(from)) + '-' + std::to_string(k));
       proxy_.cut({{from, k}});
       const bool isDone = session.backup(copy) == 1;
