@@ -18,6 +18,12 @@ class ScratchFolder {
   // The same for a store that may be in memory.
   std::string transientStore(const std::string& name) const { return isOnServer() ? store(name) : "memory:"; }
   static bool isOnServer();
+  // A number of steps or sizes of a test, or a smaller one on a server, where each commit and each look into the store
+  // takes round trips.
+  template <class Number>
+  static Number stepsOr(Number usual, Number onServer) {
+    return isOnServer() ? onServer : usual;
+  }
 
  private:
   std::string path_;

@@ -18,9 +18,9 @@ constexpr std::size_t mostParameters = 6;
 std::uint64_t Result::changed() const { return std::strtoull(PQcmdTuples(result_.get()), nullptr, 10); }
 
 // What the address does not say: a server that is gone is noticed within a minute.
-bool Connection::open(const std::string& address) {
+bool Connection::open(const std::string& address, const std::string& store) {
   close();
-  const std::string name = "pscollections " + std::to_string(::getpid());
+  const std::string name = "pscollections " + std::to_string(::getpid()) + " " + store;
   const std::array<const char*, 8> keys = {
       "fallback_application_name", "connect_timeout",  "keepalives_idle", "keepalives_interval",
       "keepalives_count",          "tcp_user_timeout", "dbname",          nullptr};

@@ -48,8 +48,9 @@ class Connection {
   Connection& operator=(const Connection&) = delete;
   ~Connection() { close(); }
 
-  // False, with the reason in error(), when the server does not let us in.
-  bool open(const std::string& address);
+  // False, with the reason in error(), when the server does not let us in. Among the server's connections this one is
+  // known by its process and by the store's name.
+  bool open(const std::string& address, const std::string& store);
   // In a forked child, the parent's connection is left alone.
   void close();
   bool isOpen() const { return connection_ != nullptr && PQstatus(connection_.get()) == CONNECTION_OK; }

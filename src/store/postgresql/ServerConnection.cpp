@@ -95,7 +95,7 @@ bool ServerConnection::readAddress(StoreError& error) {
 
 bool ServerConnection::connect(StoreError& error) {
   const Clock::time_point end = Clock::now() + patience_;
-  for (std::chrono::milliseconds pause{20}; !connection_.open(place_.address);
+  for (std::chrono::milliseconds pause{20}; !connection_.open(place_.address, place_.schema);
        pause = std::min<std::chrono::milliseconds>(2 * pause, std::chrono::milliseconds{500})) {
     error = explainRefusedConnection(connection_.error().text);
     if (!isStarting(connection_.error().text) || Clock::now() > end) return false;

@@ -65,6 +65,9 @@ constexpr const char* beginCommit = "begin isolation level read committed";
 constexpr const char* commit = "commit";
 constexpr const char* rollback = "rollback";
 
+// The store in a connection's name, which the server cuts off.
+#define PS_STORE_OF(name) "left(substring(" name " from '^pscollections [0-9]+ (.*)'), 32)"
+
 struct Prepared {
   const char* name;
   const char* text;
@@ -94,8 +97,9 @@ constexpr Prepared prepared[] = {
      " unnest(array['pairs', 'commits', 'counts', 'numbers', 'guards', 'store']::regclass[]) t"},
     {"readers",
      "select application_name, extract(epoch from now() - xact_start)::float8 from pg_stat_activity where datname ="
-     " current_database() and application_name like 'pscollections %' and backend_xmin is not null and pid <>"
-     " pg_backend_pid() order by xact_start"},
+     " current_database() and " PS_STORE_OF("application_name") " = " PS_STORE_OF(
+         "current_setting('application_name')") " and backend_xmin is not null and pid <> pg_backend_pid() order by "
+                                                "xact_start"},
 
     {"guard", "select count(*) from (select from guards where number = any($1::int4[]) order by number for update) g"},
     {"enter", "select count(*) from (select from guards where number = any($1::int4[]) order by number for share) g"},
@@ -148,6 +152,7 @@ constexpr Prepared prepared[] = {
 };
 
 #undef PS_COUNTS_OF_PAIR
+#undef PS_STORE_OF
 #undef PS_FAIL_WITH
 
 }  // namespace ps::detail::statements
