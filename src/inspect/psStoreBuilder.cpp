@@ -3,6 +3,8 @@
 #include <unistd.h>
 
 #include <algorithm>
+#include <cstdlib>
+#include <filesystem>
 #include <map>
 #include <utility>
 
@@ -18,6 +20,7 @@
 #include "store/base/psError.h"
 #include "store/catalog/CatalogEntry.h"
 #include "store/catalog/SealedValue.h"
+#include "store/engine/StoreAddress.h"
 #include "store/engine/StoreKey.h"
 #include "store/psSession.h"
 #include "store/session/SessionCore.h"
@@ -38,6 +41,12 @@ struct Entry {
   std::uint32_t next = 1;
   std::uint32_t members = 0;
 };
+
+// Makes a folder that nobody else can look into; "" when that is impossible.
+std::string privateFolder() {
+  std::string folder = std::filesystem::temp_directory_path() / "pscollections-XXXXXX";
+  return ::mkdtemp(folder.data()) != nullptr ? folder : "";
+}
 
 std::size_t sizeOf(const psTreeContent& tree) { return tree.elements.size(); }
 
@@ -75,6 +84,7 @@ struct psStoreBuilder::Work {
   bool ofSession(int result) { return result == 1; }
 
   std::string path;
+  std::string folder;     // for a store that goes to a server
   std::string temporary;  // the file in which the store is made
   std::uint32_t imageSize = 0;
   ps::detail::StoreCopy copy;
@@ -93,6 +103,7 @@ psStoreBuilder::Work::~Work() {
   if (temporary.empty()) return;
   ::unlink(temporary.c_str());
   ::unlink((temporary + "-lock").c_str());
+  if (!folder.empty()) ::rmdir(folder.c_str());
 }
 
 bool psStoreBuilder::Work::put(std::string_view key, std::string_view value) {
@@ -104,12 +115,18 @@ bool psStoreBuilder::Work::put(std::string_view key, std::string_view value) {
 bool psStoreBuilder::Work::begin(const std::string& target, std::uint32_t pageSize) {
   const bool isSize = pageSize >= 4096 && pageSize <= 32768 && (pageSize & (pageSize - 1)) == 0;
   if (!isSize) return ps::detail::signalled(psErrorKind::usage, "a page has 4096, 8192, 16384 or 32768 bytes");
+  const bool isOnServer = ps::detail::isStoreAddress(target);
   path = target;
   imageSize = pageSize;
-  if (::access(path.c_str(), F_OK) == 0)
+  if (!isOnServer && ::access(path.c_str(), F_OK) == 0)
     return ps::detail::signalled(psErrorKind::usage, "Cannot make the store '" + path +
                                                          "': something of that name exists. Choose another path.");
-  temporary = path + "-loading";
+  if (isOnServer) {
+    folder = ps::detail::privateFolder();
+    if (folder.empty())
+      return ps::detail::signalled(psErrorKind::denied, "the system's temporary folder takes no new folder");
+  }
+  temporary = (isOnServer ? folder + "/store" : path) + "-loading";
   if (!copy.begin(temporary)) return ps::detail::signalled(copy.error().kind, copy.error().text);
   composer = std::make_unique<ps::detail::PageComposer>(copy, pageSize);
   return true;

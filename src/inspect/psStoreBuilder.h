@@ -57,7 +57,8 @@ struct psTableContent {
 // The steps are begin, all classes, all databases, then each container with its objects in the order of their
 // identifiers, then names, then trees and tables, then finish. The object of a collection comes among the others, and
 // its parts do not come at all. What returns int returns 1; or 0 with the reason in lastError(), after which only the
-// destructor makes sense. There is a file at path only when finish has returned 1.
+// destructor makes sense. There is a store at path only when finish has returned 1. Where path is the address of a
+// store on a server, the store is first made in a file of the system's temporary folder.
 class PS_API psStoreBuilder {
  public:
   psStoreBuilder();
@@ -65,7 +66,7 @@ class PS_API psStoreBuilder {
   psStoreBuilder& operator=(const psStoreBuilder&) = delete;
   ~psStoreBuilder();
 
-  // Refuses a path at which something is. pageSize is that of page images, as in psSessionOptions.
+  // Refuses a path or an address at which something is. pageSize is that of page images, as in psSessionOptions.
   [[nodiscard]] int begin(const std::string& path, std::uint32_t pageSize);
 
   // Of the layouts only `encoded` matters.
@@ -85,7 +86,7 @@ class PS_API psStoreBuilder {
   [[nodiscard]] int addTree(const psTreeContent& tree);
   [[nodiscard]] int addTable(const psTableContent& table);
 
-  // Writes the rest, and gives the file its name.
+  // Writes the rest, and gives the store its name.
   [[nodiscard]] int finish();
 
  private:

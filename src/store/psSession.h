@@ -159,11 +159,12 @@ class PS_API psSession {
   using VerifyProgress = std::function<bool(const psVerifyProgress&)>;
   [[nodiscard]] int verify(psVerifyReport& report, const VerifyProgress& progress = nullptr);
 
-  // Copies the store as this transaction sees it, or as it is now outside one, into a new file at path. Others may read
-  // and update meanwhile; what they commit is not in the copy, and the file does not reuse space until it is done. The
-  // copy is compact. Each record is compared with its checksum, and the copy has its name only when it is whole and on
-  // the disk. Refuses to overwrite. progress is called after every 1,024 records, and stops the backup by returning
-  // false. 1 when the copy is there; otherwise there is none.
+  // Copies the store as this transaction sees it, or as it is now outside one, into a new store at path. Others may
+  // read and update meanwhile; what they commit is not in the copy, and the file does not reuse space until it is done.
+  // The copy is compact. Each record is compared with its checksum, and the copy has its name only when it is whole and
+  // on the disk. Refuses to overwrite. progress is called after every 1,024 records, and stops the backup by returning
+  // false. 1 when the copy is there; otherwise there is none. A path may be an address: so a store moves to a server,
+  // and from there into a file, with all its identifiers.
   using BackupProgress = std::function<bool(const psBackupProgress&)>;
   [[nodiscard]] int backup(const std::string& path, const BackupProgress& progress = nullptr);
 

@@ -9,15 +9,14 @@
 
 #include "store/CurrentSession.h"
 #include "store/StoreObjects.h"
-#include "support/RawFile.h"
+#include "store/engine/ServerCopy.h"
+#include "support/RawStore.h"
 #include "support/TempStore.h"
 
 namespace ps::test {
 namespace {
 
-using Records = std::map<std::string, std::string>;
-
-Records recordsOf(const std::string& path) { return RawFile(path).content(); }
+Records recordsOf(const std::string& path) { return RawStore(path).content(); }
 
 // Objects in many pages, some of them with names.
 void furnish(psSession& session, int first, int objects) {
@@ -42,8 +41,8 @@ Records made(psSession& session, const std::string& path, int objects) {
 
 TEST(Backup, IsTheSnapshotAndOverwritesNothing) {
   const ScratchFolder folder;
-  const std::string path = folder / "store.ps";
-  const std::string copy = folder / "copy.ps";
+  const std::string path = folder.store("store.ps");
+  const std::string copy = folder.store("copy.ps");
   psSession session;
   const Records expected = made(session, path, 500);
 
@@ -61,7 +60,7 @@ TEST(Backup, IsTheSnapshotAndOverwritesNothing) {
   EXPECT_EQ(last.records, expected.size());
   EXPECT_EQ(session.backup(copy), 0);
   EXPECT_EQ(session.lastErrorKind(), psErrorKind::usage);
-  EXPECT_EQ(session.backup(folder / "stopped.ps", [](const psBackupProgress&) { return false; }), 0);
+  EXPECT_EQ(session.backup(folder.store("stopped.ps"), [](const psBackupProgress&) { return false; }), 0);
   EXPECT_EQ(session.backup(folder / "nowhere/copy.ps"), 0);
   EXPECT_EQ(session.lastErrorKind(), psErrorKind::absent);
   ASSERT_EQ(session.begin(pscUpdate), 1);
@@ -76,7 +75,7 @@ TEST(Backup, IsTheSnapshotAndOverwritesNothing) {
     EXPECT_TRUE(name.rfind("store.ps", 0) == 0 || name.rfind("copy.ps", 0) == 0) << name;
   }
 
-  ASSERT_EQ(session.open("memory:"), 1);
+  ASSERT_EQ(session.open(folder.transientStore("transient")), 1);
   furnish(session, 0, 3);
   EXPECT_EQ(session.backup(folder / "kept.ps"), 1) << session.lastError();
   psSessionOptions options = unsynced();
@@ -85,7 +84,46 @@ TEST(Backup, IsTheSnapshotAndOverwritesNothing) {
   furnish(writer, 3, 3);
 }
 
+// A copy on a server takes several transactions. Until the last one it is no store, and what is not finished is
+// removed.
+TEST(Backup, OnAServerIsThereAsAWholeOrNotAtAll) {
+  if (!ScratchFolder::isOnServer()) GTEST_SKIP() << "a file has its name only when it is whole";
+  const ScratchFolder folder;
+  const std::string path = folder.store("copy");
+  const auto copyAll = [&](ps::detail::ServerCopy& copy) {
+    ASSERT_TRUE(copy.begin(path)) << copy.error().text;
+    bool isNew = false;
+    for (char n = 0; n < 40; ++n) {
+      ASSERT_TRUE(copy.put(std::string("P") + n, pattern(1, 1000000), isNew) && isNew) << copy.error().text;
+      ASSERT_TRUE(copy.put(std::string("P") + n, "twice", isNew) && !isNew) << copy.error().text;
+    }
+  };
+  for (int round = 0; round < 2; ++round) {
+    ps::detail::ServerCopy copy;
+    copyAll(copy);
+    EXPECT_GT(RawStore(path).content().size(), 10U) << "some of it was committed";
+    psSession session;
+    EXPECT_EQ(session.open(path, unsynced()), 0);
+    EXPECT_FALSE(copy.finish()) << "without the record of the federation";
+    ps::detail::ServerCopy second;
+    EXPECT_FALSE(second.begin(path));
+    EXPECT_EQ(second.error().kind, psErrorKind::usage);
+  }
+  EXPECT_TRUE(RawStore(path).content().empty());
+
+  // Somebody makes a store there while the copy is being written.
+  {
+    ps::detail::ServerCopy copy;
+    bool isNew = false;
+    ASSERT_TRUE(copy.begin(path) && copy.put("F", "12345678F", isNew));
+    RawStore(path).put("F", "87654321F");
+    EXPECT_FALSE(copy.finish());
+  }
+  EXPECT_EQ(RawStore(path).content(), (Records{{"F", "87654321F"}}));
+}
+
 TEST(Backup, OfADamagedStoreIsRefusedAndTheRestIsSalvaged) {
+  if (ScratchFolder::isOnServer()) GTEST_SKIP() << "a file alone can be salvaged";
   const ScratchFolder folder;
   const std::string path = folder / "store.ps";
   psSession session;

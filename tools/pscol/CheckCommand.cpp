@@ -77,7 +77,7 @@ void addCounts(const psVerifyReport& report, Document& answer) {
 }  // namespace
 
 CheckCommand::CheckCommand() : Command("check", "Check every page, record and collection") {
-  file("store", "The file of the store", &store_);
+  file("store", "The file of the store, or its address on a server", &store_);
   option("--all", "", "List all findings; otherwise the first 100 faults and the first 20 notes", &all_);
   details(
       "First the pages of the file are checked, then every record with its checksum, and then every collection. Faults "

@@ -17,6 +17,11 @@ std::uint64_t sizeOf(const std::string& path) {
   return error ? 0 : size;
 }
 
+// A store on a server has no file.
+void tellSize(Document& answer, const char* key, const char* title, const std::string& path) {
+  if (std::filesystem::exists(path)) answer.fact(key, title, Cell::bytes(sizeOf(path)));
+}
+
 auto telling(Progress& progress) {
   return [&progress](const psBackupProgress& now) { return progress.tell(now.done, now.total); };
 }
@@ -24,8 +29,8 @@ auto telling(Progress& progress) {
 }  // namespace
 
 BackupCommand::BackupCommand() : Command("backup", "Copy a store while others use it") {
-  file("store", "The file of the store", &store_);
-  file("copy", "The file to make; it must not exist", &copy_);
+  file("store", "The file of the store, or its address on a server", &store_);
+  file("copy", "The file to make, or the address of a store on a server; nothing may be there", &copy_);
   details(
       "The copy is of the last commit, compact, and compared with its checksums. It has its name only when it is whole "
       "and on the disk.");
@@ -36,8 +41,8 @@ Status BackupCommand::run(Document& answer) {
   Progress progress("copied", "records");
   require(store.session(), store.session().backup(copy_, telling(progress)));
   answer.fact("copy", "Copy", copy_);
-  answer.fact("bytes", "Size", Cell::bytes(sizeOf(copy_)));
-  answer.fact("storeBytes", "Size of the store", Cell::bytes(sizeOf(store_)));
+  tellSize(answer, "bytes", "Size", copy_);
+  tellSize(answer, "storeBytes", "Size of the store", store_);
   return Status::fine;
 }
 

@@ -57,7 +57,7 @@ void addNumber(Json& line, const char* key, const psStoredObject& object, const 
 }  // namespace
 
 DumpCommand::DumpCommand() : Command("dump", "Write a store as lines of JSON, as far as it can be read") {
-  file("store", "The file of the store", &store_);
+  file("store", "The file of the store, or its address on a server", &store_);
   option("--output", "FILE", "Where to write; standard output unless given", &output_);
   details(
       "Objects are written by their fields, references by identifiers, and collections as their elements, without "

@@ -8,7 +8,7 @@ namespace pscol {
 
 InfoCommand::InfoCommand()
     : Command("info", "Show what a store is: its format, size, free pages, readers and last commit") {
-  file("store", "The file of the store", &store_);
+  file("store", "The file of the store, or its address on a server", &store_);
 }
 
 Status InfoCommand::run(Document& answer) {

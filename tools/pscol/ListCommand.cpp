@@ -56,7 +56,7 @@ const psContainerInfo* findContainer(const psDatabaseInfo& database, const psId&
 }  // namespace
 
 ListCommand::ListCommand() : Command("ls", "List databases, containers, classes and named objects") {
-  file("store", "The file of the store", &store_);
+  file("store", "The file of the store, or its address on a server", &store_);
   argument("path", "What to list: nothing, a database, a container or an object with names in it", &path_, false);
   option("--all", "", "List containers without a name one by one", &all_);
   details(

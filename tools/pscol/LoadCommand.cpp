@@ -20,7 +20,7 @@ constexpr const char* noDump = "the file is no dump that `pscol dump` has writte
 
 LoadCommand::LoadCommand() : Command("load", "Make a new store of a dump") {
   file("dump", "The file that `pscol dump` has written; - is standard input", &dump_);
-  file("store", "The file to make; it must not exist", &store_);
+  file("store", "The file to make, or the address of a store on a server; nothing may be there", &store_);
   details(
       "Identifiers, classes, fields and names stay what they were. Collections are built anew of their elements. The "
       "store has its name only when it is whole and on the disk.");

@@ -72,7 +72,7 @@ double widthWithin(std::uint64_t width) { return static_cast<double>(std::clamp(
 }  // namespace
 
 GraphCommand::GraphCommand() : Command("graph", "Draw the structure of a collection") {
-  file("store", "The file of the store", &store_);
+  file("store", "The file of the store, or its address on a server", &store_);
   argument("collection", "A path of names, or an identifier as in 1-2-3-4", &collection_);
   option("-o,--output", "FILE", "The SVG picture to write", &output_);
   option("--key", "KEY", "Show the way to this element: a key, as `pscol get` takes it", &key_);
@@ -112,7 +112,7 @@ std::string GraphCommand::draw(Structure& structure, const picture::ReportedColl
 }
 
 MapCommand::MapCommand() : Command("map", "Draw what takes the room of a store") {
-  file("store", "The file of the store", &store_);
+  file("store", "The file of the store, or its address on a server", &store_);
   option("-o,--output", "FILE", "The SVG picture to write", &output_);
   option("--width", "N", widthText, &width_);
   details(
@@ -135,7 +135,7 @@ Status MapCommand::run(Document& answer) {
 
 ReportCommand::ReportCommand()
     : Command("report", "Write a page about a store: check, advice, map, collections, schema") {
-  file("store", "The file of the store", &store_);
+  file("store", "The file of the store, or its address on a server", &store_);
   option("-o,--output", "FILE", "The HTML page to write", &output_);
   details(
       "The page needs no other file, no script and no network, and has less than 500,000 bytes. The exit status is 1 "

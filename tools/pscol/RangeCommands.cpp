@@ -52,7 +52,7 @@ void addRow(const FoundElement& found, bool isMap, OpenStore& store, Document::T
 
 RangeCommand::RangeCommand()
     : Command("range", "List the elements of a collection in order, or from one key to another") {
-  file("store", "The file of the store", &store_);
+  file("store", "The file of the store, or its address on a server", &store_);
   argument("collection", "A path of names, or an identifier as in 1-2-3-4", &collection_);
   argument("from", "The key of the first element; '' is no bound", &from_, false);
   argument("to", "The key of the last element, which is included", &to_, false);
@@ -81,7 +81,7 @@ Status RangeCommand::run(Document& answer) {
 }
 
 GetCommand::GetCommand() : Command("get", "Look up one key in a collection") {
-  file("store", "The file of the store", &store_);
+  file("store", "The file of the store, or its address on a server", &store_);
   argument("collection", "A path of names, or an identifier as in 1-2-3-4", &collection_);
   argument("key", "What to look up", &key_);
   details(std::string(keysText) + " The exit status is 1 when there is no such element.");

@@ -38,7 +38,7 @@ std::string versionsOf(const psStoredClass& known) {
 }  // namespace
 
 SchemaCommand::SchemaCommand() : Command("schema", "Show the classes of a store, or the fields of one") {
-  file("store", "The file of the store", &store_);
+  file("store", "The file of the store, or its address on a server", &store_);
   argument("class", "A class, by name or number: shows its layouts and fields", &class_, false);
   details(
       "Objects of classes with a description are shown by their fields; of others, only the bytes are known. Bytes are "

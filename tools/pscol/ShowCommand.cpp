@@ -48,7 +48,7 @@ ValueStyle resolvingStyle(OpenStore& store, std::uint64_t depth, std::size_t ele
 }
 
 ShowCommand::ShowCommand() : Command("show", "Show one object: its class, names and fields") {
-  file("store", "The file of the store", &store_);
+  file("store", "The file of the store, or its address on a server", &store_);
   argument("object", "A path of names, or an identifier as in 1-2-3-4", &path_);
   option("--depth", "N", "How many steps far references are resolved; 1 unless given, at most 8", &depth_);
   option("--elements", "N", "How many elements of each array are shown; 10 unless given", &elements_);

@@ -70,7 +70,7 @@ void addTable(const psHashInfo& info, const picture::HashTally& tally, Document&
 }  // namespace
 
 StatCommand::StatCommand() : Command("stat", "Show what a collection is made of, and what could be better") {
-  file("store", "The file of the store", &store_);
+  file("store", "The file of the store, or its address on a server", &store_);
   argument("collection", "A path of names, or an identifier as in 1-2-3-4", &collection_);
   details(
       "Of a list, sorted set or sorted map, the levels of its tree; of a hash set or hash map, its buckets by depth, "

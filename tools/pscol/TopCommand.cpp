@@ -30,7 +30,7 @@ StoreUser sameUser(const std::vector<StoreUser>& users, const StoreUser& wanted)
 
 TopCommand::TopCommand()
     : Command("top", "Watch a store: commits, reads and writes, readers and sizes, once a second") {
-  file("store", "The file of the store", &store_);
+  file("store", "The file of the store, or its address on a server", &store_);
   option("--seconds", "N",
          "End after so many seconds. Otherwise a terminal is kept up to date until Ctrl-C, and else "
          "there is one answer",

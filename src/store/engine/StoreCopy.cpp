@@ -10,6 +10,7 @@
 
 #include "store/engine/LmdbErrors.h"
 #include "store/engine/NewFile.h"
+#include "store/engine/StoreAddress.h"
 
 namespace ps::detail {
 
@@ -41,6 +42,10 @@ bool StoreCopy::fail(int code) {
 }
 
 bool StoreCopy::begin(const std::string& path) {
+  if (isStoreAddress(path)) {
+    server_ = std::make_unique<ServerCopy>();
+    return server_->begin(path);
+  }
   path_ = path;
   struct stat status {};
   if (path.find('\0') != std::string::npos || ::lstat(path.c_str(), &status) == 0) {
@@ -89,6 +94,7 @@ int StoreCopy::commit() {
 }
 
 bool StoreCopy::put(std::string_view key, std::string_view value, bool& isNew) {
+  if (server_ != nullptr) return server_->put(key, value, isNew);
   MDB_val storedKey = toValue(key);
   MDB_val storedValue = toValue(value);
   const bool isLast = key > lastKey_;
@@ -105,6 +111,7 @@ bool StoreCopy::put(std::string_view key, std::string_view value, bool& isNew) {
 }
 
 bool StoreCopy::finish() {
+  if (server_ != nullptr) return server_->finish();
   int code = commit();
   if (code == 0) code = mdb_env_sync(environment_.get(), 1);
   environment_.reset();

@@ -1,16 +1,19 @@
 #pragma once
 
 #include <cstddef>
+#include <memory>
 #include <string>
 #include <string_view>
 
 #include "store/base/StoreError.h"
 #include "store/engine/LmdbOpen.h"
+#include "store/engine/ServerCopy.h"
 
 namespace ps::detail {
 
 // A new store's file that is filled with entries. It has its name only when it is whole and on the disk: until then it
-// has one that ends in -partial and 6 letters, and it is removed when it is not finished.
+// has one that ends in -partial and 6 letters, and it is removed when it is not finished. Where the path is an address,
+// it is a store on a server, see ServerCopy.
 //
 // Functions that return false leave the reason in error().
 class StoreCopy {
@@ -28,7 +31,7 @@ class StoreCopy {
   bool put(std::string_view key, std::string_view value, bool& isNew);
   bool finish();
 
-  const StoreError& error() const { return error_; }
+  const StoreError& error() const { return server_ == nullptr ? error_ : server_->error(); }
 
  private:
   bool fail(int code);
@@ -37,6 +40,7 @@ class StoreCopy {
   int commit();
   int giveName();
 
+  std::unique_ptr<ServerCopy> server_;  // null for a file
   std::string path_;
   std::string partial_;  // empty when there is no such file
   bool replaces_ = false;

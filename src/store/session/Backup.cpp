@@ -6,6 +6,7 @@
 #include "store/catalog/SealedValue.h"
 #include "store/engine/FileStructure.h"
 #include "store/engine/LmdbEnvironment.h"
+#include "store/engine/StoreAddress.h"
 #include "store/engine/StoreCopy.h"
 #include "store/engine/StoreKey.h"
 
@@ -72,6 +73,11 @@ std::string textOfRecord(std::string_view key) {
 bool signalled(const StoreError& error) {
   signalStoreError(error);
   return false;
+}
+
+bool refuseServer(const std::string& action, const std::string& address) {
+  return signalled({psErrorKind::usage, "Cannot " + action + " the store '" + shownStore(address) +
+                                            "': it has no file, and its server looks after its pages"});
 }
 
 // Copies the records of a session's snapshot.
@@ -246,10 +252,12 @@ bool backup(SessionCore& session, const std::string& path, const BackupProgress&
 
 bool salvage(const std::string& from, const std::string& to, psSalvageReport& report, const BackupProgress& progress) {
   report = {};
+  if (isStoreAddress(from)) return refuseServer("salvage", from);
   return Salvage(report, progress).run(from, to);
 }
 
 bool compact(const std::string& path, const BackupProgress& progress) {
+  if (isStoreAddress(path)) return refuseServer("compact", path);
   Compacting compacting(progress);
   return compacting.run(path) || signalled(compacting.error());
 }
