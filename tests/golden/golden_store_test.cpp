@@ -16,7 +16,7 @@
 #include "store/pstItr.h"
 #include "support/Faults.h"
 #include "support/Item.h"
-#include "support/RawFile.h"
+#include "support/RawStore.h"
 #include "support/TempStore.h"
 
 // A store of each format that an earlier release has left is read, and written to.
@@ -163,7 +163,7 @@ void check(psSession& session, std::size_t added = count) {
   EXPECT_EQ(findingsIn(session), ps::detail::textOf(array) + " is part of no collection\n");
 }
 
-std::string formatOf(const std::string& path) { return RawFile(path).content()["F"].substr(24); }
+std::string formatOf(const std::string& path) { return RawStore(path).content()["F"].substr(24); }
 
 void readAndUpdate(const std::string& path, const std::string& format) {
   psSessionOptions options = unsynced();
@@ -203,15 +203,15 @@ TEST(GoldenStore, OfEachFormatIsReadAndUpdated) {
   for (const std::string number : {"1", "2"}) {
     SCOPED_TRACE("format " + number);
     const ScratchFolder folder;
-    std::filesystem::copy_file(PS_TEST_DATA "/format-" + number + ".ps", folder / "store.ps");
-    readAndUpdate(folder / "store.ps", "pscollections " + number);
+    copyStore(PS_TEST_DATA "/format-" + number + ".ps", folder.store("store.ps"));
+    readAndUpdate(folder.store("store.ps"), "pscollections " + number);
   }
 }
 
 TEST(GoldenStore, IsMadeAnewWithTheSameContent) {
   ItemCompare::abbreviate(ItemCompare::Abbreviates::exactly);
   const ScratchFolder folder;
-  const std::string path = folder / "store.ps";
+  const std::string path = folder.store("store.ps");
   {
     psSession session;
     ASSERT_TRUE(session.open(path, unsynced()) == 1 && session.begin(pscUpdate) == 1) << session.lastError();

@@ -16,7 +16,7 @@
 #include "store/engine/StoreKey.h"
 #include "store/session/SessionCore.h"
 #include "support/Process.h"
-#include "support/RawFile.h"
+#include "support/RawStore.h"
 #include "support/TempStore.h"
 
 namespace ps::test {
@@ -60,7 +60,8 @@ std::string textOfId(const psId& id) {
 }
 
 void write(const char* writer, const ScratchFolder& folder, const char* rest) {
-  const std::string command = std::string(writer) + " " + (folder / "store") + " " + (folder / "list") + " " + rest;
+  const std::string command =
+      std::string(writer) + " '" + folder.store("store") + "' " + (folder / "list") + " " + rest;
   ASSERT_EQ(std::system(command.c_str()), 0);  // NOLINT(cert-env33-c)
 }
 
@@ -159,7 +160,7 @@ TEST(ForeignClasses, CollectionsAreReadVerifiedAndSearchedWithoutTheirProgram) {
   const ScratchFolder folder;
   write(FOREIGN_WRITER, folder, std::to_string(seedOr(1)).c_str());
   alone([&folder] {
-    Reader reader(folder / "store");
+    Reader reader(folder.store("store"));
     EXPECT_EQ(reader.adopted.size(), 10U);
     compareAll(reader, readList(folder / "list"));
     // The bounds of what begins so.
@@ -184,7 +185,7 @@ TEST(ForeignClasses, ObjectsOfOlderLayoutsAreConverted) {
   write(FOREIGN_WRITER, folder, "1");
   write(LATER_WRITER, folder, "2");
   alone([&folder] {
-    Reader reader(folder / "store");
+    Reader reader(folder.store("store"));
     compareAll(reader, readList(folder / "list"));
   });
 }
@@ -193,7 +194,7 @@ TEST(ForeignClasses, AnOrderThatIsWrongIsFound) {
   const ScratchFolder folder;
   write(FOREIGN_WRITER, folder, "3 damaged");
   alone([&folder] {
-    Reader reader(folder / "store");
+    Reader reader(folder.store("store"));
     psVerifyReport report;
     EXPECT_EQ(reader.session.verify(report), 0);
     const std::string faults = faultsIn(report);
@@ -207,11 +208,12 @@ TEST(ForeignClasses, AreForSessionsThatReadTheirOwnStore) {
   const ScratchFolder folder;
   write(FOREIGN_WRITER, folder, "4");
   {
-    const Reader reader(folder / "store");
+    const Reader reader(folder.store("store"));
     EXPECT_TRUE(ptmIsKindOf(part, psObj::pstTypeN));
   }
   psSession session;
-  ASSERT_TRUE(session.open(folder / "store", unsynced()) == 1 && session.begin(pscUpdate) == 1) << session.lastError();
+  ASSERT_TRUE(session.open(folder.store("store"), unsynced()) == 1 && session.begin(pscUpdate) == 1)
+      << session.lastError();
   std::vector<unsigned int> adopted;
   EXPECT_FALSE(ps::detail::adoptForeignClasses(*SessionCore::current(), adopted));
   EXPECT_NE(session.lastError().find("readOnly"), std::string::npos) << session.lastError();
@@ -222,24 +224,24 @@ TEST(ForeignClasses, AreForSessionsThatReadTheirOwnStore) {
   EXPECT_EQ(pstNewObj(part, 8, in), nullptr);
   ASSERT_TRUE(session.abort() == 1 && session.close() == 1);
   {
-    RawFile file(folder / "store");
+    RawStore store(folder.store("store"));
     const std::string key(std::string_view(ps::detail::StoreKey::classRecord(part)));
-    std::string payload = file.content()[key].substr(8);
+    std::string payload = store.content()[key].substr(8);
     payload[payload.find("Part")] = 'M';
-    file.put(key, ps::detail::sealed(key, payload));
+    store.put(key, ps::detail::sealed(key, payload));
   }
   psSessionOptions options = unsynced();
-  EXPECT_EQ(session.open(folder / "store", options), 1) << session.lastError();
+  EXPECT_EQ(session.open(folder.store("store"), options), 1) << session.lastError();
   ASSERT_EQ(session.close(), 1);
   options.readOnly = true;
-  EXPECT_EQ(session.open(folder / "store", options), 0);
+  EXPECT_EQ(session.open(folder.store("store"), options), 0);
   EXPECT_NE(
       session.lastError().find("is Mart in the store, but Part in a store that this process has looked at before"),
       std::string::npos)
       << session.lastError();
   const ScratchFolder later;
   write(LATER_WRITER, later, "4");
-  EXPECT_EQ(session.open(later / "store", options), 0);
+  EXPECT_EQ(session.open(later.store("store"), options), 0);
   EXPECT_NE(session.lastError().find("Part (number 20802) has other fields or another version"), std::string::npos)
       << session.lastError();
 }

@@ -1,6 +1,5 @@
 #include <gtest/gtest.h>
 
-#include <filesystem>
 #include <functional>
 #include <memory>
 #include <random>
@@ -8,7 +7,7 @@
 #include <vector>
 
 #include "support/HashWorld.h"
-#include "support/RawFile.h"
+#include "support/RawStore.h"
 #include "support/ScratchFolder.h"
 #include "support/SetWorld.h"
 
@@ -21,7 +20,7 @@ constexpr TempStore::Place file = TempStore::Place::file;
 
 std::vector<std::string> pagesIn(const std::string& path) {
   std::vector<std::string> pages;
-  for (const auto& record : RawFile(path).content()) {
+  for (const auto& record : RawStore(path).content()) {
     if (record.first[0] == 'P') pages.push_back(record.first);
   }
   return pages;
@@ -73,10 +72,10 @@ std::uint64_t changeWithDamage(KeyedWorld& world, const std::string& key, std::m
                                std::int64_t& number) {
   std::string sound;
   world.store.whileClosed([&](const std::string& path) {
-    sound = RawFile(path).content()[key];
+    sound = RawStore(path).content()[key];
     std::string damaged = sound;
     damaged[damaged.size() / 2] = static_cast<char>(damaged[damaged.size() / 2] ^ 0x10);
-    RawFile(path).put(key, damaged);
+    RawStore(path).put(key, damaged);
   });
   EXPECT_EQ(world.store->begin(pscUpdate), 1);
   SetModel perhaps(world.model.byNumber());
@@ -88,7 +87,7 @@ std::uint64_t changeWithDamage(KeyedWorld& world, const std::string& key, std::m
   }
   const std::uint64_t refusals = world.store->counters().refusals;
   EXPECT_EQ(world.store->commit(), 1) << world.store->lastError();
-  world.store.whileClosed([&](const std::string& path) { RawFile(path).put(key, sound); });
+  world.store.whileClosed([&](const std::string& path) { RawStore(path).put(key, sound); });
   EXPECT_EQ(world.store->begin(pscRead), 1);
   world.find();
   settle(world, perhaps, added);
@@ -105,30 +104,28 @@ void damagePages(KeyedWorld& world) {
   ASSERT_EQ(world.store->commit(), 1);
   std::mt19937_64 random(seedOr(17));
   std::uint64_t refusals = 0;
+  const unsigned int stride = ScratchFolder::stepsOr(1U, 20U);
   std::vector<std::string> keys;
-  const ScratchFolder folder;
-  const std::string copy = folder / "copy";
+  Records sound;
   world.store.whileClosed([&](const std::string& path) {
     keys = pagesIn(path);
-    std::filesystem::copy_file(path, copy);
+    sound = RawStore(path).content();
   });
   const SetModel before = world.model;
-  for (std::size_t round = 0; round < keys.size() && !testing::Test::HasFailure(); ++round) {
+  for (std::size_t round = 0; round < keys.size() && !testing::Test::HasFailure(); round += stride) {
     SCOPED_TRACE("page " + std::to_string(round));
     ItemCompare::abbreviateAnyhow(static_cast<unsigned>(random()));
     refusals += changeWithDamage(world, keys[round], random, number);
-    world.store.whileClosed([&](const std::string& path) {
-      std::filesystem::copy_file(copy, path, std::filesystem::copy_options::overwrite_existing);
-    });
+    world.store.whileClosed([&](const std::string& path) { RawStore(path).replace(sound); });
     world.model = before;
   }
-  for (int round = 0; round < 60 && !testing::Test::HasFailure(); ++round) {
+  for (unsigned int round = 0; round < 60 / stride && !testing::Test::HasFailure(); ++round) {
     SCOPED_TRACE("round " + std::to_string(round));
     world.store.whileClosed([&](const std::string& path) { keys = pagesIn(path); });
-    ItemCompare::abbreviateAnyhow(static_cast<unsigned>(round));
+    ItemCompare::abbreviateAnyhow(round);
     refusals += changeWithDamage(world, keys[random() % keys.size()], random, number);
   }
-  EXPECT_GT(refusals, 100U);
+  EXPECT_GT(refusals, 100U / stride);
 }
 
 TEST(KeyedDamage, NothingIsLostOrDoubledForAPageThatCannotBeRead) {
@@ -157,11 +154,11 @@ TEST(KeyedDamage, ElementsAreAddedBeforeALastLeafThatCannotBeRead) {
     const std::uint64_t bits = last.id.bits();
     const std::string reference(reinterpret_cast<const char*>(&bits), sizeof bits);
     for (const std::string& page : pagesIn(path)) {
-      if (RawFile(path).content()[page].find(reference) != std::string::npos) key = page;
+      if (RawStore(path).content()[page].find(reference) != std::string::npos) key = page;
     }
     ASSERT_NE(key, "");
-    sound = RawFile(path).content()[key];
-    RawFile(path).put(key, sound.substr(0, sound.size() - 1) + '\x7f');
+    sound = RawStore(path).content()[key];
+    RawStore(path).put(key, sound.substr(0, sound.size() - 1) + '\x7f');
   });
   ASSERT_EQ(world.store->begin(pscUpdate), 1);
   world.find();
@@ -172,7 +169,7 @@ TEST(KeyedDamage, ElementsAreAddedBeforeALastLeafThatCannotBeRead) {
     world.model.add(item);
   }
   ASSERT_EQ(world.store->commit(), 1);
-  world.store.whileClosed([&](const std::string& path) { RawFile(path).put(key, sound); });
+  world.store.whileClosed([&](const std::string& path) { RawStore(path).put(key, sound); });
   ASSERT_EQ(world.store->begin(pscRead), 1);
   world.find();
   EXPECT_EQ(world.complaints(), "");

@@ -397,7 +397,7 @@ TEST(TreeSet, AbbreviationsOfOtherSessionsDoNoHarm) {
       isThere ? world.model.remove(item) : world.model.add(item);
     }
   };
-  for (int round = 0; round < 60 && !testing::Test::HasFailure(); ++round) {
+  for (int round = 0; round < ScratchFolder::stepsOr(60, 15) && !testing::Test::HasFailure(); ++round) {
     SCOPED_TRACE("round " + std::to_string(round));
     ItemCompare::abbreviateAnyhow(static_cast<unsigned>(random() % 100));
     ASSERT_EQ(world.store->begin(pscRead), 1);

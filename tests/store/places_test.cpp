@@ -59,7 +59,8 @@ TEST(Places, GrowAndHoldWhatTheModelHolds) {
     EXPECT_EQ(Place::of(made), place);
     model.push_back(made.oid());
   };
-  for (int transaction = 0; transaction < 120; ++transaction) {
+  const int transactions = ScratchFolder::stepsOr(120, 40);
+  for (int transaction = 0; transaction < transactions; ++transaction) {
     SCOPED_TRACE(transaction);
     const auto work = [&](psSession& session) {
       limitPages(3);
@@ -94,7 +95,9 @@ TEST(Places, GrowAndHoldWhatTheModelHolds) {
     const Place place(store->database("test"), "place");
     if (place) {
       std::sort(model.begin(), model.end());
-      EXPECT_EQ(allOf(place), model);
+      std::vector<psId> all = allOf(place);
+      std::sort(all.begin(), all.end());  // on a server a later container may have a lower number
+      EXPECT_EQ(all, model);
       EXPECT_EQ(place.count(), static_cast<std::int64_t>(model.size()));
       containers = place.containers().size();
       int listed = 0;
@@ -104,7 +107,7 @@ TEST(Places, GrowAndHoldWhatTheModelHolds) {
     ASSERT_EQ(store->commit(), 1);
     if (HasFailure()) return;
   }
-  EXPECT_GT(containers, 30U);
+  EXPECT_GT(containers, static_cast<std::size_t>(transactions / 4));
 
   ASSERT_EQ(store->begin(pscUpdate), 1);
   Place place(store->database("test"), "place");
@@ -162,6 +165,7 @@ int fill(psSession& session, int n) {
 
 // Wherever the file is full, a place is what it was at the last commit, and grows on when there is room.
 TEST(Places, AreWholeWhereverTheStoreIsFull) {
+  if (ScratchFolder::isOnServer()) GTEST_SKIP() << "a file alone has a largest size";
   int refused = 0;
   bool fits = false;
   for (std::size_t pages = 16; !fits; ++pages) {
@@ -204,6 +208,7 @@ TEST(Places, AreWholeWhereverTheStoreIsFull) {
 
 // With the real numbers: objects move on when half the pages are taken; arrays that grow later when all are.
 TEST(Places, MoveOnAtTheLimitsOfContainersAndDatabases) {
+  if (ScratchFolder::isOnServer()) GTEST_SKIP() << "writes 33,000 pages twice, to see limits that no engine changes";
   psSessionOptions options;
   options.pageSize = 4096;
   TempStore store(TempStore::Place::file, options);

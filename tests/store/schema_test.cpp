@@ -4,7 +4,6 @@
 
 #include <algorithm>
 #include <cstring>
-#include <filesystem>
 #include <fstream>
 #include <functional>
 #include <stdexcept>
@@ -21,6 +20,7 @@
 #include "store/pstVArray.h"
 #include "store/session/SessionCore.h"
 #include "support/Process.h"
+#include "support/RawStore.h"
 #include "support/ScratchFolder.h"
 #include "support/TempStore.h"
 
@@ -228,7 +228,7 @@ class Schema : public testing::Test {
 
   // Runs the program with version 1 of the classes; what it complains of.
   std::string runOld() const {
-    const std::string command = std::string(SCHEMA_WRITER) + " " + path_ + " " + droppedFile_ + " 2>&1";
+    const std::string command = std::string(SCHEMA_WRITER) + " '" + path_ + "' " + droppedFile_ + " 2>&1";
     FILE* const output = ::popen(command.c_str(), "r");
     std::string text;
     for (int c = std::fgetc(output); c != EOF; c = std::fgetc(output)) text += static_cast<char>(c);
@@ -248,7 +248,7 @@ class Schema : public testing::Test {
   }
 
   ps::test::ScratchFolder folder_;
-  std::string path_ = folder_ / "schema.ps";
+  std::string path_ = folder_.store("schema.ps");
   const std::string droppedFile_ = folder_ / "dropped";
 };
 
@@ -329,7 +329,7 @@ TEST_F(Schema, ObjectsOfAnOlderVersionAreReadChangedAndUpgraded) {
 }
 
 TEST_F(Schema, AStoreThatIsKeptIsReadAndUpgraded) {
-  std::filesystem::copy_file(PS_TEST_DATA "/described.ps", path_);
+  ps::test::copyStore(PS_TEST_DATA "/described.ps", path_);
   EXPECT_EQ(run(&introduceAll, pscRead, [](psSession& s) { return readNew(s, ageAsIs); }), "");
   EXPECT_EQ(run(&introduceAll, pscNoOpen,
                 [](psSession& s) {
@@ -481,7 +481,7 @@ TEST_F(Schema, EachRuleHoldsAndWhatNoRuleCoversIsRefused) {
   for (const Change& change : changes) {
     SCOPED_TRACE(change.name);
     const ps::test::ScratchFolder folder;
-    path_ = folder / "store.ps";
+    path_ = folder.store("store.ps");
     const auto make = [&change](psSession& s) {
       const pstHandle<psContObj> in = s.container(s.database("d"), "c");
       return change.before.make(in) != nullptr ? commit(s) : s.lastError();

@@ -4,6 +4,7 @@
 
 #include "store/StoreObjects.h"
 #include "support/RawFile.h"
+#include "support/RawStore.h"
 
 namespace ps::test {
 namespace {
@@ -15,7 +16,7 @@ class StoreCache : public ::testing::Test {
   void open(std::size_t cacheLimit = limit, unsigned int pageSize = 8192) {
     psSessionOptions options = unsynced(cacheLimit);
     options.pageSize = pageSize;
-    ASSERT_EQ(session_.open(folder_ / "store.ps", options), 1) << session_.lastError();
+    ASSERT_EQ(session_.open(path_, options), 1) << session_.lastError();
   }
   void begin(psMode mode) { ASSERT_EQ(session_.begin(mode), 1) << session_.lastError(); }
   void commit() { ASSERT_EQ(session_.commit(), 1) << session_.lastError(); }
@@ -39,18 +40,21 @@ class StoreCache : public ::testing::Test {
   }
 
   ScratchFolder folder_;
+  const std::string path_ = folder_.store("store.ps");
   psSession session_;
 };
 
 TEST_F(StoreCache, TransactionsMayBeManyTimesLargerThanTheCache) {
-  constexpr std::uint64_t count = 52000;  // in 203 MiB of pages
-  open();
+  const std::uint64_t times = ScratchFolder::stepsOr<std::uint64_t>(10, 1);
+  const std::uint64_t count = times * 5200;  // in 20 MiB of pages, or 203 MiB
+  const std::size_t most = ScratchFolder::stepsOr(limit, limit / 4);
+  open(most);
   begin(pscUpdate);
   const pstHandle<psContObj> wall = container("wall");
   pstHandle<Brick> first(new (wall) Brick(7));
   const Brick* const address = &*first;
   lay(wall, count);
-  EXPECT_GT(counters().pageWrites, 20000U);  // before the commit
+  EXPECT_GT(counters().pageWrites, times * 2000);  // before the commit
   EXPECT_EQ(&*first, address);
   EXPECT_TRUE(first->is(7));
   commit();
@@ -69,12 +73,12 @@ TEST_F(StoreCache, TransactionsMayBeManyTimesLargerThanTheCache) {
   EXPECT_EQ(first->walkThenSet(wall, 9), 8 + 3 * (count * (count - 1) / 2));
   EXPECT_EQ(&*first, address);
   commit();
-  EXPECT_GE(counters().pageWrites - writes, 26000U);
-  EXPECT_LE(counters().peakResidentBytes, 2 * limit);
+  EXPECT_GE(counters().pageWrites - writes, count / 2);
+  EXPECT_LE(counters().peakResidentBytes, 2 * most);
 
   ASSERT_EQ(session_.close(), 1);
   EXPECT_TRUE(address->is(9)) << "a pinned image outlives its session";
-  open();
+  open(most);
   begin(pscRead);
   const pstHandle<Brick> pinned(first.oid());
   ASSERT_EQ(pinned.open(pscRead), 1);
@@ -86,8 +90,8 @@ TEST_F(StoreCache, TransactionsMayBeManyTimesLargerThanTheCache) {
   EXPECT_EQ(n, count);
   EXPECT_TRUE(readAddress->is(9));
   EXPECT_EQ(&*pinned, readAddress);
-  EXPECT_GE(counters().pageReads, 26000U);
-  EXPECT_LE(counters().peakResidentBytes, 2 * limit);
+  EXPECT_GE(counters().pageReads, count / 2);
+  EXPECT_LE(counters().peakResidentBytes, 2 * most);
 }
 
 // An update open lasts to the end of its transaction, whatever happens to the image in between.
@@ -150,7 +154,8 @@ TEST_F(StoreCache, ReferencesOutlastTheLoadsThatTheyAreGoodFor) {
     }
   };
   load(2);
-  for (unsigned int round = 0; round < 20; ++round) {
+  const unsigned int rounds = ScratchFolder::stepsOr(20U, 4U);
+  for (unsigned int round = 0; round < rounds; ++round) {
     char& element = holder->bytes[round];
     std::int64_t& number = holder->number;
     holder.close();
@@ -160,10 +165,10 @@ TEST_F(StoreCache, ReferencesOutlastTheLoadsThatTheyAreGoodFor) {
     load(20 + round);
   }
   commit();
-  EXPECT_GE(counters().pageWrites, 20U) << "they did leave memory";
+  EXPECT_GE(counters().pageWrites, rounds) << "they did leave memory";
   begin(pscRead);
-  EXPECT_EQ(contentOf(holder).number, 36);
-  EXPECT_EQ(contentOf(holder).bytes, std::string(20, 'z') + std::string(2980, 'a'));
+  EXPECT_EQ(contentOf(holder).number, 16 + rounds);
+  EXPECT_EQ(contentOf(holder).bytes, std::string(rounds, 'z') + std::string(3000 - rounds, 'a'));
 }
 
 // A container has 65,535 page numbers: sessions that each read a little and add one object must not take one each.
@@ -172,7 +177,7 @@ TEST_F(StoreCache, ObjectsOfManySessionsShareAPage) {
   begin(pscUpdate);
   container("small");
   unsigned int highest = 0;
-  for (int run = 0; run < 40; ++run) {
+  for (int run = 0; run < ScratchFolder::stepsOr(40, 12); ++run) {
     reopen();
     begin(pscRead);
     pstItr<Flat> flat;
@@ -186,7 +191,7 @@ TEST_F(StoreCache, ObjectsOfManySessionsShareAPage) {
     ASSERT_FALSE(added.isNull()) << session_.lastError();
     highest = std::max<unsigned int>(highest, added.oid().get_page());
   }
-  EXPECT_LE(highest, 2U);
+  EXPECT_LE(highest, ScratchFolder::stepsOr(2U, 4U)) << "on a server numbers are handed out in blocks";
 }
 
 TEST_F(StoreCache, AnImageEqualToTheStoredOneIsNotWritten) {
@@ -206,7 +211,8 @@ TEST_F(StoreCache, AnImageEqualToTheStoredOneIsNotWritten) {
   EXPECT_EQ(counters().pageWrites, 0U);
 }
 
-// Damage in the bytes of one object does not take the others of its page along, as long as nobody changes the page.
+// Damage in the bytes of one object does not take the others of its page along, as long as nobody changes the page. A
+// page that comes from a server is verified as a whole.
 TEST_F(StoreCache, AReadTransactionVerifiesWhatItOpens) {
   open();
   begin(pscUpdate);
@@ -217,24 +223,25 @@ TEST_F(StoreCache, AReadTransactionVerifiesWhatItOpens) {
   commit();
   ASSERT_EQ(session_.close(), 1);
   {
-    RawFile file(folder_ / "store.ps");
+    RawStore store(path_);
     std::pair<std::string, std::string> largest;
-    for (const auto& record : file.content()) {
+    for (const auto& record : store.content()) {
       if (record.second.size() > largest.second.size()) largest = record;
     }
     largest.second.back() = static_cast<char>(largest.second.back() ^ 1);
-    file.put(largest.first, largest.second);
+    store.put(largest.first, largest.second);
   }
   open();
   begin(pscRead);
+  const int isOpened = ScratchFolder::stepsOr(1, 0);
   for (int round = 0; round < 2; ++round) {
     EXPECT_EQ(pstHandle<Flat>(ids.back()).open(pscRead), 0);
     EXPECT_EQ(session_.lastErrorKind(), psErrorKind::damaged);
     EXPECT_TRUE(ids.back().isValid()) << "it is there";
     for (int n = 0; n < 30; ++n) {
       const pstHandle<Flat> flat(ids[static_cast<std::size_t>(n)]);
-      ASSERT_EQ(flat.open(pscRead), 1) << session_.lastError();
-      ASSERT_EQ(flat->number, n);
+      ASSERT_EQ(flat.open(pscRead), isOpened) << session_.lastError();
+      ASSERT_EQ(isOpened == 1 ? flat->number : n, n);
     }
   }
   commit();
@@ -250,6 +257,7 @@ std::size_t pagesOf(const MDB_stat& status) {
 
 // By default each array and bucket of a collection has a container of its own.
 TEST_F(StoreCache, ContainersAreCheap) {
+  if (ScratchFolder::isOnServer()) GTEST_SKIP() << "compares pages of LMDB";
   constexpr std::size_t count = 30000;
   open();
   begin(pscUpdate);
@@ -266,7 +274,7 @@ TEST_F(StoreCache, ContainersAreCheap) {
   RawFile plain(folder_ / "plain");  // the same in LMDB without the store
   for (std::uint32_t n = 0; n < count; ++n)
     plain.put({reinterpret_cast<const char*>(&n), sizeof n}, std::string(sizeof(Flat), 'x'));
-  const MDB_stat ours = RawFile(folder_ / "store.ps").status();
+  const MDB_stat ours = RawFile(path_).status();
   EXPECT_LE(ours.ms_entries, 2 * count + 5);
   EXPECT_LE(pagesOf(ours), 3 * pagesOf(plain.status()));
 }

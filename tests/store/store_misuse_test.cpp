@@ -13,7 +13,7 @@ class StoreMisuse : public ::testing::Test {
  protected:
   void SetUp() override {
     if (!ps::detail::isChecked) GTEST_SKIP() << "this build checks nothing";
-    ASSERT_EQ(session_.open(folder_ / "store.ps", unsynced()), 1);
+    ASSERT_EQ(session_.open(folder_.store("store.ps"), unsynced()), 1);
     ASSERT_EQ(session_.begin(pscUpdate), 1);
     in_ = session_.container(session_.database("misuse"), "objects");
     blob_ = new (in_) Blob(1, "some bytes");

@@ -14,7 +14,8 @@ namespace ps::test {
 void ModelDriver::run() {
   troubles_ = troubles();
   endTransaction();
-  for (int step = 1; step <= plan_.steps && !testing::Test::HasFailure(); ++step) {
+  const int steps = ScratchFolder::stepsOr(plan_.steps, plan_.steps / 10);
+  for (int step = 1; step <= steps && !testing::Test::HasFailure(); ++step) {
     if (step % 300 == 0) growing_ = !growing_;
     const Choice& choice = choose();
     SCOPED_TRACE("step " + std::to_string(step) + ": " + choice.name);
@@ -32,7 +33,7 @@ void ModelDriver::run() {
   }
   if (testing::Test::HasFailure()) return;
   clear();
-  EXPECT_EQ(refusals_ > plan_.steps / 16, plan_.refuses) << refusals_;
+  EXPECT_EQ(refusals_ > steps / 16, plan_.refuses) << refusals_;
 }
 
 bool ModelDriver::happens(bool expected, const std::function<bool()>& act) {

@@ -39,14 +39,17 @@ Trouble updateLimit(psSession& session);
 // The operation's result; it has failed when the store has thrown.
 bool resultOf(const std::function<bool()>& act);
 
-// Runs the operation with each trouble at every point that it reaches, and aborts. A World has a store and a
-// collection, takes it up anew with find(), and compares it with what was committed with complaints().
+// Runs the operation with each trouble at every point that it reaches, on a server at every 20th, and aborts. A World
+// has a store and a collection, takes it up anew with find(), and compares it with what was committed with
+// complaints().
 template <class World>
 void sweep(World& world, const Operation& operation, const std::vector<Trouble>& troubles) {
   ASSERT_EQ(world.store->commit(), 1) << world.store->lastError();
+  static std::uint64_t sweeps = 0;
   for (const Trouble& trouble : troubles) {
+    const std::uint64_t stride = ScratchFolder::stepsOr<std::uint64_t>(1, 20);
     bool bit = true;
-    for (std::uint64_t k = trouble.first; bit; k += trouble.stride) {
+    for (std::uint64_t k = trouble.first + sweeps++ % stride; bit; k += trouble.stride * stride) {
       SCOPED_TRACE(trouble.name + ", at " + std::to_string(k));
       ASSERT_EQ(world.store->begin(pscUpdate), 1);
       world.find();

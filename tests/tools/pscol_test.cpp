@@ -15,6 +15,7 @@
 
 #include "pscol/CommandLine.h"
 #include "support/RawFile.h"
+#include "support/ScratchFolder.h"
 
 namespace pscol::test {
 
@@ -187,36 +188,44 @@ std::multiset<std::string> contentOf(const std::string& dump) {
 
 class Pscol : public testing::Test {
  protected:
-  Pscol() { fs::create_directories(folder_); }
-  ~Pscol() override { fs::remove_all(folder_); }
   std::string at(const char* name) const { return folder_ / name; }
+  std::string store(const std::string& name) const { return folder_.store(name); }
+
+  static int statusOf(const std::vector<std::string>& arguments) {
+    const Result result = run(arguments);
+    EXPECT_EQ(result.status, 0) << result.text;
+    return result.status;
+  }
 
  private:
-  const fs::path folder_ = fs::temp_directory_path() / ("pscol-test-" + std::to_string(::getpid()));
+  const ps::test::ScratchFolder folder_;
 };
+
+// The set of a store, in its order.
+std::vector<psId> idsIn(const std::string& path) {
+  std::vector<psId> ids;
+  ps::Session session(path);
+  session.read([&] {
+    for (const Item& item : Set(session.container("shop", "a/b\xc3\xa4"), "set")) ids.push_back(item.psOid());
+  });
+  return ids;
+}
 
 TEST_F(Pscol, LoadsWhatItDumps) {
   for (const unsigned seed : {1U, 2U, 3U}) {
     SCOPED_TRACE(seed);
-    for (const char* const name : {"a.ps", "b.ps"}) fs::remove(at(name));
-    furnish(at("a.ps"), seed, seed == 1 ? 30 : 1500);
-    ASSERT_EQ(run({"dump", at("a.ps"), "--output", at("a.dump")}).status, 0);
-    const Result loaded = run({"load", at("a.dump"), at("b.ps")});
-    ASSERT_EQ(loaded.status, 0) << loaded.text;
-    const Result checked = run({"check", at("b.ps")});
-    EXPECT_EQ(checked.status, 0) << checked.text;
-    ASSERT_EQ(run({"dump", at("b.ps"), "--output", at("b.dump")}).status, 0);
+    const std::string from = store("a" + std::to_string(seed) + ".ps");
+    const std::string to = store("b" + std::to_string(seed) + ".ps");
+    furnish(from, seed, seed == 1 ? 30 : ps::test::ScratchFolder::stepsOr(1500, 300));
+    ASSERT_EQ(statusOf({"dump", from, "--output", at("a.dump")}), 0);
+    ASSERT_EQ(statusOf({"load", at("a.dump"), to}), 0);
+    EXPECT_EQ(statusOf({"check", to}), 0);
+    ASSERT_EQ(statusOf({"dump", to, "--output", at("b.dump")}), 0);
     EXPECT_EQ(contentOf(at("a.dump")), contentOf(at("b.dump")));
 
     // The program that wrote the store goes on with the loaded one.
-    std::vector<psId> ids;
-    {
-      ps::Session before(at("a.ps"));
-      before.read([&] {
-        for (const Item& item : Set(before.container("shop", "a/b\xc3\xa4"), "set")) ids.push_back(item.psOid());
-      });
-    }
-    ps::Session after(at("b.ps"));
+    const std::vector<psId> ids = idsIn(from);
+    ps::Session after(to);
     after.update([&] {
       const auto lists = after.container("shop", "a/b\xc3\xa4");
       Set set(lists, "set");
@@ -238,10 +247,46 @@ TEST_F(Pscol, LoadsWhatItDumps) {
   }
 }
 
+TEST_F(Pscol, MovesAStoreToAServerAndBack) {
+  if (!ps::test::ScratchFolder::isOnServer()) GTEST_SKIP() << "there is no server";
+  furnish(at("a.ps"), 8, 400);
+  const std::vector<psId> ids = idsIn(at("a.ps"));
+  ASSERT_EQ(statusOf({"dump", at("a.ps"), "--output", at("a.dump")}), 0);
+
+  // There by a copy of the records, and back by a dump; and the other way round.
+  EXPECT_EQ(statusOf({"backup", at("a.ps"), store("copied")}), 0);
+  EXPECT_EQ(statusOf({"diff", at("a.ps"), store("copied")}), 0);
+  EXPECT_EQ(statusOf({"dump", store("copied"), "--output", at("b.dump")}), 0);
+  EXPECT_EQ(statusOf({"load", at("b.dump"), at("b.ps")}), 0);
+  EXPECT_EQ(statusOf({"load", at("a.dump"), store("loaded")}), 0);
+  EXPECT_EQ(statusOf({"backup", store("loaded"), at("c.ps")}), 0);
+  EXPECT_EQ(statusOf({"diff", store("loaded"), at("c.ps")}), 0);
+  for (const std::string& path : {store("copied"), at("b.ps"), store("loaded"), at("c.ps")}) {
+    SCOPED_TRACE(path);
+    EXPECT_EQ(statusOf({"check", path}), 0);
+    EXPECT_EQ(statusOf({"dump", path, "--output", at("c.dump")}), 0);
+    EXPECT_EQ(contentOf(at("c.dump")), contentOf(at("a.dump")));
+    EXPECT_EQ(idsIn(path), ids) << "identifiers stay what they are";
+  }
+
+  for (const std::string& taken : {store("copied"), at("c.ps")}) {
+    EXPECT_EQ(run({"backup", at("a.ps"), taken}).status, 2);
+    EXPECT_EQ(run({"load", at("a.dump"), taken}).status, 2);
+    EXPECT_EQ(statusOf({"check", taken}), 0);
+  }
+  for (const char* const command : {"compact", "salvage"}) {
+    std::vector<std::string> arguments = {command, store("copied")};
+    if (arguments[0] == "salvage") arguments.push_back(at("d.ps"));
+    const Result refused = run(arguments);
+    EXPECT_EQ(refused.status, 2);
+    EXPECT_NE(refused.text.find("it has no file"), std::string::npos) << refused.text;
+  }
+}
+
 TEST_F(Pscol, TellsTheStructureAsItIs) {
-  furnish(at("a.ps"), 4, 1200);
+  furnish(store("a.ps"), 4, ps::test::ScratchFolder::stepsOr(1200, 300));
   psSession session;
-  ASSERT_EQ(session.open(at("a.ps")), 1);
+  ASSERT_EQ(session.open(store("a.ps")), 1);
   psVerifyReport report;
   ASSERT_EQ(session.verify(report), 1) << session.lastError();
   ASSERT_EQ(session.begin(pscRead), 1);
@@ -307,9 +352,9 @@ TEST_F(Pscol, TellsTheStructureAsItIs) {
   EXPECT_EQ(elements, report.elements);
 
   // What was read of one store is nothing of another, be its last commit of the same number.
-  furnish(at("b.ps"), 40, 20);
+  furnish(store("b.ps"), 40, 20);
   ASSERT_EQ(session.close(), 1);
-  ASSERT_EQ(session.open(at("b.ps")), 1);
+  ASSERT_EQ(session.open(store("b.ps")), 1);
   ASSERT_EQ(session.begin(pscRead), 1);
   ASSERT_EQ(inspector.survey(survey), 1);
   psStoredObject object;
@@ -364,22 +409,20 @@ TEST_F(Pscol, RescuesWhatCanBeReadOfADamagedStore) {
 }
 
 TEST_F(Pscol, AnswersWithItsStatusAndCreatesNothing) {
-  furnish(at("a.ps"), 6, 200);
-  const std::string store = at("a.ps");
-  const std::vector<std::vector<std::string>> readers = {{"info", store},
-                                                         {"ls", store},
-                                                         {"ls", store, "shop"},
-                                                         {"ls", store, "shop/items"},
-                                                         {"schema", store},
-                                                         {"schema", store, "Item"},
-                                                         {"show", store, "shop/a/b\xc3\xa4/set"},
-                                                         {"show", store, "shop/items/@50"},
-                                                         {"check", store},
-                                                         {"top", store, "--seconds", "1"}};
+  const std::string path = store("a.ps");
+  const std::string copy = store("b.ps");
+  const std::string set = "shop/a/b\xc3\xa4/set";
+  furnish(path, 6, 200);
+  const std::vector<std::vector<std::string>> readers = {{"info", path},       {"ls", path},
+                                                         {"ls", path, "shop"}, {"ls", path, "shop/items"},
+                                                         {"schema", path},     {"schema", path, "Item"},
+                                                         {"show", path, set},  {"show", path, "shop/items/@50"},
+                                                         {"stat", path, set},  {"range", path, set, "--limit", "5"},
+                                                         {"check", path},      {"top", path, "--seconds", "1"}};
   for (std::vector<std::string> arguments : readers) {
     SCOPED_TRACE(arguments[0]);
     EXPECT_EQ(run(arguments).status, 0);
-    const std::string missing = at("missing.ps");
+    const std::string missing = store("missing.ps");
     std::vector<std::string> elsewhere = arguments;
     elsewhere[1] = missing;
     EXPECT_EQ(run(elsewhere).status, 2);
@@ -389,36 +432,42 @@ TEST_F(Pscol, AnswersWithItsStatusAndCreatesNothing) {
     EXPECT_EQ(answer.status, 0);
     EXPECT_TRUE(json::parse(answer.text).is_object());
   }
-  EXPECT_EQ(run({"show", store, "shop/nothing"}).status, 1);
-  EXPECT_EQ(run({"show", store, "1-1-9999-1"}).status, 1);
-  EXPECT_EQ(run({"schema", store, "Nothing"}).status, 1);
+  EXPECT_EQ(statusOf({"report", path, "-o", at("report.html")}), 0);
+  EXPECT_EQ(run({"show", path, "shop/nothing"}).status, 1);
+  EXPECT_EQ(run({"show", path, "1-1-9999-1"}).status, 1);
+  EXPECT_EQ(run({"schema", path, "Nothing"}).status, 1);
   EXPECT_EQ(run({"info", "memory:"}).status, 2);
   EXPECT_EQ(run({"nonsense"}).status, 2);
   EXPECT_EQ(run({"info"}).status, 2);
 
-  EXPECT_EQ(run({"backup", store, at("b.ps")}).status, 0);
-  EXPECT_EQ(run({"backup", store, at("b.ps")}).status, 2);
-  EXPECT_EQ(run({"diff", store, at("b.ps")}).status, 0);
-  EXPECT_EQ(run({"diff", store, at("b.ps"), "--limit", "1"}).status, 0);
+  EXPECT_EQ(statusOf({"backup", path, copy}), 0);
+  EXPECT_EQ(run({"backup", path, copy}).status, 2);
+  EXPECT_EQ(statusOf({"diff", path, copy}), 0);
+  EXPECT_EQ(statusOf({"diff", path, copy, "--limit", "1"}), 0);
+  furnish(store("c.ps"), 7, 200);
+  EXPECT_EQ(run({"diff", path, store("c.ps")}).status, 1);
+
+  EXPECT_EQ(statusOf({"dump", path, "--output", at("a.dump")}), 0);
+  EXPECT_EQ(run({"load", at("a.dump"), path}).status, 2);
+  fs::resize_file(at("a.dump"), fs::file_size(at("a.dump")) / 2);
+  EXPECT_EQ(run({"load", at("a.dump"), store("d.ps")}).status, 2);
+  for (const auto& entry : fs::directory_iterator(at("")))
+    EXPECT_EQ(entry.path().filename().string().rfind("d.ps", 0), std::string::npos) << entry.path();
+}
+
+TEST_F(Pscol, CompactsAFileThatNobodyHasOpen) {
+  furnish(at("a.ps"), 6, 200);
+  ASSERT_EQ(statusOf({"backup", at("a.ps"), at("b.ps")}), 0);
   {
-    const ps::Session open(store);
-    const Result refused = run({"compact", store});
+    const ps::Session open(at("a.ps"));
+    const Result refused = run({"compact", at("a.ps")});
     EXPECT_EQ(refused.status, 2);
     EXPECT_NE(refused.text.find("it is open"), std::string::npos) << refused.text;
   }
-  const auto size = fs::file_size(store);
-  EXPECT_EQ(run({"compact", store}).status, 0);
-  EXPECT_LT(fs::file_size(store), size);
-  EXPECT_EQ(run({"diff", store, at("b.ps")}).status, 0);
-  furnish(at("c.ps"), 7, 200);
-  EXPECT_EQ(run({"diff", store, at("c.ps")}).status, 1);
-
-  EXPECT_EQ(run({"dump", store, "--output", at("a.dump")}).status, 0);
-  EXPECT_EQ(run({"load", at("a.dump"), store}).status, 2);
-  fs::resize_file(at("a.dump"), fs::file_size(at("a.dump")) / 2);
-  EXPECT_EQ(run({"load", at("a.dump"), at("d.ps")}).status, 2);
-  for (const auto& entry : fs::directory_iterator(fs::path(store).parent_path()))
-    EXPECT_EQ(entry.path().filename().string().rfind("d.ps", 0), std::string::npos) << entry.path();
+  const auto size = fs::file_size(at("a.ps"));
+  EXPECT_EQ(statusOf({"compact", at("a.ps")}), 0);
+  EXPECT_LT(fs::file_size(at("a.ps")), size);
+  EXPECT_EQ(statusOf({"diff", at("a.ps"), at("b.ps")}), 0);
 }
 
 }  // namespace pscol::test

@@ -104,6 +104,7 @@ TEST(Compaction, PacksEveryLevelAndLowersTheTree) {
   for (const Kind kind : {Kind::list, Kind::set, Kind::map}) {
     for (const Shape shape : {Shape::oneToALeaf, Shape::randomHoles}) {
       for (const int depth : {1, 2, 3, 4, 5}) {
+        if (depth > ScratchFolder::stepsOr(5, 3)) continue;
         SCOPED_TRACE(nameOf(kind, depth, shape));
         SparseTree sparse(kind, depth, shape);
         const int height = sparse.tree->depth();
@@ -149,6 +150,7 @@ TEST(Compaction, MayBeRefusedHalfwayAndTakenUpAgain) {
   for (const Kind kind : {Kind::list, Kind::set, Kind::map}) {
     for (const Shape shape : {Shape::oneToALeaf, Shape::randomHoles}) {
       for (const int depth : {2, 3, 4}) {
+        if (depth > ScratchFolder::stepsOr(4, 2)) continue;
         SCOPED_TRACE(nameOf(kind, depth, shape));
         SparseTree sparse(kind, depth, shape);
         const auto act = [&] { return sparse.tree->compact(), true; };

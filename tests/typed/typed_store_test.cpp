@@ -59,7 +59,7 @@ PS_REGISTER_CLASS(Trap)
 
 TEST(TypedStore, TransactionsCommitOrAbort) {
   const ps::test::ScratchFolder folder;
-  const std::string path = folder / "typed.ps";
+  const std::string path = folder.store("typed.ps");
   EXPECT_EQ(kindOf([&] { ps::Session nowhere(folder / "no/such/folder/x.ps"); }), psErrorKind::absent);
   ps::Session session(path, ps::test::unsynced());
   EXPECT_EQ(kindOf([&] { session.read([&] { session.database("zoo"); }); }), psErrorKind::absent);
