@@ -79,7 +79,7 @@ pictures-check:
 
 # The tests that start threads.
 tsan:
-	@tools/install-dependencies build test
+	@tools/install-dependencies build $(NET_TEST) test
 	@$(call configure,tsan,build/tsan,TESTS,-DPSCOLLECTIONS_JAVA=OFF)
 	@cmake --build build/tsan -j $(JOBS) --target threaded_tests
 	@$(call run_tests,build/tsan) -L threads
@@ -126,7 +126,7 @@ install:
 	@if [ -z "$(DESTDIR)" ] && [ "$$(id -u)" -eq 0 ]; then ldconfig; fi
 
 packages:
-	@tools/install-dependencies build tools docs $(JDK) packages
+	@tools/install-dependencies build tools network docs $(JDK) packages
 	@JOBS=$(JOBS) tools/make-packages build/packages $(if $(JDK),,pkg.pscollections.nojava)
 
 packages-check: packages
@@ -172,4 +172,4 @@ help:
 	@echo 'make exports      renew the list of the symbols that the shared library exports'
 	@echo 'make abi-check    compare the binary interface with that of the last release; abi-release makes it that of a release'
 	@echo 'make clean        remove what was built'
-	@echo 'Variables: BUILD (folder), JOBS (parallel jobs), CI=true (warnings are errors), JAVA=no (no JDK: without keys in Java)'
+	@echo 'Variables: BUILD (folder), JOBS (parallel jobs), CI=true (warnings are errors), JAVA=no (no JDK: without keys in Java), NETWORK=no (nothing of PostgreSQL: without stores on a server)'

@@ -11,6 +11,7 @@ namespace ps::detail {
 namespace {
 
 constexpr const char* pluginName = "libpscollections-postgresql.so";
+constexpr const char* installedBelow = "pscollections/";  // nobody links to it, so it is not among the libraries
 
 // The folder of the library, or of the program into which it is linked, with a slash.
 std::string ownFolder() {
@@ -24,7 +25,11 @@ std::string ownFolder() {
 MakeNetworkedEngine loadFactory(std::string& reason) {
   const char* const chosen = std::getenv("PSCOLLECTIONS_PLUGINS");
   const std::string folder = chosen != nullptr ? std::string(chosen) + '/' : ownFolder();
-  void* plugin = folder.empty() ? nullptr : dlopen((folder + pluginName).c_str(), RTLD_NOW | RTLD_LOCAL);
+  void* plugin = nullptr;
+  for (const char* const below : {"", installedBelow}) {
+    if (plugin == nullptr && !folder.empty())
+      plugin = dlopen((folder + below + pluginName).c_str(), RTLD_NOW | RTLD_LOCAL);
+  }
   if (plugin == nullptr) plugin = dlopen(pluginName, RTLD_NOW | RTLD_LOCAL);
   void* const factory = plugin != nullptr ? dlsym(plugin, PS_NETWORKED_ENGINE_FACTORY) : nullptr;
   if (factory == nullptr) {
