@@ -35,7 +35,7 @@ configure = cmake --preset $(1) -B $(2) --log-level=WARNING \
 	-DPSCOLLECTIONS_JAVA=$(if $(JDK),ON,OFF) -DPSCOLLECTIONS_POSTGRESQL=$(if $(NET),ON,OFF) $(4)
 run_tests = ctest --test-dir $(1) --output-on-failure --no-label-summary --no-tests=error -j $(JOBS)
 
-.PHONY: build demo demo-java check pictures-check trials bench bench-quick install packages packages-check abi-check abi-release asan tsan clang exports format format-check tidy docs clean help
+.PHONY: build demo demo-java check pictures-check trials bench bench-quick bench-network install packages packages-check abi-check abi-release asan tsan clang exports format format-check tidy docs clean help
 
 build:
 	@tools/install-dependencies build tools $(NET) $(JDK)
@@ -117,6 +117,16 @@ bench bench-quick:
 	@$(call configure,bench,build/bench,BENCH)
 	@cmake --build build/bench -j $(JOBS)
 	@cmake --build build/bench --target $@
+
+# Round trips, conflicts and plain SQL on a server of its own, with COUNT elements.
+COUNT ?= 1000000
+bench-network:
+	@tools/install-dependencies build $(NET_TEST) bench
+	@$(call configure,bench,build/bench,BENCH)
+	@cmake --build build/bench -j $(JOBS) --target network_bench pscollections_postgresql
+	@address=$$(tools/postgres-server start build/bench/postgresql shared_buffers=512MB max_wal_size=4GB) && \
+	  { build/bench/bench/network_bench "$$address" $(COUNT); status=$$?; tools/postgres-server stop build/bench/postgresql; \
+	    exit $$status; }
 
 install:
 	@tools/install-dependencies build tools $(NET) $(JDK)

@@ -17,8 +17,7 @@ namespace {
 int run(Trial& trial) {
   constexpr double longestRun = 20;  // scans slow down, since the pages of those who are gone leave gaps
   const AnyServer server;
-  if (!AnyServer::isThere()) std::cout << "history: PostgreSQL's server is not installed" << std::endl;
-  while (AnyServer::isThere() && trial.goesOn()) {
+  while (trial.goesOn()) {
     const ScratchFolder folder;
     const double seconds = std::min(longestRun, trial.secondsLeft());
     const HistoryVerdict verdict = runHistory(folder.store("history"), std::numeric_limits<std::uint64_t>::max(),

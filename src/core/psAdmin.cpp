@@ -42,15 +42,42 @@ int psAdmin::deleteIfEmptyUnnamedNonGC(pstHandle<psContObj>& container) {
   return 1;
 }
 
+// Which of the administrator's fields it is.
+std::size_t psAdmin::useOf(const pstRef<psContObj>& field) const {
+  return static_cast<std::size_t>(reinterpret_cast<const char*>(&field) - reinterpret_cast<const char*>(this));
+}
+
+void psAdmin::forgetOwn(const pstRef<psContObj>& field) const {
+  psId* const own = ps::detail::ownContainer(psOid(), useOf(field));
+  if (own != nullptr) *own = psId();
+}
+
+// The next container of this session after its last one. At first it is the administrator's, if that takes one more
+// part.
+pstRef<psContObj> psAdmin::newOwnContainer(const psId& last, const pstRef<psContObj>& current, bool hasRoom,
+                                           const pstHandle<psObj>& collection) {
+  if (last.isNull() && hasRoom && current.isValid()) return current;
+  pstRef<psContObj> before(last.isNull() ? current.oid() : last);
+  if (before.isNull()) before = collection.containedIn();
+  return newContainer(before);
+}
+
 pstRef<psContObj> psAdmin::provide(pstRef<psContObj>& current, int& count, int maximum,
                                    const pstHandle<psObj>& collection) {
   const pstHandle<psAdmin> self(this);
-  // Where many make parts at a time, a container for each need not be noted, and so makes no conflicts.
-  if (maximum <= 1 && ps::detail::hasSeveralWriters()) {
-    pstRef<psContObj> beside = current.isNull() ? pstRef<psContObj>(collection.containedIn()) : current;
-    return newContainer(beside);
+  psId* const own = ps::detail::ownContainer(psOid(), useOf(current));
+  // Where many make parts at a time, a container for each is not noted in the store, and so makes no conflicts.
+  if (own != nullptr && maximum <= 1) {
+    const pstRef<psContObj> made = newOwnContainer(*own, current, count < maximum, collection);
+    if (!made.isNull()) *own = made.oid();
+    return made;
   }
   if (psUpdate() != 1) return pstRef<psContObj>();
+  if (own != nullptr && !own->isNull()) {
+    current = *own;
+    count = 1;
+    *own = psId();
+  }
   if (maximum <= count || !current.isValid()) {
     if (current.isNull()) current = collection.containedIn();
     current = newContainer(current);

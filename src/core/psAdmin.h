@@ -1,5 +1,7 @@
 #pragma once
 
+#include <cstddef>
+
 #include "store/psContObj.h"
 #include "store/psDBObj.h"
 #include "store/psFDObj.h"
@@ -31,6 +33,14 @@ class PS_API psAdmin : public psObj {
   // may take. Starts a new one when that number is reached or the current one has been deleted. Null, with nothing
   // changed, when the administrator cannot be opened for update. Null also when no container can be created.
   pstRef<psContObj> provide(pstRef<psContObj>& current, int& count, int maximum, const pstHandle<psObj>& collection);
+  // Called when the application has set that container: what this session has made for it otherwise, where there are
+  // several writers, is left alone.
+  void forgetOwn(const pstRef<psContObj>& field) const;
+
+ private:
+  std::size_t useOf(const pstRef<psContObj>& field) const;
+  pstRef<psContObj> newOwnContainer(const psId& last, const pstRef<psContObj>& current, bool hasRoom,
+                                    const pstHandle<psObj>& collection);
 };
 
 static_assert(sizeof(psAdmin) == 8, "the base administrator has no field");

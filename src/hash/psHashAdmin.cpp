@@ -29,6 +29,7 @@ void psHashAdmin::bucketContainer(pstHandle<psContObj>& container) {
   if (psUpdate() != 1) return;
   bucketContainer_ = container;
   bucketCount_ = 0;
+  forgetOwn(bucketContainer_);
 }
 
 void psHashAdmin::setMaxBucketsPerContainer(int maximum) {

@@ -8,12 +8,15 @@ namespace ps::detail {
 
 namespace {
 
-// Whether the array keeps a number beside its entry. Only then need it be opened for update.
-bool keepsNumber(const pstRef<psUnsortedArray>& array, const psId& entry, int expected) {
+// Whether the array keeps a number beside its entry, or cannot be read. Only then need it be opened for update. If not,
+// gives what names the array's node in its own parent.
+bool keepsNumber(const pstRef<psUnsortedArray>& array, const psId& entry, int expected, psId& name) {
   if (isResidentForUpdate(array.oid())) return true;
   const ArrayView entries(array);
   const int i = entries.findNode(entry, expected);
-  return i < 0 || entries.elementsBelow(i) != 0;
+  if (i < 0 || entries.elementsBelow(i) != 0) return true;
+  name = entries[0].oid();
+  return false;
 }
 
 }  // namespace
@@ -26,8 +29,9 @@ bool CountChange::plan(const psBTree& node, psId entry, const ElementCount& numb
       if (!isReadable(above)) return false;
       const pstRef<psUnsortedArray>& array = NodeAccess::elements(*above);
       const int expected = path.entryAbove(++levels);
-      if (!keepsNumber(array, entry, expected)) {
-        entry = ArrayView(array)[0].oid();
+      psId name;
+      if (!keepsNumber(array, entry, expected, name)) {
+        entry = name;
         continue;
       }
       Ancestor& ancestor = ancestors_.emplace_front(array);

@@ -44,12 +44,14 @@ void psTreeAdmin::nodeContainer(pstHandle<psContObj>& container) {
   if (psUpdate() != 1) return;
   nodeContainer_ = container;
   nodeCount_ = 0;
+  forgetOwn(nodeContainer_);
 }
 
 void psTreeAdmin::vArrayContainer(pstHandle<psContObj>& container) {
   if (psUpdate() != 1) return;
   vArrayContainer_ = container;
   vArrayCount_ = 0;
+  forgetOwn(vArrayContainer_);
 }
 
 void psTreeAdmin::setMaxNodesPerContainer(int maximum) {

@@ -90,7 +90,10 @@ TEST(TreeMap, ANodeHasValuesAsItIsTold) {
     EXPECT_EQ(values.isNull(), leaf == 0);
     if (leaf != 0) {
       EXPECT_EQ(values->size(), 4);
-      EXPECT_EQ(values.containedIn(), world.set->admin()->vArrayContainer());
+      // Where there are several writers, administrators do not note what they have given.
+      if (!world.store->hasSeveralWriters()) {
+        EXPECT_EQ(values.containedIn(), world.set->admin()->vArrayContainer());
+      }
     }
     EXPECT_EQ(psDelete(node), 1);
     EXPECT_FALSE(values.isValid());

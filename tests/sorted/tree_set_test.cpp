@@ -262,6 +262,7 @@ TEST(TreeSet, AscendingElementsNoticeWhatComesBetween) {
 }
 
 TEST(TreeSet, PutsItsPartsWhereItIsTold) {
+  if (ps::test::ScratchFolder::isOnServer()) GTEST_SKIP() << "there a root's elements are beside it";
   TempStore store(TempStore::Place::memory);
   ASSERT_EQ(store->begin(pscUpdate), 1);
   const pstHandle<psDBObj> database = store->database("test");

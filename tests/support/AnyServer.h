@@ -1,8 +1,8 @@
 #pragma once
 
-#include <string>
+#include <memory>
 
-#include "support/ScratchFolder.h"
+#include "support/Server.h"
 
 namespace ps::test {
 
@@ -11,15 +11,9 @@ namespace ps::test {
 class AnyServer {
  public:
   AnyServer();
-  AnyServer(const AnyServer&) = delete;
-  AnyServer& operator=(const AnyServer&) = delete;
-  ~AnyServer();
-
-  // Whether there is one. There is none where a server's programs are not installed.
-  static bool isThere() { return ScratchFolder::isOnServer(); }
 
  private:
-  std::string folder_;  // of its own
+  std::unique_ptr<const Server> own_;
 };
 
 }  // namespace ps::test

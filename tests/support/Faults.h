@@ -13,6 +13,8 @@ std::string faultsOf(const pstHandle<psBTree>& root);
 std::string faultsOf(const pstHandle<psHashSet>& table);
 // In the session's store.
 std::string orphansOf(const psSession& session);
+// The same after refusals: what these may not leave.
+std::string leftoversOf(const psSession& session);
 // What the verification of the session's store finds, but for what applications may leave: elements that were deleted,
 // and objects of classes that this program lacks. Not in an update transaction.
 std::string findingsIn(psSession& session);

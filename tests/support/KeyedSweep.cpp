@@ -26,7 +26,7 @@ void sweepKeyed(KeyedWorld& world, const Operation& operation) {
 void expectWhole(const KeyedWorld& world, const SetModel& after, bool result, bool refused) {
   ASSERT_TRUE(result || refused);
   ASSERT_EQ(world.complaintsAgainst(result ? after : world.model), "") << "the result was " << result;
-  ASSERT_EQ(orphansOf(world.store.session()), "") << "the result was " << result;
+  ASSERT_EQ(leftoversOf(world.store.session()), "") << "the result was " << result;
 }
 
 void sweepInsertion(KeyedWorld& world, const ItemKey& item) {

@@ -53,7 +53,7 @@ bool ModelDriver::happens(bool expected, const std::function<bool()>& act) {
   if (!wasRefused_) return result;
   ++refusals_;
   EXPECT_FALSE(trouble.alwaysFails && result);
-  EXPECT_EQ(orphansOf(store().session()), "");
+  EXPECT_EQ(leftoversOf(store().session()), "");
   removeEmptyContainers();
   return result;
 }
@@ -74,7 +74,7 @@ const ModelDriver::Choice& ModelDriver::choose() {
 
 void ModelDriver::endTransaction() {
   if (plan_.abortEvery > 0 && transactions_++ % plan_.abortEvery == plan_.abortEvery - 1) return abort();
-  ASSERT_EQ(orphansOf(store().session()), "");
+  ASSERT_EQ(leftoversOf(store().session()), "");
   ASSERT_EQ(store()->commit(), 1) << store()->lastError();
   ASSERT_EQ(findingsIn(store().session()), "");
   keepModel();

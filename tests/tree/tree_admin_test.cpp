@@ -133,7 +133,8 @@ TEST_F(Admins, CountsWhatIsInTheCurrentContainer) {
   int nodes = 1;
   for (pstRef<psBTree> leaf = set->atFirst(); !leaf.isNull(); leaf = leaf->next()) ++nodes;
   const pstHandle<psTreeAdmin> admin(set->admin());
-  EXPECT_EQ(admin->calculateAndSetNodeCountContainer(), nodes);
+  // Where there are several writers, nodes are beside their arrays.
+  EXPECT_EQ(admin->calculateAndSetNodeCountContainer(), store->hasSeveralWriters() ? 1 : nodes);
 
   pstHandle<psContObj> arrays = store.container("arrays");
   new (arrays) psUnsortedArray(2);

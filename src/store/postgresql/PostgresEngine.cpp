@@ -3,6 +3,7 @@
 #include <algorithm>
 #include <chrono>
 #include <cstring>
+#include <new>
 #include <thread>
 #include <utility>
 
@@ -130,6 +131,21 @@ void PostgresEngine::forgetAll() {
   anyChange_ = true;
 }
 
+// Carries out a call. Lack of memory in the middle of it leaves answers that nobody has taken, and half of what was
+// learned. So the connection is closed, and all is forgotten, which needs no memory.
+template <class Call>
+auto PostgresEngine::whole(const Call& call) {
+  try {
+    return call();
+  } catch (const std::bad_alloc&) {
+    server_.close();
+    forgetAll();
+    invalidate(psErrorKind::memory);
+    if (state_ == State::reading) state_ = State::voided;
+    throw;
+  }
+}
+
 bool PostgresEngine::connectAgain() {
   forgetAll();
   StoreError reason;
@@ -146,6 +162,10 @@ bool PostgresEngine::begin(bool update) {
     return refuse(beginAction, {psErrorKind::denied,
                                 "it was opened for reading only. Open it without the option readOnly to change it"});
   }
+  return whole([&] { return beginHere(update); });
+}
+
+bool PostgresEngine::beginHere(bool update) {
   const bool wasOpen = server_.isOpen();
   if (!wasOpen && !connectAgain()) return false;
   if (!beginSnapshot()) {
@@ -204,6 +224,10 @@ void PostgresEngine::learnChanges(const Result& changes) {
 }
 
 bool PostgresEngine::takeChanges(std::vector<std::string>& keys) {
+  return whole([&] { return takeChangesHere(keys); });
+}
+
+bool PostgresEngine::takeChangesHere(std::vector<std::string>& keys) {
   keys.insert(keys.end(), std::make_move_iterator(changes_.begin()), std::make_move_iterator(changes_.end()));
   changes_.clear();
   return !std::exchange(anyChange_, false);
@@ -237,6 +261,10 @@ const KnownRecord* PostgresEngine::fetchRecord(const std::string& key) {
 }
 
 Engine::Lookup PostgresEngine::get(std::string_view key, std::string_view& value) {
+  return whole([&] { return getHere(key, value); });
+}
+
+Engine::Lookup PostgresEngine::getHere(std::string_view key, std::string_view& value) {
   if (!isReadable(readAction)) return Lookup::failed;
   if (!isKey(key)) {
     refuse(readAction, {psErrorKind::usage, describeKeyLimit(maxKeySize())});
@@ -269,8 +297,12 @@ Engine::Lookup PostgresEngine::get(std::string_view key, std::string_view& value
   return isFound ? Lookup::found : Lookup::absent;
 }
 
-// What is asked for stays until it is too much, or the transaction ends.
 void PostgresEngine::prefetch(const std::vector<std::string>& keys) {
+  whole([&] { prefetchHere(keys); });
+}
+
+// What is asked for stays until it is too much, or the transaction ends.
+void PostgresEngine::prefetchHere(const std::vector<std::string>& keys) {
   constexpr std::size_t most = 512;
   if (state_ != State::reading && state_ != State::updating) return;
   if (keys.empty() || prefetched_.find(keys.front()) != prefetched_.end()) return;
@@ -328,6 +360,10 @@ bool PostgresEngine::scanPart(std::string& from, const std::string& end, std::ui
 }
 
 bool PostgresEngine::scan(std::string_view prefix, const Visitor& visitor) {
+  return whole([&] { return scanHere(prefix, visitor); });
+}
+
+bool PostgresEngine::scanHere(std::string_view prefix, const Visitor& visitor) {
   constexpr std::uint32_t most = 1000;
   if (!isReadable(readAction)) return false;
   const std::string end = behindPrefix(prefix);
@@ -384,6 +420,10 @@ std::uint64_t PostgresEngine::records() const {
 }
 
 std::uint32_t PostgresEngine::takeNumber(std::string_view key, std::uint32_t next) {
+  return whole([&] { return takeNumberHere(key, next); });
+}
+
+std::uint32_t PostgresEngine::takeNumberHere(std::string_view key, std::uint32_t next) {
   if (!isReadable(changeAction)) return 0;
   const std::uint32_t number = numbers_.take(std::string(key), next);
   if (number == 0) voidTransaction(changeAction, numbers_.error());
@@ -412,14 +452,16 @@ Engine::Commit PostgresEngine::commit() {
     abort();
     return Commit::committed;
   }
+  return whole([&] { return commitHere(); });
+}
+
+Engine::Commit PostgresEngine::commitHere() {
   const std::string token = freshToken();
   const CommitBatch batch(reads_, writes_, records_, token, owner_);
-  Commit outcome = send(batch);
-  if (outcome == Commit::committed) {
-    ownTokens_.push_back(token);
-    batch.apply(records_);
-  }
-  if (outcome == Commit::unknown) outcome = decide(token);
+  // From here on the server may carry the commit out, whatever this process lacks.
+  const Commit sent = sendOrLose(batch);
+  if (sent == Commit::committed) learn(batch, token);
+  const Commit outcome = sent == Commit::unknown ? decideOrGiveUp(token) : sent;
   if (outcome == Commit::committed) {
     for (const std::string& key : batch.uncounted()) numbers_.forget(key);
     numbers_.afterCommit();
@@ -432,6 +474,35 @@ Engine::Commit PostgresEngine::commit() {
   }
   end();
   return outcome;
+}
+
+Engine::Commit PostgresEngine::sendOrLose(const CommitBatch& batch) {
+  try {
+    return send(batch);
+  } catch (const std::bad_alloc&) {
+    server_.close();
+    return Commit::unknown;
+  }
+}
+
+Engine::Commit PostgresEngine::decideOrGiveUp(const std::string& token) {
+  try {
+    return decide(token);
+  } catch (const std::bad_alloc&) {
+    server_.close();
+    fail(psErrorKind::outcomeUnknown, shortMemoryText);
+    return Commit::unknown;
+  }
+}
+
+// What this session knows of the records that it has changed itself.
+void PostgresEngine::learn(const CommitBatch& batch, const std::string& token) {
+  try {
+    ownTokens_.push_back(token);
+    batch.apply(records_);
+  } catch (const std::bad_alloc&) {
+    forgetAll();
+  }
 }
 
 // Now and then removes old rows of commits; nobody waits for that.

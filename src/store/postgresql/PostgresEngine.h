@@ -75,6 +75,15 @@ class PostgresEngine final : public Engine {
   bool voidTransaction(const char* action, const StoreError& reason);
   std::string voidText() const;
 
+  template <class Call>
+  auto whole(const Call& call);
+  bool beginHere(bool update);
+  Lookup getHere(std::string_view key, std::string_view& value);
+  bool scanHere(std::string_view prefix, const Visitor& visitor);
+  bool takeChangesHere(std::vector<std::string>& keys);
+  void prefetchHere(const std::vector<std::string>& keys);
+  std::uint32_t takeNumberHere(std::string_view key, std::uint32_t next);
+  Commit commitHere();
   bool connectAgain();
   bool beginSnapshot();
   void learnChanges(const Result& changes);
@@ -85,6 +94,9 @@ class PostgresEngine final : public Engine {
   bool scanPart(std::string& from, const std::string& end, std::uint32_t limit);
   std::uint64_t put(const std::string& key, std::optional<std::string> value);
   Commit send(const CommitBatch& batch);
+  Commit sendOrLose(const CommitBatch& batch);
+  Commit decideOrGiveUp(const std::string& token);
+  void learn(const CommitBatch& batch, const std::string& token);
   void prune();
   Commit decide(const std::string& token);
   void end();

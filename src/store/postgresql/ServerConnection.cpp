@@ -138,11 +138,9 @@ bool ServerConnection::prepare(StoreError& error) {
   connection_.sendText(statements::readFormat);
   for (const statements::Prepared& statement : statements::prepared)
     connection_.prepare(statement.name, statement.text);
-  if (!place_.isReadOnly) {
-    for (const char* const statement : statements::forgetFuture) connection_.sendText(statement);
-  }
   const bool isDone = connection_.receive(results);
   const bool isRead = !results.empty() && results.front().rows() == 1;
+  const bool isFuture = isRead && numberIn(results.front().field(0, 1)) != 0;
   const auto format = isRead ? static_cast<int>(numberIn(results.front().field(0, 0))) : statements::format;
   if (format != statements::format) {
     error = {psErrorKind::usage, "its tables are of format " + std::to_string(format) +
@@ -152,7 +150,15 @@ bool ServerConnection::prepare(StoreError& error) {
     return false;
   }
   if (!isDone) error = explain(connection_.error());
-  return isDone;
+  return isDone && (!isFuture || forgetFuture(error));
+}
+
+bool ServerConnection::forgetFuture(StoreError& error) {
+  std::vector<Result> results;
+  for (const char* const statement : statements::forgetFuture) connection_.sendText(statement);
+  if (connection_.receive(results)) return true;
+  error = explain(connection_.error());
+  return false;
 }
 
 }  // namespace ps::detail

@@ -39,6 +39,7 @@ class ServerConnection {
   bool hasTables(bool& has, StoreError& error);
   bool makeTables(StoreError& error);
   bool prepare(StoreError& error);
+  bool forgetFuture(StoreError& error);
   std::string quotedSchema() const;
 
   ServerPlace place_;

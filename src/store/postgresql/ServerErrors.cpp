@@ -60,6 +60,7 @@ bool isStarting(const std::string& text) { return hasOneOf(text, serverTexts::st
 StoreError explain(const ServerError& error) {
   const std::string said = " (" + error.state + (error.state.empty() ? "" : ": ") + error.text + ")";
   const std::string state = error.state;
+  if (state.empty() && hasOneOf(error.text, serverTexts::noMemory)) return {psErrorKind::memory, shortMemoryText};
   if (state.empty() || state.rfind("08", 0) == 0 || state.rfind("57P", 0) == 0) {
     return {psErrorKind::unreachable, "the connection to the server was lost" + said +
                                           ". Abort the transaction and begin another one: that connects again"};
@@ -83,6 +84,7 @@ StoreError explain(const ServerError& error) {
 }
 
 StoreError explainRefusedConnection(const std::string& text) {
+  if (hasOneOf(text, serverTexts::noMemory)) return {psErrorKind::memory, shortMemoryText};
   const std::string said = " (" + text + ")";
   if (hasOneOf(text, serverTexts::full))
     return {psErrorKind::busy, "the server has as many connections as it may have" + said +

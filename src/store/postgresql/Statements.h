@@ -58,7 +58,10 @@ constexpr const char* forgetFuture[] = {
     "delete from commits where xid >= pg_snapshot_xmax(pg_current_snapshot())::text::bigint",
     "update store set horizon = 0 where horizon > pg_snapshot_xmax(pg_current_snapshot())::text::bigint",
 };
-constexpr const char* readFormat = "select format from store";
+constexpr const char* readFormat =
+    "select format, horizon > pg_snapshot_xmax(pg_current_snapshot())::text::bigint or exists (select from commits "
+    "where"
+    " xid >= pg_snapshot_xmax(pg_current_snapshot())::text::bigint) from store";
 
 constexpr const char* beginSnapshot = "begin isolation level repeatable read, read only";
 constexpr const char* beginCommit = "begin isolation level read committed";

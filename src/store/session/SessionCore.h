@@ -2,9 +2,11 @@
 
 #include <atomic>
 #include <functional>
+#include <map>
 #include <memory>
 #include <string>
 #include <string_view>
+#include <utility>
 #include <vector>
 
 #include "store/base/StoreError.h"
@@ -131,6 +133,9 @@ class SessionCore : public SessionHead, public std::enable_shared_from_this<Sess
 
   // What a layer above keeps until the transaction ends, or another object takes its place.
   std::shared_ptr<void> transient;
+
+  // By administrator and use: see ownContainer.
+  std::map<std::pair<std::uint64_t, std::size_t>, psId> ownContainers;
 
   psId defaultPlacement;  // where objects are created without a placement; null without one
   psSessionCounters counters;

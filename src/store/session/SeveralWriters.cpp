@@ -17,6 +17,16 @@ SessionCore* farSession() {
 
 bool hasSeveralWriters() { return farSession() != nullptr; }
 
+psId* ownContainer(const psId& admin, std::size_t use) {
+  SessionCore* const session = farSession();
+  if (session == nullptr) return nullptr;
+  try {
+    return &session->ownContainers[{admin.bits(), use}];
+  } catch (const std::bad_alloc&) {
+    return nullptr;
+  }
+}
+
 // Without memory, each page is asked for when its object is opened.
 void announceOpening(const psId* ids, std::size_t n) {
   SessionCore* const session = farSession();

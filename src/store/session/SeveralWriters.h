@@ -11,6 +11,10 @@ namespace ps::detail {
 
 bool hasSeveralWriters();
 
+// For an administrator of containers: which one this session has made last for a use of it. Null where there are not
+// several writers, and when there is no memory.
+psId* ownContainer(const psId& admin, std::size_t use);
+
 // Says that objects are about to be opened. On a server, the pages of the first of them that are not in memory are
 // asked for in one round trip. Nothing is done for a file.
 void announceOpening(const psId* ids, std::size_t n);
