@@ -12,8 +12,8 @@ bool NewNode::create(const pstHandle<psTreeAdmin>& admin, const psBTree& parent,
   if (!isBesideElements && (nodeContainer.isNull() || !containers_.secure(nodeContainer))) return false;
   const pstRef<psContObj> arrayContainer = admin->provideVArrayContainer();
   if (arrayContainer.isNull() || !containers_.secure(arrayContainer)) return false;
-  const Rows rows =
-      (beside.hasAbbreviations() ? Rows::abbreviations : Rows::none) | (beside.isLeaf() || !beside.keepsCounts() ? Rows::none : Rows::counts);
+  const Rows rows = (beside.hasAbbreviations() ? Rows::abbreviations : Rows::none) |
+                    (beside.isLeaf() || !beside.keepsCounts() ? Rows::none : Rows::counts);
   elementArray_ = kind_.createElements(arrayContainer, beside.capacity(), rows);
   if (elementArray_.isNull()) return false;
   if (beside.hasValues()) {

@@ -432,8 +432,8 @@ bool PageCache::resizeInPlace(Page& page, ObjectHeader& header, std::uint32_t si
   return true;
 }
 
-// The page that is tried for a new object: the last one, or the last that this session has made. After a conflict others
-// are known to fill pages at the same time: then it may be none.
+// The page that is tried for a new object: the last one, or the last that this session has made. After a conflict
+// others are known to fill pages at the same time: then it may be none.
 psId PageCache::pageToFill(const PageSequence& pages) const {
   psId id = pages.container;
   const auto own = ownPages_.find(tableKey(id));
