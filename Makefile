@@ -121,7 +121,7 @@ bench bench-quick:
 # Round trips, conflicts and plain SQL on a server of its own, with COUNT elements.
 COUNT ?= 1000000
 bench-network:
-	@tools/install-dependencies build $(NET_TEST) bench
+	@tools/install-dependencies build $(NET_TEST) bench test
 	@$(call configure,bench,build/bench,BENCH)
 	@cmake --build build/bench -j $(JOBS) --target network_bench pscollections_postgresql
 	@address=$$(tools/postgres-server start build/bench/postgresql shared_buffers=512MB max_wal_size=4GB) && \

@@ -2,7 +2,7 @@
 // and the same bytes by plain SQL.
 //
 // network_bench ADDRESS [COUNT [PART...]] works on a store of its own at an address of a PostgreSQL server, with so
-// many elements in each collection, and writes tables in Markdown. Parts are look-ups, commits, writers and placement.
+// many elements in each collection, and writes tables in Markdown. Parts are fill, look-ups, far, commits and writers.
 #include <libpq-fe.h>
 #include <pscollections.h>
 #include <sys/wait.h>
@@ -17,10 +17,12 @@
 #include <random>
 #include <string>
 #include <thread>
+#include <utility>
 #include <vector>
 
 #include "Payload.h"
 #include "StoredItem.h"
+#include "support/Proxy.h"
 
 namespace {
 
@@ -406,6 +408,22 @@ Change flips(const char* name, int changes, const std::vector<psId>& items) {
   };
 }
 
+std::string ownList(int writer) { return "list" + std::to_string(writer); }
+
+void makeOwnList(Bench& bench, int writer, std::mt19937_64&) {
+  const std::string name = ownList(writer);
+  pstHandle<psObj> found;
+  if (found.lookupObj(bench.session().database("bench"), name.c_str(), pscNoOpen) != 0) return;
+  const pstHandle<psObj> list(new (bench.container(name)) psTreeList(perNode));
+  require(bench.session().name(list, bench.session().database("bench"), name.c_str()) == 1, bench.session());
+}
+
+// Creates an element in a container, and appends it to a list.
+void append(Bench& bench, const std::string& in, const std::string& list, std::mt19937_64& random) {
+  const pstHandle<psObj> item(new (bench.container(in)) StoredItem(payloadOf(random())));
+  bench.collection(list.c_str())->add(item);
+}
+
 std::vector<psId> someItems() {
   Bench bench;
   bench.open();
@@ -430,23 +448,37 @@ void measureWriters() {
     }
   }
   const Change nothing = [](Bench&, int, std::mt19937_64&) {};
-  const auto creation = [](bool isOwnList) {
-    return [isOwnList](Bench& bench, int writer, std::mt19937_64& random) {
-      const pstHandle<psObj> item(new (bench.container("created")) StoredItem(payloadOf(random())));
-      const std::string list = isOwnList ? "list" + std::to_string(writer) : "list";
-      bench.collection(list.c_str())->add(item);
-    };
+  const Change appendToOne = [](Bench& bench, int, std::mt19937_64& random) {
+    append(bench, "created", "list", random);
   };
-  const Change makeList = [](Bench& bench, int writer, std::mt19937_64&) {
-    pstHandle<psObj> found;
-    const std::string name = "list" + std::to_string(writer);
-    if (found.lookupObj(bench.session().database("bench"), name.c_str(), pscNoOpen) != 0) return;
-    const pstHandle<psObj> list(new (bench.container(name)) psTreeList(perNode));
-    require(bench.session().name(list, bench.session().database("bench"), name.c_str()) == 1, bench.session());
+  contend("a new element, appended to one list", 8, nothing, appendToOne);
+  const Change appendToOwn = [](Bench& bench, int writer, std::mt19937_64& random) {
+    append(bench, "created", ownList(writer), random);
   };
-  contend("a new element, appended to one list", 8, nothing, creation(false));
   for (const int writers : {1, 4, 8})
-    contend("new elements in one container, a list each", writers, makeList, creation(true));
+    contend("new elements in one container, a list each", writers, makeOwnList, appendToOwn);
+}
+
+// The same from farther away: each round trip takes a millisecond more.
+void measureFar() {
+  const std::string parameter = "host=";
+  const std::size_t host = server.find(parameter);
+  if (host == std::string::npos) stop("the address has no host=, the folder of a socket");
+  const std::size_t begin = host + parameter.size();
+  ps::test::Proxy proxy(server.substr(begin, server.find('&', begin) - begin));
+  proxy.delay(std::chrono::milliseconds(1));
+  const std::string near = std::exchange(address, proxy.address() + address.substr(address.find('#')));
+  std::printf("\n| 1 ms farther away | ms | round trips |\n|---|---:|---:|\n");
+  for (const char* const name : {"set", "hash"}) measureCold(name);
+  std::printf("\n| changes, 1 ms farther away | writers | commits/s | conflicts | round trips |\n");
+  std::printf("|---|---:|---:|---:|---:|\n");
+  const Change appendToOwn = [](Bench& bench, int writer, std::mt19937_64& random) {
+    append(bench, ownList(writer), ownList(writer), random);
+  };
+  const double one = contend("a collection and a container each", 1, makeOwnList, appendToOwn);
+  const double four = contend("the same", 4, makeOwnList, appendToOwn);
+  std::printf("\n4 writers commit %.1f times what 1 does.\n", four / one);
+  address = near;
 }
 
 }  // namespace
@@ -469,6 +501,7 @@ int main(int argc, char** argv) {
     std::printf("Filled with %d elements in %.1f s.\n", count, cost.milliseconds() / 1e3);
   }
   if (wants("look-ups")) measureLookUps();
+  if (wants("far")) measureFar();
   if (wants("commits")) measureCommits(schema);
   if (wants("writers")) measureWriters();
   return 0;
