@@ -77,10 +77,10 @@ pictures-check:
 	@tools/check-pictures --self-test $(addprefix $(BUILD)/pictures/,tree-emptied-wide.svg map-shop-wide.svg)
 	@tools/check-pictures $(addprefix --shots ,$(SHOTS)) $(BUILD)/pictures
 
-# The tests that start threads.
+# The tests that start threads. Those on a server are left out, since the client library is not compiled for it.
 tsan:
-	@tools/install-dependencies build $(NET_TEST) test
-	@$(call configure,tsan,build/tsan,TESTS,-DPSCOLLECTIONS_JAVA=OFF)
+	@tools/install-dependencies build test
+	@$(call configure,tsan,build/tsan,TESTS,-DPSCOLLECTIONS_JAVA=OFF -DPSCOLLECTIONS_POSTGRESQL=OFF)
 	@cmake --build build/tsan -j $(JOBS) --target threaded_tests
 	@$(call run_tests,build/tsan) -L threads
 
