@@ -134,7 +134,7 @@ TEST(KeyedRefusal, AddAllStopsButDoesNotErr) {
           if (isThere) actual.add(pair.key, hasOldValue ? world->model.valueOf(pair.key) : pair.value);
         }
         ASSERT_EQ(world->complaintsAgainst(actual), "");
-        ASSERT_EQ(orphansOf(world->store.session()), "");
+        ASSERT_EQ(leftoversOf(world->store.session()), "");
       };
       sweep(*world, {act, verify});
       if (HasFailure()) return;
@@ -192,7 +192,7 @@ void expectNothingElseGone(KeyedWorld& world, const pstHandle<psCollection>& oth
       if (isThere) actual.add(pair.key, keepsValue ? pair.value : psId());
     }
     ASSERT_EQ(world.complaintsAgainst(actual), "");
-    ASSERT_EQ(orphansOf(world.store.session()), "");
+    ASSERT_EQ(leftoversOf(world.store.session()), "");
   };
   sweep(world, {act, verify, prepare});
 }
@@ -223,7 +223,7 @@ TEST(KeyedRefusal, ADestructionCanBeUndone) {
         const auto verify = [&](bool result, bool refused) {
           if (refused) return;
           ASSERT_TRUE(result);
-          ASSERT_EQ(orphansOf(world->store.session()), "");
+          ASSERT_EQ(leftoversOf(world->store.session()), "");
         };
         sweep(*world, {act, verify});
         if (HasFailure()) return;
@@ -261,7 +261,7 @@ TEST(KeyedRefusal, WhatIsHalfConstructedTakesNothingAndCanBeDeleted) {
         ASSERT_EQ(inserted, whole);
         ASSERT_EQ(made->contains(pstHandle<psObj>(item.id)), whole);
         ASSERT_EQ(psDelete(made), 1);
-        ASSERT_EQ(orphansOf(world->store.session()), "");
+        ASSERT_EQ(leftoversOf(world->store.session()), "");
       };
       sweep(*world, {act, verify});
       if (HasFailure()) return;

@@ -10,6 +10,7 @@
 
 #include "pstyped.h"
 #include "store/CurrentSession.h"
+#include "store/base/psChecked.h"
 #include "support/AnyServer.h"
 #include "support/Process.h"
 #include "support/ScratchFolder.h"
@@ -313,6 +314,9 @@ std::vector<Case> cases() {
 class Serializable : public testing::Test {
  protected:
   static void SetUpTestSuite() { static const AnyServer server; }
+  void SetUp() override {
+    if (detail::isChecked) GTEST_SKIP() << "both sessions are of one thread, and hold handles in turn";
+  }
 };
 
 TEST_F(Serializable, TransactionsThatOverlap) {

@@ -344,7 +344,7 @@ void saveHistory(const std::string& path, const std::vector<HistoryTransaction>&
     const std::uint64_t head[] = {
         one.number, one.called, one.begun, one.ending, one.ended, one.isCommitted ? 1U : 0U, one.events.size()};
     std::fwrite(head, sizeof head, 1, file.get());
-    std::fwrite(one.events.data(), sizeof(HistoryEvent), one.events.size(), file.get());
+    if (!one.events.empty()) std::fwrite(one.events.data(), sizeof(HistoryEvent), one.events.size(), file.get());
   }
 }
 
