@@ -32,11 +32,10 @@ struct EngineFacts {
 // engines:
 //
 // - Most exclude every other update transaction on the same store from begin to commit or abort; a second one waits.
-// - An engine with several writers (hasSeveralWriters) lets updates run side by side. Each works on the snapshot that
-// it
-//   began with. The commit compares all that the transaction has read with what is in the store by then. If anything
-//   differs, it is a conflict, and nothing is written. So committed transactions are as if one had run after the other.
-//   What a caller keeps in memory over transactions the engine does not see being read: it is told by noteRead.
+// - An engine with several writers (hasSeveralWriters) lets updates run side by side, each on its own snapshot. The
+//   commit compares all that the transaction has read with what is in the store by then. If anything differs, it is a
+//   conflict, and nothing is written. So committed transactions are as if one had run after the other. What a caller
+//   keeps in memory over transactions the engine does not see being read: it is told by noteRead.
 //
 // A value that is not empty begins with 8 bytes, its stamp, that tell it from any other value under its key.
 //
@@ -61,7 +60,7 @@ class Engine {
   virtual bool begin(bool update) = 0;
 
   // The view is valid until the next put, erase, commit or abort of this instance. That of a page's chunk is valid
-  // until the next get.
+  // until the next get or prefetch.
   virtual Lookup get(std::string_view key, std::string_view& value) = 0;
 
   // Says that all of a value that get returned is about to be read, which makes reading it from the disk faster.

@@ -92,7 +92,6 @@ class PostgresEngine final : public Engine {
   bool query(const char* action);
   void note(std::string_view key, std::optional<std::string_view> stored);
   bool scanPart(std::string& from, const std::string& end, std::uint32_t limit);
-  std::uint64_t put(const std::string& key, std::optional<std::string> value);
   Commit send(const CommitBatch& batch);
   Commit sendOrLose(const CommitBatch& batch);
   Commit decideOrGiveUp(const std::string& token);
