@@ -49,6 +49,10 @@ class ArrayEdit {
     setElementsBelow(i, difference && before != 0 ? before + *difference : 0);
   }
 
+  // In an array of nodes, the child that an entry stands for; null when it is not known, or is the entry.
+  psId nodeAt(int i) const { return nodes_[i]; }
+  void setNode(int i, const psId& node) { nodes_.put(i, node); }
+
   // The first position of the object; -1 when there is none.
   int find(const psId& object) const { return findReference(entries_, count(), object); }
   // The same in an array of nodes.
@@ -60,6 +64,7 @@ class ArrayEdit {
     if (count() == 0 && abbreviation.isKnown() && !row_.exists()) provide(Rows::abbreviations);
     row_.insert(i, count(), abbreviation);
     counts_.insert(i, count(), 0);
+    nodes_.insert(i, count(), psId());
     std::copy_backward(entries_ + i, entries_ + count(), entries_ + count() + 1);
     entries_[i] = copy;
     ++object_->lastIndex_;
@@ -72,6 +77,7 @@ class ArrayEdit {
     dropNotes(object_);
     row_.append(count(), source.row_, i, n);
     counts_.append(count(), source.counts_, i, n);
+    nodes_.append(count(), source.nodes_, i, n);
     std::copy_n(source.entries_ + i, n, entries_ + count());
     object_->lastIndex_ += n;
   }
@@ -90,6 +96,7 @@ class ArrayEdit {
     dropNotes(object_);
     row_.erase(i, n, count());
     counts_.erase(i, n, count());
+    nodes_.erase(i, n, count());
     std::copy(entries_ + i + n, entries_ + count(), entries_ + i);
     std::fill_n(entries_ + count() - n, n, pstRef<psObj>());
     object_->lastIndex_ -= n;
@@ -124,6 +131,7 @@ class ArrayEdit {
     rows_ = rowsAt(entries_);
     row_ = AbbreviationRow(entries_);
     counts_ = ElementRow<std::uint32_t>(countsOf(entries_));
+    nodes_ = ElementRow<psId>(nodesOf(entries_));
     pin_.emplace(entries_);
   }
 
@@ -133,6 +141,7 @@ class ArrayEdit {
   Rows rows_ = Rows::none;
   AbbreviationRow row_;
   ElementRow<std::uint32_t> counts_{nullptr};
+  ElementRow<psId> nodes_{nullptr};
   std::optional<PagePin> pin_;
 };
 

@@ -70,6 +70,12 @@ class ArrayView {
       countsOf(const_cast<pstRef<psObj>*>(entries_))[i] = static_cast<std::uint32_t>(n);
   }
 
+  // In an array of nodes, the child that an entry stands for; null when it is not known, or is the entry.
+  psId nodeAt(int i) const {
+    const psId* const row = nodesOf(const_cast<pstRef<psObj>*>(entries_));
+    return row != nullptr ? row[i] : psId();
+  }
+
   const pstHandle<psUnsortedArray>& array() const { return array_; }
 
  private:

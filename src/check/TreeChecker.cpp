@@ -174,6 +174,8 @@ psId TreeChecker::visitChildren(const Node& node, psUnsortedArray& array, const 
     const std::string at = path + '/' + std::to_string(i);
     if (i > 0) checkSeparator(node, entries.abbreviationAt(i), at);
     const Node child = childAbove(entries[i], node);
+    if (const psId kept = entries.nodeAt(i); !kept.isNull() && kept != child.oid())
+      complain(node, at, "the child is " + textOf(child) + ", but " + textOf(kept) + " is kept");
     const std::int64_t before = size_;
     if (child.isNull()) {
       complain(entries[i], at, "no way up");

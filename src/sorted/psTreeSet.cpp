@@ -36,10 +36,8 @@ psTreeSet::psTreeSet(int n, pstHandle<psContObj> adminContainer, pstHandle<psCon
 
 psTreeSet::psTreeSet(pstHandle<psCompare>& comparator, int n, pstHandle<psContObj> adminContainer,
                      pstHandle<psContObj> vArrayContainer)
-    : psTreeSet(n, std::move(adminContainer), std::move(vArrayContainer)) {
-  comparator_ = comparator;
-  ps::detail::provideAbbreviations(*this);
-}
+    : admin_(ps::detail::constructRoot(*this, n, std::move(adminContainer), std::move(vArrayContainer), true)),
+      comparator_(comparator) {}
 
 psTreeSet::~psTreeSet() noexcept { ps::detail::destroyRoot(*this); }
 

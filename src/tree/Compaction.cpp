@@ -83,7 +83,7 @@ bool lowerRoot(psBTree& root) {
   const pstHandle<psBTree> self = handleTo(root);
   NodeEdit top(root);
   if (!top.isOpen() || top.count() != 1) return false;
-  const pstHandle<psBTree> child = childAt(top[0], root);
+  const pstHandle<psBTree> child = childAt(top, 0, root);
   if (child.isNull()) return false;
   OpenChildren grandchildren;
   NodeRemoval removal;

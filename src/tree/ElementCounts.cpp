@@ -11,7 +11,7 @@ std::optional<int> elementsAt(const psBTree& node, const ArrayView& entries, int
   const std::uint32_t* const counts = entries.counts();
   if (counts != nullptr && counts[i] != 0) return static_cast<int>(counts[i]);
   announceFrom(entries, i);
-  const pstHandle<psBTree> child = childAt(entries[i], node);
+  const pstHandle<psBTree> child = childAt(entries, i, node);
   const std::optional<int> n = child.isNull() ? std::nullopt : elementsBelow(*child);
   // In an update it would be stored: see NodeEdit::keepsCounts.
   if (n && !(hasSeveralWriters() && isResidentForUpdate(entries.array().oid()))) entries.noteElementsBelow(i, *n);
@@ -89,7 +89,7 @@ LeafAt leafAt(const psBTree& root, int position) {
       if (position < at.before + *n) break;
       at.before += *n;
     }
-    node = childAt(entries[i], *node);
+    node = childAt(entries, i, *node);
   }
   return at;
 }

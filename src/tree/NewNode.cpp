@@ -13,6 +13,7 @@ bool NewNode::create(const pstHandle<psTreeAdmin>& admin, const psBTree& parent,
   const pstRef<psContObj> arrayContainer = admin->provideVArrayContainer();
   if (arrayContainer.isNull() || !containers_.secure(arrayContainer)) return false;
   const Rows rows = (beside.hasAbbreviations() ? Rows::abbreviations : Rows::none) |
+                    (beside.knowsNodes() ? Rows::nodes : Rows::none) |
                     (beside.isLeaf() || !beside.keepsCounts() ? Rows::none : Rows::counts);
   elementArray_ = kind_.createElements(arrayContainer, beside.capacity(), rows);
   if (elementArray_.isNull()) return false;
@@ -48,7 +49,7 @@ void NewNode::take(const pstRef<psObj>& element, const pstRef<psObj>& value, con
 
 void NewNode::take(const NewNode& child) {
   kept_ = true;
-  entries_->insertChild(0, child.name_, {}, child.elements_);
+  entries_->insertChild(0, child.node_.oid(), child.name_, {}, child.elements_);
   name_ = child.name_;
   separator_ = child.separator_;
   elements_ = child.elements_;

@@ -32,7 +32,7 @@ class NewNode {
   void take(const NewNode& child);
 
   // Inserts the node among the entries of its parent.
-  void insertInto(NodeEdit& parent, int i) const { parent.insertChild(i, name_, separator_, elements_); }
+  void insertInto(NodeEdit& parent, int i) const { parent.insertChild(i, node_.oid(), name_, separator_, elements_); }
 
  private:
   void discard();

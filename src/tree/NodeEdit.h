@@ -76,6 +76,18 @@ class NodeEdit {
   // Makes room for these numbers in a node that has or is about to have children. Addresses of its entries end.
   bool provideCounts() { return !keepsCounts() || elements_.provide(Rows::counts); }
 
+  // The child that an entry stands for, where it is known; see ArrayEdit::nodeAt. Only where reading the leaf that
+  // names it costs a round trip is that kept.
+  psId nodeAt(int i) const { return elements_.nodeAt(i); }
+  void setNode(int i, const psId& node) { elements_.setNode(i, node); }
+  bool knowsNodes() const {
+    int i = 0;
+    while (i < count() && nodeAt(i).isNull()) ++i;
+    return i < count();
+  }
+  // The same for these.
+  bool provideNodes() { return !hasSeveralWriters() || elements_.provide(Rows::nodes); }
+
   // For a leaf.
   void insert(int i, const pstRef<psObj>& element, const pstRef<psObj>& value, const Abbreviation& abbreviation) {
     elements_.insert(i, element, abbreviation);
@@ -83,10 +95,12 @@ class NodeEdit {
   }
 
   // For a node with children.
-  void insertChild(int i, const pstRef<psObj>& name, const Abbreviation& separator, const ElementCount& below) {
+  void insertChild(int i, const psId& child, const pstRef<psObj>& name, const Abbreviation& separator,
+                   const ElementCount& below) {
     noteShapeChange();
     elements_.insert(i, name, separator);
     setElementsBelow(i, below);
+    if (name != child) setNode(i, child);
   }
 
   // For a leaf.

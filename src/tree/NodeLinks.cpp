@@ -1,5 +1,6 @@
 #include "tree/NodeLinks.h"
 
+#include <array>
 #include <utility>
 
 #include "store/session/SeveralWriters.h"
@@ -12,6 +13,12 @@ const NodeAnswer nowhere;
 const NodeAnswer unknown{pstHandle<psBTree>(), true};
 
 NodeAnswer opened(const pstHandle<psBTree>& node) { return isReadable(node) ? NodeAnswer{node, false} : unknown; }
+
+// What is opened first to reach the child that an entry stands for.
+psId childIdAt(const ArrayView& entries, int i) {
+  const psId node = entries.nodeAt(i);
+  return node.isNull() ? entries[i].oid() : node;
+}
 
 bool isMarkedLeaf(const psBTree& node) { return !NodeAccess::first(node).isNull(); }
 
@@ -27,9 +34,11 @@ pstHandle<psBTree> climbBelow(pstHandle<psBTree> node, const psId& ancestor, int
   return pstHandle<psBTree>();
 }
 
-pstHandle<psBTree> childAt(const pstRef<psObj>& entry, const psBTree& ancestor) {
+pstHandle<psBTree> childAt(const pstRef<psObj>& entry, const psId& node, const psBTree& ancestor) {
   const psId id = ancestor.psOid();
-  pstHandle<psBTree> child(entry);
+  pstHandle<psBTree> child(node);
+  if (isReadable(child) && child->parent() == id) return child;
+  child = entry;
   while (isReadable(child)) {
     pstHandle<psBTree> above = child->parent();
     if (above == id) return child;
@@ -48,7 +57,11 @@ pstHandle<psTreeAdmin> administratorOf(const psBTree& node) {
 }
 
 void announceFrom(const ArrayView& entries, int i) {
-  if (residentType(entries[i].oid()) == 0) announceOpening(&entries[i], entries.count() - i);
+  if (residentType(childIdAt(entries, i)) != 0) return;
+  std::array<psId, mostAnnounced> ids;
+  std::size_t n = 0;
+  for (; n < ids.size() && i < entries.count(); ++i) ids[n++] = childIdAt(entries, i);
+  announceOpening(ids.data(), n);
 }
 
 NodeAnswer leftmostLeaf(const psBTree& node) {
@@ -65,7 +78,7 @@ NodeAnswer rightmostLeaf(const psBTree& node) {
     const ArrayView entries(NodeAccess::elements(*at));
     if (!entries.isOpen()) return unknown;
     if (entries.count() == 0) return {at, false};
-    at = childAt(entries.last(), *at);
+    at = childAt(entries, entries.count() - 1, *at);
   }
   return unknown;
 }
@@ -114,7 +127,7 @@ NodeAnswer previousLeaf(const psBTree& node) {
     const int i = entries.find(low.node.oid());
     if (i < 0) return unknown;
     if (i > 0) {
-      const pstHandle<psBTree> child = childAt(entries[i - 1], *above);
+      const pstHandle<psBTree> child = childAt(entries, i - 1, *above);
       return child.isNull() ? unknown : rightmostLeaf(*child);
     }
   }

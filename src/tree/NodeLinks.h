@@ -27,8 +27,15 @@ inline pstHandle<psBTree> handleTo(const psBTree& node) { return pstHandle<psBTr
 // opened. levels counts the nodes climbed to.
 pstHandle<psBTree> climbBelow(pstHandle<psBTree> node, const psId& ancestor, int* levels = nullptr);
 
-// The child that an entry of ancestor stands for, open for reading; null when it cannot be reached.
-pstHandle<psBTree> childAt(const pstRef<psObj>& entry, const psBTree& ancestor);
+// The child that an entry of ancestor stands for, open for reading; null when it cannot be reached. Unless node is that
+// child, which whoever keeps the entries may know, the leaf that the entry names is opened too.
+pstHandle<psBTree> childAt(const pstRef<psObj>& entry, const psId& node, const psBTree& ancestor);
+
+// The same by the ancestor's entries, open for reading or for update.
+template <class Entries>
+pstHandle<psBTree> childAt(const Entries& entries, int i, const psBTree& ancestor) {
+  return childAt(entries[i], entries.nodeAt(i), ancestor);
+}
 
 // The root of the node's tree, open for reading; null when a node on the way cannot be opened.
 pstHandle<psBTree> rootOf(const psBTree& node);
@@ -36,7 +43,7 @@ pstHandle<psBTree> rootOf(const psBTree& node);
 // The administrator of the node's tree, open for reading; null when something cannot be opened.
 pstHandle<psTreeAdmin> administratorOf(const psBTree& node);
 
-// Says that the nodes are about to be opened which the entries name from one on, unless that one is in memory.
+// Says that the children are about to be opened for which the entries stand from one on, unless that one is in memory.
 void announceFrom(const ArrayView& entries, int i);
 
 NodeAnswer leftmostLeaf(const psBTree& node);

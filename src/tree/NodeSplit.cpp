@@ -48,7 +48,8 @@ int splitRoot(psBTree& root, int kept) {
   const NodeKind& kind = *NodeKind::below(root);
   NewNode left(kind);
   NewNode right(kind);
-  if (!left.create(admin, root, entries) || !right.create(admin, root, entries) || !entries.provideCounts()) return 0;
+  if (!left.create(admin, root, entries) || !right.create(admin, root, entries)) return 0;
+  if (!entries.provideCounts() || (!entries.isLeaf() && !entries.provideNodes())) return 0;
 
   left.take(entries, source.children(), 0, kept);
   right.take(entries, source.children(), kept, entries.count());

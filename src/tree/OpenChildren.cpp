@@ -10,7 +10,7 @@ bool OpenChildren::open(const psBTree& node, const NodeEdit& entries, int begin,
   return guardMemory(false, [&] {
     begin_ = begin;
     for (int i = begin; !entries.isLeaf() && i < end; ++i) {
-      const pstHandle<psBTree>& child = children_.emplace_back(childAt(entries[i], node));
+      const pstHandle<psBTree>& child = children_.emplace_back(childAt(entries, i, node));
       if (child.isNull() || child.open(pscUpdate) != 1) return false;
     }
     return true;

@@ -27,7 +27,7 @@ bool TreeAppender::openAnew() {
     const NodeEdit& entries = levels_.emplace_back(std::make_unique<Level>(node))->entries;
     if (!entries.isOpen() || entries.count() == 0) return false;
     if (entries.isLeaf()) break;
-    node = childAt(entries[entries.count() - 1], *node);
+    node = childAt(entries, entries.count() - 1, *node);
   }
   openedAt_ = changeStamp();
   return true;

@@ -139,7 +139,7 @@ Descent descend(const psBTree& node, KeyProbe& probe) {
     const int chosen = found.position > 0 ? found.position - 1 : 0;
     descent.path.add(chosen);
     if (foresees) descent.foreseen = foresee(entries, chosen, probe);
-    at = childAt(entries[chosen], *at);
+    at = childAt(entries, chosen, *at);
     if (foresees && !descent.foreseen.isPrefetched && isReadable(at)) noteArrayOf(*at, entries, chosen);
   }
   return descent;

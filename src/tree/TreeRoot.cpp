@@ -2,7 +2,6 @@
 
 #include <algorithm>
 
-#include "arrays/ArrayEdit.h"
 #include "core/Containers.h"
 #include "store/base/NothingThrown.h"
 #include "store/session/SeveralWriters.h"
@@ -19,7 +18,7 @@ constexpr int smallestCapacity = 4;
 }  // namespace
 
 pstRef<psTreeAdmin> constructRoot(psBTree& root, int capacity, pstHandle<psContObj> adminContainer,
-                                  pstHandle<psContObj> arrayContainer) {
+                                  pstHandle<psContObj> arrayContainer, bool hasComparator) {
   const NothingThrown here;
   pstHandle<psBTree> self(&root);
   if (adminContainer.isNull()) adminContainer = createContainerFor(self);
@@ -28,7 +27,9 @@ pstRef<psTreeAdmin> constructRoot(psBTree& root, int capacity, pstHandle<psContO
   if (arrayContainer.isNull() && !isBesideRoot) arrayContainer = createContainerFor(self);
   const pstRef<psObj> near = isBesideRoot ? pstRef<psObj>(self) : pstRef<psObj>(arrayContainer);
   const NodeKind& kind = *NodeKind::below(root);
-  const Rows rows = isBesideRoot && !kind.isSorted() ? Rows::counts : Rows::none;
+  const Rows later =
+      Rows::nodes | (hasComparator ? Rows::abbreviations : Rows::none) | (kind.isSorted() ? Rows::none : Rows::counts);
+  const Rows rows = isBesideRoot ? later : Rows::none;
   const pstHandle<psUnsortedArray> elements = kind.createElements(near, std::max(capacity, smallestCapacity), rows);
   if (elements.isNull()) return pstRef<psTreeAdmin>();
   NodeAccess::setElements(root, elements);
@@ -38,13 +39,6 @@ pstRef<psTreeAdmin> constructRoot(psBTree& root, int capacity, pstHandle<psContO
     NodeAccess::setElements(root, pstRef<psUnsortedArray>());
   }
   return admin;
-}
-
-void provideAbbreviations(const psBTree& root) {
-  const NothingThrown here;
-  if (!hasSeveralWriters() || NodeAccess::elements(root).isNull()) return;
-  ArrayEdit elements(NodeAccess::elements(root));
-  if (elements.isOpen()) elements.provide(Rows::abbreviations);
 }
 
 pstRef<psUnsortedArray> constructValues(const psBTree& root, int capacity) {

@@ -9,11 +9,7 @@ namespace ps::detail {
 // unnamed one is created near the root; it is garbage-collectable when the root's own is. When the store refuses, the
 // root has no array and the administrator is null.
 pstRef<psTreeAdmin> constructRoot(psBTree& root, int capacity, pstHandle<psContObj> adminContainer,
-                                  pstHandle<psContObj> arrayContainer);
-
-// For a new root whose elements a comparator orders: makes room for their abbreviations while nothing lies behind them.
-// Otherwise the first element does.
-void provideAbbreviations(const psBTree& root);
+                                  pstHandle<psContObj> arrayContainer, bool hasComparator = false);
 
 // Creates the array for the values of a new root that already has its other parts. Null when the store refuses.
 pstRef<psUnsortedArray> constructValues(const psBTree& root, int capacity);

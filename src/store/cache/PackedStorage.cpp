@@ -14,7 +14,7 @@ using Word = std::uint64_t;
 constexpr std::size_t wordSize = sizeof(Word);
 constexpr std::uint32_t largestPacked = largestWithRows;
 
-enum Parts : std::uint32_t { sparse = 1, abbreviations = 2, counts = 4 };
+enum Parts : std::uint32_t { sparse = 1, abbreviations = 2, counts = 4, nodes = 8 };
 
 // What a packed form consists of.
 struct Form {
@@ -28,6 +28,7 @@ constexpr std::size_t countBytes(std::size_t words) { return (words + 1) / 2 * w
 
 std::size_t bytesOfRows(const Form& form) {
   return ((form.parts & abbreviations) != 0 ? (1 + form.used) * wordSize : 0) +
+         ((form.parts & nodes) != 0 ? form.used * wordSize : 0) +
          ((form.parts & counts) != 0 ? countBytes(form.used) : 0);
 }
 
@@ -87,6 +88,10 @@ bool appendPacked(const ObjectHeader& header, std::string& bytes) {
   const std::size_t bytesSparse = bitmapBytes(form.used) + nonzero * wordSize;
   if (bytesSparse < form.used * wordSize) form.parts |= sparse;
   if (includes(rows, Rows::abbreviations) && abbreviationsBehind(storage, size)[-1] != 0) form.parts |= abbreviations;
+  if (includes(rows, Rows::nodes)) {
+    const psId* const row = nodesBehind(storage, rows, size);
+    if (std::any_of(row, row + form.used, [](const psId& node) { return !node.isNull(); })) form.parts |= nodes;
+  }
   if (includes(rows, Rows::counts)) {
     const std::uint32_t* const row = countsBehind(storage, rows, size);
     if (std::any_of(row, row + form.used, [](std::uint32_t count) { return count != 0; })) form.parts |= counts;
@@ -104,6 +109,9 @@ bool appendPacked(const ObjectHeader& header, std::string& bytes) {
     const std::uint64_t* const row = abbreviationsBehind(storage, size) - 1;
     bytes.append(reinterpret_cast<const char*>(row), (1 + form.used) * wordSize);
   }
+  if ((form.parts & nodes) != 0) {
+    bytes.append(reinterpret_cast<const char*>(nodesBehind(storage, rows, size)), form.used * wordSize);
+  }
   if ((form.parts & counts) != 0) {
     bytes.append(reinterpret_cast<const char*>(countsBehind(storage, rows, size)), form.used * sizeof(std::uint32_t));
     bytes.append(countBytes(form.used) - form.used * sizeof(std::uint32_t), '\0');
@@ -116,6 +124,7 @@ bool isPackedForm(std::string_view bytes, std::uint32_t type, std::uint32_t size
   const auto form = numberIn<Form>(bytes.data());
   if (form.used > size / wordSize) return false;
   if ((form.parts & abbreviations) != 0 && !includes(rowsOf(type), Rows::abbreviations)) return false;
+  if ((form.parts & nodes) != 0 && !includes(rowsOf(type), Rows::nodes)) return false;
   if ((form.parts & counts) != 0 && !includes(rowsOf(type), Rows::counts)) return false;
   std::size_t words = form.used * wordSize;
   if ((form.parts & sparse) != 0) {
@@ -143,6 +152,10 @@ void unpack(std::string_view bytes, std::uint32_t type, std::uint32_t size, char
   if ((form.parts & abbreviations) != 0) {
     std::memcpy(abbreviationsBehind(storage, size) - 1, from, (1 + form.used) * wordSize);
     from += (1 + form.used) * wordSize;
+  }
+  if ((form.parts & nodes) != 0) {
+    std::memcpy(static_cast<void*>(nodesBehind(storage, rows, size)), from, form.used * wordSize);
+    from += form.used * wordSize;
   }
   if ((form.parts & counts) != 0) {
     std::memcpy(countsBehind(storage, rows, size), from, form.used * sizeof(std::uint32_t));

@@ -33,7 +33,7 @@ static_assert(sizeof(Format1Object) == 12);
 bool isPossible(const RecordedObject& object) {
   const std::uint32_t type = object.type & ~namedFlag;
   if (!isStorage(type)) {
-    const bool isClassOfObjects = type == objectTypeN || type > storageWith(Rows::both);
+    const bool isClassOfObjects = type == objectTypeN || type > storageWith(Rows::all);
     return isClassOfObjects && object.size >= sizeof(void*) && !object.isPacked;
   }
   if (type != object.type) return false;

@@ -19,14 +19,16 @@ psId* ownContainer(const psId& admin, std::size_t use);
 // asked for in one round trip. Nothing is done for a file.
 void announceOpening(const psId* ids, std::size_t n);
 
+// How many are worth to be announced at a time.
+constexpr std::size_t mostAnnounced = 64;
+
 // The same for n of the references from one on.
 template <class Reference>
 void announceOpening(const Reference* references, int n) {
-  constexpr int most = 64;
-  psId ids[most];
-  int count = 0;
-  for (; count < n && count < most; ++count) ids[count] = references[count].oid();
-  announceOpening(static_cast<const psId*>(ids), static_cast<std::size_t>(count));
+  psId ids[mostAnnounced];
+  std::size_t count = 0;
+  for (; count < static_cast<std::size_t>(n) && count < mostAnnounced; ++count) ids[count] = references[count].oid();
+  announceOpening(static_cast<const psId*>(ids), count);
 }
 
 }  // namespace ps::detail
