@@ -97,8 +97,18 @@ void MemoryScript::update(const char* name, F body) {
     require(call([&] { return session_.begin(pscUpdate); }) == 1);
     if (model_.isMade) find();
     body();
-    require(call([&] { return session_.commit(); }) == 1);
+    commit();
   });
+}
+
+// Without memory nobody can ask a server what has become of a commit: then the store tells.
+void MemoryScript::commit() {
+  const bool isCommitted = call([&] { return session_.commit(); }) == 1;
+  if (isCommitted || session_.lastErrorKind() != psErrorKind::outcomeUnknown) return require(isCommitted);
+  failure_ = "commit: " + session_.lastError();
+  Allocations::release();
+  psSession fresh;
+  if (fresh.open(path_, options()) != 1 || !complaints(fresh).empty() || session_.makeCurrent() != 1) throw Failed();
 }
 
 void MemoryScript::recover(const char* name) {
@@ -108,7 +118,7 @@ void MemoryScript::recover(const char* name) {
   if (!model_.isMade) return;
   session_.throwErrors(false);
   std::string complaint;
-  if (path_.front() == '/') {
+  if (isKept()) {
     psSession fresh;
     if (fresh.open(path_, options()) != 1) throw Complaint{"cannot be opened: " + fresh.lastError()};
     complaint = complaints(fresh);
@@ -126,7 +136,7 @@ std::string MemoryScript::run() {
     update("load", [&] { load(100, 140); });
     step("read", [&] { readAll(); });
     update("thin", [&] { thin(); });
-    if (path_.front() == '/') {
+    if (isKept()) {
       session_.close();
       open();
       step("read", [&] { readAll(); });

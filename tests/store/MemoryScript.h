@@ -17,7 +17,7 @@ namespace ps::test {
 // the model, and does that step again, now with all memory.
 class MemoryScript {
  public:
-  // For a path that begins with "memory:", nothing is reopened. throws: failures are asked for as exceptions. goesOn:
+  // A store "memory:" is not reopened. throws: failures are asked for as exceptions. goesOn:
   // the script goes on to its end after the step that failed and was done again.
   MemoryScript(std::string path, bool throws, bool goesOn) : path_(std::move(path)), throws_(throws), goesOn_(goesOn) {}
   MemoryScript(const MemoryScript&) = delete;
@@ -46,7 +46,9 @@ class MemoryScript {
   void step(const char* name, F body);
   template <class F>
   void update(const char* name, F body);
+  void commit();
   void recover(const char* name);
+  bool isKept() const { return path_ != "memory:"; }
   void open();
 
   void make();

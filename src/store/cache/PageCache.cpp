@@ -451,16 +451,17 @@ Page* PageCache::newPage(PageSequence pages, std::size_t capacity) {
   const std::uint32_t number = freshPageNumber(pages);
   psId id = pages.container;
   id.set_page(static_cast<unsigned short>(number));
-  Page* const page = number != 0 && mayTake(bytes, id) ? newImage(id, bytes) : nullptr;
+  if (number == 0 || !mayTake(bytes, id)) return nullptr;
+  if (hasSeveralWriters_) {  // before there is an image, which a lack of memory would leave behind
+    engine_->noteRead(StoreKey::chunk(id, 0), {});
+    ownPages_[tableKey(id)] = id.get_page();
+  }
+  Page* const page = newImage(id, bytes);
   if (page == nullptr) return nullptr;
   std::memset(page->frame->image, 0, objectsBegin(slots));
   page->frame->slotLimit = static_cast<std::uint32_t>(slots);
   page->used = objectsBegin(slots);
   page->created = true;
-  if (hasSeveralWriters_) {
-    engine_->noteRead(StoreKey::chunk(id, 0), {});
-    ownPages_[tableKey(id)] = id.get_page();
-  }
   pages.nextNumber = std::max(pages.nextNumber, number + 1);
   return page;
 }

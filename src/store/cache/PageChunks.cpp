@@ -51,7 +51,6 @@ bool PageChunks::readOthers(const psId& id, std::string_view first, std::vector<
                             const Take& take) {
   const RecordSize size = sizeOfRecord(first);
   std::size_t bytes = first.size();
-  announceOthers(id, size.bytes);
   while (bytes < size.bytes) {
     std::string_view payload;
     const Engine::Lookup found = readChunk(id, checksums, payload);
@@ -63,17 +62,6 @@ bool PageChunks::readOthers(const psId& id, std::string_view first, std::vector<
   if (bytes == size.bytes && size.tailHash == tailHash(checksums)) return true;
   fail(damageOf(id, mismatch));
   return false;
-}
-
-// Asks an engine on a server for a large record at once, as far as that is good for it.
-void PageChunks::announceOthers(const psId& id, std::size_t bytes) {
-  constexpr std::size_t most = 256;
-  if (!engine_->hasSeveralWriters() || bytes <= 2 * chunkPayload) return;
-  std::vector<std::string> keys;
-  const std::size_t count = std::min((bytes + chunkPayload - 1) / chunkPayload, most);
-  for (std::size_t i = 1; i < count; ++i)
-    keys.emplace_back(std::string_view(StoreKey::chunk(id, static_cast<std::uint32_t>(i))));
-  engine_->prefetch(keys);
 }
 
 // Reads the chunk after those whose checksums are known, and adds its checksum.

@@ -76,7 +76,6 @@ class PageChunks {
   static constexpr unsigned announcementsPerDiskAccess = 32;
 
   Engine::Lookup fail(StoreError error);
-  void announceOthers(const psId& id, std::size_t bytes);
   Engine::Lookup readChunk(const psId& id, std::vector<std::uint64_t>& checksums, std::string_view& payload);
 
   Engine* engine_ = nullptr;

@@ -33,9 +33,14 @@ class StoreKey {
         .number(static_cast<std::uint16_t>(chunk >> 16))
         .number(static_cast<std::uint16_t>(chunk));
   }
+  // The greatest key of a chunk of the same page.
+  static std::string lastChunkOf(std::string_view key) {
+    return std::string(key.substr(0, key.size() - sizeof(std::uint32_t))).append(sizeof(std::uint32_t), '\xFF');
+  }
   static StoreKey page(const psId& page) {
     return StoreKey('P').number(page.get_DB()).number(page.get_OC()).number(page.get_page());
   }
+  static StoreKey pages() { return StoreKey('P'); }
   static StoreKey pagesOf(std::uint16_t db, std::uint16_t oc) { return StoreKey('P').number(db).number(oc); }
   static bool isOfPage(std::string_view key) { return !key.empty() && key[0] == 'P'; }
   // The page of a chunk's key.

@@ -138,7 +138,6 @@ void CommitBatch::send(Connection& connection) const {
   }
   sendCounts(connection);
   sendNote(connection);
-  connection.sendText(statements::commit);
 }
 
 void CommitBatch::sendGuards(Connection& connection) const {

@@ -25,7 +25,8 @@ class CommitBatch {
   CommitBatch(const ReadSet& reads, const WriteSet& writes, const KnownRecords& records, std::string token,
               std::uint32_t owner);
 
-  // Adds the statements to a connection's batch, from the begin of the transaction to its commit.
+  // Adds the statements to a connection's batch, from the begin of the transaction up to its commit, which is left to
+  // the caller.
   void send(Connection& connection) const;
 
   // What becomes of the records of this session that the commit writes.

@@ -7,6 +7,9 @@
 #include <cerrno>
 #include <cstdlib>
 
+#include "store/postgresql/ServerErrors.h"
+#include "store/postgresql/ServerTexts.h"
+
 namespace ps::detail {
 
 namespace {
@@ -43,6 +46,12 @@ void Connection::close() {
   connection_.reset();
   unreceived_ = 0;
   isBroken_ = false;
+}
+
+void Connection::closeForMemory() {
+  close();
+  error_.state.clear();
+  error_.text = serverTexts::noMemory[0];  // short enough to need no allocation
 }
 
 bool Connection::isOfThisProcess() const { return process_ == ::getpid(); }
@@ -116,11 +125,24 @@ bool Connection::receive(std::vector<Result>& results) {
   return isDone;
 }
 
+// Waits until PQgetResult does not wait. It would wait for ever where the library had no memory for the end of a batch:
+// it notes that, and expects more.
+bool Connection::waitForAnswer() {
+  while (PQisBusy(connection_.get()) != 0) {
+    if (hasNoMemory(PQerrorMessage(connection_.get()))) return false;
+    pollfd socket{PQsocket(connection_.get()), POLLIN, 0};
+    if (::poll(&socket, 1, -1) < 0 && errno != EINTR) return false;
+    if (PQconsumeInput(connection_.get()) == 0) return false;
+  }
+  return true;
+}
+
 // Receives one batch. A batch ends with a result of its own; null comes between the results of its statements.
 bool Connection::receiveBatch(std::vector<Result>& results) {
   bool isDone = true;
   int nulls = 0;
   for (;;) {
+    if (!waitForAnswer()) return lose();
     PGresult* const received = PQgetResult(connection_.get());
     if (received == nullptr) {
       // Two in a row: nothing more will come.

@@ -53,7 +53,11 @@ class Connection {
   bool open(const std::string& address, const std::string& store);
   // In a forked child, the parent's connection is left alone.
   void close();
+  // The same because there was no memory, which the error then is.
+  void closeForMemory();
   bool isOpen() const { return connection_ != nullptr && PQstatus(connection_.get()) == CONNECTION_OK; }
+  // Whether something could not be sent, and nothing will be any more.
+  bool isBroken() const { return isBroken_; }
   int serverVersion() const { return PQserverVersion(connection_.get()); }
   bool isOfThisProcess() const;
 
@@ -77,12 +81,13 @@ class Connection {
   void sent(int done);
   bool flush();
   bool receiveBatch(std::vector<Result>& results);
+  bool waitForAnswer();
   bool lose();
 
   std::unique_ptr<PGconn, Finish> connection_;
   pid_t process_ = 0;
   unsigned int unreceived_ = 0;  // batches that were ended
-  bool isBroken_ = false;        // something could not be sent
+  bool isBroken_ = false;
   std::uint64_t roundTrips_ = 0;
   ServerError error_;
 };

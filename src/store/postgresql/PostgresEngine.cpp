@@ -26,6 +26,7 @@ constexpr const char* commitAction = "commit to";
 constexpr std::uint32_t owners = 32;
 constexpr std::size_t tokenSize = 16;
 constexpr unsigned int commitsBetweenPruning = 256;
+constexpr std::size_t mostPrefetched = 512;
 
 // While the server keeps the rows of commits for longer, a lost one can be found.
 constexpr std::chrono::seconds longestDecision{120};
@@ -109,7 +110,10 @@ bool PostgresEngine::voidTransaction(const char* action, const StoreError& reaso
 
 void PostgresEngine::invalidate(psErrorKind kind) noexcept {
   const bool isKnown = state_ == State::voided && kind != psErrorKind::memory;
-  if (isKnown || (state_ != State::updating && state_ != State::voided)) return;
+  if (!isKnown && (state_ == State::updating || state_ == State::voided)) becomeVoid(kind);
+}
+
+void PostgresEngine::becomeVoid(psErrorKind kind) noexcept {
   state_ = State::voided;
   voidReason_.kind = kind;
   voidReason_.text.clear();
@@ -140,8 +144,7 @@ auto PostgresEngine::whole(const Call& call) {
   } catch (const std::bad_alloc&) {
     server_.close();
     forgetAll();
-    invalidate(psErrorKind::memory);
-    if (state_ == State::reading) state_ = State::voided;
+    if (state_ != State::idle) becomeVoid(psErrorKind::memory);
     throw;
   }
 }
@@ -289,10 +292,22 @@ Engine::Lookup PostgresEngine::getHere(std::string_view key, std::string_view& v
     note(key, ahead->second);
     return ahead->second.has_value() ? Lookup::found : Lookup::absent;
   }
-  server_.connection().send("get", {key});
+  return getChunk(name, value);
+}
+
+// Asks for a chunk, and for those of its page that follow it, since a page is read as a whole.
+Engine::Lookup PostgresEngine::getChunk(const std::string& key, std::string_view& value) {
+  constexpr std::uint32_t most = 64;
+  server_.connection().send("page", {key, StoreKey::lastChunkOf(key), number32(most)});
   if (!query(readAction)) return Lookup::failed;
-  const bool isFound = results_.back().rows() == 1;
-  if (isFound) value = results_.back().field(0, 0);
+  const Result& chunks = results_.back();
+  const bool isFound = chunks.rows() > 0 && chunks.field(0, 0) == key;
+  if (isFound) value = chunks.field(0, 1);
+  if (chunks.rows() > 1) {
+    if (prefetched_.size() + most > mostPrefetched) prefetched_.clear();
+    for (int row = 1; row < chunks.rows(); ++row)
+      prefetched_.emplace(std::string(chunks.field(row, 0)), std::string(chunks.field(row, 1)));
+  }
   note(key, isFound ? std::make_optional(value) : std::nullopt);
   return isFound ? Lookup::found : Lookup::absent;
 }
@@ -303,10 +318,9 @@ void PostgresEngine::prefetch(const std::vector<std::string>& keys) {
 
 // What is asked for stays until it is too much, or the transaction ends.
 void PostgresEngine::prefetchHere(const std::vector<std::string>& keys) {
-  constexpr std::size_t most = 512;
   if (state_ != State::reading && state_ != State::updating) return;
   if (keys.empty() || prefetched_.find(keys.front()) != prefetched_.end()) return;
-  if (prefetched_.size() + keys.size() > most) prefetched_.clear();
+  if (prefetched_.size() + keys.size() > mostPrefetched) prefetched_.clear();
   WireArray wanted;
   for (const std::string& key : keys) {
     if (writes_.find(key) == writes_.end() && prefetched_.find(key) == prefetched_.end() && isKey(key)) wanted.add(key);
@@ -458,7 +472,6 @@ Engine::Commit PostgresEngine::commit() {
 Engine::Commit PostgresEngine::commitHere() {
   const std::string token = freshToken();
   const CommitBatch batch(reads_, writes_, records_, token, owner_);
-  // From here on the server may carry the commit out, whatever this process lacks.
   const Commit sent = sendOrLose(batch);
   if (sent == Commit::committed) learn(batch, token);
   const Commit outcome = sent == Commit::unknown ? decideOrGiveUp(token) : sent;
@@ -477,10 +490,12 @@ Engine::Commit PostgresEngine::commitHere() {
 }
 
 Engine::Commit PostgresEngine::sendOrLose(const CommitBatch& batch) {
+  bool mayBeDone = false;
   try {
-    return send(batch);
+    return send(batch, mayBeDone);
   } catch (const std::bad_alloc&) {
-    server_.close();
+    if (!mayBeDone) throw;
+    server_.connection().closeForMemory();
     return Commit::unknown;
   }
 }
@@ -512,17 +527,21 @@ void PostgresEngine::prune() {
   server_.connection().endBatch();
 }
 
-// unknown when the connection was lost.
-Engine::Commit PostgresEngine::send(const CommitBatch& batch) {
+// unknown when the connection was lost after the commit had been sent. mayBeDone is true as soon as it is about to be:
+// from then on the server may carry it out, whatever this process lacks.
+Engine::Commit PostgresEngine::send(const CommitBatch& batch, bool& mayBeDone) {
   constexpr int mostAttempts = 4;
   Connection& connection = server_.connection();
   for (int attempt = 0; attempt < mostAttempts; ++attempt) {
     // Ends the transaction that has read, or the last attempt.
     connection.sendText(statements::rollback);
+    mayBeDone = false;
     batch.send(connection);
+    mayBeDone = !connection.isBroken();
+    connection.sendText(statements::commit);
     if (connection.receive(results_)) return Commit::committed;
     const ServerError& error = connection.error();
-    if (error.state.empty()) return Commit::unknown;
+    if (error.state.empty() && mayBeDone) return Commit::unknown;
     if (!isContention(error)) break;
     // Whoever holds what was to be read is about to end; the comparison then tells what has become of it.
     std::this_thread::sleep_for(std::chrono::microseconds(200U * (1U << attempt) + random_() % 500));
@@ -540,6 +559,7 @@ Engine::Commit PostgresEngine::decide(const std::string& token) {
   using Clock = std::chrono::steady_clock;
   const Clock::time_point last = Clock::now() + longestDecision;
   StoreError reason = explain(server_.connection().error());
+  const bool lackedMemory = reason.kind == psErrorKind::memory;
   do {
     forgetAll();
     if (!server_.open(place_, reason)) {
@@ -552,8 +572,9 @@ Engine::Commit PostgresEngine::decide(const std::string& token) {
       continue;
     }
     if (numberIn(results_.back().field(0, 0)) != 0) return Commit::committed;
-    refuse(commitAction, {psErrorKind::conflict,
-                          "the connection to the server was lost, and nothing was written. Repeat the transaction"});
+    const StoreError lost{psErrorKind::conflict,
+                          "the connection to the server was lost, and nothing was written. Repeat the transaction"};
+    refuse(commitAction, lackedMemory ? StoreError{psErrorKind::memory, shortMemoryText} : lost);
     return Commit::conflict;
   } while (mayPass(reason.kind) && Clock::now() < last);
   refuse(commitAction, {psErrorKind::outcomeUnknown, "the connection was lost, and the server does not come back (" +

@@ -68,6 +68,7 @@ class PostgresEngine final : public Engine {
 
   bool refuse(const char* action, const StoreError& reason);
   bool refuseAsServer(const char* action);
+  void becomeVoid(psErrorKind kind) noexcept;
   bool isOurs(const char* action);
   bool isReadable(const char* action);
   bool isWritable(std::string_view key);
@@ -79,6 +80,7 @@ class PostgresEngine final : public Engine {
   auto whole(const Call& call);
   bool beginHere(bool update);
   Lookup getHere(std::string_view key, std::string_view& value);
+  Lookup getChunk(const std::string& key, std::string_view& value);
   bool scanHere(std::string_view prefix, const Visitor& visitor);
   bool takeChangesHere(std::vector<std::string>& keys);
   void prefetchHere(const std::vector<std::string>& keys);
@@ -92,7 +94,7 @@ class PostgresEngine final : public Engine {
   bool query(const char* action);
   void note(std::string_view key, std::optional<std::string_view> stored);
   bool scanPart(std::string& from, const std::string& end, std::uint32_t limit);
-  Commit send(const CommitBatch& batch);
+  Commit send(const CommitBatch& batch, bool& mayBeDone);
   Commit sendOrLose(const CommitBatch& batch);
   Commit decideOrGiveUp(const std::string& token);
   void learn(const CommitBatch& batch, const std::string& token);

@@ -9,8 +9,10 @@
 #include <vector>
 
 #include "store/engine/StoreAddress.h"
+#include "store/engine/StoreKey.h"
 #include "store/postgresql/ServerErrors.h"
 #include "store/postgresql/Statements.h"
+#include "store/postgresql/TransactionSets.h"
 #include "store/postgresql/WireBytes.h"
 
 namespace ps::detail {
@@ -138,6 +140,8 @@ bool ServerConnection::prepare(StoreError& error) {
   connection_.sendText(statements::readFormat);
   for (const statements::Prepared& statement : statements::prepared)
     connection_.prepare(statement.name, statement.text);
+  // So that the first page that is wanted does not wait for the server to plan and to look up what it needs.
+  connection_.send("page", {StoreKey::pages(), behindPrefix(StoreKey::pages()), number32(1)});
   const bool isDone = connection_.receive(results);
   const bool isRead = !results.empty() && results.front().rows() == 1;
   const bool isFuture = isRead && numberIn(results.front().field(0, 1)) != 0;

@@ -13,9 +13,9 @@ namespace ps::detail {
 namespace {
 
 template <class Parts>
-bool hasOneOf(const std::string& text, const Parts& parts) {
+bool hasOneOf(std::string_view text, const Parts& parts) {
   return std::any_of(std::begin(parts), std::end(parts),
-                     [&text](const char* part) { return text.find(part) != std::string::npos; });
+                     [text](const char* part) { return text.find(part) != std::string_view::npos; });
 }
 
 bool isOneOf(const std::string& state, std::initializer_list<const char*> states) {
@@ -56,11 +56,12 @@ std::string changedKey(const ServerError& error) {
 }
 
 bool isStarting(const std::string& text) { return hasOneOf(text, serverTexts::starting); }
+bool hasNoMemory(std::string_view text) { return hasOneOf(text, serverTexts::noMemory); }
 
 StoreError explain(const ServerError& error) {
   const std::string said = " (" + error.state + (error.state.empty() ? "" : ": ") + error.text + ")";
   const std::string state = error.state;
-  if (state.empty() && hasOneOf(error.text, serverTexts::noMemory)) return {psErrorKind::memory, shortMemoryText};
+  if (state.empty() && hasNoMemory(error.text)) return {psErrorKind::memory, shortMemoryText};
   if (state.empty() || state.rfind("08", 0) == 0 || state.rfind("57P", 0) == 0) {
     return {psErrorKind::unreachable, "the connection to the server was lost" + said +
                                           ". Abort the transaction and begin another one: that connects again"};
@@ -84,7 +85,7 @@ StoreError explain(const ServerError& error) {
 }
 
 StoreError explainRefusedConnection(const std::string& text) {
-  if (hasOneOf(text, serverTexts::noMemory)) return {psErrorKind::memory, shortMemoryText};
+  if (hasNoMemory(text)) return {psErrorKind::memory, shortMemoryText};
   const std::string said = " (" + text + ")";
   if (hasOneOf(text, serverTexts::full))
     return {psErrorKind::busy, "the server has as many connections as it may have" + said +

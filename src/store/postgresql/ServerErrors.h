@@ -1,6 +1,7 @@
 #pragma once
 
 #include <string>
+#include <string_view>
 
 #include "store/base/StoreError.h"
 #include "store/postgresql/Connection.h"
@@ -22,5 +23,7 @@ std::string changedKey(const ServerError& error);
 
 // Whether a server that does not let us in may do so in a moment: it is starting, or being started again.
 bool isStarting(const std::string& text);
+// Whether this process lacks memory.
+bool hasNoMemory(std::string_view text);
 
 }  // namespace ps::detail

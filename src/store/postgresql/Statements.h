@@ -91,6 +91,7 @@ constexpr Prepared prepared[] = {
      " c.keys, c.counts from store s left join commits c on c.xid >= pg_snapshot_xmin($1::text::pg_snapshot)::text::"
      "bigint and not pg_visible_in_snapshot(c.xid::text::xid8, $1::text::pg_snapshot)"},
     {"get", "select p.value, c.live, c.next from pairs p " PS_COUNTS_OF_PAIR "where p.key = $1::bytea"},
+    {"page", "select key, value from pairs where key >= $1::bytea and key <= $2::bytea order by key limit $3::int4"},
     {"many", "select key, value from pairs where key = any($1::bytea[])"},
     {"scan", "select p.key, p.value, c.live, c.next from pairs p " PS_COUNTS_OF_PAIR
              "where p.key >= $1::bytea and p.key < $2::bytea order by p.key limit $3::int4"},
