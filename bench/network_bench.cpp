@@ -1,8 +1,9 @@
 // What a store on a server costs: round trips and times of look-ups, walks and commits, conflicts of several writers,
-// and the same bytes by plain SQL.
+// beside the same bytes by plain SQL and the same work in a file.
 //
 // network_bench ADDRESS [COUNT [PART...]] works on a store of its own at an address of a PostgreSQL server, with so
-// many elements in each collection, and writes tables in Markdown. Parts are fill, look-ups, far, commits and writers.
+// many elements in each collection, and writes tables in Markdown. Parts are fill, look-ups, far, commits, writers and
+// file.
 #include <libpq-fe.h>
 #include <pscollections.h>
 #include <sys/wait.h>
@@ -12,6 +13,7 @@
 #include <chrono>
 #include <cstdio>
 #include <cstdlib>
+#include <filesystem>
 #include <functional>
 #include <memory>
 #include <random>
@@ -29,7 +31,7 @@ namespace {
 using Clock = std::chrono::steady_clock;
 
 std::string server;
-std::string address;  // of the store in it
+std::string address;  // of the store in it, or a file
 int count = 1000000;
 constexpr int perCommit = 10000;
 constexpr int perNode = 200;
@@ -98,9 +100,9 @@ class Bench {
     begin(pscUpdate);
     const auto database = session_.database("bench");
     const auto in = container("collections");
-    const pstHandle<psCompare> order(new (in) ItemCompare);
-    const pstHandle<psObj> made[] = {pstHandle<psObj>(new (in) psTreeSet(order, perNode)),
-                                     pstHandle<psObj>(new (in) psHashSet(order, 101, 1)),
+    const auto order = [&in] { return pstHandle<psCompare>(new (in) ItemCompare); };
+    const pstHandle<psObj> made[] = {pstHandle<psObj>(new (in) psTreeSet(order(), perNode)),
+                                     pstHandle<psObj>(new (in) psHashSet(order(), 101, 1)),
                                      pstHandle<psObj>(new (in) psTreeList(perNode))};
     const char* const names[] = {"set", "hash", "list"};
     for (int i = 0; i < 3; ++i) require(session_.name(made[i], database, names[i]) == 1, session_);
@@ -133,7 +135,7 @@ bool contains(const pstHandle<psCollection>& in, std::uint64_t key) { return in-
 std::uint64_t anyKey(std::mt19937_64& random) { return keyOf(random() % static_cast<std::uint64_t>(count)); }
 
 void measureCold(const char* name) {
-  constexpr int rounds = 50;
+  constexpr int rounds = 200;
   std::mt19937_64 random(7);
   double time = 0;
   double trips = 0;
@@ -184,17 +186,25 @@ void measureWalk(const char* name) {
   require(bench.session().commit() == 1, bench.session());
 }
 
-void measureLookUps() {
-  std::printf("\n| | ms | round trips |\n|---|---:|---:|\n");
+// A transaction that reads nothing is one round trip. Milliseconds.
+double measureBegin(const char* what = "begin and end of a read transaction") {
+  constexpr int rounds = 500;
   Bench bench;
   bench.open();
-  constexpr int rounds = 200;
   const Cost cost(bench.session());
   for (int i = 0; i < rounds; ++i) {
     bench.begin(pscRead);
     require(bench.session().commit() == 1, bench.session());
   }
-  cost.tell("begin and end of a read transaction", rounds);
+  cost.tell(what, rounds);
+  return cost.milliseconds() / rounds;
+}
+
+void measureLookUps() {
+  std::printf("\n| | ms | round trips |\n|---|---:|---:|\n");
+  measureBegin();
+  Bench bench;
+  bench.open();
   for (const char* const name : {"set", "hash"}) {
     measureCold(name);
     measureWarm(bench, name);
@@ -280,38 +290,61 @@ class PlainSql {
 };
 
 // Commits of new elements: with keys that follow each other, or from all over the set.
+class Commits {
+ public:
+  struct Best {
+    double milliseconds = 1e9;
+    double roundTrips = 0;
+  };
+  static constexpr int rounds = 5;
+
+  Commits() { bench_.open(); }
+
+  Best best(bool isInOrder, int size) {
+    Best best;
+    for (int i = 0; i < rounds; ++i) {
+      bench_.begin(pscUpdate);
+      const auto items = bench_.container("more");
+      const auto set = bench_.collection("set");
+      for (int k = 0; k < size; ++k, next_ += 2) {
+        const std::uint64_t key = isInOrder ? (std::uint64_t{1} << 50) + next_ : (anyKey(random_) | 1U);
+        set->add(pstHandle<psObj>(new (items) StoredItem(payloadOf(key))));
+      }
+      const Cost cost(bench_.session());
+      require(bench_.session().commit() == 1, bench_.session());
+      best.milliseconds = std::min(best.milliseconds, cost.milliseconds());
+      best.roundTrips = cost.roundTrips();
+    }
+    return best;
+  }
+
+  // Calls measure(what, isInOrder, size) for each kind.
+  template <class Measure>
+  static void forEach(const Measure& measure) {
+    for (const bool isInOrder : {true, false}) {
+      for (const int size : {1, 100, 10000})
+        measure(std::to_string(size) + (isInOrder ? " in order" : " at random"), isInOrder, size);
+    }
+  }
+
+ private:
+  Bench bench_;
+  std::mt19937_64 random_{11};
+  std::uint64_t next_ = 1;
+};
+
 void measureCommits(const std::string& schema) {
   std::printf("\n| commit of elements in the set | rows | bytes | ms | round trips | plain SQL, ms | ratio |\n");
   std::printf("|---|---:|---:|---:|---:|---:|---:|\n");
-  Bench bench;
-  bench.open();
+  Commits commits;
   PlainSql sql;
-  std::mt19937_64 random(11);
-  std::uint64_t next = 1;
-  for (const bool isInOrder : {true, false}) {
-    for (const int size : {1, 100, 10000}) {
-      constexpr int rounds = 5;
-      double best = 1e9;
-      double trips = 0;
-      for (int i = 0; i < rounds; ++i) {
-        bench.begin(pscUpdate);
-        const auto items = bench.container("more");
-        const auto set = bench.collection("set");
-        for (int k = 0; k < size; ++k, next += 2) {
-          const std::uint64_t key = isInOrder ? (std::uint64_t{1} << 50) + next : (anyKey(random) | 1U);
-          set->add(pstHandle<psObj>(new (items) StoredItem(payloadOf(key))));
-        }
-        const Cost cost(bench.session());
-        require(bench.session().commit() == 1, bench.session());
-        best = std::min(best, cost.milliseconds());
-        trips = cost.roundTrips();
-      }
-      const double plain = sql.rewrite(schema, rounds);
-      std::printf("| %d %s | %d | %d | %.2f | %.0f | %.2f | %.2f |\n", size, isInOrder ? "in order" : "at random",
-                  sql.rows(), sql.bytes(), best, trips, plain, best / plain);
-      std::fflush(stdout);
-    }
-  }
+  Commits::forEach([&](const std::string& what, bool isInOrder, int size) {
+    const Commits::Best best = commits.best(isInOrder, size);
+    const double plain = sql.rewrite(schema, Commits::rounds);
+    std::printf("| %s | %d | %d | %.2f | %.0f | %.2f | %.2f |\n", what.c_str(), sql.rows(), sql.bytes(),
+                best.milliseconds, best.roundTrips, plain, best.milliseconds / plain);
+    std::fflush(stdout);
+  });
 }
 
 struct Tally {
@@ -466,8 +499,14 @@ void measureFar() {
   if (host == std::string::npos) stop("the address has no host=, the folder of a socket");
   const std::size_t begin = host + parameter.size();
   ps::test::Proxy proxy(server.substr(begin, server.find('&', begin) - begin));
-  proxy.delay(std::chrono::milliseconds(1));
+  std::printf("\n| | ms | round trips |\n|---|---:|---:|\n");
+  const double before = measureBegin("begin and end, not farther away");
   const std::string near = std::exchange(address, proxy.address() + address.substr(address.find('#')));
+  proxy.delay(std::chrono::milliseconds(1));
+  // The proxy itself takes time too.
+  const double excess = measureBegin("begin and end, with a delay of 1 ms in a proxy") - before - 1;
+  proxy.delay(std::chrono::microseconds(static_cast<int>(1000 * (1 - excess))));
+  measureBegin("begin and end, 1 ms farther away");
   std::printf("\n| 1 ms farther away | ms | round trips |\n|---|---:|---:|\n");
   for (const char* const name : {"set", "hash"}) measureCold(name);
   std::printf("\n| changes, 1 ms farther away | writers | commits/s | conflicts | round trips |\n");
@@ -479,6 +518,31 @@ void measureFar() {
   const double four = contend("the same", 4, makeOwnList, appendToOwn);
   std::printf("\n4 writers commit %.1f times what 1 does.\n", four / one);
   address = near;
+}
+
+void fill() {
+  Bench bench;
+  bench.open();
+  const Cost cost(bench.session());
+  bench.fill();
+  std::printf("Filled with %d elements in %.1f s.\n", count, cost.milliseconds() / 1e3);
+}
+
+// The same work in a file, whose pages the system has in memory.
+void measureFile() {
+  std::string folder = (std::filesystem::temp_directory_path() / "network_bench-XXXXXX").string();
+  if (mkdtemp(folder.data()) == nullptr) stop("no temporary folder at " + folder);
+  const std::string far = std::exchange(address, folder + "/bench.ps");
+  std::printf("\nIn a file:\n\n");
+  fill();
+  measureLookUps();
+  std::printf("\n| commit of elements in the set of a file | ms |\n|---|---:|\n");
+  Commits commits;
+  Commits::forEach([&](const std::string& what, bool isInOrder, int size) {
+    std::printf("| %s | %.2f |\n", what.c_str(), commits.best(isInOrder, size).milliseconds);
+  });
+  std::filesystem::remove_all(folder);
+  address = far;
 }
 
 }  // namespace
@@ -493,16 +557,11 @@ int main(int argc, char** argv) {
   const auto wants = [&parts](const char* part) {
     return parts.empty() || std::find(parts.begin(), parts.end(), part) != parts.end();
   };
-  if (wants("fill")) {
-    Bench bench;
-    bench.open();
-    const Cost cost(bench.session());
-    bench.fill();
-    std::printf("Filled with %d elements in %.1f s.\n", count, cost.milliseconds() / 1e3);
-  }
+  if (wants("fill")) fill();
   if (wants("look-ups")) measureLookUps();
   if (wants("far")) measureFar();
   if (wants("commits")) measureCommits(schema);
   if (wants("writers")) measureWriters();
+  if (wants("file")) measureFile();
   return 0;
 }

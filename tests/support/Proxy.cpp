@@ -5,6 +5,7 @@
 #include <netinet/in.h>
 #include <netinet/tcp.h>
 #include <poll.h>
+#include <sys/prctl.h>
 #include <sys/socket.h>
 #include <sys/un.h>
 #include <unistd.h>
@@ -105,6 +106,7 @@ std::string Proxy::rewritten(std::string message) const {
 }
 
 void Proxy::run() {
+  ::prctl(PR_SET_TIMERSLACK, 1UL);  // a delay is not to be longer than wished
   while (!isOver_) {
     wait(Clock::now());
     const Clock::time_point now = Clock::now();
