@@ -347,6 +347,21 @@ void measureCommits(const std::string& schema) {
   });
 }
 
+// What a commit costs that compares all leaves of the set.
+void measureReadMuch() {
+  Bench bench;
+  bench.open();
+  bench.begin(pscUpdate);
+  const auto set = bench.collection("set");
+  const std::unique_ptr<psCollectionIterator> walk(set->iterator());
+  while (walk->hasNext()) walk->next(pscNoLock);
+  set->add(pstHandle<psObj>(new (bench.container("more")) StoredItem(payloadOf(std::uint64_t{1} << 60))));
+  std::printf("\n| | ms | round trips |\n|---|---:|---:|\n");
+  const Cost cost(bench.session());
+  require(bench.session().commit() == 1, bench.session());
+  cost.tell("commit of 1 element after a walk over the set");
+}
+
 struct Tally {
   std::uint64_t commits = 0;
   std::uint64_t conflicts = 0;
@@ -560,7 +575,10 @@ int main(int argc, char** argv) {
   if (wants("fill")) fill();
   if (wants("look-ups")) measureLookUps();
   if (wants("far")) measureFar();
-  if (wants("commits")) measureCommits(schema);
+  if (wants("commits")) {
+    measureCommits(schema);
+    measureReadMuch();
+  }
   if (wants("writers")) measureWriters();
   if (wants("file")) measureFile();
   return 0;

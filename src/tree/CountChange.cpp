@@ -1,7 +1,6 @@
 #include "tree/CountChange.h"
 
 #include "store/base/MemoryGuard.h"
-#include "store/session/SeveralWriters.h"
 #include "tree/NodeLinks.h"
 
 namespace ps::detail {
@@ -38,7 +37,7 @@ bool CountChange::plan(const psBTree& node, psId entry, const ElementCount& numb
       if (!ancestor.entries.isOpen()) return false;
       ancestor.index = ancestor.entries.findNode(entry, expected);
       if (ancestor.index < 0) return false;
-      const bool isKept = number && (!hasSeveralWriters() || !ancestor.entries.isSorted());
+      const bool isKept = number && keepsCounts(ancestor.entries);
       ancestor.difference = isKept ? ElementCount(*number * sign) : std::nullopt;
       entry = ancestor.entries[0].oid();
     }

@@ -13,7 +13,7 @@ std::optional<int> elementsAt(const psBTree& node, const ArrayView& entries, int
   announceFrom(entries, i);
   const pstHandle<psBTree> child = childAt(entries, i, node);
   const std::optional<int> n = child.isNull() ? std::nullopt : elementsBelow(*child);
-  // In an update it would be stored: see NodeEdit::keepsCounts.
+  // In an update it would be stored: see keepsCounts.
   if (n && !(hasSeveralWriters() && isResidentForUpdate(entries.array().oid()))) entries.noteElementsBelow(i, *n);
   return n;
 }

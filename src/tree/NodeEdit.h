@@ -11,6 +11,10 @@
 
 namespace ps::detail {
 
+// Whether nodes with such arrays keep how many elements there are below. Where every change of an ancestor is a
+// conflict for all others, only lists do, whose elements are found by it.
+inline bool keepsCounts(const ArrayEdit& elements) { return !hasSeveralWriters() || !elements.isSorted(); }
+
 // The entries of a node, open for update: its elements and, in a leaf of a map, their values, which every operation
 // keeps in step. Once isOpen() is true, no operation of the edit can be refused.
 class NodeEdit {
@@ -69,9 +73,7 @@ class NodeEdit {
   void setElementsBelow(int i, const ElementCount& n) {
     elements_.setElementsBelow(i, keepsCounts() ? n : std::nullopt);
   }
-  // Whether ancestors keep how many elements there are below. Where every change of an ancestor is a conflict for all
-  // others, only lists do, whose elements are found by it.
-  bool keepsCounts() const { return !hasSeveralWriters() || !elements_.isSorted(); }
+  bool keepsCounts() const { return ps::detail::keepsCounts(elements_); }
   void changeElementsBelow(int i, const ElementCount& difference) { elements_.changeElementsBelow(i, difference); }
   // Makes room for these numbers in a node that has or is about to have children. Addresses of its entries end.
   bool provideCounts() { return !keepsCounts() || elements_.provide(Rows::counts); }

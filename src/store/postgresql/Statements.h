@@ -128,8 +128,8 @@ constexpr Prepared prepared[] = {
     {"compare",
      "with present as materialized (select key, substring(value from 1 for 8) as stamp from pairs where key ="
      " any($1::bytea[]) order by key for share nowait) " PS_FAIL_WITH(
-         "e.key") "from unnest($1::bytea[], $2::bytea[]) e(key, stamp) left join present p on p.key = e.key"
-                  " where p.stamp is distinct from e.stamp having count(*) > 0"},
+         "e.key") "from (select unnest($1::bytea[]) as key, unnest($2::bytea[]) as stamp except select key, stamp from"
+                  " present) e having count(*) > 0"},
     {"insert", "insert into pairs select * from unnest($1::bytea[], $2::bytea[])"},
     {"write",
      "insert into pairs select * from unnest($1::bytea[], $2::bytea[]) on conflict (key) do update set value ="
