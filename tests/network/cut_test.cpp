@@ -1,6 +1,9 @@
+// Connections that are cut, at messages some steps apart from a random one on. With the environment variable
+// PSCOLLECTIONS_CUTS=all they are cut at every message, one after the other.
 #include <gtest/gtest.h>
 #include <unistd.h>
 
+#include <cstdlib>
 #include <deque>
 #include <iostream>
 #include <map>
@@ -67,9 +70,12 @@ class CutTest : public ::testing::Test {
     EXPECT_TRUE(commitNext(session, model_)) << session.lastError();
   }
 
+  static std::uint64_t stepOr(std::uint64_t usual) { return std::getenv("PSCOLLECTIONS_CUTS") != nullptr ? 1 : usual; }
+
   // Calls cut with one number after the other, until nothing is left to be cut.
   template <class Cut>
-  void sweep(psSession& session, std::uint64_t step, const Cut& cut) {
+  void sweep(psSession& session, std::uint64_t usual, const Cut& cut) {
+    const std::uint64_t step = stepOr(usual);
     constexpr int mostMisses = 3;  // a transaction may be shorter than the one before it
     for (std::uint64_t k = 1 + below(step), misses = 0; misses < mostMisses && !HasFailure(); k += step) {
       cut(k);
@@ -164,8 +170,9 @@ TEST_F(CutTest, MessagesOfVerificationsAndBackups) {
 // The first session of a store makes it.
 TEST_F(CutTest, MessagesOfOpening) {
   for (const From from : {From::client, From::server}) {
+    const std::uint64_t step = stepOr(5);
     bool isCut = true;
-    for (std::uint64_t k = 1 + below(5); isCut && !HasFailure(); k += 5) {
+    for (std::uint64_t k = 1 + below(step); isCut && !HasFailure(); k += step) {
       const std::string store = path("new " + std::to_string(k) + (from == From::client ? "c" : "s"));
       psSession session;
       proxy_.cut({{from, k}});
