@@ -58,7 +58,7 @@ bool Connection::isOfThisProcess() const { return process_ == ::getpid(); }
 
 // Notes the reason why the server cannot be reached any more.
 bool Connection::lose() {
-  const char* const text = connection_ != nullptr ? PQerrorMessage(connection_.get()) : "";
+  const char* const text = connection_ != nullptr ? PQerrorMessage(connection_.get()) : serverTexts::noMemory[0];
   error_ = {"", text};
   while (!error_.text.empty() && error_.text.back() == '\n') error_.text.pop_back();
   return false;

@@ -11,6 +11,7 @@
 #include "store/engine/StoreAddress.h"
 #include "store/engine/StoreKey.h"
 #include "store/postgresql/ServerErrors.h"
+#include "store/postgresql/ServerTexts.h"
 #include "store/postgresql/Statements.h"
 #include "store/postgresql/TransactionSets.h"
 #include "store/postgresql/WireBytes.h"
@@ -79,8 +80,12 @@ bool ServerConnection::readAddress(StoreError& error) {
   char* complaint = nullptr;
   const std::unique_ptr<PQconninfoOption, decltype(&PQconninfoFree)> options(
       PQconninfoParse(place_.address.c_str(), &complaint), &PQconninfoFree);
-  std::string said = complaint != nullptr ? complaint : "no memory";
+  std::string said = complaint != nullptr ? complaint : serverTexts::noMemory[0];
   PQfreemem(complaint);
+  if (options == nullptr && hasNoMemory(said)) {
+    error = {psErrorKind::memory, shortMemoryText};
+    return false;
+  }
   if (options == nullptr) {
     said.erase(std::min(said.find(": \""), said.size()));
     error = {psErrorKind::usage, "the client library cannot read the address (" + said +
