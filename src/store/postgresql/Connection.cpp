@@ -58,6 +58,7 @@ bool Connection::isOfThisProcess() const { return process_ == ::getpid(); }
 
 // Notes the reason why the server cannot be reached any more.
 bool Connection::lose() {
+  isBroken_ = true;
   const char* const text = connection_ != nullptr ? PQerrorMessage(connection_.get()) : serverTexts::noMemory[0];
   error_ = {"", text};
   while (!error_.text.empty() && error_.text.back() == '\n') error_.text.pop_back();
@@ -88,9 +89,7 @@ void Connection::prepare(const char* name, const char* statement) {
 }
 
 void Connection::sent(int done) {
-  if (done == 1 && flush()) return;
-  lose();
-  isBroken_ = true;
+  if (done != 1 || !flush()) lose();
 }
 
 // Hands to the system what is to be sent. What the server answers meanwhile is read, since it stops listening while
@@ -160,8 +159,9 @@ bool Connection::receiveBatch(std::vector<Result>& results) {
       error_ = {state != nullptr ? state : "", text != nullptr ? text : PQresultErrorMessage(received)};
     }
     if (PQstatus(connection_.get()) != CONNECTION_OK) {
-      const std::string text = isDone ? PQerrorMessage(connection_.get()) : error_.text;
-      error_ = {"", text};
+      const std::string said = error_.text;
+      lose();
+      if (!isDone) error_.text = said;
       return false;
     }
     if (status != PGRES_PIPELINE_ABORTED) results.push_back(std::move(result));
