@@ -36,9 +36,11 @@ pstHandle<psBTree> climbBelow(pstHandle<psBTree> node, const psId& ancestor, int
 
 pstHandle<psBTree> childAt(const pstRef<psObj>& entry, const psId& node, const psBTree& ancestor) {
   const psId id = ancestor.psOid();
-  pstHandle<psBTree> child(node);
-  if (isReadable(child) && child->parent() == id) return child;
-  child = entry;
+  if (!node.isNull()) {
+    pstHandle<psBTree> known(node);
+    if (isReadable(known) && known->parent() == id) return known;
+  }
+  pstHandle<psBTree> child(entry);
   while (isReadable(child)) {
     pstHandle<psBTree> above = child->parent();
     if (above == id) return child;
