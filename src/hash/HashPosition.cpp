@@ -3,6 +3,7 @@
 #include "hash/psHashMap.h"
 #include "hash/psHashMapEntry.h"
 #include "store/base/IdText.h"
+#include "store/session/SeveralWriters.h"
 
 namespace ps::detail {
 
@@ -73,6 +74,7 @@ bool findMatch(const psHashSet& table, KeyProbe& probe, HashPosition& position) 
   const SlotView slot(bucket, position.slot);
   if (!slot.isOpen()) return false;
   const bool isEntry = slot.count() > 0 && holdsEntries(table);
+  if (slot.count() > 1) announceOpening(&slot[0], slot.count());
   for (int i = 0; i < slot.count(); ++i) {
     const pstRef<psObj> key = keyOf(slot[i], isEntry);
     const bool isMatch = !key.isNull() && probe.equal(key);
