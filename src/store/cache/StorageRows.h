@@ -22,6 +22,7 @@ enum class Rows : std::uint32_t {
   none = 0,
   abbreviations = 1,  // 8 bytes an element, after a tag of 8 bytes that says what made them
   counts = 2,         // 4 bytes an element
+  both = 3,           // all that arrays in files have
   nodes = 4,          // 8 bytes an element: an identifier
   all = 7,
 };
