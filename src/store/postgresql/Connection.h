@@ -55,9 +55,7 @@ class Connection {
   void close();
   // The same because there was no memory, which the error then is.
   void closeForMemory();
-  bool isOpen() const {
-    return connection_ != nullptr && !isBroken_ && PQstatus(connection_.get()) == CONNECTION_OK;
-  }
+  bool isOpen() const { return connection_ != nullptr && !isBroken_ && PQstatus(connection_.get()) == CONNECTION_OK; }
   // Whether something could not be sent or received, and nothing will be any more.
   bool isBroken() const { return isBroken_; }
   int serverVersion() const { return PQserverVersion(connection_.get()); }
